@@ -1,0 +1,101 @@
+// Element-wise commands from a source in memory to a sink in memory, beside what they cannot do without: two passes of
+// memcpy and the arithmetic, over the same blocks of the same memory.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "bench/ratios.h"
+#include "runtime/session.h"
+
+namespace {
+
+using namespace libzepl;
+
+constexpr std::size_t samples = 1 << 20;
+constexpr std::size_t blockSize = 1000;
+
+template <class Element>
+constexpr ElementType typeOf = sizeof(Element) == 2          ? ElementType::int16
+                               : sizeof(Element) == 8        ? ElementType::float64
+                               : std::is_integral_v<Element> ? ElementType::int32
+                                                             : ElementType::float32;
+
+template <class Element>
+const std::vector<Element>& recording() {
+    static const std::vector<Element> elements = [] {
+        std::vector<Element> made(samples);
+        for (std::size_t i = 0; i < samples; ++i)
+            made[i] = static_cast<Element>(static_cast<int>(i * 7919 % 65536) - 32768);
+        return made;
+    }();
+    return elements;
+}
+
+CommandLibrary& library() {
+    static CommandLibrary loaded;
+    if (loaded.commands().empty()) loaded.load(BENCH_MODULE_FILE);
+    return loaded;
+}
+
+template <class Element>
+void absCommand(benchmark::State& state) {
+    const std::vector<Element>& source = recording<Element>();
+    for (auto _ : state) {
+        Session session(library());
+        const PipeId in = session.addPipe({.name = "in", .type = typeOf<Element>});
+        const PipeId out = session.addPipe({.name = "out", .type = typeOf<Element>});
+        session.feedMemory(in, source.data(), source.size());
+        session.collect(out, {}, samples);
+        session.addTask({.command = "ABS", .arguments = {session.use(in), session.use(out)}});
+        benchmark::DoNotOptimize(session.run().status);
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
+}
+
+template <class Element>
+[[gnu::target_clones("default", "avx2", "arch=skylake-avx512")]] void absoluteBlock(Element* elements, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) {
+        if constexpr (std::is_integral_v<Element>)
+            elements[i] = static_cast<Element>(elements[i] == std::numeric_limits<Element>::min()
+                                                   ? std::numeric_limits<Element>::max()
+                                                   : std::abs(elements[i]));
+        else
+            elements[i] = std::abs(elements[i]);
+    }
+}
+
+template <class Element>
+void absPlain(benchmark::State& state) {
+    const std::vector<Element>& source = recording<Element>();
+    static Element block[blockSize];
+    for (auto _ : state) {
+        // New memory each time, as a session has it.
+        auto* result = static_cast<Element*>(std::malloc(samples * sizeof(Element)));
+        for (std::size_t at = 0; at < samples; at += blockSize) {
+            const std::size_t n = std::min(blockSize, samples - at);
+            std::memcpy(block, source.data() + at, n * sizeof(Element));
+            absoluteBlock(block, n);
+            std::memcpy(result + at, block, n * sizeof(Element));
+        }
+        benchmark::DoNotOptimize(result);
+        benchmark::ClobberMemory();
+        std::free(result);
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
+}
+
+#define ELEMENT_PAIR(type)                                  \
+    BENCHMARK(absCommand<type>)->Name("absCommand_" #type); \
+    BENCHMARK(absPlain<type>)->Name("absPlain_" #type);     \
+    const bench::Pair pairOf_##type("absCommand_" #type, "absPlain_" #type, 2)
+
+using std::int16_t, std::int32_t;
+ELEMENT_PAIR(int16_t);
+ELEMENT_PAIR(int32_t);
+ELEMENT_PAIR(float);
+ELEMENT_PAIR(double);
+
+}  // namespace

@@ -1,0 +1,110 @@
+#include "cli/catalogue.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "cli/modules.h"
+#include "cli/run.h"
+#include "runtime/diagnostics.h"
+#include "runtime/signature.h"
+
+namespace cli {
+
+namespace {
+
+using namespace libzepl;
+
+std::string upperCase(std::string text) {
+    for (char& letter : text) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+    return text;
+}
+
+// The signature with each run of blanks made one, for a line.
+std::string inOneLine(const std::string& signature) {
+    std::string line;
+    for (char letter : signature)
+        if (letter != ' ' || (!line.empty() && line.back() != ' ')) line += letter;
+    while (!line.empty() && line.back() == ' ') line.pop_back();
+    return line;
+}
+
+std::vector<const Command*> matching(const CommandLibrary& library, const std::string& word) {
+    std::vector<const Command*> found;
+    for (const Command& command : library.commands())
+        if (upperCase(command.name + " " + command.signature.value_or("")).find(upperCase(word)) != std::string::npos)
+            found.push_back(&command);
+    return found;
+}
+
+void printJson(const std::vector<const Command*>& commands) {
+    auto list = nlohmann::ordered_json::array();
+    for (const Command* command : commands) {
+        nlohmann::ordered_json entry{{"name", command->name},
+                                     {"module", command->module},
+                                     {"taskSpace", command->taskSpace},
+                                     {"attributes", command->attributes}};
+        entry["signature"] =
+            command->signature ? nlohmann::ordered_json(*command->signature) : nlohmann::ordered_json();
+        list.push_back(std::move(entry));
+    }
+    std::printf("%s\n", list.dump(2).c_str());
+}
+
+std::string version(std::uint32_t hundredths) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%u.%02u", hundredths / 100, hundredths % 100);
+    return text;
+}
+
+}  // namespace
+
+int listCommands(const CatalogueArguments& arguments) {
+    CommandLibrary library;
+    loadModules(library, arguments.modules);
+    const std::vector<const Command*> commands = matching(library, arguments.word);
+    if (arguments.json) {
+        printJson(commands);
+        return allWell;
+    }
+    for (const Command* command : commands)
+        std::printf("%-12s %6u  %s\n", command->name.c_str(), command->taskSpace,
+                    command->signature ? inOneLine(*command->signature).c_str() : "(without a signature)");
+    if (commands.empty())
+        std::printf("no command has %s in its name or signature\n", libzepl::quoted(arguments.word).c_str());
+    return allWell;
+}
+
+int explainCommand(const CatalogueArguments& arguments) {
+    CommandLibrary library;
+    loadModules(library, arguments.modules);
+    const Command* command = library.find(upperCase(arguments.word));
+    if (command == nullptr) {
+        std::vector<std::string> names;
+        for (const Command& each : library.commands()) names.push_back(each.name);
+        const std::string near = suggestion(arguments.word, names);
+        throw Problem("unknown command " + libzepl::quoted(arguments.word),
+                      near.empty() ? "zepl commands lists the commands" : near);
+    }
+    const std::string page = pageOf(command->name);
+    std::printf("%s\n", page.empty() ? (command->name + ", of the module " + command->module).c_str() : page.c_str());
+    std::printf("Parameters:\n%s", command->signature
+                                       ? layOut(parseSignature(*command->signature)).c_str()
+                                       : "  It has no signature: the command checks its parameters itself.\n");
+    return allWell;
+}
+
+int tellVersions(const CatalogueArguments& arguments) {
+    CommandLibrary library;
+    loadModules(library, arguments.modules);
+    std::printf("runtime: build %s, interface %s\n", version(hostBuildVersion).c_str(),
+                version(hostInterfaceVersion).c_str());
+    for (const LoadedModule& module : library.modules())
+        std::printf("module %s: build %s, interface %s, %s with this runtime\n", module.name.c_str(),
+                    version(module.buildVersion).c_str(), version(module.interfaceVersion).c_str(),
+                    module.compatible ? "compatible" : "not compatible");
+    return allWell;
+}
+
+}  // namespace cli

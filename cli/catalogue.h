@@ -1,0 +1,22 @@
+// zepl commands, zepl help and zepl version.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace cli {
+
+struct CatalogueArguments {
+    std::string word;  // of commands: a part of a name or signature; of help: the command
+    bool json = false;
+    std::vector<std::string> modules;
+};
+
+int listCommands(const CatalogueArguments& arguments);
+int explainCommand(const CatalogueArguments& arguments);
+int tellVersions(const CatalogueArguments& arguments);
+
+// The page of the user guide about a command, or an empty text.
+std::string pageOf(const std::string& command);
+
+}  // namespace cli

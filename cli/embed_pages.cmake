@@ -1,0 +1,12 @@
+# Writes a C++ file that holds the pages of the user guide about commands: cmake -DPAGES=... -DOUTPUT=... -P embed_pages.cmake
+set(text "// Generated from docs/commands. A page a command, named after it.\n#include \"cli/catalogue.h\"\n\n#include <map>\n\n")
+string(APPEND text "namespace cli {\n\nstd::string pageOf(const std::string& command) {\n")
+string(APPEND text "    static const std::map<std::string, std::string> pages{\n")
+foreach(page ${PAGES})
+    get_filename_component(name ${page} NAME_WE)
+    file(READ ${page} content)
+    string(APPEND text "        {\"${name}\", R\"zeplpage(${content})zeplpage\"},\n")
+endforeach()
+string(APPEND text "    };\n    const auto found = pages.find(command);\n")
+string(APPEND text "    return found == pages.end() ? std::string() : found->second;\n}\n\n}  // namespace cli\n")
+file(WRITE ${OUTPUT} "${text}")

@@ -1,0 +1,108 @@
+// zepl: runs procedures on recordings and streams.
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+
+#include "cli/catalogue.h"
+#include "cli/run.h"
+#include "runtime/diagnostics.h"
+
+namespace {
+
+constexpr const char* overview =
+    "Runs processing procedures on recordings and streams.\n\n"
+    "A first procedure, rectify.zp:\n"
+    "    pipe ecg       : int16 from \"ecg.wav\"\n"
+    "    pipe rectified : int16 to \"rectified.wav\"\n"
+    "    ABS (ecg, rectified)\n"
+    "and its run:\n"
+    "    zepl run rectify.zp";
+
+constexpr const char* exitStatuses =
+    "Exit status: 0 when all went well, 1 when a task or the run failed, 2 when the call or the procedure was wrong.";
+
+void addModuleOption(CLI::App& command, std::vector<std::string>& modules) {
+    command
+        .add_option("--module", modules, "Load this module (.zlm) instead of the one beside the tool; can be repeated")
+        ->type_name("FILE")
+        ->take_all()
+        ->allow_extra_args(false);
+}
+
+void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
+    const auto repeated = [&](const char* name, std::vector<std::string>& values, const char* type, const char* what) {
+        command.add_option(name, values, what)->type_name(type)->take_all()->allow_extra_args(false);
+    };
+    command.add_option("procedure", arguments.procedure, "The procedure's file (.zp)")
+        ->required()
+        ->type_name("PROCEDURE");
+    repeated("--in", arguments.in, "NAME=FILE", "Read this pipe or trigger from FILE; - is standard input");
+    repeated("--out", arguments.out, "NAME=FILE", "Write this pipe or trigger to FILE; - is standard output");
+    repeated("--set", arguments.set, "VARIABLE=VALUE", "Start this variable at VALUE");
+    command.add_option("--report", arguments.report, "Write what the run came to as JSON")->type_name("FILE.json");
+    command
+        .add_option("--feed", arguments.feed, "Give the input in pieces of N samples, all at once, or in random pieces")
+        ->type_name("N|whole|random:SEED");
+    command.add_option("--block", arguments.block, "The default block size in samples, 1024 unless given")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1 << 24));
+    command.add_option("--memory", arguments.memory, "The most memory that the session may use, 4G unless given")
+        ->type_name("SIZE");
+    repeated("--info", arguments.info, "SELECTOR=VALUE", "What commands are told for a selector of system information");
+    command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")->type_name("UNITS");
+    command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
+    addModuleOption(command, arguments.modules);
+    command.footer(exitStatuses);
+}
+
+int dispatch(int count, char** words) {
+    CLI::App app(overview, "zepl");
+    app.require_subcommand(1);
+    app.footer(exitStatuses);
+    cli::RunArguments runArguments;
+    cli::CatalogueArguments catalogue;
+
+    CLI::App* run = app.add_subcommand("run", "Run a procedure");
+    addRunOptions(*run, runArguments);
+    CLI::App* check =
+        app.add_subcommand("check", "Do everything up to the first sample: parse, bind, and set up each task");
+    addRunOptions(*check, runArguments);
+    CLI::App* commands = app.add_subcommand("commands", "List the installed commands");
+    commands->add_option("word", catalogue.word, "Only those with WORD in their name or signature")->type_name("WORD");
+    commands->add_flag("--json", catalogue.json, "List them as JSON");
+    addModuleOption(*commands, catalogue.modules);
+    CLI::App* help = app.add_subcommand("help", "Explain a command, or this tool");
+    help->add_option("command", catalogue.word, "The command")->type_name("COMMAND");
+    addModuleOption(*help, catalogue.modules);
+    CLI::App* version = app.add_subcommand("version", "Tell the versions, and whether module and runtime go together");
+    addModuleOption(*version, catalogue.modules);
+
+    try {
+        app.parse(count, words);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? cli::allWell : cli::wrongCall;
+    }
+    if (run->parsed()) return cli::run(runArguments);
+    if (check->parsed()) return cli::check(runArguments);
+    if (commands->parsed()) return cli::listCommands(catalogue);
+    if (version->parsed()) return cli::tellVersions(catalogue);
+    if (!catalogue.word.empty()) return cli::explainCommand(catalogue);
+    std::fputs(app.help().c_str(), stdout);
+    return cli::allWell;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    std::signal(SIGPIPE, SIG_IGN);  // a closed output is told as an error, not by a silent end
+    try {
+        return dispatch(count, words);
+    } catch (const libzepl::Problem& problem) {
+        std::fprintf(stderr, "zepl: error: %s\n", problem.what());
+        if (!problem.remedy().empty()) std::fprintf(stderr, "  %s\n", problem.remedy().c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "zepl: error: %s\n", error.what());
+    }
+    return cli::wrongCall;
+}

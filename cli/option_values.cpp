@@ -1,0 +1,80 @@
+#include "cli/option_values.h"
+
+#include <limits>
+
+#include "runtime/diagnostics.h"
+#include "runtime/procedure.h"
+
+namespace cli {
+
+namespace {
+
+using libzepl::Problem;
+
+// A whole number from 0 to `most`.
+std::optional<std::uint64_t> wholeNumber(const std::string& text, std::uint64_t most) {
+    const std::optional<libzepl::Number> number = libzepl::parseNumber(text);
+    if (!number || !number->isInteger || number->integer < 0) return std::nullopt;
+    const auto value = static_cast<std::uint64_t>(number->integer);
+    return value <= most ? std::optional(value) : std::nullopt;
+}
+
+constexpr std::uint64_t word = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t large = std::numeric_limits<std::int64_t>::max();
+
+}  // namespace
+
+libzepl::FeedPolicy feedOf(const std::string& text) {
+    libzepl::FeedPolicy feed;
+    if (text == "whole") {
+        feed.kind = libzepl::FeedPolicy::Kind::whole;
+        return feed;
+    }
+    const bool random = text.rfind("random:", 0) == 0;
+    const std::optional<std::uint64_t> number = wholeNumber(random ? text.substr(7) : text, large);
+    if (!number || (!random && *number == 0))
+        throw Problem("--feed " + text + " is none of the ways of feeding",
+                      "give --feed N (samples), whole, or random:SEED");
+    feed.kind = random ? libzepl::FeedPolicy::Kind::random : libzepl::FeedPolicy::Kind::pieces;
+    (random ? feed.seed : feed.piece) = *number;
+    return feed;
+}
+
+std::uint64_t sizeOf(const std::string& text) {
+    constexpr std::pair<char, int> units[] = {{'K', 10}, {'M', 20}, {'G', 30}};
+    int shift = 0;
+    for (const auto& [letter, bits] : units)
+        if (!text.empty() && text.back() == letter) shift = bits;
+    const std::string digits = shift > 0 ? text.substr(0, text.size() - 1) : text;
+    const std::optional<std::uint64_t> number = wholeNumber(digits, large >> shift);
+    if (!number || *number == 0)
+        throw Problem("--memory " + text + " is no size",
+                      "give a number of bytes, or one with K, M or G, such as 512M");
+    return *number << shift;
+}
+
+std::map<std::string, std::string> pairsOf(const std::string& option, const std::vector<std::string>& texts) {
+    std::map<std::string, std::string> pairs;
+    for (const std::string& text : texts) {
+        const std::size_t equals = text.find('=');
+        if (equals == 0 || equals == std::string::npos || equals + 1 == text.size())
+            throw Problem(option + " " + text + " names nothing", "write " + option + " NAME=VALUE");
+        if (!pairs.emplace(text.substr(0, equals), text.substr(equals + 1)).second)
+            throw Problem(option + " " + text + ": " + libzepl::quoted(text.substr(0, equals)) + " is given twice");
+    }
+    return pairs;
+}
+
+std::map<std::uint32_t, std::uint32_t> infoOf(const std::vector<std::string>& texts) {
+    std::map<std::uint32_t, std::uint32_t> info;
+    for (const auto& [selector, value] : pairsOf("--info", texts)) {
+        const std::optional<std::uint64_t> key = wholeNumber(selector, word), answer = wholeNumber(value, word);
+        if (!key || !answer)
+            throw Problem("--info " + selector + "=" + value + " is no pair of 32-bit numbers",
+                          "write --info SELECTOR=VALUE, such as --info 30=0");
+        info.emplace(static_cast<std::uint32_t>(*key), static_cast<std::uint32_t>(*answer));
+    }
+    return info;
+}
+
+}  // namespace cli

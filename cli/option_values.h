@@ -1,0 +1,25 @@
+// The values of the tool's options. What cannot be read is a Problem that says what can.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "runtime/session.h"
+
+namespace cli {
+
+// "1000", "whole" or "random:7".
+libzepl::FeedPolicy feedOf(const std::string& text);
+
+// Bytes: "4294967296", "512K", "64M", "4G".
+std::uint64_t sizeOf(const std::string& text);
+
+// NAME=VALUE, given any number of times.
+std::map<std::string, std::string> pairsOf(const std::string& option, const std::vector<std::string>& texts);
+
+// SELECTOR=VALUE, both whole 32-bit numbers, decimal or hexadecimal.
+std::map<std::uint32_t, std::uint32_t> infoOf(const std::vector<std::string>& texts);
+
+}  // namespace cli

@@ -1,0 +1,58 @@
+#include "cli/progress.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+namespace cli {
+
+namespace {
+
+std::string withPrefix(double perSecond) {
+    char text[64];
+    if (perSecond >= 1e6)
+        std::snprintf(text, sizeof text, "%.1f million", perSecond / 1e6);
+    else
+        std::snprintf(text, sizeof text, "%.0f", perSecond);
+    return text;
+}
+
+std::string duration(double seconds) {
+    char text[64];
+    const auto whole = static_cast<long>(seconds + 0.5);
+    if (whole >= 60)
+        std::snprintf(text, sizeof text, "%ld min %02ld s", whole / 60, whole % 60);
+    else
+        std::snprintf(text, sizeof text, "%ld s", whole);
+    return text;
+}
+
+}  // namespace
+
+std::string describe(const libzepl::Progress& progress) {
+    const double perSecond = static_cast<double>(progress.delivered) / progress.seconds;
+    const std::string speed = withPrefix(perSecond) + " samples a second";
+    if (!progress.expected || *progress.expected == 0) return std::to_string(progress.delivered) + " samples, " + speed;
+    const auto left = static_cast<double>(*progress.expected - progress.delivered) / perSecond;
+    return std::to_string(progress.delivered * 100 / *progress.expected) + " %, " + speed + ", " + duration(left) +
+           " left";
+}
+
+ProgressLine::ProgressLine(bool wanted) : wanted_(wanted && ::isatty(STDERR_FILENO) != 0) {}
+
+void ProgressLine::show(const libzepl::Progress& progress) {
+    if (!wanted_ || progress.seconds < 1) return;
+    std::fprintf(stderr, "\r\033[K%s", describe(progress).c_str());
+    std::fflush(stderr);
+    shown_ = true;
+}
+
+void ProgressLine::clear() {
+    if (!shown_) return;
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+    shown_ = false;
+}
+
+}  // namespace cli

@@ -1,0 +1,42 @@
+// From a parsed procedure to a session that can run: names are resolved, literals get their types, files are opened.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/procedure.h"
+#include "runtime/session.h"
+
+namespace libzepl {
+
+// What the caller changes of a procedure.
+struct BindOptions {
+    std::map<std::string, std::string> inputs;  // files by the name of a pipe or trigger; they replace the procedure's
+    std::map<std::string, std::string> outputs;
+    std::map<std::string, std::string> values;  // by the name of a variable, as text
+    SessionOptions session;
+};
+
+// A session with what is needed to tell of it in the procedure's terms. The command library must outlive it.
+struct BoundProcedure {
+    std::unique_ptr<Session> session;
+    std::vector<std::string>
+        advice;  // for each command, what its signature admits where the list does not fit; or empty
+};
+
+// Binds the procedure. Every mistake is added to `diagnostics`, with its place; the session is null when there was one.
+BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& library, BindOptions options,
+                             std::vector<Diagnostic>& diagnostics);
+
+// What the report of a run of the procedure says of mistakes, at their places: tasks that were refused, failed or ended
+// themselves, pipes that nobody writes, lists that a signature does not describe.
+// `advice` is that of the bound procedure.
+std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& report,
+                                 const std::vector<std::string>& advice);
+
+// A report for a procedure that was refused before it ran.
+Report refusalReport(const Procedure& procedure, const std::vector<Diagnostic>& diagnostics);
+
+}  // namespace libzepl

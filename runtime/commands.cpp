@@ -1,0 +1,111 @@
+#include "runtime/commands.h"
+
+#include <dlfcn.h>
+
+#include "runtime/load_state.h"
+#include "runtime/signature.h"
+
+namespace libzepl {
+
+namespace {
+
+template <class Function>
+Function* entryOf(void* handle, const char* name, const std::filesystem::path& path) {
+    void* address = ::dlsym(handle, name);
+    if (address == nullptr)
+        throw Problem(libzepl::quoted(path.string()) + " is no module: it has no " + name,
+                      "name a file with the ending .zlm that exports ModuleInstall");
+    return reinterpret_cast<Function*>(address);
+}
+
+std::string version(std::uint32_t hundredths) {
+    const std::uint32_t rest = hundredths % 100;
+    return std::to_string(hundredths / 100) + "." + (rest < 10 ? "0" : "") + std::to_string(rest);
+}
+
+// Opens the file, letting the module's start-up run.
+void* openModule(const std::filesystem::path& path) {
+    if (!std::filesystem::exists(path))
+        throw Problem("there is no module file " + libzepl::quoted(path.string()),
+                      "build it, or name another with --module");
+    loadState().terminated = false;
+    takeLoadConsole();
+    void* handle = ::dlopen(std::filesystem::absolute(path).c_str(), RTLD_LAZY | RTLD_LOCAL);
+    if (handle == nullptr)
+        throw Problem(libzepl::quoted(path.string()) + " cannot be loaded as a module: " + ::dlerror(),
+                      "name a file with the ending .zlm that was built for this machine");
+    return handle;
+}
+
+}  // namespace
+
+CommandLibrary::~CommandLibrary() {
+    for (void* handle : handles_) ::dlclose(handle);
+}
+
+void CommandLibrary::load(const std::filesystem::path& path) {
+    void* handle = openModule(path);
+    const std::size_t before = commands_.size();
+    try {
+        installAll(path, handle);
+    } catch (...) {
+        while (commands_.size() > before) commands_.pop_back();
+        ::dlclose(handle);
+        throw;
+    }
+    handles_.push_back(handle);
+}
+
+void CommandLibrary::installAll(const std::filesystem::path& path, void* handle) {
+    const std::string file = libzepl::quoted(path.string());
+    if (loadState().terminated) throw Problem("the module " + file + " ended its start-up: " + takeLoadConsole());
+    using Check = std::uint32_t(std::uint32_t, std::uint32_t, std::uint32_t);
+    using Version = std::uint32_t(zepl::VersionRecord*);
+    using Install = std::uint32_t(zepl::InstallContext);
+    auto* check = entryOf<Check>(handle, "ModuleCompatibilityCheck", path);
+    auto* tell = entryOf<Version>(handle, "ModuleVersion", path);
+    auto* install = entryOf<Install>(handle, "ModuleInstall", path);
+    if (check(hostBuildVersion, hostInterfaceVersion, 0) == 0)
+        throw Problem("the module " + file + " refuses this host, build " + version(hostBuildVersion) + ", interface " +
+                          version(hostInterfaceVersion),
+                      "use a module that was made for it");
+    zepl::VersionRecord record{.recordSize = sizeof record, .buildVersion = 0, .interfaceVersion = 0};
+    if (tell(&record) == 0) throw Problem("the module " + file + " does not tell its version");
+    loading_ = path.stem().string();
+    refusal_.clear();
+    loadState().library = this;
+    const bool installed = install(static_cast<zepl::InstallContext>(1)) != 0;
+    loadState().library = nullptr;
+    if (!installed) throw Problem("the module " + file + " could not install its commands: " + refusal_);
+    modules_.push_back({loading_, path, record.buildVersion, record.interfaceVersion, true});
+}
+
+bool CommandLibrary::refuse(const std::string& reason) {
+    refusal_ += (refusal_.empty() ? "" : "; ") + reason;
+    return false;
+}
+
+bool CommandLibrary::install(const char* name, zepl::CommandRoutine entry, const zepl::CommandInfo& info) {
+    if (name == nullptr || *name == '\0' || entry == nullptr || info.recordSize < 16)
+        return refuse("a command's record is incomplete");
+    if (find(name) != nullptr) return refuse(std::string(name) + " is installed already");
+    Command command{name, entry, std::nullopt, info.taskSpace, info.attributes, loading_};
+    if (info.signature != nullptr) {
+        try {
+            parseSignature(info.signature);
+        } catch (const SignatureError& error) {
+            return refuse(command.name + " has a signature that cannot be read: " + error.what());
+        }
+        command.signature = info.signature;
+    }
+    commands_.push_back(std::move(command));
+    return true;
+}
+
+const Command* CommandLibrary::find(std::string_view name) const {
+    for (const Command& command : commands_)
+        if (command.name == name) return &command;
+    return nullptr;
+}
+
+}  // namespace libzepl

@@ -1,0 +1,237 @@
+#include "runtime/diagnostics.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+namespace libzepl {
+
+namespace {
+
+constexpr std::size_t greatestShown = 120;  // bytes of one line or name
+
+unsigned byteAt(std::string_view text, std::size_t at) { return static_cast<unsigned char>(text[at]); }
+
+bool continuesCharacter(std::string_view text, std::size_t at) { return (byteAt(text, at) & 0xC0) == 0x80; }
+
+// The bytes of the character that `text` starts with, or 0 where that is a control character or no UTF-8.
+std::size_t characterLength(std::string_view text) {
+    const unsigned lead = byteAt(text, 0);
+    if (lead < 0x80) return lead >= 0x20 && lead != 0x7F ? 1 : 0;
+    if (lead < 0xC2 || lead > 0xF4) return 0;
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (text.size() < length) return 0;
+    std::uint32_t code = lead & (0x7Fu >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        if (!continuesCharacter(text, i)) return 0;
+        code = code << 6 | (byteAt(text, i) & 0x3F);
+    }
+    // From 0x80 to 0x9F are control characters; what else lies below the least code is a longer form than needed.
+    constexpr std::array<std::uint32_t, 5> leastCode{0, 0, 0xA0, 0x800, 0x10000};
+    const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
+    return code >= leastCode[length] && code <= 0x10FFFF && !isSurrogate ? length : 0;
+}
+
+std::string escapedByte(unsigned byte) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    return {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+}
+
+// One character of a text, or one byte that is none.
+struct Glyph {
+    std::size_t bytes = 1;
+    std::size_t width = 1;  // columns on a terminal
+    std::string shown;
+};
+
+Glyph firstGlyph(std::string_view text) {
+    const std::size_t bytes = characterLength(text);
+    if (bytes == 0) return {1, 4, escapedByte(byteAt(text, 0))};
+    return {bytes, 1, std::string(text.substr(0, bytes))};
+}
+
+std::string visible(std::string_view text) {
+    std::string shown;
+    while (!text.empty()) {
+        const Glyph glyph = firstGlyph(text);
+        shown += glyph.shown;
+        text.remove_prefix(glyph.bytes);
+    }
+    return shown;
+}
+
+// The start of the character that the byte at `at` is part of.
+std::size_t characterStart(std::string_view text, std::size_t at) {
+    std::size_t start = at;
+    while (start > 0 && start < text.size() && at - start < 3 && continuesCharacter(text, start)) --start;
+    return start;
+}
+
+// Gives the lines of a text by their numbers; quick when these rise.
+class LineReader {
+ public:
+    explicit LineReader(std::string_view text) : text_(text) { rewind(); }
+
+    std::optional<std::string_view> line(int number) {
+        if (number < number_) rewind();
+        for (; number_ < number; ++number_) {
+            const std::size_t lineFeed = text_.find('\n', start_);
+            if (lineFeed == std::string_view::npos) return std::nullopt;
+            start_ = lineFeed + 1;
+        }
+        std::string_view found = text_.substr(start_, text_.find('\n', start_) - start_);
+        if (found.ends_with('\r')) found.remove_suffix(1);
+        return found;
+    }
+
+ private:
+    void rewind() {
+        number_ = 1;
+        start_ = text_.starts_with(byteOrderMark) ? byteOrderMark.size() : 0;
+    }
+
+    std::string_view text_;
+    std::size_t start_ = 0;
+    int number_ = 1;
+};
+
+struct Range {
+    std::size_t from, to;
+};
+
+// The part of `line` that is shown for a mistake at `caret`.
+Range shownRange(std::string_view line, std::size_t caret) {
+    if (line.size() <= greatestShown) return {0, line.size()};
+    const std::size_t room = greatestShown - 6;  // dots at both ends
+    const std::size_t from = std::min(caret - std::min(caret, room / 2), line.size() - room);
+    return {characterStart(line, from), characterStart(line, from + room)};
+}
+
+// The line, and under it the caret: tabs stand in both, so that the caret is right whatever their width.
+std::string pictureOf(std::string_view line, const Place& place) {
+    const std::size_t caret = std::min(static_cast<std::size_t>(std::max(place.column, 1) - 1), line.size());
+    const std::size_t caretEnd = caret + static_cast<std::size_t>(std::max(place.length, 1));
+    const Range range = shownRange(line, caret);
+    std::string shown(range.from > 0 ? 3 : 0, '.');
+    std::string blanks(shown.size(), ' ');
+    std::string underline;
+    for (std::size_t at = range.from; at < range.to;) {
+        const bool isTab = line[at] == '\t';
+        const Glyph glyph = isTab ? Glyph{1, 1, "\t"} : firstGlyph(line.substr(at));
+        shown += glyph.shown;
+        if (at < caret)
+            blanks.append(glyph.width, isTab ? '\t' : ' ');
+        else if (at < caretEnd)
+            underline.append(glyph.width, isTab ? '\t' : '~');
+        at += glyph.bytes;
+    }
+    if (range.to < line.size()) shown += "...";
+    return "  " + shown + "\n  " + blanks + '^' + underline.substr(underline.empty() ? 0 : 1) + '\n';
+}
+
+std::string indented(std::string_view text) {
+    std::string result;
+    for (char c : text) {
+        result += c;
+        if (c == '\n') result += "  ";
+    }
+    return result;
+}
+
+std::string renderWith(const Diagnostic& diagnostic, const SourceText& source, LineReader& lines) {
+    const Place& place = diagnostic.place;
+    const bool hasPlace = place.line > 0;
+    std::string text = visible(source.name);
+    if (hasPlace) text.append(":").append(std::to_string(place.line)).append(":").append(std::to_string(place.column));
+    if (!text.empty()) text += ": ";
+    text += diagnostic.severity == Severity::error ? "error: " : "warning: ";
+    text += indented(diagnostic.message) + '\n';
+    if (const auto line = hasPlace ? lines.line(place.line) : std::nullopt) text += pictureOf(*line, place);
+    if (!diagnostic.remedy.empty()) text += "  " + indented(diagnostic.remedy) + '\n';
+    return text;
+}
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return lower;
+}
+
+constexpr std::size_t longestName = 64;  // longer ones are no slips of the finger
+
+// The letters that were added, left out, replaced, or swapped with their neighbour between two names.
+std::size_t editDistance(std::string_view a, std::string_view b) {
+    std::array<std::array<std::size_t, longestName + 1>, longestName + 1> distance{};
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                distance[i][j] = i + j;
+                continue;
+            }
+            const std::size_t replaced = distance[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            distance[i][j] = std::min({distance[i - 1][j] + 1, distance[i][j - 1] + 1, replaced});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                distance[i][j] = std::min(distance[i][j], distance[i - 2][j - 2] + 1);
+        }
+    }
+    return distance[a.size()][b.size()];
+}
+
+}  // namespace
+
+std::string render(const Diagnostic& diagnostic, const SourceText& source) {
+    LineReader lines(source.text);
+    return renderWith(diagnostic, source, lines);
+}
+
+std::string render(const std::vector<Diagnostic>& diagnostics, const SourceText& source) {
+    std::vector<const Diagnostic*> ordered;
+    for (const Diagnostic& diagnostic : diagnostics) ordered.push_back(&diagnostic);
+    std::stable_sort(ordered.begin(), ordered.end(), [](const Diagnostic* a, const Diagnostic* b) {
+        return std::pair(a->place.line, a->place.column) < std::pair(b->place.line, b->place.column);
+    });
+    LineReader lines(source.text);
+    std::string text;
+    for (const Diagnostic* diagnostic : ordered) text += renderWith(*diagnostic, source, lines);
+    return text;
+}
+
+bool hasErrors(const std::vector<Diagnostic>& diagnostics) {
+    return std::any_of(diagnostics.begin(), diagnostics.end(),
+                       [](const Diagnostic& diagnostic) { return diagnostic.severity == Severity::error; });
+}
+
+std::string nearestName(std::string_view given, const std::vector<std::string>& candidates) {
+    if (given.size() > longestName) return {};
+    const std::string wanted = lowerCase(given);
+    std::string nearest;
+    std::size_t leastDistance = longestName;
+    for (const std::string& candidate : candidates) {
+        if (candidate.size() > longestName) continue;
+        const std::size_t distance = editDistance(wanted, lowerCase(candidate));
+        if (distance < leastDistance && distance <= candidate.size() / 3) {
+            leastDistance = distance;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+std::string suggestion(std::string_view given, const std::vector<std::string>& candidates) {
+    const std::string nearest = nearestName(given, candidates);
+    return nearest.empty() ? std::string() : "did you mean " + quoted(nearest) + "?";
+}
+
+std::string quoted(std::string_view text) {
+    if (text.size() <= greatestShown) return '`' + visible(text) + '`';
+    return '`' + visible(text.substr(0, characterStart(text, greatestShown - 3))) + "...`";
+}
+
+Problem::Problem(const std::string& message, std::string remedy)
+    : std::runtime_error(message), remedy_(std::move(remedy)) {}
+
+}  // namespace libzepl

@@ -1,0 +1,138 @@
+// The running session: the scheduler, its rounds, and all that the host operations work on. One thread runs it; tasks are
+// contexts of that thread, and the hub is the context that runs between them: at the end of a round it drains outputs,
+// gives inputs, looks after time and growth, and finds the end.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <csetjmp>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "runtime/clock.h"
+#include "runtime/inputs.h"
+#include "runtime/session.h"
+#include "runtime/task.h"
+
+namespace libzepl {
+
+enum class RunEnd {
+    goesOn,
+    complete,   // every output has its count
+    quiet,      // inputs have ended and nothing moves
+    endless,    // inputs have ended and only what goes on by itself still moves
+    stopped,    // on request
+    setUpsRan,  // as asked for
+    refused,    // a set-up failed, or the procedure cannot run
+    failed,     // the run itself failed
+};
+
+struct Engine {
+    Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions);
+
+    // The parts of the session.
+    const CommandLibrary& library;
+    SessionOptions options;
+    MemoryBudget memory;
+    std::deque<Pipe> pipes;
+    std::deque<Trigger> triggers;
+    std::deque<Variable> variables;
+    std::deque<Vector> vectors;
+    std::deque<Task> tasks;
+    std::deque<PipeInput> pipeInputs;
+    std::deque<TriggerInput> triggerInputs;
+    std::deque<PipeOutput> pipeOutputs;
+    std::deque<TriggerOutput> triggerOutputs;
+    std::vector<PipeEnd*> pipeHandles;  // handle 1 first
+    std::vector<TriggerEnd*> triggerHandles;
+    std::vector<Pbuf*> pbufHandles;
+    std::deque<Pbuf> pbufs;
+    std::string console;
+    std::vector<DigitalReport> digital;
+    VirtualClock clock;
+    std::vector<Task*> pausing;
+
+    // The scheduler.
+    Task* current = nullptr;  // null while the hub runs
+    Task* readyHead = nullptr;
+    Task* readyTail = nullptr;
+    std::uint32_t readyCount = 0;
+    std::uint32_t roundLeft = 0;  // tasks of this round that were not resumed yet
+    std::uint64_t round = 1;
+    std::uint64_t turn = 0;        // resumptions of all tasks
+    std::uint64_t lastChange = 1;  // rounds in which something last happened
+    std::uint64_t lastFedTake = 1;
+    std::uint64_t lastGrowth = 1;  // also the last look whether one is needed
+    std::uint64_t lastJump = 1;
+    std::uint64_t lastDelivery = 1;
+    std::uint64_t hubRound = 0;  // the hub must run at the end of this round at the latest
+    bool hubWanted = false;      // at the end of this round
+    bool settled = false;        // every task has run once
+    bool anyDelivery = false;
+    std::uint64_t deliveries = 0;  // rounds in which inputs gave something
+    Context hub;
+    std::vector<Task*> dead;  // ended, not released yet
+    std::jmp_buf rescue;
+    std::atomic<bool> stopRequested{false};
+    RunEnd end = RunEnd::goesOn;
+    std::string reason;  // of a failure of the run itself
+    std::string remedy;
+    std::chrono::steady_clock::time_point began;
+    std::chrono::steady_clock::time_point lastProgress;
+
+    // The whole run (run.cpp).
+    Report run();
+
+    // Scheduling (scheduler.cpp).
+    void pushReady(Task& task);
+    Context& nextContext();
+    void switchAway();  // the current task is queued or waits
+    void yieldCurrent();
+    void startTask(Task& task);
+    [[noreturn]] void endCurrent(TaskReport::State state, std::string text, std::string remedyText = {});
+    void releaseTask(Task& task);
+    void runRounds();
+
+    // The end of a round (rounds.cpp).
+    bool hubNeeded();
+    void endRound();
+    void settle();
+    void endPauses();
+    void advanceQuietRun();
+    void tellProgress();
+    bool inputsEndedOrHeld();
+    void finish(RunEnd runEnd, std::string why = {}, std::string whatToDo = {});
+
+    // Inputs and outputs (transfers.cpp).
+    bool inputCanDeliver();
+    bool deliverInputs();
+    bool deliverRun(PipeInput& input, std::uint64_t n, std::uint64_t& given);
+    bool deliverPiece(PipeInput& input, std::uint64_t most);
+    bool deliverRows(TriggerInput& input, bool pipesEnded);
+    void deliverWhole();
+    void drainOutputs();
+    void finishOutputs();
+
+    // Growth (growth.cpp).
+    bool growOne();
+
+    // Reports (reporting.cpp).
+    Report makeReport();
+
+    // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.
+    bool clockRuns() const { return anyDelivery || (settled && pipeInputs.empty() && triggerInputs.empty()); }
+    bool stops() const { return stopRequested.load(std::memory_order_relaxed); }
+};
+
+// The session that runs on this thread, if any. The library is loaded at the program's start, so the fast model of
+// thread-local access holds.
+extern thread_local Engine* engine [[gnu::tls_model("initial-exec")]];
+
+// Memory ran out while `what` was asked for: ends the run with the task's name.
+[[noreturn]] void outOfMemory(Engine& e, std::string what);
+
+// A module used the interface wrongly, as with a handle that was never given: ends the task.
+[[noreturn]] void misuse(Engine& e, std::string what);
+
+}  // namespace libzepl

@@ -1,0 +1,95 @@
+// Recordings: where the elements of a pipe come from, and where they go.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "runtime/element_type.h"
+
+namespace libzepl {
+
+// Which elements of which file. Every failure below is a Problem that names the file, the place in it, the reason, and
+// what to do.
+struct ReadRequest {
+    std::filesystem::path path;  // "-" is raw standard input
+    ElementType type = ElementType::int16;
+    std::optional<std::int64_t> channel;                            // from 1
+    std::optional<std::variant<std::int64_t, std::string>> column;  // from 1, or the column's heading
+    std::string conversion;                                         // empty, or one of conversionNames()
+};
+
+// The conversions that can be asked for when a file's samples don't fit the pipe's type, and what each does, for messages
+// and help.
+struct ConversionName {
+    std::string name;
+    std::string meaning;
+};
+const std::vector<ConversionName>& conversionNames();
+
+// The elements of a recording, in order, in the type that was asked for.
+class Source {
+ public:
+    virtual ~Source() = default;
+    // Fills `to` with up to `count` elements and returns how many: fewer than `count` only at the end, or where a live stream
+    // has no more yet; 0 only at the end.
+    virtual std::size_t read(void* to, std::size_t count) = 0;
+    // The elements in all, where the file tells; without `channel`, channels() to a frame.
+    virtual std::optional<std::uint64_t> length() const = 0;
+    // Elements of this source to a frame.
+    virtual int channels() const = 0;
+    // Frames a second, where the file tells.
+    virtual std::optional<double> rate() const = 0;
+};
+
+std::unique_ptr<Source> openSource(const ReadRequest& request);
+
+// Takes elements of one type. What was written appears under its name only with finish(); a sink that is destroyed before
+// that leaves nothing behind (standard output apart).
+class Sink {
+ public:
+    virtual ~Sink() = default;
+    virtual void write(const void* from, std::size_t count) = 0;
+    virtual void finish() = 0;
+};
+
+struct WriteRequest {
+    std::filesystem::path path;  // "-" is raw standard output
+    ElementType type = ElementType::int16;
+    double rate = 1000;                  // frames a second, for formats that keep it
+    std::string name;                    // the pipe's name: a CSV's heading
+    std::optional<std::uint64_t> limit;  // elements, where known: a format that cannot hold them refuses
+};
+
+std::unique_ptr<Sink> createSink(const WriteRequest& request);
+
+// A vector's elements from a file of any of the formats, as the raw bytes of `type`.
+std::vector<std::byte> readVector(const ReadRequest& request);
+
+// A row of a trigger's file: an assertion or a status.
+struct TriggerRow {
+    bool asserts = false;
+    std::uint32_t position = 0;
+};
+
+// Reads a trigger's file: CSV with the heading "event,position" and rows "assert,P" and "status,P".
+std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path);
+
+// Writes a trigger's file, with the same protocol as Sink.
+class TriggerSink {
+ public:
+    virtual ~TriggerSink() = default;
+    virtual void write(const TriggerRow& row) = 0;
+    virtual void finish() = 0;
+};
+std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path);
+
+// The bytes of a file as text, for procedures.
+std::string readTextFile(const std::filesystem::path& path);
+
+}  // namespace libzepl

@@ -1,0 +1,245 @@
+// CSV: numbers in columns, separated by commas, with an optional heading line.
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+
+#include "runtime/diagnostics.h"
+#include "runtime/files/convert.h"
+#include "runtime/files/csv_cells.h"
+#include "runtime/files/formats.h"
+#include "runtime/files/input_file.h"
+#include "runtime/files/output_file.h"
+
+namespace libzepl {
+
+namespace {
+
+// The lines of a CSV file that hold numbers, cell by cell. The heading line is taken at the start.
+class CsvTable {
+ public:
+    explicit CsvTable(const std::filesystem::path& path) : lines_(path) {
+        if (!readRow()) return;
+        columns_ = cells_.size();
+        if (isHeading())
+            for (std::size_t i = 0; i < columns_; ++i) headings_.emplace_back(cells_[i]);
+        else
+            held_ = true;
+    }
+
+    // The next row of numbers, blank lines left out; false at the end.
+    bool next() {
+        if (!held_ && !readRow()) return false;
+        held_ = false;
+        if (cells_.size() != columns_)
+            throw lines_.problem("the line has " + counted(cells_.size(), "cell") + ", and the first line has " +
+                                     std::to_string(columns_),
+                                 "give every line the same number of cells");
+        return true;
+    }
+
+    const CsvCells& cells() const { return cells_; }
+    std::size_t columns() const { return columns_; }
+    const std::vector<std::string>& headings() const { return headings_; }
+    const LineReader& lines() const { return lines_; }
+
+ private:
+    bool readRow() {
+        for (;;) {
+            const auto line = lines_.next();
+            if (!line) return false;
+            if (withoutSpaces(*line).empty()) continue;
+            line_ = *line;
+            if (!cells_.split(line_))
+                throw lines_.problem("a quoted cell does not end",
+                                     "close the quotes before the comma or the line's end");
+            return true;
+        }
+    }
+
+    // Empty cells don't make a heading, so that a gap in the first line of numbers is found.
+    bool isHeading() const {
+        for (std::size_t i = 0; i < columns_; ++i)
+            if (!cells_[i].empty() && !isNumber(cells_[i])) return true;
+        return false;
+    }
+
+    LineReader lines_;
+    std::string_view line_;
+    CsvCells cells_;
+    bool held_ = false;  // the row in cells_ is still to be given
+    std::size_t columns_ = 0;
+    std::vector<std::string> headings_;
+};
+
+std::size_t columnNumbered(const CsvTable& table, std::int64_t number) {
+    if (number >= 1 && static_cast<std::uint64_t>(number) <= table.columns())
+        return static_cast<std::size_t>(number - 1);
+    const std::string there = table.columns() == 0 ? "the file is empty"
+                              : table.columns() == 1
+                                  ? "the file has one column"
+                                  : "the file has the columns 1 to " + std::to_string(table.columns());
+    throw fileProblem(table.lines().name(), "there is no column " + std::to_string(number), there);
+}
+
+std::size_t columnHeaded(const CsvTable& table, const std::string& heading) {
+    const std::vector<std::string>& headings = table.headings();
+    const auto found = std::find(headings.begin(), headings.end(), heading);
+    const std::string& name = table.lines().name();
+    if (headings.empty()) throw fileProblem(name, "it has no heading line", "choose a column by its number");
+    if (found == headings.end()) {
+        std::string all;
+        for (const std::string& each : headings) all += (all.empty() ? "" : ", ") + libzepl::quoted(each);
+        const std::string near = suggestion(heading, headings);
+        throw fileProblem(name, "there is no column " + libzepl::quoted(heading),
+                          near.empty() ? "the columns are " + all : near);
+    }
+    if (std::find(found + 1, headings.end(), heading) != headings.end())
+        throw fileProblem(name, "more than one column is headed " + libzepl::quoted(heading),
+                          "choose a column by its number");
+    return static_cast<std::size_t>(found - headings.begin());
+}
+
+// The indexes of the columns that the request wants.
+std::vector<std::size_t> wantedColumns(const CsvTable& table, const ReadRequest& request) {
+    if (request.channel && request.column)
+        throw fileProblem(table.lines().name(), "both a channel and a column are chosen", "choose one of them");
+    if (request.channel) return {columnNumbered(table, *request.channel)};
+    if (request.column)
+        return {std::visit(
+            [&]<class Column>(const Column& column) {
+                if constexpr (std::is_same_v<Column, std::string>)
+                    return columnHeaded(table, column);
+                else
+                    return columnNumbered(table, column);
+            },
+            *request.column)};
+    std::vector<std::size_t> all(table.columns());
+    std::iota(all.begin(), all.end(), std::size_t{0});
+    return all;
+}
+
+std::string rangeOf(ElementType type) {
+    return withElementType(type, [&]<class T>() {
+        const std::string name = "the range of `" + std::string(nameOf(type)) + "`";
+        if constexpr (!std::is_integral_v<T>) return name;
+        return name + ", " + std::to_string(std::numeric_limits<T>::min()) + " to " +
+               std::to_string(std::numeric_limits<T>::max());
+    });
+}
+
+std::string rangeRemedy(ElementType type) {
+    if (type == ElementType::float64) return "correct the cell";
+    if (type == ElementType::float32) return "declare `double`";
+    return "declare a wider type, or ask for `convert rounded`";
+}
+
+template <class T>
+class CsvSource final : public Source {
+ public:
+    explicit CsvSource(const ReadRequest& request)
+        : table_(request.path),
+          type_(request.type),
+          conversion_(conversionOf(request)),
+          columns_(wantedColumns(table_, request)),
+          next_(columns_.size()) {}
+
+    std::size_t read(void* to, std::size_t count) override {
+        T* const elements = static_cast<T*>(to);
+        for (std::size_t done = 0; done < count; ++done) {
+            if (next_ == columns_.size()) {
+                if (!table_.next()) return done;
+                next_ = 0;
+            }
+            elements[done] = element(columns_[next_++]);
+        }
+        return count;
+    }
+    std::optional<std::uint64_t> length() const override { return std::nullopt; }
+    int channels() const override { return columns_.empty() ? 1 : static_cast<int>(columns_.size()); }
+    std::optional<double> rate() const override { return std::nullopt; }
+
+ private:
+    T element(std::size_t column) const {
+        if (conversion_ != Conversion::none) return convertedElement(column);
+        T number{};
+        const CellFault fault = parseCell(table_.cells()[column], number);
+        if (fault != CellFault::none) throwFault(fault, column, type_);
+        return number;
+    }
+
+    // Numbers of a CSV file have no full scale of their own: scaled takes them as lying between -1 and 1.
+    T convertedElement(std::size_t column) const {
+        double number = 0;
+        const CellFault fault = parseCell(table_.cells()[column], number);
+        if (fault != CellFault::none) throwFault(fault, column, ElementType::float64);
+        if (std::is_integral_v<T> && std::isnan(number)) throwFault(CellFault::noInteger, column, type_);
+        T element{};
+        withConversion<T>(conversion_, SampleFormat{SampleFormat::Kind::real, 64}, number,
+                          [&](auto converted) { element = converted(number); });
+        return element;
+    }
+
+    [[noreturn]] void throwFault(CellFault fault, std::size_t column, ElementType type) const {
+        const std::string where = "in column " + std::to_string(column + 1);
+        const std::string cell = libzepl::quoted(table_.cells()[column]) + " " + where + " is ";
+        const LineReader& lines = table_.lines();
+        switch (fault) {
+            case CellFault::empty:
+                throw lines.problem("the cell " + where + " is empty", "fill it, or take out the line");
+            case CellFault::noInteger:
+                throw lines.problem(cell + "no integer",
+                                    std::string("declare `float` or `double`") +
+                                        (conversion_ == Conversion::none ? ", or ask for `convert rounded`" : ""));
+            case CellFault::outOfRange:
+                throw lines.problem(cell + "outside " + rangeOf(type), rangeRemedy(type));
+            default:
+                throw lines.problem(cell + "no number", "correct the cell, or choose another column with `column K`");
+        }
+    }
+
+    CsvTable table_;
+    ElementType type_;
+    Conversion conversion_;
+    std::vector<std::size_t> columns_;
+    std::size_t next_;  // index into columns_
+};
+
+class CsvSink final : public Sink {
+ public:
+    explicit CsvSink(const WriteRequest& request) : file_(request.path), type_(request.type) {
+        // A name such as `inf` would be read back as a number.
+        if (!request.name.empty() && !isNumber(request.name)) file_.write(request.name + "\n");
+    }
+    void write(const void* from, std::size_t count) override {
+        withElementType(type_, [&]<class T>() {
+            for (std::size_t i = 0; i < count; ++i) writeNumber(static_cast<const T*>(from)[i]);
+        });
+    }
+    void finish() override { file_.finish(); }
+
+ private:
+    template <class T>
+    void writeNumber(T number) {
+        if constexpr (std::is_floating_point_v<T>)
+            if (std::isnan(number)) return file_.write("nan\n");
+        std::array<char, 32> text;
+        char* const end = std::to_chars(text.data(), text.data() + text.size() - 1, number).ptr;
+        *end = '\n';
+        file_.write(text.data(), static_cast<std::size_t>(end + 1 - text.data()));
+    }
+
+    OutputFile file_;
+    ElementType type_;
+};
+
+}  // namespace
+
+std::unique_ptr<Source> openCsv(const ReadRequest& request) {
+    return withElementType(
+        request.type, [&]<class T>() -> std::unique_ptr<Source> { return std::make_unique<CsvSource<T>>(request); });
+}
+
+std::unique_ptr<Sink> createCsv(const WriteRequest& request) { return std::make_unique<CsvSink>(request); }
+
+}  // namespace libzepl

@@ -1,0 +1,54 @@
+// The cells of a line of CSV, and the numbers in them.
+#pragma once
+
+#include <charconv>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace libzepl {
+
+// A line's cells, without the spaces around them and the quotes of quoted ones; they point into the line.
+class CsvCells {
+ public:
+    // False when a quoted cell does not end where it should.
+    bool split(std::string_view line);
+    std::size_t size() const { return cells_.size(); }
+    std::string_view operator[](std::size_t index) const { return cells_[index]; }
+
+ private:
+    bool takeQuoted(std::string_view& rest);
+
+    std::vector<std::string_view> cells_;
+    std::deque<std::string> unquoted_;  // cells with quotes in them
+};
+
+std::string_view withoutSpaces(std::string_view text);
+
+bool isNumber(std::string_view cell);
+
+// Whether a number that is out of a type's range is so for being too near to zero.
+bool isTiny(std::string_view cell);
+
+enum class CellFault { none, empty, noNumber, noInteger, outOfRange };
+
+// The cell as a number of type T: the nearest one for a real type. Independent of the locale.
+template <class T>
+CellFault parseCell(std::string_view cell, T& number) {
+    if (cell.empty()) return CellFault::empty;
+    if (cell.size() > 1 && cell[0] == '+' && cell[1] != '-') cell.remove_prefix(1);
+    const char* const end = cell.data() + cell.size();
+    const auto result = std::from_chars(cell.data(), end, number);
+    if (result.ptr == end && result.ec == std::errc{}) return CellFault::none;
+    if (result.ptr == end && result.ec == std::errc::result_out_of_range) {
+        if (std::is_integral_v<T> || !isTiny(cell)) return CellFault::outOfRange;
+        number = cell[0] == '-' ? -T{0} : T{0};
+        return CellFault::none;
+    }
+    if (std::is_integral_v<T> && isNumber(cell)) return CellFault::noInteger;
+    return CellFault::noNumber;
+}
+
+}  // namespace libzepl

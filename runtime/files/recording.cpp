@@ -1,0 +1,116 @@
+#include "runtime/files/recording.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "runtime/diagnostics.h"
+#include "runtime/files/input_file.h"
+
+namespace libzepl {
+
+namespace {
+
+void checkChannel(const RecordingFacts& facts, const ReadRequest& request) {
+    const std::string name = request.path.string();
+    if (request.column) throw fileProblem(name, "only CSV files have columns", "choose a channel with `channel K`");
+    if (!request.channel || (*request.channel >= 1 && *request.channel <= facts.channels)) return;
+    throw fileProblem(name, "there is no channel " + std::to_string(*request.channel),
+                      facts.channels == 1 ? "the recording has one channel"
+                                          : "the recording has the channels 1 to " + std::to_string(facts.channels));
+}
+
+void checkFit(const RecordingFacts& facts, const ReadRequest& request) {
+    if (!request.conversion.empty() || fits(facts.format, request.type)) return;
+    throw fileProblem(request.path.string(),
+                      "its " + describe(facts.format) + " samples do not fit the type `" +
+                          std::string(nameOf(request.type)) + "` without loss",
+                      fitRemedy(facts.format));
+}
+
+template <class To>
+class ConvertedSource final : public Source {
+ public:
+    ConvertedSource(std::unique_ptr<Recording> recording, const ReadRequest& request)
+        : recording_(std::move(recording)),
+          name_(request.path.string()),
+          conversion_(conversionOf(request)),
+          stride_(request.channel ? static_cast<std::size_t>(recording_->facts().channels) : 1),
+          skip_(request.channel ? static_cast<std::size_t>(*request.channel - 1) : 0) {}
+
+    std::size_t read(void* to, std::size_t count) override {
+        std::size_t done = 0;
+        while (done < count && (next_ < ready_.size() || refill())) {
+            const std::size_t taken = std::min(count - done, ready_.size() - next_);
+            std::memcpy(static_cast<To*>(to) + done, ready_.data() + next_, taken * sizeof(To));
+            next_ += taken;
+            done += taken;
+        }
+        return done;
+    }
+
+    std::optional<std::uint64_t> length() const override {
+        const auto frames = recording_->facts().frames;
+        if (!frames) return std::nullopt;
+        return *frames * static_cast<std::uint64_t>(channels());
+    }
+    int channels() const override { return stride_ > 1 ? 1 : recording_->facts().channels; }
+    std::optional<double> rate() const override { return recording_->facts().rate; }
+
+ private:
+    // A block may hold nothing of the chosen channel, so blocks are read until one does.
+    bool refill() {
+        ready_.clear();
+        next_ = 0;
+        while (ready_.empty()) {
+            recording_->read(block_);
+            const bool ended = std::visit([this](const auto& samples) { return !this->convert(samples); }, block_);
+            if (ended) return false;
+        }
+        return true;
+    }
+
+    template <class From>
+    bool convert(const std::vector<From>& samples) {
+        withConversion<To>(conversion_, recording_->facts().format, From{}, [&](auto converted) {
+            for (; skip_ < samples.size(); skip_ += stride_) {
+                if constexpr (std::is_integral_v<To> && !std::is_integral_v<From>)
+                    if (std::isnan(samples[skip_])) throwNaN(samples_ + skip_);
+                ready_.push_back(converted(samples[skip_]));
+            }
+        });
+        skip_ -= samples.size();
+        samples_ += samples.size();
+        return !samples.empty();
+    }
+
+    [[noreturn]] void throwNaN(std::uint64_t sample) const {
+        const auto total = static_cast<std::uint64_t>(recording_->facts().channels);
+        const std::string channel = total > 1 ? " of channel " + std::to_string(sample % total + 1) : "";
+        throw fileProblem(name_,
+                          "sample " + std::to_string(sample / total) + channel +
+                              " is nan, which no integer type holds (samples count from 0)",
+                          "declare the type `float` or `double`");
+    }
+
+    std::unique_ptr<Recording> recording_;
+    std::string name_;
+    Conversion conversion_;
+    std::size_t stride_;
+    std::size_t skip_;           // samples before the next one that is wanted
+    std::uint64_t samples_ = 0;  // in all blocks so far
+    SampleBlock block_;
+    std::vector<To> ready_;
+    std::size_t next_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Source> convertedSource(std::unique_ptr<Recording> recording, const ReadRequest& request) {
+    checkChannel(recording->facts(), request);
+    checkFit(recording->facts(), request);
+    return withElementType(request.type, [&]<class Element>() -> std::unique_ptr<Source> {
+        return std::make_unique<ConvertedSource<Element>>(std::move(recording), request);
+    });
+}
+
+}  // namespace libzepl

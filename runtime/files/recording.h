@@ -1,0 +1,34 @@
+// Recordings whose samples are read in blocks and converted to a pipe's type.
+#pragma once
+
+#include <memory>
+
+#include "runtime/files/convert.h"
+
+namespace libzepl {
+
+struct RecordingFacts {
+    SampleFormat format;
+    int channels = 1;
+    std::optional<std::uint64_t> frames;
+    std::optional<double> rate;
+};
+
+class Recording {
+ public:
+    static constexpr std::size_t blockSize = 8192;  // samples, about
+
+    explicit Recording(const RecordingFacts& facts) : facts_(facts) {}
+    virtual ~Recording() = default;
+    const RecordingFacts& facts() const { return facts_; }
+    // Replaces the block by the next samples, frame by frame; by none at the end.
+    virtual void read(SampleBlock& block) = 0;
+
+ private:
+    RecordingFacts facts_;
+};
+
+// The recording's elements as the request wants them: one channel or all, in its type.
+std::unique_ptr<Source> convertedSource(std::unique_ptr<Recording> recording, const ReadRequest& request);
+
+}  // namespace libzepl

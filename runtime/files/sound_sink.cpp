@@ -1,0 +1,140 @@
+// Recordings written through the sound library, with one channel.
+
+#include <sndfile.h>
+
+#include <exception>
+#include <utility>
+
+#include "runtime/diagnostics.h"
+#include "runtime/files/input_file.h"
+#include "runtime/files/output_file.h"
+#include "runtime/files/sound_formats.h"
+
+namespace libzepl {
+
+namespace {
+
+// The file that the library writes through. No exception may pass through the library, so the first is kept.
+struct LibraryFile {
+    explicit LibraryFile(const std::filesystem::path& path) : file(path) {}
+
+    template <class Action>
+    bool keepingErrors(Action action) {
+        if (error) return false;
+        try {
+            action();
+            return true;
+        } catch (...) {
+            error = std::current_exception();
+            return false;
+        }
+    }
+    void rethrow() const {
+        if (error) std::rethrow_exception(error);
+    }
+
+    OutputFile file;
+    std::exception_ptr error;
+};
+
+LibraryFile& libraryFile(void* data) { return *static_cast<LibraryFile*>(data); }
+
+sf_count_t fileLength(void* data) { return static_cast<sf_count_t>(libraryFile(data).file.size()); }
+
+sf_count_t filePosition(void* data) { return static_cast<sf_count_t>(libraryFile(data).file.position()); }
+
+sf_count_t seekFile(sf_count_t offset, int whence, void* data) {
+    LibraryFile& file = libraryFile(data);
+    const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? filePosition(data) : fileLength(data);
+    const bool moved = file.keepingErrors([&] { file.file.seek(static_cast<std::uint64_t>(base + offset)); });
+    return moved ? base + offset : -1;
+}
+
+sf_count_t readNothing(void*, sf_count_t, void*) { return 0; }
+
+sf_count_t writeFile(const void* from, sf_count_t count, void* data) {
+    LibraryFile& file = libraryFile(data);
+    return file.keepingErrors([&] { file.file.write(from, static_cast<std::size_t>(count)); }) ? count : 0;
+}
+
+sf_count_t writeElements(SNDFILE* sound, const void* from, sf_count_t count, ElementType type) {
+    switch (type) {
+        case ElementType::int16:
+            return sf_write_short(sound, static_cast<const short*>(from), count);
+        case ElementType::int32:
+            return sf_write_int(sound, static_cast<const int*>(from), count);
+        case ElementType::float32:
+            return sf_write_float(sound, static_cast<const float*>(from), count);
+        default:
+            return sf_write_double(sound, static_cast<const double*>(from), count);
+    }
+}
+
+class SoundSink final : public Sink {
+ public:
+    SoundSink(const WriteRequest& request, const SoundFormat& format)
+        : file_(request.path), type_(request.type), format_(format) {
+        SF_INFO info{};
+        info.channels = 1;
+        info.samplerate = static_cast<int>(request.rate);
+        info.format = format.container | format.encodings[static_cast<std::size_t>(type_)];
+        SF_VIRTUAL_IO access{fileLength, seekFile, readNothing, writeFile, filePosition};
+        sound_ = sf_open_virtual(&access, SFM_WRITE, &info, &file_);
+        file_.rethrow();
+        if (sound_ == nullptr) throw writeProblem(sf_strerror(nullptr));
+        for (const int setting : {SFC_SET_NORM_FLOAT, SFC_SET_NORM_DOUBLE, SFC_SET_CLIPPING, SFC_SET_ADD_PEAK_CHUNK})
+            sf_command(sound_, setting, nullptr, SF_FALSE);
+        // The header with the peaks is longer than the one that the first write puts in its place.
+        file_.file.clear();
+    }
+    ~SoundSink() override {
+        if (sound_ != nullptr) sf_close(sound_);
+    }
+    SoundSink(const SoundSink&) = delete;
+    SoundSink& operator=(const SoundSink&) = delete;
+
+    void write(const void* from, std::size_t count) override {
+        if (count > format_.mostBytes / widthOf(type_) - written_)
+            throw fileProblem(file_.file.name(),
+                              "the recording grows past what " + std::string(format_.name) + " holds, " +
+                                  std::to_string(format_.mostBytes / widthOf(type_)) + " elements",
+                              "write .w64 or .npy, which have no such limit");
+        const auto due = static_cast<sf_count_t>(count);
+        const sf_count_t done = writeElements(sound_, from, due, type_);
+        file_.rethrow();
+        if (done != due) throw writeProblem(sf_strerror(sound_));
+        written_ += count;
+    }
+
+    void finish() override {
+        if (written_ == 0) sf_command(sound_, SFC_UPDATE_HEADER_NOW, nullptr, 0);
+        const int status = sf_close(std::exchange(sound_, nullptr));
+        file_.rethrow();
+        if (status != SF_ERR_NO_ERROR) throw writeProblem(sf_error_number(status));
+        file_.file.finish();
+    }
+
+ private:
+    Problem writeProblem(const char* reason) const {
+        return fileProblem(file_.file.name(), std::string("cannot be written: ") + reason);
+    }
+
+    LibraryFile file_;
+    ElementType type_;
+    const SoundFormat& format_;
+    SNDFILE* sound_ = nullptr;
+    std::uint64_t written_ = 0;  // elements
+};
+
+}  // namespace
+
+std::unique_ptr<Sink> createSound(const WriteRequest& request, const SoundFormat& format) {
+    checkSoundRequest(request, format);
+    return std::make_unique<SoundSink>(request, format);
+}
+
+std::unique_ptr<Sink> createSound(const WriteRequest& request) {
+    return createSound(request, soundFormatFor(request.path));
+}
+
+}  // namespace libzepl

@@ -1,0 +1,79 @@
+// Files of triggers: the heading "event,position", then a row for each assertion and status.
+
+#include "runtime/diagnostics.h"
+#include "runtime/files/csv_cells.h"
+#include "runtime/files/formats.h"
+#include "runtime/files/input_file.h"
+#include "runtime/files/output_file.h"
+
+namespace libzepl {
+
+namespace {
+
+constexpr const char* heading = "event,position";
+
+void checkEnding(const std::filesystem::path& path) {
+    if (path == "-" || endingOf(path) != ".csv")
+        throw fileProblem(path.string(), "the file of a trigger is CSV", "give a name that ends in .csv");
+}
+
+bool isAssertion(const CsvCells& cells, const LineReader& lines) {
+    if (cells[0] == "assert") return true;
+    if (cells[0] == "status") return false;
+    const std::string near = suggestion(cells[0], {"assert", "status"});
+    throw lines.problem(libzepl::quoted(cells[0]) + " is no event",
+                        near.empty() ? "the events are `assert` and `status`" : near);
+}
+
+std::uint32_t positionOf(const CsvCells& cells, const LineReader& lines) {
+    std::uint32_t position = 0;
+    if (parseCell(cells[1], position) != CellFault::none)
+        throw lines.problem(libzepl::quoted(cells[1]) + " is no position",
+                            "positions are integers from 0 to 4294967295");
+    return position;
+}
+
+bool nextRow(LineReader& lines, CsvCells& cells) {
+    for (;;) {
+        const auto line = lines.next();
+        if (!line) return false;
+        if (withoutSpaces(*line).empty()) continue;
+        if (cells.split(*line) && cells.size() == 2) return true;
+        throw lines.problem("the line is not of the form event,position", "give lines such as assert,1024");
+    }
+}
+
+class CsvTriggerSink final : public TriggerSink {
+ public:
+    explicit CsvTriggerSink(const std::filesystem::path& path) : file_(path) {
+        file_.write(heading + std::string("\n"));
+    }
+    void write(const TriggerRow& row) override {
+        file_.write((row.asserts ? "assert," : "status,") + std::to_string(row.position) + "\n");
+    }
+    void finish() override { file_.finish(); }
+
+ private:
+    OutputFile file_;
+};
+
+}  // namespace
+
+std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path) {
+    checkEnding(path);
+    LineReader lines(path);
+    CsvCells cells;
+    if (!nextRow(lines, cells) || cells[0] != "event" || cells[1] != "position")
+        throw lines.problem("the heading `" + std::string(heading) + "` is missing", "put it on the first line");
+    std::vector<TriggerRow> rows;
+    while (nextRow(lines, cells))
+        rows.push_back({.asserts = isAssertion(cells, lines), .position = positionOf(cells, lines)});
+    return rows;
+}
+
+std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path) {
+    checkEnding(path);
+    return std::make_unique<CsvTriggerSink>(path);
+}
+
+}  // namespace libzepl

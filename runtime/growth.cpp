@@ -1,0 +1,112 @@
+// Growth: a bounded channel must not stop a flow that an unbounded one would let run. When nothing moves, the tasks that
+// found a channel empty, and the outputs that lack what they are to have, lead, from writer to writer, to one that waits on
+// a full channel; the smallest of those is doubled.
+
+#include <set>
+
+#include "runtime/flow.h"
+
+namespace libzepl {
+
+namespace {
+
+// The smallest full channel that a chain of starving tasks ends at.
+struct Candidates {
+    Engine& e;
+    std::set<const Task*> visited;
+    Pipe* pipe = nullptr;
+    Trigger* trigger = nullptr;
+    std::uint64_t capacity = ~std::uint64_t{0};
+
+    void add(Pipe& candidate) {
+        if (candidate.capacity >= capacity) return;
+        capacity = candidate.capacity;
+        pipe = &candidate;
+        trigger = nullptr;
+    }
+    void add(Trigger& candidate) {
+        if (candidate.capacity >= capacity) return;
+        capacity = candidate.capacity;
+        trigger = &candidate;
+        pipe = nullptr;
+    }
+
+    template <class EndType>
+    bool starves(const EndType& end) const {
+        return end.mode == EndMode::reading &&
+               (end.wanted != 0 || (end.shortRound != 0 && end.shortRound + quietRounds >= e.round));
+    }
+
+    void followTask(Task& task) {
+        if (!visited.insert(&task).second || task.state == TaskState::ended) return;
+        if (task.state == TaskState::waitingForRoom) {
+            if (task.waitingPipe != nullptr)
+                add(*task.waitingPipe->channel);
+            else
+                add(*task.waitingTrigger->channel);
+            return;
+        }
+        for (PipeEnd& end : task.pipeEnds)
+            if (starves(end)) followChannel(*end.channel);
+        for (TriggerEnd& end : task.triggerEnds)
+            if (starves(end)) followChannel(*end.channel);
+    }
+
+    template <class ChannelType>
+    void followChannel(ChannelType& channel) {
+        if (channel.writer != nullptr)
+            followTask(*channel.writer->task);
+        else if (channel.inputWrites)
+            followInput(channel);
+    }
+
+    template <class Output>
+    void followOutput(Output& output) {
+        const bool starving = output.end.mode == EndMode::reading && output.end.available() == 0;
+        if (output.limit && starving) followChannel(*output.end.channel);
+    }
+
+    // An input that has not ended waits on its channel when that is full.
+    void followInput(Pipe& channel) {
+        for (const PipeInput& input : e.pipeInputs)
+            if (input.pipe == &channel && !input.ended && isFull(channel)) add(channel);
+    }
+    // Rows of a trigger come with the frames, so what holds up the frames holds up the events.
+    void followInput(Trigger& channel) {
+        for (const TriggerInput& input : e.triggerInputs) {
+            if (input.trigger != &channel || input.ended()) continue;
+            if (isFull(channel)) return add(channel);
+            for (const PipeInput& frames : e.pipeInputs) followInput(*frames.pipe);
+        }
+    }
+    template <class ChannelType>
+    static bool isFull(const ChannelType& channel) {
+        return !channel.dropping && channel.written >= channel.writableUntil;
+    }
+};
+
+}  // namespace
+
+// Doubles the smallest candidate. False when there is none.
+bool Engine::growOne() {
+    Candidates candidates{*this, {}};
+    for (Task& task : tasks)
+        if (task.state != TaskState::ended && task.state != TaskState::waitingForRoom) candidates.followTask(task);
+    for (PipeOutput& output : pipeOutputs) candidates.followOutput(output);
+    for (TriggerOutput& output : triggerOutputs) candidates.followOutput(output);
+    if (candidates.pipe == nullptr && candidates.trigger == nullptr) return false;
+    const std::uint64_t doubled = candidates.capacity * 2;
+    const bool grown = candidates.pipe != nullptr ? tryCapacity(*this, *candidates.pipe, doubled)
+                                                  : tryCapacity(*this, *candidates.trigger, doubled);
+    const std::string channel = candidates.pipe != nullptr ? "the pipe `" + candidates.pipe->name + "`"
+                                                           : "the trigger `" + candidates.trigger->name + "`";
+    if (!grown)
+        finish(RunEnd::failed,
+               channel + " needs more than " + std::to_string(candidates.capacity) +
+                   (candidates.pipe != nullptr ? " elements" : " events") +
+                   " to keep the procedure moving, and no memory is left for it",
+               "raise --memory, or let its reader keep pace with its other branch");
+    return true;
+}
+
+}  // namespace libzepl

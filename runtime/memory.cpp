@@ -1,0 +1,78 @@
+#include "runtime/memory.h"
+
+#include <cstring>
+#include <utility>
+
+namespace libzepl {
+
+namespace {
+
+constexpr std::size_t alignment = 64;
+constexpr std::size_t sharedBlock = 16384;  // small requests share blocks of this size
+
+constexpr std::size_t roundedUp(std::size_t bytes) { return (bytes + alignment - 1) / alignment * alignment; }
+
+}  // namespace
+
+bool MemoryBudget::take(std::uint64_t bytes) {
+    if (bytes > limit_ - used_) return false;
+    used_ += bytes;
+    return true;
+}
+
+AlignedBytes allocateAligned(std::size_t bytes) {
+    if (bytes > SIZE_MAX / 2) return nullptr;
+    const std::size_t size = roundedUp(bytes == 0 ? 1 : bytes);
+    void* pointer = std::aligned_alloc(alignment, size);
+    if (pointer != nullptr) std::memset(pointer, 0, size);
+    return AlignedBytes(static_cast<std::byte*>(pointer));
+}
+
+bool Arena::makeBlock(std::size_t bytes, Block& block) {
+    if (!budget_.take(bytes)) return false;
+    block.bytes = allocateAligned(bytes);
+    block.size = bytes;
+    if (block.bytes != nullptr) return true;
+    budget_.giveBack(bytes);
+    return false;
+}
+
+void* Arena::allocateForLife(std::size_t bytes) {
+    if (bytes > SIZE_MAX / 2) return nullptr;
+    const std::size_t size = roundedUp(bytes == 0 ? 1 : bytes);
+    if (forLife_.empty() || size > forLife_.back().size - lastUsed_) {
+        Block block;
+        if (!makeBlock(size > sharedBlock ? size : sharedBlock, block)) return nullptr;
+        forLife_.push_back(std::move(block));
+        lastUsed_ = 0;
+    }
+    void* pointer = forLife_.back().bytes.get() + lastUsed_;
+    lastUsed_ += size;
+    return pointer;
+}
+
+void* Arena::allocateFromHeap(std::size_t bytes) {
+    Block block;
+    if (!makeBlock(bytes, block)) return nullptr;
+    void* pointer = block.bytes.get();
+    heap_.emplace(pointer, std::move(block));
+    return pointer;
+}
+
+bool Arena::free(void* pointer) {
+    const auto found = heap_.find(pointer);
+    if (found == heap_.end()) return false;
+    budget_.giveBack(found->second.size);
+    heap_.erase(found);
+    return true;
+}
+
+void Arena::clear() {
+    for (const Block& block : forLife_) budget_.giveBack(block.size);
+    for (const auto& [pointer, block] : heap_) budget_.giveBack(block.size);
+    forLife_.clear();
+    heap_.clear();
+    lastUsed_ = 0;
+}
+
+}  // namespace libzepl

@@ -1,0 +1,117 @@
+// Procedures: the text form in which a user names channels, values and commands, and its parsed form.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "runtime/diagnostics.h"
+#include "runtime/element_type.h"
+
+namespace libzepl {
+
+// A number as it was written.
+struct Number {
+    bool isInteger = false;  // no point, no exponent, not nan or inf, and within 64 bits
+    std::int64_t integer = 0;
+    double real = 0;  // always set, the nearest double
+    Place place;
+};
+
+// Whether `type` holds the number without loss of an integer: an integer type holds integers of its range, float and
+// double hold every number, rounded.
+bool holds(ElementType type, const Number& number);
+
+// The sixteen, thirty-two or sixty-four bits of the number in `type`, which must hold it, written to `cell`. A float is
+// rounded from the nearest double.
+void storeNumber(ElementType type, const Number& number, void* cell);
+
+// Reads one whole number, in the forms that procedures take: decimal with an optional exponent, hexadecimal, nan, inf,
+// -inf, each with an optional sign. Nothing when `text` is not exactly one number, when it is an integer beyond 64 bits,
+// or when it has a point or an exponent and is too large or too small for a double. The place is left as it is by default.
+std::optional<Number> parseNumber(std::string_view text);
+
+// Why parseNumber gives nothing for `text`, as a message.
+std::string whyNoNumber(std::string_view text);
+
+// Why `type` does not hold the number that was written as `text`, and what to write instead where there is a choice.
+Diagnostic notHeld(ElementType type, const Number& number, std::string_view text);
+
+// from FILE or to FILE, with what may follow.
+struct FileClause {
+    std::string path;                                               // as written; "-" is standard input or output
+    Place place;                                                    // of the path
+    std::optional<std::int64_t> channel;                            // from 1
+    std::optional<std::variant<std::int64_t, std::string>> column;  // from 1, or the column's heading
+    std::string conversion;                                         // after `convert`; empty when none is asked for
+    std::optional<std::uint64_t> limit;                             // elements or events
+};
+
+struct PipeDeclaration {
+    std::string name;
+    Place place;  // of the name
+    ElementType type = ElementType::int16;
+    std::optional<std::uint64_t> capacity;  // elements
+    std::vector<Number> starts;
+    std::optional<FileClause> from;
+    std::optional<FileClause> to;
+};
+
+struct TriggerDeclaration {
+    std::string name;
+    Place place;
+    std::optional<FileClause> from;
+    std::optional<FileClause> to;
+};
+
+struct VariableDeclaration {
+    std::string name;
+    Place place;
+    ElementType type = ElementType::int16;
+    Number value;
+};
+
+struct VectorDeclaration {
+    std::string name;
+    Place place;
+    ElementType type = ElementType::int16;
+    std::vector<Number> values;
+    std::optional<FileClause> from;
+};
+
+// One argument of a command: a name or bare word, a number, or a text.
+struct Argument {
+    enum class Kind { word, number, text };
+    Kind kind = Kind::word;
+    std::string text;  // the word; the number as written; the text without its quotes and with its escapes resolved
+    Number number;     // for Kind::number
+    std::optional<ElementType> type;  // the type written behind a number, as in 5:int32
+    Place place;
+};
+
+struct CommandUse {
+    std::string command;
+    Place place;  // of the command's name
+    std::vector<Argument> arguments;
+};
+
+struct Procedure {
+    SourceText source;
+    std::optional<double> rate;  // frames a second
+    std::vector<PipeDeclaration> pipes;
+    std::vector<TriggerDeclaration> triggers;
+    std::vector<VariableDeclaration> variables;
+    std::vector<VectorDeclaration> vectors;
+    std::vector<CommandUse> commands;
+};
+
+// Parses the text. Every independent mistake is added to `diagnostics`: a statement that cannot be read is left out, and
+// reading goes on at the next one, up to 1,000 errors. A text over 16 MiB is refused. Names declared twice are reported
+// here; whether names and commands exist is the binder's to judge. The words nan and inf are numbers in an argument unless
+// the procedure declares them.
+Procedure parseProcedure(SourceText source, std::vector<Diagnostic>& diagnostics);
+
+}  // namespace libzepl

@@ -1,0 +1,83 @@
+// What a run came to.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "runtime/element_type.h"
+
+namespace libzepl {
+
+struct TaskReport {
+    enum class State { waiting, running, error, refused, fault, exited };
+    int line = 0;
+    std::string command;
+    State state = State::waiting;
+    std::optional<std::uint32_t> code;  // of an error, or of a divide fault
+    std::optional<std::int32_t> index;  // the parameter's position of an error or refusal
+    std::optional<std::uint32_t> exit;  // the code that the task ended itself with
+    std::string text;                   // what happened, in words
+    std::string remedy;                 // what to do next; may be empty
+};
+
+struct PipeReport {
+    std::string name;
+    ElementType type = ElementType::int16;
+    std::uint64_t written = 0;
+    std::uint64_t unread = 0;  // by the slowest reader
+};
+
+struct TriggerReport {
+    std::string name;
+    std::uint64_t asserted = 0;
+    std::uint32_t status = 0;
+};
+
+struct VariableReport {
+    std::string name;
+    ElementType type = ElementType::int16;
+    std::variant<std::int64_t, double> value;
+};
+
+struct DigitalReport {
+    std::uint64_t frame = 0;
+    std::uint32_t bit = 0;
+    std::uint32_t value = 0;
+};
+
+struct Report {
+    enum class Status {
+        ok,       // every task is well
+        failed,   // a task failed in the run, or the run itself did
+        refused,  // a task's set-up failed, or the procedure cannot run
+    };
+    std::string procedure;
+    Status status = Status::ok;
+    std::string reason;  // why the run itself failed or was refused, where no task tells; may be empty
+    std::string remedy;
+    std::vector<TaskReport> tasks;
+    std::vector<PipeReport> pipes;
+    std::vector<TriggerReport> triggers;
+    std::vector<VariableReport> variables;
+    std::vector<DigitalReport> digital;
+    std::vector<std::string> console;
+    std::vector<std::string> notes;
+    std::vector<std::string> unwritten;  // pipes that are read and that nobody writes
+    double seconds = 0;
+};
+
+std::string_view nameOf(TaskReport::State state);
+
+// The report as JSON text, with a closing line feed. `moduleName` and versions are those of the first module.
+struct ReportModule {
+    std::string name;
+    std::uint32_t build = 0;
+    std::uint32_t interfaceVersion = 0;
+};
+std::string toJson(const Report& report, const ReportModule& module);
+
+}  // namespace libzepl

@@ -1,0 +1,179 @@
+// The end of a round: what the hub does between the tasks, and how it finds the end of the run.
+
+#include <algorithm>
+
+#include "runtime/flow.h"
+
+namespace libzepl {
+
+namespace {
+
+// A task's way from the inputs: marks every task that takes, at first or second hand, what an input gives. One that has
+// ended already gives nothing more, just as one whose input has ended.
+std::vector<bool> tasksOnInputs(const Engine& e) {
+    std::vector<bool> onInput(e.tasks.size(), false);
+    for (const Task& task : e.tasks) onInput[task.number - 1] = task.state == TaskState::ended;
+    const auto fedEnd = [&](const auto& readingEnd) {
+        const auto& channel = *readingEnd.channel;
+        if (readingEnd.mode != EndMode::reading) return false;
+        return channel.inputWrites || (channel.writer != nullptr && onInput[channel.writer->task->number - 1]);
+    };
+    for (bool changed = true; changed;) {
+        changed = false;
+        for (const Task& task : e.tasks) {
+            if (onInput[task.number - 1]) continue;
+            const bool fed = std::any_of(task.pipeEnds.begin(), task.pipeEnds.end(), fedEnd) ||
+                             std::any_of(task.triggerEnds.begin(), task.triggerEnds.end(), fedEnd);
+            if (!fed) continue;
+            onInput[task.number - 1] = true;
+            changed = true;
+        }
+    }
+    return onInput;
+}
+
+// Marks an output that hangs on no input. False when it has no limit, so that nothing would end it.
+template <class Output>
+bool settleOutput(Output& output, const std::vector<bool>& onInput) {
+    const auto& channel = *output.end.channel;
+    if (channel.inputWrites || channel.writer == nullptr) return true;
+    output.independent = !onInput[channel.writer->task->number - 1];
+    return !output.independent || output.limit.has_value();
+}
+
+template <class Outputs>
+bool allComplete(const Outputs& outputs) {
+    return std::all_of(outputs.begin(), outputs.end(), [](const auto& output) { return output.complete(); });
+}
+
+template <class Outputs>
+std::uint64_t lastIndependentRound(const Outputs& outputs) {
+    std::uint64_t last = 0;
+    for (const auto& output : outputs)
+        if (output.independent) last = std::max(last, output.lastRound);
+    return last;
+}
+
+}  // namespace
+
+// Whether the hub has something to do at the end of this round; it runs in the task that ends it.
+bool Engine::hubNeeded() {
+    return readyCount == 0 || hubWanted || round + 1 >= hubRound || !pausing.empty() || stops() || inputCanDeliver();
+}
+
+// Every task has run once: who reads and who writes is known.
+void Engine::settle() {
+    settled = true;
+    for (Pipe& pipe : pipes) notifyWriter(*this, pipe);
+    for (Trigger& trigger : triggers) notifyWriter(*this, trigger);
+    const bool setUpFailed = std::any_of(tasks.begin(), tasks.end(), [](const Task& task) {
+        return task.outcome.state == TaskReport::State::error || task.outcome.state == TaskReport::State::refused;
+    });
+    if (setUpFailed) return finish(RunEnd::refused);
+    const std::vector<bool> onInput = tasksOnInputs(*this);
+    const auto refuse = [&](const std::string& name) {
+        finish(RunEnd::refused, "the output of `" + name + "` hangs on no input, so nothing would end it",
+               "give it a limit: to FILE limit N");
+    };
+    for (PipeOutput& output : pipeOutputs)
+        if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
+    for (TriggerOutput& output : triggerOutputs)
+        if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
+    if (options.setUpOnly) finish(RunEnd::setUpsRan);
+}
+
+void Engine::endRound() {
+    hubWanted = false;
+    if (!settled) settle();
+    if (end != RunEnd::goesOn) return;
+    try {
+        drainOutputs();
+        const bool anyOutput = !pipeOutputs.empty() || !triggerOutputs.empty();
+        if (anyOutput && allComplete(pipeOutputs) && allComplete(triggerOutputs)) return finish(RunEnd::complete);
+        if (stops()) return finish(RunEnd::stopped);
+        if (deliverInputs()) {
+            lastDelivery = round;
+            tellProgress();
+        }
+    } catch (const Problem& problem) {
+        return finish(RunEnd::failed, problem.what(), problem.remedy());
+    }
+    advanceQuietRun();
+    hubRound = std::min({lastChange, std::max({lastFedTake, lastGrowth, lastDelivery})}) + quietRounds;
+}
+
+// Tells the caller how far the inputs are, some times a second.
+void Engine::tellProgress() {
+    if (!options.progress || (++deliveries & 63) != 0) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - lastProgress < std::chrono::milliseconds(100)) return;
+    lastProgress = now;
+    Progress progress;
+    progress.expected = 0;
+    progress.seconds = std::chrono::duration<double>(now - began).count();
+    for (const PipeInput& input : pipeInputs) {
+        progress.delivered += input.delivered;
+        if (progress.expected && input.length)
+            *progress.expected += *input.length;
+        else
+            progress.expected.reset();
+    }
+    options.progress(progress);
+}
+
+bool Engine::inputsEndedOrHeld() {
+    const auto held = [](const auto& channel) { return !channel.dropping && channel.written >= channel.writableUntil; };
+    bool framesComeYet = false;
+    for (PipeInput& input : pipeInputs) {
+        lookAtReaders(*this, *input.pipe);
+        if (!input.ended && !held(*input.pipe)) return false;
+        framesComeYet |= !input.ended;
+    }
+    // Rows that wait for frames are held up with them.
+    if (framesComeYet) return true;
+    for (TriggerInput& input : triggerInputs) {
+        lookAtReaders(*this, *input.trigger);
+        if (!input.ended() && !held(*input.trigger)) return false;
+    }
+    return true;
+}
+
+// Lets the pauses end that are due. While nothing that matters to the inputs moves, time jumps to the next of them.
+void Engine::endPauses() {
+    if (pausing.empty()) return;
+    if (round - std::max({lastFedTake, lastDelivery, lastJump}) >= quietRounds) {
+        const auto sooner = [](const Task* a, const Task* b) { return a->due < b->due; };
+        clock.jumpTo((*std::min_element(pausing.begin(), pausing.end(), sooner))->due);
+        lastJump = round;
+    }
+    const auto stillPauses = [&](const Task* task) { return task->due > clock.now(); };
+    const auto firstDue = std::stable_partition(pausing.begin(), pausing.end(), stillPauses);
+    for (auto task = firstDue; task != pausing.end(); ++task) pushReady(**task);
+    if (firstDue != pausing.end()) lastChange = round;
+    pausing.erase(firstDue, pausing.end());
+}
+
+// When nothing moved for some rounds: lets a channel grow, or the run end.
+void Engine::advanceQuietRun() {
+    if (round - std::max({lastFedTake, lastGrowth, lastDelivery}) >= quietRounds) {
+        const bool grown = growOne();
+        lastGrowth = round;
+        if (grown) lastChange = round;
+    }
+    if (end != RunEnd::goesOn) return;
+    endPauses();
+    const std::uint64_t lastUseful =
+        std::max({lastFedTake, lastDelivery, lastIndependentRound(pipeOutputs), lastIndependentRound(triggerOutputs)});
+    const bool quiet = pausing.empty() && round - lastChange >= quietRounds;
+    const bool endless = round - lastUseful >= recentRounds;
+    if ((quiet || endless) && inputsEndedOrHeld()) finish(quiet ? RunEnd::quiet : RunEnd::endless);
+}
+
+void Engine::finish(RunEnd runEnd, std::string why, std::string whatToDo) {
+    if (end != RunEnd::goesOn) return;
+    end = runEnd;
+    reason = std::move(why);
+    remedy = std::move(whatToDo);
+}
+
+}  // namespace libzepl

@@ -1,0 +1,147 @@
+// The ready queue and the switches between tasks. A task switches straight to the next; the hub runs only where a round
+// ends with something for it to do, and when a task has ended.
+
+#include <string>
+
+#include "runtime/flow.h"
+#include "runtime/stack_guard.h"
+
+namespace libzepl {
+
+thread_local Engine* engine [[gnu::tls_model("initial-exec")]] = nullptr;
+
+namespace {
+
+// Enough for the host's own calls below a command's frames, formatted printing of doubles among them; instrumented builds
+// have larger frames.
+#if defined(LIBZEPL_ADDRESS_SANITIZER)
+constexpr std::size_t baseStack = 512 * 1024;
+#else
+constexpr std::size_t baseStack = 64 * 1024;
+#endif
+
+void runTask(boost::context::detail::transfer_t transfer) {
+    Engine& e = *engine;
+    Task& task = *e.current;
+    arrived(transfer, task.context);
+    const std::uint32_t result = task.command->entry(static_cast<zepl::ParamList>(task.number));
+    task.outcome.exit = result;
+    e.endCurrent(TaskReport::State::exited, "its routine returned " + std::to_string(result));
+}
+
+}  // namespace
+
+void outOfMemory(Engine& e, std::string what) {
+    const std::string limit = std::to_string(e.memory.limit());
+    e.finish(RunEnd::failed, {}, {});
+    e.endCurrent(TaskReport::State::fault,
+                 "memory ran out at " + std::move(what) + ": the limit is " + limit + " bytes",
+                 "ask for less, or raise the limit with --memory");
+}
+
+void misuse(Engine& e, std::string what) {
+    e.endCurrent(TaskReport::State::fault, "the command uses the host wrongly: " + std::move(what));
+}
+
+void Engine::pushReady(Task& task) {
+    task.state = TaskState::ready;
+    task.nextReady = nullptr;
+    if (readyTail == nullptr)
+        readyHead = &task;
+    else
+        readyTail->nextReady = &task;
+    readyTail = &task;
+    ++readyCount;
+}
+
+// Takes the next task from the queue and makes it the current one, or makes the hub current when it is to run.
+Context& Engine::nextContext() {
+    if (roundLeft == 0) {
+        if (hubNeeded()) {
+            current = nullptr;
+            return hub;
+        }
+        ++round;
+        roundLeft = readyCount;
+    }
+    Task& task = *readyHead;
+    readyHead = task.nextReady;
+    if (readyHead == nullptr) readyTail = nullptr;
+    --readyCount;
+    --roundLeft;
+    ++turn;
+    ++task.resumptions;
+    current = &task;
+    return task.context;
+}
+
+void Engine::switchAway() {
+    Context& here = current->context;
+    Context& next = nextContext();
+    if (&next != &here) switchContext(here, next);
+}
+
+void Engine::yieldCurrent() {
+    pushReady(*current);
+    switchAway();
+}
+
+void Engine::startTask(Task& task) {
+    const std::size_t bytes = baseStack + task.command->taskSpace;
+    if (memory.take(bytes)) {
+        task.stackBytes = bytes;
+        task.stack = Stack(bytes);
+    }
+    if (!task.stack) {
+        finish(RunEnd::failed, "no memory is left for the stack of " + task.command->name, "raise --memory");
+        return;
+    }
+    task.context = makeContext(task.stack, runTask);
+    pushReady(task);
+}
+
+// Leaves the current task for good. The texts' storage passes to the task's outcome, so that the frames own nothing.
+void Engine::endCurrent(TaskReport::State state, std::string text, std::string remedyText) {
+    Task& task = *current;
+    task.state = TaskState::ended;
+    task.outcome.state = state;
+    task.outcome.text = std::move(text);
+    task.outcome.remedy = std::move(remedyText);
+    // A set-up error in the first round lets the other tasks tell theirs.
+    const bool setUpFailed = state == TaskReport::State::error || state == TaskReport::State::refused;
+    if (setUpFailed && settled) finish(RunEnd::refused);
+    dead.push_back(&task);
+    current = nullptr;
+    abandonContext(task.context, hub);
+}
+
+// Gives back what an ended task held. What it wrote stays readable.
+void Engine::releaseTask(Task& task) {
+    for (PipeEnd& pipeEnd : task.pipeEnds) closeEnd(*this, pipeEnd);
+    for (TriggerEnd& triggerEnd : task.triggerEnds) closeEnd(*this, triggerEnd);
+    task.arena.clear();
+    task.stack = Stack();
+    memory.giveBack(task.stackBytes);
+    task.stackBytes = 0;
+}
+
+// The hub: resumes tasks round by round until the run has ended.
+void Engine::runRounds() {
+    StackGuard guard(*this);
+    // A task that ran over its stack comes here out of the signal's handler.
+    if (sigsetjmp(rescue, 1) != 0) guard.afterRescue();
+    while (end == RunEnd::goesOn) {
+        for (Task* task : dead) releaseTask(*task);
+        dead.clear();
+        if (roundLeft == 0) {
+            endRound();
+            if (end != RunEnd::goesOn) break;
+            ++round;
+            roundLeft = readyCount;
+            if (readyCount == 0) continue;
+        }
+        switchContext(hub, nextContext());
+    }
+}
+
+}  // namespace libzepl

@@ -1,0 +1,179 @@
+// A session: channels, values and tasks, built in code or from a procedure, and run to its end on the calling thread.
+//
+//     CommandLibrary library;
+//     library.load("build/zcmds3.zlm");
+//     Session session(library);
+//     const PipeId source = session.addPipe({.name = "source", .type = ElementType::int16});
+//     const PipeId result = session.addPipe({.name = "result", .type = ElementType::int16});
+//     session.feed<std::int16_t>(source, {-1, 2, -3});
+//     session.collect(result);
+//     session.addTask({.command = "ABS", .arguments = {session.use(source), session.use(result)}});
+//     const Report report = session.run();
+//     std::vector<std::int16_t> samples = session.collected<std::int16_t>(result);
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/commands.h"
+#include "runtime/diagnostics.h"
+#include "runtime/element_type.h"
+#include "runtime/files.h"
+#include "runtime/report.h"
+
+namespace libzepl {
+
+struct Engine;
+
+enum class PipeId : std::uint32_t {};
+enum class TriggerId : std::uint32_t {};
+enum class VariableId : std::uint32_t {};
+enum class VectorId : std::uint32_t {};
+
+// In which pieces inputs arrive.
+struct FeedPolicy {
+    enum class Kind { pieces, whole, random };
+    Kind kind = Kind::pieces;
+    std::uint64_t piece = 0;  // elements; 0 is the default block
+    std::uint64_t seed = 0;   // of Kind::random
+};
+
+struct Progress {
+    std::uint64_t delivered = 0;            // elements that inputs have given
+    std::optional<std::uint64_t> expected;  // in all, where every input tells
+    double seconds = 0;                     // since the run began
+};
+
+struct SessionOptions {
+    FeedPolicy feed{};
+    std::uint32_t block = 1024;                          // the default block, elements
+    std::uint64_t memoryLimit = std::uint64_t{4} << 30;  // bytes
+    std::optional<double> rate{};                        // frames a second; else the first recording's own, else 1000
+    std::map<std::uint32_t, std::uint32_t> info{};       // answers of sys_get_info, by selector
+    std::uint32_t startTime = 0;                         // the clock at the start, in its own units
+    bool setUpOnly = false;                              // ends when every task's set-up has run
+    std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver
+    std::function<void(std::string_view)> console{};     // what tasks print, as it comes
+};
+
+struct PipeSettings {
+    std::string name{};
+    ElementType type = ElementType::int16;
+    std::optional<std::uint64_t> capacity{};  // elements; else 4 default blocks
+    std::vector<std::byte> starts{};          // elements that are there before anything runs
+};
+
+// One parameter of a task, with the kind that it is passed as.
+struct TaskArgument {
+    zepl::ParamMask kind = 0;
+    std::uint32_t object = 0;          // of a channel, variable or vector: its id
+    std::array<std::byte, 8> value{};  // of a constant or a host's keyword
+    std::string text;                  // of a string or a declared keyword
+    std::string name;                  // as the user wrote it, for messages
+};
+
+TaskArgument int16Constant(std::int16_t value);
+TaskArgument int32Constant(std::int32_t value);
+TaskArgument floatConstant(float value);
+TaskArgument doubleConstant(double value);
+TaskArgument textConstant(std::string text);
+TaskArgument declaredWord(std::string word);
+TaskArgument hostWord(std::int32_t value, std::string name = {});
+
+struct TaskSettings {
+    std::string command{};
+    std::vector<TaskArgument> arguments{};
+    int line = 0;                   // of the procedure; 0 is none
+    std::string signatureAdvice{};  // what the signature admits, where the list does not fit it: told with a refusal
+};
+
+class Session {
+ public:
+    explicit Session(const CommandLibrary& library, SessionOptions options = {});
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    ~Session();
+
+    PipeId addPipe(PipeSettings settings);
+    TriggerId addTrigger(std::string name);
+    VariableId addVariable(std::string name, ElementType type, const void* value);
+    VectorId addVector(std::string name, ElementType type, std::vector<std::byte> elements);
+    // The command must be in the library.
+    void addTask(TaskSettings settings);
+
+    TaskArgument use(PipeId pipe) const;
+    TaskArgument use(TriggerId trigger) const;
+    TaskArgument use(VariableId variable) const;
+    TaskArgument use(VectorId vector) const;
+
+    // Attach the input or the output of a channel, at most one each.
+    void setInput(PipeId pipe, std::unique_ptr<Source> source);
+    void setInput(TriggerId trigger, std::vector<TriggerRow> rows);
+    void setOutput(PipeId pipe, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit = {});
+    void setOutput(TriggerId trigger, std::unique_ptr<TriggerSink> sink, std::optional<std::uint64_t> limit = {});
+
+    // Input from the caller's memory, which must last as long as the session; elements of the pipe's type.
+    void feedMemory(PipeId pipe, const void* elements, std::uint64_t count, int channels = 1);
+    // Output to the session's memory. `expected` elements are made room for at once.
+    void collect(PipeId pipe, std::optional<std::uint64_t> limit = {}, std::uint64_t expected = 0);
+    void collect(TriggerId trigger, std::optional<std::uint64_t> limit = {});
+
+    template <class Element>
+    void feed(PipeId pipe, std::vector<Element> elements);
+    template <class Element>
+    std::vector<Element> collected(PipeId pipe) const;
+    std::vector<std::uint32_t> collectedEvents(TriggerId trigger) const;
+    template <class Element>
+    Element valueOf(VariableId variable) const;
+
+    // The answers of trigger_get_opmode and trigger_get_property.
+    void setTriggerMode(TriggerId trigger, std::uint32_t mode);
+    void setTriggerProperty(TriggerId trigger, std::uint32_t selector, std::uint32_t value);
+
+    // Runs to the end; once. Outputs are finished, or dropped after a set-up error. Not to be called from inside a task.
+    Report run();
+
+    // Ends a run that goes on in another thread or is interrupted by a signal, at the end of its round. Safe in a signal
+    // handler.
+    void requestStop();
+
+ private:
+    const std::byte* collectedBytes(PipeId pipe, std::uint64_t& count) const;
+    const void* cellOf(VariableId variable) const;
+
+    std::unique_ptr<Engine> engine_;
+    std::vector<std::shared_ptr<void>> ownedInputs_;
+};
+
+template <class Element>
+void Session::feed(PipeId pipe, std::vector<Element> elements) {
+    auto owned = std::make_shared<std::vector<Element>>(std::move(elements));
+    feedMemory(pipe, owned->data(), owned->size());
+    ownedInputs_.push_back(std::move(owned));
+}
+
+template <class Element>
+std::vector<Element> Session::collected(PipeId pipe) const {
+    std::uint64_t count = 0;
+    const std::byte* bytes = collectedBytes(pipe, count);
+    std::vector<Element> elements(count);
+    if (count != 0) std::memcpy(elements.data(), bytes, count * sizeof(Element));
+    return elements;
+}
+
+template <class Element>
+Element Session::valueOf(VariableId variable) const {
+    Element value;
+    std::memcpy(&value, cellOf(variable), sizeof value);
+    return value;
+}
+
+}  // namespace libzepl

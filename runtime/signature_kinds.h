@@ -1,0 +1,36 @@
+// What one parameter of a signature admits, for people and as parameter kinds.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/signature.h"
+
+namespace libzepl {
+
+enum class Noun { unknown, pipe, value, vector, text, keyword, trigger };
+
+// What a parameter that typeof, elementof or contentof names turned out to be, as far as it is known.
+struct Referred {
+    Noun noun = Noun::unknown;
+    std::optional<ElementType> type;
+};
+using ReferenceLookup = std::function<Referred(const std::string& name)>;
+
+// What a parameter passed as `kind` is.
+Referred referredBy(zepl::ParamMask kind);
+
+// What a parameter of `type`, which is its own or one of its choices, is when `type.reference` is a `referred`.
+Noun nounOf(const SignatureParameter& parameter, const SignatureType& type, Noun referred);
+
+// "a pipe of int16 or int32", "a value of the same type as `src` (int16)".
+std::string describe(const SignatureParameter& parameter, const ReferenceLookup& referenced);
+
+// The kinds that the argument can take as that parameter, the preferred first. A reference to an unknown parameter
+// admits nothing.
+std::vector<zepl::ParamMask> kindsFor(const SignatureParameter& parameter, const ResolvedArgument& argument,
+                                      const ReferenceLookup& referenced);
+
+}  // namespace libzepl

@@ -1,0 +1,76 @@
+// A task: one use of a command, with its parameters, its memory and its stack.
+#pragma once
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "host/handles.h"
+#include "runtime/channels.h"
+#include "runtime/commands.h"
+#include "runtime/context.h"
+#include "runtime/memory.h"
+#include "runtime/report.h"
+
+namespace libzepl {
+
+// The storage of a scalar: eight bytes, integers sign-extended, so that a narrow value reads right at any width.
+struct alignas(8) Cell {
+    std::byte bytes[8]{};
+};
+void storeCell(Cell& cell, ElementType type, const void* value);
+
+struct Variable {
+    std::string name;
+    ElementType type = ElementType::int16;
+    Cell cell;
+};
+
+struct Vector {
+    std::string name;
+    ElementType type = ElementType::int16;
+    std::uint64_t length = 0;
+    AlignedBytes elements;
+};
+
+struct Parameter {
+    zepl::ParamMask kind = 0;
+    zepl::Slot slot = 0;
+    std::string name;  // as the user wrote it
+    Cell cell;         // of a constant or a host's keyword
+    std::string text;  // of a string or a declared keyword
+};
+
+enum class TaskState : std::uint8_t { ready, waitingForElements, waitingForEvent, waitingForRoom, pausing, ended };
+
+struct Task {
+    explicit Task(MemoryBudget& budget) : arena(budget) {}
+
+    // "FFT (line 7)", as messages name it.
+    std::string label() const { return command->name + (line > 0 ? " (line " + std::to_string(line) + ")" : ""); }
+
+    Context context;
+    Task* nextReady = nullptr;
+    std::uint64_t resumptions = 0;
+    std::uint64_t fedResumption = 0;  // the last one in which it took something that inputs feed; 0 is none
+    TaskState state = TaskState::ready;
+    PipeEnd* waitingPipe = nullptr;  // the end that it waits at, when it does
+    TriggerEnd* waitingTrigger = nullptr;
+    std::uint64_t due = 0;          // of a pause, in units of the clock
+    std::uint32_t readingEnds = 0;  // channels that it has open for reading
+
+    std::uint32_t number = 0;  // from 1; also its parameter list's handle
+    const Command* command = nullptr;
+    int line = 0;
+    std::string signatureAdvice;
+    std::deque<Parameter> parameters;  // position 1 first; addresses of cells and texts stay
+    std::vector<zepl::Slot> slots;     // indexed from 1
+    std::deque<PipeEnd> pipeEnds;
+    std::deque<TriggerEnd> triggerEnds;
+    Arena arena;
+    Stack stack;
+    std::uint64_t stackBytes = 0;  // as counted against the session's memory
+    TaskReport outcome;
+};
+
+}  // namespace libzepl

@@ -1,0 +1,252 @@
+// Inputs give and outputs take, at the end of a round.
+
+#include <algorithm>
+
+#include "runtime/flow.h"
+
+namespace libzepl {
+
+namespace {
+
+bool hasRoom(Engine& e, Pipe& pipe) {
+    if (!pipe.dropping && pipe.written >= pipe.writableUntil) lookAtReaders(e, pipe);
+    return pipe.dropping || pipe.written < pipe.writableUntil || pipe.written >= pipe.storageUntil;
+}
+
+// Frames that the input which is furthest on has given.
+std::uint64_t furthestFrame(const Engine& e) {
+    std::uint64_t frames = 0;
+    for (const PipeInput& input : e.pipeInputs) frames = std::max(frames, input.delivered / input.channels);
+    return frames;
+}
+
+// How many elements the input may give so that its frames don't pass the next pause's end.
+std::uint64_t elementsUntilPause(const Engine& e, const PipeInput& input, std::uint64_t furthest) {
+    if (e.pausing.empty()) return ~std::uint64_t{0};
+    std::uint64_t due = ~std::uint64_t{0};
+    for (const Task* task : e.pausing) due = std::min(due, task->due);
+    const std::uint64_t lastElement = (furthest + e.clock.framesUntil(due)) * input.channels + input.channels - 1;
+    return lastElement - std::min(lastElement, input.delivered);
+}
+
+// Reads up to `n` elements, which end before the storage does, to where the pipe's next stand.
+std::uint64_t readInto(PipeInput& input, std::uint64_t run) {
+    Pipe& pipe = *input.pipe;
+    const std::uint64_t index = pipe.written & pipe.mask;
+    std::byte* to = pipe.storage + (index << pipe.widthShift);
+    if (input.memory == nullptr) return input.source->read(to, run);
+    const std::uint64_t given = std::min(run, *input.length - input.delivered);
+    std::memcpy(to, input.memory + (input.delivered << pipe.widthShift), given << pipe.widthShift);
+    return given;
+}
+
+// Reads and drops, for a pipe that nobody reads.
+std::uint64_t readAndDrop(PipeInput& input, std::uint64_t n) {
+    if (input.memory != nullptr) return std::min(n, *input.length - input.delivered);
+    alignas(64) std::byte unread[4096];
+    return input.source->read(unread, std::min<std::uint64_t>(n, sizeof unread >> input.pipe->widthShift));
+}
+
+void countGiven(Engine& e, PipeInput& input, std::uint64_t n) {
+    Pipe& pipe = *input.pipe;
+    pipe.written += n;
+    input.delivered += n;
+    input.ended = input.length && input.delivered >= *input.length;
+    if (pipe.dropping) {
+        pipe.slowest = pipe.written;
+        return;
+    }
+    if (n > 0) e.lastChange = e.round;
+    if (pipe.watched) notifyReaders(e, pipe);
+}
+
+}  // namespace
+
+PieceSizes::PieceSizes(std::uint64_t fixedPiece, std::optional<std::uint64_t> seed, std::uint64_t input,
+                       std::uint64_t largest)
+    : fixed_(fixedPiece), largest_(largest), random_(seed.has_value()) {
+    generator_.seed(seed.value_or(0) * 1000003 + input);
+}
+
+// Random pieces are small as often as large, since both find different faults.
+std::uint64_t PieceSizes::next() {
+    if (!random_) return fixed_;
+    const std::uint64_t draw = generator_();
+    const std::uint64_t bound = (draw & 1) != 0 ? std::min<std::uint64_t>(largest_, 16) : largest_;
+    return 1 + (draw >> 1) % bound;
+}
+
+bool Engine::inputCanDeliver() {
+    for (PipeInput& input : pipeInputs)
+        if (!input.ended && input.pipe->takenRound != round && hasRoom(*this, *input.pipe)) return true;
+    for (const TriggerInput& input : triggerInputs)
+        if (!input.ended()) return true;
+    return false;
+}
+
+// Gives up to `n` elements, at most a run of the storage. False when the input has nothing more to give for now: the
+// channel is full, the input has ended, or, on a live stream, nothing further is there yet.
+bool Engine::deliverRun(PipeInput& input, std::uint64_t n, std::uint64_t& given) {
+    Pipe& pipe = *input.pipe;
+    std::uint64_t asked = n, got = 0;
+    if (pipe.dropping) {
+        got = readAndDrop(input, n);
+        asked = std::max<std::uint64_t>(got, 1);
+    } else {
+        if (pipe.written >= pipe.storageUntil && !makeStorage(*this, pipe))
+            throw Problem("no memory is left for the pipe `" + pipe.name + "`", "raise --memory");
+        lookAtReaders(*this, pipe);
+        if (pipe.written >= pipe.writableUntil) return false;
+        asked = std::min({n, pipe.writableUntil - pipe.written, pipe.mask - (pipe.written & pipe.mask) + 1});
+        got = input.borrows ? std::min(asked, *input.length - input.delivered) : readInto(input, asked);
+    }
+    if (got == 0) input.ended = true;
+    if (got > 0) countGiven(*this, input, got);
+    given += got;
+    return got == asked && !input.ended;
+}
+
+// Gives at most `most` elements to a pipe that has room. False when nothing came.
+bool Engine::deliverPiece(PipeInput& input, std::uint64_t most) {
+    std::uint64_t given = 0;
+    while (given < most && deliverRun(input, most - given, given)) {
+    }
+    if (given > 0) anyDelivery = true;
+    return given > 0;
+}
+
+// Gives the rows that the frames have reached, or, when no pipe's input is left, a piece of the rows.
+bool Engine::deliverRows(TriggerInput& input, bool pipesEnded) {
+    Trigger& trigger = *input.trigger;
+    const auto frames = static_cast<std::int64_t>(furthestFrame(*this));
+    std::uint64_t left = pipesEnded ? input.pieces.next() : ~std::uint64_t{0};
+    bool given = false;
+    for (; left > 0 && !input.ended(); --left) {
+        const TriggerRow& row = input.rows[input.next];
+        const std::int64_t position =
+            input.position + static_cast<std::int32_t>(row.position - static_cast<std::uint32_t>(input.position));
+        if (!pipesEnded && position >= frames) break;
+        lookAtReaders(*this, trigger);
+        if (row.asserts && !trigger.dropping && trigger.written >= trigger.writableUntil) break;
+        input.position = position;
+        ++input.next;
+        given = true;
+        advanceStatus(*this, trigger, row.position);
+        if (!row.asserts) continue;
+        if (!trigger.dropping) {
+            appendEvent(*this, trigger, row.position);
+            lastChange = round;
+        }
+        ++trigger.written;
+        if (trigger.watched) notifyReaders(*this, trigger);
+    }
+    if (given) anyDelivery = true;
+    return given;
+}
+
+// Each input whose pipe was left alone in this round gives its next piece. Time moves with the one that is furthest on.
+bool Engine::deliverInputs() {
+    bool given = false;
+    const std::uint64_t before = furthestFrame(*this);
+    for (PipeInput& input : pipeInputs) {
+        if (input.ended || input.pipe->takenRound == round || !hasRoom(*this, *input.pipe)) continue;
+        const std::uint64_t most = std::min(input.pieces.next(), elementsUntilPause(*this, input, before));
+        if (most > 0 && deliverPiece(input, most)) given = true;
+    }
+    clock.addFrames(furthestFrame(*this) - before);
+    const bool pipesEnded =
+        std::all_of(pipeInputs.begin(), pipeInputs.end(), [](const PipeInput& input) { return input.ended; });
+    for (TriggerInput& input : triggerInputs) {
+        const bool leftAlone = !pipesEnded || input.trigger->takenRound != round;
+        if (!input.ended() && leftAlone && deliverRows(input, pipesEnded)) given = true;
+    }
+    return given;
+}
+
+// Puts all input into the channels before any task runs.
+void Engine::deliverWhole() {
+    for (PipeInput& input : pipeInputs) {
+        Pipe& pipe = *input.pipe;
+        while (!input.ended) {
+            const std::uint64_t more = input.length ? *input.length - input.delivered : pipe.capacity;
+            if (!tryCapacity(*this, pipe, pipe.written + std::max<std::uint64_t>(more, 1)))
+                throw Problem("no memory is left for the whole input of `" + pipe.name + "`",
+                              "raise --memory, or leave out --feed whole");
+            deliverPiece(input, std::max<std::uint64_t>(more, 1));
+        }
+    }
+    clock.addFrames(furthestFrame(*this));
+    for (TriggerInput& input : triggerInputs) {
+        if (!tryCapacity(*this, *input.trigger, input.rows.size()))
+            throw Problem("no memory is left for the whole input of `" + input.trigger->name + "`",
+                          "raise --memory, or leave out --feed whole");
+        while (!input.ended()) deliverRows(input, true);
+    }
+}
+
+namespace {
+
+// What the output may still take of what is there.
+template <class Output>
+std::uint64_t takeable(const Output& output) {
+    if (output.end.mode != EndMode::reading) return 0;
+    const std::uint64_t there = output.end.available();
+    return output.limit ? std::min(there, *output.limit - output.count) : there;
+}
+
+template <class Output>
+void countDrained(Engine& e, Output& output, std::uint64_t n) {
+    output.count += n;
+    output.lastRound = e.round;
+    if (isFed(e, *output.end.channel)) e.lastFedTake = e.round;
+    countTake(e, output.end, n);
+    if (output.complete()) closeEnd(e, output.end);
+}
+
+void drainPipe(Engine& e, PipeOutput& output) {
+    Pipe& pipe = *output.end.channel;
+    for (std::uint64_t left = takeable(output); left > 0;) {
+        const std::uint64_t index = output.end.taken & pipe.mask, run = std::min(left, pipe.mask - index + 1);
+        output.sink->write(pipe.storage + (index << pipe.widthShift), run);
+        left -= run;
+        countDrained(e, output, run);
+    }
+}
+
+void drainTrigger(Engine& e, TriggerOutput& output) {
+    for (std::uint64_t left = takeable(output); left > 0; --left) {
+        const std::uint32_t position = output.end.channel->eventAt(output.end.taken);
+        if (output.sink != nullptr)
+            output.sink->write({.asserts = true, .position = position});
+        else
+            output.events.push_back(position);
+        countDrained(e, output, 1);
+    }
+}
+
+}  // namespace
+
+// Outputs take what is there. Without inputs, time moves with the first that has a limit.
+void Engine::drainOutputs() {
+    std::uint64_t* leader = nullptr;
+    for (PipeOutput& output : pipeOutputs)
+        if (leader == nullptr && output.limit) leader = &output.count;
+    for (TriggerOutput& output : triggerOutputs)
+        if (leader == nullptr && output.limit) leader = &output.count;
+    const std::uint64_t before = leader != nullptr ? *leader : 0;
+    for (PipeOutput& output : pipeOutputs) drainPipe(*this, output);
+    for (TriggerOutput& output : triggerOutputs) drainTrigger(*this, output);
+    if (leader != nullptr && pipeInputs.empty() && triggerInputs.empty()) clock.addFrames(*leader - before);
+}
+
+void Engine::finishOutputs() {
+    for (PipeOutput& output : pipeOutputs)
+        if (output.sink != nullptr) output.sink->finish();
+    for (TriggerOutput& output : triggerOutputs) {
+        if (output.sink == nullptr) continue;
+        output.sink->write({.asserts = false, .position = output.end.channel->status});
+        output.sink->finish();
+    }
+}
+
+}  // namespace libzepl

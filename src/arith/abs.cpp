@@ -1,0 +1,42 @@
+// ABS gives the absolute value of each sample. The most negative integer has no positive counterpart and saturates.
+
+#include <cmath>
+
+#include "frame/checks.h"
+#include "frame/commands.h"
+#include "frame/element_loop.h"
+#include "frame/element_type.h"
+#include "frame/exact.h"
+#include "host/parameters.h"
+
+namespace zcmds {
+
+const char* const absSignature = "( in    pipe     (int16|int32|float|double)  src ,   out   typeof(src)   dest  )";
+
+namespace {
+
+template <class Integer>
+Integer absolute(Integer x) {
+    const Wide<Integer> wide = widened(x);
+    return saturate<Integer>(wide < 0 ? -wide : wide);
+}
+
+float absolute(float x) { return absoluteThroughDouble(x); }
+double absolute(double x) { return std::fabs(x); }
+
+}  // namespace
+
+std::uint32_t abs(ParamList list) {
+    StreamReader reader;
+    StreamWriter writer;
+    const ParamPair pair{.source = 1, .destination = 2};
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 2, 2, anyPipe, anyPipe);
+    checkSameElementType(list, pair);
+    openInPlacePair(params, pair, reader, writer, 1000);
+    return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
+        transformBlocks<Element>(reader, writer, [](Element x) { return absolute(x); });
+    });
+}
+
+}  // namespace zcmds

@@ -1,0 +1,92 @@
+// Exact arithmetic: every conversion and division whose result at the edges of a type is part of the result. Each has its
+// rule in its name, is free of undefined behaviour, and gives the same bits from every compiler.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+#include "host/codes.h"
+#include "host/modules.h"
+
+namespace zcmds {
+
+// The type in which sums, differences and negatives of elements are formed.
+template <class Element>
+using Wide = std::conditional_t<std::is_same_v<Element, std::int16_t>, std::int32_t,
+                                std::conditional_t<std::is_same_v<Element, std::int32_t>, std::int64_t, Element>>;
+
+template <class Element>
+constexpr Wide<Element> widened(Element x) {
+    return x;
+}
+
+// The nearest value that the integer type holds.
+template <class Integer, class Wider>
+constexpr Integer saturate(Wider x) {
+    static_assert(std::is_integral_v<Integer> && sizeof(Wider) >= sizeof(Integer));
+    constexpr Wider low = std::numeric_limits<Integer>::min(), high = std::numeric_limits<Integer>::max();
+    return static_cast<Integer>(x < low ? low : x > high ? high : x);
+}
+
+// The low bits, as two's complement.
+template <class Integer, class Wider>
+constexpr Integer wrap(Wider x) {
+    static_assert(std::is_integral_v<Integer> && std::is_integral_v<Wider>);
+    return static_cast<Integer>(static_cast<std::make_unsigned_t<Integer>>(x));
+}
+
+// Sum, difference and product modulo 2^32.
+constexpr std::int32_t wrappingSum(std::int32_t a, std::int32_t b) {
+    return wrap<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+constexpr std::int32_t wrappingDifference(std::int32_t a, std::int32_t b) {
+    return wrap<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+constexpr std::int32_t wrappingProduct(std::int32_t a, std::int32_t b) {
+    return wrap<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
+
+// Toward zero; a NaN or what 32 bits don't hold gives the most negative value.
+constexpr std::int32_t truncateToInt32(double x) {
+    const bool fits = x > -2147483649.0 && x < 2147483648.0;
+    return fits ? static_cast<std::int32_t>(x) : std::numeric_limits<std::int32_t>::min();
+}
+
+// To the nearest, ties to even; a NaN or what 32 bits don't hold gives the most negative value.
+constexpr std::int32_t roundToInt32(double x) {
+    // Adding and taking away 1.5 * 2^52 leaves the nearest integer: there the doubles are the integers.
+    constexpr double shift = 6755399441055744.0;
+    const bool near = x > -2147483649.0 && x < 2147483649.0;
+    return truncateToInt32(near ? (x + shift) - shift : x);
+}
+
+// Toward zero into the element's type: an integer takes the low bits of truncateToInt32, float and double round.
+template <class Element>
+constexpr Element truncateTo(double x) {
+    if constexpr (std::is_integral_v<Element>)
+        return wrap<Element>(truncateToInt32(x));
+    else
+        return static_cast<Element>(x);
+}
+
+// The quotient toward zero. A zero divisor and a quotient that the type does not hold are divide faults.
+template <class Integer>
+Integer divideOrFault(Integer dividend, Integer divisor) {
+    static_assert(std::is_same_v<Integer, std::int32_t> || std::is_same_v<Integer, std::int64_t>);
+    if (divisor == 0) zepl::RaiseException(zepl::Fault::integerDivide);
+    if (divisor == -1 && dividend == std::numeric_limits<Integer>::min())
+        zepl::RaiseException(zepl::Fault::integerOverflow);
+    return dividend / divisor;
+}
+
+// What widening to double, taking the absolute value and narrowing again gives: the sign is cleared and a signalling NaN
+// becomes quiet.
+constexpr float absoluteThroughDouble(float x) {
+    constexpr std::uint32_t infinity = 0x7f800000, quiet = 0x00400000;
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(x) & 0x7fffffff;
+    return std::bit_cast<float>(bits > infinity ? bits | quiet : bits);
+}
+
+}  // namespace zcmds

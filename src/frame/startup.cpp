@@ -1,0 +1,61 @@
+// Runs when the host loads the file, before ModuleInstall: makes sure that the host has every operation that the module
+// calls, and binds the mathematics. The module is linked lazily, so a missing operation is named here, in plain words, and
+// not by the loader in the middle of a run.
+
+#include <cmath>
+
+#include "frame/mathematics.h"
+#include "host/modules.h"
+#include "host/tasks.h"
+
+namespace zcmds {
+
+Mathematics mathematics{std::exp, std::log10, std::cos, std::sin, std::atan2, std::pow};
+
+namespace {
+
+// What the commands and the frame call. The start-up itself rests on ModuleOpen, ModuleProcAddressGet, ModuleClose,
+// printf and terminate_msg.
+constexpr const char* requiredOperations[] = {
+    "CommandInstall",    "param_error_msg", "param_process",    "param_type",        "pbuf_get",
+    "pbuf_get_data_ptr", "pbuf_open",       "pbuf_put_set_cnt", "pbuf_set_data_ptr", "pbuf_set_max_cnt",
+    "pbuf_set_min_cnt",  "pipe_open",       "task_switch",
+};
+
+bool hostHasAll(zepl::ModuleHandle host) {
+    bool complete = true;
+    for (const char* name : requiredOperations) {
+        if (zepl::ModuleProcAddressGet(host, name) != nullptr) continue;
+        zepl::printf("*** Error: module zcmds3 needs the host operation %s, which this host lacks\r\n", name);
+        complete = false;
+    }
+    return complete;
+}
+
+template <class Function>
+void bind(zepl::ModuleHandle host, const char* name, Function*& function) {
+    if (void* address = zepl::ModuleProcAddressGet(host, name)) function = reinterpret_cast<Function*>(address);
+}
+
+void bindMathematics(zepl::ModuleHandle host) {
+    bind(host, "exp", mathematics.exp);
+    bind(host, "log10", mathematics.log10);
+    bind(host, "cos", mathematics.cos);
+    bind(host, "sin", mathematics.sin);
+    bind(host, "atan2", mathematics.atan2);
+    bind(host, "pow", mathematics.pow);
+}
+
+[[gnu::constructor]] void startUp() {
+    const zepl::ModuleHandle host = zepl::ModuleOpen("ZEPL");
+    if (host == zepl::ModuleHandle{}) return;
+    if (hostHasAll(host))
+        bindMathematics(host);
+    else
+        zepl::terminate_msg();
+    zepl::ModuleClose(host);
+}
+
+}  // namespace
+
+}  // namespace zcmds

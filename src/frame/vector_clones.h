@@ -1,0 +1,11 @@
+// Hot loops are built for several instruction sets in one binary; the loader picks the best that the machine has. The
+// arithmetic is the same in each, so the results are the same to the bit.
+#pragma once
+
+// Not with clang++ 14, which takes no function templates here, nor with sanitizers, whose instrumentation would run in
+// the choice of the clone, before the sanitizer's own start.
+#if defined(__x86_64__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
+#define ZCMDS_VECTOR_CLONES [[gnu::target_clones("default", "avx2", "arch=skylake-avx512")]]
+#else
+#define ZCMDS_VECTOR_CLONES
+#endif

@@ -1,0 +1,98 @@
+// The module's start-up under hosts of every sort.
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "tests/support/child_output.h"
+
+namespace libzepl {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const std::string module = "'" TEST_MODULE_FILE "' ";
+const std::string startUpAlone = "'" TEST_BAD_MODULE_DIR "/start_up_alone.zlm' ";
+
+Lines without(const std::string& prefix, Lines lines) {
+    std::erase_if(lines, [&](const std::string& line) { return line.starts_with(prefix); });
+    return lines;
+}
+
+std::string missing(const std::string& operation) {
+    return "*** Error: module zcmds3 needs the host operation " + operation + ", which this host lacks\r";
+}
+
+// The host operations that the module's code calls, apart from those that its start-up rests on.
+std::set<std::string> calledOperations() {
+    std::set<std::string> called;
+    for (const std::string& line : outputOf("nm -D --undefined-only " + module + "| c++filt")) {
+        const std::size_t begin = line.find(" zepl::");
+        if (begin != std::string::npos) called.insert(line.substr(begin + 7, line.find('(', begin) - begin - 7));
+    }
+    for (const char* own : {"ModuleOpen", "ModuleProcAddressGet", "ModuleClose", "printf", "terminate_msg"})
+        EXPECT_EQ(called.erase(own), 1U) << own;
+    return called;
+}
+
+TEST(StartUp, AnOperationIsCalledThatIsNotLookedUpOrTheOtherWayRound) {
+    Lines expected{"ModuleOpen ZEPL"};
+    for (const std::string& operation : calledOperations()) expected.push_back(missing(operation));
+    expected.insert(expected.end(), {"terminate_msg", "ModuleClose 7", "not installed"});
+    Lines lines = without("look up", sceneOf("install " + module + "'lack:*'"));
+    std::sort(expected.begin() + 1, expected.end() - 3);
+    ASSERT_EQ(lines.size(), expected.size());
+    std::sort(lines.begin() + 1, lines.end() - 3);
+    EXPECT_EQ(lines, expected);
+}
+
+TEST(StartUp, AMissingOperationIsNotNamed) {
+    EXPECT_EQ(without("look up", sceneOf("install " + module + "lack:pbuf_get")),
+              Lines({"ModuleOpen ZEPL", missing("pbuf_get"), "terminate_msg", "ModuleClose 7", "not installed"}));
+    EXPECT_EQ(without("look up", sceneOf("install " + module + "lack:task_switch lack:CommandInstall")),
+              Lines({"ModuleOpen ZEPL", missing("CommandInstall"), missing("task_switch"), "terminate_msg",
+                     "ModuleClose 7", "not installed"}));
+}
+
+TEST(StartUp, AMissingFunctionOfMathematicsIsAnError) {
+    const Lines lines = sceneOf("install " + module + "lack:sin lack:pow");
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "terminate_msg"), 0);
+    EXPECT_EQ(lines.back(), "result 1");
+}
+
+TEST(StartUp, WithoutAHostSomethingIsLookedUpOrClosed) {
+    const Lines lines = sceneOf("install " + module + "nohost");
+    ASSERT_GE(lines.size(), 3U);
+    EXPECT_EQ(lines[0], "ModuleOpen ZEPL");
+    EXPECT_TRUE(lines[1].starts_with("ABS: ")) << lines[1];
+    EXPECT_EQ(lines.back(), "result 1");
+}
+
+// The six functions as a scene tells them.
+Lines valued(double exp, double log10, double cos, double sin, double atan2, double pow) {
+    const std::pair<const char*, double> values[] = {{"exp", exp}, {"log10", log10}, {"cos", cos},
+                                                     {"sin", sin}, {"atan2", atan2}, {"pow", pow}};
+    Lines lines;
+    for (const auto& [name, value] : values) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%s %a", name, value);
+        lines.emplace_back(text);
+    }
+    return lines;
+}
+
+TEST(StartUp, MathematicsIsBoundToTheWrongFunction) {
+    const auto bound = [](const std::string& traits) {
+        return without("look up", without("Module", sceneOf("mathematics " + startUpAlone + traits)));
+    };
+    const volatile double x = 0.5, y = 0.25;  // so that the library computes them
+    const Lines standard =
+        valued(std::exp(x), std::log10(x), std::cos(x), std::sin(x), std::atan2(x, y), std::pow(x, y));
+    EXPECT_EQ(bound("nohost"), standard);
+    EXPECT_EQ(bound("lack:exp lack:log10 lack:cos lack:sin lack:atan2 lack:pow"), standard);
+    EXPECT_EQ(bound(""), valued(1.5, 2.5, 3.5, 4.5, 5.25, 50.25));
+    EXPECT_EQ(bound("lack:cos"), valued(1.5, 2.5, std::cos(x), 4.5, 5.25, 50.25));
+}
+
+}  // namespace
+}  // namespace libzepl

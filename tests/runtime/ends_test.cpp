@@ -1,0 +1,164 @@
+// How runs end: each of these would go on for ever, or end too soon, if its rule failed.
+
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+TEST(Ends, WhenEveryOutputHasItsCount) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(100000));
+    const PipeId small = session.output("small", 10), large = session.output("large", 5000);
+    session.task("ABS", source, small);
+    session.task("ABS", source, large);
+    const Report report = session.run();
+    EXPECT_EQ(session.collected<std::int32_t>(small), countUp(10));
+    EXPECT_EQ(session.collected<std::int32_t>(large), countUp(5000));
+    EXPECT_LT(report.pipes[0].written, 20000U);
+}
+
+TEST(Ends, AnOutputWithALimitOfEventsTakesNoMore) {
+    TestSession session;
+    const TriggerId beat = session.addTrigger("beat");
+    session.collect(beat, 3);
+    session.script("write:2 *( assertafter:2,10 )", beat);
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    EXPECT_EQ(session.collectedEvents(beat), std::vector<std::uint32_t>({9, 19, 29}));
+}
+
+TEST(Ends, WhatGoesOnByItselfEndsWithTheInputsAndIsNamed) {
+    const struct {
+        const char* steps;
+        bool named;
+    } cases[] = {
+        {"write:3 *( put:3,1 )", false},                             // nobody reads
+        {"write:3 *( put:3,1 switch )", false},                      // the same, and yields
+        {"read:2 write:3 *( move:2,3 switch )", true},               // a loop, from its starts
+        {"read:2 write:3 read:5 get:5 *( move:2,3 switch )", true},  // one that an input has fed once
+        {"write:4 *( assertafter:4,1 )", false},                     // nobody reads
+        {"write:4 *( assertafter:4,1 switch )", false},
+        {"write:4 *( vouchafter:4,1 switch )", false},
+        {"*( pause:20 )", true},
+        {"*( bit:1,1 switch )", true},
+        {"*( switch )", false},  // changes nothing
+    };
+    for (const auto& [steps, named] : cases) {
+        TestSession session;
+        const PipeId source = session.input("source", countUp(5000)), copy = session.output("copy");
+        const PipeId loop = session.loop("loop", {1, 2});
+        session.script(steps, loop, std::string(steps).starts_with("read") ? loop : session.pipe("unread"),
+                       session.addTrigger("unheard"), source);
+        session.task("ABS", source, copy);
+        const Report report = session.run();
+        const Lines note{"SCRIPT (line 1) went on by itself when the inputs had ended"};
+        EXPECT_EQ(report.notes, named ? note : Lines()) << steps;
+        EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(5000)) << steps;
+    }
+}
+
+TEST(Ends, EventsThatComeWithHeldUpFramesKeepNoRunGoing) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(1000), 16);
+    session.setInput(session.addTrigger("beat"), {{.asserts = true, .position = 500}});
+    session.script("read:2", source);
+    const Report report = session.run();
+    EXPECT_EQ(report.pipes[0].written, 16U);
+    EXPECT_EQ(report.triggers[0].asserted, 0U);
+}
+
+TEST(Ends, AFaultedReaderDoesNotHoldUpItsWriter) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(50000)), copy = session.output("copy");
+    session.script("read:2 10( get:2 ) raise:0xC0000094", source);
+    session.task("ABS", source, copy);
+    EXPECT_EQ(session.run().status, Report::Status::failed);
+    EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(50000));
+}
+
+TEST(Ends, AnOutputThatHangsOnNoInputNeedsALimit) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(10)), fed = session.output("fed");
+    const PipeId tone = session.pipe("tone"), louder = session.output("louder");
+    session.task("ABS", source, fed);
+    session.script("write:2 *( put:2,1 )", tone);
+    session.task("ABS", tone, louder);
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::refused);
+    EXPECT_EQ(report.reason, "the output of `louder` hangs on no input, so nothing would end it");
+    EXPECT_EQ(report.remedy, "give it a limit: to FILE limit N");
+}
+
+TEST(Ends, AnOutputWhoseWriterHasEndedNeedsNoLimit) {
+    for (const auto kind : {FeedPolicy::Kind::pieces, FeedPolicy::Kind::whole}) {
+        TestSession session({.feed = {.kind = kind}});
+        const PipeId source = session.input("source", countUp(10)), middle = session.pipe("middle");
+        const PipeId result = session.output("result");
+        session.script(kind == FeedPolicy::Kind::whole ? "read:2 write:3 3( move:2,3 ) raise:0xC0000094"
+                                                       : "read:2 write:3 raise:0xC0000094",
+                       source, middle);
+        session.task("ABS", middle, result);
+        EXPECT_EQ(session.run().status, Report::Status::failed);
+        EXPECT_EQ(session.collected<std::int32_t>(result), countUp(kind == FeedPolicy::Kind::whole ? 3 : 0));
+    }
+}
+
+TEST(Ends, AGeneratorsLimitedOutputIsCompletedBesideAShortRecording) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(10)), copy = session.output("copy");
+    const PipeId tone = session.output("tone", 300000);
+    session.task("ABS", source, copy);
+    session.script("write:2 *( put:2,# switch )", tone);
+    const Report report = session.run();
+    EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(10));
+    EXPECT_EQ(session.collected<std::int32_t>(tone), countUp(300000));
+    EXPECT_EQ(report.notes, Lines());
+}
+
+TEST(Ends, ALimitAboveWhatComesIsTold) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(3)), copy = session.output("copy", 10);
+    session.task("ABS", source, copy);
+    const Report report = session.run();
+    EXPECT_EQ(report.notes, Lines({"the output of `copy` has 3 samples of the 10 asked for"}));
+    EXPECT_EQ(report.status, Report::Status::ok);
+}
+
+class StoppingSink : public LogSink {
+ public:
+    StoppingSink(SinkLog& log, Session& session) : LogSink(log), session_(session) {}
+    void write(const void* from, std::size_t count) override {
+        LogSink::write(from, count);
+        session_.requestStop();
+    }
+
+ private:
+    Session& session_;
+};
+
+TEST(Ends, ARequestEndsTheRunAndFinishesTheOutputs) {
+    TestSession session;
+    const PipeId tone = session.pipe("tone", 100);
+    SinkLog log;
+    session.setOutput(tone, std::make_unique<StoppingSink>(log, session), 1000000);
+    session.script("write:2 *( put:2,# )", tone);
+    const Report report = session.run();
+    EXPECT_EQ(log.elements, countUp(100));
+    EXPECT_EQ(log.finished, 1);
+    EXPECT_EQ(report.status, Report::Status::ok);
+    EXPECT_EQ(report.notes[0], "the run was stopped on request");
+}
+
+TEST(Ends, AfterTheSetUpsWhereNoMoreIsAsked) {
+    TestSession session({.setUpOnly = true});
+    const PipeId source = session.input("source", countUp(10)), copy = session.pipe("copy");
+    SinkLog log;
+    session.setOutput(copy, std::make_unique<LogSink>(log));
+    session.task("ABS", source, copy);
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::ok);
+    EXPECT_EQ(report.pipes[0].written, 0U);
+    EXPECT_EQ(log.finished, 0);
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,164 @@
+#include <cmath>
+#include <limits>
+
+#include "tests/runtime/files_support.h"
+
+namespace libzepl {
+namespace {
+
+class CsvTest : public FilesTest {
+ protected:
+    std::string refusedColumn(std::string_view text, std::variant<std::int64_t, std::string> column) {
+        put("ecg.csv", text);
+        ReadRequest request = reading("ecg.csv", ElementType::int16);
+        request.column = std::move(column);
+        return refusedRead(request);
+    }
+};
+
+TEST_F(CsvTest, elementsAreLostOrMixedUpByTheLayout) {
+    const struct {
+        std::string_view text;
+        std::vector<std::int32_t> expected;
+    } cases[] = {
+        {"", {}},
+        {"a,b\n", {}},
+        {"1\r\n2", {1, 2}},
+        {"\357\273\2775\n", {5}},
+        {"\n \n1, 2\n\n 3 ,\t4\n  \n", {1, 2, 3, 4}},
+        {"time, value\n1,2\n3,4\n", {1, 2, 3, 4}},
+        {"\"a, \"\"b\"\"\" , c\n1,2\n", {1, 2}},
+        {"\"1\" , 2\n", {1, 2}},
+        {"+7\n-8\n", {7, -8}},
+        {"2147483647,-2147483648\n", {2147483647, std::numeric_limits<std::int32_t>::min()}},
+    };
+    for (const auto& row : cases) {
+        put("ecg.csv", row.text);
+        EXPECT_EQ(elementsOf<std::int32_t>("ecg.csv"), row.expected) << row.text;
+    }
+}
+
+TEST_F(CsvTest, theChosenColumnIsAnother) {
+    put("ecg.csv", "time,\"lead, one\",lead two\n10:00,1,2\n10:01,3,4\n");
+    ReadRequest request = reading("ecg.csv", ElementType::int16);
+    const std::vector<std::int16_t> one{1, 3}, two{2, 4};
+    request.column = "lead, one";
+    EXPECT_EQ(elementsOf<std::int16_t>(request), one);
+    request.column = 3;
+    EXPECT_EQ(elementsOf<std::int16_t>(request), two);
+    EXPECT_EQ(openSource(request)->channels(), 1);
+    request.column.reset();
+    request.channel = 2;
+    EXPECT_EQ(elementsOf<std::int16_t>(request), one);
+    request.channel.reset();
+    EXPECT_EQ(openSource(request)->channels(), 3);
+    EXPECT_EQ(openSource(request)->length(), std::nullopt);
+    EXPECT_EQ(openSource(request)->rate(), std::nullopt);
+}
+
+TEST_F(CsvTest, aRealCellIsNotTheNearestNumberOfItsType) {
+    put("ecg.csv", "0.1\n16777217\n1.00000017881393432617187499\n.5\n5.\n-2.5e-1\n1e-50\ninf\n-inf\n");
+    const std::vector<float> expected{0.1F, 16777216, 1 + 0x1p-23F, 0.5F, 5, -0.25F, 0, INFINITY, -INFINITY};
+    EXPECT_EQ(elementsOf<float>("ecg.csv"), expected);
+    put("ecg.csv", "nan\n-1e-400\n");
+    const auto special = elementsOf<double>("ecg.csv");
+    EXPECT_TRUE(std::isnan(special.at(0)));
+    EXPECT_TRUE(special.at(1) == 0 && std::signbit(special.at(1)));
+}
+
+TEST_F(CsvTest, aBadCellPassesOrIsRefusedWithAnotherReason) {
+    const std::string noNumber = " is no number | correct the cell, or choose another column with `column K`";
+    const std::string wider = " | declare a wider type, or ask for `convert rounded`";
+    const std::string open = ": a quoted cell does not end | close the quotes before the comma or the line's end";
+    const Refusals ofIntegers{
+        {"a,b\n1,2\n\n3,abc\n", ":4: `abc` in column 2" + noNumber},
+        {"1\n+-1\n", ":2: `+-1` in column 1" + noNumber},
+        {"1\n1.5\n", ":2: `1.5` in column 1 is no integer | declare `float` or `double`, or ask for `convert rounded`"},
+        {"32768\n", ":1: `32768` in column 1 is outside the range of `int16`, -32768 to 32767" + wider},
+        {"1,\n", ":1: the cell in column 2 is empty | fill it, or take out the line"},
+        {"1,2\n3\n", ":2: the line has 1 cell, and the first line has 2 | give every line the same number of cells"},
+        {"a\n\"1\n", ":2" + open},
+        {"a\n\"1\"2\n", ":2" + open},
+    };
+    expectRefusals("ecg.csv", ElementType::int16, ofIntegers);
+    expectRefusals("ecg.csv", ElementType::float32,
+                   {{"1e39\n", ":1: `1e39` in column 1 is outside the range of `float` | declare `double`"}});
+    expectRefusals("ecg.csv", ElementType::float64,
+                   {{"-1e400\n", ":1: `-1e400` in column 1 is outside the range of `double` | correct the cell"},
+                    {"1\n0x10\n", ":2: `0x10` in column 1" + noNumber}});
+}
+
+TEST_F(CsvTest, aConversionIsNotAppliedOrTakesWhatIsNoNumber) {
+    put("ecg.csv", "1.5\n-2.5\n1e9\n");
+    EXPECT_EQ(elementsOf<std::int16_t>("ecg.csv", "rounded"), (std::vector<std::int16_t>{2, -2, 32767}));
+    EXPECT_EQ(elementsOf<std::int16_t>("ecg.csv", "truncated"), (std::vector<std::int16_t>{1, -2, 32767}));
+    put("ecg.csv", "0.5\n-1\n");
+    EXPECT_EQ(elementsOf<std::int16_t>("ecg.csv", "scaled"), (std::vector<std::int16_t>{16384, -32768}));
+    put("ecg.csv", "1\nnan\n");
+    EXPECT_EQ(refusedRead(reading("ecg.csv", ElementType::int16, "rounded")),
+              "ecg.csv:2: `nan` in column 1 is no integer | declare `float` or `double`");
+}
+
+TEST_F(CsvTest, aMissingColumnIsTakenForAnother) {
+    EXPECT_EQ(refusedColumn("1,2\n", 3), "ecg.csv: there is no column 3 | the file has the columns 1 to 2");
+    EXPECT_EQ(refusedColumn("1\n", 0), "ecg.csv: there is no column 0 | the file has one column");
+    EXPECT_EQ(refusedColumn("1,2\n", "a"), "ecg.csv: it has no heading line | choose a column by its number");
+    EXPECT_EQ(refusedColumn("volts,time\n", "volt"), "ecg.csv: there is no column `volt` | did you mean `volts`?");
+    EXPECT_EQ(refusedColumn("a,b\n", "heart"), "ecg.csv: there is no column `heart` | the columns are `a`, `b`");
+    EXPECT_EQ(refusedColumn("a,a\n", "a"),
+              "ecg.csv: more than one column is headed `a` | choose a column by its number");
+}
+
+TEST_F(CsvTest, aLineOverTheBoundIsReadOrOneWithinItRefused) {
+    std::string line(std::size_t{1} << 20, ' ');
+    line[0] = '7';
+    put("ecg.csv", "1\n" + line + "\n8\n");
+    EXPECT_EQ(elementsOf<std::int16_t>("ecg.csv"), (std::vector<std::int16_t>{1, 7, 8}));
+    expectRefusals("ecg.csv", ElementType::int16,
+                   {{"1\n" + line + " \n", ":2: the line is longer than a mebibyte | check that the file is text"}});
+}
+
+TEST_F(CsvTest, writtenNumbersAreNotTheShortestThatReadBack) {
+    save<double>("out.csv", {0.1, -0.0, 1e300, 5e-324, -NAN, -INFINITY, 3});
+    EXPECT_EQ(bytesOf("out.csv"), "signal\n0.1\n-0\n1e+300\n5e-324\nnan\n-inf\n3\n");
+    save<float>("out.csv", {0.1F, 16777216.0F});
+    EXPECT_EQ(bytesOf("out.csv"), "signal\n0.1\n16777216\n");
+    WriteRequest request = writing<std::int16_t>("out.csv");
+    request.name = "inf";
+    createSink(request)->finish();
+    EXPECT_EQ(bytesOf("out.csv"), "") << "a heading that is a number would be read back as one";
+}
+
+TEST_F(CsvTest, triggerRowsAreLostOrBadOnesTaken) {
+    put("beat.csv", "event, position\r\nassert,0\n\nstatus,4294967295\n");
+    const auto rows = readTriggerRows(at("beat.csv"));
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_TRUE(rows[0].asserts && rows[0].position == 0);
+    EXPECT_TRUE(!rows[1].asserts && rows[1].position == 4294967295U);
+    const auto sink = createTriggerSink(at("out.csv"));
+    for (const TriggerRow& row : rows) sink->write(row);
+    sink->finish();
+    EXPECT_EQ(bytesOf("out.csv"), "event,position\nassert,0\nstatus,4294967295\n");
+
+    const std::string form = ": the line is not of the form event,position | give lines such as assert,1024";
+    const std::string range = " is no position | positions are integers from 0 to 4294967295";
+    const Refusals refusals{
+        {"", ":1: the heading `event,position` is missing | put it on the first line"},
+        {"assert,1\n", ":1: the heading `event,position` is missing | put it on the first line"},
+        {"event,position\nassert,1\nasert,2\n", ":3: `asert` is no event | did you mean `assert`?"},
+        {"event,position\nstart,2\n", ":2: `start` is no event | the events are `assert` and `status`"},
+        {"event,position\nassert,4294967296\n", ":2: `4294967296`" + range},
+        {"event,position\nassert,-1\n", ":2: `-1`" + range},
+        {"event,position\nassert\n", ":2" + form},
+        {"event,position\nassert,1,2\n", ":2" + form},
+    };
+    for (const auto& [text, expected] : refusals) {
+        put("beat.csv", text);
+        EXPECT_EQ(refusal([&] { readTriggerRows(at("beat.csv")); }), "beat.csv" + expected);
+    }
+    EXPECT_EQ(refusal([&] { createTriggerSink(at("beat.wav")); }),
+              "beat.wav: the file of a trigger is CSV | give a name that ends in .csv");
+}
+
+}  // namespace
+}  // namespace libzepl

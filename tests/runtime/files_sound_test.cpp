@@ -1,0 +1,152 @@
+#include "runtime/files/sound_formats.h"
+
+#include <sndfile.h>
+
+#include "tests/runtime/files_support.h"
+
+namespace libzepl {
+namespace {
+
+class SoundTest : public FilesTest {
+ protected:
+    // A recording of two channels, from integers of full width or from reals.
+    template <class Sample>
+    void record(const std::string& name, int format, const std::vector<Sample>& samples, int channels = 2) {
+        SF_INFO info{};
+        info.channels = channels;
+        info.samplerate = 360;
+        info.format = format;
+        SNDFILE* const sound = sf_open(at(name).c_str(), SFM_WRITE, &info);
+        ASSERT_NE(sound, nullptr) << sf_strerror(nullptr);
+        const auto count = static_cast<sf_count_t>(samples.size());
+        if constexpr (std::is_same_v<Sample, int>)
+            ASSERT_EQ(sf_write_int(sound, samples.data(), count), count);
+        else
+            ASSERT_EQ(sf_write_double(sound, samples.data(), count), count);
+        sf_close(sound);
+    }
+
+    template <class T>
+    std::string refusedSink(const std::string& name, double rate = 1000, std::optional<std::uint64_t> limit = {}) {
+        WriteRequest request = writing<T>(name);
+        request.rate = rate;
+        request.limit = limit;
+        return refusal([&] { createSink(request); });
+    }
+};
+
+TEST_F(SoundTest, countsOfSomeWidthAreScaled) {
+    const std::vector<int> edges{INT32_MIN, INT32_MAX, -16777216, 16777216};
+    const struct {
+        std::string name;
+        int format, shift;
+    } cases[] = {
+        {"a.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 24},   {"b.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_S8, 24},
+        {"c.WAV", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 16},   {"d.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 8},
+        {"e.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_S8, 24}, {"f.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 8},
+        {"g.w64", SF_FORMAT_W64 | SF_FORMAT_PCM_32, 0},    {"h.caf", SF_FORMAT_CAF | SF_FORMAT_ALAC_16, 16},
+    };
+    for (const auto& row : cases) {
+        record(row.name, row.format, edges);
+        std::vector<std::int32_t> expected;
+        for (int edge : edges) expected.push_back(edge >> row.shift);
+        EXPECT_EQ(elementsOf<std::int32_t>(row.name), expected) << row.name;
+        const auto source = openSource(reading(row.name, ElementType::int32));
+        EXPECT_EQ(source->length(), 4U) << row.name;
+        EXPECT_EQ(source->channels(), 2) << row.name;
+        EXPECT_EQ(source->rate(), 360.0) << row.name;
+    }
+}
+
+TEST_F(SoundTest, realsAreScaledOrClipped) {
+    const std::vector<double> values{1.0, -70000.5, 0.25, 1e-30};
+    record("a.wav", SF_FORMAT_WAV | SF_FORMAT_DOUBLE, values);
+    EXPECT_EQ(elementsOf<double>("a.wav"), values);
+    const std::vector<double> exact{2.5, -3.5, 40000.0, 0.5};
+    record("b.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, exact);
+    EXPECT_EQ(elementsOf<double>("b.wav"), exact);
+    EXPECT_EQ(elementsOf<std::int16_t>("b.wav", "rounded"), (std::vector<std::int16_t>{2, -4, 32767, 0}));
+    const std::vector<double> tone(2000, 0.5);
+    record("c.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, tone, 1);
+    const auto decoded = elementsOf<float>("c.ogg");
+    ASSERT_EQ(decoded.size(), 2000U);
+    EXPECT_NEAR(decoded[1000], 0.5F, 0.1F);
+}
+
+TEST_F(SoundTest, aRecordingThatDoesNotFitIsTakenOrNotExplained) {
+    record("a.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, std::vector<int>{1 << 8, -1 << 8});
+    EXPECT_EQ(refusedRead("a.wav"),
+              "a.wav: its 24-bit integer samples do not fit the type `int16` without loss | declare `int32` or `float` "
+              "or `double`, or ask for `convert rounded`, `convert truncated` or `convert scaled`");
+    EXPECT_EQ(elementsOf<float>("a.wav", "scaled"), (std::vector<float>{0x1p-23F, -0x1p-23F}));
+}
+
+TEST_F(SoundTest, someFormatLosesElementsInWriting) {
+    for (const std::string name : {"a.wav", "a.aiff", "a.aif", "a.au", "a.snd", "a.w64", "a.caf", "a.rf64"}) {
+        save<std::int32_t>(name, {INT32_MIN, INT32_MAX, 1, -1});
+        EXPECT_EQ(elementsOf<std::int32_t>(name), (std::vector<std::int32_t>{INT32_MIN, INT32_MAX, 1, -1})) << name;
+        save<double>(name, {1e300, -0.1});
+        EXPECT_EQ(elementsOf<double>(name), (std::vector<double>{1e300, -0.1})) << name;
+        save<float>(name, {});
+        EXPECT_TRUE(elementsOf<float>(name).empty()) << name;
+    }
+    std::vector<std::int16_t> ramp;
+    for (int i = -32768; i < 32768; ++i) ramp.push_back(static_cast<std::int16_t>(i));
+    for (const std::string name : {"a.wav", "a.flac"}) {
+        save<std::int16_t>(name, ramp);
+        EXPECT_EQ(elementsOf<std::int16_t>(name), ramp) << name;
+        const std::string first = bytesOf(name);
+        save<std::int16_t>(name, ramp);
+        EXPECT_EQ(bytesOf(name), first) << name << " differs from run to run";
+    }
+    save<std::int16_t>("a.flac", {});
+    EXPECT_TRUE(elementsOf<std::int16_t>("a.flac").empty());
+}
+
+TEST_F(SoundTest, aFormatThatCannotHoldTheOutputTakesIt) {
+    const std::string rates = " | write .npy, .csv or .bin, which go with any rate";
+    const std::string wavRates = "a.wav: WAV keeps whole rates from 1 to 2147483647 frames a second, and not ";
+    EXPECT_EQ(refusedSink<float>("a.flac"),
+              "a.flac: FLAC does not hold the type `float` | write .wav, .w64, .caf or .npy, which hold every type");
+    EXPECT_EQ(refusedSink<std::int16_t>("a.flac", 655351),
+              "a.flac: FLAC keeps whole rates from 1 to 655350 frames a second, and not 655351" + rates);
+    for (const auto& [rate, text] : {std::pair(0.5, "0.5"), std::pair(0.0, "0"), std::pair(2147483648.0, "2147483648")})
+        EXPECT_EQ(refusedSink<std::int16_t>("a.wav", rate), wavRates + text + rates);
+    EXPECT_EQ(refusedSink<std::int16_t>("a.wav", 2147483647.0), "nothing refused");
+    EXPECT_EQ(refusedSink<double>("a.wav", 1000, 536870401),
+              "a.wav: 536870401 elements are more than WAV holds, at most 536870400 | "
+              "write .w64 or .npy, which have no such limit");
+    EXPECT_EQ(refusedSink<double>("a.wav", 1000, 536870400), "nothing refused");
+    EXPECT_EQ(refusedSink<double>("a.w64", 1000, 536870401), "nothing refused");
+    EXPECT_EQ(refusedSink<float>("a.ogg"),
+              "a.ogg: files that end in .ogg can be read, not written | "
+              "write .wav, .flac, .aiff, .au, .w64, .caf, .rf64, .npy, .csv or .bin");
+    EXPECT_EQ(filesInAll(), 0U);
+}
+
+TEST_F(SoundTest, anOutputGrowsPastItsFormat) {
+    SoundFormat small = soundFormatFor("a.wav");
+    small.mostBytes = 10;
+    const auto sink = createSound(writing<std::int16_t>("a.wav"), small);
+    const std::vector<std::int16_t> elements(5);
+    sink->write(elements.data(), 4);
+    EXPECT_EQ(refusal([&] { sink->write(elements.data(), 2); }),
+              "a.wav: the recording grows past what WAV holds, 5 elements | "
+              "write .w64 or .npy, which have no such limit");
+    sink->write(elements.data(), 1);
+    sink->finish();
+    EXPECT_EQ(elementsOf<std::int16_t>("a.wav").size(), 5U);
+}
+
+TEST_F(SoundTest, whatIsNoRecordingIsReadOrRefusedWithAnotherReason) {
+    put("empty.wav", "");
+    put("text.wav", "not a recording at all, by its first bytes");
+    save<std::int16_t>("cut.flac", noise(9000));
+    put("cut.flac", bytesOf("cut.flac").substr(0, 12000));
+    EXPECT_EQ(refusedRead("empty.wav"), "empty.wav: the file is empty | check that the recording was made");
+    EXPECT_EQ(refusedRead("text.wav").substr(0, 42), "text.wav: it cannot be read as a recording");
+    EXPECT_NE(refusedRead("cut.flac"), "nothing refused");
+}
+
+}  // namespace
+}  // namespace libzepl

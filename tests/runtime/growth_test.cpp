@@ -1,0 +1,107 @@
+// Bounded channels must not stop a flow that unbounded ones would let run, and must not grow without need.
+
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+// One source is split over two paths, and the reader takes `lead` of the first before as many of the second.
+struct Split {
+    TestSession session;
+    PipeId source, first, second, joined;
+
+    Split(std::size_t count, const std::string& lead, SessionOptions options = {}) : session(std::move(options)) {
+        source = session.input("source", countUp(count));
+        first = session.pipe("first", 8);
+        second = session.pipe("second", 8);
+        joined = session.output("joined");
+        session.script("read:2 write:3 write:4 *( get:2 put:3,$ put:4,$ )", source, first, second);
+        session.script("read:2 read:3 write:4 *( " + lead + "( get:2 ) " + lead + "( move:3,4 ) )", first, second,
+                       joined);
+    }
+};
+
+TEST(Growth, APathThatIsNotReadYetDoesNotStopTheOther) {
+    Split split(10000, "100");
+    const Report report = split.session.run();
+    EXPECT_EQ(report.status, Report::Status::ok);
+    EXPECT_EQ(split.session.collected<std::int32_t>(split.joined), countUp(10000));
+}
+
+TEST(Growth, TheMemoryLimitEndsItWithTheChannelsName) {
+    Split split(2000000, "2000000", {.memoryLimit = 3 << 20});
+    const Report report = split.session.run();
+    EXPECT_EQ(report.status, Report::Status::failed);
+    EXPECT_EQ(
+        report.reason,
+        "the pipe `second` needs more than 262144 elements to keep the procedure moving, and no memory is left for it");
+    EXPECT_EQ(report.remedy, "raise --memory, or let its reader keep pace with its other branch");
+}
+
+TEST(Growth, AChainLeadsOverSeveralWriters) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(2000));
+    const PipeId a = session.pipe("a", 4), b = session.pipe("b", 4), c = session.pipe("c", 4),
+                 late = session.pipe("late", 4);
+    const PipeId joined = session.output("joined");
+    session.script("read:2 write:3 write:4 *( get:2 put:4,$ put:3,$ )", source, a, late);
+    session.script("read:2 write:3 *( move:2,3 )", a, b);
+    session.script("read:2 write:3 block:2,4 block:3,4 *( least:2,0 copy:2,3 switch )", b, c);
+    session.script("read:2 read:3 write:4 *( 500( get:2 ) 500( move:3,4 ) )", c, late, joined);
+    session.run();
+    EXPECT_EQ(session.collected<std::int32_t>(joined), countUp(2000));
+}
+
+TEST(Growth, ATriggerGrowsLikeAPipe) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(20000)), samples = session.pipe("samples", 8);
+    const TriggerId beat = session.addTrigger("beat");
+    session.script("read:2 write:3 write:4 *( move:2,3 assertafter:4,1 )", source, samples, beat);
+    session.script("read:2 read:3 2( 10000( get:2 ) 10000( event:3 ) ) ?status:3", samples, beat);
+    const Report report = session.run();
+    EXPECT_EQ(report.console, Lines({"19999"}));
+    EXPECT_EQ(report.triggers[0].asserted, 20000U);
+}
+
+TEST(Growth, AnInputsPipeGrowsWhenOneOfItsReadersHoldsItUp) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(1000), 8), copy = session.pipe("copy", 8);
+    const PipeId joined = session.output("joined");
+    session.script("read:2 write:3 *( move:2,3 )", source, copy);
+    session.script("read:2 read:3 write:4 *( 100( get:2 ) 100( move:3,4 ) )", copy, source, joined);
+    session.run();
+    EXPECT_EQ(session.collected<std::int32_t>(joined), countUp(1000));
+}
+
+TEST(Growth, AnEventThatComesWithLaterFramesLetsTheFramesCome) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(1000), 16);
+    const TriggerId beat = session.addTrigger("beat");
+    session.setInput(beat, {{.asserts = true, .position = 500}});
+    session.script("read:2 read:3 ?event:2 rem:3,$ ?get:3", beat, source);
+    EXPECT_EQ(session.run().console, Lines({"500", "500"}));
+}
+
+TEST(Growth, ALimitedOutputIsNotStarvedByAPipeThatNobodyReads) {
+    TestSession session;
+    const PipeId unread = session.pipe("unread"), tone = session.output("tone", 100000);
+    session.script("write:2 write:3 block:2,1000 block:3,1000 *( fill:2,1000 hold:3,1000 send:3 )", unread, tone);
+    session.run();
+    EXPECT_EQ(session.collected<std::int32_t>(tone).size(), 100000U);
+}
+
+TEST(Growth, NothingGrowsForATaskThatStarvesAtAnEndedInput) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(20)), copy = session.pipe("copy", 8),
+                 held = session.pipe("held", 8);
+    session.script("read:2 write:3 *( move:2,3 )", source, copy);
+    session.script("write:2 *( put:2,# )", held);
+    session.script("read:2 read:3 100( get:2 )", copy, held);
+    const Report report = session.run();
+    EXPECT_EQ(report.pipes[2].written, 8U);
+    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 2) waits for room in `held`",
+                                   "SCRIPT (line 3) waits for 1 sample of `copy`, 0 are there"}));
+}
+
+}  // namespace
+}  // namespace libzepl

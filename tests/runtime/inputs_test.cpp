@@ -1,0 +1,179 @@
+// How inputs arrive, and that results don't hang on it.
+
+#include <numeric>
+
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+const std::vector<FeedPolicy> feeds{{},
+                                    {.piece = 1},
+                                    {.piece = 7},
+                                    {.piece = 5000},
+                                    {.kind = FeedPolicy::Kind::whole},
+                                    {.kind = FeedPolicy::Kind::random, .seed = 0},
+                                    {.kind = FeedPolicy::Kind::random, .seed = 1},
+                                    {.kind = FeedPolicy::Kind::random, .seed = 0xFFFFFFFFFFFFFFFF}};
+
+template <class Element>
+class InputsOf : public testing::Test {};
+using ElementTypes = testing::Types<std::int16_t, std::int32_t, float, double>;
+TYPED_TEST_SUITE(InputsOf, ElementTypes);
+
+TYPED_TEST(InputsOf, ThePiecesDontShowInTheOutput) {
+    std::vector<TypeParam> values(9000), magnitudes(9000);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        magnitudes[i] = static_cast<TypeParam>(i % 8191 * 4);
+        values[i] = static_cast<TypeParam>(i % 3 == 0 ? -magnitudes[i] : magnitudes[i]);
+    }
+    for (const FeedPolicy& feed : feeds) {
+        TestSession session({.feed = feed});
+        const PipeId source = session.input("source", values);
+        const PipeId result = session.pipe("result", {}, elementTypeOf<TypeParam>());
+        session.collect(result, {}, 100);
+        session.task("ABS", source, result);
+        session.run();
+        EXPECT_EQ(session.collected<TypeParam>(result), magnitudes) << static_cast<int>(feed.kind) << " " << feed.piece;
+    }
+}
+
+TEST(Inputs, TwoReadersAndAJoinGiveTheSameForEveryFeed) {
+    std::vector<std::int32_t> expected(6000);
+    for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<std::int32_t>(i / 2);
+    for (const FeedPolicy& feed : feeds) {
+        TestSession session({.feed = feed});
+        const PipeId source = session.input("source", countUp(3000), 50), copy = session.pipe("copy", 3);
+        const PipeId joined = session.output("joined");
+        session.script("read:2 write:3 *( move:2,3 )", source, copy);
+        session.script("read:2 read:3 write:4 block:2,1 *( fetch:2 put:4,0 move:3,4 )", copy, source, joined);
+        session.run();
+        std::vector<std::int32_t> values = session.collected<std::int32_t>(joined);
+        for (std::size_t i = 0; i + 1 < values.size(); i += 2) values[i] = values[i + 1];
+        EXPECT_EQ(values, expected) << static_cast<int>(feed.kind) << " " << feed.piece;
+    }
+}
+
+TEST(Inputs, EventsComeWithTheFramesUpToTheirPosition) {
+    TestSession session({.feed = {.piece = 10}});
+    const PipeId source = session.input("source", countUp(30));
+    const TriggerId beat = session.addTrigger("beat");
+    session.setInput(beat, {{true, 9}, {true, 10}, {false, 18}, {true, 19}, {true, 29}, {true, 30}, {false, 200}});
+    session.script("read:2 read:3 4( switch ?num:2 ?events:3 ?status:3 )", source, beat);
+    const Report report = session.run();
+    EXPECT_EQ(report.console, Lines({"10", "1", "9", "20", "3", "19", "30", "5", "200", "30", "5", "200"}));
+    EXPECT_EQ(report.triggers[0].asserted, 5U);
+}
+
+TEST(Inputs, WithoutPipesEventsComeInTheOrderOfTheFileAndWaitForTheirReader) {
+    TestSession session;
+    const TriggerId beat = session.addTrigger("beat");
+    std::vector<TriggerRow> rows;
+    std::vector<std::uint32_t> positions(9000);
+    std::iota(positions.begin(), positions.end(), 0xFFFFF000U);
+    for (const std::uint32_t position : positions) rows.push_back({.asserts = true, .position = position});
+    session.setInput(beat, {{.asserts = false, .position = 0x7FFFFFF0}});
+    const TriggerId copied = session.addTrigger("copied");
+    session.setInput(copied, rows);
+    session.collect(copied);
+    session.script("read:2 12( switch ) ?events:2 *( event:2 )", copied);
+    EXPECT_EQ(session.run().console, Lines({"4096"}));
+    EXPECT_EQ(session.collectedEvents(copied), positions);
+}
+
+TEST(Inputs, SeveralChannelsMakeAFrame) {
+    const std::vector<std::int32_t> samples = countUp(200);
+    TestSession session({.feed = {.piece = 3}});
+    const PipeId pairs = session.pipe("pairs"), copy = session.output("copy");
+    session.feedMemory(pairs, samples.data(), samples.size(), 2);
+    session.task("ABS", pairs, copy);
+    session.script("read:2 pause:10 ?num:2 ?time pause:90 ?time", pairs);
+    EXPECT_EQ(session.run().console, Lines({"21", "10000", "100000"}));
+    EXPECT_EQ(session.collected<std::int32_t>(copy), samples);
+}
+
+// A source that tells no length, and that can fail.
+class UnknownLength : public Source {
+ public:
+    explicit UnknownLength(std::int32_t count, bool fails = false) : count_(count), fails_(fails) {}
+    std::size_t read(void* to, std::size_t count) override {
+        if (next_ == count_ && fails_) throw Problem("the recording is cut off", "record it again");
+        const std::size_t n = std::min(count, static_cast<std::size_t>(count_ - next_));
+        std::iota(static_cast<std::int32_t*>(to), static_cast<std::int32_t*>(to) + n, next_);
+        next_ += static_cast<std::int32_t>(n);
+        return n;
+    }
+    std::optional<std::uint64_t> length() const override { return {}; }
+    int channels() const override { return 1; }
+    std::optional<double> rate() const override { return 360; }
+
+ private:
+    std::int32_t next_ = 0, count_;
+    bool fails_;
+};
+
+TEST(Inputs, ASourceOfUnknownLengthIsReadToItsEnd) {
+    for (const FeedPolicy& feed : feeds) {
+        TestSession session({.feed = feed});
+        const PipeId source = session.pipe("source", 5), copy = session.output("copy");
+        session.setInput(source, std::make_unique<UnknownLength>(5000));
+        session.task("ABS", source, copy);
+        EXPECT_EQ(session.run().status, Report::Status::ok);
+        EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(5000));
+    }
+}
+
+TEST(Inputs, ARecordingsRateIsTheClocks) {
+    TestSession session({.feed = {.piece = 1}});
+    const PipeId source = session.pipe("source");
+    session.setInput(source, std::make_unique<UnknownLength>(5000));
+    session.script("read:2 *( get:2 )", source);
+    session.script("read:2 pause:1000 ?num:2", source);
+    EXPECT_EQ(session.run().console, Lines({"360"}));
+}
+
+class FullSink : public LogSink {
+ public:
+    using LogSink::LogSink;
+    void write(const void*, std::size_t) override { throw Problem("the disk is full", "make room"); }
+};
+
+TEST(Inputs, AFailingFileEndsTheRunWithItsReason) {
+    for (const bool sourceFails : {true, false}) {
+        TestSession session;
+        const PipeId source = session.pipe("source"), copy = session.pipe("copy"), other = session.pipe("other");
+        SinkLog log, otherLog;
+        session.setInput(source, std::make_unique<UnknownLength>(5000, sourceFails));
+        if (sourceFails)
+            session.setOutput(copy, std::make_unique<LogSink>(log));
+        else
+            session.setOutput(copy, std::make_unique<FullSink>(log));
+        session.setOutput(other, std::make_unique<LogSink>(otherLog));
+        session.task("ABS", source, copy);
+        session.task("ABS", source, other);
+        const Report report = session.run();
+        EXPECT_EQ(report.status, Report::Status::failed);
+        EXPECT_EQ(report.reason, sourceFails ? "the recording is cut off" : "the disk is full");
+        EXPECT_EQ(report.remedy, sourceFails ? "record it again" : "make room");
+        EXPECT_EQ(log.finished + otherLog.finished, 0);
+    }
+}
+
+TEST(Inputs, AnInputThatNobodyReadsRunsThrough) {
+    for (const FeedPolicy& feed : feeds) {
+        TestSession session({.feed = feed});
+        const PipeId unread = session.input("unread", countUp(20000)), read = session.input("read", countUp(10));
+        const TriggerId beat = session.addTrigger("beat");
+        session.setInput(beat, {{true, 5}, {true, 30000}});
+        const PipeId copy = session.output("copy");
+        session.task("ABS", read, copy);
+        static_cast<void>(unread);
+        const Report report = session.run();
+        EXPECT_EQ(report.pipes[0].written, 20000U);
+        EXPECT_EQ(report.triggers[0].asserted, 2U);
+        EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(10));
+    }
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,66 @@
+// What tasks allocate, and the session's limit.
+
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+constexpr std::uint64_t limit = 8 << 20;
+
+TEST(Memory, IsZeroedAndAlignedForEachTaskAnew) {
+    std::string steps;
+    for (const char* bytes : {"1", "63", "64", "65", "0", "16384", "100000", "7"})
+        steps += std::string("?ralloc:") + bytes + " ";
+    TestSession session;
+    session.script(steps + "exit:0");
+    session.script("switch " + steps);
+    EXPECT_EQ(session.run().console, Lines(16, "1"));
+}
+
+TEST(Memory, TheLimitEndsTheRunWithTheTaskAndTheRequest) {
+    const struct {
+        const char* steps;
+        const char* what;
+    } cases[] = {
+        {"ralloc:9000000", "9000000 bytes"},
+        {"*( ralloc:1000000 switch )", "1000000 bytes"},
+        {"*( malloc:1000000 )", "1000000 bytes"},
+        {"malloc:0x7FFFFFFFFFFFFFFF", "9223372036854775807 bytes"},
+        {"ralloc:-1", "18446744073709551615 bytes"},
+        {"read:2 block:2,3000000", "a buffer of 12000000 bytes"},
+        {"write:2 put:2,1 read:3 complete:3,5000000", "the pipe `written` of 5000000 elements"},
+        {"write:3 put:3,1", "the pipe `huge`"},
+    };
+    for (const auto& [steps, what] : cases) {
+        TestSession session({.memoryLimit = limit});
+        const PipeId written = session.pipe("written"), huge = session.pipe("huge", 4000000);
+        const bool writes = std::string_view(steps).starts_with("write:2");
+        session.script(steps, written, writes ? written : huge);
+        const Report report = session.run();
+        EXPECT_EQ(report.tasks[0].text, std::string("memory ran out at ") + what + ": the limit is 8388608 bytes");
+        EXPECT_EQ(report.tasks[0].remedy, "ask for less, or raise the limit with --memory");
+        EXPECT_EQ(statesOf(report)[0], "fault");
+        EXPECT_EQ(report.status, Report::Status::failed);
+    }
+}
+
+TEST(Memory, ComesBackWhenItIsFreedOrTheTaskEnds) {
+    TestSession session({.memoryLimit = limit});
+    session.script("100( malloc:3000000 free:$ ) ralloc:3000000 malloc:2000000 exit:1");
+    session.script("switch 100( malloc:3000000 free:$ ) ralloc:3000000 malloc:2000000 raise:0xC0000094");
+    session.script("2( switch ) ralloc:5000000 exit:2");
+    const Report report = session.run();
+    EXPECT_EQ(statesOf(report), Lines({"exited exit 1", "fault code 3221225620", "exited exit 2"}));
+}
+
+TEST(Memory, StacksCount) {
+    TestSession session({.memoryLimit = 1000});
+    session.script("say:1");
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::failed);
+    EXPECT_EQ(report.reason, "no memory is left for the stack of SCRIPT");
+    EXPECT_EQ(report.console, Lines());
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,312 @@
+#include "runtime/procedure.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace libzepl {
+namespace {
+
+struct Parsed {
+    Procedure procedure;
+    std::string mistakes;  // "line:column message" each, closed with a line feed
+};
+
+Parsed parse(const std::string& text) {
+    std::vector<Diagnostic> diagnostics;
+    Parsed parsed{parseProcedure({"test.zp", text}, diagnostics), {}};
+    for (const Diagnostic& each : diagnostics)
+        parsed.mistakes += std::to_string(each.place.line) + ":" + std::to_string(each.place.column) + " " +
+                           each.message + (each.remedy.empty() ? "" : " | " + each.remedy) + "\n";
+    return parsed;
+}
+
+TEST(Procedure, declarationIsReadWrong) {
+    const auto [p, mistakes] = parse(
+        "# heartbeats\n"
+        "rate 2.5e2\n"
+        "pipe ecg : int16 to \"o.csv\" limit 9 starts [1, -2,\n 0x10, ] column \"A # \\\"B\\\"\" capacity 64 "
+        "from \"in.wav\" convert round\n"
+        "pipe raw:double from - channel 2\n"
+        "trigger beat from \"e.csv\" to - limit 3\n"
+        "variable gain : float = -inf\n"
+        "vector taps : float = [ # none\n  .5, # half\n  2\n]\n"
+        "vector more : int32 from \"v.npy\" column 3\n"
+        "DELTA (ecg, -5 : int32, \"a\\\\b\\n\\t\", inside, 0.5)\n"
+        "IDLE ()");
+    EXPECT_EQ(mistakes, "");
+    EXPECT_EQ(p.rate, 250);
+    ASSERT_EQ(p.pipes.size(), 2u);
+    const PipeDeclaration& ecg = p.pipes[0];
+    EXPECT_EQ(ecg.name, "ecg");
+    EXPECT_EQ(ecg.capacity, 64u);
+    ASSERT_EQ(ecg.starts.size(), 3u);
+    EXPECT_EQ(ecg.starts[2].integer, 16);
+    EXPECT_EQ(ecg.from->path, "in.wav");
+    EXPECT_EQ(std::get<std::string>(*ecg.from->column), "A # \"B\"");
+    EXPECT_EQ(ecg.from->conversion, "round");
+    EXPECT_EQ(ecg.from->place.line, 4);
+    EXPECT_FALSE(ecg.from->limit);
+    EXPECT_EQ(ecg.to->path, "o.csv");
+    EXPECT_EQ(ecg.to->limit, 9u);
+    EXPECT_EQ(p.pipes[1].type, ElementType::float64);
+    EXPECT_EQ(p.pipes[1].from->path, "-");
+    EXPECT_EQ(p.pipes[1].from->channel, 2);
+    EXPECT_FALSE(p.pipes[1].to);
+    EXPECT_EQ(p.triggers.at(0).to->path, "-");
+    EXPECT_EQ(p.triggers[0].to->limit, 3u);
+    EXPECT_EQ(p.variables.at(0).value.real, -std::numeric_limits<double>::infinity());
+    ASSERT_EQ(p.vectors.at(0).values.size(), 2u);
+    EXPECT_EQ(p.vectors[0].values[0].real, 0.5);
+    EXPECT_EQ(std::get<std::int64_t>(*p.vectors.at(1).from->column), 3);
+    const std::vector<Argument>& arguments = p.commands.at(0).arguments;
+    ASSERT_EQ(arguments.size(), 5u);
+    EXPECT_EQ(arguments[0].kind, Argument::Kind::word);
+    EXPECT_EQ(arguments[1].number.integer, -5);
+    EXPECT_EQ(arguments[1].type, ElementType::int32);
+    EXPECT_EQ(arguments[2].kind, Argument::Kind::text);
+    EXPECT_EQ(arguments[2].text, "a\\b\n\t");
+    EXPECT_FALSE(arguments[4].type);
+    EXPECT_EQ(arguments[4].place.column, 45);
+    EXPECT_EQ(arguments[4].text, "0.5");
+    EXPECT_EQ(p.commands.at(1).place.line, 14);
+}
+
+TEST(Procedure, wordIsReserved) {
+    const auto [p, mistakes] = parse(
+        "pipe pipe : int16 from \"from\"\npipe from : int16\npipe rate : int16 capacity 2\ntrigger to to \"to\"\n"
+        "variable float : float = 1\npipe inf : int16\n"
+        "rate (pipe, from,\n rate,\n from, to\n)\npipe (nan, inf, inf:float, -inf)\n");
+    EXPECT_EQ(mistakes, "");
+    EXPECT_EQ(p.pipes.size(), 4u);
+    ASSERT_EQ(p.commands.size(), 2u);
+    EXPECT_EQ(p.commands[0].arguments.size(), 5u);
+    using Kind = Argument::Kind;
+    const std::vector<Kind> kinds{Kind::number, Kind::word, Kind::number, Kind::number};
+    for (std::size_t i = 0; i < kinds.size(); ++i) EXPECT_EQ(p.commands[1].arguments.at(i).kind, kinds[i]) << i;
+}
+
+TEST(Procedure, formOfTheLinesMatters) {
+    const std::string plain = "rate 5\npipe a : int16 starts [1,\n2]\nDELTA (a, \"x\") # end\n";
+    std::string crlf;
+    for (char c : plain) crlf += c == '\n' ? "\r\n" : std::string(1, c);
+    const std::string tabbed = "\t rate\t5\n\n  pipe\ta:int16\tstarts[1\t,\n\t# two\n2]#\nDELTA(a,\"x\")";
+    for (const std::string& text : {plain, crlf, "\xEF\xBB\xBF" + plain, tabbed, crlf.substr(0, crlf.size() - 1)}) {
+        const auto [p, mistakes] = parse(text);
+        EXPECT_EQ(mistakes, "") << text;
+        EXPECT_EQ(p.pipes.at(0).starts.size(), 2u) << text;
+        EXPECT_EQ(p.commands.at(0).arguments.size(), 2u) << text;
+    }
+    EXPECT_EQ(parse("\xEF\xBB\xBFrate x").mistakes, "1:6 expected a number, not `x`\n");
+}
+
+TEST(Procedure, mistakeIsToldWrong) {
+    const std::string clauses = "a pipe takes capacity, starts, from, channel, column, convert, to, limit";
+    const std::string natural = " is out of range: int16 holds -32768 to 32767";
+    const std::string noInteger = "write it without a point or an exponent, or take float or double";
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"pip x : int16", "1:1 unknown declaration `pip` | did you mean `pipe`?"},
+        {"Trigger x", "1:1 unknown declaration `Trigger` | did you mean `trigger`?"},
+        {"FOO a",
+         "1:5 expected `(` and the arguments of `FOO`, not `a` | a line is a declaration (rate, pipe, trigger, "
+         "variable, vector) or COMMAND ( argument, ... )"},
+        {"5 (a)", "1:1 expected a declaration or a command, not `5`"},
+        {"rate 1\nrate 2", "2:1 the rate is given at line 1"},
+        {"rate 0", "1:6 a rate is a positive, finite number, not `0`"},
+        {"rate inf", "1:6 a rate is a positive, finite number, not `inf`"},
+        {"rate nan", "1:6 a rate is a positive, finite number, not `nan`"},
+        {"pipe x int16", "1:8 expected `:` and a type, not `int16`"},
+        {"pipe x : int61", "1:10 unknown type `int61` | did you mean `int16`?"},
+        {"pipe x : byte", "1:10 unknown type `byte` | the types are int16, int32, float and double"},
+        {"pipe x : int16 form \"a\"", "1:16 unknown clause `form` | did you mean `from`?"},
+        {"pipe x : int16 = 3", "1:16 expected a clause or the end of the line, not `=` | " + clauses},
+        {"pipe x : int16 from \"a\" from -", "1:25 `from` is given twice"},
+        {"pipe x : int16 limit 3 from -", "1:16 `limit` without `to` and a file"},
+        {"vector x : int16 convert round", "1:18 `convert` without `from` and a file"},
+        {"pipe x : int16 from - column 1 channel 1", "1:32 `channel` and `column` exclude each other"},
+        {"pipe x : int16 from \"\"", "1:21 the file's name is empty"},
+        {"pipe x : int16 from a", "1:21 expected a file's name in double quotes, or `-`, not `a`"},
+        {"pipe x : int16 from", "1:20 expected a file's name in double quotes, or `-`, but the line ends here"},
+        {"pipe x : int16 capacity 0", "1:25 `capacity` takes an integer from 1, not `0`"},
+        {"pipe x : int16 capacity 1e3", "1:25 `capacity` takes an integer from 1, not `1e3`"},
+        {"pipe x : int16 starts []", "1:24 expected a number, not `]`"},
+        {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit"},
+        {"vector x : int16", "1:17 expected `= [ ... ]` or `from` and a file, but the line ends here"},
+        {"vector x : int16 = [,]", "1:21 expected a number, not `,`"},
+        {"vector x : int16 = [1 2]", "1:23 expected `,` or `]`, not `2`"},
+        {"vector x : int16 = [1] from -", "1:24 expected the end of the line, not `from` | write one statement a line"},
+        {"variable x : int16 = 0xFFFF", "1:22 `0xFFFF`" + natural + " | for the bits of `0xFFFF` write -1"},
+        {"variable x : int16 = 0x10000", "1:22 `0x10000`" + natural + " | int32 holds it"},
+        {"variable x : int16 = -32769", "1:22 `-32769`" + natural + " | int32 holds it"},
+        {"A (1.0:int16)", "1:4 `1.0` is not an integer, which int16 takes | " + noInteger},
+        {"A (0x80000000 :int32)",
+         "1:4 `0x80000000` is out of range: int32 holds -2147483648 to 2147483647 | for the "
+         "bits of `0x80000000` write -2147483648"},
+        {"vector x : int16 = [32768,\n nan]", "1:21 `32768`" + natural +
+                                                  " | int32 holds it\n"
+                                                  "2:2 `nan` is not an integer, which int16 takes | " +
+                                                  noInteger},
+        {"pipe x : int16\ntrigger x", "2:9 `x` is declared at line 1 | give this one another name"},
+        {"pipe x : byt\nvector x : int16",
+         "1:10 unknown type `byt` | the types are int16, int32, float and double\n"
+         "2:8 `x` is declared at line 1 | give this one another name"},
+        {"A (a,)", "1:6 expected an argument, not `)`"},
+        {"A (5:)", "1:6 expected a type: int16, int32, float or double, not `)`"},
+        {"A (a,\nrate\n5)", "3:1 expected `,` or `)`, not `5`"},
+        {"A (0x1e+5)", "1:8 expected `,` or `)`, not `+5`"},
+        {"A (a b)", "1:6 expected `,` or `)`, not `b`"},
+        {"A (a]\nB (\n", "1:5 expected `,` or `)`, not `]`\n2:3 `(` is not closed | close it with `)`"},
+        {"A (a) B (b)", "1:7 expected the end of the line, not `B` | write one statement a line"},
+        {"A ([1])",
+         "1:4 an argument is a name, a number, a word or a text | declare the values, vector NAME : TYPE = "
+         "[ ... ], and give the name"},
+        {"A (1e, 2)", "1:4 `1e` is not a number"},
+        {"A (\"a)\nB (\"b\\",
+         "1:4 the text is not closed | close it with a double quote\n"
+         "2:4 the text is not closed | close it with a double quote"},
+        {"A (\"\\d\")",
+         "1:5 unknown escape `\\d` | a text takes `\\\"`, `\\\\`, `\\n` and `\\t`; a backslash itself is "
+         "written `\\\\`"},
+        {"A (a; b; c)", "1:5 `;` cannot stand here"},
+        {"A ('a')", "1:4 `'` cannot stand here | texts stand in double quotes"},
+        {"A (a) # \x01\x02", "1:9 `\\x01\\x02` cannot stand here | a procedure is plain text"},
+        {"A (a)\rB (b)", "1:6 `\\x0D` cannot stand here | a procedure is plain text"},
+        {std::string("A (a)\nB\0(b", 10), "2:2 a NUL character | a procedure is plain text in UTF-8"},
+    };
+    for (const auto& [text, mistakes] : cases) EXPECT_EQ(parse(text).mistakes, mistakes + "\n") << text;
+}
+
+TEST(Procedure, oneMissingBracketSpoilsTheStatementsBehindIt) {
+    for (const std::string broken : {"A (a, b", "A (a,", "A (", "A (a\n  , b # )", "A (a, \")\""}) {
+        const auto [p, mistakes] = parse(broken + "\nB (c)\npipe c : int16 starts [1]\nC (c)\n");
+        EXPECT_EQ(mistakes, "1:3 `(` is not closed | close it with `)`\n") << broken;
+        EXPECT_EQ(p.commands.size(), 2u) << broken;
+        EXPECT_EQ(p.pipes.size(), 1u) << broken;
+    }
+    for (const std::string next : {"rate 5", "pipe a : int16", "vector a : int16 = [1]", "B (a)"})
+        EXPECT_EQ(parse("vector v : int16 = [1,\n 2\n" + next).mistakes,
+                  "1:20 `[` is not closed | close it with `]`\n");
+    EXPECT_EQ(parse("A (a b,\n  c,\n  d)\nB (a)").procedure.commands.size(), 1u);
+}
+
+TEST(Procedure, readingGoesOnPastItsBounds) {
+    const std::string line = "A (\n";
+    std::string many;
+    for (int i = 0; i < 1000; ++i) many += line;
+    std::vector<Diagnostic> diagnostics;
+    parseProcedure({"", many}, diagnostics);
+    EXPECT_EQ(diagnostics.size(), 1000u);
+    EXPECT_EQ(diagnostics.back().message, "`(` is not closed");
+    diagnostics.clear();
+    parseProcedure({"", many + line + line}, diagnostics);
+    ASSERT_EQ(diagnostics.size(), 1001u);
+    EXPECT_EQ(diagnostics.back().message, "too many mistakes: the rest has not been read");
+    EXPECT_EQ(diagnostics.back().place.line, 1001);
+    const std::string greatest(16 << 20, '#');
+    EXPECT_EQ(parse(greatest).mistakes, "");
+    EXPECT_EQ(parse(greatest + '#').mistakes,
+              "0:1 a procedure of over 16 MiB | is this a recording? it is named in a `from` clause\n");
+}
+
+TEST(Numbers, formIsReadWrong) {
+    struct Case {
+        const char* text;
+        bool isInteger;
+        std::int64_t integer;
+        double real;
+    };
+    constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
+    const std::vector<Case> cases{
+        {"0", true, 0, 0},
+        {"-0", true, 0, -0.0},
+        {"+7", true, 7, 7},
+        {"007", true, 7, 7},
+        {"0x1f", true, 31, 31},
+        {"-0X1F", true, -31, -31},
+        {"5.", false, 0, 5},
+        {".5", false, 0, 0.5},
+        {"-1e3", false, 0, -1000},
+        {"1E+2", false, 0, 100},
+        {"2e-1", false, 0, 0.2},
+        {"5e-324", false, 0, 5e-324},
+        {"+inf", false, 0, HUGE_VAL},
+        {"-inf", false, 0, -HUGE_VAL},
+        {"-0.0", false, 0, -0.0},
+        {"9223372036854775807", true, std::numeric_limits<std::int64_t>::max(), 0x1p63},
+        {"-9223372036854775808", true, least, -0x1p63},
+        {"-0x8000000000000000", true, least, -0x1p63},
+        {"9007199254740993", true, 9007199254740993, 9007199254740992},
+    };
+    for (const Case& each : cases) {
+        const auto number = parseNumber(each.text);
+        ASSERT_TRUE(number) << each.text;
+        EXPECT_EQ(number->isInteger, each.isInteger) << each.text;
+        EXPECT_EQ(number->integer, each.integer) << each.text;
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(number->real), std::bit_cast<std::uint64_t>(each.real)) << each.text;
+    }
+    EXPECT_TRUE(std::isnan(parseNumber("nan")->real));
+}
+
+TEST(Numbers, malformedOneIsTaken) {
+    for (const char* text : {"",  "-",   "+-1", "--1", "1e", "1e+", "0x",  "0x-1",     "0xg",    "12abc", "1.2.3",
+                             ".", ".e1", "1,5", " 1",  "1 ", "NaN", "INF", "infinity", "nan(1)", "0x1p3", "1_0"}) {
+        EXPECT_FALSE(parseNumber(text)) << text;
+        EXPECT_EQ(whyNoNumber(text), libzepl::quoted(text) + " is not a number");
+    }
+    for (const char* text :
+         {"9223372036854775808", "-9223372036854775809", "0x8000000000000000", "99999999999999999999"})
+        EXPECT_EQ(whyNoNumber(text),
+                  libzepl::quoted(text) + " is beyond the integers of 64 bits: with a point it is a double");
+    for (const char* text : {"1e309", "-1e309", "1e-400"})
+        EXPECT_EQ(whyNoNumber(text), libzepl::quoted(text) + " is too large or too small for a double");
+}
+
+TEST(Numbers, shortestTextOfADoubleReadsBackAsAnother) {
+    std::mt19937_64 random(20240607);
+    for (int i = 0; i < 20000; ++i) {
+        const double value = std::bit_cast<double>(random());
+        if (!std::isfinite(value)) continue;
+        char text[32];
+        const auto [end, error] = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific);
+        ASSERT_EQ(error, std::errc());
+        ASSERT_EQ(parseNumber({text, static_cast<std::size_t>(end - text)})->real, value);
+    }
+}
+
+TEST(Numbers, typeHoldsOrStoresOtherValues) {
+    const auto stored = [](ElementType type, const char* text) {
+        std::uint64_t cell = 0;
+        storeNumber(type, *parseNumber(text), &cell);
+        return cell;
+    };
+    for (const auto& [text, in16, in32] :
+         std::vector<std::tuple<const char*, bool, bool>>{{"32767", true, true},
+                                                          {"32768", false, true},
+                                                          {"-32768", true, true},
+                                                          {"-32769", false, true},
+                                                          {"2147483647", false, true},
+                                                          {"2147483648", false, false},
+                                                          {"-2147483648", false, true},
+                                                          {"-2147483649", false, false},
+                                                          {"1.0", false, false},
+                                                          {"nan", false, false}}) {
+        EXPECT_EQ(holds(ElementType::int16, *parseNumber(text)), in16) << text;
+        EXPECT_EQ(holds(ElementType::int32, *parseNumber(text)), in32) << text;
+        EXPECT_TRUE(holds(ElementType::float32, *parseNumber(text))) << text;
+    }
+    EXPECT_EQ(stored(ElementType::int16, "-2"), 0xFFFEu);
+    EXPECT_EQ(stored(ElementType::int32, "-2"), 0xFFFFFFFEu);
+    EXPECT_EQ(stored(ElementType::float32, "0.1"), 0x3DCCCCCDu);
+    EXPECT_EQ(stored(ElementType::float32, "16777217"), 0x4B800000u);  // half way, to even
+    EXPECT_EQ(stored(ElementType::float64, "-2"), 0xC000000000000000u);
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,123 @@
+// What a run's report tells.
+
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+TEST(Report, TellsWhoWaitsForWhat) {
+    const struct {
+        std::size_t given;
+        const char* steps;
+        Lines notes;
+    } cases[] = {
+        {1136,
+         "read:2 block:2,1024 least:2,1024 *( fetch:2 )",
+         {"SCRIPT (line 1) waits for 1024 samples of `accel`, 112 are there"}},
+        {1025,
+         "read:2 block:2,1024 least:2,1024 *( fetch:2 )",
+         {"SCRIPT (line 1) waits for 1024 samples of `accel`, 1 is there"}},
+        {1024, "read:2 block:2,1024 least:2,1024 *( fetch:2 )", {}},
+        {5,
+         "read:2 read:3 get:3",
+         {"nobody writes `other`", "SCRIPT (line 1) waits for 1 sample of `other`, 0 are there"}},
+        {5, "read:2 read:4 event:4", {"SCRIPT (line 1) waits for an event of `beat`"}},
+        {0, "read:2 read:4 event:4", {}},
+        {0, "write:3 read:3", {}},
+    };
+    for (const auto& [given, steps, notes] : cases) {
+        TestSession session;
+        const PipeId accel = session.input("accel", countUp(given));
+        session.script(steps, accel, session.pipe("other"), session.addTrigger("beat"));
+        EXPECT_EQ(session.run().notes, notes) << steps;
+    }
+}
+
+TEST(Report, TellsWhoWaitsForRoom) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(100)), narrow = session.pipe("narrow", 8);
+    session.script("read:2 write:3 *( move:2,3 )", source, narrow);
+    session.script("read:2", narrow);
+    const Report report = session.run();
+    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) waits for room in `narrow`"}));
+    EXPECT_EQ(report.pipes[1].written, 8U);
+    EXPECT_EQ(report.pipes[1].unread, 8U);
+    EXPECT_EQ(statesOf(report), Lines({"waiting", "running"}));
+}
+
+TEST(Report, IsSilentOnAGeneratorWhoseOutputHasItsCount) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(10)), copy = session.output("copy");
+    const PipeId tone = session.output("tone", 10);
+    session.task("ABS", source, copy);
+    session.script("write:2 *( put:2,1 )", tone);
+    EXPECT_EQ(session.run().notes, Lines());
+}
+
+// A session whose report tells when and where its tasks were.
+Report variedReport() {
+    TestSession session({.feed = {.kind = FeedPolicy::Kind::random, .seed = 3}});
+    const PipeId source = session.input("source", countUp(5000)), copy = session.output("copy");
+    const TriggerId beat = session.addTrigger("beat");
+    session.task("ABS", source, copy);
+    session.script("read:2 write:3 *( pause:7 ?num:2 rem:2,$ bit:4,1 assertafter:3,9 )", source, beat);
+    session.script("read:2 300( get:2 ) ?time ?num:2 exit:8", source);
+    return session.run();
+}
+
+TEST(Report, IsTheSameForTheSameSession) {
+    Report first = variedReport(), second = variedReport();
+    first.seconds = second.seconds = 0;
+    EXPECT_EQ(toJson(first, {}), toJson(second, {}));
+}
+
+TEST(Report, AsJsonTellsAll) {
+    TestSession session({.rate = 1000.0});
+    const PipeId source = session.input("source", countUp(3)), copy = session.output("copy");
+    const TriggerId beat = session.addTrigger("beat");
+    const double notNumber = std::nan("");
+    const float least = -std::numeric_limits<float>::infinity(), infinite = -least;
+    const std::int16_t whole = -7;
+    session.addVariable("notNumber", ElementType::float64, &notNumber);
+    session.addVariable("least", ElementType::float32, &least);
+    session.addVariable("infinite", ElementType::float32, &infinite);
+    session.addVariable("whole", ElementType::int16, &whole);
+    session.task("ABS", source, copy);
+    session.script("write:2 assert:2,41 pause:2 bit:19,1 text:3 text:4 raise:0xC0000094", beat,
+                   textConstant("one\r\ntwo"), textConstant("\xFF"));
+    session.script("exit:8");
+    const auto json = nlohmann::json::parse(toJson(session.run(), {"zcmds3", 152, 104}));
+    const auto expected = nlohmann::json::parse(R"({
+        "procedure": "", "status": "failed", "module": {"name": "zcmds3", "build": 152, "interface": 104},
+        "tasks": [{"line": 1, "command": "ABS", "state": "waiting"},
+                  {"line": 2, "command": "SCRIPT", "state": "fault", "code": 3221225620,
+                   "text": "integer division by zero"},
+                  {"line": 3, "command": "SCRIPT", "state": "exited", "exit": 8, "text": "ended itself with code 8"}],
+        "pipes": [{"name": "source", "type": "int32", "written": 3, "unread": 0},
+                  {"name": "copy", "type": "int32", "written": 3, "unread": 0}],
+        "triggers": [{"name": "beat", "asserted": 1, "status": 41}],
+        "variables": [{"name": "notNumber", "type": "double", "value": "nan"},
+                      {"name": "least", "type": "float", "value": "-inf"},
+                      {"name": "infinite", "type": "float", "value": "inf"},
+                      {"name": "whole", "type": "int16", "value": -7}],
+        "digital": [{"frame": 2, "bit": 19, "value": 1}],
+        "console": ["one", "two", "\uFFFD"], "notes": []})");
+    for (const auto& [key, value] : expected.items()) EXPECT_EQ(json[key], value) << key;
+    EXPECT_EQ(json.size(), expected.size() + 1);
+    EXPECT_GE(json["seconds"], 0.0);
+}
+
+TEST(Report, TheConsoleComesAsItIsPrinted) {
+    std::string text;
+    TestSession session({.console = [&](std::string_view printed) { text += printed; }});
+    session.script("say:1 switch say:2");
+    session.run();
+    EXPECT_EQ(text, "1\n2\n");
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,95 @@
+// Virtual time: how it moves, and what tasks see of it.
+
+#include "host/system_info.h"
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+TEST(Time, PausesEndAtTheirFrame) {
+    const struct {
+        double rate;
+        const char* steps;
+        Lines lines;
+    } cases[] = {
+        {1000, "pause:20 ?num:2 ?time pause:5 ?num:2 ?time pause:1 ?num:2", {"20", "20000", "25", "25000", "26"}},
+        {360, "pause:20 ?num:2 ?time", {"7", "7200"}},
+        {360, "10( pause:20 ) ?num:2 ?time", {"72", "72000"}},
+        {360, "pause:1000 ?num:2 ?time", {"360", "360000"}},
+        {0.5, "pause:1 ?num:2 ?time pause:2000 ?num:2 ?time", {"0", "1", "1", "1001"}},
+        {1000, "pause:0 ?time pause:5000 ?num:2 ?time", {"3000", "1000", "5003000"}},
+    };
+    for (const auto& [rate, steps, lines] : cases) {
+        TestSession session({.feed = {.piece = 3}, .rate = rate});
+        const PipeId source = session.input("source", countUp(1000));
+        session.script("read:2 *( get:2 )", source);
+        session.script(std::string("read:2 ") + steps, source);
+        EXPECT_EQ(session.run().console, lines) << steps;
+    }
+}
+
+TEST(Time, TheClockStartsWhereItIsSetAndWraps) {
+    TestSession session({.rate = 1000.0, .startTime = 0xFFFFFFFF});
+    session.script("?time ?info:11 pause:1 ?time ?info:11 bit:3,1");
+    const Report report = session.run();
+    EXPECT_EQ(report.console, Lines({"4294967295", "4294967295", "999", "999"}));
+    ASSERT_EQ(report.digital.size(), 1U);
+    EXPECT_EQ(report.digital[0].frame, 1U);
+    EXPECT_EQ(report.digital[0].bit, 3U);
+    EXPECT_EQ(report.digital[0].value, 1U);
+}
+
+TEST(Time, JumpsToTheNextPauseWhenNothingElseCanMove) {
+    TestSession session;
+    session.script("pause:5000 ?time", session.pipe("nothing"));
+    session.script("pause:1000 ?time pause:100000 ?time");
+    EXPECT_EQ(session.run().console, Lines({"1000000", "5000000", "101000000"}));
+}
+
+TEST(Time, JumpsWhileALoopThatNoInputFeedsSpins) {
+    TestSession session;
+    const PipeId loop = session.loop("loop", {1});
+    const PipeId source = session.input("source", countUp(10)), copy = session.output("copy");
+    session.script("read:2 write:3 *( move:2,3 switch )", loop, loop);
+    session.script("pause:50 ?time");
+    session.task("ABS", source, copy);
+    EXPECT_EQ(session.run().console, Lines({"50000"}));
+}
+
+TEST(Time, WithoutInputsMovesWithTheFirstLimitedOutput) {
+    TestSession session;
+    const PipeId tone = session.output("tone", 100), twice = session.output("twice", 200);
+    session.script("write:2 write:3 *( put:2,1 put:3,1 put:3,1 switch )", tone, twice);
+    session.script("10( switch ) ?time");
+    EXPECT_EQ(session.run().console, Lines({"10000"}));
+}
+
+TEST(Time, SelectorsAnswerWhatIsSetOrStandard) {
+    const char* steps = "?info:4 ?info:14 ?info:17 ?info:30 ?info:99 ?info:15 read:2 get:2 ?info:15";
+    const auto answers = [&](SessionOptions options) {
+        TestSession session(std::move(options));
+        session.script(steps, session.input("source", countUp(10)));
+        return session.run().console;
+    };
+    EXPECT_EQ(answers({}), Lines({"0", "1000", "1024", "1", "0", "0", "1"}));
+    EXPECT_EQ(answers({.block = 64, .info = {{4, 9}, {99, 3}, {15, 5}}}),
+              Lines({"9", "1000", "64", "1", "3", "5", "5"}));
+    EXPECT_EQ(answers({.feed = {.kind = FeedPolicy::Kind::whole}, .info = {{14, 1}, {30, 0}, {17, 7}}}),
+              Lines({"0", "1", "7", "0", "0", "1", "1"}));
+}
+
+TEST(Time, WithoutInputsTheClockRunsFromTheSetUpsOn) {
+    TestSession session;
+    session.script("?info:15 switch ?info:15");
+    EXPECT_EQ(session.run().console, Lines({"0", "1"}));
+}
+
+TEST(Time, TicksOfTheRealClockAreNanoseconds) {
+    EXPECT_EQ(zepl::u64UsToSysTicks(1, 0), 1000U);
+    EXPECT_EQ(zepl::u64UsToSysTicks(1, 2), ((std::uint64_t{2} << 32) + 1) * 1000);
+    const std::uint64_t before = zepl::u64SystemTicksGet();
+    EXPECT_LE(before, zepl::u64SystemTicksGet());
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,4 @@
+#include "entries.h"
+
+COMPATIBILITY(1)
+VERSION(1)

@@ -1,0 +1,5 @@
+#include "entries.h"
+
+COMPATIBILITY(0)
+VERSION(1)
+INSTALL(1)

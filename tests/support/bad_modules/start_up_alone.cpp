@@ -1,0 +1,5 @@
+// The start-up layer without any entry of a module, and what it bound.
+
+#include "frame/startup.cpp"
+
+extern "C" const zcmds::Mathematics* boundMathematics() { return &zcmds::mathematics; }

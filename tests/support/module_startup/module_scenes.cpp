@@ -1,0 +1,57 @@
+// Scenes in which the host loads a module.
+
+#include <dlfcn.h>
+
+#include "frame/mathematics.h"
+#include "recording_host.h"
+
+namespace recording {
+
+namespace {
+
+void* load(const char* file) {
+    void* handle = ::dlopen(file, RTLD_LAZY | RTLD_LOCAL);
+    if (handle == nullptr) throw Left{::dlerror()};
+    return handle;
+}
+
+template <class Function>
+Function* entryOf(void* module, const char* name) {
+    void* address = ::dlsym(module, name);
+    if (address == nullptr) throw Left{::dlerror()};
+    return reinterpret_cast<Function*>(address);
+}
+
+std::uint32_t installCommands(const char* file) {
+    void* module = load(file);
+    if (host.terminated) throw Left{"not installed"};
+    return entryOf<std::uint32_t(zepl::InstallContext)>(module, "ModuleInstall")(zepl::InstallContext{0x89abcdef});
+}
+
+void runAbsoluteValues(const char* file, zepl::ParamMask kind) {
+    installCommands(file);
+    host.kinds = {0, kind, kind};
+    host.slots = {0, 21, 22};
+    host.blocks = {{-1, 2, -32768}, {}, {-5}};
+    note("returned %u", host.commands.at("ABS")(zepl::ParamList{9}));
+}
+
+}  // namespace
+
+void install(const char* file) { note("result %u", installCommands(file)); }
+
+void mathematics(const char* file) {
+    const zcmds::Mathematics& bound = *entryOf<const zcmds::Mathematics*()>(load(file), "boundMathematics")();
+    note("exp %a", bound.exp(0.5));
+    note("log10 %a", bound.log10(0.5));
+    note("cos %a", bound.cos(0.5));
+    note("sin %a", bound.sin(0.5));
+    note("atan2 %a", bound.atan2(0.5, 0.25));
+    note("pow %a", bound.pow(0.5, 0.25));
+}
+
+void absoluteValues(const char* file) { runAbsoluteValues(file, zepl::pipeInt16); }
+
+void absoluteValuesOfTriggers(const char* file) { runAbsoluteValues(file, zepl::triggerKind); }
+
+}  // namespace recording
