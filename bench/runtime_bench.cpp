@@ -13,21 +13,27 @@ namespace {
 
 using namespace libzepl;
 
-constexpr std::int32_t switches = 1 << 18;
+constexpr std::int32_t switches = 1 << 16;
 constexpr std::int32_t values = 1 << 18;
 constexpr std::int32_t blocks = 1 << 12;
 constexpr std::int32_t blockSize = 1000;
 
-// Yields over and over; a value now and then shows the session that it is not idle.
-std::uint32_t spin(zepl::ParamList list) {
+// Yields over and over.
+std::uint32_t spin(zepl::ParamList) {
+    for (std::int32_t i = 0; i < switches; ++i) zepl::task_switch();
+    return 0;
+}
+
+// The same, with a value now and then that shows the session that it is not idle.
+std::uint32_t spinAndBeat(zepl::ParamList list) {
     std::int32_t count;
     const zepl::Slot* params = zepl::param_process(list, &count, 1, 1, zepl::anyPipe);
     const auto out = zepl::handleIn<zepl::PipeHandle>(params[1]);
     zepl::pipe_open(out, zepl::OpenMode::write);
     const std::int16_t beat = 0;
-    for (std::int32_t i = 0; i < switches; i += 4) {
-        zepl::pipe_value_put(out, &beat);
-        for (int k = 0; k < 4; ++k) zepl::task_switch();
+    for (std::int32_t i = 0; i < switches; ++i) {
+        if (i % 6 == 0) zepl::pipe_value_put(out, &beat);
+        zepl::task_switch();
     }
     return 0;
 }
@@ -66,18 +72,18 @@ void install(CommandLibrary& library, const char* name, zepl::CommandRoutine rou
     library.install(name, routine, {.recordSize = 16, .taskSpace = 0, .attributes = 0, .signature = nullptr});
 }
 
-// `tasks` tasks that yield to each other.
+// Tasks that yield to each other.
 void taskSwitch(benchmark::State& state) {
     CommandLibrary library;
     install(library, "SPIN", spin);
-    const auto tasks = static_cast<int>(state.range(0));
+    install(library, "BEAT", spinAndBeat);
+    constexpr int tasks = 32;
     for (auto _ : state) {
         Session session(library);
-        for (int i = 0; i < tasks; ++i) {
-            const PipeId beats = session.addPipe({.name = "beats", .type = ElementType::int16});
-            session.collect(beats);
-            session.addTask({.command = "SPIN", .arguments = {session.use(beats)}});
-        }
+        const PipeId beats = session.addPipe({.name = "beats", .type = ElementType::int16});
+        session.collect(beats, switches / 6 + 1);
+        session.addTask({.command = "BEAT", .arguments = {session.use(beats)}});
+        for (int i = 1; i < tasks; ++i) session.addTask({.command = "SPIN"});
         benchmark::DoNotOptimize(session.run().status);
     }
     state.SetItemsProcessed(state.iterations() * tasks * switches);
@@ -125,7 +131,7 @@ void twoCopies(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * blocks * blockSize);
 }
 
-BENCHMARK(taskSwitch)->Arg(2);
+BENCHMARK(taskSwitch);
 BENCHMARK(bareSwitch);
 BENCHMARK(valuePair);
 BENCHMARK(blockPair);

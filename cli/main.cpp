@@ -1,8 +1,10 @@
 // zepl: runs procedures on recordings and streams.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <limits>
 
 #include "cli/catalogue.h"
 #include "cli/run.h"
@@ -50,10 +52,24 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
     command.add_option("--memory", arguments.memory, "The most memory that the session may use, 4G unless given")
         ->type_name("SIZE");
     repeated("--info", arguments.info, "SELECTOR=VALUE", "What commands are told for a selector of system information");
-    command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")->type_name("UNITS");
+    command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")
+        ->type_name("UNITS")
+        ->check(CLI::Range(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
     command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
     addModuleOption(command, arguments.modules);
     command.footer(exitStatuses);
+}
+
+// A first word that is none of the tool's own gets a message of its own.
+void refuseUnknownAction(const CLI::App& app, int count, char** words) {
+    if (count < 2 || *words[1] == '-') return;
+    std::vector<std::string> known;
+    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; }))
+        known.push_back(each->get_name());
+    if (std::find(known.begin(), known.end(), words[1]) != known.end()) return;
+    const std::string near = libzepl::suggestion(words[1], known);
+    throw libzepl::Problem("zepl has no " + libzepl::quoted(words[1]),
+                           near.empty() ? "zepl --help tells what it has" : near);
 }
 
 int dispatch(int count, char** words) {
@@ -81,6 +97,7 @@ int dispatch(int count, char** words) {
     try {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
+        refuseUnknownAction(app, count, words);
         return app.exit(error) == 0 ? cli::allWell : cli::wrongCall;
     }
     if (run->parsed()) return cli::run(runArguments);
@@ -88,6 +105,7 @@ int dispatch(int count, char** words) {
     if (commands->parsed()) return cli::listCommands(catalogue);
     if (version->parsed()) return cli::tellVersions(catalogue);
     if (!catalogue.word.empty()) return cli::explainCommand(catalogue);
+    app.clear();  // else it would be the help of `help`
     std::fputs(app.help().c_str(), stdout);
     return cli::allWell;
 }

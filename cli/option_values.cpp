@@ -53,21 +53,23 @@ std::uint64_t sizeOf(const std::string& text) {
     return *number << shift;
 }
 
-std::map<std::string, std::string> pairsOf(const std::string& option, const std::vector<std::string>& texts) {
+std::map<std::string, std::string> pairsOf(const std::string& form, const std::vector<std::string>& texts) {
+    const std::string option = form.substr(0, form.find(' '));
     std::map<std::string, std::string> pairs;
     for (const std::string& text : texts) {
         const std::size_t equals = text.find('=');
         if (equals == 0 || equals == std::string::npos || equals + 1 == text.size())
-            throw Problem(option + " " + text + " names nothing", "write " + option + " NAME=VALUE");
+            throw Problem(option + " " + text + " names nothing", "write " + form);
         if (!pairs.emplace(text.substr(0, equals), text.substr(equals + 1)).second)
-            throw Problem(option + " " + text + ": " + libzepl::quoted(text.substr(0, equals)) + " is given twice");
+            throw Problem(option + " " + text + ": " + libzepl::quoted(text.substr(0, equals)) + " is given twice",
+                          "give it once");
     }
     return pairs;
 }
 
 std::map<std::uint32_t, std::uint32_t> infoOf(const std::vector<std::string>& texts) {
     std::map<std::uint32_t, std::uint32_t> info;
-    for (const auto& [selector, value] : pairsOf("--info", texts)) {
+    for (const auto& [selector, value] : pairsOf("--info SELECTOR=VALUE", texts)) {
         const std::optional<std::uint64_t> key = wholeNumber(selector, word), answer = wholeNumber(value, word);
         if (!key || !answer)
             throw Problem("--info " + selector + "=" + value + " is no pair of 32-bit numbers",

@@ -16,8 +16,8 @@ libzepl::FeedPolicy feedOf(const std::string& text);
 // Bytes: "4294967296", "512K", "64M", "4G".
 std::uint64_t sizeOf(const std::string& text);
 
-// NAME=VALUE, given any number of times.
-std::map<std::string, std::string> pairsOf(const std::string& option, const std::vector<std::string>& texts);
+// The texts of an option that can be given any number of times, `form` being such as "--in NAME=FILE".
+std::map<std::string, std::string> pairsOf(const std::string& form, const std::vector<std::string>& texts);
 
 // SELECTOR=VALUE, both whole 32-bit numbers, decimal or hexadecimal.
 std::map<std::uint32_t, std::uint32_t> infoOf(const std::vector<std::string>& texts);

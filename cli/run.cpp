@@ -1,17 +1,20 @@
 #include "cli/run.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 
 #include "cli/modules.h"
 #include "cli/option_values.h"
 #include "cli/progress.h"
 #include "runtime/binder.h"
+#include "runtime/binder_files.h"
 
 namespace cli {
 
@@ -25,7 +28,12 @@ std::atomic<Session*> interruptible{nullptr};
 extern "C" void onInterrupt(int) {
     Session* session = interruptible.exchange(nullptr);
     if (session == nullptr) ::_exit(130);
+    const int error = errno;
     session->requestStop();
+    // A read that waits for standard input is restarted, and must find its end there.
+    const int nothing = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (nothing >= 0) ::dup2(nothing, STDIN_FILENO);
+    errno = error;
 }
 
 class InterruptGuard {
@@ -48,33 +56,46 @@ class InterruptGuard {
     struct sigaction old_ {};
 };
 
-void writeReport(const std::string& file, const Report& report, const CommandLibrary& library) {
-    if (file.empty()) return;
-    const LoadedModule& module = library.modules().front();
-    std::ofstream stream(file, std::ios::binary | std::ios::trunc);
-    stream << toJson(report, {module.name, module.buildVersion, module.interfaceVersion});
-    if (!stream.flush())
-        throw Problem("the report " + libzepl::quoted(file) + " cannot be written",
-                      "name a file in a folder that exists");
-}
+// The report's file is opened before the run, so that a wrong name costs no run.
+class ReportFile {
+ public:
+    ReportFile(const std::string& name, const Procedure& procedure, const BindOptions& options) : name_(name) {
+        if (name.empty()) return;
+        if (usesFile(procedure, options, name))
+            throw Problem("--report " + name + ": the procedure is that file, or reads or writes it",
+                          "name a file of its own");
+        stream_.open(name, std::ios::binary | std::ios::trunc);
+        check();
+    }
+
+    void write(const Report& report, const CommandLibrary& library) {
+        if (name_.empty()) return;
+        const LoadedModule& module = library.modules().front();
+        stream_ << toJson(report, {module.name, module.buildVersion, module.interfaceVersion});
+        stream_.flush();
+        check();
+    }
+
+ private:
+    void check() const {
+        if (!stream_)
+            throw Problem("the report " + libzepl::quoted(name_) + " cannot be written",
+                          "name a file in a folder that exists and that you can write to");
+    }
+
+    std::string name_;
+    std::ofstream stream_;
+};
 
 void tell(const std::vector<Diagnostic>& diagnostics, const Procedure& procedure) {
     std::fputs(render(diagnostics, procedure.source).c_str(), stderr);
 }
 
-void tellFailure(const Report& report, const Procedure& procedure) {
-    if (!report.reason.empty())
-        std::fputs(render(Diagnostic{Severity::error, {}, report.reason, report.remedy}, procedure.source).c_str(),
-                   stderr);
-}
-
 // What came out where.
 void tellOutputs(const Procedure& procedure, const Report& report, const BindOptions& options) {
     const auto outputOf = [&](const std::string& name, const std::optional<FileClause>& to) {
-        const auto given = options.outputs.find(name);
-        if (given != options.outputs.end()) return given->second;
-        if (!to || to->path == "-") return std::string();
-        return (std::filesystem::path(procedure.source.name).parent_path() / to->path).string();
+        const std::optional<ChannelFile> file = outputFile(procedure, options, name, to);
+        return file ? file->path.string() : std::string();
     };
     const auto line = [](const std::string& file, std::uint64_t count, const std::optional<FileClause>& to,
                          const std::string& unit, const std::string& name) {
@@ -93,24 +114,29 @@ void tellOutputs(const Procedure& procedure, const Report& report, const BindOpt
     }
 }
 
+bool isToldAsWarning(const Report& report, const std::string& note) {
+    return std::any_of(report.unwritten.begin(), report.unwritten.end(),
+                       [&](const std::string& name) { return note == "nobody writes `" + name + "`"; });
+}
+
 void tellEnd(const Procedure& procedure, const Report& report, const RunArguments& arguments,
              const BindOptions& options, const std::vector<std::string>& advice) {
     std::vector<Diagnostic> diagnostics = diagnose(procedure, report, advice);
     if (arguments.quiet)
         std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity == Severity::warning; });
     tell(diagnostics, procedure);
-    tellFailure(report, procedure);
     if (arguments.quiet) return;
-    for (const std::string& note : report.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
+    for (const std::string& note : report.notes)
+        if (!isToldAsWarning(report, note)) std::fprintf(stderr, "note: %s\n", note.c_str());
     if (report.status != Report::Status::refused && !options.session.setUpOnly && report.reason.empty())
         tellOutputs(procedure, report, options);
 }
 
 BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly) {
     BindOptions options;
-    options.inputs = pairsOf("--in", arguments.in);
-    options.outputs = pairsOf("--out", arguments.out);
-    options.values = pairsOf("--set", arguments.set);
+    options.inputs = pairsOf("--in NAME=FILE", arguments.in);
+    options.outputs = pairsOf("--out NAME=FILE", arguments.out);
+    options.values = pairsOf("--set VARIABLE=VALUE", arguments.set);
     options.session.info = infoOf(arguments.info);
     options.session.block = arguments.block;
     options.session.startTime = arguments.startTime;
@@ -143,11 +169,12 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     };
     std::vector<Diagnostic> diagnostics;
     const Procedure procedure = parseProcedure({arguments.procedure, readTextFile(arguments.procedure)}, diagnostics);
+    ReportFile reportFile(arguments.report, procedure, options);
     BoundProcedure bound;
     if (!hasErrors(diagnostics)) bound = bindProcedure(procedure, library, options, diagnostics);
     tell(diagnostics, procedure);
     if (bound.session == nullptr) {
-        writeReport(arguments.report, refusalReport(procedure, diagnostics), library);
+        reportFile.write(refusalReport(procedure, diagnostics), library);
         return wrongCall;
     }
     const InterruptGuard guard(*bound.session);
@@ -155,7 +182,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     report.procedure = arguments.procedure;
     progress.clear();
     tellEnd(procedure, report, arguments, options, bound.advice);
-    writeReport(arguments.report, report, library);
+    reportFile.write(report, library);
     return exitStatus(report);
 }
 

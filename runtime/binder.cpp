@@ -1,11 +1,11 @@
 #include "runtime/binder.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <set>
 #include <utility>
 
 #include "runtime/binder_arguments.h"
+#include "runtime/binder_files.h"
 
 namespace libzepl {
 
@@ -17,17 +17,11 @@ void addError(Diagnostics& diagnostics, Place place, std::string message, std::s
     diagnostics.push_back({Severity::error, place, std::move(message), std::move(remedy)});
 }
 
-// Files that a procedure names are looked for in its own folder.
-std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name) {
-    if (name == "-" || std::filesystem::path(name).is_absolute()) return name;
-    return std::filesystem::path(procedure.source.name).parent_path() / name;
-}
-
-// One name for each file, however it is written.
-std::string identityOf(const std::filesystem::path& path) {
-    std::error_code error;
-    const std::filesystem::path canonical = std::filesystem::weakly_canonical(path, error);
-    return error ? path.string() : canonical.string();
+// "the procedure declares `a`, `b`", for a name that is none of them.
+std::string declaredOnes(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + libzepl::quoted(name);
+    return list.empty() ? "it declares none" : "it declares " + list;
 }
 
 // Makes the session, statement by statement.
@@ -53,7 +47,12 @@ class Binder {
     }
 
  private:
-    // Runs `step`; a Problem of it becomes a mistake at `place`.
+    void refuse(const ChannelFile& file, const std::string& message, std::string remedy) {
+        addError(diagnostics_, file.clause.place, (file.option.empty() ? "" : file.option + ": ") + message,
+                 std::move(remedy));
+    }
+
+    // Runs `step`; a Problem of it becomes a mistake at the place, or at the file's.
     template <class Step>
     void guarded(Place place, Step step) {
         try {
@@ -62,29 +61,22 @@ class Binder {
             addError(diagnostics_, place, problem.what(), problem.remedy());
         }
     }
-
-    // The file that a channel reads or writes: the caller's, else the procedure's. Its mistakes stand at the procedure's
-    // clause, or, for the caller's file, nowhere.
-    std::optional<FileClause> clauseOf(const std::string& name, const std::optional<FileClause>& declared,
-                                       const std::map<std::string, std::string>& replaced) {
-        const auto given = replaced.find(name);
-        if (given == replaced.end()) return declared;
-        FileClause clause = declared.value_or(FileClause{});
-        // A name from the command line is relative to where the caller is.
-        clause.path = given->second == "-" ? "-" : std::filesystem::absolute(given->second).lexically_normal().string();
-        clause.place = {};
-        return clause;
+    template <class Step>
+    void guarded(const ChannelFile& file, Step step) {
+        try {
+            step();
+        } catch (const Problem& problem) {
+            refuse(file, problem.what(), problem.remedy());
+        }
     }
 
-    void noteInput(const std::filesystem::path& path, Place place) {
-        if (path == "-" && !inputFiles_.insert("-").second)
-            return addError(diagnostics_, place, "standard input can feed one channel only",
-                            "read the others from files");
-        inputFiles_.insert(path == "-" ? "-" : identityOf(path));
+    void noteInput(const ChannelFile& file) {
+        if (!inputFiles_.insert(identityOf(file.path)).second && file.path == "-")
+            refuse(file, "standard input can feed one channel only", "read the others from files");
     }
 
-    ReadRequest readRequest(const FileClause& clause, ElementType type) {
-        return {pathBeside(procedure_, clause.path), type, clause.channel, clause.column, clause.conversion};
+    static ReadRequest readRequest(const ChannelFile& file, ElementType type) {
+        return {file.path, type, file.clause.channel, file.clause.column, file.clause.conversion};
     }
 
     void addPipe(const PipeDeclaration& declared) {
@@ -92,12 +84,11 @@ class Binder {
         settings.starts = bytesOf(declared.type, declared.starts);
         const PipeId id = bound_.session->addPipe(std::move(settings));
         names_.pipes.emplace(declared.name, id);
-        const std::optional<FileClause> from = clauseOf(declared.name, declared.from, options_.inputs);
+        const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared.name, declared.from);
         if (!from) return;
-        guarded(from->place, [&] {
-            const ReadRequest request = readRequest(*from, declared.type);
-            noteInput(request.path, from->place);
-            std::unique_ptr<Source> source = openSource(request);
+        guarded(*from, [&] {
+            noteInput(*from);
+            std::unique_ptr<Source> source = openSource(readRequest(*from, declared.type));
             if (!inputRate_) inputRate_ = source->rate();
             bound_.session->setInput(id, std::move(source));
         });
@@ -106,12 +97,11 @@ class Binder {
     void addTrigger(const TriggerDeclaration& declared) {
         const TriggerId id = bound_.session->addTrigger(declared.name);
         names_.triggers.emplace(declared.name, id);
-        const std::optional<FileClause> from = clauseOf(declared.name, declared.from, options_.inputs);
+        const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared.name, declared.from);
         if (!from) return;
-        guarded(from->place, [&] {
-            const std::filesystem::path path = pathBeside(procedure_, from->path);
-            noteInput(path, from->place);
-            bound_.session->setInput(id, readTriggerRows(path));
+        guarded(*from, [&] {
+            noteInput(*from);
+            bound_.session->setInput(id, readTriggerRows(from->path));
         });
     }
 
@@ -121,10 +111,11 @@ class Binder {
         if (given != options_.values.end()) {
             const std::optional<Number> number = parseNumber(given->second);
             if (!number || !holds(declared.type, *number))
-                return addError(diagnostics_, {},
-                                "--set " + declared.name + "=" + given->second + ": " + libzepl::quoted(given->second) +
-                                    " is no number that a variable of " + std::string(nameOf(declared.type)) +
-                                    " holds");
+                return addError(
+                    diagnostics_, {},
+                    "--set " + declared.name + ": " +
+                        (number ? notHeld(declared.type, *number, given->second).message : whyNoNumber(given->second)),
+                    "give a number that " + std::string(nameOf(declared.type)) + " holds");
             value = *number;
         }
         std::int64_t cell = 0;
@@ -135,7 +126,11 @@ class Binder {
     void addVector(const VectorDeclaration& declared) {
         std::vector<std::byte> bytes;
         if (declared.from) {
-            guarded(declared.from->place, [&] { bytes = readVector(readRequest(*declared.from, declared.type)); });
+            const ChannelFile file{*declared.from, pathBeside(procedure_, declared.from->path), {}};
+            guarded(file, [&] {
+                noteInput(file);
+                bytes = readVector(readRequest(file, declared.type));
+            });
         } else {
             bytes = bytesOf(declared.type, declared.values);
         }
@@ -171,57 +166,56 @@ class Binder {
     }
 
     void refuseUnknownOptions() {
-        const auto refuse = [&](const std::map<std::string, std::string>& given, const std::string& option,
-                                const std::vector<std::string>& known, const std::string& what) {
+        const auto refuseUnknown = [&](const std::map<std::string, std::string>& given, const std::string& option,
+                                       const std::vector<std::string>& known, const std::string& what) {
             for (const auto& [name, value] : given)
-                if (std::find(known.begin(), known.end(), name) == known.end())
+                if (std::find(known.begin(), known.end(), name) == known.end()) {
+                    const std::string near = suggestion(name, known);
                     addError(diagnostics_, {},
                              option + " " + name + "=" + value + ": the procedure declares no " + what + " " +
                                  libzepl::quoted(name),
-                             suggestion(name, known));
+                             near.empty() ? declaredOnes(known) : near);
+                }
         };
         std::vector<std::string> channels, variables;
         for (const PipeDeclaration& pipe : procedure_.pipes) channels.push_back(pipe.name);
         for (const TriggerDeclaration& trigger : procedure_.triggers) channels.push_back(trigger.name);
         for (const VariableDeclaration& variable : procedure_.variables) variables.push_back(variable.name);
-        refuse(options_.inputs, "--in", channels, "pipe or trigger");
-        refuse(options_.outputs, "--out", channels, "pipe or trigger");
-        refuse(options_.values, "--set", variables, "variable");
+        refuseUnknown(options_.inputs, "--in", channels, "pipe or trigger");
+        refuseUnknown(options_.outputs, "--out", channels, "pipe or trigger");
+        refuseUnknown(options_.values, "--set", variables, "variable");
     }
 
     // False, with the mistake told, when the file is an input or the output of another channel.
-    bool claimOutput(const std::filesystem::path& path, Place place) {
-        const std::string identity = path == "-" ? "-" : identityOf(path);
+    bool claimOutput(const ChannelFile& file) {
+        const std::string identity = identityOf(file.path);
         if (identity != "-" && inputFiles_.count(identity) != 0) {
-            addError(diagnostics_, place, libzepl::quoted(path.string()) + " is also an input",
-                     "write to another file");
+            refuse(file, libzepl::quoted(file.path.string()) + " is also an input", "write to another file");
             return false;
         }
         if (outputFiles_.insert(identity).second) return true;
-        addError(
-            diagnostics_, place,
-            (identity == "-" ? "standard output" : libzepl::quoted(path.string())) + " is written by another channel",
-            "give each output a file of its own");
+        refuse(file,
+               (identity == "-" ? "standard output" : libzepl::quoted(file.path.string())) +
+                   " is written by another channel",
+               "give each output a file of its own");
         return false;
     }
 
     void addOutputs() {
         for (const PipeDeclaration& pipe : procedure_.pipes) {
-            const std::optional<FileClause> to = clauseOf(pipe.name, pipe.to, options_.outputs);
-            if (!to) continue;
-            const WriteRequest request{pathBeside(procedure_, to->path), pipe.type,
-                                       procedure_.rate.value_or(inputRate_.value_or(1000)), pipe.name, to->limit};
-            if (!claimOutput(request.path, to->place)) continue;
-            guarded(to->place,
-                    [&] { bound_.session->setOutput(names_.pipes.at(pipe.name), createSink(request), to->limit); });
+            const std::optional<ChannelFile> to = outputFile(procedure_, options_, pipe.name, pipe.to);
+            if (!to || !claimOutput(*to)) continue;
+            const std::optional<std::uint64_t> limit = to->clause.limit;
+            const WriteRequest request{to->path, pipe.type, procedure_.rate.value_or(inputRate_.value_or(1000)),
+                                       pipe.name, limit};
+            guarded(*to, [&] { bound_.session->setOutput(names_.pipes.at(pipe.name), createSink(request), limit); });
         }
         for (const TriggerDeclaration& trigger : procedure_.triggers) {
-            const std::optional<FileClause> to = clauseOf(trigger.name, trigger.to, options_.outputs);
-            if (!to) continue;
-            const std::filesystem::path path = pathBeside(procedure_, to->path);
-            if (!claimOutput(path, to->place)) continue;
-            guarded(to->place, [&] {
-                bound_.session->setOutput(names_.triggers.at(trigger.name), createTriggerSink(path), to->limit);
+            const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger.name, trigger.to);
+            if (!to || !claimOutput(*to)) continue;
+            guarded(*to, [&] {
+                bound_.session->setOutput(names_.triggers.at(trigger.name), createTriggerSink(to->path),
+                                          to->clause.limit);
             });
         }
     }
@@ -240,6 +234,15 @@ Place placeOf(const CommandUse& use, std::optional<std::int32_t> index) {
     if (index && *index >= 1 && static_cast<std::size_t>(*index) <= use.arguments.size())
         return use.arguments[static_cast<std::size_t>(*index - 1)].place;
     return use.place;
+}
+
+// Where a channel is declared; no place for an unknown one.
+Place placeOf(const Procedure& procedure, const std::string& channel) {
+    for (const PipeDeclaration& pipe : procedure.pipes)
+        if (pipe.name == channel) return pipe.place;
+    for (const TriggerDeclaration& trigger : procedure.triggers)
+        if (trigger.name == channel) return trigger.place;
+    return {};
 }
 
 }  // namespace
@@ -263,11 +266,9 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
                                    use.command + " took a list that its signature does not describe", advice[i]});
     }
     for (const std::string& name : report.unwritten)
-        for (const PipeDeclaration& pipe : procedure.pipes)
-            if (pipe.name == name)
-                diagnostics.push_back(
-                    {Severity::warning, pipe.place, "nobody writes " + libzepl::quoted(name),
-                     "whoever reads it waits for ever; give it a `from` file or a command that writes it"});
+        diagnostics.push_back({Severity::warning, placeOf(procedure, name), "nobody writes " + libzepl::quoted(name),
+                               "whoever reads it waits for ever; give it a `from` file or a command that writes it"});
+    if (!report.reason.empty()) addError(diagnostics, placeOf(procedure, report.channel), report.reason, report.remedy);
     return diagnostics;
 }
 

@@ -116,6 +116,7 @@ std::vector<BoundArgument> kindsOf(const Command& command, const std::vector<Res
     const Signature signature = parseSignature(*command.signature);
     if (std::optional<std::vector<BoundArgument>> kinds = matchSignature(signature, arguments)) return *kinds;
     advice = explainMismatch(signature, arguments, writtenAs);
+    if (advice.ends_with('\n')) advice.pop_back();  // who tells of it ends the line
     return naturalKinds(arguments);
 }
 
@@ -143,8 +144,9 @@ BoundArguments bindArguments(const Command& command, const CommandUse& use, cons
         if (!found) {
             std::vector<std::string> candidates = everyName(names);
             candidates.insert(candidates.end(), words.begin(), words.end());
+            const std::string near = suggestion(argument.text, candidates);
             diagnostics.push_back({Severity::error, argument.place, "unknown name " + libzepl::quoted(argument.text),
-                                   suggestion(argument.text, candidates)});
+                                   near.empty() ? "declare it as a pipe, trigger, variable or vector" : near});
             continue;
         }
         resolved.push_back(found->resolved);

@@ -104,7 +104,9 @@ struct End {
     std::uint64_t opened = 0;      // `taken` when it was opened
     std::uint64_t wanted = 0;      // elements or events that the task waits for; 0 when it does not wait here
     std::uint64_t turn = 0;        // the last turn in which something was moved
-    std::uint64_t moved = 0;       // elements or events put in that turn
+    std::uint64_t turnStart = 0;   // of a writer: what was written before that turn
+    std::uint64_t fastTurn = 0;    // the turn in which values go by the short way
+    std::uint64_t fastUntil = 0;   // of a writer: up to what count of written values, in that turn
     std::uint64_t shortRound = 0;  // the last round in which less was there than the task asked for
 
     std::uint64_t available() const { return channel->written - taken; }

@@ -23,6 +23,11 @@ std::string version(std::uint32_t hundredths) {
     return std::to_string(hundredths / 100) + "." + (rest < 10 ? "0" : "") + std::to_string(rest);
 }
 
+std::string withoutLineEnd(std::string text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+    return text;
+}
+
 // Opens the file, letting the module's start-up run.
 void* openModule(const std::filesystem::path& path) {
     if (!std::filesystem::exists(path))
@@ -58,7 +63,9 @@ void CommandLibrary::load(const std::filesystem::path& path) {
 
 void CommandLibrary::installAll(const std::filesystem::path& path, void* handle) {
     const std::string file = libzepl::quoted(path.string());
-    if (loadState().terminated) throw Problem("the module " + file + " ended its start-up: " + takeLoadConsole());
+    if (loadState().terminated)
+        throw Problem("the module " + file + " ended its start-up: " + withoutLineEnd(takeLoadConsole()),
+                      "use a module and a host that go together");
     using Check = std::uint32_t(std::uint32_t, std::uint32_t, std::uint32_t);
     using Version = std::uint32_t(zepl::VersionRecord*);
     using Install = std::uint32_t(zepl::InstallContext);
@@ -70,13 +77,17 @@ void CommandLibrary::installAll(const std::filesystem::path& path, void* handle)
                           version(hostInterfaceVersion),
                       "use a module that was made for it");
     zepl::VersionRecord record{.recordSize = sizeof record, .buildVersion = 0, .interfaceVersion = 0};
-    if (tell(&record) == 0) throw Problem("the module " + file + " does not tell its version");
+    if (tell(&record) == 0)
+        throw Problem("the module " + file + " does not tell its version", "use another build of the module");
     loading_ = path.stem().string();
     refusal_.clear();
     loadState().library = this;
     const bool installed = install(static_cast<zepl::InstallContext>(1)) != 0;
     loadState().library = nullptr;
-    if (!installed) throw Problem("the module " + file + " could not install its commands: " + refusal_);
+    if (!installed)
+        throw Problem("the module " + file + " could not install its commands" +
+                          (refusal_.empty() ? ", and tells no reason" : ": " + refusal_),
+                      "use another build of the module");
     modules_.push_back({loading_, path, record.buildVersion, record.interfaceVersion, true});
 }
 

@@ -5,6 +5,23 @@
 
 #include <utility>
 
+#if defined(__x86_64__)
+asm(R"(
+    .pushsection .text
+    .globl libzeplJump
+    .hidden libzeplJump
+    .type libzeplJump, @function
+    .balign 64
+libzeplJump:
+    leaq 1f(%rip), %rax
+    pushq %rax
+    jmp *jump_fcontext@GOTPCREL(%rip)
+1:  ret
+    .size libzeplJump, . - libzeplJump
+    .popsection
+)");
+#endif
+
 namespace libzepl {
 
 namespace {
@@ -58,9 +75,10 @@ bool Stack::guards(const void* address) const {
     return base_ != nullptr && byte >= static_cast<std::byte*>(base_) && byte < bottom();
 }
 
-Context makeContext(const Stack& stack, ContextEntry entry) {
+Context makeContext(const Stack& stack, std::size_t skipped, ContextEntry entry) {
     Context context;
-    context.resumePoint = boost::context::detail::make_fcontext(stack.top(), stack.usable(), entry);
+    context.resumePoint = boost::context::detail::make_fcontext(static_cast<std::byte*>(stack.top()) - skipped,
+                                                                stack.usable() - skipped, entry);
     context.stackBottom = stack.bottom();
     context.stackSize = stack.usable();
     return context;

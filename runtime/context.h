@@ -53,8 +53,20 @@ struct Context {
 // What a new context runs; it must never return.
 using ContextEntry = void (*)(boost::context::detail::transfer_t);
 
-// A context that will run `entry` on `stack` when it is first switched to; `entry` calls arrived() before anything else.
-Context makeContext(const Stack& stack, ContextEntry entry);
+// A context that will run `entry` on `stack`, `skipped` bytes (a multiple of 16) below its top, when it is first switched to;
+// `entry` calls arrived() before anything else.
+Context makeContext(const Stack& stack, std::size_t skipped, ContextEntry entry);
+
+// The machine's jump between contexts.
+#if defined(__x86_64__)
+// It comes back by a return, as it was called: the library's jump alone comes back by another jump, which leaves the
+// processor's predictions of all later returns wrong.
+extern "C" boost::context::detail::transfer_t libzeplJump(boost::context::detail::fcontext_t to, void* data);
+#else
+inline boost::context::detail::transfer_t libzeplJump(boost::context::detail::fcontext_t to, void* data) {
+    return boost::context::detail::jump_fcontext(to, data);
+}
+#endif
 
 // Tells the context that was left where to go on, once the new one runs.
 inline void arrived(boost::context::detail::transfer_t transfer, Context& here) {
@@ -75,7 +87,7 @@ inline void switchContext(Context& from, Context& to) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(&from.fakeStack, to.stackBottom, to.stackSize);
 #endif
-    arrived(boost::context::detail::jump_fcontext(to.resumePoint, &from), from);
+    arrived(libzeplJump(to.resumePoint, &from), from);
 }
 
 // Leaves `from` for good.

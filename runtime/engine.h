@@ -70,13 +70,17 @@ struct Engine {
     bool hubWanted = false;      // at the end of this round
     bool settled = false;        // every task has run once
     bool anyDelivery = false;
+    std::uint64_t deliveryRound = 0;   // the last round in which inputs were asked to give
+    std::uint64_t furthestFrame = 0;   // frames that the input which is furthest on has given
+    bool inputsStandInMemory = false;  // no input needs the hub's stack to give
     std::uint64_t deliveries = 0;  // rounds in which inputs gave something
     Context hub;
     std::vector<Task*> dead;  // ended, not released yet
     std::jmp_buf rescue;
     std::atomic<bool> stopRequested{false};
     RunEnd end = RunEnd::goesOn;
-    std::string reason;  // of a failure of the run itself
+    std::string reason;         // of a failure of the run itself
+    std::string reasonChannel;  // the channel that it is about, or empty
     std::string remedy;
     std::chrono::steady_clock::time_point began;
     std::chrono::steady_clock::time_point lastProgress;
@@ -95,7 +99,9 @@ struct Engine {
     void runRounds();
 
     // The end of a round (rounds.cpp).
+    std::uint64_t nextQuietLook() const;
     bool hubNeeded();
+    void deliverOnce();
     void endRound();
     void settle();
     void endPauses();
@@ -127,7 +133,7 @@ struct Engine {
 
 // The session that runs on this thread, if any. The library is loaded at the program's start, so the fast model of
 // thread-local access holds.
-extern thread_local Engine* engine [[gnu::tls_model("initial-exec")]];
+extern constinit thread_local Engine* engine [[gnu::tls_model("initial-exec")]];
 
 // Memory ran out while `what` was asked for: ends the run with the task's name.
 [[noreturn]] void outOfMemory(Engine& e, std::string what);

@@ -152,14 +152,13 @@ bool waitForRoomOf(Engine& e, EndType& end) {
 template <class EndType>
 void countDroppedOf(Engine& e, EndType& end, std::uint64_t n) {
     auto& channel = *end.channel;
-    channel.written += n;
-    channel.slowest = channel.written;
     if (end.turn != e.turn) {
         end.turn = e.turn;
-        end.moved = 0;
+        end.turnStart = channel.written;
     }
-    end.moved += n;
-    if (end.moved < channel.capacity) return;
+    channel.written += n;
+    channel.slowest = channel.written;
+    if (channel.written - end.turnStart < channel.capacity) return;
     // A pure source has nothing else to do; growth lets it go on if its other outputs need it.
     if (end.task->readingEnds == 0)
         waitAsOnFull(e, end);

@@ -87,10 +87,9 @@ void countPut(Engine& e, EndType& end, std::uint64_t n) {
     if (channel.watched) notifyReaders(e, channel);
     if (end.turn != e.turn) {
         end.turn = e.turn;
-        end.moved = 0;
+        end.turnStart = channel.written - n;
     }
-    end.moved += n;
-    if (end.moved >= channel.capacity) e.yieldCurrent();
+    if (channel.written - end.turnStart >= channel.capacity) e.yieldCurrent();
 }
 
 // The transfers themselves.

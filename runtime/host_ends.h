@@ -8,10 +8,15 @@ namespace libzepl {
 // The engine of the session that runs here. A module calls these operations only from its tasks.
 inline Engine& running() { return *engine; }
 
+// Out of line, so that what every operation does stays short.
+[[noreturn, gnu::cold, gnu::noinline]] void endForHandle(Engine& e, std::uint32_t handle, const char* what);
+[[noreturn, gnu::cold, gnu::noinline]] void endForMode(Engine& e, const std::string& channel, EndMode mode);
+
 template <class Item>
-Item& itemOf(Engine& e, const std::vector<Item*>& items, std::uint32_t handle, const char* what) {
+[[gnu::always_inline]] inline Item& itemOf(Engine& e, const std::vector<Item*>& items, std::uint32_t handle,
+                                           const char* what) {
     if (handle - 1 >= items.size()) [[unlikely]]
-        misuse(e, std::string(what) + " handle " + std::to_string(handle) + " was never given");
+        endForHandle(e, handle, what);
     return *items[handle - 1];
 }
 
@@ -27,21 +32,20 @@ inline Pbuf& pbufOf(Engine& e, zepl::PbufHandle handle) {
 
 // The end, which must be open in that mode.
 template <class EndType>
-EndType& checkMode(Engine& e, EndType& end, EndMode mode) {
+[[gnu::always_inline]] inline EndType& checkMode(Engine& e, EndType& end, EndMode mode) {
     if (end.mode != mode) [[unlikely]]
-        misuse(e, std::string(mode == EndMode::reading ? "reads" : "writes") + " `" + end.channel->name +
-                      "`, which it has not opened for that");
+        endForMode(e, end.channel->name, mode);
     return end;
 }
 template <class Handle>
-auto& readingEnd(Engine& e, Handle handle) {
+[[gnu::always_inline]] inline auto& readingEnd(Engine& e, Handle handle) {
     if constexpr (std::is_same_v<Handle, zepl::PipeHandle>)
         return checkMode(e, pipeEnd(e, handle), EndMode::reading);
     else
         return checkMode(e, triggerEnd(e, handle), EndMode::reading);
 }
 template <class Handle>
-auto& writingEnd(Engine& e, Handle handle) {
+[[gnu::always_inline]] inline auto& writingEnd(Engine& e, Handle handle) {
     if constexpr (std::is_same_v<Handle, zepl::PipeHandle>)
         return checkMode(e, pipeEnd(e, handle), EndMode::writing);
     else

@@ -143,7 +143,7 @@ void ModuleClose(ModuleHandle) {}
 
 std::uint32_t CommandInstall(InstallContext, const char* name, CommandRoutine entry, const CommandInfo* info) {
     CommandLibrary* library = loadState().library;
-    return library != nullptr && library->install(name, entry, *info) ? 1 : 0;
+    return library != nullptr && library->install(name, entry, info != nullptr ? *info : CommandInfo{}) ? 1 : 0;
 }
 
 void terminate_msg() {

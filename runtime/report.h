@@ -59,6 +59,7 @@ struct Report {
     Status status = Status::ok;
     std::string reason;  // why the run itself failed or was refused, where no task tells; may be empty
     std::string remedy;
+    std::string channel;  // the pipe or trigger that the reason is about; may be empty
     std::vector<TaskReport> tasks;
     std::vector<PipeReport> pipes;
     std::vector<TriggerReport> triggers;

@@ -56,9 +56,31 @@ std::uint64_t lastIndependentRound(const Outputs& outputs) {
 
 }  // namespace
 
-// Whether the hub has something to do at the end of this round; it runs in the task that ends it.
+// The first round at whose end a lack of movement could mean something.
+std::uint64_t Engine::nextQuietLook() const {
+    return std::min(lastChange, std::max({lastFedTake, lastGrowth, lastDelivery})) + quietRounds;
+}
+
+// Whether the hub has something to do at the end of this round; it runs in the task that ends it. Inputs that stand in
+// memory are given here, without the way to the hub and back.
 bool Engine::hubNeeded() {
-    return readyCount == 0 || hubWanted || round + 1 >= hubRound || !pausing.empty() || stops() || inputCanDeliver();
+    if (hubWanted || !settled || !pausing.empty() || stops()) return true;
+    if (round + 1 >= hubRound) {
+        hubRound = nextQuietLook();
+        if (round + 1 >= hubRound) return true;
+    }
+    if (inputCanDeliver()) {
+        if (!inputsStandInMemory) return true;
+        deliverOnce();
+    }
+    return readyCount == 0;
+}
+
+// Lets the inputs give, at most once in a round.
+void Engine::deliverOnce() {
+    if (deliveryRound == round) return;
+    deliveryRound = round;
+    if (deliverInputs()) lastDelivery = round;
 }
 
 // Every task has run once: who reads and who writes is known.
@@ -72,6 +94,7 @@ void Engine::settle() {
     if (setUpFailed) return finish(RunEnd::refused);
     const std::vector<bool> onInput = tasksOnInputs(*this);
     const auto refuse = [&](const std::string& name) {
+        reasonChannel = name;
         finish(RunEnd::refused, "the output of `" + name + "` hangs on no input, so nothing would end it",
                "give it a limit: to FILE limit N");
     };
@@ -83,23 +106,22 @@ void Engine::settle() {
 }
 
 void Engine::endRound() {
+    const bool outputsWait = hubWanted || !settled;
     hubWanted = false;
     if (!settled) settle();
     if (end != RunEnd::goesOn) return;
     try {
-        drainOutputs();
+        if (outputsWait) drainOutputs();
         const bool anyOutput = !pipeOutputs.empty() || !triggerOutputs.empty();
         if (anyOutput && allComplete(pipeOutputs) && allComplete(triggerOutputs)) return finish(RunEnd::complete);
         if (stops()) return finish(RunEnd::stopped);
-        if (deliverInputs()) {
-            lastDelivery = round;
-            tellProgress();
-        }
+        deliverOnce();
+        if (lastDelivery == round) tellProgress();
     } catch (const Problem& problem) {
         return finish(RunEnd::failed, problem.what(), problem.remedy());
     }
     advanceQuietRun();
-    hubRound = std::min({lastChange, std::max({lastFedTake, lastGrowth, lastDelivery})}) + quietRounds;
+    hubRound = nextQuietLook();
 }
 
 // Tells the caller how far the inputs are, some times a second.

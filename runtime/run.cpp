@@ -43,9 +43,11 @@ void prepareInputs(Engine& e) {
     std::optional<std::uint64_t> seed;
     if (feed.kind == FeedPolicy::Kind::random) seed = feed.seed;
     std::uint64_t number = 0;
+    e.inputsStandInMemory = e.triggerInputs.empty() && !e.options.progress;
     for (PipeInput& input : e.pipeInputs) {
         input.pieces = PieceSizes(piece, seed, number++, 2 * std::uint64_t{e.options.block});
         borrowMemory(input);
+        e.inputsStandInMemory = e.inputsStandInMemory && input.borrows;
     }
     for (TriggerInput& input : e.triggerInputs)
         input.pieces = PieceSizes(piece, seed, number++, 2 * std::uint64_t{e.options.block});

@@ -3,12 +3,12 @@
 
 #include <string>
 
-#include "runtime/flow.h"
+#include "runtime/host_ends.h"
 #include "runtime/stack_guard.h"
 
 namespace libzepl {
 
-thread_local Engine* engine [[gnu::tls_model("initial-exec")]] = nullptr;
+constinit thread_local Engine* engine [[gnu::tls_model("initial-exec")]] = nullptr;
 
 namespace {
 
@@ -37,6 +37,14 @@ void outOfMemory(Engine& e, std::string what) {
     e.endCurrent(TaskReport::State::fault,
                  "memory ran out at " + std::move(what) + ": the limit is " + limit + " bytes",
                  "ask for less, or raise the limit with --memory");
+}
+
+void endForHandle(Engine& e, std::uint32_t handle, const char* what) {
+    misuse(e, std::string(what) + " handle " + std::to_string(handle) + " was never given");
+}
+
+void endForMode(Engine& e, const std::string& channel, EndMode mode) {
+    misuse(e, (mode == EndMode::reading ? "reads `" : "writes `") + channel + "`, which it has not opened for that");
 }
 
 void misuse(Engine& e, std::string what) {
@@ -87,7 +95,10 @@ void Engine::yieldCurrent() {
 }
 
 void Engine::startTask(Task& task) {
-    const std::size_t bytes = baseStack + task.command->taskSpace;
+    // Stacks begin at different places of their pages: at the same place, the tops of many would share a few cache lines.
+    constexpr std::size_t places = 32, step = 128;
+    const std::size_t skipped = task.number % places * step;
+    const std::size_t bytes = baseStack + places * step + task.command->taskSpace;
     if (memory.take(bytes)) {
         task.stackBytes = bytes;
         task.stack = Stack(bytes);
@@ -96,7 +107,7 @@ void Engine::startTask(Task& task) {
         finish(RunEnd::failed, "no memory is left for the stack of " + task.command->name, "raise --memory");
         return;
     }
-    task.context = makeContext(task.stack, runTask);
+    task.context = makeContext(task.stack, skipped, runTask);
     pushReady(task);
 }
 

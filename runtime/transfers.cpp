@@ -13,13 +13,6 @@ bool hasRoom(Engine& e, Pipe& pipe) {
     return pipe.dropping || pipe.written < pipe.writableUntil || pipe.written >= pipe.storageUntil;
 }
 
-// Frames that the input which is furthest on has given.
-std::uint64_t furthestFrame(const Engine& e) {
-    std::uint64_t frames = 0;
-    for (const PipeInput& input : e.pipeInputs) frames = std::max(frames, input.delivered / input.channels);
-    return frames;
-}
-
 // How many elements the input may give so that its frames don't pass the next pause's end.
 std::uint64_t elementsUntilPause(const Engine& e, const PipeInput& input, std::uint64_t furthest) {
     if (e.pausing.empty()) return ~std::uint64_t{0};
@@ -51,6 +44,8 @@ void countGiven(Engine& e, PipeInput& input, std::uint64_t n) {
     Pipe& pipe = *input.pipe;
     pipe.written += n;
     input.delivered += n;
+    const std::uint64_t frames = input.channels == 1 ? input.delivered : input.delivered / input.channels;
+    e.furthestFrame = std::max(e.furthestFrame, frames);
     input.ended = input.length && input.delivered >= *input.length;
     if (pipe.dropping) {
         pipe.slowest = pipe.written;
@@ -118,7 +113,7 @@ bool Engine::deliverPiece(PipeInput& input, std::uint64_t most) {
 // Gives the rows that the frames have reached, or, when no pipe's input is left, a piece of the rows.
 bool Engine::deliverRows(TriggerInput& input, bool pipesEnded) {
     Trigger& trigger = *input.trigger;
-    const auto frames = static_cast<std::int64_t>(furthestFrame(*this));
+    const auto frames = static_cast<std::int64_t>(furthestFrame);
     std::uint64_t left = pipesEnded ? input.pieces.next() : ~std::uint64_t{0};
     bool given = false;
     for (; left > 0 && !input.ended(); --left) {
@@ -147,13 +142,13 @@ bool Engine::deliverRows(TriggerInput& input, bool pipesEnded) {
 // Each input whose pipe was left alone in this round gives its next piece. Time moves with the one that is furthest on.
 bool Engine::deliverInputs() {
     bool given = false;
-    const std::uint64_t before = furthestFrame(*this);
+    const std::uint64_t before = furthestFrame;
     for (PipeInput& input : pipeInputs) {
         if (input.ended || input.pipe->takenRound == round || !hasRoom(*this, *input.pipe)) continue;
         const std::uint64_t most = std::min(input.pieces.next(), elementsUntilPause(*this, input, before));
         if (most > 0 && deliverPiece(input, most)) given = true;
     }
-    clock.addFrames(furthestFrame(*this) - before);
+    clock.addFrames(furthestFrame - before);
     const bool pipesEnded =
         std::all_of(pipeInputs.begin(), pipeInputs.end(), [](const PipeInput& input) { return input.ended; });
     for (TriggerInput& input : triggerInputs) {
@@ -175,7 +170,7 @@ void Engine::deliverWhole() {
             deliverPiece(input, std::max<std::uint64_t>(more, 1));
         }
     }
-    clock.addFrames(furthestFrame(*this));
+    clock.addFrames(furthestFrame);
     for (TriggerInput& input : triggerInputs) {
         if (!tryCapacity(*this, *input.trigger, input.rows.size()))
             throw Problem("no memory is left for the whole input of `" + input.trigger->name + "`",

@@ -1,6 +1,8 @@
 // ABS gives the absolute value of each sample. The most negative integer has no positive counterpart and saturates.
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "frame/checks.h"
 #include "frame/commands.h"
@@ -15,10 +17,11 @@ const char* const absSignature = "( in    pipe     (int16|int32|float|double)  s
 
 namespace {
 
+// The most negative value counts as its neighbour, whose counterpart is the type's greatest.
 template <class Integer>
 Integer absolute(Integer x) {
-    const Wide<Integer> wide = widened(x);
-    return saturate<Integer>(wide < 0 ? -wide : wide);
+    const auto bounded = std::max<Integer>(x, -std::numeric_limits<Integer>::max());
+    return static_cast<Integer>(bounded < 0 ? -bounded : bounded);
 }
 
 float absolute(float x) { return absoluteThroughDouble(x); }

@@ -45,8 +45,13 @@ const BadModule modulesRefused[] = {
      " is no module: it has no ModuleInstall\nname a file with the ending .zlm that exports ModuleInstall"},
     {"host_refused", "the module ",
      " refuses this host, build 1.00, interface 1.04\nuse a module that was made for it"},
-    {"version_untold", "the module ", " does not tell its version"},
-    {"start_up_ended", "the module ", " ended its start-up: no power on this host"},
+    {"version_untold", "the module ", " does not tell its version\nuse another build of the module"},
+    {"start_up_ended", "the module ",
+     " ended its start-up: no power on this host\nuse a module and a host that go together"},
+    {"install_failed", "the module ",
+     " could not install its commands, and tells no reason\nuse another build of the module"},
+    {"null_info", "the module ",
+     " could not install its commands: a command's record is incomplete\nuse another build of the module"},
     {"commands_refused", "the module ",
      " could not install its commands: WELL is installed already; a command's record is incomplete; a command's record "
      "is "

@@ -6,6 +6,6 @@ VERSION(1)
 INSTALL(1)
 
 [[gnu::constructor]] static void startUp() {
-    zepl::printf("no %s on this %s", "power", "host");
+    zepl::printf("no %s on this %s\r\n", "power", "host");
     zepl::terminate_msg();
 }

@@ -1,0 +1,36 @@
+// The files that a procedure and its caller name.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "runtime/binder.h"
+#include "runtime/procedure.h"
+
+namespace libzepl {
+
+// The file that a channel reads or writes.
+struct ChannelFile {
+    FileClause clause;  // without a place where the caller named the file
+    std::filesystem::path path;
+    std::string option;  // "--in ecg" where the caller named the file, else empty
+};
+
+// Where the procedure's own statements look for `name`: in the procedure's folder.
+std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name);
+
+// The file of the channel `name`: the one of `given`, which is relative to the working folder, else the declared one.
+std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
+                                     const std::optional<FileClause>& declared);
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
+                                      const std::optional<FileClause>& declared);
+
+// One name for each file, however it is written, also where it is not there yet.
+std::string identityOf(const std::filesystem::path& path);
+
+// Whether the procedure is that file, reads it or writes it.
+bool usesFile(const Procedure& procedure, const BindOptions& options, const std::filesystem::path& path);
+
+}  // namespace libzepl

@@ -1,0 +1,44 @@
+// Every procedure in the documents is one that runs.
+
+#include <sstream>
+
+#include "tool_support.h"
+
+namespace libzepl {
+namespace {
+
+using Documents = ToolTest;
+
+// The blocks between ```zp and ```.
+std::vector<std::string> proceduresIn(const std::string& document) {
+    std::vector<std::string> procedures;
+    std::istringstream text(readTextFile(TEST_SOURCE_DIR "/" + document));
+    bool inside = false;
+    for (std::string line; std::getline(text, line);) {
+        if (line == "```zp") procedures.emplace_back();
+        if (line.starts_with("```"))
+            inside = line == "```zp";
+        else if (inside)
+            procedures.back() += line + "\n";
+    }
+    return procedures;
+}
+
+TEST_F(Documents, AProcedureInADocumentDoesNotBind) {
+    put("accel.csv", "time,x,y\n0,0.5,1\n0.001,0.25,2\n");
+    put("marks.csv", "event,position\nassert,1024\nstatus,4095\n");
+    put("taps.csv", "0.25\n0.5\n0.25\n");
+    for (const auto& [document, least] : {std::pair("README.md", 1U), {"docs/guide.md", 7U}}) {
+        const std::vector<std::string> procedures = proceduresIn(document);
+        EXPECT_GE(procedures.size(), least) << document;
+        for (const std::string& procedure : procedures) {
+            put("p.zp", procedure);
+            const Called called = call("check p.zp");
+            EXPECT_EQ(called.status, 0) << document << "\n" << procedure;
+            EXPECT_EQ(called.err, "p.zp: ready to run\n") << procedure;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace libzepl

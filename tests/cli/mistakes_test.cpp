@@ -1,0 +1,191 @@
+// What the tool says of each mistake: the exact text, the exit status, and that nothing is left of the outputs.
+
+#include "tool_support.h"
+
+namespace libzepl {
+namespace {
+
+struct Mistake {
+    std::string procedure;
+    std::string options;
+    int status;
+    std::string said;
+};
+
+const std::string from = "pipe a : int16 from \"in.csv\"\n";
+const std::string both = from + "pipe b : int16 to \"b.csv\"\n";
+const std::string good = both + "ABS (a, b)\n";
+
+class Mistakes : public ToolTest {
+ protected:
+    void expect(const std::vector<Mistake>& mistakes) const {
+        for (const Mistake& each : mistakes) {
+            put("p.zp", each.procedure);
+            const std::set<std::string> before = files();
+            const Called called = call("run p.zp " + each.options);
+            const std::string shown = each.procedure + "(" + each.options + ")";
+            EXPECT_EQ(called.err, each.said) << shown;
+            EXPECT_EQ(called.status, each.status) << shown;
+            EXPECT_EQ(called.out, "") << shown;
+            EXPECT_EQ(files(), before) << shown;
+        }
+    }
+};
+
+TEST_F(Mistakes, ARecordingThatCannotBeReadIsToldOtherwise) {
+    put("bad.wav", "garbage");
+    save<float>("float.wav", {0.5F, 1});
+    put("words.csv", "x\n1\ntwo\n");
+    save<std::int16_t>("cut.npy", {1, 2, 3, 4});
+    std::filesystem::resize_file(at("cut.npy"), 132);
+    const auto at21 = [](const std::string& file, const std::string& reason, const std::string& remedy) {
+        const std::string line = "pipe a : int16 from \"" + file + "\"";
+        return Mistake{line + "\n", "", 2,
+                       "p.zp:1:21: error: " + file + ": " + reason + "\n  " + line + "\n                      ^" +
+                           std::string(file.size() + 1, '~') + "\n  " + remedy + "\n"};
+    };
+    expect({
+        at21("none.wav", "there is no such file", "check the name and the folder it is relative to"),
+        at21("data", "the name has no ending that tells the format",
+             "the endings are .npy, .csv, .bin, .wav, .flac, .aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, "
+             ".opus, .mp3, .aifc, .avr, .htk, .iff, .svx, .mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, "
+             ".sph"),
+        at21("bad.wav", "it cannot be read as a recording: Format not recognised.",
+             "check that the file is whole and what its ending says"),
+        at21("float.wav", "its float samples do not fit the type `int16` without loss",
+             "declare `float` or `double`, or ask for `convert rounded`, `convert truncated` or `convert scaled`"),
+        at21("cut.npy", "its header tells of 4 samples, and it holds 2", "check that the file is whole"),
+        {"pipe a : int16 from \"words.csv\"\npipe b : int16 to \"b.csv\"\nABS (a, b)\n", "", 1,
+         "p.zp: error: words.csv:3: `two` in column 1 is no number\n"
+         "  correct the cell, or choose another column with `column K`\n"},
+    });
+}
+
+TEST_F(Mistakes, AProcedureThatCannotBeBoundIsToldOtherwise) {
+    const std::string list = "    1 src: a pipe of int16, int32, float or double; given `a`, a pipe of int16\n";
+    expect({
+        {both + "AB (a, b)\n", "", 2,
+         "p.zp:3:1: error: unknown command `AB`\n  AB (a, b)\n  ^~\n  did you mean `ABS`?\n"},
+        {both + "XYZZY (a, b)\n", "", 2,
+         "p.zp:3:1: error: unknown command `XYZZY`\n  XYZZY (a, b)\n  ^~~~~\n  zepl commands lists the commands\n"},
+        {both + "ABS (a, result)\nABS (in_side, b)\n", "", 2,
+         "p.zp:3:9: error: unknown name `result`\n  ABS (a, result)\n          ^~~~~~\n"
+         "  declare it as a pipe, trigger, variable or vector\n"
+         "p.zp:4:6: error: unknown name `in_side`\n  ABS (in_side, b)\n       ^~~~~~~\n  did you mean `inside`?\n"},
+        {both + "ABS (a, b)\nABS (a, b)\n", "", 2,
+         "p.zp:4:9: error: ABS: `b` has a writer already: ABS (line 3)\n  ABS (a, b)\n          ^\n"
+         "  give each command's output a name of its own\n"},
+        {both + "ABS (a, b\nABS (a, b)\n", "", 2,
+         "p.zp:3:5: error: `(` is not closed\n  ABS (a, b\n      ^\n  close it with `)`\n"},
+        {both + "ABS (a, 0xg)\n", "", 2, "p.zp:3:9: error: `0xg` is not a number\n  ABS (a, 0xg)\n          ^~~\n"},
+        {"variable v : int16 = 32768\n", "", 2,
+         "p.zp:1:22: error: `32768` is out of range: int16 holds -32768 to 32767\n"
+         "  variable v : int16 = 32768\n                       ^~~~~\n  int32 holds it\n"},
+        {both + "ABS (a)\n", "", 2,
+         "p.zp:3:1: error: ABS: takes 2 parameters, and 1 is given\n  ABS (a)\n  ^~~\n" + list +
+             "    2 dest: a pipe of the same type as `src` (int16); missing\n"},
+        {both + "ABS (a, b, a)\n", "", 2,
+         "p.zp:3:12: error: ABS: takes 2 parameters, and 3 are given\n  ABS (a, b, a)\n             ^\n" + list +
+             "    2 dest: a pipe of the same type as `src` (int16); given `b`, a pipe of int16\n"
+             "    3 too many parameters; but given `a`, a pipe of int16\n"},
+        {from + "pipe c : int32 to \"c.csv\"\nABS (a, c)\n", "", 2,
+         "p.zp:3:9: error: ABS: parameter 2, `c`: its element type differs from that of the parameter it goes with\n"
+         "  ABS (a, c)\n          ^\n" +
+             list + "    2 dest: a pipe of the same type as `src` (int16); but given `c`, a pipe of int32\n"},
+        {from + "ABS (a, 5)\n", "", 2,
+         "p.zp:2:9: error: ABS: parameter 2, `5`, is a number of int16, and a pipe of int16, int32, float or double is "
+         "wanted there\n  ABS (a, 5)\n          ^\n" +
+             list + "    2 dest: a pipe of the same type as `src` (int16); but given 5, a whole number\n"},
+        {"pipe a : int16\npipe b : int16 to \"b.csv\"\nABS (a, b)\n", "", 2,
+         "p.zp:2:6: error: the output of `b` hangs on no input, so nothing would end it\n"
+         "  pipe b : int16 to \"b.csv\"\n       ^\n  give it a limit: to FILE limit N\n"},
+    });
+}
+
+TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsNotRefused) {
+    const auto output = [](const std::string& file, const std::string& reason, const std::string& remedy) {
+        const std::string line = "pipe b : int16 to \"" + file + "\"";
+        return Mistake{from + line + "\nABS (a, b)\n", "", 2,
+                       "p.zp:2:19: error: " + reason + "\n  " + line + "\n                    ^" +
+                           std::string(file.size() + 1, '~') + "\n  " + remedy + "\n"};
+    };
+    expect({
+        output("data/../in.csv", "`data/../in.csv` is also an input", "write to another file"),
+        output("none/b.csv", "none/b.csv: its folder does not exist", "create the folder first"),
+        {"pipe a : int16 from \"in.csv\" to \"b.csv\"\npipe b : int16 to \"./b.csv\"\nABS (a, b)\n", "", 2,
+         "p.zp:2:19: error: `./b.csv` is written by another channel\n  pipe b : int16 to \"./b.csv\"\n"
+         "                    ^~~~~~~~~\n  give each output a file of its own\n"},
+        {"vector v : int16 from \"in.csv\"\npipe a : int16 from \"data/ecg208.wav\" to \"in.csv\"\n", "", 2,
+         "p.zp:2:42: error: `in.csv` is also an input\n  pipe a : int16 from \"data/ecg208.wav\" to \"in.csv\"\n"
+         "                                           ^~~~~~~~\n  write to another file\n"},
+        {good, "--out b=in.csv", 2, "p.zp: error: --out b: `in.csv` is also an input\n  write to another file\n"},
+        {good, "--report p.zp", 2,
+         "zepl: error: --report p.zp: the procedure is that file, or reads or writes it\n  name a file of its own\n"},
+        {good, "--report ./b.csv", 2,
+         "zepl: error: --report ./b.csv: the procedure is that file, or reads or writes it\n  name a file of its "
+         "own\n"},
+        {good, "--report none/r.json", 2,
+         "zepl: error: the report `none/r.json` cannot be written\n"
+         "  name a file in a folder that exists and that you can write to\n"},
+    });
+    EXPECT_EQ(bytesOf("in.csv"), "x\n-1\n2\n-3\n");
+    EXPECT_EQ(bytesOf("p.zp"), good);
+}
+
+TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
+    const std::string set = "variable v : int16 = 5\n" + good;
+    const std::string feeding = " is none of the ways of feeding\n  give --feed N (samples), whole, or random:SEED\n";
+    const std::string wrongSize = " is no size\n  give a number of bytes, or one with K, M or G, such as 512M\n";
+    expect({
+        {good, "--in a", 2, "zepl: error: --in a names nothing\n  write --in NAME=FILE\n"},
+        {good, "--in a=none.csv", 2,
+         "p.zp: error: --in a: none.csv: there is no such file\n  check the name and the folder it is relative to\n"},
+        {good, "--in c=in.csv", 2,
+         "p.zp: error: --in c=in.csv: the procedure declares no pipe or trigger `c`\n  it declares `a`, `b`\n"},
+        {set, "--set v=x", 2, "p.zp: error: --set v: `x` is not a number\n  give a number that int16 holds\n"},
+        {set, "--set v=-32769", 2,
+         "p.zp: error: --set v: `-32769` is out of range: int16 holds -32768 to 32767\n"
+         "  give a number that int16 holds\n"},
+        {good, "--set v=1", 2, "p.zp: error: --set v=1: the procedure declares no variable `v`\n  it declares none\n"},
+        {set, "--set v=1 --set v=2", 2, "zepl: error: --set v=2: `v` is given twice\n  give it once\n"},
+        {good, "--feed 0", 2, "zepl: error: --feed 0" + feeding},
+        {good, "--feed random:", 2, "zepl: error: --feed random:" + feeding},
+        {good, "--memory 0", 2, "zepl: error: --memory 0" + wrongSize},
+        {good, "--memory 8589934592G", 2, "zepl: error: --memory 8589934592G" + wrongSize},
+        {good, "--memory 1K", 1, "p.zp: error: no memory is left for the stack of ABS\n  raise --memory\n"},
+        {good, "--info 4=4294967296", 2,
+         "zepl: error: --info 4=4294967296 is no pair of 32-bit numbers\n"
+         "  write --info SELECTOR=VALUE, such as --info 30=0\n"},
+        {good, "--block 0", 2, "--block: Value 0 not in range 1 to 16777216\nRun with --help for more information.\n"},
+        {good, "--start-time x", 2,
+         "--start-time: Value x not in range 0 to 4294967295\nRun with --help for more information.\n"},
+        {good, "--module none.zlm", 2,
+         "zepl: error: there is no module file `none.zlm`\n  build it, or name another with --module\n"},
+        {good, "--module '" TEST_BAD_MODULE_DIR "/host_refused.zlm'", 2,
+         "zepl: error: the module `" TEST_BAD_MODULE_DIR "/host_refused.zlm` refuses this host, build 1.00, interface "
+         "1.04\n  use a module that was made for it\n"},
+    });
+}
+
+TEST_F(Mistakes, ACallThatIsWrongIsToldOtherwise) {
+    put("p.zp", good);
+    const std::pair<const char*, const char*> calls[] = {
+        {"run none.zp",
+         "zepl: error: none.zp: there is no such file\n  check the name and the folder it is relative to\n"},
+        {"run data", "zepl: error: data: is a folder, not a file\n  name a file in it\n"},
+        {"run", "procedure is required\nRun with --help for more information.\n"},
+        {"rum p.zp", "zepl: error: zepl has no `rum`\n  did you mean `run`?\n"},
+        {"frobnicate", "zepl: error: zepl has no `frobnicate`\n  zepl --help tells what it has\n"},
+        {"help ABBS", "zepl: error: unknown command `ABBS`\n  did you mean `ABS`?\n"},
+        {"help qwerty", "zepl: error: unknown command `qwerty`\n  zepl commands lists the commands\n"},
+    };
+    for (const auto& [arguments, said] : calls) {
+        const Called called = call(arguments);
+        EXPECT_EQ(called.status, 2) << arguments;
+        EXPECT_EQ(called.err, said);
+        EXPECT_EQ(called.out, "");
+    }
+}
+
+}  // namespace
+}  // namespace libzepl

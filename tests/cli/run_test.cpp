@@ -1,0 +1,236 @@
+// zepl run and zepl check on procedures that are well.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+
+#include "tool_support.h"
+
+namespace libzepl {
+namespace {
+
+using ToolRun = ToolTest;
+
+const char* const rectify =
+    "pipe ecg : int16 from \"data/ecg208.wav\"\n"
+    "pipe rectified : int16 to \"rectified.wav\"\n"
+    "ABS (ecg, rectified)\n";
+
+const char* const rectifyTable =
+    "pipe a : int16 from \"in.csv\"\n"
+    "pipe b : int16 to \"out.csv\"\n"
+    "ABS (a, b)\n";
+
+const std::string probe = " --module '" TEST_PROBE_FILE "'";
+
+TEST_F(ToolRun, TheExampleGivesOtherSamplesThanRectification) {
+    std::filesystem::copy_file(TEST_SOURCE_DIR "/examples/rectify.zp", at("rectify.zp"));
+    const Called called = call("run rectify.zp");
+    EXPECT_EQ(called.status, 0);
+    EXPECT_EQ(called.out, "");
+    EXPECT_EQ(called.err, "wrote rectified.wav: 108000 samples of `rectified`\n");
+    std::vector<std::int16_t> expected = elementsOf<std::int16_t>("data/ecg208.wav");
+    for (std::int16_t& sample : expected)
+        sample = sample == -32768 ? std::int16_t{32767} : static_cast<std::int16_t>(sample < 0 ? -sample : sample);
+    EXPECT_EQ(elementsOf<std::int16_t>("rectified.wav"), expected);
+    EXPECT_EQ(openSource(reading("rectified.wav"))->rate(), 360);
+}
+
+TEST_F(ToolRun, OutputHangsOnHowInputArrivesOrOnSessionOptions) {
+    put("p.zp", rectify);
+    ASSERT_EQ(call("run p.zp").status, 0);
+    const std::string expected = bytesOf("rectified.wav");
+    std::vector<std::string> options{"--feed 1",  "--feed 7",    "--feed 1000",  "--feed whole",
+                                     "--block 1", "--block 999", "--memory 64M", "--start-time 4294967295"};
+    for (int seed = 1; seed <= 20; ++seed) options.push_back("--feed random:" + std::to_string(seed));
+    for (const std::string& option : options) {
+        remove("rectified.wav");
+        EXPECT_EQ(call("run p.zp --quiet " + option).status, 0) << option;
+        EXPECT_EQ(bytesOf("rectified.wav"), expected) << option;
+    }
+}
+
+TEST_F(ToolRun, AnOptionDoesNotReachTheTask) {
+    const struct {
+        const char* options;
+        const char* step;
+        const char* printed;
+    } cases[] = {
+        {"", "?info:17", "1024\n"},
+        {"--block 77", "?info:17", "77\n"},
+        {"", "?info:30", "1\n"},
+        {"--info 30=0 --info 4=0xFFFF", "?info:4", "65535\n"},
+        {"--start-time 5", "?time", "5\n"},
+        {"", "?value:2", "12\n"},
+        {"--set v=-3", "?value:2", "-3\n"},
+        {"--set v=0x10", "?value:2", "16\n"},
+        {"--quiet --set v=1", "?value:2", ""},
+    };
+    for (const auto& each : cases) {
+        put("p.zp", "variable v : int32 = 12\nSCRIPT (\"" + std::string(each.step) + "\", v)\n");
+        const Called called = call("run p.zp " + std::string(each.options) + probe);
+        EXPECT_EQ(called.status, 0) << each.options;
+        EXPECT_EQ(called.err, each.printed) << each.options << " " << each.step;
+    }
+}
+
+TEST_F(ToolRun, FilesAreLookedForInAnotherFolder) {
+    std::filesystem::create_directory(at("sub"));
+    put("sub/p.zp", rectifyTable);
+    put("sub/in.csv", "4\n-5\n");
+    EXPECT_EQ(call("run sub/p.zp").err, "wrote sub/out.csv: 2 samples of `b`\n");
+    EXPECT_EQ(bytesOf("sub/out.csv"), "b\n4\n5\n");
+    // What the caller names is where the caller is.
+    EXPECT_EQ(call("run sub/p.zp --in a=in.csv --out b=here.csv").err, "wrote here.csv: 3 samples of `b`\n");
+    EXPECT_EQ(bytesOf("here.csv"), "b\n1\n2\n3\n");
+}
+
+TEST_F(ToolRun, StandardStreamsAreNotRawSamples) {
+    put("p.zp", rectifyTable);
+    put("raw.bin", std::string_view("\xFF\xFF\x02\x00\x00\x80", 6));
+    const Called called = call("run p.zp --in a=- --out b=-", "raw.bin");
+    EXPECT_EQ(called.status, 0);
+    EXPECT_EQ(called.out, std::string("\x01\x00\x02\x00\xFF\x7F", 6));
+    EXPECT_EQ(called.err, "");
+    EXPECT_FALSE(files().contains("-"));
+}
+
+TEST_F(ToolRun, ACheckLeavesAFile) {
+    put("p.zp", rectifyTable);
+    const std::set<std::string> before = files();
+    const Called called = call("check p.zp");
+    EXPECT_EQ(called.status, 0);
+    EXPECT_EQ(called.out, "");
+    EXPECT_EQ(called.err, "p.zp: ready to run\n");
+    EXPECT_EQ(files(), before);
+    put("out.csv", "kept");
+    EXPECT_EQ(call("check p.zp --quiet").err, "");
+    EXPECT_EQ(bytesOf("out.csv"), "kept");
+}
+
+TEST_F(ToolRun, ProceduresWithoutCommandsFail) {
+    put("empty.zp", "");
+    put("copy.zp", "pipe a : int16 from \"in.csv\" to \"out.csv\"\n");
+    EXPECT_EQ(call("run empty.zp").status, 0);
+    EXPECT_EQ(call("run copy.zp").status, 0);
+    EXPECT_EQ(bytesOf("out.csv"), "a\n-1\n2\n-3\n");
+}
+
+TEST_F(ToolRun, AWarningStopsTheRunOrIsToldTwice) {
+    put("p.zp", "pipe a : int16\npipe b : int16\nABS (a, b)\n");
+    const std::string warning =
+        "p.zp:1:6: warning: nobody writes `a`\n"
+        "  pipe a : int16\n"
+        "       ^\n"
+        "  whoever reads it waits for ever; give it a `from` file or a command that writes it\n";
+    for (const auto& [options, said] : {std::pair("", warning.c_str()), {"--quiet", ""}}) {
+        const Called called = call("run p.zp " + std::string(options));
+        EXPECT_EQ(called.status, 0);
+        EXPECT_EQ(called.err, said);
+    }
+}
+
+// A child that reads and writes through pipes, with its messages in the file `said`.
+struct Live {
+    Live(const std::string& folder, const char* procedure) {
+        EXPECT_EQ(::pipe2(in, O_CLOEXEC) + ::pipe2(out, O_CLOEXEC), 0);
+        child = ::fork();
+        if (child != 0) {
+            ::close(in[0]);
+            ::close(out[1]);
+            return;
+        }
+        const int said = ::open((folder + "/said").c_str(), O_WRONLY | O_CREAT, 0666);
+        if (::chdir(folder.c_str()) == 0 && ::dup2(in[0], 0) == 0 && ::dup2(out[1], 1) == 1 && ::dup2(said, 2) == 2)
+            ::execl(TEST_TOOL_FILE, "zepl", "run", procedure, nullptr);
+        ::_exit(127);
+    }
+    pid_t child;
+    int in[2], out[2];
+};
+
+TEST_F(ToolRun, AnInterruptedRunIsNotFinishedInOrder) {
+    put("p.zp", "pipe a : int16 from \"-\"\npipe b : int16 to \"-\"\nABS (a, b)\n");
+    const Live live(folder_.string(), "p.zp");
+    // So much that the tool writes before its input ends, which tells that it runs.
+    const std::vector<std::int16_t> samples(50000, -3);
+    ASSERT_EQ(::write(live.in[1], samples.data(), 100000), 100000);
+    std::string written(65536, '\0');
+    const ssize_t first = ::read(live.out[0], written.data(), written.size());
+    ASSERT_GT(first, 0);
+    ASSERT_EQ(::kill(live.child, SIGINT), 0);  // while the input stays open and silent
+    written.resize(static_cast<std::size_t>(first));
+    char piece[4096];
+    for (ssize_t got = 0; (got = ::read(live.out[0], piece, sizeof piece)) > 0;)
+        written.append(piece, static_cast<std::size_t>(got));
+    ::close(live.out[0]);
+    ::close(live.in[1]);
+    int status = 0;
+    ASSERT_EQ(::waitpid(live.child, &status, 0), live.child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(bytesOf("said"), "note: the run was stopped on request\n");
+    std::string expected;
+    while (expected.size() < written.size()) expected.append("\3\0", 2);
+    EXPECT_EQ(written, expected);
+}
+
+class Reports : public ToolTest {
+ protected:
+    nlohmann::json reportOf(const std::string& procedure, const std::string& options, int status) const {
+        put("p.zp", procedure);
+        remove("r.json");
+        EXPECT_EQ(call("run p.zp --report r.json --quiet " + options).status, status) << procedure;
+        return nlohmann::json::parse(bytesOf("r.json"));
+    }
+};
+
+TEST_F(Reports, ARunThatIsWellIsReportedOtherwise) {
+    nlohmann::json report = reportOf(std::string(rectifyTable) + "trigger t\nvariable v : double = nan\n", "", 0);
+    EXPECT_GE(report["seconds"].get<double>(), 0);
+    report.erase("seconds");
+    EXPECT_EQ(report, nlohmann::json::parse(R"({"procedure": "p.zp", "status": "ok",
+        "module": {"name": "zcmds3", "build": 152, "interface": 104},
+        "tasks": [{"line": 3, "command": "ABS", "state": "waiting"}],
+        "pipes": [{"name": "a", "type": "int16", "written": 3, "unread": 0},
+                  {"name": "b", "type": "int16", "written": 3, "unread": 0}],
+        "triggers": [{"name": "t", "asserted": 0, "status": 4294967295}],
+        "variables": [{"name": "v", "type": "double", "value": "nan"}],
+        "digital": [], "console": [], "notes": []})"));
+}
+
+TEST_F(Reports, ATaskThatFailsIsNotNamedInTheReport) {
+    const struct {
+        const char* procedure;
+        const char* options;
+        int status;
+        const char* task;
+    } cases[] = {
+        {"SCRIPT (\"exit:7\")", probe.c_str(), 1,
+         R"({"line": 1, "command": "SCRIPT", "state": "exited", "exit": 7, "text": "ended itself with code 7"})"},
+        {"DIVIDE (1)", probe.c_str(), 1,
+         R"({"line": 1, "command": "DIVIDE", "state": "fault", "code": 3221225620, "text": "integer division by zero"})"},
+        {"pipe a : int16 from \"in.csv\"\npipe b : int32\nABS (a, b)", "", 2,
+         R"({"line": 3, "command": "ABS", "state": "error", "code": 3, "index": 2,
+             "text": "parameter 2, `b`: its element type differs from that of the parameter it goes with"})"},
+        {"pipe a : int16 from \"in.csv\"\nABS (a, c)", "", 2,
+         R"({"line": 2, "command": "ABS", "state": "refused", "text": "unknown name `c`"})"},
+    };
+    for (const auto& each : cases) {
+        const nlohmann::json report = reportOf(each.procedure, each.options, each.status);
+        EXPECT_EQ(report["status"], "failed") << each.procedure;
+        EXPECT_EQ(report["tasks"][0], nlohmann::json::parse(each.task)) << each.procedure;
+    }
+}
+
+TEST_F(Reports, AFailureOfTheRunIsNotInTheReport) {
+    EXPECT_EQ(reportOf("pipe a : int16 from \"data/none.wav\"", "", 2)["notes"][0],
+              "line 1: data/none.wav: there is no such file");
+    put("words.csv", "1\ntwo\n");
+    EXPECT_EQ(reportOf("pipe a : int16 from \"words.csv\" to \"b.csv\"", "", 1)["reason"],
+              "words.csv:2: `two` in column 1 is no number");
+}
+
+}  // namespace
+}  // namespace libzepl
