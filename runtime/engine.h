@@ -40,8 +40,8 @@ struct Engine {
     std::deque<Variable> variables;
     std::deque<Vector> vectors;
     std::deque<Task> tasks;
-    std::deque<PipeInput> pipeInputs;
-    std::deque<TriggerInput> triggerInputs;
+    std::vector<PipeInput> pipeInputs;
+    std::vector<TriggerInput> triggerInputs;
     std::deque<PipeOutput> pipeOutputs;
     std::deque<TriggerOutput> triggerOutputs;
     std::vector<PipeEnd*> pipeHandles;  // handle 1 first
@@ -90,7 +90,9 @@ struct Engine {
 
     // Scheduling (scheduler.cpp).
     void pushReady(Task& task);
-    Context& nextContext();
+    Task& takeReady();
+    void switchToReady();
+    void switchAtRoundEnd();
     void switchAway();  // the current task is queued or waits
     void yieldCurrent();
     void startTask(Task& task);

@@ -62,16 +62,8 @@ void Engine::pushReady(Task& task) {
     ++readyCount;
 }
 
-// Takes the next task from the queue and makes it the current one, or makes the hub current when it is to run.
-Context& Engine::nextContext() {
-    if (roundLeft == 0) {
-        if (hubNeeded()) {
-            current = nullptr;
-            return hub;
-        }
-        ++round;
-        roundLeft = readyCount;
-    }
+// Takes the next task of the round from the queue and makes it the current one.
+inline Task& Engine::takeReady() {
     Task& task = *readyHead;
     readyHead = task.nextReady;
     if (readyHead == nullptr) readyTail = nullptr;
@@ -80,13 +72,32 @@ Context& Engine::nextContext() {
     ++turn;
     ++task.resumptions;
     current = &task;
-    return task.context;
+    return task;
+}
+
+inline void Engine::switchToReady() {
+    Task& left = *current;
+    Task& next = takeReady();
+    if (&next != &left) [[likely]]
+        switchContext(left.context, next.context);
+}
+
+// Out of line, so that a switch within a round stays short.
+[[gnu::noinline]] void Engine::switchAtRoundEnd() {
+    if (hubNeeded()) {
+        Context& left = current->context;
+        current = nullptr;
+        return switchContext(left, hub);
+    }
+    ++round;
+    roundLeft = readyCount;
+    switchToReady();
 }
 
 void Engine::switchAway() {
-    Context& here = current->context;
-    Context& next = nextContext();
-    if (&next != &here) switchContext(here, next);
+    if (roundLeft == 0) [[unlikely]]
+        return switchAtRoundEnd();
+    switchToReady();
 }
 
 void Engine::yieldCurrent() {
@@ -151,7 +162,7 @@ void Engine::runRounds() {
             roundLeft = readyCount;
             if (readyCount == 0) continue;
         }
-        switchContext(hub, nextContext());
+        switchContext(hub, takeReady().context);
     }
 }
 
