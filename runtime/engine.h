@@ -73,7 +73,7 @@ struct Engine {
     std::uint64_t deliveryRound = 0;   // the last round in which inputs were asked to give
     std::uint64_t furthestFrame = 0;   // frames that the input which is furthest on has given
     bool inputsStandInMemory = false;  // no input needs the hub's stack to give
-    std::uint64_t deliveries = 0;  // rounds in which inputs gave something
+    std::uint64_t deliveries = 0;      // rounds in which inputs gave something
     Context hub;
     std::vector<Task*> dead;  // ended, not released yet
     std::jmp_buf rescue;
