@@ -65,7 +65,7 @@ class CommandLibrary {
     std::string loading_;  // the name of the module that is being loaded
 };
 
-// The module's own tests and the start-up layer see the console of a load here: what was printed outside a session.
+// What was printed outside a session, as by a module's start-up. Taking it empties it.
 std::string takeLoadConsole();
 
 }  // namespace libzepl

@@ -215,9 +215,9 @@ bool moveToRing(Engine& e, Pipe& pipe, std::uint64_t elements) {
     return true;
 }
 
-// Doubles the storage of a pipe that keeps everything.
-bool extendRetained(Engine& e, Pipe& pipe) {
-    const std::uint64_t elements = std::max({pipe.storageUntil * 2, pipe.capacity, std::uint64_t{4096}});
+// Doubles the storage of a pipe that keeps everything, or makes it `expected` elements where that is more.
+bool extendRetained(Engine& e, Pipe& pipe, std::uint64_t expected) {
+    const std::uint64_t elements = std::max({pipe.storageUntil * 2, expected, pipe.capacity, std::uint64_t{4096}});
     const std::uint64_t bytes = elements << pipe.widthShift;
     if (!e.memory.take(bytes - pipe.ownBytes)) return false;
     auto* grown = static_cast<std::byte*>(std::realloc(pipe.own.get(), bytes));
@@ -285,8 +285,8 @@ void raiseCapacity(Engine& e, Pipe& pipe, std::uint64_t n) {
     if (!tryCapacity(e, pipe, n)) outOfMemory(e, "the pipe `" + pipe.name + "` of " + std::to_string(n) + " elements");
 }
 
-bool makeStorage(Engine& e, Pipe& pipe) {
-    if (pipe.retains) return extendRetained(e, pipe);
+bool makeStorage(Engine& e, Pipe& pipe, std::uint64_t expected) {
+    if (pipe.retains) return extendRetained(e, pipe, expected);
     return moveToRing(e, pipe, powerOfTwoFrom(pipe.capacity));
 }
 

@@ -44,8 +44,9 @@ void raiseCapacity(Engine& e, Pipe& pipe, std::uint64_t n);
 // The same for the hub: false, with nothing changed, when there is no memory for it.
 bool tryCapacity(Engine& e, Pipe& pipe, std::uint64_t n);
 bool tryCapacity(Engine& e, Trigger& trigger, std::uint64_t n);
-// Makes room in the storage of a pipe that an input or an end writes, where the capacity allows.
-bool makeStorage(Engine& e, Pipe& pipe);
+// Makes room in the storage of a pipe whose storage is full or not there yet: for its capacity, or, where it keeps all that
+// is written, for at least `expected` elements in all. False when there is no memory for it.
+bool makeStorage(Engine& e, Pipe& pipe, std::uint64_t expected = 0);
 
 // What comes behind a put or a take, where somebody waits for it.
 void notifyReaders(Engine& e, Pipe& pipe);

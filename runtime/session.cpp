@@ -273,8 +273,8 @@ void Session::collect(PipeId id, std::optional<std::uint64_t> limit, std::uint64
     PipeOutput& output = engine_->pipeOutputs.emplace_back();
     output.end.channel = &pipe;
     pipe.retains = true;
-    pipe.storageUntil = expected / 2;
-    if (expected > 0 && !makeStorage(*engine_, pipe)) throw Problem("no memory is left for what is to be collected");
+    if (expected > 0 && !makeStorage(*engine_, pipe, expected))
+        throw Problem("no memory is left for what is to be collected");
 }
 
 void Session::collect(TriggerId id, std::optional<std::uint64_t> limit) { setOutput(id, nullptr, limit); }
