@@ -14,7 +14,7 @@ namespace {
 
 using namespace libzepl;
 
-constexpr std::size_t samples = 1 << 21;
+constexpr std::size_t samples = 1 << 20;
 constexpr std::size_t blockSize = 1000;
 
 template <class Element>

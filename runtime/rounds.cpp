@@ -69,10 +69,10 @@ bool Engine::hubNeeded() {
         hubRound = nextQuietLook();
         if (round + 1 >= hubRound) return true;
     }
-    if (inputCanDeliver()) {
-        if (!inputsStandInMemory) return true;
+    if (inputsStandInMemory)
         deliverOnce();
-    }
+    else if (inputCanDeliver())
+        return true;
     return readyCount == 0;
 }
 

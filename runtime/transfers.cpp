@@ -148,7 +148,8 @@ bool Engine::deliverInputs() {
         const std::uint64_t most = std::min(input.pieces.next(), elementsUntilPause(*this, input, before));
         if (most > 0 && deliverPiece(input, most)) given = true;
     }
-    clock.addFrames(furthestFrame - before);
+    if (furthestFrame != before) clock.addFrames(furthestFrame - before);
+    if (triggerInputs.empty()) return given;
     const bool pipesEnded =
         std::all_of(pipeInputs.begin(), pipeInputs.end(), [](const PipeInput& input) { return input.ended; });
     for (TriggerInput& input : triggerInputs) {
