@@ -21,7 +21,7 @@ struct ChannelFile {
 // Where the procedure's own statements look for `name`: in the procedure's folder.
 std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name);
 
-// The file of the channel `name`: the one of `given`, which is relative to the working folder, else the declared one.
+// The file of the channel `name`: the one that the caller names, relative to the working folder, else the declared one.
 std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
                                      const std::optional<FileClause>& declared);
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,

@@ -32,6 +32,14 @@ TEST(Scheduling, APutYieldsWhenItHasMovedACapacitySinceTheTaskWasResumed) {
     EXPECT_EQ(session.collected<std::int32_t>(pipe), countUp(7));
 }
 
+TEST(Scheduling, AReaderThatWaitsAmongSinglePutsIsWokenByTheOneThatSuffices) {
+    TestSession session;
+    const PipeId pipe = session.pipe("pipe", 8);
+    session.script("read:2 block:2,8 least:2,5 ?fetch:2 ?element:2,4", pipe);
+    session.script("write:2 4( put:2,7 ) switch say:1 put:2,9 put:2,7 say:2", pipe);
+    EXPECT_EQ(session.run().console, Lines({"1", "2", "6", "9"}));
+}
+
 TEST(Scheduling, ATaskThatEndsLeavesTheOthersAndTheOutputsWhole) {
     TestSession session;
     const PipeId source = session.input("source", countUp(5000));
