@@ -36,7 +36,7 @@ TEST(Scheduling, AReaderThatWaitsAmongSinglePutsIsWokenByTheOneThatSuffices) {
     TestSession session;
     const PipeId pipe = session.pipe("pipe", 8);
     session.script("read:2 block:2,8 least:2,5 ?fetch:2 ?element:2,4", pipe);
-    session.script("write:2 4( put:2,7 ) switch say:1 put:2,9 put:2,7 say:2", pipe);
+    session.script("write:2 3( put:2,7 ) switch say:1 put:2,7 put:2,9 put:2,7 say:2", pipe);
     EXPECT_EQ(session.run().console, Lines({"1", "2", "6", "9"}));
 }
 
