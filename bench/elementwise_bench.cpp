@@ -7,53 +7,18 @@
 #include <cstring>
 #include <vector>
 
+#include "bench/commands.h"
 #include "bench/ratios.h"
-#include "runtime/session.h"
 
 namespace {
 
-using namespace libzepl;
+using bench::samples, bench::pieceSize, bench::recording;
 
-constexpr std::size_t samples = 1 << 20;
-constexpr std::size_t pieceSize = 1024;  // what an input gives at a time
-constexpr std::size_t blockSize = 1000;  // what the command takes of it at a time: a piece makes blocks of 1000 and 24
-
-template <class Element>
-constexpr ElementType typeOf = sizeof(Element) == 2          ? ElementType::int16
-                               : sizeof(Element) == 8        ? ElementType::float64
-                               : std::is_integral_v<Element> ? ElementType::int32
-                                                             : ElementType::float32;
-
-template <class Element>
-const std::vector<Element>& recording() {
-    static const std::vector<Element> elements = [] {
-        std::vector<Element> made(samples);
-        for (std::size_t i = 0; i < samples; ++i)
-            made[i] = static_cast<Element>(static_cast<int>(i * 7919 % 65536) - 32768);
-        return made;
-    }();
-    return elements;
-}
-
-CommandLibrary& library() {
-    static CommandLibrary loaded;
-    if (loaded.commands().empty()) loaded.load(BENCH_MODULE_FILE);
-    return loaded;
-}
+constexpr std::size_t blockSize = 1000;  // what the command takes of a piece: it makes blocks of 1000 and 24
 
 template <class Element>
 void absCommand(benchmark::State& state) {
-    const std::vector<Element>& source = recording<Element>();
-    for (auto _ : state) {
-        Session session(library());
-        const PipeId in = session.addPipe({.name = "in", .type = typeOf<Element>});
-        const PipeId out = session.addPipe({.name = "out", .type = typeOf<Element>});
-        session.feedMemory(in, source.data(), source.size());
-        session.collect(out, {}, samples);
-        session.addTask({.command = "ABS", .arguments = {session.use(in), session.use(out)}});
-        benchmark::DoNotOptimize(session.run().status);
-    }
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
+    bench::runCommand<Element>(state, "ABS");
 }
 
 template <class Element>

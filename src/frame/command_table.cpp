@@ -5,7 +5,9 @@
 namespace zcmds {
 
 const CommandEntry mainTable[] = {
+    // clang-format off
     {"ABS", abs, &absSignature},
+    // clang-format on
     {nullptr, nullptr, nullptr},
 };
 

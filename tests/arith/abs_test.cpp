@@ -3,20 +3,17 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <random>
 
+#include "tests/support/arrivals.h"
 #include "tests/support/child_output.h"
 #include "tests/support/covered.h"
+#include "tests/support/samples.h"
 #include "tests/support/session_support.h"
 
 namespace libzepl {
 namespace {
 
 const Covers covers("ABS");
-
-template <class Element>
-using BitsOf = std::conditional_t<sizeof(Element) == 2, std::uint16_t,
-                                  std::conditional_t<sizeof(Element) == 4, std::uint32_t, std::uint64_t>>;
 
 template <class Element>
 Element absolute(Element x) {
@@ -30,34 +27,6 @@ Element absolute(Element x) {
     } else {
         return std::bit_cast<double>(std::bit_cast<std::uint64_t>(x) & ~(std::uint64_t{1} << 63));
     }
-}
-
-// Edges first (all exponents of floating types with the mantissas where NaNs, infinities and denormals turn), then random
-// bits; every int16.
-template <class Element>
-std::vector<Element> samples() {
-    using Bits = BitsOf<Element>;
-    constexpr int fraction = sizeof(Element) == 8 ? 52 : sizeof(Element) == 4 ? 23 : 15;
-    constexpr Bits quiet = Bits{1} << (fraction - 1), full = static_cast<Bits>((Bits{1} << fraction) - 1);
-    std::vector<Bits> bits;
-    for (std::uint64_t top = 0; top < std::uint64_t{1} << (8 * sizeof(Bits) - fraction); ++top)
-        for (const Bits low :
-             {Bits{0}, Bits{1}, static_cast<Bits>(quiet - 1), quiet, static_cast<Bits>(quiet + 1), full})
-            bits.push_back(static_cast<Bits>(top << fraction | low));
-    if constexpr (sizeof(Element) == 2)
-        for (std::uint32_t i = 0; i < 65536; ++i) bits.push_back(static_cast<Bits>(i));
-    std::mt19937_64 random(7);
-    for (int i = 0; i < 50000; ++i) bits.push_back(static_cast<Bits>(random()));
-    std::vector<Element> elements(bits.size());
-    std::memcpy(elements.data(), bits.data(), bits.size() * sizeof(Bits));
-    return elements;
-}
-
-template <class Element>
-std::vector<BitsOf<Element>> bitsOf(const std::vector<Element>& elements) {
-    std::vector<BitsOf<Element>> bits(elements.size());
-    if (!bits.empty()) std::memcpy(bits.data(), elements.data(), elements.size() * sizeof(Element));
-    return bits;
 }
 
 // The bits, so that NaNs and zeros are told apart.
@@ -77,7 +46,7 @@ using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
 TYPED_TEST_SUITE(Abs, Elements);
 
 TYPED_TEST(Abs, ASampleDiffersFromThePlainDefinition) {
-    const std::vector<TypeParam> source = samples<TypeParam>();
+    const std::vector<TypeParam> source = edgeSamples<TypeParam>();
     std::vector<TypeParam> expected;
     for (const TypeParam x : source) expected.push_back(absolute(x));
     const auto want = bitsOf(expected), have = afterAbs(source), given = bitsOf(source);
@@ -86,14 +55,10 @@ TYPED_TEST(Abs, ASampleDiffersFromThePlainDefinition) {
 }
 
 TYPED_TEST(Abs, TheArrivalOfTheInputChangesTheOutput) {
-    std::vector<TypeParam> source = samples<TypeParam>();
+    std::vector<TypeParam> source = edgeSamples<TypeParam>();
     source.resize(5003);
-    const auto expected = afterAbs(source, {.kind = FeedPolicy::Kind::whole});
+    const auto expected = sameForEveryArrival(1000, [&](FeedPolicy feed) { return afterAbs(source, feed); });
     EXPECT_EQ(expected.size(), source.size());
-    for (const std::uint64_t piece : {1U, 7U, 999U, 1000U, 1001U})
-        EXPECT_TRUE(afterAbs(source, {.piece = piece}) == expected) << "pieces of " << piece;
-    for (std::uint64_t seed = 1; seed <= 20; ++seed)
-        EXPECT_TRUE(afterAbs(source, {.kind = FeedPolicy::Kind::random, .seed = seed}) == expected) << "seed " << seed;
 }
 
 TEST(AbsEdges, TheyDifferFromWhatIsPromised) {

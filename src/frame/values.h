@@ -1,0 +1,16 @@
+// Values behind the slots of scalars.
+#pragma once
+
+#include "frame/types.h"
+
+namespace zcmds {
+
+// The value of an integer variable or constant of this kind; 16 bits are sign-extended.
+inline std::int32_t integerIn(Slot slot, ParamMask kind) {
+    return (kind & (constantInt16 | variableInt16)) != 0 ? *valueIn<std::int16_t>(slot) : *valueIn<std::int32_t>(slot);
+}
+
+// Stores an integer into the whole cell of a variable, so that it reads right at every width.
+inline void storeInteger(Slot slot, std::int64_t value) { *valueIn<std::int64_t>(slot) = value; }
+
+}  // namespace zcmds
