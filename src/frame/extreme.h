@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -54,8 +53,8 @@ struct Extreme {
     static Element better(Element x, Element held) { return Beats{}(x, held) ? x : held; }
 
     static Element extremeOf(const Element* from, std::int32_t n) {
-        std::array<Element, lanes> best;
-        best.fill(start);
+        Element best[lanes];
+        std::fill(best, best + lanes, start);
         std::int32_t i = 0;
         for (; i + lanes <= n; i += lanes)
             for (std::int32_t lane = 0; lane < lanes; ++lane) best[lane] = better(from[i + lane], best[lane]);
