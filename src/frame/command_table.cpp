@@ -6,7 +6,12 @@ namespace zcmds {
 
 const CommandEntry mainTable[] = {
     // clang-format off
-    {"ABS", abs, &absSignature},
+    {"ABS",        abs,        &absSignature},
+    {"FINDMAX",    findmax,    &findmaxSignature},
+    {"INTERP",     interp,     &interpSignature},
+    {"TFUNCTION1", tfunction1, &tfunction1Signature},
+    {"TFUNCTION2", tfunction2, &tfunction2Signature},
+    {"THERMO",     thermo,     &thermoSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
 };

@@ -1,0 +1,158 @@
+// INTERP looks each sample up in a table of points, `abscissa` and `ordinate`, and interpolates between them on straight
+// lines. Samples outside the table get its first or last ordinate.
+
+#include <algorithm>
+
+#include "frame/checks.h"
+#include "frame/commands.h"
+#include "frame/element_type.h"
+#include "frame/exact.h"
+#include "frame/vector_clones.h"
+#include "host/memory.h"
+#include "host/parameters.h"
+#include "host/vectors.h"
+
+namespace zcmds {
+
+const char* const interpSignature =
+    "( in    pipe     (int16|int32|float|double) src ,   const storage  elementof(src) vector[uint16]  abscissa ,   "
+    "const storage  contentof(abscissa)  ordinate ,   out   typeof(src)   dest )";
+
+namespace {
+
+constexpr std::int32_t interpCapacity = 256;  // elements of a block
+
+struct InterpTable {
+    std::int32_t length;         // points
+    const void* abscissa;        // elements of the stream's type, expected to rise
+    const void* ordinate;        // likewise, as many
+    std::int32_t* wideAbscissa;  // room for a copy of an int16 abscissa in 32 bits
+};
+
+// Interpolation from (x0, y0) to (x1, y1), the multiplication before the division. The search leaves x0 < x < x1, in a table
+// that does not rise as well, so no divisor is 0.
+std::int16_t interpolated(std::int16_t x, std::int16_t x0, std::int16_t x1, std::int16_t y0, std::int16_t y1) {
+    return wrap<std::int16_t>(y0 + wrappingProduct(y1 - y0, x - x0) / (x1 - x0));
+}
+
+// Two differences of 33 bits make a product of up to 66 bits, most often of less.
+std::int32_t interpolated(std::int32_t x, std::int32_t x0, std::int32_t x1, std::int32_t y0, std::int32_t y1) {
+    const std::int64_t rise = widened(y1) - y0, advance = widened(x) - x0, run = widened(x1) - x0;
+    std::int64_t product;
+    if (!__builtin_mul_overflow(rise, advance, &product)) return wrap<std::int32_t>(y0 + product / run);
+    __extension__ using Wide = __int128;
+    return wrap<std::int32_t>(y0 + static_cast<std::int64_t>(static_cast<Wide>(rise) * advance / run));
+}
+
+// The differences are of single precision; the rest is in double.
+float interpolated(float x, float x0, float x1, float y0, float y1) {
+    const double rise = y1 - y0, advance = x - x0, run = x1 - x0;
+    return static_cast<float>(y0 + rise * advance / run);
+}
+
+double interpolated(double x, double x0, double x1, double y0, double y1) {
+    return y0 + (y1 - y0) * (x - x0) / (x1 - x0);
+}
+
+// The points around a sample. Where both are the same, the ordinate there is the result.
+struct Bracket {
+    std::int32_t low, high;
+};
+
+// The definition of the search. In a table that does not rise it finds what a bisection finds.
+template <class Element>
+Bracket bracketOf(const Element* abscissa, std::int32_t length, Element x) {
+    std::int32_t low = 0, high = length - 1;
+    if (x >= abscissa[high]) return {high, high};
+    if (x <= abscissa[0]) return {0, 0};
+    for (std::int32_t mid = high / 2; mid != low; mid = (low + high) / 2) {
+        if (abscissa[mid] == x) return {mid, mid};
+        (abscissa[mid] < x ? low : high) = mid;
+    }
+    return {low, high};
+}
+
+// The same for a whole block, all samples a step at a time and without branches, so that vector registers serve. A sample
+// that leaves the way of the definition is `met`: it meets its own value in the table, or it is not inside.
+struct BlockBrackets {
+    std::int32_t low[interpCapacity];
+    std::int32_t gap[interpCapacity];  // from the low to the high point
+    std::int32_t met[interpCapacity];
+};
+
+// `Key` is the element or, for int16, the wider integer: vector registers gather no less than 32 bits.
+template <class Key>
+ZCMDS_VECTOR_CLONES void bracketBlock(const Key* __restrict keys, std::int32_t last, const Key* __restrict x,
+                                      std::int32_t n, BlockBrackets& __restrict found) {
+    for (std::int32_t i = 0; i < n; ++i) {
+        found.low[i] = 0;
+        found.gap[i] = last;
+        found.met[i] = !(x[i] > keys[0]) | !(x[i] < keys[last]);
+    }
+    for (std::int32_t widest = last; widest > 1; widest -= widest / 2)
+        for (std::int32_t i = 0; i < n; ++i) {
+            // A gap of 1 has no middle; the low point, which is below the sample, stands for it and changes nothing.
+            const std::int32_t half = found.gap[i] >> 1;
+            const Key key = keys[found.low[i] + half];
+            const std::int32_t below = -static_cast<std::int32_t>(key < x[i]);  // all bits, or none
+            found.met[i] |= key == x[i];
+            found.low[i] += half & below;
+            found.gap[i] = half + (found.gap[i] & 1 & below);  // the part above the middle is the larger one
+        }
+}
+
+template <class Element>
+void interpolateBlock(const InterpTable& table, Element* x, std::int32_t n) {
+    const auto *abscissa = static_cast<const Element*>(table.abscissa),
+               *ordinate = static_cast<const Element*>(table.ordinate);
+    const std::int32_t last = table.length - 1;
+    BlockBrackets found;
+    if constexpr (sizeof(Element) == 2) {
+        std::int32_t wide[interpCapacity];
+        std::copy(x, x + n, wide);
+        std::copy(abscissa, abscissa + table.length, table.wideAbscissa);
+        bracketBlock<std::int32_t>(table.wideAbscissa, last, wide, n, found);
+    } else {
+        bracketBlock(abscissa, last, x, n, found);
+    }
+    for (std::int32_t i = 0; i < n; ++i) {
+        Bracket points{found.low[i], found.low[i] + found.gap[i]};
+        if (found.met[i] != 0) points = bracketOf(abscissa, table.length, x[i]);
+        const auto [low, high] = points;
+        x[i] = low == high ? ordinate[low]
+                           : interpolated(x[i], abscissa[low], abscissa[high], ordinate[low], ordinate[high]);
+    }
+}
+
+}  // namespace
+
+std::uint32_t interp(ParamList list) {
+    StreamReader reader;
+    StreamWriter writer;
+    const ParamPair pair{.source = 1, .destination = 4};
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 4, 4, anyPipe, anyVector, anyVector, anyPipe);
+    checkSameElementType(list, pair);
+    const ParamMask type = zepl::param_type(list, 1);
+    for (std::int32_t i = 2; i <= 3; ++i)
+        if (!checkVectorForPipe(type, zepl::param_type(list, i), i)) return 4;
+    const auto abscissa = handleIn<VectorHandle>(params[2]), ordinate = handleIn<VectorHandle>(params[3]);
+    if (zepl::vector_length(ordinate) != zepl::vector_length(abscissa))
+        zepl::param_error_msg(ParamError::unusableLength, 3);
+    // A table without points has nothing to give.
+    if (zepl::vector_length(abscissa) < 1) zepl::param_error_msg(ParamError::unusableLength, 2);
+    openInPlacePair(params, pair, reader, writer, interpCapacity);
+    const std::int32_t length = zepl::vector_length(abscissa);
+    const std::size_t copied = type == pipeInt16 ? static_cast<std::size_t>(length) * sizeof(std::int32_t) : 0;
+    const InterpTable table{length, zepl::vector_start(abscissa), zepl::vector_start(ordinate),
+                            copied != 0 ? static_cast<std::int32_t*>(zepl::ralloc(copied)) : nullptr};
+    return forElementType(type, [&]<class Element>() -> std::uint32_t {
+        for (;;) {
+            writer.pending = reader.refill();
+            interpolateBlock(table, static_cast<Element*>(reader.ptr), writer.pending);
+            writer.flush();
+        }
+    });
+}
+
+}  // namespace zcmds
