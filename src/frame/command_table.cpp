@@ -6,7 +6,13 @@ namespace zcmds {
 
 const CommandEntry mainTable[] = {
     // clang-format off
-    {"ABS", abs, &absSignature},
+    {"ABS",      abs,      &absSignature},
+    {"AVERAGE",  average,  &averageSignature},
+    {"HIGH",     high,     &highSignature},
+    {"LOW",      low,      &lowSignature},
+    {"RMS",      rms,      &averageSignature},
+    {"STDDEV",   stddev,   &stddevSignature},
+    {"VARIANCE", variance, &varianceSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
 };

@@ -37,7 +37,7 @@ constexpr Integer wrap(Wider x) {
     return static_cast<Integer>(static_cast<std::make_unsigned_t<Integer>>(x));
 }
 
-// Sum, difference and product modulo 2^32.
+// Sum, difference and product modulo 2^32 or 2^64.
 constexpr std::int32_t wrappingSum(std::int32_t a, std::int32_t b) {
     return wrap<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
@@ -46,6 +46,15 @@ constexpr std::int32_t wrappingDifference(std::int32_t a, std::int32_t b) {
 }
 constexpr std::int32_t wrappingProduct(std::int32_t a, std::int32_t b) {
     return wrap<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
+constexpr std::int64_t wrappingSum(std::int64_t a, std::int64_t b) {
+    return wrap<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
+}
+constexpr std::int64_t wrappingDifference(std::int64_t a, std::int64_t b) {
+    return wrap<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
+}
+constexpr std::int64_t wrappingProduct(std::int64_t a, std::int64_t b) {
+    return wrap<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
 }
 
 // Toward zero; a NaN or what 32 bits don't hold gives the most negative value.
