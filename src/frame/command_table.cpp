@@ -8,6 +8,7 @@ const CommandEntry mainTable[] = {
     // clang-format off
     {"ABS",      abs,      &absSignature},
     {"AVERAGE",  average,  &averageSignature},
+    {"BAVERAGE", baverage, &baverageSignature},
     {"HIGH",     high,     &highSignature},
     {"LOW",      low,      &lowSignature},
     {"RMS",      rms,      &averageSignature},
