@@ -90,6 +90,12 @@ Integer divideOrFault(Integer dividend, Integer divisor) {
     return dividend / divisor;
 }
 
+// The same quotient for a divisor that cannot fault, so neither 0 nor -1. It vectorises: in double it is so near to the exact
+// quotient, which is whole or at least 2^-31 away from a whole number, that both are truncated to the same.
+constexpr std::int32_t divideThroughDouble(std::int32_t dividend, std::int32_t divisor) {
+    return static_cast<std::int32_t>(static_cast<double>(dividend) / divisor);
+}
+
 // What widening to double, taking the absolute value and narrowing again gives: the sign is cleared and a signalling NaN
 // becomes quiet.
 constexpr float absoluteThroughDouble(float x) {

@@ -58,10 +58,9 @@ constexpr std::int64_t roundedDivide(std::int64_t value, std::int32_t divisor) {
     return remainder < -(divisor >> 1) ? quotient - 1 : quotient;
 }
 
-// The integer quotient is truncated. In double it is near enough to the exact one for that, and vectorises.
 template <class Element>
 Element meanOf(std::int32_t sum, std::int32_t reps) {
-    return static_cast<Element>(static_cast<std::int32_t>(static_cast<double>(sum) / reps));
+    return static_cast<Element>(divideThroughDouble(sum, reps));
 }
 template <class Element>
 Element meanOf(std::int64_t sum, std::int32_t reps) {
@@ -177,7 +176,7 @@ struct BlockAverager {
 };
 
 template <class Element, class Accumulator>
-[[noreturn]] void average(const BlockAveragePlan& plan) {
+[[noreturn]] void averageGroups(const BlockAveragePlan& plan) {
     BlockAverager<Element, Accumulator>{.plan = plan,
                                         .input = static_cast<const Element*>(zepl::pbuf_get_data_ptr(plan.srcPbuf)),
                                         .output = static_cast<Element*>(zepl::pbuf_get_data_ptr(plan.destPbuf))}
@@ -195,14 +194,14 @@ void averageByPlan(const BlockAveragePlan& plan) {
     if (plan.strategy == AverageStrategy::passThrough) passThrough(plan);
     switch (plan.elementKind) {
         case NumberKind::int16:
-            if (plan.accumulatorKind == NumberKind::int32) average<std::int16_t, std::int32_t>(plan);
-            average<std::int16_t, std::int64_t>(plan);
+            if (plan.accumulatorKind == NumberKind::int32) averageGroups<std::int16_t, std::int32_t>(plan);
+            averageGroups<std::int16_t, std::int64_t>(plan);
         case NumberKind::int32:
-            average<std::int32_t, std::int64_t>(plan);
+            averageGroups<std::int32_t, std::int64_t>(plan);
         case NumberKind::float32:
-            average<float, float>(plan);
+            averageGroups<float, float>(plan);
         default:
-            average<double, double>(plan);
+            averageGroups<double, double>(plan);
     }
 }
 

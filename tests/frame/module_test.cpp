@@ -17,7 +17,8 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS", "AVERAGE", "BAVERAGE", "HIGH", "LOW", "RMS", "STDDEV", "VARIANCE"};
+const Lines mainCommands{"ABS", "AVERAGE",  "BAVERAGE", "BINTEGRATE", "HIGH",   "INTEGRATE",
+                         "LOW", "RAVERAGE", "RMS",      "RSUM",       "STDDEV", "VARIANCE"};
 const Lines transformCommands{};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 
