@@ -17,7 +17,9 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS", "FINDMAX", "INTERP", "TFUNCTION1", "TFUNCTION2", "THERMO"};
+const Lines mainCommands{"ABS",    "AVERAGE",    "BAVERAGE",   "BINTEGRATE", "FINDMAX", "HIGH",
+                         "INTERP", "INTEGRATE",  "LOW",        "RAVERAGE",   "RMS",     "RSUM",
+                         "STDDEV", "TFUNCTION1", "TFUNCTION2", "THERMO",     "VARIANCE"};
 const Lines transformCommands{};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 
