@@ -6,7 +6,17 @@ namespace zcmds {
 
 const CommandEntry mainTable[] = {
     // clang-format off
-    {"ABS", abs, &absSignature},
+    {"ABS",     abs,     &absSignature},
+    {"BOUND",   bound,   &boundSignature},
+    {"CANGLE",  cangle,  &cangleSignature},
+    {"CMAG",    cmag,    &cmagSignature},
+    {"DECIBEL", decibel, &decibelSignature},
+    {"DELTA",   delta,   &absSignature},
+    {"OFFSET",  offset,  &offsetSignature},
+    {"POLAR",   polar,   &polarSignature},
+    {"RANGE",   range,   &rangeSignature},
+    {"SCALE",   scale,   &scaleSignature},
+    {"SQRT",    sqrt,    &sqrtSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
 };
