@@ -17,11 +17,7 @@ template <class Element, class Process>
                                Process process) {
     for (;;) {
         const std::int32_t n = real.refill();
-        zepl::pbuf_set_min_cnt(imaginary.pbuf, n);
-        zepl::pbuf_set_max_cnt(imaginary.pbuf, n);
-        // A get can end with nothing; the pairs stay together.
-        while (imaginary.refill() != n) {
-        }
+        imaginary.refillExactly(n);
         process(static_cast<Element*>(real.ptr), static_cast<Element*>(imaginary.ptr), n);
         real.count = imaginary.count = 0;
         first.pending = second.pending = n;

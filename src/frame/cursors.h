@@ -24,11 +24,13 @@ struct StreamReader {
         return count;
     }
 
-    // The same for a block of exactly `n`: keeps this reader in step with another that got `n`.
-    std::int32_t refillExactly(std::int32_t n) {
+    // The same for a block of exactly `n`: keeps this reader in step with another that got `n`, also where a get ends with
+    // nothing.
+    void refillExactly(std::int32_t n) {
         zepl::pbuf_set_min_cnt(pbuf, n);
         zepl::pbuf_set_max_cnt(pbuf, n);
-        return refill();
+        while (refill() != n) {
+        }
     }
 };
 
