@@ -6,7 +6,8 @@ namespace zcmds {
 
 const CommandEntry mainTable[] = {
     // clang-format off
-    {"ABS", abs, &absSignature},
+    {"ABS",     abs,     &absSignature},
+    {"MTSFILT", mtsfilt, &mtsfiltSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
 };
