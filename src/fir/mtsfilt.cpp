@@ -31,6 +31,8 @@ namespace {
 constexpr std::int32_t maxChannels = 512;
 constexpr std::int32_t bigBlock = 2048;       // elements of a decimated frame from which each output is a block
 constexpr std::int32_t batchElements = 4096;  // elements that a batch of outputs is made from
+constexpr std::int32_t vectorLanes = 16;      // outputs that are filtered at once; 8 where a frame has no more
+constexpr std::int32_t widestLanes = 64;      // narrow frames are taken together, undecimated, up to as many lanes
 
 struct MtsState {
     std::int32_t nchan;              // channels of a frame, 2 to 512
@@ -43,11 +45,12 @@ struct MtsState {
     std::int32_t skip;               // elements between the frames of two outputs, which nothing needs
     std::int32_t batch;              // greatest number of outputs made at once
     std::int32_t frames;             // frames that `in` holds
-    std::int32_t lanes;              // elements of the output that have their kernels side by side in `taps`
+    std::int32_t together;           // output frames that have their kernels side by side in `taps`
+    std::int32_t tapStep;            // from one tap of a lane to the next in `taps`
     std::int32_t rows[maxChannels];  // the kernel of each channel
     std::int16_t* in;                // what was read, or what is to be written
     std::int16_t* work;              // the frames to be filtered where some are kept, otherwise the results
-    std::int16_t* taps;              // tap k of lane l stands at k * lanes + l
+    std::int16_t* taps;              // the kernels of the lanes: of each frame that is taken together, its channels
 };
 
 // The slot whose samples are the last of a frame has the least delay; the others wait for it.
@@ -64,11 +67,11 @@ struct Column {
     const std::int16_t* first;
     std::ptrdiff_t step;
 
-    std::int32_t operator[](std::ptrdiff_t k) const { return first[k * step]; }
+    [[gnu::always_inline]] std::int32_t operator[](std::ptrdiff_t k) const { return first[k * step]; }
 };
 
 // One output of one channel, rounded towards minus infinity. No row can make the sum pass 31 bits.
-inline std::int16_t mtsDot(Column row, Column samples) {
+[[gnu::always_inline]] inline std::int16_t mtsDot(Column row, Column samples) {
     const std::int32_t sum = row[0] * samples[0] + row[1] * samples[1] + row[2] * samples[2] + row[3] * samples[3] +
                              row[4] * samples[4] + row[5] * samples[5] + row[6] * samples[6] + row[7] * samples[7] +
                              row[8] * samples[8] + row[9] * samples[9] + row[10] * samples[10] + row[11] * samples[11] +
@@ -77,35 +80,47 @@ inline std::int16_t mtsDot(Column row, Column samples) {
     return saturate<std::int16_t>(sum >> 15);
 }
 
-// The outputs of as many lanes, the first of which begins at `frames`.
-ZCMDS_VECTOR_CLONES void filterLanes(const MtsState& state, std::int32_t lanes, const std::int16_t* __restrict frames,
-                                     std::int16_t* __restrict outputs) {
-    const std::ptrdiff_t nchan = state.nchan, tapStep = state.lanes;
-    const std::int16_t* __restrict taps = state.taps;
-    for (std::int32_t l = 0; l < lanes; ++l) outputs[l] = mtsDot({taps + l, tapStep}, {frames + l, nchan});
+// `count` output frames from `frames` on. Undecimated, the frames of neighbouring outputs are neighbours too, and the lanes
+// span several of them. `Width` lanes are filtered at once; those past the last are made from what lies behind, and dropped.
+// The results pass through an array of this routine's own: of that the compiler knows that it overlaps none of what is
+// read.
+template <std::int32_t Width>
+ZCMDS_VECTOR_CLONES void filterLanes(const MtsState& state, std::int32_t count, const std::int16_t* frames,
+                                     std::int16_t* outputs) {
+    const std::int32_t nchan = state.nchan, tapStep = state.tapStep, step = state.together * state.xdecim * nchan;
+    const std::int16_t* taps = state.taps;
+    for (; count > 0; count -= state.together, frames += step) {
+        const std::int32_t lanes = std::min(state.together, count) * nchan;
+        for (std::int32_t first = 0; first < lanes; first += Width) {
+            std::int16_t results[Width];
+            for (std::int32_t l = 0; l < Width; ++l)
+                results[l] = mtsDot({taps + first + l, tapStep}, {frames + first + l, nchan});
+            outputs = std::copy_n(results, std::min(Width, lanes - first), outputs);
+        }
+    }
 }
 
-// `count` output frames from `frames` on. Undecimated, the frames of neighbouring outputs are neighbours too, and the
-// lanes can span several of them.
 void filterFrames(const MtsState& state, std::int32_t count, const std::int16_t* frames, std::int16_t* outputs) {
-    const std::int32_t together = state.lanes / state.nchan;
-    for (std::int32_t i = 0; i < count; i += together)
-        filterLanes(state, std::min(together, count - i) * state.nchan, frames + i * state.xdecim * state.nchan,
-                    outputs + i * state.nchan);
+    const auto filter = state.together * state.nchan <= 8 ? filterLanes<8> : filterLanes<vectorLanes>;
+    filter(state, count, frames, outputs);
 }
 
-// Set-up that all variants share. `work` lies directly behind `in`, the kernels behind both.
-void openAreas(MtsState& state, std::int32_t inFrames, std::int32_t workFrames, std::int32_t framesTogether) {
+// Set-up that all variants share. `work` lies directly behind `in`; the kernels lie behind both, so that there is memory
+// behind every frame.
+void openAreas(MtsState& state, std::int32_t inFrames, std::int32_t workFrames, std::int32_t together) {
+    const std::int32_t lanes = together * state.nchan;
     const auto elements = [&](std::int32_t frames) { return static_cast<std::size_t>(frames * state.nchan); };
     state.frames = inFrames;
-    state.lanes = framesTogether * state.nchan;
+    state.together = together;
+    state.tapStep = (lanes + vectorLanes - 1) / vectorLanes * vectorLanes;
+    const auto tapElements = static_cast<std::size_t>(mtsTaps * state.tapStep);
     state.in = static_cast<std::int16_t*>(
-        zepl::ralloc(elements(inFrames + workFrames + mtsTaps * framesTogether) * sizeof(std::int16_t)));
+        zepl::ralloc((elements(inFrames + workFrames) + tapElements) * sizeof(std::int16_t)));
     state.work = state.in + elements(inFrames);
     state.taps = state.work + elements(workFrames);
     for (std::int32_t k = 0; k < mtsTaps; ++k)
-        for (std::int32_t l = 0; l < state.lanes; ++l)
-            state.taps[k * state.lanes + l] = mtsKernels[state.rows[l % state.nchan] & 0xff][k];
+        for (std::int32_t l = 0; l < lanes; ++l)
+            state.taps[k * state.tapStep + l] = mtsKernels[state.rows[l % state.nchan] & 0xff][k];
 }
 
 void openPipes(MtsState& state, std::int16_t* destData) {
@@ -220,11 +235,10 @@ std::int32_t waitForPass(const MtsState& state) {
 // The areas are sized from the outputs of a batch, which is too little for frames so large that their history alone is
 // more: then they hold the 16 frames of one output.
 [[noreturn]] void runInBatchesWithHistory(MtsState& state) {
-    constexpr std::int32_t vectorLanes = 64;  // undecimated, narrow frames are filtered together up to about as many
     const std::int32_t step = state.xdecim * state.nchan, history = (mtsTaps - state.xdecim) * state.nchan;
     state.batch = std::max((batchElements - history) / step, 1);
     const std::int32_t frames = std::max(state.batch + state.xdecim, mtsTaps);
-    openAreas(state, frames, frames, state.xdecim == 1 ? std::max(vectorLanes / state.nchan, 1) : 1);
+    openAreas(state, frames, frames, state.xdecim == 1 ? std::max(widestLanes / state.nchan, 1) : 1);
     openPipes(state, state.in);
     setCounts(state.srcBuf, step, frames * state.nchan);
     setCounts(state.destBuf, state.nchan, state.batch * state.nchan);
