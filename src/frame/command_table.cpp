@@ -20,6 +20,7 @@ const CommandEntry mainTable[] = {
     {"INTERP",     interp,     &interpSignature},
     {"INTEGRATE",  integrate,  nullptr},
     {"LOW",        low,        &lowSignature},
+    {"MTSFILT",    mtsfilt,    &mtsfiltSignature},
     {"OFFSET",     offset,     &offsetSignature},
     {"POLAR",      polar,      &polarSignature},
     {"RANGE",      range,      &rangeSignature},

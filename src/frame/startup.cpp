@@ -17,12 +17,14 @@ namespace {
 // What the commands and the frame call. The start-up itself rests on ModuleOpen, ModuleProcAddressGet, ModuleClose,
 // printf and terminate_msg.
 constexpr const char* requiredOperations[] = {
-    "CommandInstall",     "RaiseException",    "param_error_msg",    "param_process",    "param_type",
-    "pbuf_get",           "pbuf_get_data_ptr", "pbuf_get_max_cnt",   "pbuf_open",        "pbuf_put",
-    "pbuf_put_set_cnt",   "pbuf_set_cnt",      "pbuf_set_data_ptr",  "pbuf_set_max_cnt", "pbuf_set_min_cnt",
-    "pipe_open",          "pipe_put",          "pipe_value_get",     "pipe_value_put",   "ralloc",
-    "sys_get_info",       "task_switch",       "trigger_get_status", "trigger_open",     "trigger_put",
-    "trigger_set_status", "vector_length",     "vector_start",
+    "CommandInstall",     "RaiseException",     "param_error_msg",  "param_process",
+    "param_type",         "pbuf_get",           "pbuf_get_cnt",     "pbuf_get_data_ptr",
+    "pbuf_get_max_cnt",   "pbuf_open",          "pbuf_put",         "pbuf_put_set_cnt",
+    "pbuf_set_cnt",       "pbuf_set_data_ptr",  "pbuf_set_max_cnt", "pbuf_set_min_cnt",
+    "pipe_num_complete",  "pipe_open",          "pipe_put",         "pipe_rem",
+    "pipe_value_get",     "pipe_value_put",     "ralloc",           "sys_get_info",
+    "task_switch",        "trigger_get_status", "trigger_open",     "trigger_put",
+    "trigger_set_status", "vector_length",      "vector_start",
 };
 
 bool hostHasAll(zepl::ModuleHandle host) {

@@ -1,0 +1,228 @@
+// MTSFILT against a direct sum over its kernels, in each of its four ways of moving data; its kernels; and what it is for:
+// channels sampled one after another come out as if sampled at once.
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <numbers>
+
+#include "fir/mtsfilt_kernels.cpp"
+#include "tests/support/arrivals.h"
+#include "tests/support/covered.h"
+#include "tests/support/samples.h"
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("MTSFILT");
+
+using Samples = std::vector<std::int16_t>;
+
+struct Scan {
+    std::int16_t nchan, ngroups, xdecim;
+
+    int slots() const { return nchan / ngroups; }
+    int slot(int channel) const { return channel / ngroups; }
+    int decimation() const { return std::max<int>(xdecim, 1); }
+    bool bigFrames() const { return nchan * decimation() >= 2048; }
+};
+
+std::ostream& operator<<(std::ostream& out, const Scan& scan) {
+    return out << "nchan " << scan.nchan << " ngroups " << scan.ngroups << " xdecim " << scan.xdecim;
+}
+
+Samples filtered(const Scan& scan, const Samples& frames, FeedPolicy feed = {}) {
+    TestSession session({.feed = feed});
+    const PipeId source = session.input("source", frames);
+    const PipeId result = session.output("result", {}, ElementType::int16);
+    session.task("MTSFILT", source, int16Constant(scan.nchan), int16Constant(scan.ngroups), int16Constant(scan.xdecim),
+                 result);
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    return session.collected<std::int16_t>(result);
+}
+
+// The outputs that the frames suffice for.
+Samples directSum(const Scan& scan, Samples frames) {
+    const int nchan = scan.nchan, count = static_cast<int>(frames.size()) / nchan, d = scan.decimation();
+    // Big frames that overlap: a gap in the first history counts as zeros.
+    if (scan.bigFrames())
+        for (int f = d; f < 16 - d; ++f) std::fill_n(frames.begin() + f * nchan, nchan, std::int16_t{0});
+    Samples outputs;
+    for (int first = 0; first + 16 <= count; first += d) {
+        for (int c = 0; c < nchan; ++c) {
+            const auto& taps = zcmds::mtsKernels[(scan.slots() - 1 - scan.slot(c)) * 256 / scan.slots()];
+            std::int64_t sum = 0;
+            for (int k = 0; k < 16; ++k) sum += taps[k] * frames[static_cast<std::size_t>((first + k) * nchan + c)];
+            const double rounded = std::floor(static_cast<double>(sum) / 32768);
+            outputs.push_back(static_cast<std::int16_t>(std::clamp(rounded, -32768.0, 32767.0)));
+        }
+    }
+    return outputs;
+}
+
+constexpr Scan decimatedByMuch[] = {{64, 1, 32}, {128, 2, 16}, {512, 32, 17}, {2, 1, 16},
+                                    {3, 3, 32},  {63, 1, 32},  {127, 1, 16},  {120, 8, 17}};
+constexpr Scan bigFramesWithHistory[] = {{512, 1, 4}, {300, 1, 7},   {256, 8, 8},
+                                         {228, 1, 9}, {160, 32, 13}, {137, 1, 15}};
+constexpr Scan undecimated[] = {{2, 1, 0},   {3, 1, 1},   {8, 1, 1},   {8, 8, 1},   {64, 2, 1},  {65, 1, 1},
+                                {100, 1, 1}, {141, 1, 1}, {256, 1, 1}, {257, 1, 1}, {300, 1, 1}, {512, 32, 1}};
+constexpr Scan decimatedByLittle[] = {{2, 1, 2},   {2, 2, 15},  {8, 2, 5},    {7, 1, 8},
+                                      {300, 1, 3}, {292, 1, 7}, {136, 1, 15}, {500, 1, 2}};
+
+Samples randomFrames(const Scan& scan, int frames) {
+    return randomSamples<std::int16_t>(static_cast<std::size_t>(scan.nchan * frames + 1), 5);
+}
+
+TEST(Mtsfilt, AnOutputDiffersFromTheDirectSumOrHangsOnArrival) {
+    const auto check = [](const Scan& scan) {
+        const Samples source = randomFrames(scan, 150 + 6000 / scan.nchan), expected = directSum(scan, source);
+        const auto step = static_cast<std::uint64_t>(scan.nchan);
+        EXPECT_EQ(sameForEveryArrival(
+                      step, [&](FeedPolicy feed) { return filtered(scan, source, feed); }, 2),
+                  expected)
+            << scan;
+    };
+    for (const Scan& scan : decimatedByMuch) check(scan);
+    for (const Scan& scan : bigFramesWithHistory) check(scan);
+    for (const Scan& scan : undecimated) check(scan);
+}
+
+// How many outputs there are by the end hangs on the arrival, but not what they are.
+TEST(Mtsfilt, SmallFramesDecimatedALittleDifferFromTheDirectSum) {
+    for (const Scan& scan : decimatedByLittle) {
+        const Samples source = randomFrames(scan, 150 + 6000 / scan.nchan), expected = directSum(scan, source);
+        const auto n = static_cast<std::size_t>(scan.nchan), d = static_cast<std::size_t>(scan.xdecim);
+        const auto check = [&](FeedPolicy feed, std::size_t least) {
+            const Samples have = filtered(scan, source, feed);
+            ASSERT_LE(have.size(), expected.size()) << scan;
+            EXPECT_GE(have.size(), least) << scan;
+            EXPECT_TRUE(std::equal(have.begin(), have.end(), expected.begin())) << scan;
+        };
+        check({.kind = FeedPolicy::Kind::whole}, 0);
+        check({.kind = FeedPolicy::Kind::random, .seed = 3}, 0);
+        check({.piece = 1},
+              expected.size() - std::min(expected.size(), n * (d - 1)));  // a pass is of at most `xdecim` outputs
+    }
+}
+
+TEST(Mtsfilt, APassTakesAnotherNumberOfFrames) {
+    const auto outputs = [](const Scan& scan, int frames, FeedPolicy feed) {
+        Samples source(static_cast<std::size_t>(frames * scan.nchan));
+        return filtered(scan, source, feed).size() / static_cast<std::size_t>(scan.nchan);
+    };
+    const FeedPolicy whole{.kind = FeedPolicy::Kind::whole}, single{.piece = 1};
+    // Two frames at a time ask for two outputs, sixty ask for sixty, which need twice as many frames.
+    EXPECT_EQ(outputs({2, 1, 2}, 14 + 60, single), 30u);
+    EXPECT_EQ(outputs({2, 1, 2}, 14 + 60, whole), 0u);
+    // 1024 frames would ask for 1024 outputs; beside the history the areas hold what 502 need, and 1023 frames suffice.
+    EXPECT_EQ(outputs({2, 1, 2}, 14 + 1023, whole), 502u);
+    EXPECT_EQ(outputs({500, 1, 2}, 14 + 7, whole), 3u);
+}
+
+TEST(MtsfiltKernels, ARowIsNotItself) {
+    const std::map<int, std::array<std::int16_t, 16>> given{
+        {0, {-16, 26, 114, -667, 1811, -3360, 4716, 27437, 4821, -3387, 1814, -664, 112, 27, -16, 0}},
+        {1, {-15, 25, 117, -669, 1805, -3329, 4608, 27436, 4930, -3418, 1819, -662, 110, 28, -16, 0}},
+        {64, {-4, -18, 189, -622, 1175, -1177, -1113, 25362, 12369, -4777, 1755, -350, -89, 97, -29, 0}},
+        {128, {0, -33, 166, -370, 320, 737, -4279, 19785, 19887, -4248, 712, 332, -373, 166, -33, 0}},
+        {192, {0, -29, 96, -85, -359, 1766, -4772, 12252, 25420, -1040, -1210, 1185, -623, 189, -17, -4}},
+        {255, {0, -16, 27, 112, -666, 1817, -3391, 4824, 27437, 4713, -3356, 1808, -666, 114, 26, -16}}};
+    for (const auto& [row, taps] : given)
+        EXPECT_TRUE(std::equal(taps.begin(), taps.end(), zcmds::mtsKernels[row])) << row;
+}
+
+TEST(MtsfiltKernels, DelayOrGainIsUnevenOverTheRows) {
+    for (const double frequency : {0.01, 0.1, 0.2, 0.3, 0.4}) {
+        double least = 2, most = 0;
+        for (int row = 0; row < 256; ++row) {
+            const double turn = 2 * std::numbers::pi * frequency, delay = 7 + (row + 0.5) / 256;
+            std::complex<double> response;
+            int sum = 0;
+            for (int k = 0; k < 16; ++k) {
+                response += zcmds::mtsKernels[row][k] / 32768.0 * std::polar(1.0, turn * (delay - k));
+                sum += zcmds::mtsKernels[row][k];
+            }
+            EXPECT_LE(std::abs(sum - 32768), 3) << row;
+            // A quarter of the distance between rows.
+            EXPECT_LE(std::abs(std::arg(response) / turn), 0.25 / 256) << "row " << row << " at " << frequency;
+            least = std::min(least, std::abs(response));
+            most = std::max(most, std::abs(response));
+        }
+        EXPECT_LE(most / least, 1.0007) << frequency;
+    }
+}
+
+// `signal` at the time of each sample, in frames, as a scanner takes it.
+template <class Signal>
+Samples scanned(const Scan& scan, int frames, Signal signal) {
+    Samples samples;
+    for (int f = 0; f < frames; ++f)
+        for (int c = 0; c < scan.nchan; ++c)
+            samples.push_back(
+                static_cast<std::int16_t>(std::lround(signal(f + static_cast<double>(scan.slot(c)) / scan.slots()))));
+    return samples;
+}
+
+constexpr Scan oneOfEach[] = {{64, 1, 32}, {8, 1, 16}, {512, 2, 4}, {8, 1, 1}, {12, 3, 2}, {300, 1, 1}};
+
+TEST(MtsfiltAlignment, ChannelsOfAnOutputFrameBelongToDifferentInstants) {
+    const auto ramp = [](double t) { return 40 * t - 12000; };
+    const auto sine = [](double t) { return 20000 * std::sin(2 * std::numbers::pi * 0.02 * t); };
+    for (const Scan& scan : oneOfEach) {
+        // The instant of the last slot in the eighth of the sixteen frames.
+        const double instant = 7 + (scan.slots() - 1.0) / scan.slots();
+        const auto check = [&](auto signal, double error) {
+            const Samples outputs = filtered(scan, scanned(scan, 600, signal));
+            const int settled = scan.bigFrames() && scan.xdecim < 8 ? 16 / scan.xdecim : 0, n = scan.nchan;
+            ASSERT_GT(static_cast<int>(outputs.size()), 4 * n) << scan;
+            for (int i = settled * n; i < static_cast<int>(outputs.size()); ++i)
+                ASSERT_NEAR(outputs[static_cast<std::size_t>(i)], signal(i / n * scan.decimation() + instant), error)
+                    << scan << " output " << i / n << " channel " << i % n;
+        };
+        check(ramp, 2);   // 40 a frame: unaligned, the channels differ by up to 40
+        check(sine, 16);  // 2513 a frame at the steepest; a row is off by up to 1/256 of one
+    }
+}
+
+TEST(MtsfiltParameters, AListThatDoesNotFitPasses) {
+    const auto outcome = [](auto... between) {
+        TestSession session;
+        const PipeId from = session.pipe("from", {}, ElementType::int16),
+                     to = session.pipe("to", {}, ElementType::int16);
+        session.task("MTSFILT", from, int16Constant(static_cast<std::int16_t>(between))..., to);
+        return statesOf(session.run())[0];
+    };
+    EXPECT_EQ(outcome(2, 1, 32), "running");  // it polls
+    EXPECT_EQ(outcome(512, 32), "waiting");
+    EXPECT_EQ(outcome(64, 32, 0), "waiting");
+    for (const int ngroups : {0, 33, -1}) EXPECT_EQ(outcome(1, ngroups, 33), "error code 5 at 3") << ngroups;
+    for (const int nchan : {1, 513, 0, -2}) {
+        EXPECT_EQ(outcome(nchan, 2, 1), "error code 5 at 2") << nchan;
+        EXPECT_EQ(outcome(nchan, 1), "error code 5 at 2") << nchan;
+    }
+    EXPECT_EQ(outcome(8, 3, 33), "error code 4 at 2");
+    for (const int xdecim : {33, -1, -32768}) {
+        EXPECT_EQ(outcome(8, 2, xdecim), "error code 5 at 3") << xdecim;
+        EXPECT_EQ(outcome(8, xdecim), "error code 5 at 3") << xdecim;
+    }
+    EXPECT_EQ(outcome(8), "refused at 4");
+    EXPECT_EQ(outcome(8, 2, 1, 1), "refused at 6");
+}
+
+TEST(MtsfiltParameters, AFourthParameterOfTheOtherFormPasses) {
+    const TaskArgument number = int16Constant(2);
+    TestSession four, five, wide;
+    const auto pipe = [](TestSession& session, const char* name, ElementType type = ElementType::int16) {
+        return session.use(session.pipe(name, {}, type));
+    };
+    four.task("MTSFILT", pipe(four, "from"), number, number, number);
+    five.task("MTSFILT", pipe(five, "from"), number, number, pipe(five, "a"), pipe(five, "b"));
+    wide.task("MTSFILT", pipe(wide, "from", ElementType::int32), number, number, pipe(wide, "to"));
+    EXPECT_EQ(statesOf(four.run())[0], "error code 10 at 4");
+    EXPECT_EQ(statesOf(five.run())[0], "error code 10 at 4");
+    EXPECT_EQ(statesOf(wide.run())[0], "refused at 1");
+}
+
+}  // namespace
+}  // namespace libzepl
