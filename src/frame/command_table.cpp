@@ -6,7 +6,16 @@ namespace zcmds {
 
 const CommandEntry mainTable[] = {
     // clang-format off
-    {"ABS", abs, &absSignature},
+    {"ABS",        abs,        &absSignature},
+    {"BIRAMP",     biramp,     &birampSignature},
+    {"CHIRP",      chirp,      &chirpSignature},
+    {"PWM",        pwm,        &pwmSignature},
+    {"RANDOM",     random,     &randomSignature},
+    {"COSINEWAVE", cosinewave, &cosinewaveSignature},
+    {"SAWTOOTH",   sawtooth,   &cosinewaveSignature},
+    {"SINEWAVE",   sinewave,   &cosinewaveSignature},
+    {"SQUAREWAVE", squarewave, &cosinewaveSignature},
+    {"TRIANGLE",   triangle,   &cosinewaveSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
 };

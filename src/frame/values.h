@@ -10,6 +10,12 @@ inline std::int32_t integerIn(Slot slot, ParamMask kind) {
     return (kind & (constantInt16 | variableInt16)) != 0 ? *valueIn<std::int16_t>(slot) : *valueIn<std::int32_t>(slot);
 }
 
+// The value of a variable or constant of this kind, whatever its type.
+inline double numberIn(Slot slot, ParamMask kind) {
+    if ((kind & anyInteger) != 0) return integerIn(slot, kind);
+    return (kind & (constantFloat | variableFloat)) != 0 ? *valueIn<float>(slot) : *valueIn<double>(slot);
+}
+
 // Stores an integer into the whole cell of a variable, so that it reads right at every width.
 inline void storeInteger(Slot slot, std::int64_t value) { *valueIn<std::int64_t>(slot) = value; }
 
