@@ -19,11 +19,11 @@ const char* const birampSignature =
 
 namespace {
 
-// From -1 at the cycle's start to 1 at the knee, and back to -1 at its end.
+// From -1 at the cycle's start, which is phase -1, to 1 at the knee, and back to -1 at its end, which is phase 1.
 void twoSlopesShape(const WaveState& state, double* phases, std::int32_t n) {
     transformBlock(phases, n, [knee = state.knee](double p) {
-        const double first = 2.0 * (p + 1.0) / (knee + 1.0) - 1.0, second = 2.0 * (p - 1.0) / (knee - 1.0) - 1.0;
-        return p <= knee ? first : second;
+        const double end = p <= knee ? -1.0 : 1.0;
+        return 2.0 * (p - end) / (knee - end) - 1.0;
     });
 }
 

@@ -1,5 +1,7 @@
 #include "generators/wave_shapes.h"
 
+#include <algorithm>
+#include <cmath>
 #include <numbers>
 
 #include "frame/element_loop.h"
@@ -9,12 +11,12 @@ namespace zcmds {
 
 namespace {
 
+// 2 * p between the corners at -0.5 and 0.5; beyond them 2 * (1 - p) and -2 * (p + 1), which are the lesser in size up to the
+// cycle's ends and change their sign behind them.
 void triangleShape(const WaveState&, double* phases, std::int32_t n) {
-    // All three lines are computed for each phase, so that a choice between values is all that is left to do.
     transformBlock(phases, n, [](double p) {
-        const double rising = 2.0 * p, fallingTo = 2.0 * (1.0 - p), fallingFrom = -2.0 * (p + 1.0);
-        const double below = p <= -0.5 ? fallingFrom : rising;
-        return p >= 0.5 ? fallingTo : below;
+        const double size = std::fabs(p), height = 2.0 * std::min(1.0 - size, size);
+        return height * std::copysign(1.0, p);
     });
 }
 
