@@ -1,0 +1,62 @@
+// Parameter lists in a few characters, for commands that take many parameters of many kinds.
+#pragma once
+
+#include <sstream>
+
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+
+// "5 -7l 0.5 0.5f i16 i32 f32 f64 WORD": an int16, an int32, a double and a float constant, new pipes of the four types, and
+// a text.
+inline std::vector<TaskArgument> argumentsIn(TestSession& session, const std::string& list) {
+    std::vector<TaskArgument> arguments;
+    std::istringstream words(list);
+    for (std::string word; words >> word;) {
+        char* rest = nullptr;
+        const double number = std::strtod(word.c_str(), &rest);
+        const std::string suffix = rest;
+        const auto pipe = [&](ElementType type) {
+            return session.use(session.pipe("p" + std::to_string(arguments.size() + 1), {}, type));
+        };
+        if (suffix == "i16" || suffix == "i32")
+            arguments.push_back(pipe(suffix == "i16" ? ElementType::int16 : ElementType::int32));
+        else if (suffix == "f32" || suffix == "f64")
+            arguments.push_back(pipe(suffix == "f32" ? ElementType::float32 : ElementType::float64));
+        else if (rest == word.c_str())
+            arguments.push_back(textConstant(word));
+        else if (suffix == "l")
+            arguments.push_back(int32Constant(static_cast<std::int32_t>(number)));
+        else if (suffix == "f")
+            arguments.push_back(floatConstant(static_cast<float>(number)));
+        else if (word.find_first_of(".en") != std::string::npos)
+            arguments.push_back(doubleConstant(number));
+        else
+            arguments.push_back(int16Constant(static_cast<std::int16_t>(number)));
+    }
+    return arguments;
+}
+
+// What the set-up of the command comes to with these parameters: "ready", or its error.
+inline std::string setUpOf(const std::string& command, const std::string& list) {
+    TestSession session({.setUpOnly = true});
+    session.addTask({.command = command, .arguments = argumentsIn(session, list)});
+    const Report report = session.run();
+    return report.status == Report::Status::ok ? "ready" : statesOf(report)[0];
+}
+
+// The first `n` samples that the command, given these parameters and `dest` behind them, generates.
+template <class Element>
+std::vector<Element> generated(const std::string& command, const std::string& list, std::size_t n,
+                               const SessionOptions& options = {}) {
+    TestSession session(options);
+    const PipeId dest = session.output("dest", n, elementTypeOf<Element>());
+    std::vector<TaskArgument> arguments = argumentsIn(session, list);
+    arguments.push_back(session.use(dest));
+    session.addTask({.command = command, .arguments = arguments});
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::ok) << command << " " << list << ": " << statesOf(report)[0];
+    return session.collected<Element>(dest);
+}
+
+}  // namespace libzepl
