@@ -110,16 +110,11 @@ TEST(Pwm, AnotherBitOfAWordChanges) {
 }
 
 TEST(Pwm, AMistakeIsToldAtAnotherPositionOrPasses) {
-    const std::vector<std::pair<const char*, const char*>> lists{
-        {"f32 1 0 i16", "refused at 5"},
-        {"i32 1 0 i16 i16", "refused at 1"},
-        {"f32 0 16 i16 i16", "error code 6 at 2"},
-        {"f32 -1 0 i16 i16", "error code 6 at 2"},
-        {"f32 1 16 i16 i16", "error code 5 at 3"},
-        {"i16 1 -1 i16 i16", "error code 5 at 3"},
-        {"i16 1 15 i16 i16", "ready"},
-    };
-    for (const auto& [list, outcome] : lists) EXPECT_EQ(setUpOf("PWM", list), outcome) << list;
+    expectSetUps("PWM", {{"refused at 5", {"f32 1 0 i16"}},
+                         {"refused at 1", {"i32 1 0 i16 i16"}},
+                         {"error code 6 at 2", {"f32 0 16 i16 i16", "f32 -1 0 i16 i16"}},
+                         {"error code 5 at 3", {"f32 1 16 i16 i16", "i16 1 -1 i16 i16"}},
+                         {"ready", {"i16 1 15 i16 i16"}}});
 }
 
 }  // namespace

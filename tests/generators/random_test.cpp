@@ -94,10 +94,7 @@ TEST(Random, ASeedOfZeroIsTheSameForEveryTaskOrTime) {
 }
 
 TEST(Random, AMistakePasses) {
-    EXPECT_EQ(setUpOf("RANDOM", "1 1 i16"), "error code 7 at 1");
-    EXPECT_EQ(setUpOf("RANDOM", "-32768 1 i16"), "error code 7 at 1");
-    EXPECT_EQ(setUpOf("RANDOM", "0 1.0 i16"), "refused at 2");
-    EXPECT_EQ(setUpOf("RANDOM", "0l 1 i16"), "refused at 1");
+    expectSetUps("RANDOM", {{"error code 7 at 1", {"1 1 i16", "-32768 1 i16"}}, {"refused at 1", {"0l 1 i16"}}});
 }
 
 }  // namespace

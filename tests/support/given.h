@@ -12,22 +12,18 @@ namespace libzepl {
 inline std::vector<TaskArgument> argumentsIn(TestSession& session, const std::string& list) {
     std::vector<TaskArgument> arguments;
     std::istringstream words(list);
+    const std::string types = "i16 i32 f32 f64";  // in the order of allElementTypes
     for (std::string word; words >> word;) {
         char* rest = nullptr;
         const double number = std::strtod(word.c_str(), &rest);
-        const std::string suffix = rest;
-        const auto pipe = [&](ElementType type) {
-            return session.use(session.pipe("p" + std::to_string(arguments.size() + 1), {}, type));
-        };
-        if (suffix == "i16" || suffix == "i32")
-            arguments.push_back(pipe(suffix == "i16" ? ElementType::int16 : ElementType::int32));
-        else if (suffix == "f32" || suffix == "f64")
-            arguments.push_back(pipe(suffix == "f32" ? ElementType::float32 : ElementType::float64));
+        const std::size_t type = types.find(word);
+        if (word.size() == 3 && type % 4 == 0)
+            arguments.push_back(session.use(session.pipe(word, {}, allElementTypes[type / 4])));
         else if (rest == word.c_str())
             arguments.push_back(textConstant(word));
-        else if (suffix == "l")
+        else if (*rest == 'l')
             arguments.push_back(int32Constant(static_cast<std::int32_t>(number)));
-        else if (suffix == "f")
+        else if (*rest == 'f')
             arguments.push_back(floatConstant(static_cast<float>(number)));
         else if (word.find_first_of(".en") != std::string::npos)
             arguments.push_back(doubleConstant(number));
@@ -43,6 +39,12 @@ inline std::string setUpOf(const std::string& command, const std::string& list) 
     session.addTask({.command = command, .arguments = argumentsIn(session, list)});
     const Report report = session.run();
     return report.status == Report::Status::ok ? "ready" : statesOf(report)[0];
+}
+
+// Each outcome with the lists that come to it.
+inline void expectSetUps(const std::string& command, const std::vector<std::pair<std::string, Lines>>& listsByOutcome) {
+    for (const auto& [outcome, lists] : listsByOutcome)
+        for (const std::string& list : lists) EXPECT_EQ(setUpOf(command, list), outcome) << command << " " << list;
 }
 
 // The first `n` samples that the command, given these parameters and `dest` behind them, generates.
