@@ -25,19 +25,18 @@ Words modulated(const std::vector<Duty>& duties, std::int16_t minwidth, std::int
     return session.collected<std::int16_t>(mod);
 }
 
-// The bits for a duty at each sample. Before the first one above 0 the bit is clear.
-Words plainBits(const std::vector<double>& duties, int minwidth) {
+// The same from the rule itself. Before the first duty above 0 the bit is clear.
+Words plainlyModulated(const std::vector<double>& duties, int minwidth, int bitsel, Words words) {
     std::minstd_rand0 generator(1001011);
-    Words bits;
     double error = 0;
     int hold = 0;
     bool started = false, high = false;
-    for (const double duty : duties) {
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const double duty = duties[std::min(i, duties.size() - 1)], v = high ? 1 - duty : duty;
         if (!started) {
             started = high = duty > 0;
             hold = minwidth;
         } else {
-            const double v = high ? 1 - duty : duty;
             error += high ? v : -v;
             if (--hold <= 0) {
                 const std::uint64_t r = generator();
@@ -48,32 +47,29 @@ Words plainBits(const std::vector<double>& duties, int minwidth) {
                 }
             }
         }
-        bits.push_back(high);
+        words[i] = static_cast<std::int16_t>((words[i] & ~(1 << bitsel)) | high << bitsel);
     }
-    return bits;
+    return words;
 }
 
-TEST(Pwm, ABitDiffersFromThePlainDefinition) {
-    constexpr std::size_t count = 20000;
+TEST(Pwm, AWordDiffersFromThePlainDefinition) {
+    const Words words = randomSamples<std::int16_t>(20000, 3);
     std::vector<double> duties;
     std::vector<float> given;
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < words.size(); ++i) {
         given.push_back(i < 10 ? 0 : static_cast<float>(0.5 + 0.5 * std::sin(static_cast<double>(i) / 700)));
         duties.push_back(given.back());
+        if (i % 5 != 3) continue;
         // What is no duty leaves the old one.
-        if (i % 5 == 3) given.back() = std::vector<float>{-0.001F, 1.001F, NAN, -INFINITY}[i % 4];
-        if (i % 5 == 3) duties.back() = duties[i - 1];
+        given.back() = std::vector<float>{-0.001F, 1.001F, NAN, -INFINITY}[i % 4];
+        duties.back() = duties[i - 1];
     }
-    for (const std::int16_t minwidth : Words{1, 2, 5, 100})
-        EXPECT_EQ(modulated(given, minwidth, 0, Words(count)), plainBits(duties, minwidth)) << minwidth;
-}
-
-TEST(Pwm, AnIntegerDutyHasAnotherScale) {
-    const std::vector<std::int16_t> given{8000, -1, -32768, 32767, 0, 12345};
-    std::vector<double> duties;
-    for (const int x : {8000, 8000, 8000, 32767, 0, 12345}) duties.push_back(x / 32767.0);
-    duties.resize(3000, 12345 / 32767.0);
-    EXPECT_EQ(modulated(given, 1, 0, Words(3000)), plainBits(duties, 1));
+    for (const std::int16_t minwidth : Words{1, 2, 5, 15}) {
+        EXPECT_EQ(modulated(given, minwidth, minwidth, words), plainlyModulated(duties, minwidth, minwidth, words));
+        EXPECT_EQ(modulated(Words{8000, -1, -32768, 32767, 0, 12345}, minwidth, 0, words),
+                  plainlyModulated({8000 / 32767.0, 8000 / 32767.0, 8000 / 32767.0, 1, 0, 12345 / 32767.0}, minwidth, 0,
+                                   words));
+    }
 }
 
 TEST(Pwm, TheMeanLeavesTheDutyOrAPulseIsTooShort) {
@@ -94,18 +90,6 @@ TEST(Pwm, TheMeanLeavesTheDutyOrAPulseIsTooShort) {
             // The error sum stays within some least widths.
             EXPECT_NEAR(sum, count * static_cast<double>(duty), 2.0 * minwidth + 2) << minwidth << " " << duty;
         }
-    }
-}
-
-TEST(Pwm, AnotherBitOfAWordChanges) {
-    const Words words = randomSamples<std::int16_t>(3000, 3);
-    for (const std::int16_t bitsel : Words{0, 7, 15}) {
-        const Words result = modulated(std::vector<float>{0.3F}, 1, bitsel, words);
-        const Words bits = plainBits(std::vector<double>(3000, 0.3F), 1);
-        ASSERT_EQ(result.size(), words.size());
-        for (std::size_t i = 0; i < words.size(); ++i)
-            ASSERT_EQ(static_cast<std::uint16_t>(result[i]),
-                      (static_cast<std::uint16_t>(words[i]) & ~(1 << bitsel)) | bits[i] << bitsel);
     }
 }
 

@@ -1,10 +1,7 @@
 // RANDOM against its plain definition, in modular arithmetic of 64 bits.
 
-#include <set>
-
 #include "tests/support/covered.h"
 #include "tests/support/given.h"
-#include "tests/support/samples.h"
 
 namespace libzepl {
 namespace {
@@ -34,23 +31,15 @@ std::vector<std::int32_t> plainRandom(std::int32_t seed, std::size_t n) {
     return values;
 }
 
-std::string listOf(std::int32_t seed) { return "0 " + std::to_string(seed) + "l"; }
-
 TEST(Random, AValueDiffersFromThePlainDefinition) {
     const std::vector<std::int32_t> firstOfOne{1804981253, 2036210881, 1392233457, 1746157821};
     EXPECT_EQ(generated<std::int32_t>("RANDOM", "0 1", 4), firstOfOne);
     // Around the moduli; the last three come with their first step around the second modulus and to the end of the first.
     for (const std::int32_t seed : {1, 2, 32767, -1, -2147483647 - 1, -5, 2147483562, 2147483563, 2147483647, 1234567,
-                                    57156745, 2139218644, 65421664}) {
-        EXPECT_EQ(generated<std::int32_t>("RANDOM", listOf(seed), 3000), plainRandom(seed, 3000)) << seed;
-    }
-    EXPECT_EQ(generated<std::int32_t>("RANDOM", "0 -7", 9), plainRandom(-7, 9));
-}
-
-TEST(Random, TheSequenceHangsOnTheBlock) {
-    const std::vector<std::int32_t> expected = plainRandom(99, 3000);
+                                    57156745, 2139218644, 65421664})
+        EXPECT_EQ(generated<std::int32_t>("RANDOM", "0 " + std::to_string(seed) + "l", 3000), plainRandom(seed, 3000));
     for (const std::uint32_t block : {1U, 7U, 15U, 16U, 17U, 1000U})
-        EXPECT_EQ(generated<std::int32_t>("RANDOM", listOf(99), 3000, {.block = block}), expected) << block;
+        EXPECT_EQ(generated<std::int32_t>("RANDOM", "0 -7", 3000, {.block = block}), plainRandom(-7, 3000)) << block;
 }
 
 TEST(Random, AConversionDiffers) {
@@ -77,20 +66,16 @@ TEST(Random, ItIsNotEven) {
     EXPECT_NEAR(chiSquare, 999, 5 * 44.7);
 }
 
-TEST(Random, ASeedOfZeroIsTheSameForEveryTaskOrTime) {
-    std::set<std::vector<std::int32_t>> sequences;
-    for (const std::uint32_t start : {0U, 1U, 123456U}) {
-        TestSession session({.startTime = start});
+TEST(Random, ASeedOfZeroDoesNotHangOnTaskAndTime) {
+    for (const std::int32_t start : {1, 123456}) {
+        TestSession session({.startTime = static_cast<std::uint32_t>(start)});
         const PipeId one = session.output("one", 100), two = session.output("two", 100);
         session.task("RANDOM", int16Constant(0), int16Constant(0), one);
         session.task("RANDOM", int16Constant(0), int32Constant(0), two);
         session.run();
-        sequences.insert(session.collected<std::int32_t>(one));
-        sequences.insert(session.collected<std::int32_t>(two));
-        EXPECT_EQ(session.collected<std::int32_t>(two),
-                  plainRandom(static_cast<std::int32_t>(2 * 371293 + start), 100));
+        EXPECT_EQ(session.collected<std::int32_t>(one), plainRandom(371293 + start, 100));
+        EXPECT_EQ(session.collected<std::int32_t>(two), plainRandom(2 * 371293 + start, 100));
     }
-    EXPECT_EQ(sequences.size(), 6U);
 }
 
 TEST(Random, AMistakePasses) {
