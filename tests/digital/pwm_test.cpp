@@ -66,6 +66,8 @@ TEST(Pwm, AWordDiffersFromThePlainDefinition) {
     }
     for (const std::int16_t minwidth : Words{1, 2, 5, 15}) {
         EXPECT_EQ(modulated(given, minwidth, minwidth, words), plainlyModulated(duties, minwidth, minwidth, words));
+        // Its error sum comes to 0 again and again.
+        EXPECT_EQ(modulated(std::vector<float>{0.5F}, minwidth, 0, words), plainlyModulated({0.5}, minwidth, 0, words));
         EXPECT_EQ(modulated(Words{8000, -1, -32768, 32767, 0, 12345}, minwidth, 0, words),
                   plainlyModulated({8000 / 32767.0, 8000 / 32767.0, 8000 / 32767.0, 1, 0, 12345 / 32767.0}, minwidth, 0,
                                    words));
@@ -94,11 +96,10 @@ TEST(Pwm, TheMeanLeavesTheDutyOrAPulseIsTooShort) {
 }
 
 TEST(Pwm, AMistakeIsToldAtAnotherPositionOrPasses) {
-    expectSetUps("PWM", {{"refused at 5", {"f32 1 0 i16"}},
-                         {"refused at 1", {"i32 1 0 i16 i16"}},
-                         {"error code 6 at 2", {"f32 0 16 i16 i16", "f32 -1 0 i16 i16"}},
-                         {"error code 5 at 3", {"f32 1 16 i16 i16", "i16 1 -1 i16 i16"}},
-                         {"ready", {"i16 1 15 i16 i16"}}});
+    expectSetUps(
+        "PWM",
+        "refused at 5: f32 1 0 i16; refused at 1: i32 1 0 i16 i16; 6 at 2: f32 0 16 i16 i16; "
+        "6 at 2: f32 -1 0 i16 i16; 5 at 3: f32 1 16 i16 i16; 5 at 3: i16 1 -1 i16 i16; ready: i16 1 15 i16 i16");
 }
 
 }  // namespace

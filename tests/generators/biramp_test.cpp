@@ -54,16 +54,13 @@ TEST(Biramp, AnIntegerIsNotRoundedToTheNearestOrNoNumberIsOne) {
 }
 
 TEST(Biramp, AMistakeIsToldAtAnotherPositionOrPasses) {
-    expectSetUps("BIRAMP", {{"refused at 5", {"1 2 3 4"}},
-                            {"error code 3 at 2", {"1 2l 0 0 i16"}},
-                            {"error code 5 at 3", {"1 2 0 0 i32"}},
-                            {"error code 5 at 4", {"1 2 1 0 f32", "1 2 2147483647l 1 i16"}},
-                            {"ready", {"1 2 2147483646l 1 i16", "1 2 3 4 -7.0 i16", "1 2 3 4 i32"}},
-                            {"error code 10 at 5", {"1 2 3 4 f32 f32", "1 2 3 4 0.0"}},
-                            {"error code 5 at 5",
-                             {"1 2 3 4 7.01 f32", "1 2 3 4 -7.01f i16", "1 2 3 4 nan i16", "1 2 4000 97 0.1 i16"}},
-                            {"error code 3 at 5", {"1 2 3 4 f32", "1.0 2.0 3 4 f32"}},
-                            {"error code 3 at 6", {"1l 2l 3 4 0.0 i16"}}});
+    expectSetUps(
+        "BIRAMP",
+        "refused at 5: 1 2 3 4; 3 at 2: 1 2l 0 0 i16; 5 at 3: 1 2 0 0 i32; 5 at 4: 1 2 1 0 f32; "
+        "5 at 4: 1 2 2147483647l 1 i16; ready: 1 2 2147483646l 1 i16; ready: 1 2 3 4 -7.0 i16; "
+        "ready: 1 2 3 4 i32; 10 at 5: 1 2 3 4 f32 f32; 10 at 5: 1 2 3 4 0.0; 5 at 5: 1 2 3 4 7.01 f32; "
+        "5 at 5: 1 2 3 4 -7.01f i16; 5 at 5: 1 2 3 4 nan i16; 5 at 5: 1 2 4000 97 0.1 i16; 3 at 5: 1 2 3 4 f32; "
+        "3 at 5: 1.0 2.0 3 4 f32; 3 at 6: 1l 2l 3 4 0.0 i16");
 }
 
 }  // namespace

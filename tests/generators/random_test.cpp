@@ -79,7 +79,7 @@ TEST(Random, ASeedOfZeroDoesNotHangOnTaskAndTime) {
 }
 
 TEST(Random, AMistakePasses) {
-    expectSetUps("RANDOM", {{"error code 7 at 1", {"1 1 i16", "-32768 1 i16"}}, {"refused at 1", {"0l 1 i16"}}});
+    expectSetUps("RANDOM", "7 at 1: 1 1 i16; 7 at 1: -32768 1 i16; refused at 1: 0l 1 i16");
 }
 
 }  // namespace

@@ -136,31 +136,22 @@ TEST(WaveformEdges, AWiderModulatorIsNotReadAtTheWidthOfTheOutput) {
 }
 
 TEST(WaveformParameters, AMistakeIsToldAtAnotherPositionOrPasses) {
-    expectSetUps("TRIANGLE",
-                 {{"refused at 1", {""}},
-                  {"refused at 3", {"1 8"}},
-                  {"refused at 4", {"1 8 i16 i16 i16"}},
-                  {"error code 8 at 4", {"-1 0.5 i16 AMPLITUDE"}},
-                  {"error code 8 at 6", {"1 8 i16 AMPLITUDE i16 FREQUENCY"}},
-                  {"error code 6 at 1", {"-0.1 0.5 i16"}},
-                  {"error code 5 at 2", {"0 0.999f i16"}},
-                  {"ready",
-                   {"0 1l f64", "2 1 1000.0 1000.0 i16", "2 1 1e12 5e-7 i16 AMPLITUDE i16", "nan nan f32",
-                    "2 1 1.0 0.0 1.0 i16 AMPLITUDE i16 FREQUENCY i16", "1 8 f32 AMPLITUDE f64 FREQUENCY i32"}},
-                  {"refused at 5", {"1 2 3.0 4.0"}},
-                  {"error code 3 at 2", {"1 1l 0.0 0.0 i16"}},
-                  {"error code 5 at 3", {"2 1 0.0 0.0 i16", "2 1 nan 1.0 i16", "2 1 1000.1 1000.0 i16"}},
-                  {"error code 5 at 4", {"2 1 1.0 4e-7 i16", "2 1 1.0 1.01 0.0 i16", "2 1 1.0 nan 1.0 i16"}},
-                  {"error code 5 at 5", {"2 1 1.0 -1.0 4e-7 i16", "1 8 i32 AMPLITUDE i16"}},
-                  {"error code 10 at 6", {"2 1 1.0 1.0 i16 AMPLITUDE", "2 1 1.0 1.0 i16 AMPLITUDE AMPLITUDE"}},
-                  {"error code 10 at 5", {"2 1 1.0 0.0 1.0"}},
-                  {"error code 10 at 8", {"2 1 1.0 1.0 i16 AMPLITUDE i16 i16 i16"}},
-                  {"error code 10 at 9", {"2 1 1.0 1.0 i16 AMPLITUDE i16 AMPLITUDE AMPLITUDE"}},
-                  {"error code 10 at 7", {"2 1 1.0 0.0 1.0 i16 AMPLITUDE AMPLITUDE"}},
-                  {"error code 9 at 6", {"1 8 i16 AMPLITUDE i16 AMPLITUDE i16", "1 8 i16 loud i16 loud i16"}},
-                  {"error code 7 at 4", {"1 8 i16 amplitude i16"}},
-                  {"error code 7 at 6", {"1 8 i16 amplitude i16 FREQUENCY i16", "1 8 i16 AMPLITUDE i16 Frequency i16"}},
-                  {"error code 5 at 7", {"1 8 f64 AMPLITUDE f64 FREQUENCY f32"}}});
+    expectSetUps(
+        "TRIANGLE",
+        "refused at 1:; refused at 3: 1 8; refused at 4: 1 8 i16 i16 i16; 8 at 4: -1 0.5 i16 AMPLITUDE; "
+        "8 at 6: 1 8 i16 AMPLITUDE i16 FREQUENCY; 6 at 1: -0.1 0.5 i16; 5 at 2: 0 0.999f i16; ready: 0 1l f64; "
+        "ready: 2 1 1000.0 1000.0 i16; ready: 2 1 1e12 5e-7 i16 AMPLITUDE i16; ready: nan nan f32; "
+        "ready: 2 1 1.0 0.0 1.0 i16 AMPLITUDE i16 FREQUENCY i16; ready: 1 8 f32 AMPLITUDE f64 FREQUENCY i32; "
+        "refused at 5: 1 2 3.0 4.0; 3 at 2: 1 1l 0.0 0.0 i16; 5 at 3: 2 1 0.0 0.0 i16; 5 at 3: 2 1 nan 1.0 i16; "
+        "5 at 3: 2 1 1000.1 1000.0 i16; 5 at 4: 2 1 1.0 4e-7 i16; 5 at 4: 2 1 1.0 1.01 0.0 i16; "
+        "5 at 4: 2 1 1.0 nan 1.0 i16; 5 at 5: 2 1 1.0 -1.0 4e-7 i16; 5 at 5: 1 8 i32 AMPLITUDE i16; "
+        "10 at 6: 2 1 1.0 1.0 i16 AMPLITUDE; 10 at 6: 2 1 1.0 1.0 i16 AMPLITUDE AMPLITUDE; "
+        "10 at 5: 2 1 1.0 0.0 1.0; 10 at 8: 2 1 1.0 1.0 i16 AMPLITUDE i16 i16 i16; "
+        "10 at 9: 2 1 1.0 1.0 i16 AMPLITUDE i16 AMPLITUDE AMPLITUDE; "
+        "10 at 7: 2 1 1.0 0.0 1.0 i16 AMPLITUDE AMPLITUDE; 9 at 6: 1 8 i16 AMPLITUDE i16 AMPLITUDE i16; "
+        "9 at 6: 1 8 i16 loud i16 loud i16; 7 at 4: 1 8 i16 amplitude i16; "
+        "7 at 6: 1 8 i16 amplitude i16 FREQUENCY i16; 7 at 6: 1 8 i16 AMPLITUDE i16 Frequency i16; "
+        "5 at 7: 1 8 f64 AMPLITUDE f64 FREQUENCY f32");
 }
 
 }  // namespace

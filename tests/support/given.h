@@ -33,18 +33,19 @@ inline std::vector<TaskArgument> argumentsIn(TestSession& session, const std::st
     return arguments;
 }
 
-// What the set-up of the command comes to with these parameters: "ready", or its error.
-inline std::string setUpOf(const std::string& command, const std::string& list) {
-    TestSession session({.setUpOnly = true});
-    session.addTask({.command = command, .arguments = argumentsIn(session, list)});
-    const Report report = session.run();
-    return report.status == Report::Status::ok ? "ready" : statesOf(report)[0];
-}
-
-// Each outcome with the lists that come to it.
-inline void expectSetUps(const std::string& command, const std::vector<std::pair<std::string, Lines>>& listsByOutcome) {
-    for (const auto& [outcome, lists] : listsByOutcome)
-        for (const std::string& list : lists) EXPECT_EQ(setUpOf(command, list), outcome) << command << " " << list;
+// Each case tells what the set-up of the command comes to with a list: "ready: 1 2 i16; refused at 1: f32", and, of a set-up
+// error with its code, "5 at 2: 1 -1 i16".
+inline void expectSetUps(const std::string& command, const std::string& cases) {
+    std::istringstream text(cases);
+    for (std::string one; std::getline(text >> std::ws, one, ';');) {
+        const std::size_t colon = one.find(':');
+        TestSession session({.setUpOnly = true});
+        session.addTask({.command = command, .arguments = argumentsIn(session, one.substr(colon + 1))});
+        const Report report = session.run();
+        const std::string outcome = report.status == Report::Status::ok ? "ready" : statesOf(report)[0];
+        const std::string error = "error code ";
+        EXPECT_EQ(outcome.starts_with(error) ? outcome.substr(error.size()) : outcome, one.substr(0, colon)) << one;
+    }
 }
 
 // The first `n` samples that the command, given these parameters and `dest` behind them, generates.
