@@ -17,8 +17,7 @@ namespace zcmds {
 
 const char* const randomSignature =
     "( const storage  int16   disttype ,   const storage  (int16|int32)   seed ,   out   pipe     "
-    "(int16|int32|float|double)  "
-    "dest ) ";
+    "(int16|int32|float|double)  dest ) ";
 
 namespace {
 
@@ -95,10 +94,6 @@ struct LaneStep {
 };
 
 constexpr LaneStep firstLanes(first), secondLanes(second);
-
-struct Lanes {
-    std::uint32_t states1[laneCount], states2[laneCount];
-};
 
 // Fills `n` elements, a multiple of the lanes.
 template <class Element>

@@ -47,7 +47,7 @@ ZCMDS_VECTOR_CLONES void storeModulated(Element* to, const double* shape, const 
         to[i] = roundTo<Element>(scaled<Element>(shape[i] * amplitude * static_cast<double>(modulator[i])) + offset);
 }
 
-// Truncates where the other two round: the bits that users compare hang on it.
+// Truncates where the other two round, and keeps low bits where they give the most negative value: users compare these bits.
 template <class Element>
 ZCMDS_VECTOR_CLONES void storeModulatedTable(Element* to, const double* wave, const Element* modulator, std::int32_t n,
                                              double offset) {

@@ -15,7 +15,7 @@ namespace zcmds {
 
 namespace {
 
-// How far a table's end may be from a whole sample, in samples: a billionth of a millionth of the longest table...
+// How far from a whole sample some whole cycles may end and still make a table: 1e-15 for each sample of the longest.
 constexpr double wholeSampleTolerance = 4.096e-12;
 
 constexpr double leastSampleTime = 5e-07;  // microseconds
