@@ -52,10 +52,14 @@ class MaskReader {
 }
 
 // The texts are made here, not in the operations, whose frames are left for good and must own nothing.
+std::string givenText(std::int32_t actual) {
+    return std::to_string(actual) + (actual == 1 ? " is given" : " are given");
+}
+
 std::string countText(std::int32_t minimum, std::int32_t maximum, std::int32_t actual) {
     const std::string most = minimum == maximum ? "" : " to " + std::to_string(maximum);
     return "takes " + std::to_string(minimum) + most + (maximum == 1 ? " parameter" : " parameters") + ", and " +
-           std::to_string(actual) + (actual == 1 ? " is given" : " are given");
+           givenText(actual);
 }
 
 std::string kindText(std::int32_t position, const Parameter& parameter, ParamMask mask) {
@@ -89,15 +93,19 @@ Slot* param_process(ParamList list, std::int32_t* count, std::int32_t minimum, s
         refuse(e, position, kindText(position, parameter, mask));
     }
     va_end(arguments);
+    task.listChecked = true;
     return task.slots.data();
 }
 
 ParamMask param_type(ParamList list, std::int32_t index) {
     Engine& e = running();
     const Task& task = taskOf(e, list);
-    if (index < 1 || static_cast<std::size_t>(index) > task.parameters.size())
-        misuse(e, "asks for the kind of parameter " + std::to_string(index) + " of " +
-                      std::to_string(task.parameters.size()));
+    const auto actual = static_cast<std::int32_t>(task.parameters.size());
+    // A command that chooses its masks by a parameter's kind asks before it can know that the list is too short.
+    if (index > actual && !task.listChecked)
+        refuse(e, actual + 1, "takes at least " + std::to_string(index) + " parameters, and " + givenText(actual));
+    if (index < 1 || index > actual)
+        misuse(e, "asks for the kind of parameter " + std::to_string(index) + " of " + std::to_string(actual));
     return task.parameters[static_cast<std::size_t>(index - 1)].kind;
 }
 

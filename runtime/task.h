@@ -65,6 +65,7 @@ struct Task {
     std::string signatureAdvice;
     std::deque<Parameter> parameters;  // position 1 first; addresses of cells and texts stay
     std::vector<zepl::Slot> slots;     // indexed from 1
+    bool listChecked = false;          // its command knows how many parameters there are
     std::deque<PipeEnd> pipeEnds;
     std::deque<TriggerEnd> triggerEnds;
     Arena arena;

@@ -24,4 +24,9 @@ std::uint32_t forElementType(ParamMask pipeType, Routine routine) {
     }
 }
 
+// Bytes of an element; 0 for what is no pipe kind.
+inline std::uint32_t elementSizeOf(ParamMask pipeType) {
+    return forElementType(pipeType, []<class Element>() -> std::uint32_t { return sizeof(Element); });
+}
+
 }  // namespace zcmds

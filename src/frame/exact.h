@@ -102,6 +102,19 @@ constexpr Element truncateTo(double x) {
         return static_cast<Element>(x);
 }
 
+// To the nearest into the element's type, ties to even: what an integer does not hold, or a NaN, gives its most negative
+// value; float and double round.
+template <class Element>
+constexpr Element roundTo(double x) {
+    if constexpr (std::is_integral_v<Element>) {
+        constexpr std::int32_t least = std::numeric_limits<Element>::min(), most = std::numeric_limits<Element>::max();
+        const std::int32_t nearest = roundToInt32(x);
+        return static_cast<Element>(nearest < least || nearest > most ? least : nearest);
+    } else {
+        return static_cast<Element>(x);
+    }
+}
+
 // The quotient toward zero. A zero divisor and a quotient that the type does not hold are divide faults.
 template <class Integer>
 Integer divideOrFault(Integer dividend, Integer divisor) {

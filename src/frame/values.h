@@ -27,6 +27,12 @@ struct Cell {
 // A copy of the value behind the slot, whatever its width: the storage can be read past it.
 inline Cell cellIn(Slot slot) { return {*valueIn<std::int64_t>(slot)}; }
 
+// The value of a variable or constant of this kind, whatever its type.
+inline double numberIn(Slot slot, ParamMask kind) {
+    if ((kind & anyInteger) != 0) return integerIn(slot, kind);
+    return (kind & (constantFloat | variableFloat)) != 0 ? *valueIn<float>(slot) : *valueIn<double>(slot);
+}
+
 // Stores an integer into the whole cell of a variable, so that it reads right at every width.
 inline void storeInteger(Slot slot, std::int64_t value) { *valueIn<std::int64_t>(slot) = value; }
 

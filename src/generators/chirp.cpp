@@ -1,0 +1,170 @@
+// CHIRP generates a frequency sweep. One sweep is computed at set-up, into the output's own buffer, and sent again and again.
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <numbers>
+
+#include "frame/checks.h"
+#include "frame/commands.h"
+#include "frame/element_type.h"
+#include "frame/exact.h"
+#include "frame/mathematics.h"
+#include "frame/values.h"
+#include "host/parameters.h"
+#include "host/pbufs.h"
+#include "host/pipes.h"
+
+namespace zcmds {
+
+const char* const chirpSignature =
+    "( const     string  func ,   const     string  dir ,   in      storage   (int16|int32|float|double)  ampl ,   in  "
+    "    "
+    "storage   (int16|int32)  sweep ,   in      storage   (int16|int32)  lperiod ,   in      storage   (int16|int32)  "
+    "hperiod,   const   storage   anyfloat  phase ,   out     pipe      contentof(ampl)  chirp )";
+
+namespace {
+
+constexpr std::int32_t greatestBlock = 2048;  // elements
+
+enum class Direction : std::uint32_t { oneWay = 0, outAndBack = 1 };
+enum class Law : std::uint32_t { linear = 0, quadratic = 1, logarithmic = 2 };
+
+struct ChirpState {
+    Direction direction{};
+    Law law{};
+    ParamMask elementType = 0;
+    std::int32_t blockBytes = 0;  // of the greatest block
+    void (*emitSample)(const ChirpState& state, std::int32_t n, double angle) = nullptr;
+    PipeHandle chirpPipe{};
+    PbufHandle outputPbuf{};
+    void* sweepData = nullptr;     // the pbuf's buffer, a whole sweep
+    std::int32_t sweepLength = 0;  // elements
+    double amplitude = 0;
+    double startPhase = 0;  // radians
+    double lowOmega = 0;    // radians per sample
+    double highOmega = 0;   // radians per sample
+};
+
+template <class Element>
+void emit(const ChirpState& state, std::int32_t n, double angle) {
+    static_cast<Element*>(state.sweepData)[n] = truncateTo<Element>(mathematics.cos(angle) * state.amplitude);
+}
+
+// How far sample `n` is on the way from the low to the high frequency: 0 to 1 over the sweep, or to 1 at its middle and back.
+template <Direction direction>
+double wayAt(const ChirpState& state, double n) {
+    const double last = state.sweepLength - 1.0;
+    if constexpr (direction == Direction::oneWay) return n / last;
+    const double u = 2.0 * n / last;
+    return u > 1.0 ? 2.0 - u : u;
+}
+
+// The angular frequency at sample `n`, radians per sample. Sample -1 is an extrapolation.
+template <Law law, Direction direction>
+double omegaAt(const ChirpState& state, double n) {
+    const double u = wayAt<direction>(state, n), low = state.lowOmega, high = state.highOmega;
+    if constexpr (law == Law::linear) return (1.0 - u) * low + u * high;
+    if constexpr (law == Law::quadratic) return (1.0 - u * u) * low + u * u * high;
+    return low * mathematics.pow(high / low, u);
+}
+
+using OmegaFunction = double(const ChirpState& state, double n);
+
+OmegaFunction* omegaFunctionOf(const ChirpState& state) {
+    static constexpr OmegaFunction* functions[][2] = {
+        {omegaAt<Law::linear, Direction::oneWay>, omegaAt<Law::linear, Direction::outAndBack>},
+        {omegaAt<Law::quadratic, Direction::oneWay>, omegaAt<Law::quadratic, Direction::outAndBack>},
+        {omegaAt<Law::logarithmic, Direction::oneWay>, omegaAt<Law::logarithmic, Direction::outAndBack>},
+    };
+    return functions[static_cast<std::uint32_t>(state.law)][static_cast<std::uint32_t>(state.direction)];
+}
+
+// Integrates the frequency by the Adams-Moulton rule of third order. The angle is never wrapped.
+void computeSweep(const ChirpState& state) {
+    OmegaFunction* const omega = omegaFunctionOf(state);
+    double older = omega(state, -1.0), old = omega(state, 0.0), angle = state.startPhase;
+    state.emitSample(state, 0, angle);
+    for (std::int32_t n = 1; n < state.sweepLength; ++n) {
+        const double now = omega(state, n);
+        angle += (5.0 * now + 8.0 * old - older) / 12.0;
+        older = old;
+        old = now;
+        state.emitSample(state, n, angle);
+    }
+}
+
+// The value that the word stands for. The values are numbered from 0, and each has two words, one behind the other.
+std::uint32_t readWord(const Slot* params, std::int32_t position, std::initializer_list<const char*> words) {
+    const char* given = valueIn<char>(params[position]);
+    std::uint32_t index = 0;
+    for (const char* word : words) {
+        if (std::strcmp(given, word) == 0) return index / 2;
+        ++index;
+    }
+    zepl::param_error_msg(ParamError::unknownWord, position);
+}
+
+// The angular frequency of a period in samples, at least 2.
+double readPeriod(ParamList list, const Slot* params, std::int32_t position) {
+    const std::int32_t period = integerIn(params[position], zepl::param_type(list, position));
+    if (period < 2) zepl::param_error_msg(ParamError::outOfRange, position);
+    return 2.0 * std::numbers::pi / period;
+}
+
+void readAmplitude(const Slot* params, ChirpState& state) {
+    forElementType(state.elementType, [&]<class Element>() -> std::uint32_t {
+        state.amplitude = static_cast<double>(*valueIn<Element>(params[3]));
+        state.emitSample = emit<Element>;
+        state.blockBytes = greatestBlock * static_cast<std::int32_t>(sizeof(Element));
+        return 0;
+    });
+}
+
+void readParameters(ParamList list, const Slot* params, ChirpState& state) {
+    state.law = Law{readWord(params, 1, {"LINEAR", "LIN", "QUADRATIC", "QUAD", "LOGARITHMIC", "LOG"})};
+    state.direction = Direction{readWord(params, 2, {"UNIDIRECTIONAL", "UNIDIR", "BIDIRECTIONAL", "BIDIR"})};
+    readAmplitude(params, state);
+    state.sweepLength = integerIn(params[4], zepl::param_type(list, 4));
+    if (state.sweepLength <= 0) zepl::param_error_msg(ParamError::outOfRange, 4);
+    state.lowOmega = readPeriod(list, params, 5);
+    state.highOmega = readPeriod(list, params, 6);
+    state.startPhase = numberIn(params[7], zepl::param_type(list, 7));
+}
+
+void openOutput(const Slot* params, ChirpState& state) {
+    state.chirpPipe = handleIn<PipeHandle>(params[8]);
+    zepl::pipe_open(state.chirpPipe, zepl::OpenMode::write);
+    state.outputPbuf = zepl::pbuf_open(state.chirpPipe, state.sweepLength);
+    state.sweepData = zepl::pbuf_get_data_ptr(state.outputPbuf);
+    zepl::pbuf_set_max_cnt(state.outputPbuf, greatestBlock);
+}
+
+// Sends the sweep by pointing the pbuf at one piece of it after the other.
+void sendSweep(const ChirpState& state) {
+    auto* at = static_cast<std::byte*>(state.sweepData);
+    for (std::int32_t remaining = state.sweepLength; remaining != 0;) {
+        zepl::pbuf_set_data_ptr(state.outputPbuf, at);
+        const std::int32_t count = std::min(remaining, greatestBlock);
+        zepl::pbuf_put_set_cnt(state.outputPbuf, count);
+        remaining -= count;
+        if (remaining != 0) at += state.blockBytes;
+    }
+}
+
+}  // namespace
+
+std::uint32_t chirp(ParamList list) {
+    ChirpState state;
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 8, 8, stringKind, stringKind, constantScalar,
+                                             constantInteger, constantInteger, constantInteger, constantReal, anyPipe);
+    state.elementType = zepl::param_type(list, 8);
+    checkConstantForPipe(state.elementType, zepl::param_type(list, 3), 3);
+    readParameters(list, params, state);
+    openOutput(params, state);
+    computeSweep(state);
+    for (;;) sendSweep(state);
+}
+
+}  // namespace zcmds

@@ -1,0 +1,10 @@
+// SAWTOOTH generates a ramp that rises through the whole cycle and jumps back. It starts in the middle of the ramp.
+
+#include "frame/commands.h"
+#include "generators/waveform.h"
+
+namespace zcmds {
+
+std::uint32_t sawtooth(ParamList list) { return generateWaveform(list, WaveType::sawtooth); }
+
+}  // namespace zcmds

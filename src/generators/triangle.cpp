@@ -1,0 +1,10 @@
+// TRIANGLE generates a wave of two even ramps, which starts at its middle and rises.
+
+#include "frame/commands.h"
+#include "generators/waveform.h"
+
+namespace zcmds {
+
+std::uint32_t triangle(ParamList list) { return generateWaveform(list, WaveType::triangle); }
+
+}  // namespace zcmds

@@ -1,0 +1,10 @@
+// The shapes of the periodic waveforms.
+#pragma once
+
+#include "generators/wave_state.h"
+
+namespace zcmds {
+
+WaveFunction* waveFunctionOf(WaveType type);
+
+}  // namespace zcmds

@@ -1,0 +1,92 @@
+// CHIRP against the integral of its frequency in closed form, and to the bit against the rule that it integrates by.
+
+#include <cmath>
+#include <numbers>
+
+#include "tests/support/covered.h"
+#include "tests/support/given.h"
+#include "tests/support/samples.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("CHIRP");
+
+constexpr double low = 2 * std::numbers::pi / 100, high = 2 * std::numbers::pi / 10;
+
+struct Law {
+    std::string words;
+    bool outAndBack;
+    double (*omega)(double);  // of the way u from the low to the high frequency
+};
+
+double linear(double u) { return (1 - u) * low + u * high; }
+double quadratic(double u) { return (1 - u * u) * low + u * u * high; }
+double logarithmic(double u) { return low * std::pow(high / low, u); }
+
+const Law laws[] = {{"LINEAR UNIDIRECTIONAL", false, linear},   {"LIN BIDIRECTIONAL", true, linear},
+                    {"QUADRATIC UNIDIR", false, quadratic},     {"QUAD BIDIR", true, quadratic},
+                    {"LOGARITHMIC UNIDIR", false, logarithmic}, {"LOG BIDIR", true, logarithmic}};
+
+constexpr int sweep = 4097;  // its last block is one sample
+
+TEST(Chirp, TheAngleIsNotTheIntegralOfTheFrequency) {
+    const std::vector<double> once = generated<double>("CHIRP", "LIN UNIDIR 1.0 4097 100 10 0.25", sweep);
+    const std::vector<double> back = generated<double>("CHIRP", "LIN BIDIR 1.0 8193 100 10 0.25", 8193);
+    const auto area = [](double n) { return low * n + (high - low) * n * n / (2 * (sweep - 1)); };
+    for (std::size_t n = 0; n < sweep; ++n) {
+        ASSERT_NEAR(once[n], std::cos(0.25 + area(static_cast<double>(n))), 1e-10) << n;
+        ASSERT_NEAR(back[n], once[n], 1e-10) << n;
+        // The rule is exact for this law, but for the one step with the turning point behind it.
+        const double angle = 0.25 + 2 * area(sweep - 1) - area(static_cast<double>(n));
+        ASSERT_NEAR(back[8192 - n], std::cos(angle), 1e-4) << n;
+    }
+}
+
+TEST(Chirp, APureToneIsNotOne) {
+    for (const Law& law : laws) {
+        const std::vector<double> samples = generated<double>("CHIRP", law.words + " 3.0 5000 40 40 0.0f", 5000);
+        for (std::size_t n = 0; n < samples.size(); ++n)
+            ASSERT_NEAR(samples[n], 3 * std::cos(std::numbers::pi / 20 * static_cast<double>(n)), 1e-9) << law.words;
+    }
+}
+
+TEST(Chirp, ABitDiffersFromTheRule) {
+    for (const Law& law : laws) {
+        const auto omega = [&](double n) {
+            const double u = (law.outAndBack ? 2 * n : n) / (sweep - 1);
+            return law.omega(u > 1 && law.outAndBack ? 2 - u : u);
+        };
+        std::vector<double> expected{std::cos(0.25) * 20000};
+        double angle = 0.25;
+        for (int n = 1; n < sweep; ++n) {
+            angle = angle + (5 * omega(n) + 8 * omega(n - 1) - omega(n - 2)) / 12;
+            expected.push_back(std::cos(angle) * 20000);
+        }
+        std::vector<std::int16_t> truncated;
+        for (const double x : expected) truncated.push_back(static_cast<std::int16_t>(x));
+        EXPECT_EQ(bitsOf(generated<double>("CHIRP", law.words + " 2e4 4097l 100 10l 0.25", sweep)), bitsOf(expected));
+        EXPECT_EQ(generated<std::int16_t>("CHIRP", law.words + " 20000 4097 100l 10 0.25f", sweep), truncated);
+    }
+}
+
+TEST(Chirp, ASweepIsNotRepeatedWhole) {
+    for (const std::size_t length : {1U, 2U, 2048U, 2049U, 4097U}) {
+        const std::string list = "LOG UNIDIR 30000 " + std::to_string(length) + " 10 100 0.5";
+        const std::vector<std::int32_t> samples = generated<std::int32_t>("CHIRP", list, 3 * length);
+        EXPECT_EQ(samples[0], static_cast<std::int32_t>(std::cos(0.5) * 30000));
+        for (std::size_t n = length; n < samples.size(); ++n) ASSERT_EQ(samples[n], samples[n - length]) << length;
+    }
+}
+
+TEST(Chirp, AMistakeIsToldAtAnotherPositionOrPasses) {
+    expectSetUps(
+        "CHIRP",
+        "refused at 8: LIN UNIDIR 1 2 3 4 0.0; 3 at 3: lin unidir 1.0 0 1 1 0.0 i16; "
+        "7 at 1: lin unidir 1 0 1 1 0.0 i16; 7 at 2: LIN UNI 1 0 1 1 0.0 i16; 5 at 4: LIN UNIDIR 1 0 1 1 0.0 i16; "
+        "5 at 4: LIN UNIDIR 1 -5l 1 1 0.0 i32; 5 at 5: LIN UNIDIR 1.0f 1 1 1 0.0 f32; "
+        "5 at 6: LIN UNIDIR 1 1 2 1l 0.0 i16; ready: LIN UNIDIR 1 1 2 2 nan i16");
+}
+
+}  // namespace
+}  // namespace libzepl
