@@ -25,9 +25,9 @@ Element better(Element x, Element held) {
     return Beats{}(x, held) ? x : held;
 }
 
-// The best of `n` elements and `held`, but any one of equals. It is inlined into loops that are built for its vectors.
+// The best of `n` elements and `held`, but any one of equals.
 template <class Beats, class Element>
-[[gnu::always_inline]] inline Element bestOf(const Element* from, std::int32_t n, Element held) {
+Element bestOf(const Element* from, std::int32_t n, Element held) {
     std::int32_t i = 0;
     if constexpr (std::is_floating_point_v<Element>) {
         // The compiler may not reorder comparisons of elements among which are zeros and NaNs; here their order is free.
