@@ -94,18 +94,13 @@ TEST(BaverageEdges, ASumStartsAtZeroOrIsOfDoublePrecision) {
 }
 
 TEST(BaverageParameters, AListThatIsNotItsOwnPasses) {
-    constexpr ElementType int16 = ElementType::int16, real = ElementType::float64;
-    const std::int16_t two = 2, none = 0;
-    expectOutcomes("BAVERAGE", {{{int16, two, two, int16}, "waiting"},
-                                {{real, 2, 1, real}, "waiting"},
-                                {{int16, none, none, real}, "error code 6 at 2"},
-                                {{int16, -1, two, int16}, "error code 6 at 2"},
-                                {{int16, two, none, real}, "error code 6 at 3"},
-                                {{int16, two, int16Value(-32768), int16}, "error code 6 at 3"},
-                                {{int16, two, two, real}, "error code 3 at 4"},
-                                {{int16, two, two}, "refused at 4"},
-                                {{int16, two, two, int16, int16}, "refused at 5"},
-                                {{int16, two, 2.0, int16}, "refused at 3"}});
+    expectOutcomes("BAVERAGE", {{"waiting", {"s 2 2 s", "d 2 1 d"}},
+                                {"error code 6 at 2", {"s 0 0 d", "s -1 2 s"}},
+                                {"error code 6 at 3", {"s 2 0 d", "s 2 -32768 s"}},
+                                {"error code 3 at 4", {"s 2 2 d"}},
+                                {"refused at 4", {"s 2 2"}},
+                                {"refused at 5", {"s 2 2 s s"}},
+                                {"refused at 3", {"s 2 2.0 s"}}});
 }
 
 }  // namespace
