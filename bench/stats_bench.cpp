@@ -15,6 +15,7 @@
 
 #include "bench/commands.h"
 #include "bench/ratios.h"
+#include "frame/vector_clones.h"
 
 namespace {
 
@@ -95,15 +96,14 @@ struct BintegrateLoop {
 };
 
 template <class Reducer, class Element>
-[[gnu::target_clones("default", "avx2", "arch=skylake-avx512")]] void reducePlainly(const Element* from, Element* to) {
+ZCMDS_VECTOR_CLONES void reducePlainly(const Element* from, Element* to) {
     for (std::size_t block = 0; block < samples / blockSize; ++block) to[block] = Reducer::of(from + block * blockSize);
 }
 
 // Plain loops over the whole stream.
 
 template <class Element>
-[[gnu::target_clones("default", "avx2", "arch=skylake-avx512")]] void baveragePlainly(const Element* from,
-                                                                                      Element* to) {
+ZCMDS_VECTOR_CLONES void baveragePlainly(const Element* from, Element* to) {
     constexpr std::size_t group = std::size_t{blockSize} * blockReps;
     for (std::size_t at = 0; at + group <= samples; at += group) {
         Sum<Element> sums[blockSize] = {};

@@ -117,7 +117,7 @@ TYPED_TEST(RunningSums, TheArrivalOfTheInputChangesTheOutput) {
 
 TYPED_TEST(RunningSums, AnIntegralDiffersFromThePlainDefinition) {
     const std::vector<TypeParam> source = samplesFor<TypeParam>();
-    for (const std::uint32_t n : {1, 3, 256, 257, 1000}) {
+    for (const std::uint32_t n : {1U, 3U, 256U, 257U, 1000U}) {
         EXPECT_EQ(bitsOf(resultOf<TypeParam>("BINTEGRATE", source, {}, {count(n)})),
                   bitsOf(plainSums<TypeParam>(source, 1, {n, n})));
         EXPECT_EQ(bitsOf(resultOf<TypeParam>("INTEGRATE", source, {}, {count(n)})),
