@@ -131,6 +131,20 @@ constexpr std::int32_t divideThroughDouble(std::int32_t dividend, std::int32_t d
     return static_cast<std::int32_t>(static_cast<double>(dividend) / divisor);
 }
 
+// That holds for longer dividends up to this magnitude.
+constexpr bool dividesThroughDouble(std::int64_t dividend) {
+    constexpr std::int64_t most = std::int64_t{1} << 52;
+    return -most <= dividend && dividend <= most;
+}
+constexpr std::int64_t divideThroughDouble(std::int64_t dividend, std::int32_t divisor) {
+    return static_cast<std::int64_t>(static_cast<double>(dividend) / divisor);
+}
+
+// The quotient toward zero by a positive divisor, by the shorter way.
+constexpr std::int64_t dividePositive(std::int64_t dividend, std::int32_t divisor) {
+    return dividesThroughDouble(dividend) ? divideThroughDouble(dividend, divisor) : dividend / divisor;
+}
+
 // What widening to double, taking the absolute value and narrowing again gives: the sign is cleared and a signalling NaN
 // becomes quiet.
 constexpr float absoluteThroughDouble(float x) {

@@ -77,8 +77,8 @@ void setRanges(ParamList list, const Slot* params, FindMaxState& state) {
 
 // The greatest of the ranges; where nothing beats the least finite value, that one at index 0.
 template <class Element>
-ZCMDS_VECTOR_CLONES Extreme<Element, std::greater<>> greatestOf(const Element* block, const FindMaxState& state) {
-    Extreme<Element, std::greater<>> greatest;
+ZCMDS_VECTOR_CLONES Extreme<Element, std::greater<>, true> greatestOf(const Element* block, const FindMaxState& state) {
+    Extreme<Element, std::greater<>, true> greatest;
     greatest.taken = state.firstStart;
     greatest.add(block + state.firstStart, state.firstEnd - state.firstStart + 1);
     if (state.secondStart >= 0) {

@@ -17,10 +17,9 @@ namespace {
 // A sum of this many int16 elements fits in 32 bits, with the half of their number that rounds it.
 constexpr std::int32_t most32BitTerms = 32000;
 
-template <class Integer>
-constexpr Integer roundedMean(Integer sum, std::int32_t bsize) {
+constexpr std::int64_t roundedMean(std::int64_t sum, std::int32_t bsize) {
     const std::int32_t half = bsize >> 1;
-    return (sum < 0 ? sum - half : sum + half) / bsize;
+    return dividePositive(sum < 0 ? sum - half : sum + half, bsize);
 }
 
 // The sum of a block so far.

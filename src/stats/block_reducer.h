@@ -40,10 +40,13 @@ struct NoPosition {};
 //     Result result(std::int32_t bsize) const;             of a whole block
 //     std::int32_t position;                               with a stream of positions only
 //     void clear();                                        begins a block
+// All of it is inlined here, so that it is built for the vectors of each clone.
 template <class Position, class Reduction>
-ZCMDS_VECTOR_CLONES std::int32_t reduceTransfer(Reduction& running, std::int32_t& left, std::int32_t bsize,
-                                                const typename Reduction::Element* from, std::int32_t n,
-                                                typename Reduction::Result* results, Position* positions) {
+ZCMDS_VECTOR_CLONES [[gnu::flatten]] std::int32_t reduceTransfer(Reduction& running, std::int32_t& left,
+                                                                 std::int32_t bsize,
+                                                                 const typename Reduction::Element* from,
+                                                                 std::int32_t n, typename Reduction::Result* results,
+                                                                 Position* positions) {
     Reduction block = running;
     std::int32_t blocks = 0;
     for (; n >= left; left = bsize) {

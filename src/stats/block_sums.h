@@ -13,45 +13,19 @@ namespace zcmds {
 template <class Element>
 using SumOf = std::conditional_t<std::is_integral_v<Element>, std::int64_t, double>;
 
-// An element and its square, as they are added. A square of 16 bits fits in 32.
-template <class Element>
-constexpr SumOf<Element> squareOf(Element x) {
-    if constexpr (std::is_same_v<Element, std::int16_t>)
-        return std::int32_t{x} * x;
-    else
-        return SumOf<Element>{x} * x;
-}
-
-// sum + value: modulo 2^64, or rounded to double.
-constexpr std::int64_t added(std::int64_t sum, std::int64_t value) { return wrappingSum(sum, value); }
-constexpr double added(double sum, double value) { return sum + value; }
-
-// The sum of a block's squares so far.
-template <class Element>
-struct SquareSum {
-    SumOf<Element> squares = 0;
-
-    void add(const Element* from, std::int32_t n) {
-        SumOf<Element> total = squares;
-        for (std::int32_t i = 0; i < n; ++i) total = added(total, squareOf(from[i]));
-        squares = total;
-    }
-    void clear() { squares = 0; }
-};
-
-// The sums of a block's elements and of their squares so far.
+// A sum of elements and a sum of their squares.
 template <class Element>
 struct Moments {
     SumOf<Element> sum = 0, squares = 0;
 
+    // Adds the next `n` elements, at most 1024.
     void add(const Element* from, std::int32_t n) {
-        SumOf<Element> total = sum, totalSquares = squares;
-        for (std::int32_t i = 0; i < n; ++i) {
-            total = added(total, SumOf<Element>{from[i]});
-            totalSquares = added(totalSquares, squareOf(from[i]));
-        }
-        sum = total;
-        squares = totalSquares;
+        if constexpr (std::is_same_v<Element, std::int16_t>)
+            addInt16(from, n);
+        else if constexpr (std::is_same_v<Element, std::int32_t>)
+            addInt32(from, n);
+        else
+            addReals(from, n);
     }
     void clear() { sum = squares = 0; }
 
@@ -59,9 +33,54 @@ struct Moments {
     // leave a floating variance below 0.
     SumOf<Element> variance(std::int32_t bsize) const {
         if constexpr (std::is_integral_v<Element>)
-            return wrappingDifference(squares, wrappingProduct(sum, sum) / bsize) / bsize;
+            return dividePositive(wrappingDifference(squares, dividePositive(wrappingProduct(sum, sum), bsize)), bsize);
         else
             return (squares - sum * sum / bsize) / bsize;
+    }
+    SumOf<Element> meanSquare(std::int32_t bsize) const {
+        if constexpr (std::is_integral_v<Element>)
+            return dividePositive(squares, bsize);
+        else
+            return squares / bsize;
+    }
+
+ private:
+    // In 32 bits, where vectors hold most: the sum of the squares modulo 2^32, and that of the squares of the upper 11 bits.
+    // The latter differs from the former by less than 2^31, and so tells the whole of it.
+    void addInt16(const Element* from, std::int32_t n) {
+        std::int32_t total = 0, coarse = 0;
+        std::uint32_t modulo = 0;
+        for (std::int32_t i = 0; i < n; ++i) {
+            const auto upper = static_cast<std::int16_t>(from[i] >> 5);
+            total += from[i];
+            coarse += std::int32_t{upper} * upper;
+            modulo += static_cast<std::uint32_t>(std::int32_t{from[i]} * from[i]);
+        }
+        const std::int64_t scaled = std::int64_t{coarse} << 10;
+        sum += total;
+        squares = wrappingSum(squares, scaled + wrap<std::int32_t>(modulo - wrap<std::uint32_t>(scaled)));
+    }
+
+    void addInt32(const Element* from, std::int32_t n) {
+        std::int64_t total = sum;
+        auto totalSquares = static_cast<std::uint64_t>(squares);
+        for (std::int32_t i = 0; i < n; ++i) {
+            total += from[i];
+            totalSquares += static_cast<std::uint64_t>(std::int64_t{from[i]} * from[i]);
+        }
+        sum = total;
+        squares = static_cast<std::int64_t>(totalSquares);
+    }
+
+    void addReals(const Element* from, std::int32_t n) {
+        double total = sum, totalSquares = squares;
+        for (std::int32_t i = 0; i < n; ++i) {
+            const double x = from[i];
+            total += x;
+            totalSquares += x * x;
+        }
+        sum = total;
+        squares = totalSquares;
     }
 };
 

@@ -16,9 +16,9 @@ std::uint32_t extremesOfBlocks(ParamList list) {
         openBlockStreams(list, streams.reader, streams.writer, streams.locWriter, streams.bsize, true, true);
     const ParamMask loc = withLoc ? zepl::param_type(list, 4) : 0;
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        if (!withLoc) reduceBlocks(streams, Extreme<Element, Beats>{});
-        if (loc == pipeInt16) reduceBlocks<std::int16_t>(streams, Extreme<Element, Beats>{});
-        reduceBlocks<std::int32_t>(streams, Extreme<Element, Beats>{});
+        if (!withLoc) reduceBlocks(streams, Extreme<Element, Beats, false>{});
+        if (loc == pipeInt16) reduceBlocks<std::int16_t>(streams, Extreme<Element, Beats, true>{});
+        reduceBlocks<std::int32_t>(streams, Extreme<Element, Beats, true>{});
     });
 }
 

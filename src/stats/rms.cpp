@@ -15,12 +15,12 @@ namespace {
 
 // The root of a block's mean square. Of a block of -32768 alone it is 32768, which is stored as -32768.
 template <class Sample>
-struct RootMeanSquare : SquareSum<Sample> {
+struct RootMeanSquare : Moments<Sample> {
     using Element = Sample;
     using Result = Sample;
 
     Result result(std::int32_t bsize) const {
-        const SumOf<Sample> mean = this->squares / bsize;
+        const SumOf<Sample> mean = this->meanSquare(bsize);
         if constexpr (std::is_same_v<Sample, std::int16_t>)
             return wrap<Result>(integerSqrt32(wrap<std::int32_t>(mean)));
         else if constexpr (std::is_same_v<Sample, std::int32_t>)

@@ -141,13 +141,28 @@ ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const std:
         for (std::uint32_t i = 0; i < n; ++i) to[i] = saturate<Result>(divideThroughDouble(totals[i], divisor));
 }
 
+std::int32_t heldIn32Bits(double x) {
+    const double notAbove = x < 2147483647.0 ? x : 2147483647.0;
+    return static_cast<std::int32_t>(notAbove > -2147483648.0 ? notAbove : -2147483648.0);
+}
+
+// The bound of divideThroughDouble, for all totals at once.
+bool allDivideThroughDouble(const std::int64_t* totals, std::uint32_t n) {
+    std::uint64_t signs = 0;  // of the totals' absolute values, one's complement
+    for (std::uint32_t i = 0; i < n; ++i) signs |= static_cast<std::uint64_t>(totals[i] ^ (totals[i] >> 63));
+    return dividesThroughDouble(static_cast<std::int64_t>(signs));
+}
+
 ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const std::int64_t* totals, std::uint32_t n,
                                         std::int32_t* to) {
-    const std::int64_t divisor = divisorOf<std::int32_t>(state);
+    const auto divisor = divisorOf<std::int32_t>(state);
     if (divisor == 1)
         for (std::uint32_t i = 0; i < n; ++i) to[i] = saturate<std::int32_t>(totals[i]);
+    else if (divisor == 0 || !allDivideThroughDouble(totals, n))
+        for (std::uint32_t i = 0; i < n; ++i)
+            to[i] = saturate<std::int32_t>(divideOrFault(totals[i], std::int64_t{divisor}));
     else
-        for (std::uint32_t i = 0; i < n; ++i) to[i] = saturate<std::int32_t>(divideOrFault(totals[i], divisor));
+        for (std::uint32_t i = 0; i < n; ++i) to[i] = heldIn32Bits(static_cast<double>(totals[i]) / divisor);
 }
 
 // A float result is held at the greatest finite values; a NaN passes.

@@ -75,7 +75,7 @@ TYPED_TEST_SUITE(ExtremesOf, Elements);
 TYPED_TEST(ExtremesOf, AnExtremeOrItsPositionDiffersFromAPlainScan) {
     const auto source = samplesFor<TypeParam>();
     for (const bool highest : {true, false}) {
-        for (const std::size_t bsize : {1, 2, 3, 31, 64, 65, 129, 250, 999, 1001, 3500}) {
+        for (const std::size_t bsize : {1U, 2U, 3U, 31U, 64U, 65U, 129U, 250U, 999U, 1001U, 3500U}) {
             const auto narrow = extremesOf<TypeParam, std::int16_t>(highest, source, bsize);
             const auto wide = extremesOf<TypeParam, std::int32_t>(highest, source, bsize);
             EXPECT_EQ(narrow, (plainExtremes<TypeParam, std::int16_t>(highest, source, bsize))) << highest << bsize;
@@ -90,7 +90,7 @@ TYPED_TEST(ExtremesOf, AnExtremeOrItsPositionDiffersFromAPlainScan) {
 TYPED_TEST(ExtremesOf, TheArrivalOfTheInputChangesTheOutput) {
     const auto source = samplesFor<TypeParam>();
     for (const bool highest : {true, false})
-        for (const std::size_t bsize : {9, 1003})
+        for (const std::size_t bsize : {9U, 1003U})
             sameForEveryArrival(1000, [&](FeedPolicy feed) {
                 return extremesOf<TypeParam, std::int32_t>(highest, source, bsize, feed);
             });

@@ -1,8 +1,9 @@
 // One command of statistics from a source in memory to a result in memory.
 #pragma once
 
+#include <sstream>
 #include <string>
-#include <variant>
+#include <utility>
 #include <vector>
 
 #include "tests/support/arrivals.h"
@@ -34,43 +35,36 @@ std::vector<Result> resultOf(const std::string& command, const std::vector<Eleme
     return session.collected<Result>(to);
 }
 
-// A parameter of a list that is refused: a pipe of a type, a trigger, or a constant.
-struct ATrigger {};
-using Parameter = std::variant<ElementType, ATrigger, std::int16_t, std::int32_t, float, double>;
+// A parameter by its word: s, i, f, d are pipes of int16, int32, float, double; t is a trigger; 1.0 a double, 1.0f a float,
+// other numbers are int16 where that holds them, else int32.
+inline TaskArgument parameterOf(TestSession& session, const std::string& word) {
+    const std::string pipes = "sifd";
+    if (const auto type = pipes.find(word[0]); type != std::string::npos)
+        return session.use(session.pipe(word + std::to_string(type), {}, allElementTypes[type]));
+    if (word == "t") return session.use(session.addTrigger(word));
+    if (word.find('.') != std::string::npos)
+        return word.back() == 'f' ? floatConstant(std::stof(word)) : doubleConstant(std::stod(word));
+    const int value = std::stoi(word);
+    const auto narrow = static_cast<std::int16_t>(value);
+    return narrow == value ? int16Constant(narrow) : int32Constant(value);
+}
 
-// What becomes of a command with these parameters.
-inline std::string outcomeOf(const std::string& command, const std::vector<Parameter>& parameters) {
-    TestSession session;
-    Arguments arguments;
-    for (const Parameter& parameter : parameters) {
-        const std::string name = "p" + std::to_string(arguments.size());
-        if (const auto* type = std::get_if<ElementType>(&parameter))
-            arguments.push_back(session.use(session.pipe(name, {}, *type)));
-        else if (std::holds_alternative<ATrigger>(parameter))
-            arguments.push_back(session.use(session.addTrigger(name)));
-        else if (const auto* small = std::get_if<std::int16_t>(&parameter))
-            arguments.push_back(int16Constant(*small));
-        else if (const auto* large = std::get_if<std::int32_t>(&parameter))
-            arguments.push_back(int32Constant(*large));
-        else if (const auto* single = std::get_if<float>(&parameter))
-            arguments.push_back(floatConstant(*single));
-        else
-            arguments.push_back(doubleConstant(std::get<double>(parameter)));
+// Lists of parameters by what becomes of a command with them.
+using Outcomes = std::vector<std::pair<const char*, std::vector<const char*>>>;
+
+inline void expectOutcomes(const std::string& command, const Outcomes& outcomes) {
+    for (const auto& [outcome, lists] : outcomes) {
+        for (const char* list : lists) {
+            TestSession session;
+            Arguments arguments;
+            std::istringstream words(list);
+            for (std::string word; words >> word;) arguments.push_back(parameterOf(session, word));
+            session.addTask({.command = command, .arguments = arguments, .line = 1});
+            EXPECT_EQ(statesOf(session.run())[0], outcome) << command << " " << list;
+        }
     }
-    session.addTask({.command = command, .arguments = arguments, .line = 1});
-    return statesOf(session.run())[0];
 }
 
 constexpr std::int16_t int16Value(int value) { return static_cast<std::int16_t>(value); }
-
-struct ListCase {
-    std::vector<Parameter> parameters;
-    const char* outcome;
-};
-
-inline void expectOutcomes(const std::string& command, const std::vector<ListCase>& cases) {
-    for (const ListCase& list : cases)
-        EXPECT_EQ(outcomeOf(command, list.parameters), list.outcome) << command << " list " << &list - cases.data();
-}
 
 }  // namespace libzepl
