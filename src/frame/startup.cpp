@@ -27,6 +27,7 @@ constexpr const char* requiredOperations[] = {
     "pbuf_get_cnt",
     "pbuf_get_data_ptr",
     "pbuf_get_max_cnt",
+    "pbuf_get_min_cnt",
     "pbuf_open",
     "pbuf_put",
     "pbuf_put_set_cnt",

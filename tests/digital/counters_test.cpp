@@ -1,0 +1,90 @@
+// CTCOUNT, CTRATE and PULSECOUNT across the wraps of their counters and the ends of their blocks.
+
+#include "tests/support/arrivals.h"
+#include "tests/support/covered.h"
+#include "tests/support/given.h"
+#include "tests/support/samples.h"
+
+namespace libzepl {
+namespace {
+
+const Covers coversCount("CTCOUNT"), coversRate("CTRATE"), coversPulses("PULSECOUNT");
+
+using Readings = std::vector<std::int16_t>;
+
+template <class Result>
+std::vector<Result> after(const char* command, const Readings& readings, FeedPolicy feed = {}) {
+    TestSession session({.feed = feed});
+    const PipeId from = session.input("from", readings), to = session.output("to", {}, elementTypeOf<Result>());
+    session.task(command, from, to);
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    return session.collected<Result>(to);
+}
+
+// The counter as it was before it lost its upper bits: steps of any size up to 65535 and their sum.
+TEST(Counters, AStepOrTheTotalIsLostAtAWrap) {
+    const Readings readings = randomBits<std::int16_t>(150000, 3);
+    std::vector<std::int32_t> steps, totals;
+    std::int64_t total = 0;
+    for (std::size_t i = 0; i < readings.size(); ++i) {
+        const int last = i == 0 ? 0 : readings[i - 1], step = (readings[i] - last + 65536) % 65536;
+        total += step;
+        totals.push_back(static_cast<std::int32_t>(total));  // passes 2^32 near the end
+        steps.push_back(i == 0 ? 0 : step);
+    }
+    ASSERT_GT(total, std::int64_t{1} << 32);
+    EXPECT_EQ(after<std::int32_t>("CTCOUNT", readings), totals);
+    EXPECT_EQ(after<std::int32_t>("CTRATE", readings), steps);
+    EXPECT_EQ(after<std::int16_t>("CTCOUNT", readings), Readings(totals.begin(), totals.end()));
+    EXPECT_EQ(after<std::int16_t>("CTRATE", readings), Readings(steps.begin(), steps.end()));
+}
+
+TEST(Counters, TheArrivalOfTheInputChangesTheOutput) {
+    const Readings readings = randomBits<std::int16_t>(1000, 4);
+    for (const char* command : {"CTCOUNT", "CTRATE"})
+        sameForEveryArrival(256, [&](FeedPolicy feed) { return after<std::int32_t>(command, readings, feed); });
+}
+
+// What is left in the variable's cell, 32 bits of it.
+std::uint32_t pulses(const Readings& samples, std::int16_t mask, ElementType type, FeedPolicy feed = {}) {
+    TestSession session({.feed = feed});
+    const std::int32_t before = 77;
+    const VariableId accum = session.addVariable("accum", type, &before);
+    session.task("PULSECOUNT", session.input("from", samples), int16Constant(mask), accum);
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    return session.valueOf<std::uint32_t>(accum);
+}
+
+TEST(Counters, APulseIsCountedTwiceOrLost) {
+    EXPECT_EQ(pulses({1, 0, 1, 1, 0, 1}, 0, ElementType::int32), 2U);
+    EXPECT_EQ(pulses({0, 1}, 0, ElementType::int16), 1U);
+    EXPECT_EQ(pulses({0, -32768, 0, -32768}, 15, ElementType::int32), 2U);
+    EXPECT_EQ(pulses({0, -1, 0, -1}, 16, ElementType::int32), 0U);
+    EXPECT_EQ(pulses({0, -1, 0, -1}, 31, ElementType::int32), 0U);
+    const Readings samples = randomBits<std::int16_t>(2000, 5);
+    std::uint32_t expected = 0;
+    for (std::size_t i = 1; i < samples.size(); ++i) expected += (samples[i] & ~samples[i - 1] & 8) != 0;
+    EXPECT_EQ(sameForEveryArrival(256, [&](FeedPolicy feed) { return pulses(samples, 3, ElementType::int32, feed); }),
+              expected);
+}
+
+TEST(Counters, PulsesDoNotWrapAt65536) {
+    Readings samples;
+    for (int i = 0; i < 65538; ++i) samples.insert(samples.end(), {0, 1});
+    EXPECT_EQ(pulses(samples, 0, ElementType::int32), 2U);
+    samples.resize(2 * 40000);
+    EXPECT_EQ(pulses(samples, 0, ElementType::int16), 40000U);  // 32 bits are written in any case
+}
+
+TEST(Counters, AnotherBitNumberIsAccepted) {
+    for (const std::int16_t mask : Readings{-1, 32, -32768, 32767}) {
+        TestSession session;
+        const std::int32_t zero = 0;
+        session.task("PULSECOUNT", session.input("from", Readings{1}), int16Constant(mask),
+                     session.addVariable("accum", ElementType::int32, &zero));
+        EXPECT_EQ(statesOf(session.run()).at(0), "error code 5 at 2");
+    }
+}
+
+}  // namespace
+}  // namespace libzepl
