@@ -19,11 +19,12 @@ TYPED_TEST(Bound, ASampleIsNotHeldByTheLimitThatIsAskedFirst) {
                                                       {most<TypeParam>, lowest},
                                                       {TypeParam{-7}, TypeParam{-7}}};
     for (const auto& [low, high] : limits)
-        expectEach<TypeParam>("BOUND", edgeSamples<TypeParam>(), {constant(low), constant(high)}, [&](TypeParam x) {
-            if (x <= low) return low;
-            if (x >= high) return high;
-            return x;
-        });
+        expectEach<TypeParam>("BOUND", edgeSamples<TypeParam>(), {constant(low), constant(high)},
+                              [low = low, high = high](TypeParam x) {
+                                  if (x <= low) return low;
+                                  if (x >= high) return high;
+                                  return x;
+                              });
 }
 
 TEST(BoundEdges, TheyDifferFromWhatIsPromised) {
