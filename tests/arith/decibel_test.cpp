@@ -72,7 +72,7 @@ TEST(DecibelEdges, TheyDifferFromWhatIsPromised) {
     EXPECT_EQ(levels<std::int16_t>({0, 0}, 0, 1000), Short({-32768, -32768}));
     using Long = std::vector<std::int32_t>;
     EXPECT_EQ(levels<std::int32_t>({0, 1000, least<std::int32_t>, 2147483647}, 1000, 1), Long({-999, 0, 126, 126}));
-    EXPECT_EQ(levels<std::int32_t>({5, -5}, -1, 1000), Long({-90309, -90309}));
+    EXPECT_EQ(levels<std::int32_t>({5, -5}, -7, 1000), Long({-90309, -90309}));
 }
 
 TEST(DecibelReals, AStepIsNotRoundedToTheType) {
