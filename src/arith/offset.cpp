@@ -33,7 +33,8 @@ class RaisedBy {
           greatest_(static_cast<Element>(Limits::max() - std::max<Element>(offset, 0))) {}
 
     Element operator()(Element x) const {
-        return static_cast<Element>((x < least_ ? least_ : x > greatest_ ? greatest_ : x) + offset_);
+        const Element bounded = std::max(least_, std::min(greatest_, x));
+        return static_cast<Element>(bounded + offset_);
     }
 
  private:

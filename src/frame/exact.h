@@ -51,9 +51,10 @@ template <class Element>
 constexpr Element saturatingDifference(Element a, Element b) {
     if constexpr (std::is_integral_v<Element>) {
         using Limits = std::numeric_limits<Element>;
-        const auto low = static_cast<Element>(Limits::min() + (b > 0 ? b : 0));
-        const auto high = static_cast<Element>(Limits::max() + (b < 0 ? b : 0));
-        return static_cast<Element>((a < low ? low : a > high ? high : a) - b);
+        const auto low = static_cast<Element>(Limits::min() + std::max<Element>(b, 0));
+        const auto high = static_cast<Element>(Limits::max() + std::min<Element>(b, 0));
+        const Element bounded = std::max(low, std::min(high, a));
+        return static_cast<Element>(bounded - b);
     } else {
         return a - b;
     }
