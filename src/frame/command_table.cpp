@@ -6,7 +6,12 @@ namespace zcmds {
 
 const CommandEntry mainTable[] = {
     // clang-format off
-    {"ABS", abs, &absSignature},
+    {"ABS",      abs,      &absSignature},
+    {"PID",      pid,      &pidSignature},
+    {"PID1",     pid1,     nullptr},
+    {"PIDLATCH", pidlatch, &pidlatchSignature},
+    {"PIDRAMP",  pidramp,  &pidrampSignature},
+    {"PIDSCRAM", pidscram, &pidscramSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
 };

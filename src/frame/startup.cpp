@@ -17,9 +17,14 @@ namespace {
 // What the commands and the frame call. The start-up itself rests on ModuleOpen, ModuleProcAddressGet, ModuleClose,
 // printf and terminate_msg.
 constexpr const char* requiredOperations[] = {
-    "CommandInstall",    "param_error_msg", "param_process",    "param_type",        "pbuf_get",
-    "pbuf_get_data_ptr", "pbuf_open",       "pbuf_put_set_cnt", "pbuf_set_data_ptr", "pbuf_set_max_cnt",
-    "pbuf_set_min_cnt",  "pipe_open",       "task_switch",
+    "CommandInstall",   "param_error_msg",    "param_process",
+    "param_type",       "pbuf_get",           "pbuf_get_data_ptr",
+    "pbuf_open",        "pbuf_put_set_cnt",   "pbuf_set_data_ptr",
+    "pbuf_set_max_cnt", "pbuf_set_min_cnt",   "pipe_get",
+    "pipe_num",         "pipe_num_complete",  "pipe_open",
+    "pipe_put",         "pipe_value_get",     "pipe_value_put",
+    "ralloc",           "task_switch",        "trigger_get_immediate",
+    "trigger_open",     "trigger_set_status",
 };
 
 bool hostHasAll(zepl::ModuleHandle host) {

@@ -1,0 +1,82 @@
+// PID beside a bare loop of its law, and its value-by-value way through pipes that are full, with no other task ready.
+
+#include <benchmark/benchmark.h>
+
+#include "bench/commands.h"
+#include "bench/ratios.h"
+
+namespace {
+
+using bench::recording, bench::samples, bench::typeOf;
+
+constexpr float interval = 0.5F;
+constexpr float gains[4] = {0.5F, 20, 2, 0.75F};
+
+// What PID computes for each sample, with neither pipes nor switches.
+template <class Element>
+void lawAlone(const std::vector<Element>& setpoints, const std::vector<Element>& measured,
+              std::vector<Element>& drive) {
+    const double K = gains[0], Kz = gains[3], integralFactor = interval / double{gains[1]},
+                 derivativeFactor = gains[2] / double{interval};
+    double sum = 0, filtered = 0, previous = measured[0];
+    for (std::size_t i = 0; i < samples; ++i) {
+        const double setpoint = static_cast<double>(setpoints[i]), feedback = static_cast<double>(measured[i]);
+        double error = setpoint - feedback;
+        filtered = 0.35 * (feedback - previous) + 0.65 * filtered;
+        double output = K * ((error + sum) * integralFactor + (Kz * setpoint - feedback) - filtered * derivativeFactor);
+        if (output >= 32767) {
+            output = 32767;
+            error = 0.08 * error;
+        } else if (output <= -32767) {
+            output = -32767;
+            error = 0.08 * error;
+        }
+        sum += error;
+        previous = feedback;
+        drive[i] = static_cast<Element>(output);
+    }
+}
+
+template <class Element>
+void pidLaw(benchmark::State& state) {
+    std::vector<Element> drive(samples);
+    for (auto _ : state) {
+        lawAlone(recording<Element>(), recording<Element>(), drive);
+        benchmark::DoNotOptimize(drive.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
+}
+
+template <class Element>
+void pidCommand(benchmark::State& state) {
+    using namespace libzepl;
+    for (auto _ : state) {
+        Session session(bench::library(), {.feed = {.kind = FeedPolicy::Kind::whole}});
+        const auto pipe = [&](const char* name) { return session.addPipe({.name = name, .type = typeOf<Element>}); };
+        const PipeId setpoints = pipe("setpoints"), measured = pipe("measured"), drive = pipe("drive");
+        const PipeId sets = session.addPipe({.name = "sets", .type = ElementType::float32});
+        session.feedMemory(setpoints, recording<Element>().data(), samples);
+        session.feedMemory(measured, recording<Element>().data(), samples);
+        session.feedMemory(sets, gains, 4);
+        session.collect(drive, {}, samples);
+        session.addTask({.command = "PID",
+                         .arguments = {session.use(setpoints), session.use(measured), session.use(sets),
+                                       floatConstant(interval), session.use(drive)}});
+        if (session.run().status != Report::Status::ok) state.SkipWithError("the run failed");
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
+}
+
+#define CONTROL_PAIR(type)                                  \
+    BENCHMARK(pidCommand<type>)->Name("pidCommand_" #type); \
+    BENCHMARK(pidLaw<type>)->Name("pidLaw_" #type);         \
+    const bench::Pair pairOf_##type("pidCommand_" #type, "pidLaw_" #type, 8)
+
+using std::int16_t, std::int32_t;
+CONTROL_PAIR(int16_t);
+CONTROL_PAIR(int32_t);
+CONTROL_PAIR(float);
+CONTROL_PAIR(double);
+
+}  // namespace
