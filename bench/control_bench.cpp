@@ -2,20 +2,45 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
+#include <vector>
+
 #include "bench/commands.h"
 #include "bench/ratios.h"
 
 namespace {
 
-using bench::recording, bench::samples, bench::typeOf;
+using bench::samples, bench::typeOf;
 
 constexpr float interval = 0.5F;
 constexpr float gains[4] = {0.5F, 20, 2, 0.75F};
 
+// A process that swings about its set point, which steps now and then; the loop is at a limit for a while behind a step.
+template <class Element>
+struct Process {
+    std::vector<Element> setpoints, measured;
+
+    Process() : setpoints(samples), measured(samples) {
+        std::int32_t level = 0;
+        for (std::size_t i = 0; i < samples; ++i) {
+            const std::int32_t setpoint = (i & 4096) != 0 ? 9000 : -6000,
+                               noise = static_cast<std::int32_t>(i * 7919 % 31);
+            level += (setpoint - level) / 64 + ((i & 128) != 0 ? 25 : -25);
+            setpoints[i] = static_cast<Element>(setpoint);
+            measured[i] = static_cast<Element>(level + noise);
+        }
+    }
+};
+template <class Element>
+const Process<Element>& process() {
+    static const Process<Element> made;
+    return made;
+}
+
 // What PID computes for each sample, with neither pipes nor switches.
 template <class Element>
-void lawAlone(const std::vector<Element>& setpoints, const std::vector<Element>& measured,
-              std::vector<Element>& drive) {
+void lawAlone(const Process<Element>& input, Element* drive) {
+    const auto& [setpoints, measured] = input;
     const double K = gains[0], Kz = gains[3], integralFactor = interval / double{gains[1]},
                  derivativeFactor = gains[2] / double{interval};
     double sum = 0, filtered = 0, previous = measured[0];
@@ -39,11 +64,13 @@ void lawAlone(const std::vector<Element>& setpoints, const std::vector<Element>&
 
 template <class Element>
 void pidLaw(benchmark::State& state) {
-    std::vector<Element> drive(samples);
     for (auto _ : state) {
-        lawAlone(recording<Element>(), recording<Element>(), drive);
-        benchmark::DoNotOptimize(drive.data());
+        // New memory each time, as a session has it.
+        auto* const drive = static_cast<Element*>(std::malloc(samples * sizeof(Element)));
+        lawAlone(process<Element>(), drive);
+        benchmark::DoNotOptimize(drive);
         benchmark::ClobberMemory();
+        std::free(drive);
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
 }
@@ -56,8 +83,8 @@ void pidCommand(benchmark::State& state) {
         const auto pipe = [&](const char* name) { return session.addPipe({.name = name, .type = typeOf<Element>}); };
         const PipeId setpoints = pipe("setpoints"), measured = pipe("measured"), drive = pipe("drive");
         const PipeId sets = session.addPipe({.name = "sets", .type = ElementType::float32});
-        session.feedMemory(setpoints, recording<Element>().data(), samples);
-        session.feedMemory(measured, recording<Element>().data(), samples);
+        session.feedMemory(setpoints, process<Element>().setpoints.data(), samples);
+        session.feedMemory(measured, process<Element>().measured.data(), samples);
         session.feedMemory(sets, gains, 4);
         session.collect(drive, {}, samples);
         session.addTask({.command = "PID",

@@ -111,8 +111,9 @@ void useDefaultLimits(PidController& controller) {
     controller.lolim = -controller.hilim;
 }
 
-// The drive value for this sample's feedback.
-double nextOutput(const PidController& controller, LoopState& state) {
+// The drive value for this sample's feedback. Not in line: between the host's calls its state would wander from registers
+// to the stack and back.
+[[gnu::noinline]] double nextOutput(const PidController& controller, LoopState& state) {
     double error = controller.setpoint - state.feedback;
     state.filteredDelta = 0.35 * (state.feedback - state.previousFeedback) + 0.65 * state.filteredDelta;
     double output = controller.K * ((error + state.errorSum) * controller.integralFactor +
