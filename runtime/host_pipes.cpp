@@ -65,7 +65,7 @@ namespace {
     if (end.available() == 0) waitForElements(e, end, 1);
     end.channel->copyOneOut(end.taken, destination);
     countTake(e, end, 1);
-    if (end.fed) e.tookFedValue = true;
+    e.tookFedValue |= end.fed;
     end.fastTurn = end.channel->waitingWriter == nullptr ? e.turn : 0;
 }
 
@@ -88,7 +88,7 @@ void pipe_value_get(PipeHandle pipe, void* destination) {
     if (end.fastTurn != e.turn || end.taken == end.channel->written) return getValueWithCare(e, pipe, destination);
     end.channel->copyOneOut(end.taken, destination);
     ++end.taken;
-    if (end.fed) e.tookFedValue = true;
+    e.tookFedValue |= end.fed;
 }
 
 void pipe_value_put(PipeHandle pipe, const void* source) {
