@@ -1,8 +1,6 @@
 // ABS gives the absolute value of each sample. The most negative integer has no positive counterpart and saturates.
 
-#include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "frame/checks.h"
 #include "frame/commands.h"
@@ -17,13 +15,10 @@ const char* const absSignature = "( in    pipe     (int16|int32|float|double)  s
 
 namespace {
 
-// The most negative value counts as its neighbour, whose counterpart is the type's greatest.
 template <class Integer>
 Integer absolute(Integer x) {
-    const auto bounded = std::max<Integer>(x, -std::numeric_limits<Integer>::max());
-    return static_cast<Integer>(bounded < 0 ? -bounded : bounded);
+    return saturatingAbsolute(x);
 }
-
 float absolute(float x) { return absoluteThroughDouble(x); }
 double absolute(double x) { return std::fabs(x); }
 

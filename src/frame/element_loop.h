@@ -1,4 +1,4 @@
-// The loop of every element-wise command: one output element for each input element, in place.
+// The loops of the element-wise commands, in place on the blocks of a pair.
 #pragma once
 
 #include "frame/cursors.h"
@@ -12,16 +12,35 @@ ZCMDS_VECTOR_CLONES void transformBlock(Element* elements, std::int32_t n, Funct
     for (std::int32_t i = 0; i < n; ++i) elements[i] = function(elements[i]);
 }
 
-// For ever: takes a block from an in-place pair, transforms it, and sends it on.
-template <class Element, class Function>
-[[noreturn]] void transformBlocks(StreamReader& reader, StreamWriter& writer, Function function) {
+// For ever: takes a block from an in-place pair, calls `process(elements, n)`, which leaves its results at the block's start
+// and returns how many they are, at most n, and sends them on.
+template <class Element, class Process>
+[[noreturn]] void processBlocks(StreamReader& reader, StreamWriter& writer, Process process) {
     for (;;) {
         const std::int32_t n = reader.refill();
-        transformBlock(static_cast<Element*>(reader.ptr), n, function);
+        writer.pending = process(static_cast<Element*>(reader.ptr), n);
         reader.count = 0;
-        writer.pending = n;
         writer.flush();
     }
+}
+
+// One output element for each input element: `function` of it.
+template <class Element, class Function>
+[[noreturn]] void transformBlocks(StreamReader& reader, StreamWriter& writer, Function function) {
+    processBlocks<Element>(reader, writer, [function](Element* elements, std::int32_t n) {
+        transformBlock(elements, n, function);
+        return n;
+    });
+}
+
+// The same with the function that `read` gives, which is called once for each block: for parameters that can change while
+// the command runs. No other task runs inside a block, so every element of it sees the same values.
+template <class Element, class Read>
+[[noreturn]] void transformBlocksAnew(StreamReader& reader, StreamWriter& writer, Read read) {
+    processBlocks<Element>(reader, writer, [read](Element* elements, std::int32_t n) {
+        transformBlock(elements, n, read());
+        return n;
+    });
 }
 
 }  // namespace zcmds

@@ -2,6 +2,7 @@
 // rule in its name, is free of undefined behaviour, and gives the same bits from every compiler.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <limits>
@@ -35,6 +36,28 @@ template <class Integer, class Wider>
 constexpr Integer wrap(Wider x) {
     static_assert(std::is_integral_v<Integer> && std::is_integral_v<Wider>);
     return static_cast<Integer>(static_cast<std::make_unsigned_t<Integer>>(x));
+}
+
+// The absolute value; the most negative value counts as its neighbour, whose counterpart is the type's greatest.
+template <class Integer>
+constexpr Integer saturatingAbsolute(Integer x) {
+    const auto bounded = std::max<Integer>(x, -std::numeric_limits<Integer>::max());
+    return static_cast<Integer>(bounded < 0 ? -bounded : bounded);
+}
+
+// The difference, saturated to an integer's type. Bounding the first term beforehand needs no wider type, so that twice as
+// many elements fit a vector.
+template <class Element>
+constexpr Element saturatingDifference(Element a, Element b) {
+    if constexpr (std::is_integral_v<Element>) {
+        using Limits = std::numeric_limits<Element>;
+        const auto low = static_cast<Element>(Limits::min() + std::max<Element>(b, 0));
+        const auto high = static_cast<Element>(Limits::max() + std::min<Element>(b, 0));
+        const Element bounded = std::max(low, std::min(high, a));
+        return static_cast<Element>(bounded - b);
+    } else {
+        return a - b;
+    }
 }
 
 // Sum, difference and product modulo 2^32.

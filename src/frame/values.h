@@ -1,6 +1,8 @@
 // Values behind the slots of scalars.
 #pragma once
 
+#include <cstring>
+
 #include "frame/types.h"
 
 namespace zcmds {
@@ -9,6 +11,21 @@ namespace zcmds {
 inline std::int32_t integerIn(Slot slot, ParamMask kind) {
     return (kind & (constantInt16 | variableInt16)) != 0 ? *valueIn<std::int16_t>(slot) : *valueIn<std::int32_t>(slot);
 }
+
+// Eight bytes that hold an element of a type not yet known, at their start.
+struct Cell {
+    std::int64_t bytes = 0;
+
+    template <class Element>
+    Element as() const {
+        Element element;
+        std::memcpy(&element, &bytes, sizeof element);
+        return element;
+    }
+};
+
+// A copy of the value behind the slot, whatever its width: the storage can be read past it.
+inline Cell cellIn(Slot slot) { return {*valueIn<std::int64_t>(slot)}; }
 
 // Stores an integer into the whole cell of a variable, so that it reads right at every width.
 inline void storeInteger(Slot slot, std::int64_t value) { *valueIn<std::int64_t>(slot) = value; }

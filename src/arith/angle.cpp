@@ -1,0 +1,32 @@
+#include "arith/angle.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "arith/angle_table.h"
+
+namespace zcmds {
+
+namespace {
+
+constexpr std::int32_t halfTurn = 0x7fffffff, quarterTurn = 0x3fffffff;
+
+// The angle in the upper half plane: `height` is the absolute value of the imaginary part, not 0, nor is `re`.
+std::int32_t upperAngle(std::int64_t height, std::int64_t re) {
+    const std::int64_t width = std::abs(re);
+    const std::int64_t tangent = std::min(height, width) * halfTurn / std::max(height, width);
+    const std::int32_t t = valueAt(octantAngles, tangent);
+    if (height > width) return re > 0 ? quarterTurn - t : quarterTurn + t;
+    return re > 0 ? t : halfTurn - t;
+}
+
+}  // namespace
+
+std::int32_t fixedAngle(std::int32_t im, std::int32_t re) {
+    if (im == 0) return re < 0 ? halfTurn : 0;
+    if (re == 0) return im > 0 ? quarterTurn : -quarterTurn;
+    const std::int32_t upper = upperAngle(std::abs(std::int64_t{im}), re);
+    return im > 0 ? upper : -upper;
+}
+
+}  // namespace zcmds

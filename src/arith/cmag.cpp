@@ -1,0 +1,16 @@
+// CMAG gives the magnitudes of a complex stream.
+
+#include "arith/magnitude.h"
+#include "arith/pair_loop.h"
+#include "frame/commands.h"
+
+namespace zcmds {
+
+const char* const cmagSignature =
+    "( in    pipe     (int16|int32|float|double)  srcr ,   in    typeof(srcr)  srci ,   out   typeof(srcr)  destr )";
+
+std::uint32_t cmag(ParamList list) {
+    return combineStreams(list, [](auto re, auto im) { return magnitude(re, im); });
+}
+
+}  // namespace zcmds

@@ -1,0 +1,105 @@
+// DECIBEL gives the level of each sample in decibels against a reference, times a scale. The integer types need no floating
+// point: their levels come from tables.
+
+#include <limits>
+#include <utility>
+
+#include "arith/level_tables.h"
+#include "frame/checks.h"
+#include "frame/commands.h"
+#include "frame/element_loop.h"
+#include "frame/element_type.h"
+#include "frame/exact.h"
+#include "frame/mathematics.h"
+#include "frame/values.h"
+#include "host/parameters.h"
+
+namespace zcmds {
+
+const char* const decibelSignature =
+    "( in     pipe     (int16|int32|float|double)  src  ,   const  storage  contentof(src)  reflev ,   const  storage  "
+    "contentof(src)  scale ,   out    typeof(src)   dest    )";
+
+namespace {
+
+// Magnitude and reference in the order in which their ratio is 1 or more, and the sign of its level. A negative reference
+// stays where it is; then the ratio is negative and counts as 1.
+struct Ratio {
+    Ratio(std::int32_t magnitude, std::int32_t reference) : greater(magnitude), lesser(reference) {
+        if (lesser <= greater) return;
+        std::swap(greater, lesser);
+        sign = -1;
+    }
+
+    std::int32_t greater;
+    std::int32_t lesser;
+    std::int32_t sign = 1;
+};
+
+std::int16_t level(std::int16_t x, std::int16_t reference, std::int16_t scale) {
+    if (x == 0) return saturate<std::int16_t>(scale * -99);
+    const Ratio ratio(saturatingAbsolute(x), reference);
+    const std::int32_t decibels = valueAt(shortLevels, divideOrFault(ratio.greater << 15, ratio.lesser));
+    const std::int32_t scaled = wrappingProduct(wrappingProduct(scale, decibels), ratio.sign);
+    return static_cast<std::int16_t>(scaled / 100000);
+}
+
+// Decibels times 100000. The points are far apart at the low end; the bend follows the curve of the logarithm between them.
+std::int64_t bentLevel(std::int64_t ratio) {
+    const auto& [ratios, levels] = longLevels;
+    if (ratio <= ratios.front()) return levels.front();
+    if (ratio >= ratios.back()) return levels.back();
+    const std::size_t at = pointBelow(longLevels, ratio);
+    const std::int64_t rise = levels[at + 1] - levels[at], run = ratios[at + 1] - ratios[at];
+    const std::int64_t along = ratio - ratios[at];
+    const std::int64_t bend = along * 17480 / run * (ratios[at + 1] - ratio) / run;
+    return rise * along / run + bend + levels[at];
+}
+
+// In thousandths. The ratio is taken in units of 1 / 32768, whose level is taken off again, where it fits 32 bits so.
+std::int32_t thousandths(Ratio ratio) {
+    const std::int64_t fine = divideOrFault(std::int64_t{ratio.greater} << 15, std::int64_t{ratio.lesser});
+    const bool fits = fine <= 0x7fffffff;
+    const std::int64_t decibels = fits ? bentLevel(fine) - 9030900 : bentLevel(fine / 32768);
+    return static_cast<std::int32_t>(decibels / 100);
+}
+
+std::int32_t level(std::int32_t x, std::int32_t reference, std::int32_t scale) {
+    if (x == 0) return saturate<std::int32_t>(std::int64_t{scale} * -999);
+    const Ratio ratio(saturatingAbsolute(x), reference);
+    return wrappingProduct(wrappingProduct(thousandths(ratio), scale), ratio.sign) / 1000;
+}
+
+// Each step is rounded to the type. Silence has the level of the least normal float, in double as well.
+template <class Real>
+Real level(Real x, Real reference, Real scale) {
+    constexpr Real floor = std::numeric_limits<float>::min();
+    const Real magnitude = x < 0 ? -x : x;
+    const Real ratio = (magnitude < floor ? floor : magnitude) / reference;
+    const auto decibels = static_cast<Real>(20.0 * mathematics.log10(ratio));
+    return decibels * scale;
+}
+
+}  // namespace
+
+std::uint32_t decibel(ParamList list) {
+    StreamReader reader;
+    StreamWriter writer;
+    const ParamPair pair{.source = 1, .destination = 4};
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 4, 4, anyPipe, anyScalar, anyScalar, anyPipe);
+    checkSameElementType(list, pair);
+    for (std::int32_t at = 2; at <= 3; ++at)
+        if (!checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, at), at)) return 4;
+    openInPlacePair(params, pair, reader, writer, 1000);
+    const Slot reference = params[2], scale = params[3];
+    return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
+        transformBlocksAnew<Element>(reader, writer, [reference, scale] {
+            return [by = *valueIn<Element>(reference), times = *valueIn<Element>(scale)](Element x) {
+                return level(x, by, times);
+            };
+        });
+    });
+}
+
+}  // namespace zcmds

@@ -1,0 +1,73 @@
+// OFFSET adds a value to each sample. The value can be a variable that changes while the command runs.
+
+#include <algorithm>
+#include <limits>
+#include <type_traits>
+
+#include "frame/checks.h"
+#include "frame/commands.h"
+#include "frame/element_loop.h"
+#include "frame/element_type.h"
+#include "frame/values.h"
+#include "host/parameters.h"
+
+namespace zcmds {
+
+const char* const offsetSignature =
+    "( in    pipe     (int16|int32|float|double)  src ,   in    storage  contentof(src)  offset ,   out   typeof(src)  "
+    " "
+    "dest  )";
+
+namespace {
+
+// `x` plus a constant, saturated to an integer's type. The bounds of what can be added to are known before, so the sum
+// needs no wider type.
+template <class Element>
+class RaisedBy {
+    using Limits = std::numeric_limits<Element>;
+
+ public:
+    explicit RaisedBy(Element offset)
+        : offset_(offset),
+          least_(static_cast<Element>(Limits::min() - std::min<Element>(offset, 0))),
+          greatest_(static_cast<Element>(Limits::max() - std::max<Element>(offset, 0))) {}
+
+    Element operator()(Element x) const {
+        const Element bounded = std::max(least_, std::min(greatest_, x));
+        return static_cast<Element>(bounded + offset_);
+    }
+
+ private:
+    Element offset_;
+    Element least_, greatest_;  // the inputs that do not saturate
+};
+
+template <class Element>
+requires std::is_floating_point_v<Element>
+class RaisedBy<Element> {
+ public:
+    explicit RaisedBy(Element offset) : offset_(offset) {}
+    Element operator()(Element x) const { return offset_ + x; }
+
+ private:
+    Element offset_;
+};
+
+}  // namespace
+
+std::uint32_t offset(ParamList list) {
+    StreamReader reader;
+    StreamWriter writer;
+    const ParamPair pair{.source = 1, .destination = 3};
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 3, 3, anyPipe, anyScalar, anyPipe);
+    checkSameElementType(list, pair);
+    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 2), 2);
+    openInPlacePair(params, pair, reader, writer, 1000);
+    const Slot offset = params[2];
+    return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
+        transformBlocksAnew<Element>(reader, writer, [offset] { return RaisedBy<Element>(*valueIn<Element>(offset)); });
+    });
+}
+
+}  // namespace zcmds

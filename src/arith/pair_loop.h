@@ -1,0 +1,58 @@
+// The loops of the commands on complex streams, whose real and imaginary parts come in two pipes.
+#pragma once
+
+#include "frame/checks.h"
+#include "frame/cursors.h"
+#include "frame/element_type.h"
+#include "frame/vector_clones.h"
+#include "host/parameters.h"
+
+namespace zcmds {
+
+// For ever: takes a block of the real parts and exactly as many imaginary ones, calls `process(re, im, n)`, which leaves its
+// results in the place of the real parts, and of the imaginary ones if `second` is on their buffer, and sends them on.
+// `first` and `second` can be the same.
+template <class Element, class Process>
+[[noreturn]] void processPairs(StreamReader& real, StreamReader& imaginary, StreamWriter& first, StreamWriter& second,
+                               Process process) {
+    for (;;) {
+        const std::int32_t n = real.refill();
+        zepl::pbuf_set_min_cnt(imaginary.pbuf, n);
+        zepl::pbuf_set_max_cnt(imaginary.pbuf, n);
+        // A get can end with nothing; the pairs stay together.
+        while (imaginary.refill() != n) {
+        }
+        process(static_cast<Element*>(real.ptr), static_cast<Element*>(imaginary.ptr), n);
+        real.count = imaginary.count = 0;
+        first.pending = second.pending = n;
+        first.flush();
+        second.flush();
+    }
+}
+
+// Replaces each real part by `function(re, im)`.
+template <class Element, class Function>
+ZCMDS_VECTOR_CLONES void combineBlock(Element* re, const Element* im, std::int32_t n, Function function) {
+    for (std::int32_t i = 0; i < n; ++i) re[i] = function(re[i], im[i]);
+}
+
+// The entry of a command (srcr, srci, destr): each pair becomes `function(re, im)`, which is defined for every type.
+template <class Function>
+std::uint32_t combineStreams(ParamList list, Function function) {
+    StreamReader real, imaginary;
+    StreamWriter writer;
+    const ParamPair pair{.source = 1, .destination = 3};
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 3, 3, anyPipe, anyPipe, anyPipe);
+    checkSameElementType(list, {.source = 1, .destination = 2});
+    checkSameElementType(list, pair);
+    openInPlacePair(params, pair, real, writer, 1000);
+    openReader(imaginary, handleIn<PipeHandle>(params[2]), 1000);
+    return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
+        processPairs<Element>(
+            real, imaginary, writer, writer,
+            [function](Element* re, const Element* im, std::int32_t n) { combineBlock(re, im, n, function); });
+    });
+}
+
+}  // namespace zcmds

@@ -1,0 +1,64 @@
+// RANGE keeps the samples that lie between two limits, or those that don't, and drops the others. The limits are read once,
+// at the start.
+
+#include "frame/checks.h"
+#include "frame/commands.h"
+#include "frame/element_loop.h"
+#include "frame/element_type.h"
+#include "frame/values.h"
+#include "host/parameters.h"
+#include "host/system_info.h"
+
+namespace zcmds {
+
+const char* const rangeSignature =
+    "( in    pipe     (int16|int32|float|double)  src ,   const storage   keyword   region  limits,  in    storage   "
+    "elementof(src)  low ,   in    storage   elementof(src)  high ,   out   typeof(src)  dest )";
+
+namespace {
+
+// Which elements are kept: those from `low` to `high`, or all others. A NaN lies nowhere, so it is one of the others.
+template <class Element>
+struct Kept {
+    Element low;
+    Element high;
+    bool inside;
+
+    bool operator()(Element x) const { return ((low <= x) & (x <= high)) == inside; }
+};
+
+// Moves the kept ones of the `n` elements to the block's start, in their order, and returns how many they are. A store to
+// be overwritten by the next kept element costs less than a branch.
+template <class Element>
+std::int32_t compactBlock(Element* elements, std::int32_t n, Kept<Element> kept) {
+    std::int32_t count = 0;
+    for (std::int32_t i = 0; i < n; ++i) {
+        const Element x = elements[i];
+        elements[count] = x;
+        count += kept(x) ? 1 : 0;
+    }
+    return count;
+}
+
+}  // namespace
+
+std::uint32_t range(ParamList list) {
+    StreamReader reader;
+    StreamWriter writer;
+    const ParamPair pair{.source = 1, .destination = 5};
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 5, 5, anyPipe, hostKeyword, anyScalar, anyScalar, anyPipe);
+    const bool inside = *valueIn<std::uint32_t>(params[2]) == 0;
+    const Cell low = cellIn(params[3]), high = cellIn(params[4]);
+    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 3), 3);
+    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 4), 4);
+    checkSameElementType(list, pair);
+    openInPlacePair(params, pair, reader, writer, static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock)));
+    return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
+        const Kept<Element> kept{low.as<Element>(), high.as<Element>(), inside};
+        processBlocks<Element>(reader, writer,
+                               [kept](Element* elements, std::int32_t n) { return compactBlock(elements, n, kept); });
+    });
+}
+
+}  // namespace zcmds

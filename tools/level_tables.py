@@ -1,0 +1,45 @@
+#!/usr/bin/env python3
+"""Prints src/arith/level_tables.h. From the root: tools/level_tables.py | clang-format-14 > src/arith/level_tables.h"""
+
+from decimal import Decimal, getcontext
+
+getcontext().prec = 50
+STEPS = 107
+
+# The one ratio of the long table that is not the integer part but one more: recorded levels hang on it.
+LONG_EXCEPTIONS = {106: 1756772675}
+# Points of the long grid left out, where the ratio would repeat.
+LONG_LEFT_OUT = {1, 2, 3, 5, 7}
+
+
+def power(factor, base, n):
+    """The integer part of factor * base^(n / STEPS); the ends are whole, which rounding must not spoil."""
+    exact = factor * (Decimal(base).ln() * n / STEPS).exp()
+    return int(exact.quantize(Decimal("1e-20")))
+
+
+def table(name, comment, ratios, values):
+    rows = ", ".join(map(str, ratios)), ", ".join(map(str, values))
+    print(f"// {comment}\ninline constexpr Curve<{len(ratios)}> {name}{{{{{rows[0]}}},\n{{{rows[1]}}}}};\n")
+
+
+def main():
+    short = range(STEPS + 1)
+    long = [n for n in short if n not in LONG_LEFT_OUT]
+    top_level = 20 * Decimal(32767).log10() * 100000
+    print("""// Levels in decibels times 100000, against ratios, in steps that are equal on a logarithmic scale. Made by
+// tools/level_tables.py, which has the rules.
+#pragma once
+
+#include "arith/curve.h"
+
+namespace zcmds {
+""")
+    table("shortLevels", "Of ratios in units of 1 / 32768: 32768 * 32767^(k / 107) has the level k / 107 of 32767's.",
+          [power(32768, 32767, k) for k in short], [int(k * top_level / STEPS) for k in short])
+    table("longLevels", "Of ratios as they are: 2147483647^(n / 107) has the level n * 174428.59561.",
+          [LONG_EXCEPTIONS.get(n, power(1, 2147483647, n)) for n in long], [int(n * Decimal("174428.59561")) for n in long])
+    print("}  // namespace zcmds")
+
+
+main()
