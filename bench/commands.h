@@ -36,9 +36,11 @@ inline const libzepl::CommandLibrary& library() {
     return loaded;
 }
 
-// Runs `command (source, given..., result)` over the recording, once an iteration; an item is a sample of the source.
+// Runs `command (source, given..., result, behind...)` over the recording, once an iteration; an item is a sample of the
+// source.
 template <class Element, class Result = Element>
-void runCommand(benchmark::State& state, const char* command, const std::vector<libzepl::TaskArgument>& given = {}) {
+void runCommand(benchmark::State& state, const char* command, const std::vector<libzepl::TaskArgument>& given = {},
+                const std::vector<libzepl::TaskArgument>& behind = {}) {
     using namespace libzepl;
     const std::vector<Element>& source = recording<Element>();
     for (auto _ : state) {
@@ -50,6 +52,7 @@ void runCommand(benchmark::State& state, const char* command, const std::vector<
         TaskSettings task{.command = command, .arguments = {session.use(in)}};
         task.arguments.insert(task.arguments.end(), given.begin(), given.end());
         task.arguments.push_back(session.use(out));
+        task.arguments.insert(task.arguments.end(), behind.begin(), behind.end());
         session.addTask(std::move(task));
         if (session.run().status != Report::Status::ok) state.SkipWithError("the run failed");
     }

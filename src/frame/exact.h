@@ -60,7 +60,7 @@ constexpr Element saturatingDifference(Element a, Element b) {
     }
 }
 
-// Sum, difference and product modulo 2^32.
+// Sum, difference and product modulo 2^32 or 2^64.
 constexpr std::int32_t wrappingSum(std::int32_t a, std::int32_t b) {
     return wrap<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
@@ -69,6 +69,15 @@ constexpr std::int32_t wrappingDifference(std::int32_t a, std::int32_t b) {
 }
 constexpr std::int32_t wrappingProduct(std::int32_t a, std::int32_t b) {
     return wrap<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
+constexpr std::int64_t wrappingSum(std::int64_t a, std::int64_t b) {
+    return wrap<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
+}
+constexpr std::int64_t wrappingDifference(std::int64_t a, std::int64_t b) {
+    return wrap<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
+}
+constexpr std::int64_t wrappingProduct(std::int64_t a, std::int64_t b) {
+    return wrap<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
 }
 
 // Toward zero; a NaN or what 32 bits don't hold gives the most negative value.
@@ -102,6 +111,26 @@ Integer divideOrFault(Integer dividend, Integer divisor) {
     if (divisor == -1 && dividend == std::numeric_limits<Integer>::min())
         zepl::RaiseException(zepl::Fault::integerOverflow);
     return dividend / divisor;
+}
+
+// The same quotient for a divisor that cannot fault, so neither 0 nor -1. It vectorises: in double it is so near to the exact
+// quotient, which is whole or at least 2^-31 away from a whole number, that both are truncated to the same.
+constexpr std::int32_t divideThroughDouble(std::int32_t dividend, std::int32_t divisor) {
+    return static_cast<std::int32_t>(static_cast<double>(dividend) / divisor);
+}
+
+// That holds for longer dividends up to this magnitude.
+constexpr bool dividesThroughDouble(std::int64_t dividend) {
+    constexpr std::int64_t most = std::int64_t{1} << 52;
+    return -most <= dividend && dividend <= most;
+}
+constexpr std::int64_t divideThroughDouble(std::int64_t dividend, std::int32_t divisor) {
+    return static_cast<std::int64_t>(static_cast<double>(dividend) / divisor);
+}
+
+// The quotient toward zero by a positive divisor, by the shorter way.
+constexpr std::int64_t dividePositive(std::int64_t dividend, std::int32_t divisor) {
+    return dividesThroughDouble(dividend) ? divideThroughDouble(dividend, divisor) : dividend / divisor;
 }
 
 // What widening to double, taking the absolute value and narrowing again gives: the sign is cleared and a signalling NaN

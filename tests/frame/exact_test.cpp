@@ -88,14 +88,36 @@ TEST(Exact, AWrappedValueDiffersByMoreThanWholeTurns) {
     expectWrapped<std::int32_t, std::uint32_t>();
 }
 
-TEST(Exact, SumsAndProductsDontWrapAt32Bits) {
-    const std::vector<std::int32_t> values = integers<std::int32_t>();
-    constexpr Int128 modulus = Int128{1} << 32;
+template <class Integer>
+void expectWrappingArithmetic() {
+    const std::vector<Integer> values = integers<Integer>();
+    constexpr Int128 modulus = Int128{1} << (8 * sizeof(Integer));
     for (std::size_t i = 0; i < values.size(); ++i) {
-        const std::int32_t a = values[i], b = values[(i * 7 + 3) % values.size()];
+        const Integer a = values[i], b = values[(i * 7 + 3) % values.size()];
         EXPECT_EQ((Int128{a} + b - wrappingSum(a, b)) % modulus, 0) << a << " + " << b;
         EXPECT_EQ((Int128{a} - b - wrappingDifference(a, b)) % modulus, 0) << a << " - " << b;
         EXPECT_EQ((Int128{a} * b - wrappingProduct(a, b)) % modulus, 0) << a << " * " << b;
+    }
+}
+
+TEST(Exact, SumsAndProductsDontWrapAtTheirType) {
+    expectWrappingArithmetic<std::int32_t>();
+    expectWrappingArithmetic<std::int64_t>();
+}
+
+TEST(Exact, AQuotientThroughDoubleIsNotTheIntegers) {
+    const std::vector<std::int32_t> values = integers<std::int32_t>();
+    for (const std::int32_t divisor : values) {
+        if (divisor == 0 || divisor == -1) continue;
+        for (const std::int32_t x : values) {
+            // The multiple of the divisor and its neighbours are where a rounded quotient would err.
+            const std::int64_t multiple = std::int64_t{x} / divisor * divisor;
+            for (const std::int64_t dividend : {std::int64_t{x}, multiple - 1, multiple, multiple + 1}) {
+                if (dividend < least<std::int32_t> || dividend > most<std::int32_t>) continue;
+                ASSERT_EQ(divideThroughDouble(static_cast<std::int32_t>(dividend), divisor), dividend / divisor)
+                    << dividend << " / " << divisor;
+            }
+        }
     }
 }
 

@@ -17,8 +17,10 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS",  "BOUND",    "CANGLE",  "CMAG",     "DECIBEL", "DELTA", "OFFSET", "PID",
-                         "PID1", "PIDLATCH", "PIDRAMP", "PIDSCRAM", "POLAR",   "RANGE", "SCALE",  "SQRT"};
+const Lines mainCommands{"ABS",     "AVERAGE",  "BAVERAGE", "BINTEGRATE", "BOUND",  "CANGLE",  "CMAG",
+                         "DECIBEL", "DELTA",    "HIGH",     "INTEGRATE",  "LOW",    "OFFSET",  "PID",
+                         "PID1",    "PIDLATCH", "PIDRAMP",  "PIDSCRAM",   "POLAR",  "RANGE",   "RAVERAGE",
+                         "RMS",     "RSUM",     "SCALE",    "SQRT",       "STDDEV", "VARIANCE"};
 const Lines transformCommands{};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 

@@ -1,0 +1,42 @@
+// RMS gives the root of the mean square of each block of samples. Integers: mean and root are truncated.
+
+#include <cmath>
+
+#include "frame/commands.h"
+#include "frame/element_type.h"
+#include "frame/integer_sqrt.h"
+#include "host/parameters.h"
+#include "stats/block_reducer.h"
+#include "stats/block_sums.h"
+
+namespace zcmds {
+
+namespace {
+
+// The root of a block's mean square. Of a block of -32768 alone it is 32768, which is stored as -32768.
+template <class Sample>
+struct RootMeanSquare : Moments<Sample> {
+    using Element = Sample;
+    using Result = Sample;
+
+    Result result(std::int32_t bsize) const {
+        const SumOf<Sample> mean = this->meanSquare(bsize);
+        if constexpr (std::is_same_v<Sample, std::int16_t>)
+            return wrap<Result>(integerSqrt32(wrap<std::int32_t>(mean)));
+        else if constexpr (std::is_same_v<Sample, std::int32_t>)
+            return wrap<Result>(integerSqrt64(mean));
+        else
+            return static_cast<Result>(std::sqrt(mean));
+    }
+};
+
+}  // namespace
+
+std::uint32_t rms(ParamList list) {
+    BlockStreams streams;
+    openBlockStreams(list, streams, true);
+    return forElementType(zepl::param_type(list, 1),
+                          [&]<class Element>() -> std::uint32_t { reduceBlocks(streams, RootMeanSquare<Element>{}); });
+}
+
+}  // namespace zcmds

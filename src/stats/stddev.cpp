@@ -1,0 +1,46 @@
+// STDDEV gives the standard deviation of each block of samples, the root of its population variance.
+
+#include <cmath>
+
+#include "frame/commands.h"
+#include "frame/element_type.h"
+#include "frame/integer_sqrt.h"
+#include "host/parameters.h"
+#include "stats/block_reducer.h"
+#include "stats/block_sums.h"
+
+namespace zcmds {
+
+const char* const stddevSignature =
+    "( in     pipe      (int16|int32|float|double)  src ,   const  storage   (int16|int32)  bsize ,   "
+    "out    typeof(src)  dest  )";
+
+namespace {
+
+template <class Sample>
+struct StandardDeviation : Moments<Sample> {
+    using Element = Sample;
+    using Result = Sample;
+
+    Result result(std::int32_t bsize) const {
+        const SumOf<Sample> variance = this->variance(bsize);
+        if constexpr (std::is_same_v<Sample, std::int16_t>)
+            return wrap<Result>(integerSqrt32(wrap<std::int32_t>(variance)));
+        else if constexpr (std::is_same_v<Sample, std::int32_t>)
+            return wrap<Result>(integerSqrt64(variance));
+        else
+            return static_cast<Result>(std::sqrt(variance));
+    }
+};
+
+}  // namespace
+
+std::uint32_t stddev(ParamList list) {
+    BlockStreams streams;
+    openBlockStreams(list, streams, true);
+    return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
+        reduceBlocks(streams, StandardDeviation<Element>{});
+    });
+}
+
+}  // namespace zcmds
