@@ -40,9 +40,10 @@ TEST(Pidramp, ACurveIsBentOtherwise) {
         const auto decay = ramped<double>({1}, n, "EXPONENTIAL"), s = ramped<double>({1}, n, "HYPERBOLIC");
         for (int k = 1; k < n; ++k) {
             const double x = -2.65 * k / n, t = std::tanh(7.6003724182484935 * (1.0 * k / n - 0.5));
-            ASSERT_NEAR(decay[k - 1u], 1 - (std::exp(x) + x * std::exp(x / 0.9193018) / 2.0999997), 1e-14) << n;
-            ASSERT_NEAR(s[k - 1u], 1 - (0.9990000701 - t) / 1.998001402, 1e-14) << n;
-            ASSERT_NEAR(s[k - 1u] + s[n - k - 1u], 1, 1e-6) << "an S of " << n << " is not symmetric";
+            const auto at = static_cast<std::size_t>(k - 1), mirrored = static_cast<std::size_t>(n - k - 1);
+            ASSERT_NEAR(decay[at], 1 - (std::exp(x) + x * std::exp(x / 0.9193018) / 2.0999997), 1e-14) << n;
+            ASSERT_NEAR(s[at], 1 - (0.9990000701 - t) / 1.998001402, 1e-14) << n;
+            ASSERT_NEAR(s[at] + s[mirrored], 1, 1e-6) << "an S of " << n << " is not symmetric";
         }
         ASSERT_EQ(decay.back() + s.back(), 2) << n;
     }

@@ -50,8 +50,9 @@ TEST(Pidscram, ACurveIsThatOfPidramp) {
         const auto s = scrammed<double>({1, 9}, 0, n, 0, length, "HYPERBOLIC");
         for (int k = 1; k <= n; ++k) {
             const double x = -2.65 * k / (n + 1);
-            ASSERT_NEAR(decay[k - 1u], std::exp(x) + x * std::exp(x / 0.92) / 2.1, 1e-14) << n;
-            ASSERT_NEAR(s[k - 1u], 0.5 - 0.5 * std::tanh(7.6003724182484935 * (1.0 * k / n - 0.5)), 1e-14) << n;
+            const auto at = static_cast<std::size_t>(k - 1);
+            ASSERT_NEAR(decay[at], std::exp(x) + x * std::exp(x / 0.92) / 2.1, 1e-14) << n;
+            ASSERT_NEAR(s[at], 0.5 - 0.5 * std::tanh(7.6003724182484935 * (1.0 * k / n - 0.5)), 1e-14) << n;
         }
         for (std::uint64_t i = length - 130; i < length; ++i) ASSERT_EQ(decay[i] + s[i], 0) << i;
     }
