@@ -87,9 +87,12 @@ void pidCommand(benchmark::State& state) {
         session.feedMemory(measured, process<Element>().measured.data(), samples);
         session.feedMemory(sets, gains, 4);
         session.collect(drive, {}, samples);
-        session.addTask({.command = "PID",
-                         .arguments = {session.use(setpoints), session.use(measured), session.use(sets),
-                                       floatConstant(interval), session.use(drive)}});
+        TaskSettings pid{"PID", {session.use(setpoints), session.use(measured), session.use(sets)}};
+        pid.arguments.insert(pid.arguments.end(), {floatConstant(interval), session.use(drive)});
+        // The other types have these limits anyway.
+        if constexpr (std::is_same_v<Element, std::int32_t>)
+            pid.arguments.insert(pid.arguments.end(), {int16Constant(-32767), int16Constant(32767)});
+        session.addTask(std::move(pid));
         if (session.run().status != Report::Status::ok) state.SkipWithError("the run failed");
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
