@@ -107,6 +107,7 @@ struct End {
     std::uint64_t turnStart = 0;   // of a writer: what was written before that turn
     std::uint64_t fastTurn = 0;    // the turn in which values go by the short way
     std::uint64_t fastUntil = 0;   // of a writer: up to what count of written values, in that turn
+    bool fed = false;              // of a reader: what it took in its last turn comes from an input
     std::uint64_t shortRound = 0;  // the last round in which less was there than the task asked for
 
     std::uint64_t available() const { return channel->written - taken; }

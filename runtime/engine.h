@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "runtime/clock.h"
+#include "runtime/handle_table.h"
 #include "runtime/inputs.h"
 #include "runtime/session.h"
 #include "runtime/task.h"
@@ -44,9 +45,9 @@ struct Engine {
     std::vector<TriggerInput> triggerInputs;
     std::deque<PipeOutput> pipeOutputs;
     std::deque<TriggerOutput> triggerOutputs;
-    std::vector<PipeEnd*> pipeHandles;  // handle 1 first
-    std::vector<TriggerEnd*> triggerHandles;
-    std::vector<Pbuf*> pbufHandles;
+    HandleTable<PipeEnd> pipeHandles;
+    HandleTable<TriggerEnd> triggerHandles;
+    HandleTable<Pbuf> pbufHandles;
     std::deque<Pbuf> pbufs;
     std::string console;
     std::vector<DigitalReport> digital;
@@ -66,9 +67,11 @@ struct Engine {
     std::uint64_t lastGrowth = 1;  // also the last look whether one is needed
     std::uint64_t lastJump = 1;
     std::uint64_t lastDelivery = 1;
-    std::uint64_t hubRound = 0;  // the hub must run at the end of this round at the latest
-    bool hubWanted = false;      // at the end of this round
-    bool settled = false;        // every task has run once
+    std::uint64_t hubRound = 0;     // the hub must run at the end of this round at the latest
+    bool hubWanted = false;         // at the end of this round
+    bool settled = false;           // every task has run once
+    std::uint32_t alonePasses = 0;  // yields that may still come straight back in this turn
+    bool tookFedValue = false;      // since the last yield
     bool anyDelivery = false;
     std::uint64_t deliveryRound = 0;   // the last round in which inputs were asked to give
     std::uint64_t furthestFrame = 0;   // frames that the input which is furthest on has given
@@ -94,6 +97,9 @@ struct Engine {
     void switchToReady();
     void switchAtRoundEnd();
     void switchAway();  // the current task is queued or waits
+    bool goesOnAlone();
+    void noteFedValues();
+    void beginRound();
     void yieldCurrent();
     void startTask(Task& task);
     [[noreturn]] void endCurrent(TaskReport::State state, std::string text, std::string remedyText = {});
@@ -113,6 +119,7 @@ struct Engine {
     void finish(RunEnd runEnd, std::string why = {}, std::string whatToDo = {});
 
     // Inputs and outputs (transfers.cpp).
+    bool inputsEnded() const;
     bool inputCanDeliver();
     bool deliverInputs();
     bool deliverRun(PipeInput& input, std::uint64_t n, std::uint64_t& given);

@@ -180,7 +180,8 @@ bool isFedOf(const Engine& e, const ChannelType& channel) {
 template <class EndType>
 void beginTakingTurnOf(Engine& e, EndType& end) {
     end.turn = e.turn;
-    if (end.task == nullptr || !isFedOf(e, *end.channel)) return;
+    end.fed = end.task != nullptr && isFedOf(e, *end.channel);
+    if (!end.fed) return;
     e.lastFedTake = e.round;
     end.task->fedResumption = end.task->resumptions;
 }

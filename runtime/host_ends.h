@@ -13,11 +13,11 @@ inline Engine& running() { return *engine; }
 [[noreturn, gnu::cold, gnu::noinline]] void endForMode(Engine& e, const std::string& channel, EndMode mode);
 
 template <class Item>
-[[gnu::always_inline]] inline Item& itemOf(Engine& e, const std::vector<Item*>& items, std::uint32_t handle,
+[[gnu::always_inline]] inline Item& itemOf(Engine& e, const HandleTable<Item>& items, std::uint32_t handle,
                                            const char* what) {
-    if (handle - 1 >= items.size()) [[unlikely]]
+    if (!items.has(handle)) [[unlikely]]
         endForHandle(e, handle, what);
-    return *items[handle - 1];
+    return items[handle];
 }
 
 inline PipeEnd& pipeEnd(Engine& e, zepl::PipeHandle handle) {

@@ -20,14 +20,28 @@ std::int32_t pipe_num(PipeHandle pipe) {
     return countFor(end.available());
 }
 
+namespace {
+
+std::int32_t countUpTo(Engine& e, PipeEnd& end, std::uint64_t most) {
+    if (end.available() >= most) return countFor(most);
+    noteShort(e, end);
+    return countFor(end.available());
+}
+
+[[gnu::noinline]] std::int32_t raiseAndCount(Engine& e, PipeEnd& end, std::uint64_t most) {
+    raiseCapacity(e, *end.channel, most);
+    return countUpTo(e, end, most);
+}
+
+}  // namespace
+
 std::int32_t pipe_num_complete(PipeHandle pipe, std::int32_t limit) {
     Engine& e = running();
     PipeEnd& end = readingEnd(e, pipe);
     const std::uint64_t most = countFrom(limit);
-    if (most > end.channel->capacity) raiseCapacity(e, *end.channel, most);
-    if (end.available() >= most) return countFor(most);
-    noteShort(e, end);
-    return countFor(end.available());
+    if (most > end.channel->capacity) [[unlikely]]
+        return raiseAndCount(e, end, most);
+    return countUpTo(e, end, most);
 }
 
 void pipe_rem(PipeHandle pipe, std::int32_t n) {
@@ -51,6 +65,7 @@ namespace {
     if (end.available() == 0) waitForElements(e, end, 1);
     end.channel->copyOneOut(end.taken, destination);
     countTake(e, end, 1);
+    e.tookFedValue |= end.fed;
     end.fastTurn = end.channel->waitingWriter == nullptr ? e.turn : 0;
 }
 
@@ -73,6 +88,7 @@ void pipe_value_get(PipeHandle pipe, void* destination) {
     if (end.fastTurn != e.turn || end.taken == end.channel->written) return getValueWithCare(e, pipe, destination);
     end.channel->copyOneOut(end.taken, destination);
     ++end.taken;
+    e.tookFedValue |= end.fed;
 }
 
 void pipe_value_put(PipeHandle pipe, const void* source) {
@@ -108,8 +124,7 @@ PbufHandle pbuf_open(PipeHandle pipe, std::int32_t capacity) {
         if (pbuf.data == nullptr) outOfMemory(e, "a buffer of " + std::to_string(bytes) + " bytes");
         pbuf.maximum = capacity;
     }
-    e.pbufHandles.push_back(&pbuf);
-    return static_cast<PbufHandle>(e.pbufHandles.size());
+    return static_cast<PbufHandle>(e.pbufHandles.add(pbuf));
 }
 
 void* pbuf_get_data_ptr(PbufHandle pbuf) { return pbufOf(running(), pbuf).data; }

@@ -20,6 +20,9 @@ constexpr std::size_t baseStack = 512 * 1024;
 constexpr std::size_t baseStack = 64 * 1024;
 #endif
 
+// Then the round ends after all, so that the run looks whether it is to stop.
+constexpr std::uint32_t mostAlonePasses = 255;
+
 void runTask(boost::context::detail::transfer_t transfer) {
     Engine& e = *engine;
     Task& task = *e.current;
@@ -82,15 +85,29 @@ inline void Engine::switchToReady() {
         switchContext(left.context, next.context);
 }
 
+// The round ends: says what values by the short way leave unsaid.
+inline void Engine::noteFedValues() {
+    if (tookFedValue) lastFedTake = lastChange = round;
+    tookFedValue = false;
+}
+
+inline void Engine::beginRound() {
+    ++round;
+    roundLeft = readyCount;
+    alonePasses = 0;
+    tookFedValue = false;
+}
+
 // Out of line, so that a switch within a round stays short.
 [[gnu::noinline]] void Engine::switchAtRoundEnd() {
+    noteFedValues();
     if (hubNeeded()) {
         Context& left = current->context;
         current = nullptr;
         return switchContext(left, hub);
     }
-    ++round;
-    roundLeft = readyCount;
+    beginRound();
+    if (readyCount == 1 && inputsEnded()) alonePasses = mostAlonePasses;
     switchToReady();
 }
 
@@ -100,7 +117,18 @@ void Engine::switchAway() {
     switchToReady();
 }
 
+// Whether nothing but the count of rounds would change by a yield of the current task, so that its turn just goes on: no
+// other task is ready, inputs and outputs have nothing to do, and what it took since the last yield keeps the run going.
+inline bool Engine::goesOnAlone() {
+    if (!tookFedValue || alonePasses == 0 || readyCount != 0 || hubWanted) return false;
+    noteFedValues();
+    ++round;
+    --alonePasses;
+    return true;
+}
+
 void Engine::yieldCurrent() {
+    if (goesOnAlone()) return;
     pushReady(*current);
     switchAway();
 }
@@ -158,8 +186,7 @@ void Engine::runRounds() {
         if (roundLeft == 0) {
             endRound();
             if (end != RunEnd::goesOn) break;
-            ++round;
-            roundLeft = readyCount;
+            beginRound();
             if (readyCount == 0) continue;
         }
         switchContext(hub, takeReady().context);

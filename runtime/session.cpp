@@ -78,14 +78,12 @@ class ParameterMaker {
     zepl::Slot pipeSlot(const TaskArgument& argument) {
         PipeEnd& end = task_.pipeEnds.emplace_back();
         prepare(end, e_.pipes.at(argument.object));
-        e_.pipeHandles.push_back(&end);
-        return e_.pipeHandles.size();
+        return e_.pipeHandles.add(end);
     }
     zepl::Slot triggerSlot(const TaskArgument& argument) {
         TriggerEnd& end = task_.triggerEnds.emplace_back();
         prepare(end, e_.triggers.at(argument.object));
-        e_.triggerHandles.push_back(&end);
-        return e_.triggerHandles.size();
+        return e_.triggerHandles.add(end);
     }
     template <class EndType, class ChannelType>
     void prepare(EndType& end, ChannelType& channel) {

@@ -71,6 +71,13 @@ std::uint64_t PieceSizes::next() {
     return 1 + (draw >> 1) % bound;
 }
 
+bool Engine::inputsEnded() const {
+    const auto ended = [](const PipeInput& input) { return input.ended; };
+    const auto givenAll = [](const TriggerInput& input) { return input.ended(); };
+    return std::all_of(pipeInputs.begin(), pipeInputs.end(), ended) &&
+           std::all_of(triggerInputs.begin(), triggerInputs.end(), givenAll);
+}
+
 bool Engine::inputCanDeliver() {
     for (PipeInput& input : pipeInputs)
         if (!input.ended && input.pipe->takenRound != round && hasRoom(*this, *input.pipe)) return true;

@@ -148,6 +148,27 @@ TEST(Ends, ARequestEndsTheRunAndFinishesTheOutputs) {
     EXPECT_EQ(report.notes[0], "the run was stopped on request");
 }
 
+// A task that takes all of an input, value by value, and then goes round for ever with what it holds itself.
+std::uint64_t roundsOfALoop(bool alone) {
+    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
+    const PipeId source = session.input("source", countUp(1000)), ring = session.loop("ring", {1});
+    session.script("read:2 read:3 write:4 1000( get:2 switch ) *( move:3,4 switch )", source, ring, ring);
+    if (!alone) session.script("*( switch )");
+    return session.run().pipes[1].written;
+}
+
+TEST(Ends, ATurnThatGoesOnHidesThatNothingFedIsTaken) { EXPECT_EQ(roundsOfALoop(true), roundsOfALoop(false)); }
+
+TEST(Ends, ATurnThatGoesOnDoesNotSeeARequest) {
+    Session* running = nullptr;
+    TestSession session(
+        {.feed = {.kind = FeedPolicy::Kind::whole}, .console = [&](std::string_view) { running->requestStop(); }});
+    running = &session;
+    const PipeId source = session.input("source", countUp(10000));
+    session.script("read:2 100( get:2 switch ) say:1 *( get:2 switch )", source);
+    EXPECT_GT(session.run().pipes[0].unread, 9000U);
+}
+
 TEST(Ends, AfterTheSetUpsWhereNoMoreIsAsked) {
     TestSession session({.setUpOnly = true});
     const PipeId source = session.input("source", countUp(10)), copy = session.pipe("copy");

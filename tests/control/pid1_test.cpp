@@ -1,0 +1,145 @@
+// PID1 against a plain computation of its law in single precision, and the forms of its list.
+
+#include "tests/control/control_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("PID1");
+
+using Samples = std::vector<std::int16_t>;
+
+struct Loop {
+    std::int16_t setpoint, p, i, d;
+    std::vector<std::int16_t> limits = {};
+};
+
+// `double` holds every product and sum of two singles before it is rounded.
+Samples lawOf(const Loop& loop, const Samples& measured) {
+    const float kp = static_cast<float>(loop.p / 100.0), ki = static_cast<float>(loop.i / 10000.0),
+                kd = static_cast<float>(loop.d / 100.0);
+    const std::int16_t low = loop.limits.empty() ? -32767 : loop.limits[0];
+    const std::int16_t high = loop.limits.empty() ? 32767 : loop.limits[1];
+    Samples drive;
+    float sum = 0;
+    for (std::size_t n = 0; n < measured.size(); ++n) {
+        const auto error = static_cast<float>(loop.setpoint - measured[n]);
+        const auto step = static_cast<float>(measured[n] - measured[n == 0 ? 0 : n - 1]);
+        const auto i =
+            static_cast<float>((static_cast<double>(error) + static_cast<double>(sum)) * static_cast<double>(ki));
+        const float p = kp * error, d = -step * kd;
+        const auto wanted =
+            static_cast<float>(static_cast<double>(i) + static_cast<double>(p) + static_cast<double>(d));
+        const bool free = wanted < high && wanted > low;
+        drive.push_back(free ? static_cast<std::int16_t>(wanted) : wanted >= high ? high : low);
+        if (free) sum = sum + error;
+    }
+    return drive;
+}
+
+Samples driveOf(const Loop& loop, const Samples& measured) {
+    TestSession session(atOnce());
+    const PipeId now = session.input("now", measured), drive = session.output("drive", {}, ElementType::int16);
+    const VariableId setpoint = session.addVariable("setpoint", ElementType::int16, &loop.setpoint);
+    TaskSettings task{.command = "PID1",
+                      .arguments = {session.use(now), session.use(setpoint), int16Constant(loop.p),
+                                    int16Constant(loop.i), int16Constant(loop.d), session.use(drive)}};
+    for (const std::int16_t limit : loop.limits) task.arguments.push_back(int16Constant(limit));
+    session.addTask(std::move(task));
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    return session.collected<std::int16_t>(drive);
+}
+
+TEST(Pid1, ASampleDiffersFromTheLaw) {
+    const Samples noise = randomBits<std::int16_t>(500, 3);
+    Samples slow;
+    for (int n = 0; n < 500; ++n) slow.push_back(static_cast<std::int16_t>(900 - n * 3 + n * 7919 % 13));
+    for (const Loop& loop : std::vector<Loop>{{100, 100, 0, 0},
+                                              {-700, 37, 123, 0, {-400, 150}},
+                                              {32767, 32767, 32767, 32767},
+                                              {-32768, 3, 1, -50},
+                                              {500, 77, 10000, 1, {-20000, 20000}},
+                                              {5, 100, 10, 100, {9, 9}}})
+        for (const Samples& measured : {noise, slow})
+            EXPECT_EQ(driveOf(loop, measured), lawOf(loop, measured)) << loop.setpoint;
+}
+
+TEST(Pid1, AnOutputIsNotCutTowardZeroOrAnErrorAtALimitIsSummed) {
+    EXPECT_EQ(driveOf({29, 10, 0, 0}, {0, 58}), Samples({2, -2}));
+    // 10 is on the limit, so it is not summed; 9 is.
+    EXPECT_EQ(driveOf({10, 0, 10000, 0, {-10, 10}}, {0, 1, 10}), Samples({10, 9, 9}));
+    EXPECT_EQ(driveOf({-10, 0, 10000, 0, {-10, 10}}, {0, -1, -10}), Samples({-10, -9, -9}));
+}
+
+// Another task writes 0, 1, 2, ... into the variable at `position`, one behind each sample.
+Samples driveWhile(std::int32_t position, std::int16_t first) {
+    TestSession session(atOnce());
+    const std::int16_t start[] = {20, 100, 0, 0, -99, 99};
+    std::vector<VariableId> variables;
+    for (std::int32_t i = 0; i < 6; ++i) {
+        const std::int16_t value = i == position ? first : start[i];
+        variables.push_back(session.addVariable("v" + std::to_string(i), ElementType::int16, &value));
+    }
+    const PipeId now = session.input("now", Samples{0, 1, 3, 6}),
+                 drive = session.output("drive", {}, ElementType::int16);
+    session.task("PID1", now, variables[0], variables[1], variables[2], variables[3], drive, variables[4],
+                 variables[5]);
+    session.script("*( store:2,# switch )", variables[static_cast<std::size_t>(position)]);
+    session.run();
+    return session.collected<std::int16_t>(drive);
+}
+
+TEST(Pid1, AVariableIsNotReadAtEverySample) {
+    EXPECT_EQ(driveWhile(0, 50), Samples({50, -1, -2, -4}));
+    EXPECT_EQ(driveWhile(1, 200), Samples({40, 0, 0, 0}));  // 17 and 14 hundredths
+    EXPECT_EQ(driveWhile(2, 10000), Samples({40, 19, 17, 14}));
+    EXPECT_EQ(driveWhile(3, 30000), Samples({20, 19, 16, 13}));  // -2 and -3 steps of 1 and 2 hundredths
+    EXPECT_EQ(driveWhile(5, 7), Samples({7, 0, 1, 2}));
+    EXPECT_EQ(driveWhile(4, 30), Samples({30, 19, 17, 14}));
+}
+
+// The list behind the gains, by letters: p and v an int16 pipe and variable, P an int32 pipe, digits constants.
+Lines outcome(const std::string& form) {
+    TestSession session;
+    const std::int16_t zero = 0;
+    const VariableId setpoint = session.addVariable("setpoint", ElementType::int16, &zero);
+    TaskSettings task{.command = "PID1",
+                      .arguments = {session.use(session.input("now", Samples{1})), session.use(setpoint),
+                                    int16Constant(1), int16Constant(1), int16Constant(1)}};
+    for (const char c : form) {
+        const auto value = static_cast<std::int16_t>(c - '5');
+        const std::string name = "x" + std::to_string(task.arguments.size());
+        task.arguments.push_back(c == 'p'   ? session.use(session.pipe(name, {}, ElementType::int16))
+                                 : c == 'P' ? session.use(session.pipe(name))
+                                 : c == 'v' ? session.use(session.addVariable(name, ElementType::int16, &value))
+                                            : int16Constant(value));
+    }
+    session.addTask(std::move(task));
+    return outcomeOf(session);
+}
+
+TEST(Pid1Parameters, AFormOfTheListIsTakenForAnother) {
+    const std::string latch = "*** Warning: PID1 output latch feature is not supported.";
+    const std::string rate = "*** Warning: PID1 rate limiter feature is not supported";
+    const std::string reversed = "*** Error: PID1 output range limits reversed";
+    const std::vector<std::pair<std::string, Lines>> cases = {
+        {"p", {"waiting"}},
+        {"p1", {"waiting", rate}},
+        {"p55", {"waiting"}},
+        {"p91", {"error code 4 at 8", reversed}},
+        {"p195", {"waiting", rate}},
+        {"p1955", {"error code 9 at 10"}},
+        {"pp9", {"error code 10 at 7"}},
+        {"v", {"error code 8 at 7", latch}},
+        {"vp", {"waiting", latch}},
+        {"v1", {"error code 10 at 7", latch}},
+        {"vp1", {"waiting", latch, rate}},
+        {"vp91", {"error code 4 at 8", latch, reversed}},
+        {"vp195", {"waiting", latch, rate}},
+        {"P", {"refused at 6"}},
+    };
+    for (const auto& [form, lines] : cases) EXPECT_EQ(outcome(form), lines) << form;
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,128 @@
+// PIDLATCH against its two ways of working, and the words that choose between them.
+
+#include "tests/control/control_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("PIDLATCH");
+
+template <class Element>
+struct Flow {
+    std::vector<Element> setmon, ctrlmon, plntmon, fbset = {}, drive = {};
+};
+
+// One value of each input, and one mode word while there are some, goes to each pass.
+template <class Element, class Mode>
+Flow<Element> latched(Flow<Element> flow, const std::vector<Mode>& modes) {
+    TestSession session(atOnce());
+    constexpr ElementType type = elementTypeOf<Element>();
+    const PipeId setmon = session.input("setmon", flow.setmon), ctrlmon = session.input("ctrlmon", flow.ctrlmon),
+                 plntmon = session.input("plntmon", flow.plntmon), mode = session.input("mode", modes);
+    const PipeId fbset = session.output("fbset", {}, type), drive = session.output("drive", {}, type);
+    session.task("PIDLATCH", setmon, fbset, ctrlmon, drive, plntmon, mode);
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    flow.fbset = session.collected<Element>(fbset);
+    flow.drive = session.collected<Element>(drive);
+    return flow;
+}
+
+TYPED_TEST_SUITE(Controller, Elements);
+
+TYPED_TEST(Controller, LatchedPidlatchIsNoPairOfWires) {
+    const auto a = randomBits<TypeParam>(500, 1), b = randomBits<TypeParam>(500, 2);
+    const auto flow = latched<TypeParam, std::int16_t>({{}, a, b}, {});
+    EXPECT_EQ(bitsOf(flow.drive), bitsOf(a));
+    EXPECT_EQ(bitsOf(flow.fbset), bitsOf(b));
+}
+
+TYPED_TEST(Controller, ReleasedPidlatchDiffersFromItsFilters) {
+    Flow<TypeParam> flow;
+    for (int n = 0; n < 200; ++n) {
+        flow.setmon.push_back(static_cast<TypeParam>(2000 - n * 11));
+        flow.ctrlmon.push_back(static_cast<TypeParam>(1000 - n * 7919 % 97));
+        flow.plntmon.push_back(static_cast<TypeParam>(500 + n));
+    }
+    flow = latched<TypeParam, std::int32_t>(flow, {1, 5, 0, 0, 0, 3, 0});
+    double driveFilter = 0, controlFilter = 0;
+    for (std::size_t n = 0; n < 200; ++n) {
+        const auto control = static_cast<double>(flow.ctrlmon[n]), plant = static_cast<double>(flow.plntmon[n]);
+        const auto wanted = static_cast<double>(flow.setmon[n]);
+        if (n < 2 || n == 5) {
+            driveFilter = control;
+            controlFilter = plant;
+            ASSERT_EQ(flow.drive[n], flow.ctrlmon[n]);
+            ASSERT_EQ(flow.fbset[n], flow.plntmon[n]);
+        } else {
+            driveFilter = driveFilter * double{29.0F / 30} + wanted * double{1.0F / 30};
+            ASSERT_EQ(flow.drive[n], static_cast<TypeParam>(driveFilter)) << n;
+            ASSERT_EQ(flow.fbset[n], static_cast<TypeParam>(wanted + controlFilter - plant)) << n;
+            controlFilter = control * double{0.05F} + controlFilter * double{0.95F};
+        }
+    }
+}
+
+TEST(Pidlatch, TheHandOverBumps) {
+    std::vector<std::int16_t> modes(50, 1);
+    modes.push_back(0);
+    const auto flow = latched<double>({{2000}, std::vector(400, 1000.0), std::vector(400, 500.0)}, modes);
+    EXPECT_NEAR(flow.drive[50], 1000 * 29 / 30.0 + 2000 / 30.0, 1e-3);
+    EXPECT_EQ(flow.fbset[50], 2000 + 500 - 500);
+    EXPECT_NEAR(flow.drive[399], 2000, 0.1);
+    EXPECT_NEAR(flow.fbset[399], 2000 + 1000 - 500, 0.1);
+}
+
+// Whether the second pass is latched, behind a first one that is and one that is not, with this word between them.
+template <class Mode>
+std::string passesAfter(Mode word) {
+    std::string passes;
+    for (const Mode first : {Mode{1}, Mode{0}})
+        passes += latched<double, Mode>({{7}, {1000, 1000}, {0, 0}}, {first, word}).drive[1] == 1000 ? 'L' : 'r';
+    return passes;
+}
+
+TEST(Pidlatch, AModeIsReadInAnotherWay) {
+    const std::int32_t least = -2147483647 - 1;
+    const std::vector<std::pair<std::int32_t, std::string>> words = {{0, "rr"},
+                                                                     {1, "LL"},
+                                                                     {2, "LL"},
+                                                                     {32767, "LL"},
+                                                                     {32768, "Lr"},
+                                                                     {65536, "Lr"},
+                                                                     {65537, "LL"},
+                                                                     {-1, "Lr"},
+                                                                     {least, "rr"},
+                                                                     {least + 1, "LL"},
+                                                                     // As floats: -2, minus infinity, no number.
+                                                                     {-1073741824, "rr"},
+                                                                     {-8388608, "rr"},
+                                                                     {-8323072, "Lr"}};
+    for (const auto& [word, passes] : words) EXPECT_EQ(passesAfter(word), passes) << word;
+    for (const auto& [word, passes] : {std::pair{0, "rr"}, {1, "LL"}, {32767, "LL"}, {-1, "Lr"}, {-32768, "Lr"}})
+        EXPECT_EQ(passesAfter(static_cast<std::int16_t>(word)), passes) << word;
+}
+
+TEST(Pidlatch, AValueIsWrittenAfterOneThatItDoesNotHangOnIsRead) {
+    const auto shut = latched<double, std::int16_t>({{}, {}, {1, 2}}, {});
+    EXPECT_EQ(shut.fbset, std::vector<double>({1}));
+    EXPECT_EQ(shut.drive, std::vector<double>());
+    const auto open = latched<double, std::int16_t>({{30}, {}, {}}, {0}),
+               fed = latched<double, std::int16_t>({{30}, {}, {4}}, {0});
+    EXPECT_EQ(open.drive.size(), 1U);
+    EXPECT_EQ(fed.fbset, std::vector<double>({26}));
+}
+
+TEST(Pidlatch, UnequalTypesPass) {
+    for (std::size_t odd = 0; odd < 6; ++odd) {
+        TestSession session;
+        std::vector<PipeId> p;
+        for (std::size_t i = 0; i < 6; ++i)
+            p.push_back(session.pipe("p" + std::to_string(i), {}, i == odd ? ElementType::int32 : ElementType::int16));
+        session.task("PIDLATCH", p[0], p[1], p[2], p[3], p[4], p[5]);
+        const std::string blamed = "error code 3 at " + std::to_string(std::max<std::size_t>(odd, 1) + 1);
+        EXPECT_EQ(outcomeOf(session)[0], odd == 5 ? "waiting" : blamed);
+    }
+}
+
+}  // namespace
+}  // namespace libzepl

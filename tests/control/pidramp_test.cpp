@@ -1,0 +1,94 @@
+// PIDRAMP: the shapes at both ends, the lengths, and the steps that wrap.
+
+#include "tests/control/control_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("PIDRAMP");
+
+template <class Element>
+std::vector<Element> ramped(const std::vector<Element>& levels, int period, const std::string& shape = "LINEAR") {
+    TestSession session(atOnce());
+    const PipeId level = session.input("level", levels), ramp = session.output("ramp", {}, elementTypeOf<Element>());
+    session.task("PIDRAMP", level, ramp, constantOf<std::int16_t>(period), textConstant(shape));
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    return session.collected<Element>(ramp);
+}
+
+TEST(Pidramp, AStraightRampHasOtherValues) {
+    using Int16 = std::vector<std::int16_t>;
+    EXPECT_EQ(ramped<float>({100}, 4), (std::vector<float>{25, 50, 75, 100}));
+    EXPECT_EQ(ramped<std::int16_t>({10, -10}, 4), Int16({2, 5, 7, 10, 5, 0, -5, -10}));
+    EXPECT_EQ(ramped<std::int16_t>({8, 8}, 2), Int16({4, 8, 8, 8}));
+    for (const int step : {1, 0, -5}) EXPECT_EQ(ramped<double>({3, -3}, step), (std::vector<double>{3, -3}));
+    EXPECT_EQ(ramped<double>({4096}, 5000).size(), 4096U);
+}
+
+TEST(Pidramp, AStepThatItsTypeDoesNotHoldGoesTheRightWay) {
+    // -60000 is 5536 in 16 bits, so the values lie beyond the level, and wrap.
+    EXPECT_EQ(ramped<std::int16_t>({-30000, 30000}, 4),
+              (std::vector<std::int16_t>{-7500, -15000, -22500, -30000, -31384, -32768, 31384, 30000}));
+    const std::int32_t most = 2147483647;
+    EXPECT_EQ(ramped<std::int32_t>({most, -most}, 2), (std::vector<std::int32_t>{1073741823, most, -most - 1, -most}));
+    // Single precision loses the 1 in the step, and only there.
+    EXPECT_EQ(ramped<float>({16777216, -1}, 4)[4], 12582911.0F);
+}
+
+TEST(Pidramp, ACurveIsBentOtherwise) {
+    for (const int n : {1, 2, 5, 64, 4095, 4096}) {
+        const auto decay = ramped<double>({1}, n, "EXPONENTIAL"), s = ramped<double>({1}, n, "HYPERBOLIC");
+        for (int k = 1; k < n; ++k) {
+            const double x = -2.65 * k / n, t = std::tanh(7.6003724182484935 * (1.0 * k / n - 0.5));
+            const auto at = static_cast<std::size_t>(k - 1), mirrored = static_cast<std::size_t>(n - k - 1);
+            ASSERT_NEAR(decay[at], 1 - (std::exp(x) + x * std::exp(x / 0.9193018) / 2.0999997), 1e-14) << n;
+            ASSERT_NEAR(s[at], 1 - (0.9990000701 - t) / 1.998001402, 1e-14) << n;
+            ASSERT_NEAR(s[at] + s[mirrored], 1, 1e-6) << "an S of " << n << " is not symmetric";
+        }
+        ASSERT_EQ(decay.back() + s.back(), 2) << n;
+    }
+    const auto decay = ramped<double>({1}, 4096, "EXPONENTIAL"), s = ramped<double>({1}, 4096, "HYPERBOLIC");
+    for (const auto& ramp : {decay, s}) {
+        EXPECT_NEAR(ramp[0], 0, 0.001);
+        EXPECT_NEAR(ramp[4094], 1, 0.0001);
+    }
+}
+
+TEST(Pidramp, AVariablePeriodChangesARampThatRuns) {
+    TestSession session(atOnce());
+    const std::int16_t start = 4;
+    const PipeId level = session.input("level", std::vector<std::int32_t>{4, 0}), ramp = session.output("ramp");
+    const VariableId period = session.addVariable("period", ElementType::int16, &start);
+    session.task("PIDRAMP", level, ramp, period, textConstant("LINEAR"));
+    session.script("3( switch ) store:2,2", period);
+    session.run();
+    EXPECT_EQ(session.collected<std::int32_t>(ramp), (std::vector<std::int32_t>{1, 2, 3, 4, 2, 0}));
+}
+
+TEST(Pidramp, APeriodFromAPipeIsMissedOrForgotten) {
+    using Int16 = std::vector<std::int16_t>;
+    for (const auto& [periods, ramp] :
+         std::vector<std::pair<Int16, Int16>>{{{}, {}}, {{2}, {4, 8, 4, 0, 4, 8}}, {{1, 4, -3}, {8, 6, 4, 2, 0, 8}}}) {
+        TestSession session(atOnce());
+        const PipeId level = session.input("level", Int16{8, 0, 8}), period = session.input("period", periods);
+        const PipeId out = session.output("ramp", {}, ElementType::int16);
+        session.task("PIDRAMP", level, out, period, textConstant("LINEAR"));
+        EXPECT_EQ(session.run().pipes[0].unread, periods.empty() ? 3U : 0U);
+        EXPECT_EQ(session.collected<std::int16_t>(out), ramp);
+    }
+}
+
+TEST(Pidramp, AWrongListPasses) {
+    const auto outcome = [](ElementType to, const std::string& shape) {
+        TestSession session;
+        session.task("PIDRAMP", session.pipe("level", {}, ElementType::int16), session.pipe("ramp", {}, to),
+                     int16Constant(3), textConstant(shape));
+        return outcomeOf(session)[0];
+    };
+    for (const char* shape : {"", "linear", "LINEAR ", "LINEA", "EXPONENTIALS"})
+        EXPECT_EQ(outcome(ElementType::int32, shape), "error code 7 at 4") << shape;
+    EXPECT_EQ(outcome(ElementType::int32, "LINEAR"), "error code 3 at 2");
+}
+
+}  // namespace
+}  // namespace libzepl
