@@ -6,7 +6,9 @@ namespace zcmds {
 
 const CommandEntry mainTable[] = {
     // clang-format off
-    {"ABS", abs, &absSignature},
+    {"ABS",        abs,        &absSignature},
+    {"FIRFILTER",  firfilter,  &firfilterSignature},
+    {"FIRLOWPASS", firlowpass, &firlowpassSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
 };

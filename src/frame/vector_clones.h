@@ -5,7 +5,7 @@
 // Not with clang++ 14, which takes no function templates here, nor with sanitizers, whose instrumentation would run in
 // the choice of the clone, before the sanitizer's own start.
 #if defined(__x86_64__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
-#define ZCMDS_VECTOR_CLONES [[gnu::target_clones("default", "avx2", "arch=skylake-avx512")]]
+#define ZCMDS_VECTOR_CLONES [[gnu::target_clones("default", "avx2", "arch=x86-64-v4")]]
 #else
 #define ZCMDS_VECTOR_CLONES
 #endif

@@ -17,7 +17,7 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS"};
+const Lines mainCommands{"ABS", "FIRFILTER", "FIRLOWPASS"};
 const Lines transformCommands{};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 
