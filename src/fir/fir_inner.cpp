@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -40,99 +41,81 @@ Destination stored(Sum sum) {
     }
 }
 
-// Vectors of sums are computed whole: this many sums make whole vectors on every machine.
-constexpr std::int32_t lanes = 16;
+// Sums are computed so many at a time. They are held in registers from the first tap to the last: three, six or twelve of
+// them, as wide as the machine has them.
+template <class Sum>
+inline constexpr std::int32_t groupSize = 192 / sizeof(Sum);
 
-constexpr std::int32_t roundedUp(std::int32_t n) { return (n + lanes - 1) / lanes * lanes; }
+template <class Sum>
+constexpr std::int32_t wholeGroups(std::int32_t n) {
+    return (n + groupSize<Sum> - 1) / groupSize<Sum> * groupSize<Sum>;
+}
 
-// The samples of one pass, each converted once instead of once for every tap that meets it, and dealt out to `decimation`
-// rows: row p holds the frames p, p + decimation, ... one behind the other. So the samples that one tap meets in
-// consecutive outputs lie side by side. Behind the rows there is room for the sums.
-struct WorkShape {
-    explicit WorkShape(const FirState& state)
-        : rowSize(roundedUp((state.frames / state.decimation + 1) * state.nchans) + lanes),
-          rowCount(state.decimation),
-          channels(state.nchans) {}
+// Frames are dealt out in pieces of so many elements; what a piece holds too much is overwritten by the next frame.
+constexpr std::int32_t pieceSize = 8;
 
-    std::ptrdiff_t sumsAt() const { return std::ptrdiff_t{rowSize} * rowCount; }
-    std::size_t elements(const FirState& state) const {
-        return static_cast<std::size_t>(sumsAt() + roundedUp(state.destCapacity));
-    }
-
-    std::int32_t rowSize;   // elements from row to row
-    std::int32_t rowCount;  // rows
-    std::int32_t channels;  // elements of a frame
+// The memory of one pass. Each sample is converted once, instead of once for every tap that meets it, and goes to one of
+// `decimation` rows: row p holds the frames p, p + decimation, ... one behind the other. So the samples that one tap meets
+// in consecutive outputs lie side by side.
+template <class Sum>
+struct Work {
+    std::int32_t rowSize;     // elements from row to row
+    std::int32_t* samplesAt;  // for each tap, where in `rows` the sample of the first output and channel stands
+    Sum* converted;           // all frames in their order
+    Sum* rows;                // the same with decimation 1
+    Sum* sums;                // whole groups
 };
+
+template <class Element>
+Element* allocate(std::int32_t n) {
+    return static_cast<Element*>(zepl::ralloc(static_cast<std::size_t>(n) * sizeof(Element)));
+}
+
+// Behind each row there is room for the rest of a group of outputs, which is computed and dropped.
+template <class Sum>
+Work<Sum>* makeWork(const FirState& state) {
+    const std::int32_t taps = state.frames - firHeadroom, frames = state.frames, nchans = state.nchans;
+    auto* const work = allocate<Work<Sum>>(1);
+    work->rowSize = wholeGroups<Sum>((frames / state.decimation + 1) * nchans + pieceSize) + groupSize<Sum>;
+    work->samplesAt = allocate<std::int32_t>(taps);
+    for (std::int32_t k = 0; k < taps; ++k)
+        work->samplesAt[k] = k % state.decimation * work->rowSize + k / state.decimation * nchans;
+    work->rows = allocate<Sum>(state.decimation * work->rowSize);
+    work->converted = state.decimation == 1 ? work->rows : allocate<Sum>(frames * nchans + pieceSize);
+    work->sums = allocate<Sum>(wholeGroups<Sum>(state.destCapacity));
+    return work;
+}
 
 template <class Source, class Sum>
-ZCMDS_VECTOR_CLONES void dealOut(const WorkShape& shape, const Source* samples, std::int32_t frames, Sum* work) {
-    if (shape.rowCount == 1) {
-        for (std::int32_t i = 0; i < frames * shape.channels; ++i) work[i] = static_cast<Sum>(samples[i]);
+ZCMDS_VECTOR_CLONES void convert(const Source* __restrict samples, std::int32_t n, Sum* __restrict to) {
+    for (std::int32_t i = 0; i < n; ++i) to[i] = static_cast<Sum>(samples[i]);
+}
+
+// Copies every `step`-th frame to a row.
+template <class Sum>
+ZCMDS_VECTOR_CLONES void dealRow(const Sum* __restrict from, std::int32_t frames, std::int32_t step,
+                                 std::int32_t nchans, Sum* __restrict to) {
+    if (nchans == 1) {
+        for (std::int32_t f = 0; f < frames; f += step) *to++ = from[f];
         return;
     }
-    for (std::int32_t p = 0; p < shape.rowCount; ++p) {
-        Sum* to = work + std::ptrdiff_t{p} * shape.rowSize;
-        const std::int32_t inRow = (frames - p + shape.rowCount - 1) / shape.rowCount;
-        const std::int32_t step = shape.rowCount * shape.channels;
-        const Source* from = samples + p * shape.channels;
-        if (shape.channels == 1) {
-            for (std::int32_t i = 0; i < inRow; ++i) to[i] = static_cast<Sum>(from[i * step]);
-            continue;
-        }
-        for (std::int32_t i = 0; i < inRow; ++i, from += step, to += shape.channels)
-            for (std::int32_t channel = 0; channel < shape.channels; ++channel)
-                to[channel] = static_cast<Sum>(from[channel]);
-    }
+    for (std::int32_t f = 0; f < frames; f += step, to += nchans)
+        for (std::int32_t piece = 0; piece < nchans; piece += pieceSize)
+            std::memcpy(to + piece, from + f * nchans + piece, pieceSize * sizeof(Sum));
 }
 
-// Where the sample of the first output and channel stands that a tap meets; it steps from tap to tap.
-template <class Sum>
-struct TapCursor {
-    const Sum* at;
-    std::ptrdiff_t toNextRow, toNextColumn;
-    std::int32_t rowCount, row = 0;
-
-    TapCursor(const WorkShape& shape, const Sum* work)
-        : at(work),
-          toNextRow(shape.rowSize),
-          toNextColumn(shape.channels - std::ptrdiff_t{shape.rowSize} * (shape.rowCount - 1)),
-          rowCount(shape.rowCount) {}
-
-    const Sum* next() {
-        const Sum* const here = at;
-        const bool last = ++row == rowCount;
-        at += last ? toNextColumn : toNextRow;
-        if (last) row = 0;
-        return here;
-    }
-};
-
-// Adds the products of the next `taps` taps to each sum, one after the other.
-template <std::int32_t taps, class Sum, class Coefficient>
-[[gnu::always_inline]] inline void addTaps(TapCursor<Sum>& cursor, const Coefficient*& coefficients,
-                                           Sum* __restrict sums, std::int32_t n) {
-    const Sum* samples[taps];
-    Sum factors[taps];
-    for (std::int32_t k = 0; k < taps; ++k) {
-        samples[k] = cursor.next();
-        factors[k] = static_cast<Sum>(*coefficients++);
-    }
-    for (std::int32_t i = 0; i < n; ++i) {
-        Sum sum = sums[i];
-        for (std::int32_t k = 0; k < taps; ++k) sum += factors[k] * samples[k][i];
-        sums[i] = sum;
-    }
-}
-
+// One group, each sum in the order of the taps.
 template <class Sum, class Coefficient>
-ZCMDS_VECTOR_CLONES void sumTaps(const WorkShape& shape, const Sum* work, const Coefficient* coefficients,
-                                 std::int32_t length, Sum* __restrict sums, std::int32_t count) {
-    const std::int32_t n = roundedUp(count);
-    TapCursor<Sum> cursor(shape, work);
-    for (std::int32_t i = 0; i < n; ++i) sums[i] = 0;
-    for (; length >= 8; length -= 8) addTaps<8>(cursor, coefficients, sums, n);
-    for (; length >= 4; length -= 4) addTaps<4>(cursor, coefficients, sums, n);
-    for (; length >= 1; length -= 1) addTaps<1>(cursor, coefficients, sums, n);
+ZCMDS_VECTOR_CLONES void sumGroup(const Sum* samples, const std::int32_t* samplesAt, const Coefficient* coefficients,
+                                  std::int32_t length, Sum* __restrict to) {
+    Sum sums[groupSize<Sum>];
+    for (Sum& sum : sums) sum = 0;
+    for (std::int32_t k = 0; k < length; ++k) {
+        const Sum* const met = samples + samplesAt[k];
+        const auto coefficient = static_cast<Sum>(coefficients[k]);
+        for (std::int32_t i = 0; i < groupSize<Sum>; ++i) sums[i] += coefficient * met[i];
+    }
+    for (std::int32_t i = 0; i < groupSize<Sum>; ++i) to[i] = sums[i];
 }
 
 template <class Sum, class Destination>
@@ -143,17 +126,18 @@ ZCMDS_VECTOR_CLONES void storeSums(const Sum* __restrict sums, std::int32_t n, D
 template <class Source, class Destination>
 void filterPass(FirState& state, const FirCoefficients& coefficients) {
     using Sum = SumFor<Source, Destination>;
-    const WorkShape shape(state);
-    auto* const work = static_cast<Sum*>(state.work);
-    Sum* const sums = work + shape.sumsAt();
-    const std::int32_t frames = state.available - state.start;
-    const std::int32_t outputs = (frames - coefficients.length) / state.decimation + 1;
-    const std::int32_t count = outputs * state.nchans;
+    const auto& work = *static_cast<const Work<Sum>*>(state.work);
+    const std::int32_t nchans = state.nchans, frames = state.available - state.start;
+    const std::int32_t outputs = (frames - coefficients.length) / state.decimation + 1, count = outputs * nchans;
+    const auto* const table = static_cast<const CoefficientFor<Source>*>(coefficients.table);
 
-    dealOut(shape, static_cast<const Source*>(state.srcData) + state.start * state.nchans, frames, work);
-    sumTaps(shape, work, static_cast<const CoefficientFor<Source>*>(coefficients.table), coefficients.length, sums,
-            count);
-    storeSums(sums, count, static_cast<Destination*>(state.destData) + state.outCount * state.nchans);
+    convert(static_cast<const Source*>(state.srcData) + state.start * nchans, frames * nchans, work.converted);
+    if (state.decimation != 1)
+        for (std::int32_t p = 0; p < state.decimation; ++p)
+            dealRow(work.converted + p * nchans, frames - p, state.decimation, nchans, work.rows + p * work.rowSize);
+    for (std::int32_t i = 0; i < count; i += groupSize<Sum>)
+        sumGroup(work.rows + i, work.samplesAt, table, coefficients.length, work.sums + i);
+    storeSums(work.sums, count, static_cast<Destination*>(state.destData) + state.outCount * nchans);
     state.outCount += outputs;
     state.start += outputs * state.decimation;
 }
@@ -161,7 +145,7 @@ void filterPass(FirState& state, const FirCoefficients& coefficients) {
 template <class Source, class Destination>
 void select(FirState& state) {
     state.inner = filterPass<Source, Destination>;
-    state.work = zepl::ralloc(WorkShape(state).elements(state) * sizeof(SumFor<Source, Destination>));
+    state.work = makeWork<SumFor<Source, Destination>>(state);
 }
 
 }  // namespace
