@@ -37,18 +37,18 @@ std::vector<Element> lowpassed(const std::vector<Element>& x, std::int16_t decim
 }
 
 // Coefficients by their distance from the centre, from -200 to 200: an impulse at each of the frames between two outputs
-// tells every decim-th of them. One pass holds the whole answer.
+// tells every decim-th of them. The second of two channels stays silent.
 template <class Element>
 std::vector<Element> tapsOf(std::int16_t decim) {
     constexpr std::size_t reach = 200, middle = 400;
     std::vector<Element> taps(2 * reach + 1);
     for (std::size_t impulse = middle; impulse < middle + static_cast<std::size_t>(decim); ++impulse) {
-        std::vector<Element> x(middle + 2 * reach);
-        x[impulse] = 1;
-        const std::vector<Element> y = lowpassed(x, decim);
-        for (std::size_t j = 0; j < y.size(); ++j) {
+        std::vector<Element> x(2 * (middle + 2 * reach));
+        x[2 * impulse] = 1;
+        const std::vector<Element> y = lowpassed(x, decim, 2);
+        for (std::size_t j = 0; 2 * j < y.size(); ++j) {
             const std::size_t at = impulse + reach - j * static_cast<std::size_t>(decim);
-            if (at < taps.size()) taps[at] = y[j];
+            if (at < taps.size()) taps[at] = y[2 * j];
         }
     }
     return taps;
