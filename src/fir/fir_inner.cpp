@@ -41,14 +41,13 @@ Destination stored(Sum sum) {
     }
 }
 
-// Sums are computed so many at a time. They are held in registers from the first tap to the last: three, six or twelve of
-// them, as wide as the machine has them.
+// Sums are computed in whole vectors, as wide as any machine has them.
 template <class Sum>
-inline constexpr std::int32_t groupSize = 192 / sizeof(Sum);
+inline constexpr std::int32_t lanes = 64 / sizeof(Sum);
 
 template <class Sum>
-constexpr std::int32_t wholeGroups(std::int32_t n) {
-    return (n + groupSize<Sum> - 1) / groupSize<Sum> * groupSize<Sum>;
+constexpr std::int32_t wholeVectors(std::int32_t n) {
+    return (n + lanes<Sum> - 1) / lanes<Sum> * lanes<Sum>;
 }
 
 // Frames are dealt out in pieces of so many elements; what a piece holds too much is overwritten by the next frame.
@@ -63,7 +62,7 @@ struct Work {
     std::int32_t* samplesAt;  // for each tap, where in `rows` the sample of the first output and channel stands
     Sum* converted;           // all frames in their order
     Sum* rows;                // the same with decimation 1
-    Sum* sums;                // whole groups
+    Sum* sums;                // whole vectors
 };
 
 template <class Element>
@@ -71,18 +70,18 @@ Element* allocate(std::int32_t n) {
     return static_cast<Element*>(zepl::ralloc(static_cast<std::size_t>(n) * sizeof(Element)));
 }
 
-// Behind each row there is room for the rest of a group of outputs, which is computed and dropped.
+// Behind each row there is room for the rest of a vector of outputs, which is computed and dropped.
 template <class Sum>
 Work<Sum>* makeWork(const FirState& state) {
     const std::int32_t taps = state.frames - firHeadroom, frames = state.frames, nchans = state.nchans;
     auto* const work = allocate<Work<Sum>>(1);
-    work->rowSize = wholeGroups<Sum>((frames / state.decimation + 1) * nchans + pieceSize) + groupSize<Sum>;
+    work->rowSize = wholeVectors<Sum>((frames / state.decimation + 1) * nchans + pieceSize) + lanes<Sum>;
     work->samplesAt = allocate<std::int32_t>(taps);
     for (std::int32_t k = 0; k < taps; ++k)
         work->samplesAt[k] = k % state.decimation * work->rowSize + k / state.decimation * nchans;
     work->rows = allocate<Sum>(state.decimation * work->rowSize);
     work->converted = state.decimation == 1 ? work->rows : allocate<Sum>(frames * nchans + pieceSize);
-    work->sums = allocate<Sum>(wholeGroups<Sum>(state.destCapacity));
+    work->sums = allocate<Sum>(wholeVectors<Sum>(state.destCapacity));
     return work;
 }
 
@@ -101,21 +100,37 @@ ZCMDS_VECTOR_CLONES void dealRow(const Sum* __restrict from, std::int32_t frames
     }
     for (std::int32_t f = 0; f < frames; f += step, to += nchans)
         for (std::int32_t piece = 0; piece < nchans; piece += pieceSize)
-            std::memcpy(to + piece, from + f * nchans + piece, pieceSize * sizeof(Sum));
+            for (std::int32_t i = piece; i < piece + pieceSize; ++i) to[i] = from[f * nchans + i];
 }
 
-// One group, each sum in the order of the taps.
-template <class Sum, class Coefficient>
-ZCMDS_VECTOR_CLONES void sumGroup(const Sum* samples, const std::int32_t* samplesAt, const Coefficient* coefficients,
-                                  std::int32_t length, Sum* __restrict to) {
-    Sum sums[groupSize<Sum>];
-    for (Sum& sum : sums) sum = 0;
-    for (std::int32_t k = 0; k < length; ++k) {
-        const Sum* const met = samples + samplesAt[k];
-        const auto coefficient = static_cast<Sum>(coefficients[k]);
-        for (std::int32_t i = 0; i < groupSize<Sum>; ++i) sums[i] += coefficient * met[i];
+// Adds to each of `n` sums what the next `taps` taps give, one after the other.
+template <std::int32_t taps, class Sum, class Coefficient>
+[[gnu::always_inline]] inline void addTaps(const Sum* rows, const std::int32_t* samplesAt,
+                                           const Coefficient* coefficients, Sum* __restrict sums, std::int32_t n) {
+    const Sum* met[taps];
+    Sum factors[taps];
+    for (std::int32_t k = 0; k < taps; ++k) {
+        met[k] = rows + samplesAt[k];
+        factors[k] = static_cast<Sum>(coefficients[k]);
     }
-    for (std::int32_t i = 0; i < groupSize<Sum>; ++i) to[i] = sums[i];
+    for (std::int32_t i = 0; i < n; ++i) {
+        Sum sum = sums[i];
+        for (std::int32_t k = 0; k < taps; ++k) sum += factors[k] * met[k][i];
+        sums[i] = sum;
+    }
+}
+
+// Eight taps at a time: as many coefficients as fit into the registers beside sum and product.
+template <class Sum, class Coefficient>
+ZCMDS_VECTOR_CLONES void sumTaps(const Work<Sum>& work, const Coefficient* coefficients, std::int32_t length,
+                                 std::int32_t count) {
+    Sum* const __restrict sums = work.sums;
+    const std::int32_t n = wholeVectors<Sum>(count);
+    for (std::int32_t i = 0; i < n; ++i) sums[i] = 0;
+    std::int32_t k = 0;
+    for (; k + 8 <= length; k += 8) addTaps<8>(work.rows, work.samplesAt + k, coefficients + k, sums, n);
+    for (; k + 4 <= length; k += 4) addTaps<4>(work.rows, work.samplesAt + k, coefficients + k, sums, n);
+    for (; k < length; ++k) addTaps<1>(work.rows, work.samplesAt + k, coefficients + k, sums, n);
 }
 
 template <class Sum, class Destination>
@@ -135,8 +150,7 @@ void filterPass(FirState& state, const FirCoefficients& coefficients) {
     if (state.decimation != 1)
         for (std::int32_t p = 0; p < state.decimation; ++p)
             dealRow(work.converted + p * nchans, frames - p, state.decimation, nchans, work.rows + p * work.rowSize);
-    for (std::int32_t i = 0; i < count; i += groupSize<Sum>)
-        sumGroup(work.rows + i, work.samplesAt, table, coefficients.length, work.sums + i);
+    sumTaps(work, table, coefficients.length, count);
     storeSums(work.sums, count, static_cast<Destination*>(state.destData) + state.outCount * nchans);
     state.outCount += outputs;
     state.start += outputs * state.decimation;
