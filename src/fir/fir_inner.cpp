@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <type_traits>
 
+#include "fir/fir_deal.h"
 #include "fir/fir_engine.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
@@ -50,12 +50,8 @@ constexpr std::int32_t wholeVectors(std::int32_t n) {
     return (n + lanes<Sum> - 1) / lanes<Sum> * lanes<Sum>;
 }
 
-// Frames are dealt out in pieces of so many elements; what a piece holds too much is overwritten by the next frame.
-constexpr std::int32_t pieceSize = 8;
-
-// The memory of one pass. Each sample is converted once, instead of once for every tap that meets it, and goes to one of
-// `decimation` rows: row p holds the frames p, p + decimation, ... one behind the other. So the samples that one tap meets
-// in consecutive outputs lie side by side.
+// The memory of one pass. Each sample is converted once, instead of once for every tap that meets it, and dealt out to
+// `decimation` rows.
 template <class Sum>
 struct Work {
     std::int32_t rowSize;     // elements from row to row
@@ -70,17 +66,18 @@ Element* allocate(std::int32_t n) {
     return static_cast<Element*>(zepl::ralloc(static_cast<std::size_t>(n) * sizeof(Element)));
 }
 
-// Behind each row there is room for the rest of a vector of outputs, which is computed and dropped.
+// Behind each row there is room for the rest of a vector of outputs, which is computed and dropped, and all has room for
+// what dealing out reads and writes too much.
 template <class Sum>
 Work<Sum>* makeWork(const FirState& state) {
-    const std::int32_t taps = state.frames - firHeadroom, frames = state.frames, nchans = state.nchans;
+    const std::int32_t taps = state.frames - firHeadroom, rowCount = state.decimation, nchans = state.nchans;
     auto* const work = allocate<Work<Sum>>(1);
-    work->rowSize = wholeVectors<Sum>((frames / state.decimation + 1) * nchans + pieceSize) + lanes<Sum>;
+    work->rowSize = wholeVectors<Sum>((state.frames / rowCount + 1) * nchans + dealPiece) + lanes<Sum>;
     work->samplesAt = allocate<std::int32_t>(taps);
-    for (std::int32_t k = 0; k < taps; ++k)
-        work->samplesAt[k] = k % state.decimation * work->rowSize + k / state.decimation * nchans;
-    work->rows = allocate<Sum>(state.decimation * work->rowSize);
-    work->converted = state.decimation == 1 ? work->rows : allocate<Sum>(frames * nchans + pieceSize);
+    for (std::int32_t k = 0; k < taps; ++k) work->samplesAt[k] = k % rowCount * work->rowSize + k / rowCount * nchans;
+    work->rows = allocate<Sum>((rowCount + squareSize<Sum> - 1) * work->rowSize);
+    work->converted =
+        rowCount == 1 ? work->rows : allocate<Sum>(state.frames * nchans + squareSize<Sum> * rowCount + dealPiece);
     work->sums = allocate<Sum>(wholeVectors<Sum>(state.destCapacity));
     return work;
 }
@@ -90,17 +87,13 @@ ZCMDS_VECTOR_CLONES void convert(const Source* __restrict samples, std::int32_t 
     for (std::int32_t i = 0; i < n; ++i) to[i] = static_cast<Sum>(samples[i]);
 }
 
-// Copies every `step`-th frame to a row.
 template <class Sum>
-ZCMDS_VECTOR_CLONES void dealRow(const Sum* __restrict from, std::int32_t frames, std::int32_t step,
-                                 std::int32_t nchans, Sum* __restrict to) {
-    if (nchans == 1) {
-        for (std::int32_t f = 0; f < frames; f += step) *to++ = from[f];
-        return;
-    }
-    for (std::int32_t f = 0; f < frames; f += step, to += nchans)
-        for (std::int32_t piece = 0; piece < nchans; piece += pieceSize)
-            for (std::int32_t i = piece; i < piece + pieceSize; ++i) to[i] = from[f * nchans + i];
+void dealOut(const Work<Sum>& work, std::int32_t frames, std::int32_t nchans, std::int32_t rowCount) {
+    if (rowCount == 1) return;
+    if (nchans == 1)
+        dealSamples(work.converted, frames, rowCount, work.rows, work.rowSize);
+    else
+        dealFrames(work.converted, frames, nchans, rowCount, work.rows, work.rowSize);
 }
 
 // Adds to each of `n` sums what the next `taps` taps give, one after the other.
@@ -147,9 +140,7 @@ void filterPass(FirState& state, const FirCoefficients& coefficients) {
     const auto* const table = static_cast<const CoefficientFor<Source>*>(coefficients.table);
 
     convert(static_cast<const Source*>(state.srcData) + state.start * nchans, frames * nchans, work.converted);
-    if (state.decimation != 1)
-        for (std::int32_t p = 0; p < state.decimation; ++p)
-            dealRow(work.converted + p * nchans, frames - p, state.decimation, nchans, work.rows + p * work.rowSize);
+    dealOut(work, frames, nchans, state.decimation);
     sumTaps(work, table, coefficients.length, count);
     storeSums(work.sums, count, static_cast<Destination*>(state.destData) + state.outCount * nchans);
     state.outCount += outputs;
