@@ -22,7 +22,7 @@ void absCommand(benchmark::State& state) {
 }
 
 template <class Element>
-[[gnu::target_clones("default", "avx2", "arch=skylake-avx512")]] void absoluteBlock(Element* elements, std::size_t n) {
+[[gnu::target_clones("default", "avx2", "arch=x86-64-v4")]] void absoluteBlock(Element* elements, std::size_t n) {
     for (std::size_t i = 0; i < n; ++i) {
         if constexpr (std::is_integral_v<Element>)
             elements[i] = static_cast<Element>(elements[i] == std::numeric_limits<Element>::min()

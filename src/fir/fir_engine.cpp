@@ -38,7 +38,11 @@ void takeFrames(FirState& state, std::int32_t elements) {
 // output is defined. An element at an odd place keeps what it held.
 template <class Element>
 ZCMDS_VECTOR_CLONES void moveToHead(Element* data, std::int32_t from, std::int32_t n) {
-    for (std::int32_t i = 0; i < n; i += 2) data[i] = data[from + i];
+    // Every place is written, with what it held or with what it gets: so the loop runs in vectors.
+    for (std::int32_t i = 0; i < n; ++i) {
+        const Element held = data[i], moved = data[from + i];
+        data[i] = i % 2 == 0 ? moved : held;
+    }
 }
 
 template <class Element>
