@@ -22,6 +22,8 @@ const CommandEntry mainTable[] = {
     {"DELTA",      delta,      &absSignature},
     {"DEXPAND",    dexpand,    &dexpandSignature},
     {"FINDMAX",    findmax,    &findmaxSignature},
+    {"FIRFILTER",  firfilter,  &firfilterSignature},
+    {"FIRLOWPASS", firlowpass, &firlowpassSignature},
     {"HIGH",       high,       &highSignature},
     {"INTERP",     interp,     &interpSignature},
     {"INTEGRATE",  integrate,  nullptr},
