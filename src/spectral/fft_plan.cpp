@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "frame/mathematics.h"
 #include "spectral/fft_engine.h"
+#include "spectral/fft_rotation.h"
 
 namespace zcmds {
 
@@ -134,6 +136,42 @@ void markCycles(FftPlan& plan) {
     }
 }
 
+// Follows a stage's recurrence to its end and keeps points of it. `span` is the stage's, after the division.
+void fillTurns(FftTurns& turns, double halfAngle, std::int32_t factor, std::int32_t span) {
+    const double x = halfAngle / (static_cast<double>(span) * factor), sine = mathematics.sin(x);
+    turns.cd = 2 * sine * sine;
+    turns.sd = mathematics.sin(2 * x);
+    double c = 1.0, s = 0.0;
+    if (factor == 4) {
+        advanceTurn(turns, c, s);
+    } else {
+        c = 1.0 - turns.cd;
+        s = turns.sd;
+    }
+    turns.c1 = c;
+    turns.s1 = s;
+    // Factor 2 mirrors the turns of the first half.
+    turns.count = factor == 2 ? (span % 16 == 0 ? span / 2 : span / 2 + 1) : span;
+    turns.interval = (turns.count + 63) / 64 * 8;
+    std::fill_n(turns.c, 8, 1.0);
+    std::fill_n(turns.s, 8, 0.0);
+    for (std::int32_t j = 1; j < turns.count; ++j) {
+        if (j % turns.interval == 0) {
+            turns.c[j / turns.interval] = c;
+            turns.s[j / turns.interval] = s;
+        }
+        advanceTurn(turns, c, s);
+    }
+}
+
+void fillAllTurns(FftPlan& plan) {
+    std::int32_t span = plan.ns;
+    for (std::int32_t i = 0; i + 1 < plan.factorCount; ++i) {
+        span /= plan.factors[i];
+        fillTurns(plan.turns[i], plan.halfAngle, plan.factors[i], span);
+    }
+}
+
 }  // namespace
 
 bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t length, std::int32_t span,
@@ -145,16 +183,12 @@ bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t lengt
     plan.length = length;
     plan.span = span;
     plan.stride = stride;
-    plan.nt = total * stride;
     plan.ns = span * stride;
-    plan.nn = plan.nt - stride;
     setAngles(plan);
     if (!factorLength(plan)) return false;
-    plan.kspan = plan.ns;
-    plan.jc = plan.ns / length;
-    plan.jf = 0;
     fillFreeProducts(plan);
     fillSpans(plan);
+    fillAllTurns(plan);
     plan.permutationTop = 0;
     if (plan.freeCount < 1) return true;
     fillReversal(plan);

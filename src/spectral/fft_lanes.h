@@ -1,0 +1,140 @@
+// Eight doubles side by side, and the ways in which butterflies take their elements from memory. The arithmetic of a lane is
+// that of a double, whatever vector registers the machine has.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// Functions that return lanes are inlined without exception, so that it does not matter how they would return them.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+namespace zcmds {
+
+namespace {
+
+constexpr std::int32_t laneCount = 8;
+
+using Lanes [[gnu::vector_size(64)]] = double;
+using HalfLanes [[gnu::vector_size(32)]] = double;
+using LaneMask [[gnu::vector_size(64)]] = std::int64_t;
+
+// Everything that handles lanes is inlined into the functions that are built for several instruction sets: a call between
+// them would pass lanes differently in each.
+#define ZCMDS_INLINE [[gnu::always_inline]] inline
+
+// A complex number in each lane.
+struct Points {
+    Lanes re, im;
+};
+
+// A rotation in each lane: cosine and sine.
+struct Turns {
+    Lanes c, s;
+};
+
+ZCMDS_INLINE Lanes loadLanes(const double* from) {
+    Lanes lanes;
+    std::memcpy(&lanes, from, sizeof lanes);
+    return lanes;
+}
+
+ZCMDS_INLINE void storeLanes(double* to, Lanes lanes) { std::memcpy(to, &lanes, sizeof lanes); }
+
+ZCMDS_INLINE Lanes joinHalves(const double* low, const double* high) {
+    HalfLanes first, second;
+    std::memcpy(&first, low, sizeof first);
+    std::memcpy(&second, high, sizeof second);
+    return __builtin_shufflevector(first, second, 0, 1, 2, 3, 4, 5, 6, 7);
+}
+
+ZCMDS_INLINE void storeHalves(double* low, double* high, Lanes lanes) {
+    const HalfLanes first = __builtin_shufflevector(lanes, lanes, 0, 1, 2, 3);
+    const HalfLanes second = __builtin_shufflevector(lanes, lanes, 4, 5, 6, 7);
+    std::memcpy(low, &first, sizeof first);
+    std::memcpy(high, &second, sizeof second);
+}
+
+ZCMDS_INLINE Lanes select(LaneMask mask, Lanes yes, Lanes no) { return mask ? yes : no; }
+
+ZCMDS_INLINE Points rotated(Points x, Turns turn) {
+    return {turn.c * x.re - turn.s * x.im, turn.s * x.re + turn.c * x.im};
+}
+
+// Rows become columns.
+ZCMDS_INLINE void transpose(Lanes (&r)[laneCount]) {
+    Lanes t[laneCount];
+    for (int i = 0; i < 8; i += 2) {
+        t[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 2, 10, 4, 12, 6, 14);
+        t[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 1, 9, 3, 11, 5, 13, 7, 15);
+    }
+    Lanes u[laneCount];
+    for (int i = 0; i < 8; i += 4) {
+        for (int j = 0; j < 2; ++j) {
+            u[i + j] = __builtin_shufflevector(t[i + j], t[i + j + 2], 0, 1, 8, 9, 4, 5, 12, 13);
+            u[i + j + 2] = __builtin_shufflevector(t[i + j], t[i + j + 2], 2, 3, 10, 11, 6, 7, 14, 15);
+        }
+    }
+    for (int j = 0; j < 4; ++j) {
+        r[j] = __builtin_shufflevector(u[j], u[j + 4], 0, 1, 2, 3, 8, 9, 10, 11);
+        r[j + 4] = __builtin_shufflevector(u[j], u[j + 4], 4, 5, 6, 7, 12, 13, 14, 15);
+    }
+}
+
+// Element p of each of eight butterflies that lie side by side.
+struct ColumnAccess {
+    double* a;
+    double* b;
+    std::ptrdiff_t span;  // from element p to p + 1
+
+    ZCMDS_INLINE Points load(std::ptrdiff_t p) const { return {loadLanes(a + p * span), loadLanes(b + p * span)}; }
+    ZCMDS_INLINE void store(std::ptrdiff_t p, Points x) const {
+        storeLanes(a + p * span, x.re);
+        storeLanes(b + p * span, x.im);
+    }
+};
+
+// Element p of four butterflies side by side in one group and of four in another.
+struct PairAccess {
+    double* a;
+    double* b;
+    std::ptrdiff_t span;
+    std::ptrdiff_t other;  // from the first group to the other
+
+    ZCMDS_INLINE Points load(std::ptrdiff_t p) const {
+        const double* re = a + p * span;
+        const double* im = b + p * span;
+        return {joinHalves(re, re + other), joinHalves(im, im + other)};
+    }
+    ZCMDS_INLINE void store(std::ptrdiff_t p, Points x) const {
+        double* re = a + p * span;
+        double* im = b + p * span;
+        storeHalves(re, re + other, x.re);
+        storeHalves(im, im + other, x.im);
+    }
+};
+
+// Element p of eight butterflies that lie anywhere. Two lanes may have the same butterfly: both then hold the same values.
+struct ScatteredAccess {
+    double* a;
+    double* b;
+    std::ptrdiff_t span;
+    const std::ptrdiff_t* first;  // where each lane's element 0 lies
+
+    ZCMDS_INLINE Lanes gather(const double* from) const {
+        return Lanes{from[first[0]], from[first[1]], from[first[2]], from[first[3]],
+                     from[first[4]], from[first[5]], from[first[6]], from[first[7]]};
+    }
+    ZCMDS_INLINE void scatter(double* to, Lanes lanes) const {
+        for (int i = 0; i < laneCount; ++i) to[first[i]] = lanes[i];
+    }
+    ZCMDS_INLINE Points load(std::ptrdiff_t p) const { return {gather(a + p * span), gather(b + p * span)}; }
+    ZCMDS_INLINE void store(std::ptrdiff_t p, Points x) const {
+        scatter(a + p * span, x.re);
+        scatter(b + p * span, x.im);
+    }
+};
+
+}  // namespace
+
+}  // namespace zcmds
