@@ -14,12 +14,17 @@ constexpr std::int32_t fftMostFactors = 16, fftLargestCore = 323, fftLargestFact
 // The turns of one stage, which follow each other by the rotation recurrence: turn j belongs to the butterflies at offset j
 // of their groups. The recurrence is serial, so points of it are kept from which several runs of it go on side by side.
 struct FftTurns {
+    std::int32_t span;      // of the stage, after the division: the offsets, of which all but 0 are turned
+    std::int32_t kept;      // span <= fftShortSpan: where its turns begin in keptC and keptS
+    std::int32_t count;     // turns that are needed
+    std::int32_t interval;  // between the points that follow
     double cd, sd;          // the step: 2 sin(x)^2 and sin(2x)
     double c1, s1;          // turn 1
-    std::int32_t count;     // turns that are needed
-    std::int32_t interval;  // between the points that are kept
     double c[8], s[8];      // turns 0, interval, 2 * interval, ...
 };
+
+// Stages up to this span keep all their turns; each span is at most half of the one before.
+constexpr std::int32_t fftShortSpan = 64;
 
 // One transform path's constants and working values. It is set up once by fftPlanBuild and serves one caller at a time.
 struct FftPlan {
@@ -43,7 +48,8 @@ struct FftPlan {
     double c72, s72, s120;                              // cosine and sine of 72 and 120 degrees, signed like rad
     std::int32_t ns;                                    // span * stride
     std::int32_t jf;                                    // the factor for which ck and sk hold values; 0 if none
-    FftTurns turns[fftMostFactors];                     // of each stage but the last
+    FftTurns turns[fftMostFactors];                     // of each stage
+    double keptC[2 * fftShortSpan], keptS[2 * fftShortSpan];  // all turns of the stages with short spans
 };
 
 // Sets up the transform of `length` elements, direction 0 forward or 1 reverse. Commands give total = length = span and

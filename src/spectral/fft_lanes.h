@@ -61,23 +61,27 @@ ZCMDS_INLINE Points rotated(Points x, Turns turn) {
     return {turn.c * x.re - turn.s * x.im, turn.s * x.re + turn.c * x.im};
 }
 
+// In both halves on their own, the rows r[0], r[1], r[2], r[3] become columns.
+ZCMDS_INLINE void transposeHalves(Lanes* r) {
+    const Lanes t0 = __builtin_shufflevector(r[0], r[1], 0, 8, 2, 10, 4, 12, 6, 14);
+    const Lanes t1 = __builtin_shufflevector(r[0], r[1], 1, 9, 3, 11, 5, 13, 7, 15);
+    const Lanes t2 = __builtin_shufflevector(r[2], r[3], 0, 8, 2, 10, 4, 12, 6, 14);
+    const Lanes t3 = __builtin_shufflevector(r[2], r[3], 1, 9, 3, 11, 5, 13, 7, 15);
+    r[0] = __builtin_shufflevector(t0, t2, 0, 1, 8, 9, 4, 5, 12, 13);
+    r[1] = __builtin_shufflevector(t1, t3, 0, 1, 8, 9, 4, 5, 12, 13);
+    r[2] = __builtin_shufflevector(t0, t2, 2, 3, 10, 11, 6, 7, 14, 15);
+    r[3] = __builtin_shufflevector(t1, t3, 2, 3, 10, 11, 6, 7, 14, 15);
+}
+
 // Rows become columns.
-ZCMDS_INLINE void transpose(Lanes (&r)[laneCount]) {
-    Lanes t[laneCount];
-    for (int i = 0; i < 8; i += 2) {
-        t[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 2, 10, 4, 12, 6, 14);
-        t[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 1, 9, 3, 11, 5, 13, 7, 15);
-    }
-    Lanes u[laneCount];
-    for (int i = 0; i < 8; i += 4) {
-        for (int j = 0; j < 2; ++j) {
-            u[i + j] = __builtin_shufflevector(t[i + j], t[i + j + 2], 0, 1, 8, 9, 4, 5, 12, 13);
-            u[i + j + 2] = __builtin_shufflevector(t[i + j], t[i + j + 2], 2, 3, 10, 11, 6, 7, 14, 15);
-        }
-    }
-    for (int j = 0; j < 4; ++j) {
-        r[j] = __builtin_shufflevector(u[j], u[j + 4], 0, 1, 2, 3, 8, 9, 10, 11);
-        r[j + 4] = __builtin_shufflevector(u[j], u[j + 4], 4, 5, 6, 7, 12, 13, 14, 15);
+ZCMDS_INLINE void transpose(const Lanes (&rows)[laneCount], double (&columns)[laneCount][laneCount]) {
+    Lanes r[laneCount];
+    for (int i = 0; i < laneCount; ++i) r[i] = rows[i];
+    transposeHalves(r);
+    transposeHalves(r + 4);
+    for (int i = 0; i < 4; ++i) {
+        storeLanes(columns[i], __builtin_shufflevector(r[i], r[i + 4], 0, 1, 2, 3, 8, 9, 10, 11));
+        storeLanes(columns[i + 4], __builtin_shufflevector(r[i], r[i + 4], 4, 5, 6, 7, 12, 13, 14, 15));
     }
 }
 

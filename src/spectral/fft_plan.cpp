@@ -136,39 +136,69 @@ void markCycles(FftPlan& plan) {
     }
 }
 
-// Follows a stage's recurrence to its end and keeps points of it. `span` is the stage's, after the division.
-void fillTurns(FftTurns& turns, double halfAngle, std::int32_t factor, std::int32_t span) {
-    const double x = halfAngle / (static_cast<double>(span) * factor), sine = mathematics.sin(x);
-    turns.cd = 2 * sine * sine;
-    turns.sd = mathematics.sin(2 * x);
-    double c = 1.0, s = 0.0;
-    if (factor == 4) {
-        advanceTurn(turns, c, s);
-    } else {
-        c = 1.0 - turns.cd;
-        s = turns.sd;
-    }
-    turns.c1 = c;
-    turns.s1 = s;
-    // Factor 2 mirrors the turns of the first half.
-    turns.count = factor == 2 ? (span % 16 == 0 ? span / 2 : span / 2 + 1) : span;
-    turns.interval = (turns.count + 63) / 64 * 8;
-    std::fill_n(turns.c, 8, 1.0);
-    std::fill_n(turns.s, 8, 0.0);
-    for (std::int32_t j = 1; j < turns.count; ++j) {
-        if (j % turns.interval == 0) {
-            turns.c[j / turns.interval] = c;
-            turns.s[j / turns.interval] = s;
-        }
+// Calls visit(j, cosine, sine) for turns 1 to last of the stage.
+template <class Visit>
+void followTurns(const FftTurns& turns, std::int32_t last, Visit visit) {
+    double c = turns.c1, s = turns.s1;
+    for (std::int32_t j = 1; j <= last; ++j) {
+        visit(j, c, s);
         advanceTurn(turns, c, s);
     }
 }
 
-void fillAllTurns(FftPlan& plan) {
-    std::int32_t span = plan.ns;
-    for (std::int32_t i = 0; i + 1 < plan.factorCount; ++i) {
-        span /= plan.factors[i];
-        fillTurns(plan.turns[i], plan.halfAngle, plan.factors[i], span);
+void setStep(FftTurns& turns, double halfAngle, std::int32_t factor) {
+    const double x = halfAngle / (static_cast<double>(turns.span) * factor), sine = mathematics.sin(x);
+    turns.cd = 2 * sine * sine;
+    turns.sd = mathematics.sin(2 * x);
+    turns.c1 = 1.0 - turns.cd;
+    turns.s1 = turns.sd;
+    if (factor != 4) return;
+    turns.c1 = 1.0;
+    turns.s1 = 0.0;
+    advanceTurn(turns, turns.c1, turns.s1);
+}
+
+// A factor of 2 has turns up to the middle of the span; those beyond are their mirror images, with the cosine negated.
+void keepAllTurns(const FftTurns& turns, std::int32_t factor, double* c, double* s) {
+    const bool mirrored = factor == 2;
+    c[0] = 1.0;
+    s[0] = 0.0;
+    followTurns(turns, mirrored ? turns.span / 2 : turns.span - 1, [&](std::int32_t j, double cosine, double sine) {
+        if (mirrored) {
+            c[turns.span - j] = -cosine;
+            s[turns.span - j] = sine;
+        }
+        c[j] = cosine;
+        s[j] = sine;
+    });
+}
+
+// Keeps the points from which eight runs go on.
+void keepPoints(FftTurns& turns, std::int32_t factor) {
+    turns.count = factor == 2 ? (turns.span % 16 == 0 ? turns.span / 2 : turns.span / 2 + 1) : turns.span;
+    turns.interval = (turns.count + 63) / 64 * 8;
+    std::fill_n(turns.c, 8, 1.0);
+    std::fill_n(turns.s, 8, 0.0);
+    followTurns(turns, turns.count - 1, [&](std::int32_t j, double cosine, double sine) {
+        if (j % turns.interval != 0) return;
+        turns.c[j / turns.interval] = cosine;
+        turns.s[j / turns.interval] = sine;
+    });
+}
+
+void fillTurns(FftPlan& plan) {
+    std::int32_t span = plan.ns, kept = 0;
+    for (std::int32_t i = 0; i < plan.factorCount; ++i) {
+        FftTurns& turns = plan.turns[i];
+        turns.span = span /= plan.factors[i];
+        setStep(turns, plan.halfAngle, plan.factors[i]);
+        if (span > fftShortSpan) {
+            keepPoints(turns, plan.factors[i]);
+            continue;
+        }
+        turns.kept = kept;
+        kept += span;
+        keepAllTurns(turns, plan.factors[i], plan.keptC + turns.kept, plan.keptS + turns.kept);
     }
 }
 
@@ -188,7 +218,7 @@ bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t lengt
     if (!factorLength(plan)) return false;
     fillFreeProducts(plan);
     fillSpans(plan);
-    fillAllTurns(plan);
+    fillTurns(plan);
     plan.permutationTop = 0;
     if (plan.freeCount < 1) return true;
     fillReversal(plan);

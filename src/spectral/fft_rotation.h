@@ -18,29 +18,31 @@ ZCMDS_INLINE void advanceTurn(const FftTurns& turns, Value& c, Value& s) {
     s = correction * u;
 }
 
-// Runs of the recurrence side by side: run r goes on from turn r * interval.
+// Eight runs of a stage's recurrence side by side: run r goes on from turn r * interval.
 class TurnRuns {
  public:
     ZCMDS_INLINE explicit TurnRuns(const FftTurns& turns) : turns_(turns), c_(loadLanes(turns.c)), s_(loadLanes(turns.s)) {
-        take(0);
+        step(0);
         // Turn 1 need not be what the recurrence makes of turn 0.
         c_[0] = turns.c1;
         s_[0] = turns.s1;
-        taken_ = 1;
+        for (int i = 1; i < laneCount; ++i) step(i);
     }
 
-    // Makes the next eight turns of each run.
-    ZCMDS_INLINE void produce() {
-        for (int i = taken_; i < laneCount; ++i) take(i);
-        taken_ = 0;
-        transpose(cosines_);
-        transpose(sines_);
-        for (int r = 0; r < laneCount; ++r) {
-            storeLanes(c[r], cosines_[r]);
-            storeLanes(s[r], sines_[r]);
-        }
+    // Makes the eight turns of each run that were stepped through readable.
+    ZCMDS_INLINE void publish() {
+        transpose(cosines_, c);
+        transpose(sines_, s);
         storeLanes(nextC, c_);
         storeLanes(nextS, s_);
+    }
+
+    // Takes step i of the next eight. Steps depend on each other but on nothing else: in between there is time for the
+    // butterflies of what is published.
+    ZCMDS_INLINE void step(int i) {
+        cosines_[i] = c_;
+        sines_[i] = s_;
+        advanceTurn(turns_, c_, s_);
     }
 
     alignas(64) double c[laneCount][laneCount];  // c[r] are the cosines of run r
@@ -49,16 +51,9 @@ class TurnRuns {
     alignas(64) double nextS[laneCount];
 
  private:
-    ZCMDS_INLINE void take(int i) {
-        cosines_[i] = c_;
-        sines_[i] = s_;
-        advanceTurn(turns_, c_, s_);
-    }
-
     const FftTurns& turns_;
     Lanes c_, s_;
     Lanes cosines_[laneCount], sines_[laneCount];
-    int taken_ = 0;
 };
 
 }  // namespace

@@ -37,6 +37,15 @@ struct PowersOf {
     }
 };
 
+// The last stage turns nothing; what it gives is final and is scaled.
+template <class Kernel, class Access>
+ZCMDS_INLINE void lastButterfly(const Kernel& kernel, Access at, double scale) {
+    Points x[Kernel::most];
+    for (std::int32_t p = 0; p < kernel.factor; ++p) x[p] = at.load(p);
+    kernel.transform(x);
+    for (std::int32_t p = 0; p < kernel.factor; ++p) at.store(p, {x[p].re * scale, x[p].im * scale});
+}
+
 template <Rotation rotation, class Kernel, class Access>
 ZCMDS_INLINE void butterfly(const Kernel& kernel, Access at, const PowersOf<Kernel>& powers, LaneMask mask = LaneMask{}) {
     Points x[Kernel::most];
@@ -53,7 +62,7 @@ ZCMDS_INLINE void butterfly(const Kernel& kernel, Access at, const PowersOf<Kern
 
 // Eight offsets from `offset` on, in every group.
 template <Rotation rotation, class Kernel>
-ZCMDS_INLINE void runColumns(const StageArea& area, const Kernel& kernel, std::int32_t offset, Turns turn) {
+ZCMDS_INLINE void runColumns(StageArea area, const Kernel& kernel, std::int32_t offset, Turns turn) {
     const PowersOf<Kernel> powers(kernel, turn);
     const std::ptrdiff_t group = std::ptrdiff_t{area.span} * kernel.factor;
     for (std::ptrdiff_t at = offset; at < area.length; at += group)
@@ -63,7 +72,7 @@ ZCMDS_INLINE void runColumns(const StageArea& area, const Kernel& kernel, std::i
 
 // Four offsets from `offset` on, two groups at a time; an odd last group is taken twice.
 template <class Kernel>
-ZCMDS_INLINE void runFourColumns(const StageArea& area, const Kernel& kernel, std::int32_t offset, Turns turn) {
+ZCMDS_INLINE void runFourColumns(StageArea area, const Kernel& kernel, std::int32_t offset, Turns turn) {
     const PowersOf<Kernel> powers(kernel, turn);
     const std::ptrdiff_t group = std::ptrdiff_t{area.span} * kernel.factor;
     const std::int64_t first = offset == 0 ? 0 : -1;
@@ -75,7 +84,7 @@ ZCMDS_INLINE void runFourColumns(const StageArea& area, const Kernel& kernel, st
 
 // One offset, eight groups at a time; the last group makes the eight full.
 template <Rotation rotation, class Kernel>
-ZCMDS_INLINE void runColumn(const StageArea& area, const Kernel& kernel, std::int32_t offset, Turns turn) {
+ZCMDS_INLINE void runColumn(StageArea area, const Kernel& kernel, std::int32_t offset, Turns turn) {
     const PowersOf<Kernel> powers(kernel, turn);
     const std::ptrdiff_t group = std::ptrdiff_t{area.span} * kernel.factor, last = area.length - group + offset;
     for (std::ptrdiff_t at = offset; at <= last; at += laneCount * group) {
@@ -86,6 +95,15 @@ ZCMDS_INLINE void runColumn(const StageArea& area, const Kernel& kernel, std::in
 }
 
 ZCMDS_INLINE Lanes broadcast(double x) { return Lanes{} + x; }
+
+template <class Kernel>
+ZCMDS_INLINE void runOneColumn(StageArea area, const Kernel& kernel, std::int32_t offset, double c, double s) {
+    const Turns turn{broadcast(c), broadcast(s)};
+    if (offset == 0)
+        runColumn<Rotation::none>(area, kernel, offset, turn);
+    else
+        runColumn<Rotation::all>(area, kernel, offset, turn);
+}
 
 // The offsets that make no full eight, with their turns.
 struct RaggedColumns {
@@ -99,7 +117,7 @@ struct RaggedColumns {
 };
 
 template <class Kernel>
-ZCMDS_INLINE void runRagged(const StageArea& area, const Kernel& kernel, const RaggedColumns& columns) {
+ZCMDS_INLINE void runRagged(StageArea area, const Kernel& kernel, const RaggedColumns& columns) {
     std::int32_t offset = columns.first;
     for (; offset + 4 <= columns.end; offset += 4) {
         const double* c = columns.c + (offset - columns.first);
@@ -108,16 +126,12 @@ ZCMDS_INLINE void runRagged(const StageArea& area, const Kernel& kernel, const R
     }
     for (; offset < columns.end; ++offset) {
         const std::int32_t i = offset - columns.first;
-        const Turns turn{broadcast(columns.c[i]), broadcast(columns.s[i])};
-        if (offset == 0)
-            runColumn<Rotation::none>(area, kernel, offset, turn);
-        else
-            runColumn<Rotation::all>(area, kernel, offset, turn);
+        runOneColumn(area, kernel, offset, columns.c[i], columns.s[i]);
     }
 }
 
 template <class Kernel>
-ZCMDS_INLINE void runEight(const StageArea& area, const Kernel& kernel, std::int32_t offset, Turns turn) {
+ZCMDS_INLINE void runEight(StageArea area, const Kernel& kernel, std::int32_t offset, Turns turn) {
     if (offset == 0)
         runColumns<Rotation::butFirst>(area, kernel, offset, turn);
     else
@@ -126,7 +140,7 @@ ZCMDS_INLINE void runEight(const StageArea& area, const Kernel& kernel, std::int
 
 // Eight turns from `offset` on, of run r.
 template <class Kernel>
-ZCMDS_INLINE void runTurns(const StageArea& area, const Kernel& kernel, const TurnRuns& runs, int r, std::int32_t offset,
+ZCMDS_INLINE void runTurns(StageArea area, const Kernel& kernel, const TurnRuns& runs, int r, std::int32_t offset,
                            RaggedColumns& ragged) {
     if (offset < ragged.first) {
         runEight(area, kernel, offset, {loadLanes(runs.c[r]), loadLanes(runs.s[r])});
@@ -138,7 +152,7 @@ ZCMDS_INLINE void runTurns(const StageArea& area, const Kernel& kernel, const Tu
 
 // Factor 2 has turns up to half the span. Those beyond are their mirror images, with the cosine negated; the one in the
 // middle is its own image and is not.
-ZCMDS_INLINE void runTurns(const StageArea& area, const Radix2& kernel, const TurnRuns& runs, int r, std::int32_t offset,
+ZCMDS_INLINE void runTurns(StageArea area, const Radix2& kernel, const TurnRuns& runs, int r, std::int32_t offset,
                            RaggedColumns& ragged) {
     if (offset < ragged.first) {
         const Turns turn{loadLanes(runs.c[r]), loadLanes(runs.s[r])};
@@ -158,20 +172,54 @@ ZCMDS_INLINE void runTurns(const StageArea& area, const Radix2& kernel, const Tu
     }
 }
 
-// A stage that is not the last.
+// A stage whose span is short: its turns are kept in c and s.
 template <class Kernel>
-ZCMDS_INLINE void runStage(const StageArea& area, const Kernel& kernel, const FftTurns& turns) {
+ZCMDS_INLINE void runShortStage(StageArea area, const Kernel& kernel, const double* c, const double* s) {
+    std::int32_t offset = 0;
+    for (; offset + 8 <= area.span; offset += 8)
+        runEight(area, kernel, offset, {loadLanes(c + offset), loadLanes(s + offset)});
+    if (offset + 4 <= area.span) {
+        runFourColumns(area, kernel, offset, {joinHalves(c + offset, c + offset), joinHalves(s + offset, s + offset)});
+        offset += 4;
+    }
+    for (; offset < area.span; ++offset) runOneColumn(area, kernel, offset, c[offset], s[offset]);
+}
+
+template <class Kernel>
+ZCMDS_INLINE void runLongStage(StageArea area, const Kernel& kernel, const FftTurns& turns) {
     constexpr bool mirrored = Kernel::most == 2;
     RaggedColumns ragged;
     ragged.first = mirrored ? area.span / 16 * 8 : area.span / 8 * 8;
     ragged.end = mirrored ? area.span - ragged.first : area.span;
     TurnRuns runs(turns);
     for (std::int32_t i = 0; i < turns.interval; i += laneCount) {
-        runs.produce();
-        for (int r = 0; r < laneCount && r * turns.interval + i < turns.count; ++r)
-            runTurns(area, kernel, runs, r, r * turns.interval + i, ragged);
+        const bool more = i + laneCount < turns.interval;
+        runs.publish();
+        for (int r = 0; r < laneCount; ++r) {
+            const std::int32_t offset = r * turns.interval + i;
+            if (offset < turns.count) runTurns(area, kernel, runs, r, offset, ragged);
+            if (more) runs.step(r);
+        }
     }
     runRagged(area, kernel, ragged);
+}
+
+template <class Kernel>
+void runStage(StageArea area, const Kernel& kernel, const FftPlan& plan, const FftTurns& turns) {
+    if (turns.span > fftShortSpan)
+        runLongStage(area, kernel, turns);
+    else
+        runShortStage(area, kernel, plan.keptC + turns.kept, plan.keptS + turns.kept);
+}
+
+template <class Kernel>
+void runLastStage(StageArea area, const Kernel& kernel, double scale) {
+    const std::ptrdiff_t group = kernel.factor, last = area.length - group;
+    for (std::ptrdiff_t at = 0; at <= last; at += laneCount * group) {
+        std::ptrdiff_t first[laneCount];
+        for (std::ptrdiff_t lane = 0; lane < laneCount; ++lane) first[lane] = lesser(at + lane * group, last);
+        lastButterfly(kernel, ScatteredAccess{area.a, area.b, 1, first}, scale);
+    }
 }
 
 }  // namespace

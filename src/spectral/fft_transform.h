@@ -1,9 +1,8 @@
-// The transform: a stage for each factor, then the permutations into natural order, then the forward scale.
-
+// The transform: a stage for each factor, then the permutations into natural order.
 #pragma once
 
 #include "frame/mathematics.h"
-#include "spectral/fft_engine.h"
+#include "spectral/fft_order.h"
 #include "spectral/fft_stage.h"
 
 namespace zcmds {
@@ -30,110 +29,42 @@ void fillOddTables(FftPlan& plan, std::int32_t factor) {
     } while (j < k);
 }
 
-template <class Kernel>
-void runOneStage(const StageArea& area, const Kernel& kernel, const FftTurns* turns) {
-    if (turns != nullptr)
-        runStage(area, kernel, *turns);
-    else
-        runColumn<Rotation::none>(area, kernel, 0, Turns{});
-}
-
-void runFactor(const StageArea& area, FftPlan& plan, std::int32_t factor, const FftTurns* turns) {
+// Calls use(kernel) with the kernel of the factor.
+template <class Use>
+ZCMDS_INLINE void withKernel(FftPlan& plan, std::int32_t factor, Use use) {
+    const double c72 = plan.c72, s72 = plan.s72;
     switch (factor) {
-        case 2: return runOneStage(area, Radix2{}, turns);
-        case 3: return runOneStage(area, Radix3{plan.s120}, turns);
-        case 4: return plan.direction == 0 ? runOneStage(area, Radix4<false>{}, turns) : runOneStage(area, Radix4<true>{}, turns);
-        case 5: {
-            const double c = plan.c72, s = plan.s72;
-            return runOneStage(area, Radix5{c, s, c * c - s * s, 2 * c * s}, turns);
-        }
-        default: fillOddTables(plan, factor); return runOneStage(area, RadixOdd{factor, plan.ck, plan.sk}, turns);
+        case 2: return use(Radix2{});
+        case 3: return use(Radix3{plan.s120});
+        case 4: return plan.direction == 0 ? use(Radix4<false>{}) : use(Radix4<true>{});
+        case 5: return use(Radix5{c72, s72, c72 * c72 - s72 * s72, 2 * c72 * s72});
+        default: fillOddTables(plan, factor); return use(RadixOdd{factor, plan.ck, plan.sk});
     }
 }
 
-ZCMDS_INLINE void swapElements(double& x, double& y) {
-    const double kept = x;
-    x = y;
-    y = kept;
-}
-
-struct Transform {
-    double* a;
-    double* b;
-    FftPlan& plan;
-};
-
-// Elements whose square digits mirror each other change places.
-void permuteSquares(Transform f) {
-    const std::int32_t* spans = f.plan.spans;
-    const std::int32_t ns = f.plan.ns, stride = f.plan.stride, kspan = spans[1];
-    double* const a = f.a - 1;
-    double* const b = f.b - 1;
-    std::int32_t k2 = kspan + 1, kk = 2, j = 1;
-    for (;;) {
-        do {
-            swapElements(a[kk], a[k2]);
-            swapElements(b[kk], b[k2]);
-            k2 += kspan;
-            kk += stride;
-        } while (k2 < ns);
-        bool behind = false;
-        do {
-            do {
-                k2 -= spans[j - 1];
-                ++j;
-                k2 += spans[j];
-            } while (k2 > spans[j - 1]);
-            j = 1;
-            do {
-                behind = kk < k2;
-                if (behind) break;
-                k2 += kspan;
-                kk += stride;
-            } while (k2 < ns);
-            if (kk >= ns) return;
-        } while (!behind);
+// The stages from `first` on of one group of the stage before it.
+void runStages(double* a, double* b, std::int32_t length, FftPlan& plan, std::int32_t first) {
+    for (std::int32_t i = first; i + 1 < plan.factorCount; ++i) {
+        const FftTurns& turns = plan.turns[i];
+        withKernel(plan, plan.factors[i], [&](const auto& kernel) { runStage({a, b, length, turns.span}, kernel, plan, turns); });
     }
 }
 
-void permuteCore(Transform f) {
-    const std::int32_t jc = f.plan.squareCount > 0 ? f.plan.spans[f.plan.squareCount + 1] : 1, block = f.plan.spans[f.plan.squareCount];
-    const std::int32_t* next = f.plan.permutation;
-    const auto at = [=](std::int32_t k, std::int32_t offset) { return static_cast<std::int64_t>(k) * jc + offset; };
-    for (std::int32_t start = 0; start < f.plan.total; start += block) {
-        for (std::int32_t o = start; o < start + jc; ++o) {
-            for (std::int32_t k = f.plan.permutationTop; k >= 1; --k) {
-                if (next[k] < 0) continue;
-                const double ak = f.a[at(k, o)], bk = f.b[at(k, o)];
-                std::int32_t vacant = k;
-                for (std::int32_t v = next[k]; v != k; v = -next[v]) {
-                    f.a[at(vacant, o)] = f.a[at(v, o)];
-                    f.b[at(vacant, o)] = f.b[at(v, o)];
-                    vacant = v;
-                }
-                f.a[at(vacant, o)] = ak;
-                f.b[at(vacant, o)] = bk;
-            }
-        }
-    }
+// The last stage and the order of the square factors.
+void finish(double* a, double* b, FftPlan& plan, double scale) {
+    const std::int32_t factor = plan.factors[plan.factorCount - 1];
+    if (factor == 4 && plan.squareCount > 0)
+        return plan.direction == 0 ? lastStageOfTiles<false>(a, b, plan, scale) : lastStageOfTiles<true>(a, b, plan, scale);
+    withKernel(plan, factor, [&](const auto& kernel) { runLastStage({a, b, plan.length, 1}, kernel, scale); });
+    if (plan.squareCount > 0) permuteSquares(a, b, plan);
 }
 
 void transform(double* a, double* b, FftPlan& plan) {
-    const Transform f{a, b, plan};
     plan.jf = 0;
-    std::int32_t span = plan.ns;
-    for (std::int32_t i = 0; i < plan.factorCount; ++i) {
-        span /= plan.factors[i];
-        runFactor({a, b, plan.total, span}, plan, plan.factors[i], i + 1 < plan.factorCount ? &plan.turns[i] : nullptr);
-    }
-    if (plan.squareCount > 0) permuteSquares(f);
-    if (plan.freeCount > 1) permuteCore(f);
-    if (plan.direction != 0) return;
-    const double scale = 1.0 / static_cast<double>(plan.length);
-    for (std::int32_t i = 0; i < plan.total; ++i) {
-        a[i] = a[i] * scale;
-        b[i] = scale * b[i];
-    }
+    if (plan.factorCount == 0) return;
+    runStages(a, b, plan.length, plan, 0);
+    finish(a, b, plan, plan.direction == 0 ? 1.0 / static_cast<double>(plan.length) : 1.0);
+    if (plan.freeCount > 1) permuteCore(a, b, plan);
 }
 
 }  // namespace
