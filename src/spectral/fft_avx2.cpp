@@ -1,6 +1,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "frame/mathematics.h"
 #include "spectral/fft_kernels.h"

@@ -17,11 +17,17 @@ constexpr std::int32_t laneCount = 8;
 
 using Lanes [[gnu::vector_size(64)]] = double;
 using HalfLanes [[gnu::vector_size(32)]] = double;
+using QuarterLanes [[gnu::vector_size(16)]] = double;
 using LaneMask [[gnu::vector_size(64)]] = std::int64_t;
 
 // Everything that handles lanes is inlined into the functions that are built for several instruction sets: a call between
 // them would pass lanes differently in each.
 #define ZCMDS_INLINE [[gnu::always_inline]] inline
+
+template <class Integer>
+ZCMDS_INLINE constexpr Integer lesser(Integer x, Integer y) {
+    return x < y ? x : y;
+}
 
 // A complex number in each lane.
 struct Points {
@@ -74,15 +80,67 @@ ZCMDS_INLINE void transposeHalves(Lanes* r) {
 }
 
 // Rows become columns.
-ZCMDS_INLINE void transpose(const Lanes (&rows)[laneCount], double (&columns)[laneCount][laneCount]) {
-    Lanes r[laneCount];
-    for (int i = 0; i < laneCount; ++i) r[i] = rows[i];
+ZCMDS_INLINE void transpose(Lanes (&r)[laneCount]) {
     transposeHalves(r);
     transposeHalves(r + 4);
     for (int i = 0; i < 4; ++i) {
-        storeLanes(columns[i], __builtin_shufflevector(r[i], r[i + 4], 0, 1, 2, 3, 8, 9, 10, 11));
-        storeLanes(columns[i + 4], __builtin_shufflevector(r[i], r[i + 4], 4, 5, 6, 7, 12, 13, 14, 15));
+        const Lanes low = r[i], high = r[i + 4];
+        r[i] = __builtin_shufflevector(low, high, 0, 1, 2, 3, 8, 9, 10, 11);
+        r[i + 4] = __builtin_shufflevector(low, high, 4, 5, 6, 7, 12, 13, 14, 15);
     }
+}
+
+// Two to four elements in the first lanes; the other lanes hold what does not matter. Three are taken and given as two pairs
+// that overlap, so that nothing beyond them is touched.
+template <int count>
+ZCMDS_INLINE HalfLanes loadHalfRow(const double* from) {
+    if constexpr (count == 4) {
+        HalfLanes row;
+        std::memcpy(&row, from, sizeof row);
+        return row;
+    } else {
+        QuarterLanes low, high;
+        std::memcpy(&low, from, sizeof low);
+        std::memcpy(&high, from + count - 2, sizeof high);
+        return __builtin_shufflevector(low, high, 0, 1, 3, 3);
+    }
+}
+
+template <int count>
+ZCMDS_INLINE void storeHalfRow(double* to, HalfLanes row) {
+    if constexpr (count == 4) {
+        std::memcpy(to, &row, sizeof row);
+    } else {
+        const QuarterLanes low = __builtin_shufflevector(row, row, 0, 1);
+        const QuarterLanes high = __builtin_shufflevector(row, row, count - 2, count - 1);
+        std::memcpy(to, &low, sizeof low);
+        std::memcpy(to + count - 2, &high, sizeof high);
+    }
+}
+
+template <int count>
+ZCMDS_INLINE Lanes joinRows(const double* low, const double* high) {
+    return __builtin_shufflevector(loadHalfRow<count>(low), loadHalfRow<count>(high), 0, 1, 2, 3, 4, 5, 6, 7);
+}
+
+template <int count>
+ZCMDS_INLINE void storeRows(double* low, double* high, Lanes rows) {
+    storeHalfRow<count>(low, __builtin_shufflevector(rows, rows, 0, 1, 2, 3));
+    storeHalfRow<count>(high, __builtin_shufflevector(rows, rows, 4, 5, 6, 7));
+}
+
+// Five to eight elements, as two fours that overlap.
+template <int count>
+ZCMDS_INLINE Lanes loadRow(const double* from) {
+    constexpr int behind = 12 - count;  // where element 4 is in the two fours
+    return __builtin_shufflevector(loadHalfRow<4>(from), loadHalfRow<4>(from + count - 4), 0, 1, 2, 3, behind,
+                                   lesser(behind + 1, 7), lesser(behind + 2, 7), 7);
+}
+
+template <int count>
+ZCMDS_INLINE void storeRow(double* to, Lanes row) {
+    storeHalfRow<4>(to, __builtin_shufflevector(row, row, 0, 1, 2, 3));
+    storeHalfRow<4>(to + count - 4, __builtin_shufflevector(row, row, count - 4, count - 3, count - 2, count - 1));
 }
 
 // Element p of each of eight butterflies that lie side by side.

@@ -177,6 +177,7 @@ void keepAllTurns(const FftTurns& turns, std::int32_t factor, double* c, double*
 void keepPoints(FftTurns& turns, std::int32_t factor) {
     turns.count = factor == 2 ? (turns.span % 16 == 0 ? turns.span / 2 : turns.span / 2 + 1) : turns.span;
     turns.interval = (turns.count + 63) / 64 * 8;
+    if (turns.interval >= 128) turns.interval += 16;
     std::fill_n(turns.c, 8, 1.0);
     std::fill_n(turns.s, 8, 0.0);
     followTurns(turns, turns.count - 1, [&](std::int32_t j, double cosine, double sine) {

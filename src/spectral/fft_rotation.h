@@ -31,8 +31,12 @@ class TurnRuns {
 
     // Makes the eight turns of each run that were stepped through readable.
     ZCMDS_INLINE void publish() {
-        transpose(cosines_, c);
-        transpose(sines_, s);
+        transpose(cosines_);
+        transpose(sines_);
+        for (int r = 0; r < laneCount; ++r) {
+            storeLanes(c[r], cosines_[r]);
+            storeLanes(s[r], sines_[r]);
+        }
         storeLanes(nextC, c_);
         storeLanes(nextS, s_);
     }

@@ -17,11 +17,6 @@ struct StageArea {
     std::int32_t span;
 };
 
-template <class Integer>
-ZCMDS_INLINE Integer lesser(Integer x, Integer y) {
-    return x < y ? x : y;
-}
-
 enum class Rotation { none, butFirst, all };  // butFirst: lanes whose mask is set
 
 template <class Kernel>

@@ -1,6 +1,8 @@
 // The transform: a stage for each factor, then the permutations into natural order.
 #pragma once
 
+#include <type_traits>
+
 #include "frame/mathematics.h"
 #include "spectral/fft_order.h"
 #include "spectral/fft_stage.h"
@@ -42,21 +44,33 @@ ZCMDS_INLINE void withKernel(FftPlan& plan, std::int32_t factor, Use use) {
     }
 }
 
-// The stages from `first` on of one group of the stage before it.
+// Elements whose stages follow each other in the nearest cache.
+constexpr std::int32_t cachedLength = 4096;
+
+// The stages from `first` on, of `length` elements. In a long stretch each group goes through all its further stages on its
+// own: a stage over many long groups would jump between places that share their cache lines' sets.
 void runStages(double* a, double* b, std::int32_t length, FftPlan& plan, std::int32_t first) {
     for (std::int32_t i = first; i + 1 < plan.factorCount; ++i) {
         const FftTurns& turns = plan.turns[i];
-        withKernel(plan, plan.factors[i], [&](const auto& kernel) { runStage({a, b, length, turns.span}, kernel, plan, turns); });
+        withKernel(plan, plan.factors[i],
+                   [&](const auto& kernel) { runStage({a, b, length, turns.span}, kernel, plan, turns); });
+        if (length <= cachedLength) continue;
+        for (std::int32_t start = 0; start < length; start += turns.span)
+            runStages(a + start, b + start, turns.span, plan, i + 1);
+        return;
     }
 }
 
 // The last stage and the order of the square factors.
 void finish(double* a, double* b, FftPlan& plan, double scale) {
-    const std::int32_t factor = plan.factors[plan.factorCount - 1];
-    if (factor == 4 && plan.squareCount > 0)
-        return plan.direction == 0 ? lastStageOfTiles<false>(a, b, plan, scale) : lastStageOfTiles<true>(a, b, plan, scale);
-    withKernel(plan, factor, [&](const auto& kernel) { runLastStage({a, b, plan.length, 1}, kernel, scale); });
-    if (plan.squareCount > 0) permuteSquares(a, b, plan);
+    withKernel(plan, plan.factors[plan.factorCount - 1], [&](const auto& kernel) {
+        using Kernel = std::decay_t<decltype(kernel)>;
+        if constexpr (Kernel::most <= laneCount) {
+            if (plan.squareCount > 0) return lastStageOfTiles(a, b, plan, kernel, scale);
+        }
+        runLastStage({a, b, plan.length, 1}, kernel, scale);
+        if (plan.squareCount > 0) permuteSquares(a, b, plan);
+    });
 }
 
 void transform(double* a, double* b, FftPlan& plan) {
@@ -64,7 +78,9 @@ void transform(double* a, double* b, FftPlan& plan) {
     if (plan.factorCount == 0) return;
     runStages(a, b, plan.length, plan, 0);
     finish(a, b, plan, plan.direction == 0 ? 1.0 / static_cast<double>(plan.length) : 1.0);
-    if (plan.freeCount > 1) permuteCore(a, b, plan);
+    if (plan.freeCount <= 1) return;
+    permuteCore(a, plan);
+    permuteCore(b, plan);
 }
 
 }  // namespace
