@@ -68,7 +68,7 @@ void finish(double* a, double* b, FftPlan& plan, double scale) {
         if constexpr (Kernel::most <= laneCount) {
             if (plan.squareCount > 0) return lastStageOfTiles(a, b, plan, kernel, scale);
         }
-        runLastStage({a, b, plan.length, 1}, kernel, scale);
+        runGroups<8>({a, b, plan.length, 1}, kernel, 0, Scaled{scale});
         if (plan.squareCount > 0) permuteSquares(a, b, plan);
     });
 }
