@@ -131,7 +131,7 @@ ZCMDS_INLINE void runOne(StageArea area, const Kernel& kernel, std::int32_t offs
 
 // Offsets from `offset` to `end`, with their turns.
 template <class Kernel>
-ZCMDS_INLINE void runOffsets(StageArea area, const Kernel& kernel, std::int32_t offset, std::int32_t end, const double* c,
+[[gnu::noinline]] void runOffsets(StageArea area, const Kernel& kernel, std::int32_t offset, std::int32_t end, const double* c,
                              const double* s) {
     const auto go = [&](std::int32_t count) {
         offset += count;
@@ -187,12 +187,9 @@ ZCMDS_INLINE void runTurns(StageArea area, const Radix2& kernel, const TurnRuns&
     }
 }
 
+// All offsets but the ragged ones. The next turns are made while butterflies use the last.
 template <class Kernel>
-ZCMDS_INLINE void runLongStage(StageArea area, const Kernel& kernel, const FftTurns& turns) {
-    constexpr bool mirrored = Kernel::most == 2;
-    RaggedOffsets ragged;
-    ragged.first = mirrored ? area.span / 16 * 8 : area.span / 8 * 8;
-    ragged.end = mirrored ? area.span - ragged.first : area.span;
+ZCMDS_INLINE void runEights(StageArea area, const Kernel& kernel, const FftTurns& turns, RaggedOffsets& ragged) {
     TurnRuns runs(turns);
     for (std::int32_t i = 0; i < turns.interval; i += laneCount) {
         const bool more = i + laneCount < turns.interval;
@@ -203,16 +200,19 @@ ZCMDS_INLINE void runLongStage(StageArea area, const Kernel& kernel, const FftTu
             if (more) runs.step(r);
         }
     }
-    runOffsets(area, kernel, ragged.first, ragged.end, ragged.c, ragged.s);
 }
 
 // A stage that is not the last.
 template <class Kernel>
 void runStage(StageArea area, const Kernel& kernel, const FftPlan& plan, const FftTurns& turns) {
-    if (turns.span > fftShortSpan)
-        runLongStage(area, kernel, turns);
-    else
-        runOffsets(area, kernel, 0, turns.span, plan.keptC + turns.kept, plan.keptS + turns.kept);
+    if (turns.span <= fftShortSpan)
+        return runOffsets(area, kernel, 0, turns.span, plan.keptC + turns.kept, plan.keptS + turns.kept);
+    constexpr bool mirrored = Kernel::most == 2;
+    RaggedOffsets ragged;
+    ragged.first = mirrored ? area.span / 16 * 8 : area.span / 8 * 8;
+    ragged.end = mirrored ? area.span - ragged.first : area.span;
+    runEights(area, kernel, turns, ragged);
+    runOffsets(area, kernel, ragged.first, ragged.end, ragged.c, ragged.s);
 }
 
 }  // namespace
