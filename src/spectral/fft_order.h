@@ -152,8 +152,10 @@ void permuteCore(double* a, double* b, const FftPlan& plan) {
     const std::ptrdiff_t block = plan.spans[plan.squareCount];
     const std::ptrdiff_t run = block / plan.freeProducts[0];  // neighbours that stay neighbours
     std::ptrdiff_t start = 0;
-    for (; start + 4 * block <= plan.total; start += 4 * block) permuteBlocks<4>(a + start, b + start, plan, block, run);
-    for (; start + 2 * block <= plan.total; start += 2 * block) permuteBlocks<2>(a + start, b + start, plan, block, run);
+    for (; start + 4 * block <= plan.total; start += 4 * block)
+        permuteBlocks<4>(a + start, b + start, plan, block, run);
+    for (; start + 2 * block <= plan.total; start += 2 * block)
+        permuteBlocks<2>(a + start, b + start, plan, block, run);
     for (; start < plan.total; start += block) permuteBlocks<1>(a + start, b + start, plan, block, run);
 }
 

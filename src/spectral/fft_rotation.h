@@ -21,7 +21,8 @@ ZCMDS_INLINE void advanceTurn(const FftTurns& turns, Value& c, Value& s) {
 // Eight runs of a stage's recurrence side by side: run r goes on from turn r * interval.
 class TurnRuns {
  public:
-    ZCMDS_INLINE explicit TurnRuns(const FftTurns& turns) : turns_(turns), c_(load<Lanes>(turns.c)), s_(load<Lanes>(turns.s)) {
+    ZCMDS_INLINE explicit TurnRuns(const FftTurns& turns)
+        : turns_(turns), c_(load<Lanes>(turns.c)), s_(load<Lanes>(turns.s)) {
         step(0);
         // Turn 1 need not be what the recurrence makes of turn 0.
         c_[0] = turns.c1;

@@ -108,8 +108,7 @@ ZCMDS_INLINE void runFour(StageArea area, const Kernel& kernel, std::int32_t off
     const HalfLanes cosines = load<HalfLanes>(c), sines = load<HalfLanes>(s);
     const std::int64_t first = offset == 0 ? 0 : -1;
     const LaneMask mask{first, -1, -1, -1, first, -1, -1, -1};
-    runGroupPairs(area, kernel, offset,
-                  TurnedInSome(kernel, Turns{join(cosines, cosines), join(sines, sines)}, mask));
+    runGroupPairs(area, kernel, offset, TurnedInSome(kernel, Turns{join(cosines, cosines), join(sines, sines)}, mask));
 }
 
 template <class Kernel>
@@ -117,8 +116,7 @@ ZCMDS_INLINE void runTwo(StageArea area, const Kernel& kernel, std::int32_t offs
     const HalfLanes cosines{c[0], c[1], c[0], c[1]}, sines{s[0], s[1], s[0], s[1]};
     const std::int64_t first = offset == 0 ? 0 : -1;
     const LaneMask mask{first, -1, first, -1, first, -1, first, -1};
-    runGroups<4>(area, kernel, offset,
-                 TurnedInSome(kernel, Turns{join(cosines, cosines), join(sines, sines)}, mask));
+    runGroups<4>(area, kernel, offset, TurnedInSome(kernel, Turns{join(cosines, cosines), join(sines, sines)}, mask));
 }
 
 template <class Kernel>
@@ -129,19 +127,16 @@ ZCMDS_INLINE void runOne(StageArea area, const Kernel& kernel, std::int32_t offs
         runGroups<8>(area, kernel, offset, Turned(kernel, Turns{broadcast(c), broadcast(s)}));
 }
 
-// Offsets from `offset` to `end`, with their turns.
+// Offsets from `first` to `end`, with the turns from that of `first` on.
 template <class Kernel>
-[[gnu::noinline]] void runOffsets(StageArea area, const Kernel& kernel, std::int32_t offset, std::int32_t end, const double* c,
-                             const double* s) {
-    const auto go = [&](std::int32_t count) {
-        offset += count;
-        c += count;
-        s += count;
-    };
-    for (; offset + 8 <= end; go(8)) runEight(area, kernel, offset, {load<Lanes>(c), load<Lanes>(s)});
-    for (; offset + 4 <= end; go(4)) runFour(area, kernel, offset, c, s);
-    for (; offset + 2 <= end; go(2)) runTwo(area, kernel, offset, c, s);
-    if (offset < end) runOne(area, kernel, offset, *c, *s);
+[[gnu::noinline]] void runOffsets(StageArea area, const Kernel& kernel, std::int32_t first, std::int32_t end,
+                                  const double* c, const double* s) {
+    const std::int32_t count = end - first;
+    std::int32_t i = 0;
+    for (; i + 8 <= count; i += 8) runEight(area, kernel, first + i, {load<Lanes>(c + i), load<Lanes>(s + i)});
+    for (; i + 4 <= count; i += 4) runFour(area, kernel, first + i, c + i, s + i);
+    for (; i + 2 <= count; i += 2) runTwo(area, kernel, first + i, c + i, s + i);
+    if (i < count) runOne(area, kernel, first + i, c[i], s[i]);
 }
 
 // The offsets of a long stage that make no full eight, with their turns.
@@ -159,8 +154,7 @@ struct RaggedOffsets {
 template <class Kernel>
 ZCMDS_INLINE void runTurns(StageArea area, const Kernel& kernel, const TurnRuns& runs, int r, std::int32_t offset,
                            RaggedOffsets& ragged) {
-    if (offset < ragged.first)
-        return runEight(area, kernel, offset, {load<Lanes>(runs.c[r]), load<Lanes>(runs.s[r])});
+    if (offset < ragged.first) return runEight(area, kernel, offset, {load<Lanes>(runs.c[r]), load<Lanes>(runs.s[r])});
     for (std::int32_t j = offset; j < lesser(offset + laneCount, ragged.end); ++j)
         ragged.put(j, runs.c[r][j - offset], runs.s[r][j - offset]);
 }
