@@ -17,9 +17,10 @@ namespace {
 // What the commands and the frame call. The start-up itself rests on ModuleOpen, ModuleProcAddressGet, ModuleClose,
 // printf and terminate_msg.
 constexpr const char* requiredOperations[] = {
-    "CommandInstall",    "param_error_msg", "param_process",    "param_type",        "pbuf_get",
-    "pbuf_get_data_ptr", "pbuf_open",       "pbuf_put_set_cnt", "pbuf_set_data_ptr", "pbuf_set_max_cnt",
-    "pbuf_set_min_cnt",  "pipe_open",       "task_switch",
+    "CommandInstall",    "malloc",    "param_error_msg",  "param_process",     "param_type",       "pbuf_get",
+    "pbuf_get_data_ptr", "pbuf_open", "pbuf_put_set_cnt", "pbuf_set_data_ptr", "pbuf_set_max_cnt", "pbuf_set_min_cnt",
+    "pipe_open",         "ralloc",    "sys_get_info",     "task_switch",       "vector_length",    "vector_start",
+    "vector_type",
 };
 
 bool hostHasAll(zepl::ModuleHandle host) {

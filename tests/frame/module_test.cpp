@@ -17,8 +17,8 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS"};
-const Lines transformCommands{};
+const Lines mainCommands{"ABS", "DFT"};
+const Lines transformCommands{"CORRELATE", "CROSSPOWER", "FFT", "MIXRFFT"};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 
 template <class Function>
