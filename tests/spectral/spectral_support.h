@@ -21,7 +21,8 @@ struct Given {
 };
 
 // Runs a command with the parameters that stand in a text, apart by blanks. `*` is an input and `v` a vector, made of the
-// next that is given, or empty where a type follows. `>` is an output with its type behind: 16, 32, f or d. A number is
+// next that is given; `*` with a type behind is an empty input, `v` with a number so many zeros, `k` an int32 vector of one
+// entry. `>` is an output with its type behind: 16, 32, f or d. A number is
 // int16, or int32 where it must be or ends with `l`; with a point it is double, or float where it ends with `f`. The rest
 // are words.
 class OneTask : public TestSession {
@@ -61,6 +62,8 @@ class OneTask : public TestSession {
         }
         if (text[0] == 'v')
             return use(addVector(name, ElementType::float64, std::vector<std::byte>(8 * std::stoul(suffix))));
+        if (text[0] == 'k')
+            return use(addVector(name, ElementType::int32, bytesOf(std::vector<std::int32_t>{std::stoi(suffix)})));
         if (text[0] == '>') return use(outputs_.emplace_back(output(name, {}, type)));
         if (text[0] == '*' && !suffix.empty()) return use(pipe(name, {}, type));
         if (text == "*") {
