@@ -11,35 +11,45 @@ namespace zcmds {
 // odd factor.
 constexpr std::int32_t fftMostFactors = 16, fftLargestCore = 323, fftLargestFactor = 19;
 
+// The turns of one stage, which follow each other by the rotation recurrence: turn j belongs to the butterflies at offset j
+// of their groups. The recurrence is serial, so points of it are kept from which several runs of it go on side by side.
+struct FftTurns {
+    std::int32_t span;      // of the stage, after the division: the offsets, of which all but 0 are turned
+    std::int32_t kept;      // span <= fftShortSpan: where its turns begin in keptC and keptS
+    std::int32_t count;     // turns that are needed
+    std::int32_t interval;  // between the points that follow
+    double cd, sd;          // the step: 2 sin(x)^2 and sin(2x)
+    double c1, s1;          // turn 1
+    double c[8], s[8];      // turns 0, interval, 2 * interval, ...
+};
+
+// Stages up to this span keep all their turns; each span is at most half of the one before.
+constexpr std::int32_t fftShortSpan = 64;
+
 // One transform path's constants and working values. It is set up once by fftPlanBuild and serves one caller at a time.
 struct FftPlan {
-    std::int32_t direction;                  // 0 forward, 1 reverse
-    std::int32_t total;                      // complex elements in the arrays
-    std::int32_t length;                     // length of the transform, the number that is factored
-    std::int32_t span;                       // span of the variable being transformed, in elements
-    std::int32_t stride;                     // element increment
-    std::int32_t factorCount;                // entries used in factors
-    std::int32_t squareCount;                // square factors, that is mirrored pairs
-    std::int32_t freeCount;                  // factors of the square-free core between them
-    std::int32_t factors[fftMostFactors];    // in stage order, symmetric around the core
-    std::int32_t spans[fftMostFactors + 2];  // stage spans for the permutation; spans[0] = ns
-    std::int32_t
-        freeProducts[fftMostFactors + 1];  // product of the core's factors from position i on; 1 behind the last
-    std::int32_t permutationTop;           // highest index that the core permutation scans
-    std::int32_t
-        permutation[fftLargestCore + 1];  // the core's digit reversal as marked cycles: a cycle's smallest member
-                                          // has its successor, the others their successors negated
-    double at[fftLargestFactor], bt[fftLargestFactor];  // work of the general odd stage
+    std::int32_t direction;    // 0 forward, 1 reverse
+    std::int32_t total;        // complex elements in the arrays
+    std::int32_t length;       // length of the transform, the number that is factored
+    std::int32_t span;         // span of the variable being transformed, in elements
+    std::int32_t stride;       // element increment
+    std::int32_t factorCount;  // entries used in factors
+    std::int32_t squareCount;  // square factors, that is mirrored pairs
+    std::int32_t freeCount;    // factors of the square-free core between them
+    std::int32_t factors[fftMostFactors];           // in stage order, symmetric around the core
+    std::int32_t spans[fftMostFactors + 2];         // stage spans for the permutation; spans[0] = ns
+    std::int32_t freeProducts[fftMostFactors + 1];  // product of the core's factors from position i on; 1 behind the last
+    std::int32_t permutationTop;                    // highest index that the core permutation scans
+    std::int32_t permutation[fftLargestCore + 1];   // the core's digit reversal as marked cycles: a cycle's smallest member
+                                                    // has its successor, the others their successors negated
     double ck[fftLargestFactor], sk[fftLargestFactor];  // cosine and sine of (j + 1) * rad / factor
     double rad;                                         // a full turn: negative forward, positive reverse
     double halfAngle;                                   // ns * rad / total / 2
     double c72, s72, s120;                              // cosine and sine of 72 and 120 degrees, signed like rad
-    double cd, sd;                                      // the stage's rotation step: 2 sin(x)^2 and sin(2x)
-    std::int32_t kspan;                                 // the current span: ns, divided by each factor in turn
-    std::int32_t kspnn;                                 // the span before the current stage's division
-    std::int32_t nt, ns, nn;                            // total * stride, span * stride, nt - stride
-    std::int32_t jc;                                    // ns / length, the lowest span
+    std::int32_t ns;                                    // span * stride
     std::int32_t jf;                                    // the factor for which ck and sk hold values; 0 if none
+    FftTurns turns[fftMostFactors];                     // of each stage
+    double keptC[2 * fftShortSpan], keptS[2 * fftShortSpan];  // all turns of the stages with short spans
 };
 
 // Sets up the transform of `length` elements, direction 0 forward or 1 reverse. Commands give total = length = span and

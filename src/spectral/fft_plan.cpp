@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "frame/mathematics.h"
 #include "spectral/fft_engine.h"
+#include "spectral/fft_rotation.h"
 
 namespace zcmds {
 
@@ -134,6 +136,73 @@ void markCycles(FftPlan& plan) {
     }
 }
 
+// Calls visit(j, cosine, sine) for turns 1 to last of the stage.
+template <class Visit>
+void followTurns(const FftTurns& turns, std::int32_t last, Visit visit) {
+    double c = turns.c1, s = turns.s1;
+    for (std::int32_t j = 1; j <= last; ++j) {
+        visit(j, c, s);
+        advanceTurn(turns, c, s);
+    }
+}
+
+void setStep(FftTurns& turns, double halfAngle, std::int32_t factor) {
+    const double x = halfAngle / (static_cast<double>(turns.span) * factor), sine = mathematics.sin(x);
+    turns.cd = 2 * sine * sine;
+    turns.sd = mathematics.sin(2 * x);
+    turns.c1 = 1.0 - turns.cd;
+    turns.s1 = turns.sd;
+    if (factor != 4) return;
+    turns.c1 = 1.0;
+    turns.s1 = 0.0;
+    advanceTurn(turns, turns.c1, turns.s1);
+}
+
+// A factor of 2 has turns up to the middle of the span; those beyond are their mirror images, with the cosine negated.
+void keepAllTurns(const FftTurns& turns, std::int32_t factor, double* c, double* s) {
+    const bool mirrored = factor == 2;
+    c[0] = 1.0;
+    s[0] = 0.0;
+    followTurns(turns, mirrored ? turns.span / 2 : turns.span - 1, [&](std::int32_t j, double cosine, double sine) {
+        if (mirrored) {
+            c[turns.span - j] = -cosine;
+            s[turns.span - j] = sine;
+        }
+        c[j] = cosine;
+        s[j] = sine;
+    });
+}
+
+// Keeps the points from which eight runs go on.
+void keepPoints(FftTurns& turns, std::int32_t factor) {
+    turns.count = factor == 2 ? (turns.span % 16 == 0 ? turns.span / 2 : turns.span / 2 + 1) : turns.span;
+    turns.interval = (turns.count + 63) / 64 * 8;
+    if (turns.interval >= 128) turns.interval += 16;
+    std::fill_n(turns.c, 8, 1.0);
+    std::fill_n(turns.s, 8, 0.0);
+    followTurns(turns, turns.count - 1, [&](std::int32_t j, double cosine, double sine) {
+        if (j % turns.interval != 0) return;
+        turns.c[j / turns.interval] = cosine;
+        turns.s[j / turns.interval] = sine;
+    });
+}
+
+void fillTurns(FftPlan& plan) {
+    std::int32_t span = plan.ns, kept = 0;
+    for (std::int32_t i = 0; i < plan.factorCount; ++i) {
+        FftTurns& turns = plan.turns[i];
+        turns.span = span /= plan.factors[i];
+        setStep(turns, plan.halfAngle, plan.factors[i]);
+        if (span > fftShortSpan) {
+            keepPoints(turns, plan.factors[i]);
+            continue;
+        }
+        turns.kept = kept;
+        kept += span;
+        keepAllTurns(turns, plan.factors[i], plan.keptC + turns.kept, plan.keptS + turns.kept);
+    }
+}
+
 }  // namespace
 
 bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t length, std::int32_t span,
@@ -145,16 +214,12 @@ bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t lengt
     plan.length = length;
     plan.span = span;
     plan.stride = stride;
-    plan.nt = total * stride;
     plan.ns = span * stride;
-    plan.nn = plan.nt - stride;
     setAngles(plan);
     if (!factorLength(plan)) return false;
-    plan.kspan = plan.ns;
-    plan.jc = plan.ns / length;
-    plan.jf = 0;
     fillFreeProducts(plan);
     fillSpans(plan);
+    fillTurns(plan);
     plan.permutationTop = 0;
     if (plan.freeCount < 1) return true;
     fillReversal(plan);

@@ -1,0 +1,18 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "frame/mathematics.h"
+#include "spectral/fft_kernels.h"
+
+#ifdef ZCMDS_FFT_TARGETS
+#pragma GCC target("avx2")
+#include "spectral/fft_transform.h"
+
+namespace zcmds {
+
+void transformAvx2(double* a, double* b, FftPlan& plan) { transform(a, b, plan); }
+
+}  // namespace zcmds
+#endif

@@ -1,0 +1,18 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "frame/mathematics.h"
+#include "spectral/fft_kernels.h"
+
+#ifdef ZCMDS_FFT_TARGETS
+#pragma GCC target("avx512f,avx512vl,avx512dq,avx512bw,avx512cd")
+#include "spectral/fft_transform.h"
+
+namespace zcmds {
+
+void transformAvx512(double* a, double* b, FftPlan& plan) { transform(a, b, plan); }
+
+}  // namespace zcmds
+#endif

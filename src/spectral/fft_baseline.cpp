@@ -1,0 +1,14 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "frame/mathematics.h"
+#include "spectral/fft_kernels.h"
+#include "spectral/fft_transform.h"
+
+namespace zcmds {
+
+void transformBaseline(double* a, double* b, FftPlan& plan) { transform(a, b, plan); }
+
+}  // namespace zcmds

@@ -1,0 +1,142 @@
+// The order of the result: elements whose square digits mirror each other change places, and the core's digits are reversed
+// by its table.
+#pragma once
+
+#include "spectral/fft_butterflies.h"
+
+namespace zcmds {
+
+namespace {
+
+// The first factor f cuts the arrays into f rows; f columns of them are a tile. Tiles begin at 0, f, 2f, ... of the first
+// row. What is at row r and column c of a tile belongs to row c and column r of its image. Calls visit(tile, image) for
+// each tile and its image, once for both.
+template <class Visit>
+ZCMDS_INLINE void forEachTilePair(const FftPlan& plan, Visit visit) {
+    const std::int32_t* spans = plan.spans;
+    const std::int32_t tileWidth = plan.factors[0], rowLength = spans[1];
+    std::int32_t image = 0;
+    for (std::int32_t tile = 0;;) {
+        if (tile <= image) visit(tile, image);
+        tile += tileWidth;
+        if (tile == rowLength) return;
+        // Counts on, with the digits reversed.
+        std::int32_t digit = 2;
+        for (image += spans[2]; image >= spans[digit - 1]; image += spans[digit]) {
+            image -= spans[digit - 1];
+            ++digit;
+        }
+    }
+}
+
+void permuteSquares(double* a, double* b, const FftPlan& plan) {
+    const std::int32_t width = plan.factors[0], rowLength = plan.spans[1];
+    forEachTilePair(plan, [=](std::int32_t tile, std::int32_t image) {
+        for (std::int32_t r = 0; r < width; ++r) {
+            for (std::int32_t c = tile == image ? r + 1 : 0; c < width; ++c) {
+                const std::int32_t from = tile + r * rowLength + c, to = image + c * rowLength + r;
+                const double re = a[from], im = b[from];
+                a[from] = a[to];
+                b[from] = b[to];
+                a[to] = re;
+                b[to] = im;
+            }
+        }
+    });
+}
+
+// A tile of up to four rows and columns together with its image, each in its half of the lanes.
+template <class Kernel>
+ZCMDS_INLINE void exchangeNarrow(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
+                                 std::ptrdiff_t tile, std::ptrdiff_t image) {
+    constexpr int f = Kernel::factor;
+    Lanes re[4] = {}, im[4] = {};
+    for (int r = 0; r < f; ++r) {
+        re[r] = joinRows<f>(a + tile + r * rowLength, a + image + r * rowLength);
+        im[r] = joinRows<f>(b + tile + r * rowLength, b + image + r * rowLength);
+    }
+    transposeHalves(re);
+    transposeHalves(im);
+    Points x[4] = {{re[0], im[0]}, {re[1], im[1]}, {re[2], im[2]}, {re[3], im[3]}};
+    kernel.transform(x);
+    for (int r = 0; r < f; ++r) {
+        storeRows<f>(a + image + r * rowLength, a + tile + r * rowLength, x[r].re * scale);
+        storeRows<f>(b + image + r * rowLength, b + tile + r * rowLength, x[r].im * scale);
+    }
+}
+
+// The butterflies of one tile of up to eight rows and columns.
+template <class Kernel>
+ZCMDS_INLINE void transformTile(const double* a, const double* b, std::ptrdiff_t rowLength, const Kernel& kernel,
+                                Points (&x)[laneCount]) {
+    Lanes re[laneCount] = {}, im[laneCount] = {};
+    for (int r = 0; r < Kernel::factor; ++r) {
+        re[r] = loadRow<Kernel::factor>(a + r * rowLength);
+        im[r] = loadRow<Kernel::factor>(b + r * rowLength);
+    }
+    transpose(re);
+    transpose(im);
+    for (int r = 0; r < Kernel::factor; ++r) x[r] = {re[r], im[r]};
+    kernel.transform(x);
+}
+
+template <class Kernel>
+ZCMDS_INLINE void exchangeWide(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
+                               std::ptrdiff_t tile, std::ptrdiff_t image) {
+    Points x[laneCount], y[laneCount];
+    transformTile(a + tile, b + tile, rowLength, kernel, x);
+    transformTile(a + image, b + image, rowLength, kernel, y);
+    for (int r = 0; r < Kernel::factor; ++r) {
+        const std::ptrdiff_t row = r * rowLength;
+        storeRow<Kernel::factor>(a + image + row, x[r].re * scale);
+        storeRow<Kernel::factor>(b + image + row, x[r].im * scale);
+        storeRow<Kernel::factor>(a + tile + row, y[r].re * scale);
+        storeRow<Kernel::factor>(b + tile + row, y[r].im * scale);
+    }
+}
+
+// The last stage together with permuteSquares: the columns of a tile are its butterflies.
+template <class Kernel>
+ZCMDS_INLINE void lastStageOfTiles(double* a, double* b, const FftPlan& plan, const Kernel& kernel, double scale) {
+    const std::ptrdiff_t rowLength = plan.spans[1];
+    forEachTilePair(plan, [=](std::int32_t tile, std::int32_t image) {
+        if constexpr (Kernel::most <= 4)
+            exchangeNarrow(a, b, rowLength, kernel, scale, tile, image);
+        else
+            exchangeWide(a, b, rowLength, kernel, scale, tile, image);
+    });
+}
+
+// Moves `Value`s, each of a few neighbours, along the cycles of the core.
+template <class Value>
+ZCMDS_INLINE void moveAlongCycles(double* x, const FftPlan& plan, std::ptrdiff_t run) {
+    const std::int32_t* next = plan.permutation;
+    for (std::int32_t k = plan.permutationTop; k >= 1; --k) {
+        if (next[k] < 0) continue;
+        Value kept, moved;
+        std::memcpy(&kept, x + k * run, sizeof(Value));
+        std::int32_t vacant = k;
+        for (std::int32_t v = next[k]; v != k; v = -next[v]) {
+            std::memcpy(&moved, x + v * run, sizeof(Value));
+            std::memcpy(x + vacant * run, &moved, sizeof(Value));
+            vacant = v;
+        }
+        std::memcpy(x + vacant * run, &kept, sizeof(Value));
+    }
+}
+
+void permuteCore(double* x, const FftPlan& plan) {
+    const std::ptrdiff_t block = plan.spans[plan.squareCount];
+    const std::ptrdiff_t run = block / plan.freeProducts[0];  // neighbours that stay neighbours
+    for (double* start = x; start < x + plan.total; start += block) {
+        std::ptrdiff_t o = 0;
+        for (; o + 8 <= run; o += 8) moveAlongCycles<Lanes>(start + o, plan, run);
+        for (; o + 4 <= run; o += 4) moveAlongCycles<HalfLanes>(start + o, plan, run);
+        for (; o + 2 <= run; o += 2) moveAlongCycles<QuarterLanes>(start + o, plan, run);
+        for (; o < run; ++o) moveAlongCycles<double>(start + o, plan, run);
+    }
+}
+
+}  // namespace
+
+}  // namespace zcmds
