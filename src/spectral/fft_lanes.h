@@ -176,6 +176,36 @@ struct PairAccess {
     }
 };
 
+// Element p of two butterflies side by side in each of four groups.
+struct FourGroupsAccess {
+    double* a;
+    double* b;
+    std::ptrdiff_t span;
+    const std::ptrdiff_t* first;  // where each group's element 0 lies
+
+    ZCMDS_INLINE HalfLanes joinPairs(const double* low, const double* high) const {
+        QuarterLanes x, y;
+        std::memcpy(&x, low, sizeof x);
+        std::memcpy(&y, high, sizeof y);
+        return __builtin_shufflevector(x, y, 0, 1, 2, 3);
+    }
+    ZCMDS_INLINE Lanes gather(const double* from) const {
+        return __builtin_shufflevector(joinPairs(from + first[0], from + first[1]),
+                                       joinPairs(from + first[2], from + first[3]), 0, 1, 2, 3, 4, 5, 6, 7);
+    }
+    ZCMDS_INLINE void scatter(double* to, Lanes lanes) const {
+        const QuarterLanes pairs[4] = {
+            __builtin_shufflevector(lanes, lanes, 0, 1), __builtin_shufflevector(lanes, lanes, 2, 3),
+            __builtin_shufflevector(lanes, lanes, 4, 5), __builtin_shufflevector(lanes, lanes, 6, 7)};
+        for (int i = 0; i < 4; ++i) std::memcpy(to + first[i], &pairs[i], sizeof pairs[i]);
+    }
+    ZCMDS_INLINE Points load(std::ptrdiff_t p) const { return {gather(a + p * span), gather(b + p * span)}; }
+    ZCMDS_INLINE void store(std::ptrdiff_t p, Points x) const {
+        scatter(a + p * span, x.re);
+        scatter(b + p * span, x.im);
+    }
+};
+
 // Element p of eight butterflies that lie anywhere. Two lanes may have the same butterfly: both then hold the same values.
 struct ScatteredAccess {
     double* a;

@@ -107,34 +107,39 @@ ZCMDS_INLINE void lastStageOfTiles(double* a, double* b, const FftPlan& plan, co
     });
 }
 
-// Moves `Value`s, each of a few neighbours, along the cycles of the core.
-template <class Value>
-ZCMDS_INLINE void moveAlongCycles(double* x, const FftPlan& plan, std::ptrdiff_t run) {
+// Moves values of a few neighbours along the cycles of the core, in both arrays and in `blocks` blocks at once.
+template <class Value, int blocks>
+ZCMDS_INLINE void moveAlongCycles(double* a, double* b, const FftPlan& plan, std::ptrdiff_t block, std::ptrdiff_t run) {
+    const auto at = [=](int i, std::ptrdiff_t k) { return (i % 2 == 0 ? a : b) + i / 2 * block + k * run; };
     const std::int32_t* next = plan.permutation;
     for (std::int32_t k = plan.permutationTop; k >= 1; --k) {
         if (next[k] < 0) continue;
-        Value kept, moved;
-        std::memcpy(&kept, x + k * run, sizeof(Value));
+        Value kept[2 * blocks];
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(&kept[i], at(i, k), sizeof(Value));
         std::int32_t vacant = k;
         for (std::int32_t v = next[k]; v != k; v = -next[v]) {
-            std::memcpy(&moved, x + v * run, sizeof(Value));
-            std::memcpy(x + vacant * run, &moved, sizeof(Value));
+            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), at(i, v), sizeof(Value));
             vacant = v;
         }
-        std::memcpy(x + vacant * run, &kept, sizeof(Value));
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), &kept[i], sizeof(Value));
     }
 }
 
-void permuteCore(double* x, const FftPlan& plan) {
+template <int blocks>
+ZCMDS_INLINE void permuteBlocks(double* a, double* b, const FftPlan& plan, std::ptrdiff_t block, std::ptrdiff_t run) {
+    std::ptrdiff_t o = 0;
+    for (; o + 8 <= run; o += 8) moveAlongCycles<Lanes, blocks>(a + o, b + o, plan, block, run);
+    for (; o + 4 <= run; o += 4) moveAlongCycles<HalfLanes, blocks>(a + o, b + o, plan, block, run);
+    for (; o + 2 <= run; o += 2) moveAlongCycles<QuarterLanes, blocks>(a + o, b + o, plan, block, run);
+    for (; o < run; ++o) moveAlongCycles<double, blocks>(a + o, b + o, plan, block, run);
+}
+
+void permuteCore(double* a, double* b, const FftPlan& plan) {
     const std::ptrdiff_t block = plan.spans[plan.squareCount];
     const std::ptrdiff_t run = block / plan.freeProducts[0];  // neighbours that stay neighbours
-    for (double* start = x; start < x + plan.total; start += block) {
-        std::ptrdiff_t o = 0;
-        for (; o + 8 <= run; o += 8) moveAlongCycles<Lanes>(start + o, plan, run);
-        for (; o + 4 <= run; o += 4) moveAlongCycles<HalfLanes>(start + o, plan, run);
-        for (; o + 2 <= run; o += 2) moveAlongCycles<QuarterLanes>(start + o, plan, run);
-        for (; o < run; ++o) moveAlongCycles<double>(start + o, plan, run);
-    }
+    std::ptrdiff_t start = 0;
+    for (; start + 4 * block <= plan.total; start += 4 * block) permuteBlocks<4>(a + start, b + start, plan, block, run);
+    for (; start < plan.total; start += block) permuteBlocks<1>(a + start, b + start, plan, block, run);
 }
 
 }  // namespace

@@ -77,6 +77,22 @@ ZCMDS_INLINE void runFourColumns(StageArea area, const Kernel& kernel, std::int3
     }
 }
 
+// Two offsets from `offset` on, four groups at a time; the last group makes the four full.
+template <class Kernel>
+ZCMDS_INLINE void runTwoColumns(StageArea area, const Kernel& kernel, std::int32_t offset, const double* c,
+                                const double* s) {
+    const PowersOf<Kernel> powers(kernel, {Lanes{c[0], c[1], c[0], c[1], c[0], c[1], c[0], c[1]},
+                                           Lanes{s[0], s[1], s[0], s[1], s[0], s[1], s[0], s[1]}});
+    const std::ptrdiff_t group = std::ptrdiff_t{area.span} * kernel.factor, last = area.length - group + offset;
+    const std::int64_t mask = offset == 0 ? 0 : -1;
+    for (std::ptrdiff_t at = offset; at <= last; at += 4 * group) {
+        std::ptrdiff_t first[4];
+        for (std::ptrdiff_t i = 0; i < 4; ++i) first[i] = lesser(at + i * group, last);
+        butterfly<Rotation::butFirst>(kernel, FourGroupsAccess{area.a, area.b, area.span, first}, powers,
+                                      LaneMask{mask, -1, mask, -1, mask, -1, mask, -1});
+    }
+}
+
 // One offset, eight groups at a time; the last group makes the eight full.
 template <Rotation rotation, class Kernel>
 ZCMDS_INLINE void runColumn(StageArea area, const Kernel& kernel, std::int32_t offset, Turns turn) {
@@ -112,25 +128,26 @@ struct RaggedColumns {
 };
 
 template <class Kernel>
-ZCMDS_INLINE void runRagged(StageArea area, const Kernel& kernel, const RaggedColumns& columns) {
-    std::int32_t offset = columns.first;
-    for (; offset + 4 <= columns.end; offset += 4) {
-        const double* c = columns.c + (offset - columns.first);
-        const double* s = columns.s + (offset - columns.first);
-        runFourColumns(area, kernel, offset, {joinHalves(c, c), joinHalves(s, s)});
-    }
-    for (; offset < columns.end; ++offset) {
-        const std::int32_t i = offset - columns.first;
-        runOneColumn(area, kernel, offset, columns.c[i], columns.s[i]);
-    }
-}
-
-template <class Kernel>
 ZCMDS_INLINE void runEight(StageArea area, const Kernel& kernel, std::int32_t offset, Turns turn) {
     if (offset == 0)
         runColumns<Rotation::butFirst>(area, kernel, offset, turn);
     else
         runColumns<Rotation::all>(area, kernel, offset, turn);
+}
+
+// Offsets from `offset` to `end`, with their turns.
+template <class Kernel>
+ZCMDS_INLINE void runOffsets(StageArea area, const Kernel& kernel, std::int32_t offset, std::int32_t end, const double* c,
+                             const double* s) {
+    const auto go = [&](std::int32_t count) {
+        offset += count;
+        c += count;
+        s += count;
+    };
+    for (; offset + 8 <= end; go(8)) runEight(area, kernel, offset, {loadLanes(c), loadLanes(s)});
+    for (; offset + 4 <= end; go(4)) runFourColumns(area, kernel, offset, {joinHalves(c, c), joinHalves(s, s)});
+    for (; offset + 2 <= end; go(2)) runTwoColumns(area, kernel, offset, c, s);
+    if (offset < end) runOneColumn(area, kernel, offset, *c, *s);
 }
 
 // Eight turns from `offset` on, of run r.
@@ -167,19 +184,6 @@ ZCMDS_INLINE void runTurns(StageArea area, const Radix2& kernel, const TurnRuns&
     }
 }
 
-// A stage whose span is short: its turns are kept in c and s.
-template <class Kernel>
-ZCMDS_INLINE void runShortStage(StageArea area, const Kernel& kernel, const double* c, const double* s) {
-    std::int32_t offset = 0;
-    for (; offset + 8 <= area.span; offset += 8)
-        runEight(area, kernel, offset, {loadLanes(c + offset), loadLanes(s + offset)});
-    if (offset + 4 <= area.span) {
-        runFourColumns(area, kernel, offset, {joinHalves(c + offset, c + offset), joinHalves(s + offset, s + offset)});
-        offset += 4;
-    }
-    for (; offset < area.span; ++offset) runOneColumn(area, kernel, offset, c[offset], s[offset]);
-}
-
 template <class Kernel>
 ZCMDS_INLINE void runLongStage(StageArea area, const Kernel& kernel, const FftTurns& turns) {
     constexpr bool mirrored = Kernel::most == 2;
@@ -196,7 +200,7 @@ ZCMDS_INLINE void runLongStage(StageArea area, const Kernel& kernel, const FftTu
             if (more) runs.step(r);
         }
     }
-    runRagged(area, kernel, ragged);
+    runOffsets(area, kernel, ragged.first, ragged.end, ragged.c, ragged.s);
 }
 
 template <class Kernel>
@@ -204,7 +208,7 @@ void runStage(StageArea area, const Kernel& kernel, const FftPlan& plan, const F
     if (turns.span > fftShortSpan)
         runLongStage(area, kernel, turns);
     else
-        runShortStage(area, kernel, plan.keptC + turns.kept, plan.keptS + turns.kept);
+        runOffsets(area, kernel, 0, turns.span, plan.keptC + turns.kept, plan.keptS + turns.kept);
 }
 
 template <class Kernel>

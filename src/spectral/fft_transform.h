@@ -78,9 +78,7 @@ void transform(double* a, double* b, FftPlan& plan) {
     if (plan.factorCount == 0) return;
     runStages(a, b, plan.length, plan, 0);
     finish(a, b, plan, plan.direction == 0 ? 1.0 / static_cast<double>(plan.length) : 1.0);
-    if (plan.freeCount <= 1) return;
-    permuteCore(a, plan);
-    permuteCore(b, plan);
+    if (plan.freeCount > 1) permuteCore(a, b, plan);
 }
 
 }  // namespace
