@@ -101,13 +101,13 @@ TEST(Correlate, TheArrivalOfTheInputChangesTheOutput) {
 }
 
 TEST(CorrelateParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors("CORRELATE", {{"*16 *16 -1 -1 3 >d", "5 at 3"},
-                               {"*16 *16 0 -1 3 >d", "5 at 4"},
-                               {"*16 *16 10 10 20 >d", "5 at 5"},
-                               {"*16 *16 0 0 14 >d", "5 at 5"},  // 15 in all
-                               {"*16 *16 2147483647 2147483647 100 >d", "5 at 5"},
-                               {"*16 *16 0 2147483647 2147483647 >d", "5 at 5"},
-                               {"*16 *16 0 0 1048577 >d", "5 at 5"}});
+    expectErrors("CORRELATE", {
+                                  {"5 at 3", "*16 *16 -1 -1 3 >d"},
+                                  {"5 at 4", "*16 *16 0 -1 3 >d"},
+                                  {"5 at 5",
+                                   "*16 *16 10 10 20 >d; *16 *16 0 0 14 >d; *16 *16 2147483647 2147483647 100 >d; "
+                                   "*16 *16 0 2147483647 2147483647 >d; *16 *16 0 0 1048577 >d"},
+                              });
     EXPECT_EQ(OneTask("CORRELATE", "*16 *16 0 0l 15 >d").state, "waiting");
     EXPECT_EQ(OneTask("CORRELATE", "*16 *16 0 524287 1048576 >d").state, "waiting");
 }

@@ -141,24 +141,17 @@ TEST(Dft, TheArrivalOfTheInputChangesTheOutput) {
 }
 
 TEST(DftParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors("DFT", {{"1 0 9 k9 *d >d", "5 at 2"},
-                         {"1 4 9 k9 *d >d", "6 at 1"},
-                         {"7 4 9 k9 *d >d", "6 at 1"},
-                         {"-1 4 9 k9 *d >d", "6 at 1"},
-                         {"0 4 9 k9 *d >f", "8 at 7"},
-                         {"6 4 9 k9 *d >f", "8 at 7"},
-                         {"4 4 9 k9 *16 >16 >16", "9 at 7"},
-                         {"5 4 9 k9 *d >f >f", "9 at 7"},
-                         {"0 4 9 k9 *d >f >f", "3 at 6"},
-                         {"6 4 9 k9 *d >d >f", "3 at 7"},
-                         {"4 4 9 k9 *16 >16", "3 at 6"},
-                         {"4 4 9 k9 *32 >16", "3 at 6"},
-                         {"5 4 9 k9 *16 >32", "3 at 6"},
-                         {"5 4 9 k4 *d >d", "5 at 4"},
-                         {"5 4 9 k-1 *d >d", "5 at 4"},
-                         {"5 4 5 k3 *d >d", "7 at 3"},
-                         {"5 4 -1 k3 *d >d", "7 at 3"},
-                         {"5 4 v5 k3 *d >d", "1 at 3"}});
+    expectErrors("DFT", {
+                            {"5 at 2", "1 0 9 k9 *d >d"},
+                            {"6 at 1", "1 4 9 k9 *d >d; 7 4 9 k9 *d >d; -1 4 9 k9 *d >d"},
+                            {"8 at 7", "0 4 9 k9 *d >f; 6 4 9 k9 *d >f"},
+                            {"9 at 7", "4 4 9 k9 *16 >16 >16; 5 4 9 k9 *d >f >f"},
+                            {"3 at 6", "0 4 9 k9 *d >f >f; 4 4 9 k9 *16 >16; 4 4 9 k9 *32 >16; 5 4 9 k9 *16 >32"},
+                            {"3 at 7", "6 4 9 k9 *d >d >f"},
+                            {"5 at 4", "5 4 9 k4 *d >d; 5 4 9 k-1 *d >d"},
+                            {"7 at 3", "5 4 5 k3 *d >d; 5 4 -1 k3 *d >d"},
+                            {"1 at 3", "5 4 v5 k3 *d >d"},
+                        });
     EXPECT_EQ(OneTask("DFT", "5 4 0 k4 *d >d").console, Lines{"*** Warning: DFT index 4 exceeds block size"});
     EXPECT_EQ(OneTask("DFT", "4 70000 v70000 k69999 *16 >32").state, "waiting");
 }

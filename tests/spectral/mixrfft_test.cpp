@@ -214,30 +214,25 @@ TEST(MixrfftParameters, AListThatFitsIsRefused) {
 }
 
 TEST(MixrfftParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors("MIXRFFT", {{"3 *16 POWER >16", "5 at 1"},
-                             {"16777217 *16 POWER >16", "5 at 1"},
-                             {"23 HAMMING *16 POWER >16", "6 at 1"},
-                             {"9 v8 *16 POWER >16", "1 at 2"},
-                             {"9 FORWARD v8 *16 POWER >16", "1 at 2"},
-                             {"8 KAISER *16 POWER >16", "8 at 3"},
-                             {"8 FORWARD KAISER HALF *16 POWER >16", "8 at 4"},
-                             {"8 KAISER 0.0 *16 POWER >16", "5 at 3"},
-                             {"8 KAISER 12.0000001 *16 POWER >16", "5 at 3"},
-                             {"8 REVERSE KAISER -1.0f *16 POWER >16", "5 at 4"},
-                             {"8 KAISER nan. *16 POWER >16", "5 at 3"},
-                             {"8 WELCH *16 POWER >16", "8 at 2"},            // no window: the input is missing
-                             {"8 HAMMING FORWARD *16 POWER >16", "8 at 3"},  // the direction comes first
-                             {"8 *16 *d PARTS >16 >16", "3 at 3"},
-                             {"8 FORWARD HAMMING *16", "8 at 5"},    // nothing behind the input
-                             {"8 FORWARD *16 HALF", "8 at 5"},       // nor behind the output form
-                             {"8 *16 HALF POWER", "8 at 5"},         // nor behind the word
-                             {"8 *16 *16 *16 PARTS >16", "8 at 4"},  // a third input
-                             {"8 *16 POWER >16 >16 >16", "9 at 6"},
-                             {"8 *16 POWER POWER", "10 at 4"},
-                             {"8 *16 PARTS >16 HALF", "10 at 5"},
-                             {"8 *16 POWER >16 >16", "7 at 3"},
-                             {"8 *16 HALF POLAR >16", "7 at 4"},
-                             {"8 *16 HALF FULL >16", "7 at 4"}});
+    expectErrors(
+        "MIXRFFT",
+        {
+            {"5 at 1", "3 *16 POWER >16; 16777217 *16 POWER >16"},
+            {"6 at 1", "23 HAMMING *16 POWER >16"},
+            {"1 at 2", "9 v8 *16 POWER >16; 9 FORWARD v8 *16 POWER >16"},
+            {"8 at 3", "8 KAISER *16 POWER >16; 8 HAMMING FORWARD *16 POWER >16"},
+            {"8 at 4", "8 FORWARD KAISER HALF *16 POWER >16; 8 *16 *16 *16 PARTS >16"},
+            {"5 at 3", "8 KAISER 0.0 *16 POWER >16; 8 KAISER 12.0000001 *16 POWER >16; 8 KAISER nan. *16 POWER >16"},
+            {"5 at 4", "8 REVERSE KAISER -1.0f *16 POWER >16"},
+            {"8 at 2", "8 WELCH *16 POWER >16"},
+            {"3 at 3", "8 *16 *d PARTS >16 >16"},
+            {"8 at 5", "8 FORWARD HAMMING *16; 8 FORWARD *16 HALF; 8 *16 HALF POWER"},
+            {"9 at 6", "8 *16 POWER >16 >16 >16"},
+            {"10 at 4", "8 *16 POWER POWER"},
+            {"10 at 5", "8 *16 PARTS >16 HALF"},
+            {"7 at 3", "8 *16 POWER >16 >16"},
+            {"7 at 4", "8 *16 HALF POLAR >16; 8 *16 HALF FULL >16"},
+        });
     EXPECT_EQ(OneTask("MIXRFFT", "23 *16 POWER >16").console, Lines{"*** Warning: MIXRFFT block factoring failed"});
 }
 

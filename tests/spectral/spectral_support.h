@@ -86,11 +86,14 @@ class OneTask : public TestSession {
     int names_ = 0;
 };
 
-// Parameters, and what becomes of the command with them: the code and position of an error.
-template <std::size_t count>
-void expectErrors(const std::string& command, const std::pair<const char*, const char*> (&faults)[count]) {
-    for (const auto& [parameters, error] : faults)
-        EXPECT_EQ(OneTask(command, parameters).state, std::string("error code ") + error) << parameters;
+// Errors by their code and position, and the parameter lists, apart by semicolons, that each is for.
+inline void expectErrors(const std::string& command,
+                         std::initializer_list<std::pair<const char*, const char*>> faults) {
+    for (const auto& [error, lists] : faults) {
+        std::istringstream stream(lists);
+        for (std::string list; std::getline(stream, list, ';');)
+            EXPECT_EQ(OneTask(command, list).state, std::string("error code ") + error) << list;
+    }
 }
 
 struct Parts {
