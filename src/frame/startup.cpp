@@ -2,15 +2,11 @@
 // calls, and binds the mathematics. The module is linked lazily, so a missing operation is named here, in plain words, and
 // not by the loader in the middle of a run.
 
-#include <cmath>
-
 #include "frame/mathematics.h"
 #include "host/modules.h"
 #include "host/tasks.h"
 
 namespace zcmds {
-
-Mathematics mathematics{std::exp, std::log10, std::cos, std::sin, std::atan2, std::pow};
 
 namespace {
 

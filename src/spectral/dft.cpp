@@ -194,8 +194,7 @@ Mode checkedMode(ParamList list, Slot slot, std::int32_t count) {
 
 // A negative size is a very large one.
 std::uint32_t blockLength(ParamList list, Slot slot) {
-    const bool wide = zepl::param_type(list, 2) == constantInt32;
-    const std::int32_t given = wide ? *valueIn<std::int32_t>(slot) : *valueIn<std::int16_t>(slot);
+    const std::int32_t given = integerIn(slot, zepl::param_type(list, 2));
     if (given == 0) zepl::param_error_msg(ParamError::outOfRange, 2);
     return static_cast<std::uint32_t>(given);
 }

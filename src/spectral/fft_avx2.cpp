@@ -1,3 +1,5 @@
+// The transform, built for machines with AVX2. What comes from the library is included before, as everybody has it.
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -7,6 +9,7 @@
 #include "spectral/fft_kernels.h"
 
 #ifdef ZCMDS_FFT_TARGETS
+
 #pragma GCC target("avx2")
 #include "spectral/fft_transform.h"
 
@@ -15,4 +18,5 @@ namespace zcmds {
 void transformAvx2(double* a, double* b, FftPlan& plan) { transform(a, b, plan); }
 
 }  // namespace zcmds
+
 #endif

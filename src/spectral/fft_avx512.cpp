@@ -1,3 +1,5 @@
+// The transform, built for machines with AVX-512. What comes from the library is included before, as everybody has it.
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -7,6 +9,7 @@
 #include "spectral/fft_kernels.h"
 
 #ifdef ZCMDS_FFT_TARGETS
+
 #pragma GCC target("avx512f,avx512vl,avx512dq,avx512bw,avx512cd")
 #include "spectral/fft_transform.h"
 
@@ -15,4 +18,5 @@ namespace zcmds {
 void transformAvx512(double* a, double* b, FftPlan& plan) { transform(a, b, plan); }
 
 }  // namespace zcmds
+
 #endif

@@ -1,9 +1,5 @@
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <type_traits>
+// The transform, built for every machine.
 
-#include "frame/mathematics.h"
 #include "spectral/fft_kernels.h"
 #include "spectral/fft_transform.h"
 

@@ -73,7 +73,7 @@ struct RadixOdd {
     const double* ck;
     const double* sk;
 
-    ZCMDS_INLINE void transform(Points* x) const {
+    [[gnu::noinline]] void transform(Points* x) const {
         Points sums[fftLargestFactor / 2], differences[fftLargestFactor / 2];
         const Points zero = x[0];
         const std::int32_t half = factor / 2;

@@ -1,21 +1,33 @@
+// Takes the best build of the transform that the machine can run.
+
+#include <algorithm>
+
 #include "spectral/fft_kernels.h"
 
 namespace zcmds {
 
 namespace {
 
-FftKernel bestKernel() {
+constexpr FftKernel kernels[] = {
 #ifdef ZCMDS_FFT_TARGETS
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512cd")) return transformAvx512;
-    if (__builtin_cpu_supports("avx2")) return transformAvx2;
+    {"AVX-512",
+     [] {
+         return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+                __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw") &&
+                __builtin_cpu_supports("avx512cd");
+     },
+     transformAvx512},
+    {"AVX2", [] { return __builtin_cpu_supports("avx2") != 0; }, transformAvx2},
 #endif
-    return transformBaseline;
-}
+    {"baseline", [] { return true; }, transformBaseline},
+};
 
-const FftKernel kernel = bestKernel();
+const FftKernel& best = *std::ranges::find_if(kernels, [](const FftKernel& kernel) { return kernel.machineHas(); });
 
 }  // namespace
 
-void fftExecute(double* a, double* b, FftPlan& plan) { kernel(a, b, plan); }
+std::span<const FftKernel> fftKernels() { return kernels; }
+
+void fftExecute(double* a, double* b, FftPlan& plan) { best.transform(a, b, plan); }
 
 }  // namespace zcmds

@@ -2,6 +2,8 @@
 // by its table.
 #pragma once
 
+#include <type_traits>
+
 #include "spectral/fft_butterflies.h"
 
 namespace zcmds {
@@ -52,16 +54,21 @@ ZCMDS_INLINE void exchangeNarrow(double* a, double* b, std::ptrdiff_t rowLength,
     constexpr int f = Kernel::factor;
     Lanes re[4] = {}, im[4] = {};
     for (int r = 0; r < f; ++r) {
-        re[r] = joinRows<f>(a + tile + r * rowLength, a + image + r * rowLength);
-        im[r] = joinRows<f>(b + tile + r * rowLength, b + image + r * rowLength);
+        const std::ptrdiff_t row = r * rowLength;
+        re[r] = join(loadRow<f>(a + tile + row), loadRow<f>(a + image + row));
+        im[r] = join(loadRow<f>(b + tile + row), loadRow<f>(b + image + row));
     }
     transposeHalves(re);
     transposeHalves(im);
     Points x[4] = {{re[0], im[0]}, {re[1], im[1]}, {re[2], im[2]}, {re[3], im[3]}};
     kernel.transform(x);
     for (int r = 0; r < f; ++r) {
-        storeRows<f>(a + image + r * rowLength, a + tile + r * rowLength, x[r].re * scale);
-        storeRows<f>(b + image + r * rowLength, b + tile + r * rowLength, x[r].im * scale);
+        const std::ptrdiff_t row = r * rowLength;
+        const Lanes realPart = x[r].re * scale, imaginaryPart = x[r].im * scale;
+        storeRow<f>(a + image + row, lowHalf(realPart));
+        storeRow<f>(a + tile + row, highHalf(realPart));
+        storeRow<f>(b + image + row, lowHalf(imaginaryPart));
+        storeRow<f>(b + tile + row, highHalf(imaginaryPart));
     }
 }
 
@@ -88,10 +95,10 @@ ZCMDS_INLINE void exchangeWide(double* a, double* b, std::ptrdiff_t rowLength, c
     transformTile(a + image, b + image, rowLength, kernel, y);
     for (int r = 0; r < Kernel::factor; ++r) {
         const std::ptrdiff_t row = r * rowLength;
-        storeRow<Kernel::factor>(a + image + row, x[r].re * scale);
-        storeRow<Kernel::factor>(b + image + row, x[r].im * scale);
-        storeRow<Kernel::factor>(a + tile + row, y[r].re * scale);
-        storeRow<Kernel::factor>(b + tile + row, y[r].im * scale);
+        storeRow<Kernel::factor>(a + image + row, Lanes(x[r].re * scale));
+        storeRow<Kernel::factor>(b + image + row, Lanes(x[r].im * scale));
+        storeRow<Kernel::factor>(a + tile + row, Lanes(y[r].re * scale));
+        storeRow<Kernel::factor>(b + tile + row, Lanes(y[r].im * scale));
     }
 }
 
@@ -107,38 +114,48 @@ ZCMDS_INLINE void lastStageOfTiles(double* a, double* b, const FftPlan& plan, co
     });
 }
 
-// Moves values of a few neighbours along the cycles of the core, in both arrays and in `blocks` blocks at once.
-template <class Value, int blocks>
+// Moves `width` neighbours along the cycles of the core, in both arrays and in `blocks` blocks at once: each step waits for
+// the table's entry.
+template <int width, int blocks>
 ZCMDS_INLINE void moveAlongCycles(double* a, double* b, const FftPlan& plan, std::ptrdiff_t block, std::ptrdiff_t run) {
     const auto at = [=](int i, std::ptrdiff_t k) { return (i % 2 == 0 ? a : b) + i / 2 * block + k * run; };
     const std::int32_t* next = plan.permutation;
     for (std::int32_t k = plan.permutationTop; k >= 1; --k) {
         if (next[k] < 0) continue;
-        Value kept[2 * blocks];
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(&kept[i], at(i, k), sizeof(Value));
+        double kept[2 * blocks][width];
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(kept[i], at(i, k), sizeof kept[i]);
         std::int32_t vacant = k;
         for (std::int32_t v = next[k]; v != k; v = -next[v]) {
-            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), at(i, v), sizeof(Value));
+            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), at(i, v), sizeof kept[i]);
             vacant = v;
         }
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), &kept[i], sizeof(Value));
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), kept[i], sizeof kept[i]);
     }
 }
 
 template <int blocks>
 ZCMDS_INLINE void permuteBlocks(double* a, double* b, const FftPlan& plan, std::ptrdiff_t block, std::ptrdiff_t run) {
-    std::ptrdiff_t o = 0;
-    for (; o + 8 <= run; o += 8) moveAlongCycles<Lanes, blocks>(a + o, b + o, plan, block, run);
-    for (; o + 4 <= run; o += 4) moveAlongCycles<HalfLanes, blocks>(a + o, b + o, plan, block, run);
-    for (; o + 2 <= run; o += 2) moveAlongCycles<QuarterLanes, blocks>(a + o, b + o, plan, block, run);
-    for (; o < run; ++o) moveAlongCycles<double, blocks>(a + o, b + o, plan, block, run);
+    const auto move = [&]<int width>(std::integral_constant<int, width>) {
+        moveAlongCycles<width, blocks>(a, b, plan, block, run);
+        a += width;
+        b += width;
+    };
+    std::ptrdiff_t left = run;
+    for (; left >= 8; left -= 8) move(std::integral_constant<int, 8>{});
+    for (; left >= 4; left -= 4) move(std::integral_constant<int, 4>{});
+    if (left == 3) move(std::integral_constant<int, 3>{});
+    if (left == 2) move(std::integral_constant<int, 2>{});
+    if (left == 1) move(std::integral_constant<int, 1>{});
 }
 
 void permuteCore(double* a, double* b, const FftPlan& plan) {
     const std::ptrdiff_t block = plan.spans[plan.squareCount];
     const std::ptrdiff_t run = block / plan.freeProducts[0];  // neighbours that stay neighbours
     std::ptrdiff_t start = 0;
-    for (; start + 4 * block <= plan.total; start += 4 * block) permuteBlocks<4>(a + start, b + start, plan, block, run);
+    for (; start + 4 * block <= plan.total; start += 4 * block)
+        permuteBlocks<4>(a + start, b + start, plan, block, run);
+    for (; start + 2 * block <= plan.total; start += 2 * block)
+        permuteBlocks<2>(a + start, b + start, plan, block, run);
     for (; start < plan.total; start += block) permuteBlocks<1>(a + start, b + start, plan, block, run);
 }
 

@@ -21,7 +21,8 @@ ZCMDS_INLINE void advanceTurn(const FftTurns& turns, Value& c, Value& s) {
 // Eight runs of a stage's recurrence side by side: run r goes on from turn r * interval.
 class TurnRuns {
  public:
-    ZCMDS_INLINE explicit TurnRuns(const FftTurns& turns) : turns_(turns), c_(loadLanes(turns.c)), s_(loadLanes(turns.s)) {
+    ZCMDS_INLINE explicit TurnRuns(const FftTurns& turns)
+        : turns_(turns), c_(load<Lanes>(turns.c)), s_(load<Lanes>(turns.s)) {
         step(0);
         // Turn 1 need not be what the recurrence makes of turn 0.
         c_[0] = turns.c1;
@@ -34,11 +35,11 @@ class TurnRuns {
         transpose(cosines_);
         transpose(sines_);
         for (int r = 0; r < laneCount; ++r) {
-            storeLanes(c[r], cosines_[r]);
-            storeLanes(s[r], sines_[r]);
+            store(c[r], cosines_[r]);
+            store(s[r], sines_[r]);
         }
-        storeLanes(nextC, c_);
-        storeLanes(nextS, s_);
+        store(nextC, c_);
+        store(nextS, s_);
     }
 
     // Takes step i of the next eight. Steps depend on each other but on nothing else: in between there is time for the

@@ -36,11 +36,17 @@ template <class Use>
 ZCMDS_INLINE void withKernel(FftPlan& plan, std::int32_t factor, Use use) {
     const double c72 = plan.c72, s72 = plan.s72;
     switch (factor) {
-        case 2: return use(Radix2{});
-        case 3: return use(Radix3{plan.s120});
-        case 4: return plan.direction == 0 ? use(Radix4<false>{}) : use(Radix4<true>{});
-        case 5: return use(Radix5{c72, s72, c72 * c72 - s72 * s72, 2 * c72 * s72});
-        default: fillOddTables(plan, factor); return use(RadixOdd{factor, plan.ck, plan.sk});
+        case 2:
+            return use(Radix2{});
+        case 3:
+            return use(Radix3{plan.s120});
+        case 4:
+            return plan.direction == 0 ? use(Radix4<false>{}) : use(Radix4<true>{});
+        case 5:
+            return use(Radix5{c72, s72, c72 * c72 - s72 * s72, 2 * c72 * s72});
+        default:
+            fillOddTables(plan, factor);
+            return use(RadixOdd{factor, plan.ck, plan.sk});
     }
 }
 
@@ -52,8 +58,9 @@ constexpr std::int32_t cachedLength = 4096;
 void runStages(double* a, double* b, std::int32_t length, FftPlan& plan, std::int32_t first) {
     for (std::int32_t i = first; i + 1 < plan.factorCount; ++i) {
         const FftTurns& turns = plan.turns[i];
-        withKernel(plan, plan.factors[i],
-                   [&](const auto& kernel) { runStage({a, b, length, turns.span}, kernel, plan, turns); });
+        withKernel(plan, plan.factors[i], [&](const auto& kernel) {
+            runStage({a, b, length, turns.span}, kernel, plan, turns);
+        });
         if (length <= cachedLength) continue;
         for (std::int32_t start = 0; start < length; start += turns.span)
             runStages(a + start, b + start, turns.span, plan, i + 1);
@@ -68,7 +75,7 @@ void finish(double* a, double* b, FftPlan& plan, double scale) {
         if constexpr (Kernel::most <= laneCount) {
             if (plan.squareCount > 0) return lastStageOfTiles(a, b, plan, kernel, scale);
         }
-        runLastStage({a, b, plan.length, 1}, kernel, scale);
+        runGroups<8>({a, b, plan.length, 1}, kernel, 0, Scaled{scale});
         if (plan.squareCount > 0) permuteSquares(a, b, plan);
     });
 }
