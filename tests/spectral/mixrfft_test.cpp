@@ -168,9 +168,9 @@ TEST(Narrowing, APhaseIsNotItsShareOfTheFullTurn) {
         {1, 1, turn / 8},
         {0, 0, quarter},
         {0, -1, -quarter},
-        {1.00000001e-35, -3, -quarter},
+        {1.0000000180025095e-35, -3, -quarter},
         {-1, 0.1, std::atan2(0.1, -1)},
-        {-1.00000001e-35, 0, quarter},
+        {-1.0000000180025095e-35, 0, quarter},
         {1.1e-35, 3e-35, std::atan2(3e-35, 1.1e-35)},
     };
     for (const auto& [re, im, phase] : cases) {
