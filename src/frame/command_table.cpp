@@ -21,6 +21,7 @@ const CommandEntry mainTable[] = {
     {"DECIBEL",    decibel,    &decibelSignature},
     {"DELTA",      delta,      &absSignature},
     {"DEXPAND",    dexpand,    &dexpandSignature},
+    {"DFT",        dft,        &dftSignature},
     {"FINDMAX",    findmax,    &findmaxSignature},
     {"FIRFILTER",  firfilter,  &firfilterSignature},
     {"FIRLOWPASS", firlowpass, &firlowpassSignature},
@@ -62,6 +63,12 @@ const CommandEntry mainTable[] = {
 };
 
 const CommandEntry fftTable[] = {
+    // clang-format off
+    {"CORRELATE",  correlate,  &correlateSignature},
+    {"CROSSPOWER", crosspower, &crosspowerSignature},
+    {"FFT",        fft,        &fftSignature},
+    {"MIXRFFT",    mixrfft,    &mixrfftSignature},
+    // clang-format on
     {nullptr, nullptr, nullptr},
 };
 

@@ -82,8 +82,9 @@ constexpr std::int64_t wrappingProduct(std::int64_t a, std::int64_t b) {
 
 // Toward zero; a NaN or what 32 bits don't hold gives the most negative value.
 constexpr std::int32_t truncateToInt32(double x) {
+    // The choice comes before the conversion: so loops of it vectorise.
     const bool fits = x > -2147483649.0 && x < 2147483648.0;
-    return fits ? static_cast<std::int32_t>(x) : std::numeric_limits<std::int32_t>::min();
+    return static_cast<std::int32_t>(fits ? x : -2147483648.0);
 }
 
 // To the nearest, ties to even; a NaN or what 32 bits don't hold gives the most negative value.

@@ -22,7 +22,7 @@ constexpr const char* requiredOperations[] = {
     "pipe_value_get",     "pipe_value_put",   "ralloc",           "sys_get_info",
     "sys_get_task_ID",    "sys_get_time",     "task_switch",      "trigger_get_immediate",
     "trigger_get_status", "trigger_open",     "trigger_put",      "trigger_set_status",
-    "vector_length",      "vector_start",
+    "vector_length",      "vector_start",     "vector_type",
 };
 
 bool hostHasAll(zepl::ModuleHandle host) {

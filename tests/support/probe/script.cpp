@@ -142,6 +142,7 @@ constexpr StepRow steps[] = {
     {"length", [](Machine& m, Arguments a) -> Result { return zepl::vector_length(m.vector(a[0])); }},
     {"vectorkind", [](Machine& m, Arguments a) -> Result { return zepl::vector_type(m.vector(a[0])); }},
     {"start", [](Machine& m, Arguments a) -> Result { return element(zepl::vector_start(m.vector(a[0])), a[1]); }},
+    {"enter", [](Machine& m, Arguments a) -> Result { return static_cast<std::int32_t*>(zepl::vector_start(m.vector(a[0])))[a[1]] = count(a[2]); }},
     {"switch", [](Machine&, Arguments) -> Result { zepl::task_switch(); return 0; }},
     {"pause", [](Machine&, Arguments a) { zepl::task_pause(word(a[0])); return a[0]; }},
     {"exit", [](Machine&, Arguments a) -> Result { zepl::exit(word(a[0])); }},

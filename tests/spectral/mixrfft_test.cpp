@@ -1,0 +1,240 @@
+// MIXRFFT: windows, forms of the spectrum and conversions against their plain definitions, bit for bit; its list of
+// parameters with all that may be left out.
+
+#include "tests/spectral/spectral_support.h"
+#include "tests/support/arrivals.h"
+#include "tests/support/covered.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("MIXRFFT");
+
+void expectSame(const Parts& have, const Parts& want, const std::string& what) {
+    EXPECT_FALSE(want.re.empty()) << what;
+    EXPECT_EQ(bitsOf(have.re), bitsOf(want.re)) << what;
+    EXPECT_EQ(bitsOf(have.im), bitsOf(want.im)) << what;
+}
+
+// The transform of blocks of real samples, and of their zero imaginary parts, each multiplied by its weight.
+template <class Weight>
+Parts weightedTransform(const Doubles& samples, std::size_t n, const std::string& direction, Weight weight) {
+    Parts parts;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        parts.re.push_back(samples[i] * weight(i % n));
+        parts.im.push_back(0.0 * weight(i % n));
+    }
+    return transformOf(parts, n, direction);
+}
+
+TEST(Window, AWeightDiffersFromItsElementsOwn) {
+    for (const std::string name : {"BARTLETT", "VONHANN", "HAMMING", "BLACKMAN", "KAISER", "RECTANGULAR"}) {
+        for (const std::string direction : {"FORWARD", "REVERSE"}) {
+            for (const std::size_t n : {4U, 15U, 16U, 360U}) {
+                const Doubles samples = randomSamples<double>(3 * n, 5);
+                const std::string list =
+                    std::to_string(n) + " " + direction + " " + name + (name == "KAISER" ? " 6.5" : "");
+                const Parts have = partsOf({"MIXRFFT", list + " * FULL PARTS >d >d", {samples}});
+                const auto weight = [&](std::size_t i) { return weightOf(name, direction == "REVERSE", i, n, 6.5); };
+                expectSame(have, weightedTransform(samples, n, direction, weight), list);
+            }
+        }
+    }
+}
+
+template <class Entry>
+void expectVectorWindow(double fullScale) {
+    const Doubles samples = randomSamples<double>(45, 6);
+    const std::vector<Entry> window = randomSamples<Entry>(15, 7);
+    const auto weight = [&](std::size_t i) { return static_cast<double>(window[i]) / fullScale; };
+    for (const std::string direction : {"FORWARD", "REVERSE"})
+        expectSame(partsOf({"MIXRFFT", "15 " + direction + " v * FULL PARTS >d >d", {window, samples}}),
+                   weightedTransform(samples, 15, direction, weight), std::to_string(fullScale));
+}
+
+TEST(Window, AVectorsEntryIsNotItsFractionOfFullScale) {
+    expectVectorWindow<std::int16_t>(32767.0);
+    expectVectorWindow<std::int32_t>(2147483647.0);
+    expectVectorWindow<float>(1);
+    expectVectorWindow<double>(1);
+}
+
+TEST(Window, AVectorIsNotReadAnew) {
+    TestSession session({.feed = {.piece = 8}});
+    const PipeId source = session.input("source", Doubles(16, 1.0));
+    const PipeId spectrum = session.output("spectrum", {}, ElementType::float64);
+    const std::vector<std::int32_t> entries(8, 2147483647);
+    const VectorId window = session.addVector("window", ElementType::int32, bytesOf(entries));
+    session.task("MIXRFFT", int16Constant(8), window, source, declaredWord("FULL"), declaredWord("PARTS"), spectrum);
+    session.script("read:2 rem:2,8 enter:3,0,0 *( rem:2,8 )", spectrum, window);
+    session.run();
+    const Doubles parts = session.collected<double>(spectrum);
+    ASSERT_EQ(parts.size(), 16U);
+    EXPECT_EQ(parts[0], 1);
+    EXPECT_EQ(parts[8], 0.875);
+}
+
+template <class Element>
+void expectWideningOf(std::size_t n) {
+    const auto re = randomSamples<Element>(2 * n, 8), im = randomSamples<Element>(2 * n, 9);
+    const std::string length = std::to_string(n);
+    expectSame(partsOf({"MIXRFFT", length + " * FULL PARTS >d >d", {re}}),
+               transformOf({widened(re), Doubles(2 * n)}, n), length);
+    expectSame(partsOf({"MIXRFFT", length + " * * PARTS >d >d", {re, im}}), transformOf({widened(re), widened(im)}, n),
+               length);
+}
+
+TEST(Widening, ASampleIsLostOrChanged) {
+    for (const std::size_t n : {4U, 63U, 64U, 65U, 360U}) {
+        expectWideningOf<std::int16_t>(n);
+        expectWideningOf<std::int32_t>(n);
+        expectWideningOf<float>(n);
+    }
+}
+
+TEST(MixedLengths, ASpectrumIsFarFromTheDirectOneOrIsNotUndone) {
+    for (const std::size_t n : {4U, 15U, 16U, 323U, 360U}) {
+        const Doubles samples = randomSamples<double>(n, 10);
+        const Parts have = transformOf({samples, Doubles(n)}, n), back = transformOf(have, n, "REVERSE");
+        for (std::size_t k = 0; k < n; ++k) {
+            ASSERT_LT(std::abs(std::complex(have.re[k], have.im[k]) - directTransform(samples, k)), 1e-8)
+                << n << " at " << k;
+            ASSERT_NEAR(back.re[k], samples[k], 1e-8) << n << " at " << k;
+        }
+    }
+}
+
+// What a form makes of the parts of one block.
+Parts formOf(const std::string& form, const Parts& parts, bool folded) {
+    Parts made;
+    const std::size_t n = parts.re.size();
+    for (std::size_t i = 0; i < (folded ? (n + 1) / 2 : n); ++i) {
+        const double re = parts.re[i], im = parts.im[i], squares = re * re + im * im;
+        const bool alone = folded && (i == 0 || 2 * i + 1 == n);
+        const double power = alone ? re * re : folded ? squares * 2 : squares;
+        made.re.push_back(form == "POWER" ? power : alone ? std::fabs(re) : std::sqrt(power));
+        const bool tiny = !folded && std::fabs(re) <= 1.0000000180025095e-35;
+        made.im.push_back(tiny ? std::copysign(1.5707963267948966, im < 0 ? -1 : 1) : std::atan2(alone ? 0 : im, re));
+    }
+    return made;
+}
+
+TEST(Form, AnElementDiffersFromWhatItsPartsMake) {
+    for (const std::size_t n : {15U, 16U, 18U, 27U}) {
+        const Doubles re = randomSamples<double>(n, 13), im = randomSamples<double>(n, 14);
+        for (const std::string form : {"POWER >d", "MAGNITUDE >d", "POLAR >d >d"}) {
+            for (const std::string inputs : {" * ", " * * "}) {
+                for (const std::string part : {"HALF ", "FULL "}) {
+                    const bool real = inputs.size() == 3, half = part[0] == 'H';
+                    const OneTask task("MIXRFFT", std::to_string(n) + inputs + part + form, {re, im});
+                    Parts want = formOf(form.substr(0, form.find(' ')), transformOf({re, real ? Doubles(n) : im}, n),
+                                        real && half);
+                    want.re.resize(half ? (n + 1) / 2 : n);
+                    want.im.resize(want.re.size());
+                    EXPECT_EQ(bitsOf(task.taken<double>(0)), bitsOf(want.re)) << n << inputs << part << form;
+                    if (form.starts_with("POLAR")) {
+                        EXPECT_EQ(bitsOf(task.taken<double>(1)), bitsOf(want.im)) << n << inputs << part;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// A reverse transform passes the first element of a block of zeros on to every place.
+template <class Element>
+void expectNarrowing(const std::string& output) {
+    const double inf = INFINITY;
+    for (const double x : {0.0, -0.9, 1.9, 32767.0, 32767.9, 32768.0, -32768.9, -40000.0, 2147483647.5, 2147483648.0,
+                           -2147483648.5, 1e300, -1e300, inf, -inf, std::nan("")}) {
+        const OneTask task("MIXRFFT", "4 REVERSE * FULL PARTS " + output, {Doubles({x, 0, 0, 0})});
+        ASSERT_EQ(task.taken<Element>().size(), 4U);
+        const Element have = task.taken<Element>()[0], want = clampedTo<Element>(x);
+        EXPECT_TRUE(have == want || (have != have && want != want)) << x << output;
+    }
+}
+
+TEST(Narrowing, AValueIsNotClampedAndTruncated) {
+    expectNarrowing<std::int16_t>(">16");
+    expectNarrowing<std::int32_t>(">32");
+    expectNarrowing<float>(">f");
+}
+
+TEST(Narrowing, APhaseIsNotItsShareOfTheFullTurn) {
+    constexpr double turn = 6.283185307179586, quarter = 1.5707963267948966;
+    const std::tuple<double, double, double> cases[] = {
+        {-1, 0, turn / 2},
+        {-1, -1e-300, -turn / 2},
+        {1, 1, turn / 8},
+        {0, 0, quarter},
+        {0, -1, -quarter},
+        {1.0000000180025095e-35, -3, -quarter},
+        {-1, 0.1, std::atan2(0.1, -1)},
+        {-1.0000000180025095e-35, 0, quarter},
+        {1.1e-35, 3e-35, std::atan2(3e-35, 1.1e-35)},
+    };
+    for (const auto& [re, im, phase] : cases) {
+        const auto phaseIn = [&, parts = Parts{{re, 0, 0, 0}, {im, 0, 0, 0}}](const std::string& output) {
+            return OneTask("MIXRFFT", "4 REVERSE * * POLAR >d " + output, {parts.re, parts.im});
+        };
+        EXPECT_EQ(phaseIn(">16").taken<std::int16_t>(1).at(0), clampedTo<std::int16_t>(phase * 65535.0 / turn))
+            << re << im;
+        EXPECT_EQ(phaseIn(">32").taken<std::int32_t>(1).at(0), clampedTo<std::int32_t>(phase * 4294967295.0 / turn))
+            << re << im;
+        EXPECT_EQ(phaseIn(">f").taken<float>(1).at(0), static_cast<float>(phase)) << re << im;
+        EXPECT_EQ(phaseIn(">d").taken<double>(1).at(0), phase) << re << im;
+    }
+    EXPECT_EQ(OneTask("MIXRFFT", "4 * HALF POLAR >d >d", {Doubles(4)}).taken<double>(1), Doubles({0, 0}));
+}
+
+TEST(Narrowing, TheSecondPartTakesItsOwnPipesType) {
+    const std::vector<std::int16_t> samples = randomSamples<std::int16_t>(8, 15);
+    const OneTask alike("MIXRFFT", "8 * FULL PARTS >16 >16", {samples}),
+        unlike("MIXRFFT", "8 * FULL PARTS >16 >d", {samples});
+    const Doubles second = unlike.taken<double>(1);
+    std::vector<std::int16_t> front(8);
+    std::memcpy(front.data(), second.data(), 16);
+    EXPECT_EQ(front, alike.taken<std::int16_t>(1));
+}
+
+TEST(MixrfftArrival, TheArrivalOfTheInputChangesTheOutput) {
+    const std::vector<std::int16_t> samples = randomSamples<std::int16_t>(180 * 5 + 179, 16);
+    const auto expected = sameForEveryArrival(180, [&](FeedPolicy feed) {
+        return OneTask("MIXRFFT", "180 HAMMING * MAGNITUDE >32", {samples}, feed).taken<std::int32_t>();
+    });
+    EXPECT_EQ(expected.size(), 5U * 90);
+}
+
+TEST(MixrfftParameters, AListThatFitsIsRefused) {
+    for (const char* list :
+         {"8 *16 POWER >f", "4 *16 PARTS >16 >16", "360 REVERSE *d *d FULL POLAR >16 >f", "8 HAMMING *f MAGNITUDE >d",
+          "8 FORWARD v8 *32 HALF PARTS >16", "8 v8 *16 *16 PARTS >16 >16", "8 KAISER 12.0 *16 FULL POWER >16",
+          "8 REVERSE KAISER 0.5f *16 *16 HALF POLAR >16 >16", "1048576 RECTANGULAR *16 PARTS >16"})
+        EXPECT_EQ(OneTask("MIXRFFT", list).state, "waiting") << list;
+}
+
+TEST(MixrfftParameters, AFaultIsBlamedOnAnotherPlace) {
+    expectErrors(
+        "MIXRFFT",
+        {
+            {"5 at 1", "3 *16 POWER >16; 16777217 *16 POWER >16"},
+            {"6 at 1", "23 HAMMING *16 POWER >16"},
+            {"1 at 2", "9 v8 *16 POWER >16; 9 FORWARD v8 *16 POWER >16"},
+            {"8 at 3", "8 KAISER *16 POWER >16; 8 HAMMING FORWARD *16 POWER >16"},
+            {"8 at 4", "8 FORWARD KAISER HALF *16 POWER >16; 8 *16 *16 *16 PARTS >16"},
+            {"5 at 3", "8 KAISER 0.0 *16 POWER >16; 8 KAISER 12.0000001 *16 POWER >16; 8 KAISER nan. *16 POWER >16"},
+            {"5 at 4", "8 REVERSE KAISER -1.0f *16 POWER >16"},
+            {"8 at 2", "8 WELCH *16 POWER >16"},
+            {"3 at 3", "8 *16 *d PARTS >16 >16"},
+            {"8 at 5", "8 FORWARD HAMMING *16; 8 FORWARD *16 HALF; 8 *16 HALF POWER"},
+            {"9 at 6", "8 *16 POWER >16 >16 >16"},
+            {"10 at 4", "8 *16 POWER POWER"},
+            {"10 at 5", "8 *16 PARTS >16 HALF"},
+            {"7 at 3", "8 *16 POWER >16 >16"},
+            {"7 at 4", "8 *16 HALF POLAR >16; 8 *16 HALF FULL >16"},
+        });
+    EXPECT_EQ(OneTask("MIXRFFT", "23 *16 POWER >16").console, Lines{"*** Warning: MIXRFFT block factoring failed"});
+}
+
+}  // namespace
+}  // namespace libzepl
