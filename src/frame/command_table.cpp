@@ -33,6 +33,8 @@ const CommandEntry mainTable[] = {
     {"TFUNCTION1", tfunction1, &tfunction1Signature},
     {"TFUNCTION2", tfunction2, &tfunction2Signature},
     {"THERMO",     thermo,     &thermoSignature},
+    {"TOGGLE",     toggle,     &toggleSignature},
+    {"TOGGWT",     toggwt,     &toggwtSignature},
     {"VARIANCE",   variance,   &varianceSignature},
     // clang-format on
     {nullptr, nullptr, nullptr},
