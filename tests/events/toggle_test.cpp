@@ -102,12 +102,6 @@ TEST(Toggle, AMatchAtSomeDistanceFromTheLastIsPassedOver) {
     expectPlain({{1, -32768, 32766}, {1, -32767, 32767}, true}, samples, samples);
 }
 
-TEST(Toggle, AnEdgeOfAConditionIsOnItsOtherSide) {
-    EXPECT_EQ(toggled({{0, 1, 3}, {1, 1, 3}}, {1, 3, 2, 0, 4, 3}, {}), (Positions{0, 3, 5, 5}));
-    EXPECT_EQ(toggled({{1, -9, 9}, {0, -2, 2}}, {0, 10, 50, 5, 12, 2, 9, -10}, {}), (Positions{1, 5, 7, 7}));
-    EXPECT_EQ(toggled({{0, 1, 1}, {0, 0, 0}}, {1, 0, 1, 0, 1}, {}), (Positions{0, 1, 2, 3, 4, 4}));
-}
-
 TEST(Toggle, SkippedSamplesAreTestedOrTakenFromTheOffStream) {
     const Samples on = slowNoise(10000, 4);
     for (const std::uint32_t skip : {1U, 4095U, 4096U, 4097U, 9000U})

@@ -20,7 +20,7 @@ struct Passed {
     bool operator==(const Passed&) const = default;
 };
 
-// With blocks of `bsize`; negative: with headers on `tags`. The last of the positions is a status.
+// With blocks of `bsize`, or, below 0, of -`bsize` and with headers on `tags`. The last of the positions is a status.
 Passed passed(const std::string& format, std::int16_t bsize, const Samples& source, const Positions& positions,
               FeedPolicy feed = whole) {
     TestSession session({.feed = feed, .block = 64});
@@ -40,90 +40,48 @@ Passed passed(const std::string& format, std::int16_t bsize, const Samples& sour
     return {session.collected<std::int16_t>(to), session.collected<std::int32_t>(tags)};
 }
 
-struct Record {
-    std::uint32_t start;
-    std::uint32_t continues;
-    Samples samples;
-    bool operator==(const Record&) const = default;
-};
-
-// The records behind stamped headers.
-std::vector<Record> recordsIn(const Passed& all) {
-    const bool tagged = !all.tags.empty();
-    Samples headers = all.samples;
-    if (tagged) {
-        headers.resize(2 * all.tags.size());
-        std::memcpy(headers.data(), all.tags.data(), 2 * headers.size());
-    }
-    std::vector<Record> records;
-    const auto half = [&](std::size_t at) { return static_cast<std::uint16_t>(headers.at(at)); };
-    for (std::size_t header = 0, sample = 0; header < headers.size(); header = tagged ? header + 4 : sample) {
-        const std::uint32_t length = half(header), start = half(header + 2) | std::uint32_t{half(header + 3)} << 16;
-        if (!tagged) sample += 4;
-        const auto first = all.samples.begin() + static_cast<std::ptrdiff_t>(sample);
-        EXPECT_LE(sample += length, all.samples.size());
-        records.push_back({start, half(header + 1), {first, first + static_cast<std::ptrdiff_t>(length)}});
-    }
-    return records;
-}
-
-Samples between(const Samples& source, std::size_t on, std::size_t off) {
-    return {source.begin() + static_cast<std::ptrdiff_t>(on), source.begin() + static_cast<std::ptrdiff_t>(off)};
-}
-
 // For blocks of 16: windows below, at and above a block and its multiples, of one sample, and of none; then the status.
 const Positions windows{3,   7,   8,   9,   60,  75,  76,  92,  93,  110, 200, 463,
                         500, 540, 541, 557, 558, 559, 600, 600, 700, 732, 999};
 
-// What lies in each window, up to `most` samples.
-std::vector<Record> plainRecords(const Samples& source, std::uint32_t most) {
-    std::vector<Record> records;
-    for (std::size_t i = 0; i + 1 < windows.size(); i += 2)
-        records.push_back({windows[i], 0, between(source, windows[i], std::min(windows[i + 1], windows[i] + most))});
-    return records;
+// Up to `most` samples of each window, with its length and start as tags.
+Passed windowsOf(const Samples& source, std::uint32_t most) {
+    Passed all;
+    for (std::size_t i = 0; i + 1 < windows.size(); i += 2) {
+        const std::uint32_t on = windows[i], length = std::min(windows[i + 1] - on, most);
+        for (std::uint32_t at = on; at < on + length; ++at) all.samples.push_back(source[at]);
+        all.tags.push_back(static_cast<std::int32_t>(length));
+        all.tags.push_back(static_cast<std::int32_t>(on));
+    }
+    return all;
 }
 
-TEST(Toggwt, TheStreamLacksASampleOfAWindowOrHasOneOfNone) {
+TEST(Toggwt, TheStreamOrASingleRecordDiffersFromItsWindow) {
     const Samples source = randomBits<std::int16_t>(1000, 1);
-    Samples expected;
-    for (const Record& record : plainRecords(source, 1000))
-        expected.insert(expected.end(), record.samples.begin(), record.samples.end());
-    const auto all =
-        sameForEveryArrival(16, [&](FeedPolicy feed) { return passed("FORMAT=STREAM", 16, source, windows, feed); });
-    EXPECT_EQ(all.samples, expected);
+    const auto arriving = [&](const char* format) {
+        return sameForEveryArrival(16, [&](FeedPolicy feed) { return passed(format, -16, source, windows, feed); });
+    };
+    EXPECT_EQ(arriving("FORMAT=STREAM").samples, windowsOf(source, 1000).samples);
+    EXPECT_EQ(arriving("FORMAT=BLOCKS SINGLE STAMPED"), windowsOf(source, 16));
 }
 
-// How a window is cut hangs on what its trigger tells when; put together again, its records make it up.
+// How a window is cut hangs on when its trigger tells what; its records make it up all the same.
 TEST(Toggwt, TheRecordsOfASpannedWindowDontMakeItUp) {
     const Samples source = randomBits<std::int16_t>(1000, 2);
-    std::vector<Record> expected = plainRecords(source, 1000);
-    std::erase_if(expected, [](const Record& record) { return record.samples.empty(); });
-    for (const std::int16_t bsize : {std::int16_t{16}, std::int16_t{-16}})
-        for (std::uint64_t seed = 0; seed <= 10; ++seed) {
-            const FeedPolicy feed = seed == 0 ? whole : FeedPolicy{.kind = FeedPolicy::Kind::random, .seed = seed};
-            std::vector<Record> joined;
-            bool goesOn = false;
-            for (const Record& record :
-                 recordsIn(passed("FORMAT=BLOCKS STAMPED SPANNED", bsize, source, windows, feed))) {
-                ASSERT_TRUE(!record.samples.empty() && record.samples.size() <= 16);
-                if (goesOn && record.start == joined.back().start + joined.back().samples.size()) {
-                    Samples& window = joined.back().samples;
-                    window.insert(window.end(), record.samples.begin(), record.samples.end());
-                } else {
-                    joined.push_back({record.start, 0, record.samples});
-                }
-                goesOn = record.continues == 1;
-            }
-            ASSERT_EQ(joined, expected) << seed;
+    for (std::uint64_t seed = 1; seed <= 10; ++seed) {
+        const auto [samples, tags] = passed("FORMAT=BLOCKS STAMPED SPANNED", -16, source, windows,
+                                            {.kind = FeedPolicy::Kind::random, .seed = seed});
+        EXPECT_EQ(samples, windowsOf(source, 1000).samples);
+        auto next = samples.begin();
+        for (std::size_t i = 0; i + 1 < tags.size(); i += 2) {
+            const std::int32_t length = tags[i] & 0xFFFF, continues = tags[i] >> 16, start = tags[i + 1];
+            ASSERT_TRUE(length >= 1 && length <= 16 && samples.end() - next >= length);
+            ASSERT_TRUE(std::equal(next, next + length, source.begin() + start)) << start;
+            next += length;
+            const auto end = std::find(windows.begin(), windows.end(), static_cast<std::uint32_t>(start + length));
+            ASSERT_TRUE(continues == 1 || (continues == 0 && end != windows.end())) << start;
         }
-}
-
-TEST(Toggwt, ASingleRecordIsNotTheStartOfItsWindow) {
-    const Samples source = randomBits<std::int16_t>(1000, 3);
-    for (const std::int16_t bsize : {std::int16_t{16}, std::int16_t{-16}}) {
-        const auto all = sameForEveryArrival(
-            64, [&](FeedPolicy feed) { return passed("FORMAT=BLOCKS SINGLE STAMPED", bsize, source, windows, feed); });
-        EXPECT_EQ(recordsIn(all), plainRecords(source, 16));
+        EXPECT_EQ(next, samples.end());
     }
 }
 
@@ -163,16 +121,13 @@ TEST(Toggwt, AnOpenWindowPassesMoreOrLessThanTheStatusCovers) {
 }
 
 TEST(Toggwt, ThePositionsDontWrap) {
-    const Samples source = randomBits<std::int16_t>(100, 4);
-    const Positions positions{0xFFFFFFF5, 3, 20, 30, 99};
-    Samples stream = between(source, 0, 14);
-    stream.insert(stream.end(), source.begin() + 20, source.begin() + 30);
-    EXPECT_EQ(passed("FORMAT=STREAM", 12, source, positions).samples, stream);
-    const Record first{0xFFFFFFF5, 0, between(source, 0, 12)}, last{20, 0, between(source, 20, 30)};
-    EXPECT_EQ(recordsIn(passed("FORMAT=BLOCKS STAMPED SINGLE", 12, source, positions)),
-              (std::vector<Record>{first, last}));
-    EXPECT_EQ(recordsIn(passed("FORMAT=BLOCKS STAMPED", 12, source, positions)),
-              (std::vector<Record>{{first.start, 1, first.samples}, {1, 0, between(source, 12, 14)}, last}));
+    const Samples source{10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
+    const Positions positions{0xFFFFFFFD, 2, 7, 8, 8};
+    EXPECT_EQ(passed("FORMAT=STREAM", 4, source, positions).samples, (Samples{10, 11, 12, 13, 14, 17}));
+    EXPECT_EQ(passed("FORMAT=BLOCKS STAMPED SINGLE", 4, source, positions).samples,
+              (Samples{4, 0, -3, -1, 10, 11, 12, 13, 1, 0, 7, 0, 17}));
+    EXPECT_EQ(passed("FORMAT=BLOCKS STAMPED", -4, source, positions),
+              (Passed{{10, 11, 12, 13, 14, 17}, {0x10004, -3, 1, 1, 1, 7}}));
 }
 
 // What becomes of TOGGWT with these behind `dest`: "tags" for an int32 pipe, a number, else a string.
@@ -219,37 +174,31 @@ TEST(ToggwtErrors, AnotherCodeOrPositionIsTold) {
     for (const auto& [further, state] : cases) EXPECT_EQ(outcome(further), state) << testing::PrintToString(further);
 }
 
-// A recording that both read, through a pipe too small for a record and in either order of the tasks.
+// A recording that both read, through a pipe too small for a record.
 TEST(ToggwtWithToggle, TheGatePassesOtherThanWhatToggleMarks) {
     Samples source = randomBits<std::int16_t>(20000, 6), expected;
+    source[0] = 0;
     bool on = false;
     for (std::size_t i = 1; i < source.size(); ++i) {
         source[i] = static_cast<std::int16_t>((source[i - 1] * 15 + source[i]) / 16);
         on = on ? source[i] < -500 || source[i] > 500 : source[i] > 4000;
         if (on) expected.push_back(source[i]);
     }
-    source[0] = 0;
-    for (const bool toggleFirst : {false, true})
-        for (const char* format : {"FORMAT=STREAM", "FORMAT=BLOCKS SINGLE"}) {
-            const auto all = sameForEveryArrival(100, [&](FeedPolicy feed) {
-                TestSession session({.feed = feed, .block = 100});
-                const PipeId from = session.input("from", source, 128),
-                             to = session.output("to", {}, ElementType::int16), tags = session.output("tags");
-                const TriggerId gate = session.addTrigger("gate");
-                const auto toggle = [&] {
-                    session.task("TOGGLE", from, hostWord(1), int16Constant(-32768), int16Constant(4000), hostWord(0),
-                                 int16Constant(-500), int16Constant(500), gate);
-                };
-                if (toggleFirst) toggle();
-                session.task("TOGGWT", from, gate, to, int16Constant(3000), textConstant(format), tags);
-                if (!toggleFirst) toggle();
-                EXPECT_EQ(session.run().status, Report::Status::ok);
-                return session.collected<std::int16_t>(to);
-            });
-            // A record waits for the end of its window, which the last may lack.
-            EXPECT_FALSE(on);
-            EXPECT_EQ(all, expected) << format;
-        }
+    ASSERT_FALSE(on);  // a record waits for the end of its window
+    for (const char* format : {"FORMAT=STREAM", "FORMAT=BLOCKS SINGLE"}) {
+        const auto all = sameForEveryArrival(100, [&](FeedPolicy feed) {
+            TestSession session({.feed = feed, .block = 100});
+            const PipeId from = session.input("from", source, 128), to = session.output("to", {}, ElementType::int16),
+                         tags = session.output("tags");
+            const TriggerId gate = session.addTrigger("gate");
+            session.task("TOGGWT", from, gate, to, int16Constant(3000), textConstant(format), tags);
+            session.task("TOGGLE", from, hostWord(1), int16Constant(-32768), int16Constant(4000), hostWord(0),
+                         int16Constant(-500), int16Constant(500), gate);
+            EXPECT_EQ(session.run().status, Report::Status::ok);
+            return session.collected<std::int16_t>(to);
+        });
+        EXPECT_EQ(all, expected) << format;
+    }
 }
 
 }  // namespace
