@@ -19,8 +19,8 @@ struct Limits {
     bool leaveOut(std::int16_t x) const { return (x < low) | (x > high); }
 };
 
-// A bit for each of 16 samples, the first lowest: set for one outside the limits. There is an instruction for this, which no
-// compiler finds in a plain loop, and the search for a near match takes half the time with it.
+// A bit for each of 16 samples, the first lowest: set for one outside the limits. There is an instruction for this, which
+// compilers do not find in a plain loop, and the search for a near match takes half the time with it.
 std::uint32_t bitsOutside(const std::int16_t* samples, Limits limits) {
 #if defined(__SSE2__)
     const __m128i low = _mm_set1_epi16(limits.low), high = _mm_set1_epi16(limits.high);

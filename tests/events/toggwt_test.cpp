@@ -116,6 +116,8 @@ TEST(Toggwt, AnOpenWindowPassesMoreOrLessThanTheStatusCovers) {
     const Samples source{10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
     EXPECT_EQ(passed("FORMAT=STREAM", 4, source, {1, 4}).samples, (Samples{11, 12, 13, 14}));
     EXPECT_EQ(passed("FORMAT=BLOCKS SPANNED", 4, source, {1, 4}).samples, (Samples{2, 1, 11, 12}));
+    EXPECT_EQ(passed("FORMAT=BLOCKS SPANNED", 4, source, {1, 3}).samples, (Samples{1, 1, 11}));
+    EXPECT_EQ(passed("FORMAT=BLOCKS SPANNED", 4, source, {1, 2}).samples, Samples{});
     EXPECT_EQ(passed("FORMAT=BLOCKS SINGLE", 4, source, {1, 4}).samples, Samples{});
     EXPECT_EQ(passed("FORMAT=BLOCKS SINGLE", 4, source, {1, 5}).samples, (Samples{4, 0, 11, 12, 13, 14}));
 }
