@@ -73,9 +73,9 @@ void toggleCommand(benchmark::State& state) {
 
 COMMAND_LIMIT(toggle_quiet, 0.5, Signal::quiet, false);
 COMMAND_LIMIT(toggle_slow, 0.5, Signal::slow, false);
-COMMAND_LIMIT(toggle_fast, 3, Signal::fast, false);
+COMMAND_LIMIT(toggle_fast, 2, Signal::fast, false);
 COMMAND_LIMIT(toggwt_slow, 1, Signal::slow, true);
-COMMAND_LIMIT(toggwt_fast, 12, Signal::fast, true);
+COMMAND_LIMIT(toggwt_fast, 3, Signal::fast, true);
 
 #if defined(__x86_64__)
 
