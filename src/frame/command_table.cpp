@@ -52,6 +52,8 @@ const CommandEntry mainTable[] = {
     {"TFUNCTION1", tfunction1, &tfunction1Signature},
     {"TFUNCTION2", tfunction2, &tfunction2Signature},
     {"THERMO",     thermo,     &thermoSignature},
+    {"TOGGLE",     toggle,     &toggleSignature},
+    {"TOGGWT",     toggwt,     &toggwtSignature},
     {"VARIANCE",   variance,   &varianceSignature},
     {"COSINEWAVE", cosinewave, &cosinewaveSignature},
     {"SAWTOOTH",   sawtooth,   &cosinewaveSignature},
