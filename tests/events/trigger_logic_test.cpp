@@ -1,0 +1,140 @@
+// TAND, TOR and TCOLLATE against a search over the whole lists of events.
+
+#include <numeric>
+
+#include "tests/events/events_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers tand("TAND"), tor("TOR"), tcollate("TCOLLATE");
+
+std::vector<Counts> randomSources(std::uint64_t seed, std::size_t n, int spacing) {
+    std::vector<Counts> sources;
+    for (std::size_t i = 0; i < n; ++i) sources.push_back(randomEvents(seed * 100 + i, 1500, spacing));
+    return sources;
+}
+
+Counts unionOf(const std::vector<Counts>& sources) {
+    std::set<std::int64_t> all;
+    for (const Counts& events : sources) all.insert(events.begin(), events.end());
+    return {all.begin(), all.end()};
+}
+
+// Takes the first of each list where they are within `tol`, and drops those that are too early for the latest.
+Counts coincidences(std::vector<Counts> sources, std::int64_t tol) {
+    for (Counts& events : sources) std::reverse(events.begin(), events.end());
+    const auto nextIsEarlier = [](const Counts& a, const Counts& b) { return a.back() < b.back(); };
+    Counts found;
+    while (std::none_of(sources.begin(), sources.end(), [](const Counts& events) { return events.empty(); })) {
+        const auto [least, most] = std::minmax_element(sources.begin(), sources.end(), nextIsEarlier);
+        const std::int64_t latest = most->back();
+        const bool match = latest - least->back() <= tol;
+        if (match) found.push_back(least->back());
+        for (Counts& events : sources)
+            if (match || events.back() < latest - tol) events.pop_back();
+    }
+    return found;
+}
+
+Counts rotation(const std::vector<Counts>& sources) {
+    Counts found{-1};
+    for (std::size_t i = 0;; i = (i + 1) % sources.size()) {
+        const auto next = std::upper_bound(sources[i].begin(), sources[i].end(), found.back());
+        if (next == sources[i].end()) break;
+        found.push_back(*next);
+    }
+    found.erase(found.begin());
+    return found;
+}
+
+TEST(TriggerLogic, AnotherThanASearchOfTheListsFinds) {
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        const auto sources = randomSources(seed, 1 + seed % 4, seed % 2 == 0 ? 4 : 30);
+        expectFound("TOR", sources, unionOf);
+        for (const int tol : {0, 1, 5, 40})
+            expectFound("TAND", sources, [&](const auto& events) { return coincidences(events, tol); }, {},
+                        {int16Constant(static_cast<std::int16_t>(tol))});
+        if (sources.size() > 1) expectFound("TCOLLATE", sources, rotation);
+    }
+}
+
+TEST(TriggerLogic, TheGreatestNumberOfSourcesIsNotServed) {
+    std::vector<Counts> sources(64, Counts{7, 9, 30});
+    expectFound("TOR", sources, unionOf);
+    expectFound("TAND", sources, [](const auto& events) { return coincidences(events, 0); });
+    for (std::size_t i = 0; i < 16; ++i)
+        sources[i] = {static_cast<std::int64_t>(3 * i), 100 + static_cast<std::int64_t>(i)};
+    sources.resize(16);
+    expectFoundUntil(200, "TCOLLATE", sources, rotation);
+}
+
+struct Stand {
+    std::vector<TriggerRow> rows;
+    Stand(std::initializer_list<std::int64_t> events, std::int64_t status) : rows(rowsOf(events, status)) {}
+};
+
+struct LogicCase {
+    const char* command;
+    Stand first, second;
+    std::vector<std::int16_t> tol;
+    Outcome outcome;
+};
+
+// How far the status comes where the sources stand at different positions: as far as nothing more can be asserted.
+TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
+    constexpr std::uint32_t top = 0xFFFFFFFF;
+    const LogicCase cases[] = {
+        {"TOR", {{5}, 9}, {{5}, 7}, {}, {{5}, 7}},
+        {"TOR", {{}, 5}, {{5}, 5}, {}, {{5}, 5}},  // the first source has only come as far
+        {"TOR", {{5}, 5}, {{}, 5}, {}, {{5}, 5}},
+        {"TOR", {{}, 5}, {{6}, 6}, {}, {{}, 5}},
+        {"TOR", {{}, -1}, {{0}, 8}, {}, {{}, top}},
+        {"TOR", {{0}, 0}, {{}, -1}, {}, {{}, top}},
+        {"TOR", {{3, 3, 4}, 4}, {{3, 4, 4}, 9}, {}, {{3, 4}, 4}},
+        {"TAND", {{10}, 99}, {{11}, 99}, {}, {{}, 99}},
+        {"TAND", {{10}, 99}, {{11}, 99}, {0}, {{}, 99}},
+        {"TAND", {{10}, 99}, {{11}, 99}, {1}, {{10}, 99}},
+        {"TAND", {{10, 11}, 99}, {{11}, 99}, {}, {{11}, 99}},
+        {"TAND", {{10, 20}, 20}, {{15, 20}, 20}, {5}, {{10, 20}, 20}},
+        {"TAND", {{10, 20}, 20}, {{15, 20}, 20}, {4}, {{20}, 20}},
+        {"TAND", {{}, 4}, {{4}, 4}, {}, {{}, 3}},  // one short of the assertion held
+        {"TAND", {{}, 3}, {{4}, 4}, {}, {{}, 3}},
+        {"TAND", {{}, 4}, {{4}, 4}, {5}, {{}, 3}},
+        {"TAND", {{}, -1}, {{0}, 0}, {1}, {{}, top}},
+        {"TAND", {{}, 0}, {{0}, 0}, {1}, {{}, top}},
+        {"TAND", {{}, -1}, {{9}, 9}, {10}, {{}, top}},
+        {"TAND", {{}, 30}, {{4}, 4}, {5}, {{}, 4}},
+        {"TAND", {{}, 9}, {{4}, 20}, {5}, {{}, 3}},  // the status can stay within the tolerance
+        {"TAND", {{}, 10}, {{4}, 20}, {5}, {{}, 10}},
+        {"TAND", {{}, 7}, {{}, 9}, {5}, {{}, 7}},
+        {"TCOLLATE", {{5, 6}, 8}, {{7}, 9}, {}, {{5, 7}, 8}},
+        {"TCOLLATE", {{5}, 5}, {{5, 6}, 6}, {}, {{5, 6}, 6}},
+        {"TCOLLATE", {{}, 3}, {{1, 2, 9}, 9}, {}, {{}, 3}},
+        {"TCOLLATE", {{4}, 8}, {{1, 4}, 6}, {}, {{4}, 6}},
+    };
+    for (const LogicCase& c : cases) {
+        std::vector<TaskArgument> behind;
+        for (const std::int16_t tol : c.tol) behind.push_back(int16Constant(tol));
+        const Outcome outcome = wholeOutcome(c.command, {c.first.rows, c.second.rows}, {}, behind);
+        const auto number = &c - cases;
+        EXPECT_EQ(outcome.events, c.outcome.events) << c.command << " case " << number;
+        EXPECT_EQ(outcome.status, c.outcome.status) << c.command << " case " << number;
+    }
+}
+
+TEST(TriggerLogic, ABacklogIsNotDrainedInOneTurn) {
+    for (const auto& [command, made] : {std::pair{"TOR", "20"}, {"TAND", "10"}, {"TCOLLATE", "20"}}) {
+        TestSession session;
+        const TriggerId a = session.addTrigger("a"), b = session.addTrigger("b"), result = session.addTrigger("result");
+        const bool together = std::string(command) == "TAND";
+        session.script("write:2 10( assertafter:2,2 ) vouchafter:2,9", a);
+        session.script(together ? "write:2 10( assertafter:2,2 )" : "write:2 vouchafter:2,1 10( assertafter:2,2 )", b);
+        session.task(command, a, b, result);
+        session.script("read:2 ?events:2", result);
+        EXPECT_EQ(session.run().console, Lines{made}) << command;
+    }
+}
+
+}  // namespace
+}  // namespace libzepl
