@@ -40,6 +40,8 @@ const CommandEntry mainTable[] = {
     {"THERMO",     thermo,     &thermoSignature},
     {"TAND",       tand,       &tandSignature},
     {"TGEN",       tgen,       &tgenSignature},
+    {"TOGGLE",     toggle,     &toggleSignature},
+    {"TOGGWT",     toggwt,     &toggwtSignature},
     {"TOR",        tor,        &tcollateSignature},
     {"TRIGRECV",   trigrecv,   &trigrecvSignature},
     {"TRIGSCALE",  trigscale,  &trigscaleSignature},

@@ -17,12 +17,12 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS",       "ALARM",      "AVERAGE",    "BAVERAGE", "BINTEGRATE", "BOUND",    "CANGLE",
-                         "CMAG",      "DECIBEL",    "DELTA",      "FINDMAX",  "FREQUENCY",  "HIGH",     "INTERP",
-                         "INTEGRATE", "LOW",        "MTSFILT",    "NTH",      "OFFSET",     "PCASSERT", "POLAR",
-                         "RANGE",     "RAVERAGE",   "RMS",        "RSUM",     "SCALE",      "SQRT",     "STDDEV",
-                         "TCOLLATE",  "TFUNCTION1", "TFUNCTION2", "THERMO",   "TAND",       "TGEN",     "TOR",
-                         "TRIGRECV",  "TRIGSCALE",  "TRIGSEND",   "TSTAMP",   "VARIANCE"};
+const Lines mainCommands{"ABS",       "ALARM",      "AVERAGE",    "BAVERAGE",  "BINTEGRATE", "BOUND",    "CANGLE",
+                         "CMAG",      "DECIBEL",    "DELTA",      "FINDMAX",   "FREQUENCY",  "HIGH",     "INTERP",
+                         "INTEGRATE", "LOW",        "MTSFILT",    "NTH",       "OFFSET",     "PCASSERT", "POLAR",
+                         "RANGE",     "RAVERAGE",   "RMS",        "RSUM",      "SCALE",      "SQRT",     "STDDEV",
+                         "TCOLLATE",  "TFUNCTION1", "TFUNCTION2", "THERMO",    "TAND",       "TGEN",     "TOGGLE",
+                         "TOGGWT",    "TOR",        "TRIGRECV",   "TRIGSCALE", "TRIGSEND",   "TSTAMP",   "VARIANCE"};
 const Lines transformCommands{};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 

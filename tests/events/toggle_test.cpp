@@ -1,0 +1,181 @@
+// TOGGLE against a plain walk over the whole streams, however they arrive.
+
+#include "tests/support/arrivals.h"
+#include "tests/support/covered.h"
+#include "tests/support/samples.h"
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("TOGGLE");
+
+using Samples = std::vector<std::int16_t>;
+using Positions = std::vector<std::uint32_t>;
+
+struct Region {
+    std::int32_t word;
+    std::int16_t low, high;
+};
+
+bool meets(const Region& region, std::int16_t x) {
+    if (region.word == 0) return region.low <= x && x <= region.high;
+    return region.word == 1 && (x > region.high || x < region.low);
+}
+
+struct Setting {
+    Region on, off;
+    bool twoStreams = false;
+    std::uint32_t skip = 0;  // property 3 of the trigger; it comes out of the on stream alone
+    std::uint32_t block = 256;
+};
+
+Positions plainly(const Setting& s, const Samples& on, const Samples& off) {
+    Positions positions;
+    bool isOn = false;
+    for (std::size_t i = s.skip; i < on.size(); ++i) {
+        const std::int16_t x = !isOn ? on[i] : s.twoStreams ? off[i - s.skip] : on[i];
+        if (!meets(isOn ? s.off : s.on, x)) continue;
+        positions.push_back(static_cast<std::uint32_t>(i));
+        isOn = !isOn;
+    }
+    return positions;
+}
+
+// The assertions, and the final status behind them.
+Positions toggled(const Setting& s, const Samples& on, const Samples& off, FeedPolicy feed = {}) {
+    TestSession session({.feed = feed, .block = s.block});
+    const PipeId first = session.input("on", on);
+    const TriggerId dest = session.addTrigger("dest");
+    session.collect(dest);
+    session.setTriggerProperty(dest, 3, s.skip);
+    const auto task = [&](const auto&... offData) {
+        session.task("TOGGLE", first, hostWord(s.on.word), int16Constant(s.on.low), int16Constant(s.on.high),
+                     offData..., hostWord(s.off.word), int16Constant(s.off.low), int16Constant(s.off.high), dest);
+    };
+    if (s.twoStreams)
+        task(session.input("off", off));
+    else
+        task();
+    const Report report = session.run();
+    Positions events = session.collectedEvents(dest);
+    events.push_back(report.triggers.at(0).status);
+    return events;
+}
+
+// Every sample is accounted for, so the status ends at the last.
+void expectPlain(const Setting& s, const Samples& on, const Samples& off) {
+    Positions expected = plainly(s, on, off);
+    expected.push_back(static_cast<std::uint32_t>(on.size()) - 1);
+    const auto have = sameForEveryArrival(
+        s.block, [&](FeedPolicy feed) { return toggled(s, on, off, feed); }, 4);
+    EXPECT_EQ(have, expected) << s.on.word << s.off.word << (s.twoStreams ? " two" : " one");
+}
+
+Samples slowNoise(std::size_t n, std::uint64_t seed) {
+    Samples samples = randomBits<std::int16_t>(n, seed);
+    for (std::size_t i = 1; i < n; ++i) samples[i] = static_cast<std::int16_t>((samples[i - 1] * 15 + samples[i]) / 16);
+    return samples;
+}
+
+TEST(Toggle, AnAssertionIsMissedOrStandsElsewhere) {
+    const Samples noise = randomBits<std::int16_t>(3000, 1), slow = slowNoise(3000, 2), other = slowNoise(3000, 3);
+    for (const bool two : {false, true})
+        for (const auto& [on, off] : {std::pair<Region, Region>{{1, -3000, 3000}, {0, -500, 500}},
+                                      {{0, 0, 32767}, {0, -32768, -1}},
+                                      {{0, 5, 5}, {1, 5, 4}},
+                                      {{1, -32768, 32767}, {0, 0, 0}},
+                                      {{0, 100, -100}, {0, 0, 0}},
+                                      {{1, 100, -100}, {1, 32767, -32768}},
+                                      {{1, -10, 10}, {2, -32768, 32767}},
+                                      {{-1, -32768, 32767}, {0, 0, 9}}}) {
+            expectPlain({on, off, two}, noise, slow);
+            expectPlain({on, off, two}, slow, other);
+        }
+}
+
+TEST(Toggle, AMatchAtSomeDistanceFromTheLastIsPassedOver) {
+    Samples samples;  // the sign changes after 1, 2, 3, ... samples
+    for (std::size_t run = 1; run < 300; ++run)
+        samples.insert(samples.end(), run, static_cast<std::int16_t>(run % 2 == 0 ? 32767 : -32768));
+    expectPlain({{0, 32767, 32767}, {0, -32768, -32768}}, samples, {});
+    expectPlain({{1, -32768, 32766}, {1, -32767, 32767}, true}, samples, samples);
+}
+
+TEST(Toggle, AnEdgeOfAConditionIsOnItsOtherSide) {
+    EXPECT_EQ(toggled({{0, 1, 3}, {1, 1, 3}}, {1, 3, 2, 0, 4, 3}, {}), (Positions{0, 3, 5, 5}));
+    EXPECT_EQ(toggled({{1, -9, 9}, {0, -2, 2}}, {0, 10, 50, 5, 12, 2, 9, -10}, {}), (Positions{1, 5, 7, 7}));
+    EXPECT_EQ(toggled({{0, 1, 1}, {0, 0, 0}}, {1, 0, 1, 0, 1}, {}), (Positions{0, 1, 2, 3, 4, 4}));
+}
+
+TEST(Toggle, SkippedSamplesAreTestedOrTakenFromTheOffStream) {
+    const Samples on = slowNoise(10000, 4);
+    for (const std::uint32_t skip : {1U, 4095U, 4096U, 4097U, 9000U})
+        for (const bool two : {false, true})
+            expectPlain({{1, -2000, 2000}, {0, -300, 300}, two, skip}, on, slowNoise(10000 - skip, 5));
+}
+
+// With two streams the samples up to a match are counted in 16 bits. A count that so becomes negative moves the other
+// stream back, to samples that stand before it in memory: here to those that end the on block.
+TEST(Toggle, AMatchPast32767SamplesOfABlockIsCountedOtherwise) {
+    Samples on(40000, 0);
+    on.back() = 100;
+    Setting s{{0, 100, 100}, {0, 100, 100}, false, 0, 40000};
+    EXPECT_EQ(toggled(s, on, {}), (Positions{39999, 39999}));
+    s.twoStreams = true;
+    EXPECT_EQ(toggled(s, on, Samples(40000, 0)), (Positions{0xFFFFFFFF - 25536, 25535, 25535}));
+}
+
+// TOGGLE waits inside its block when 4096 assertions are unread; the script then stops it by a limit.
+TEST(Toggle, ALimitChangedWhileItWaitsIsNotSeenAtOnce) {
+    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}, .block = 8192});
+    const std::int16_t top = 9;
+    const PipeId source = session.input("source", Samples(8192, 5));
+    const VariableId limit = session.addVariable("limit", ElementType::int16, &top);
+    const TriggerId dest = session.addTrigger("dest");
+    session.task("TOGGLE", source, hostWord(0), int16Constant(1), limit, hostWord(0), int16Constant(1), limit, dest);
+    session.script("read:2 3( switch ) ?events:2 store:3,0 *( event:2 )", dest, limit);
+    const Report report = session.run();
+    EXPECT_EQ(report.console, Lines{"4096"});
+    EXPECT_EQ(report.triggers.at(0).asserted, 4097U);
+    EXPECT_EQ(report.triggers.at(0).status, 8191U);
+}
+
+// One letter for each parameter: p pipe, w word, 1 number, t trigger.
+std::string outcome(const std::string& kinds, std::uint32_t mode = 0, std::uint32_t property = 0) {
+    TestSession session;
+    TaskSettings task{.command = "TOGGLE"};
+    for (const char kind : kinds) {
+        const std::string name = "p" + std::to_string(task.arguments.size());
+        if (kind == 'w') task.arguments.push_back(hostWord(0));
+        if (kind == '1') task.arguments.push_back(int16Constant(1));
+        if (kind == 'p') task.arguments.push_back(session.use(session.pipe(name, {}, ElementType::int16)));
+        if (kind != 't') continue;
+        const TriggerId dest = session.addTrigger(name);
+        session.setTriggerMode(dest, mode);
+        session.setTriggerProperty(dest, 1, property);
+        task.arguments.push_back(session.use(dest));
+    }
+    session.addTask(std::move(task));
+    return statesOf(session.run()).at(0);
+}
+
+TEST(ToggleErrors, AnotherCodeOrPositionIsTold) {
+    const std::pair<const char*, const char*> cases[] = {{"pw11w11t", "waiting"},
+                                                         {"pw11pw11t", "waiting"},
+                                                         {"pw11pw11", "error code 8 at 9"},
+                                                         {"pw11p111", "error code 8 at 9"},
+                                                         {"pw11ww11", "error code 10 at 6"},
+                                                         {"pw11w111", "error code 10 at 8"},
+                                                         {"pw11ww1tt", "error code 9 at 9"},
+                                                         {"pw11p11tt", "error code 10 at 6"},
+                                                         {"pw11w11", "refused at 8"},
+                                                         {"pw11pw1tt", "error code 10 at 8"}};
+    for (const auto& [kinds, state] : cases) EXPECT_EQ(outcome(kinds), state) << kinds;
+    EXPECT_EQ(outcome("pw11w11t", 2), "error code 7 at 8");
+    EXPECT_EQ(outcome("pw11pw11t", 0, 1), "error code 7 at 9");
+    EXPECT_EQ(outcome("pw11w11t", 1), "waiting");
+}
+
+}  // namespace
+}  // namespace libzepl
