@@ -136,5 +136,69 @@ TEST(TriggerLogic, ABacklogIsNotDrainedInOneTurn) {
     }
 }
 
+// A signal that wanders over its limits.
+std::vector<std::int16_t> wander(std::uint64_t seed) {
+    std::mt19937_64 random(seed);
+    std::vector<std::int16_t> samples(20000);
+    for (int level = 0; std::int16_t & x : samples) {
+        level += static_cast<int>(random() % 41) - 20 - level / 64;
+        x = static_cast<std::int16_t>(level);
+    }
+    return samples;
+}
+
+// Leaves of -60 to 60, and returns to -20 to 20.
+Counts excursions(const std::vector<std::int16_t>& samples) {
+    Counts found;
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if (found.size() % 2 == 0 ? std::abs(samples[i]) > 60 : std::abs(samples[i]) <= 20)
+            found.push_back(static_cast<std::int64_t>(i));
+    return found;
+}
+
+// Two signals toggle triggers that are combined in every way, sent over a pipe, and counted, beside an alarm with a reset.
+TEST(TriggerLogic, TheCommandsDoNotWorkTogether) {
+    const std::vector<std::vector<std::int16_t>> signals{wander(1), wander(2)};
+    const std::vector<Counts> events{excursions(signals[0]), excursions(signals[1])};
+    ASSERT_GT(events[0].size(), 200U);
+    sameForEveryArrival(1024, [&](FeedPolicy feed) {
+        TestSession session({.feed = feed});
+        std::vector<TriggerId> toggles, results;
+        for (const auto& signal : signals) {
+            toggles.push_back(session.addTrigger("toggle " + std::to_string(toggles.size())));
+            const PipeId pipe = session.input("signal " + std::to_string(toggles.size()), signal);
+            session.task("TOGGLE", pipe, hostWord(1), int16Constant(-60), int16Constant(60), hostWord(0),
+                         int16Constant(-20), int16Constant(20), toggles.back());
+            if (toggles.size() == 1)
+                session.task("ALARM", pipe, hostWord(1), int16Constant(-60), int16Constant(60), int16Constant(0),
+                             int16Constant(300));
+        }
+        for (const char* name : {"and", "or", "collated", "received"}) {
+            results.push_back(session.addTrigger(name));
+            session.collect(results.back());
+        }
+        session.task("TAND", toggles[0], toggles[1], results[0], int16Constant(25));
+        session.task("TOR", toggles[0], toggles[1], results[1]);
+        session.task("TCOLLATE", toggles[0], toggles[1], results[2]);
+        const PipeId words = session.pipe("words", 16), counts = session.output("counts"),
+                     stamps = session.output("stamps");
+        session.task("TRIGSEND", results[1], int16Constant(100), words);
+        session.task("TRIGRECV", words, results[3]);
+        session.task("FREQUENCY", results[3], int16Constant(1000), counts);
+        session.task("TSTAMP", results[0], stamps);
+        const Report report = session.run();
+        EXPECT_EQ(session.collectedEvents(results[0]), wrapped(coincidences(events, 25)));
+        EXPECT_EQ(session.collectedEvents(results[1]), wrapped(unionOf(events)));
+        EXPECT_EQ(session.collectedEvents(results[2]), wrapped(rotation(events)));
+        EXPECT_EQ(session.collectedEvents(results[3]), wrapped(unionOf(events)));
+        std::vector<std::int32_t> windows = session.collected<std::int32_t>(counts);
+        EXPECT_GE(windows.size(), 19U);
+        EXPECT_GE(report.digital.size(), 3U);
+        for (std::size_t i = 0; i < report.digital.size(); ++i) EXPECT_EQ(report.digital[i].value, i % 2);
+        windows.resize(19);
+        return std::pair(windows, session.collected<std::int32_t>(stamps));
+    });
+}
+
 }  // namespace
 }  // namespace libzepl
