@@ -15,43 +15,42 @@ namespace {
 constexpr std::int32_t maxSources = 16;
 
 struct Collation {
-    TriggerSource src[maxSources];
-    std::int32_t n;      // sources
-    TriggerHandle dest;  // the assertions in rotation
-    std::uint32_t last = beforeFirstSample;
+    TriggerSources<maxSources> sources;
+    std::uint32_t last = beforeFirstSample;  // the last position sent
 };
 
 // Nothing up to `v` can pass any more: drops what is held before it, and vouches for the rest.
-void bringUp(Collation& c, std::uint32_t v) {
-    for (std::int32_t j = 0; j < c.n; ++j) {
-        if (isBefore(c.src[j].pos, v))
-            c.src[j].read();
+void bringUp(TriggerSources<maxSources>& sources, std::uint32_t v) {
+    for (std::int32_t j = 0; j < sources.n; ++j) {
+        if (isBefore(sources.pos[j], v))
+            sources.read(j);
         else
-            zepl::trigger_set_status(c.src[j].trigger, v);
+            zepl::trigger_set_status(sources.src[j], v);
     }
 }
 
-// Waits until the source holds an assertion later than the last one sent.
-void findUsable(Collation& c, TriggerSource& src) {
+// Waits until source `i` holds an assertion later than the last one sent.
+void findUsable(Collation& c, std::int32_t i) {
+    auto& [sources, last] = c;
     for (;;) {
-        if (src.held == 0) src.read();
-        while (src.held != 0 && !isBefore(c.last, src.pos)) src.read();
-        if (src.held != 0) return;
-        const std::uint32_t v = src.pos;
-        if (isBefore(c.last, v)) bringUp(c, v);
-        zepl::trigger_set_status(c.dest, v);
+        if (sources.held[i] == 0) sources.read(i);
+        while (sources.held[i] != 0 && !isBefore(last, sources.pos[i])) sources.read(i);
+        if (sources.held[i] != 0) return;
+        const std::uint32_t v = sources.pos[i];
+        if (isBefore(last, v)) bringUp(sources, v);
+        zepl::trigger_set_status(sources.dest, v);
         zepl::task_switch();
     }
 }
 
 [[noreturn]] void rotate(Collation& c) {
-    for (std::int32_t i = 0;; i = i + 1 < c.n ? i + 1 : 0) {
-        TriggerSource& src = c.src[i];
-        findUsable(c, src);
-        c.last = src.pos;
-        zepl::trigger_set_status(src.trigger, c.last);
-        zepl::trigger_put(c.dest, c.last);
-        src.read();
+    auto& [sources, last] = c;
+    for (std::int32_t i = 0;; i = i + 1 < sources.n ? i + 1 : 0) {
+        findUsable(c, i);
+        last = sources.pos[i];
+        zepl::trigger_set_status(sources.src[i], last);
+        zepl::trigger_put(sources.dest, last);
+        sources.read(i);
     }
 }
 
@@ -64,8 +63,7 @@ std::uint32_t tcollate(ParamList list) {
         zepl::param_process(list, &count, 3, maxSources + 1, triggerKind, triggerKind, triggerKind, triggerKind,
                             triggerKind, triggerKind, triggerKind, triggerKind, triggerKind, triggerKind, triggerKind,
                             triggerKind, triggerKind, triggerKind, triggerKind, triggerKind, triggerKind);
-    collation.n = count - 1;
-    collation.dest = openCombined(params, count, collation.src);
+    collation.sources.open(params, count);
     rotate(collation);
 }
 

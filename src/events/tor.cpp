@@ -1,5 +1,7 @@
 // TOR asserts wherever one of its sources does, in order of position; assertions at the same position become one.
 
+#include <algorithm>
+
 #include "events/trigger_source.h"
 #include "frame/commands.h"
 #include "host/parameters.h"
@@ -11,51 +13,48 @@ namespace {
 
 constexpr std::int32_t maxSources = 64;
 
-// The source whose position is next.
-struct Nearest {
-    std::int32_t best = 0;
-    std::uint32_t minD = 0xFFFFFFFF;  // its distance from the last position sent
-    bool assertAtMin = false;         // it holds an assertion
-};
+using Sources = TriggerSources<maxSources>;
 
-// The first of equally near sources, but one with an assertion before those that have only come as far: with these taken,
-// the assertion would be found again and again and never be used up.
-Nearest findNearest(TriggerSource* src, std::int32_t n, std::uint32_t last) {
-    Nearest nearest;
-    for (std::int32_t i = 0; i < n; ++i) {
-        if (src[i].held == 0) src[i].read();
-        const bool held = src[i].held != 0;
-        const std::uint32_t d = src[i].pos - last;
-        if (d < nearest.minD || (d == nearest.minD && held && !nearest.assertAtMin))
-            nearest = {.best = i, .minD = d, .assertAtMin = held};
-    }
-    return nearest;
+// The least distance of a source from the last position sent.
+std::uint32_t leastDistance(const Sources& sources, std::uint32_t last) {
+    std::uint32_t minD = 0xFFFFFFFF;
+    for (std::int32_t i = 0; i < sources.n; ++i) minD = std::min(minD, sources.pos[i] - last);
+    return minD;
 }
 
-[[noreturn]] void passAll(TriggerSource* src, std::int32_t n, TriggerHandle dest) {
+// The first source at the position that holds an assertion; `n` where none does. One that has only come as far does not
+// stand in its way: with that one taken, the assertion would be found again and again and never be used up.
+std::int32_t firstHeldAt(const Sources& sources, std::uint32_t position) {
+    std::int32_t i = 0;
+    while (i < sources.n && (sources.pos[i] != position || sources.held[i] == 0)) ++i;
+    return i;
+}
+
+[[noreturn]] void passAll(Sources& sources) {
     std::uint32_t last = beforeFirstSample;
     for (;;) {
-        const auto [best, minD, assertAtMin] = findNearest(src, n, last);
-        if (assertAtMin) src[best].held = 0;
-        if (minD != 0) {
-            last += minD;
-            if (assertAtMin)
-                zepl::trigger_put(dest, last);
-            else
-                zepl::trigger_set_status(dest, last);
+        sources.readWhereNoneIsHeld();
+        const std::uint32_t minD = leastDistance(sources, last);
+        last += minD;
+        const std::int32_t best = firstHeldAt(sources, last);
+        if (best < sources.n) {
+            sources.held[best] = 0;
+            if (minD != 0) zepl::trigger_put(sources.dest, last);
+        } else {
+            if (minD != 0) zepl::trigger_set_status(sources.dest, last);
+            zepl::task_switch();
         }
-        if (!assertAtMin) zepl::task_switch();
     }
 }
 
 }  // namespace
 
 std::uint32_t tor(ParamList list) {
-    TriggerSource src[maxSources];
+    Sources sources;
     std::int32_t count;
     const Slot* params = zepl::param_process(list, &count, 2, maxSources + 1, beginRepeat, triggerKind, endRepeat);
-    const TriggerHandle dest = openCombined(params, count, src);
-    passAll(src, count - 1, dest);
+    sources.open(params, count);
+    passAll(sources);
 }
 
 }  // namespace zcmds

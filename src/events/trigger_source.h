@@ -23,25 +23,35 @@ inline void openIfGiven(TriggerHandle trigger, zepl::OpenMode mode) {
     if (trigger != TriggerHandle{}) zepl::trigger_open(trigger, mode);
 }
 
-// One of the triggers that a command combines.
-struct TriggerSource {
-    TriggerHandle trigger{};
-    std::uint32_t pos = beforeFirstSample;  // the last position read, of an assertion or a status
-    std::int32_t held = 0;                  // not 0 where `pos` is an assertion not yet used up
+// The triggers that a command combines, and the one that it makes of them.
+template <std::int32_t capacity>
+struct TriggerSources {
+    std::int32_t n;               // sources
+    TriggerHandle src[capacity];  // their handles
+    std::uint32_t pos[capacity];  // the last position read from each, of an assertion or a status
+    std::int32_t held[capacity];  // not 0 where `pos` is an assertion not yet used up
+    TriggerHandle dest;
 
-    // Reads the next assertion, or the status where there is none. Never waits.
-    void read() { pos = zepl::trigger_get_immediate(trigger, &held); }
-};
-
-// Opens the trigger at position `last` for writing and returns it; then those before it for reading, into `src`.
-inline TriggerHandle openCombined(const Slot* params, std::int32_t last, TriggerSource* src) {
-    const auto dest = handleIn<TriggerHandle>(params[last]);
-    zepl::trigger_open(dest, zepl::OpenMode::write);
-    for (std::int32_t i = 0; i < last - 1; ++i) {
-        src[i].trigger = handleIn<TriggerHandle>(params[i + 1]);
-        zepl::trigger_open(src[i].trigger, zepl::OpenMode::read);
+    // Opens `dest`, at position `last` of the list, and then the sources before it.
+    void open(const Slot* params, std::int32_t last) {
+        n = last - 1;
+        dest = handleIn<TriggerHandle>(params[last]);
+        zepl::trigger_open(dest, zepl::OpenMode::write);
+        for (std::int32_t i = 0; i < n; ++i) {
+            src[i] = handleIn<TriggerHandle>(params[i + 1]);
+            pos[i] = beforeFirstSample;
+            held[i] = 0;
+            zepl::trigger_open(src[i], zepl::OpenMode::read);
+        }
     }
-    return dest;
-}
+
+    // Reads the next assertion of a source, or its status where there is none. Never waits.
+    void read(std::int32_t i) { pos[i] = zepl::trigger_get_immediate(src[i], &held[i]); }
+
+    void readWhereNoneIsHeld() {
+        for (std::int32_t i = 0; i < n; ++i)
+            if (held[i] == 0) read(i);
+    }
+};
 
 }  // namespace zcmds
