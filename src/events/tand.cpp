@@ -104,7 +104,6 @@ std::uint32_t tand(ParamList list) {
     }
     for (std::int32_t i = 1; i <= last; ++i)
         if (zepl::param_type(list, i) != triggerKind) zepl::param_error_msg(ParamError::typeMismatch, i);
-    if (last < 2) zepl::param_error_msg(ParamError::missing, 2);  // a tolerance behind the one trigger
     if (last > maxSources + 1) zepl::param_error_msg(ParamError::tooMany, last);
     tand.tol = static_cast<std::uint32_t>(tol);
     tand.sources.open(params, last);

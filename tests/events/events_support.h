@@ -55,6 +55,41 @@ inline std::vector<TriggerRow> rowsOf(const Counts& events, std::int64_t end) {
     return rows;
 }
 
+// Adds the task of a call such as "TAND $ $ 25": its arguments are the ones given (where a `$` stands), int16 constants, or
+// constants of other types (`5l` int32, `5f` float, `5d` double), words of the host's (`@1`), and new triggers (t), pipes
+// (s l f d) and variables (v int16, w int32).
+inline void addCall(TestSession& session, const std::string& call, const std::vector<TaskArgument>& given = {}) {
+    std::istringstream words(call);
+    TaskSettings task;
+    words >> task.command;
+    const std::int64_t zero = 0;
+    auto next = given.begin();
+    for (std::string word; words >> word;) {
+        const std::string name = "p" + std::to_string(task.arguments.size());
+        const auto letter = std::string("slfd").find(word.back());
+        const ElementType type = letter < 4 ? allElementTypes[letter] : ElementType::int16;
+        const bool isNumber = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
+        const double value = isNumber ? std::stod(word) : 0;
+        task.arguments.push_back(word == "$"      ? *next++
+                                 : word == "t"    ? session.use(session.addTrigger(name))
+                                 : word == "v"    ? session.use(session.addVariable(name, ElementType::int16, &zero))
+                                 : word == "w"    ? session.use(session.addVariable(name, ElementType::int32, &zero))
+                                 : word[0] == '@' ? hostWord(std::stoi(word.substr(1)))
+                                 : !isNumber      ? session.use(session.pipe(name, {}, type))
+                                 : type == ElementType::int16   ? int16Constant(static_cast<std::int16_t>(value))
+                                 : type == ElementType::int32   ? int32Constant(static_cast<std::int32_t>(value))
+                                 : type == ElementType::float32 ? floatConstant(static_cast<float>(value))
+                                                                : doubleConstant(value));
+    }
+    session.addTask(std::move(task));
+}
+
+inline std::string repeated(const std::string& word, std::size_t times) {
+    std::string words;
+    for (std::size_t i = 0; i < times; ++i) words += " " + word;
+    return words;
+}
+
 // What became of a trigger.
 struct Outcome {
     Positions events;
@@ -62,89 +97,61 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
-// Runs `command (sources..., between..., result, behind...)`.
-inline Outcome outcomeOf(const std::string& command, const std::vector<std::vector<TriggerRow>>& sources,
-                         FeedPolicy feed, const std::vector<TaskArgument>& between = {},
-                         const std::vector<TaskArgument>& behind = {}) {
-    TestSession session({.feed = feed});
-    TaskSettings task{.command = command};
-    for (const auto& rows : sources) {
-        const TriggerId source = session.addTrigger("source " + std::to_string(task.arguments.size()));
+using Rows = std::vector<TriggerRow>;
+constexpr FeedPolicy whole{.kind = FeedPolicy::Kind::whole};
+
+inline std::vector<TaskArgument> addSources(TestSession& session, const std::vector<Rows>& sources) {
+    std::vector<TaskArgument> arguments;
+    for (const Rows& rows : sources) {
+        const TriggerId source = session.addTrigger("source " + std::to_string(arguments.size()));
         session.setInput(source, rows);
-        task.arguments.push_back(session.use(source));
+        arguments.push_back(session.use(source));
     }
+    return arguments;
+}
+
+// Runs a call whose first `$` are the sources; the last is the result.
+inline Outcome outcomeOf(const std::string& call, const std::vector<Rows>& sources, FeedPolicy feed = whole) {
+    TestSession session({.feed = feed});
+    std::vector<TaskArgument> given = addSources(session, sources);
     const TriggerId result = session.addTrigger("result");
     session.collect(result);
-    task.arguments.insert(task.arguments.end(), between.begin(), between.end());
-    task.arguments.push_back(session.use(result));
-    task.arguments.insert(task.arguments.end(), behind.begin(), behind.end());
-    session.addTask(std::move(task));
+    given.push_back(session.use(result));
+    addCall(session, call, given);
     const Report report = session.run();
-    EXPECT_EQ(report.status, Report::Status::ok);
+    EXPECT_EQ(report.status, Report::Status::ok) << call;
     return {session.collectedEvents(result), report.triggers.back().status};
 }
 
-inline Outcome wholeOutcome(const std::string& command, const std::vector<std::vector<TriggerRow>>& sources,
-                            const std::vector<TaskArgument>& between = {},
-                            const std::vector<TaskArgument>& behind = {}) {
-    return outcomeOf(command, sources, {.kind = FeedPolicy::Kind::whole}, between, behind);
+// The same for a result in a pipe.
+template <class Element>
+std::vector<Element> writtenBy(const std::string& call, const Rows& source, FeedPolicy feed = whole) {
+    TestSession session({.feed = feed});
+    std::vector<TaskArgument> given = addSources(session, {source});
+    const PipeId result = session.output("result", {}, elementTypeOf<Element>());
+    given.push_back(session.use(result));
+    addCall(session, call, given);
+    EXPECT_EQ(session.run().status, Report::Status::ok) << call;
+    return session.collected<Element>(result);
 }
 
 // Runs it with lists of events that arrive in every way; `search` gives the events expected of it.
 template <class Search>
-void expectFoundUntil(std::int64_t end, const std::string& command, const std::vector<Counts>& sources, Search search,
-                      const std::vector<TaskArgument>& between = {}, const std::vector<TaskArgument>& behind = {}) {
-    std::vector<std::vector<TriggerRow>> rows;
+void expectFoundUntil(std::int64_t end, const std::string& call, const std::vector<Counts>& sources, Search search) {
+    std::vector<Rows> rows;
     for (const Counts& events : sources) rows.push_back(rowsOf(events, end));
-    const Outcome outcome =
-        sameForEveryArrival(16, [&](FeedPolicy feed) { return outcomeOf(command, rows, feed, between, behind); });
-    EXPECT_EQ(outcome.events, wrapped(search(sources))) << command << " until " << end;
-    EXPECT_EQ(outcome.status, static_cast<std::uint32_t>(end)) << command << " until " << end;
+    const Outcome outcome = sameForEveryArrival(16, [&](FeedPolicy feed) { return outcomeOf(call, rows, feed); });
+    EXPECT_EQ(outcome.events, wrapped(search(sources))) << call << " until " << end;
+    EXPECT_EQ(outcome.status, static_cast<std::uint32_t>(end)) << call << " until " << end;
 }
 
 // The same for events before 1500, and then for them around the wrap.
 template <class Search>
-void expectFound(const std::string& command, const std::vector<Counts>& sources, Search search,
-                 const std::vector<TaskArgument>& between = {}, const std::vector<TaskArgument>& behind = {}) {
-    expectFoundUntil(2000, command, sources, search, between, behind);
+void expectFound(const std::string& call, const std::vector<Counts>& sources, Search search) {
+    expectFoundUntil(2000, call, sources, search);
     std::vector<Counts> moved;
     for (const Counts& events : sources) moved.push_back(aroundTheWrap(events));
-    expectFoundUntil(wrapCount + 1500, command, moved, search, between, behind);
-}
-
-// The state of a task with these parameters: t a trigger, s l f d a pipe, v w an int16 or int32 variable, `in` the host's
-// word, `5` an int16, `5l` `5f` `5d` constants of other types.
-inline std::string stateWith(const std::string& command, const std::string& parameters) {
-    TestSession session({.setUpOnly = true});
-    TaskSettings task{.command = command};
-    std::istringstream words(parameters);
-    const std::int64_t zero = 0;
-    int number = 0;
-    for (std::string word; words >> word;) {
-        const std::string name = "p" + std::to_string(++number);
-        const auto letter = std::string("slfd").find(word.back());
-        const auto type = letter < 4 ? allElementTypes[letter] : ElementType::int16;
-        const bool isNumber = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
-        const double value = isNumber ? std::stod(word) : 0;
-        TaskArgument argument;
-        if (isNumber)
-            argument = type == ElementType::int16     ? int16Constant(static_cast<std::int16_t>(value))
-                       : type == ElementType::int32   ? int32Constant(static_cast<std::int32_t>(value))
-                       : type == ElementType::float32 ? floatConstant(static_cast<float>(value))
-                                                      : doubleConstant(value);
-        else if (word == "t")
-            argument = session.use(session.addTrigger(name));
-        else if (word == "in")
-            argument = hostWord(0);
-        else if (word == "v" || word == "w")
-            argument =
-                session.use(session.addVariable(name, word == "v" ? ElementType::int16 : ElementType::int32, &zero));
-        else
-            argument = session.use(session.pipe(name, {}, type));
-        task.arguments.push_back(argument);
-    }
-    session.addTask(std::move(task));
-    return statesOf(session.run())[0];
+    expectFoundUntil(wrapCount + 1500, call, moved, search);
 }
 
 }  // namespace libzepl

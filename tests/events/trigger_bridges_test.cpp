@@ -8,24 +8,7 @@ namespace {
 
 const Covers frequency("FREQUENCY"), tstamp("TSTAMP"), trigsend("TRIGSEND"), trigrecv("TRIGRECV"), pcassert("PCASSERT");
 
-// What `command (source, between..., result)` writes.
-template <class Element>
-std::vector<Element> writtenBy(const std::string& command, const std::vector<TriggerRow>& rows, FeedPolicy feed,
-                               const std::vector<TaskArgument>& between = {}) {
-    TestSession session({.feed = feed});
-    const TriggerId source = session.addTrigger("source");
-    session.setInput(source, rows);
-    const PipeId result = session.output("result", {}, elementTypeOf<Element>());
-    TaskSettings task{.command = command, .arguments = {session.use(source)}};
-    task.arguments.insert(task.arguments.end(), between.begin(), between.end());
-    task.arguments.push_back(session.use(result));
-    session.addTask(std::move(task));
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<Element>(result);
-}
-
 using Words = std::vector<std::int32_t>;
-constexpr FeedPolicy whole{.kind = FeedPolicy::Kind::whole};
 
 TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
     const auto countWindows = [](const Counts& events, std::int64_t end, std::int64_t blocksize) {
@@ -41,7 +24,8 @@ TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
     const Counts moved = aroundTheWrap(events);
     const auto expectCounted = [&](const Counts& given, std::int64_t end, std::int32_t blocksize) {
         const Words counts = sameForEveryArrival(16, [&](FeedPolicy feed) {
-            return writtenBy<std::int32_t>("FREQUENCY", rowsOf(given, end), feed, {int32Constant(blocksize)});
+            return writtenBy<std::int32_t>("FREQUENCY $ " + std::to_string(blocksize) + "l $", rowsOf(given, end),
+                                           feed);
         });
         EXPECT_EQ(counts, countWindows(given, end, blocksize)) << blocksize;
     };
@@ -52,7 +36,7 @@ TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
 
 TEST(Frequency, TheEdgeOfAWindowOrTheWidthIsWrong) {
     const auto counts = [](const Counts& events, std::int64_t end) {
-        return writtenBy<std::int16_t>("FREQUENCY", rowsOf(events, end), whole, {int16Constant(10)});
+        return writtenBy<std::int16_t>("FREQUENCY $ 10 $", rowsOf(events, end));
     };
     using Narrow = std::vector<std::int16_t>;
     EXPECT_EQ(counts({0, 9}, 9), Narrow({2}));
@@ -65,94 +49,58 @@ TEST(Frequency, TheEdgeOfAWindowOrTheWidthIsWrong) {
 
 TEST(TStamp, APositionIsLostOrNarrowedOtherwise) {
     const Counts events = aroundTheWrap(randomEvents(4, 1500, 2));
-    const Words stamps = sameForEveryArrival(
-        64, [&](FeedPolicy feed) { return writtenBy<std::int32_t>("TSTAMP", rowsOf(events, wrapCount + 2000), feed); });
+    const Words stamps = sameForEveryArrival(64, [&](FeedPolicy feed) {
+        return writtenBy<std::int32_t>("TSTAMP $ $", rowsOf(events, wrapCount + 2000), feed);
+    });
     EXPECT_EQ(bitsOf(stamps), bitsOf(wrapped(events)));
-    EXPECT_EQ(writtenBy<std::int16_t>("TSTAMP", rowsOf({7, 40000, 65537}, 65537), whole),
+    EXPECT_EQ(writtenBy<std::int16_t>("TSTAMP $ $", rowsOf({7, 40000, 65537}, 65537)),
               std::vector<std::int16_t>({7, static_cast<std::int16_t>(40000 - 65536), 1}));
-}
-
-// Notes how many elements come in each round, in which the command runs once.
-class CountingSink : public Sink {
- public:
-    explicit CountingSink(std::vector<std::size_t>& counts) : counts_(counts) {}
-    void write(const void*, std::size_t count) override { counts_.push_back(count); }
-    void finish() override {}
-
- private:
-    std::vector<std::size_t>& counts_;
-};
-
-TEST(TriggerBridges, ABurstIsOfAnotherLength) {
-    for (const auto& [command, counts] : {std::pair{"TSTAMP", std::vector<std::size_t>{64, 64, 22}},
-                                          {"TRIGSEND", std::vector<std::size_t>{32, 32, 32, 32, 22}}}) {
-        std::vector<std::size_t> found;
-        TestSession session({.feed = whole});
-        const TriggerId source = session.addTrigger("source");
-        session.setInput(source, std::vector<TriggerRow>(150, {true, 9}));
-        const PipeId result = session.pipe("result");
-        session.setOutput(result, std::make_unique<CountingSink>(found));
-        session.task(command, source, result);
-        session.run();
-        EXPECT_EQ(found, counts) << command;
-    }
 }
 
 TEST(TrigSend, AnotherWordIsSent) {
     const auto status = [](std::uint32_t distance) { return static_cast<std::int32_t>(0x80000000u + distance); };
     const struct {
+        const char* call;
         Counts events;
         std::int64_t end;
-        std::vector<TaskArgument> updates;
         Words words;
     } cases[] = {
-        {{4}, 7, {int16Constant(1)}, {5, status(3)}},
-        {{}, 6, {int16Constant(8)}, {}},
-        {{}, 7, {int16Constant(8)}, {status(8)}},
-        {{0}, 8, {int16Constant(8)}, {1, status(8)}},
-        {{0}, 7, {int16Constant(8)}, {1}},
-        {{0, 0, 5, 6}, 6, {}, {1, 0, 5, 1}},
-        {{}, 16382, {}, {}},
-        {{}, 16383, {}, {status(16384)}},
-        {{10}, 16393, {}, {11}},
-        {{10}, 16394, {}, {11, status(16384)}},
-        {{}, 16777214, {int32Constant(16777216)}, {}},
-        {{}, 16777215, {int32Constant(16777216)}, {status(16777216)}},
+        {"TRIGSEND $ 1 $", {4}, 7, {5, status(3)}},
+        {"TRIGSEND $ 8 $", {}, 6, {}},
+        {"TRIGSEND $ 8 $", {0}, 8, {1, status(8)}},
+        {"TRIGSEND $ 8 $", {0}, 7, {1}},
+        {"TRIGSEND $ $", {0, 0, 5, 6}, 6, {1, 0, 5, 1}},
+        {"TRIGSEND $ $", {}, 16382, {}},
+        {"TRIGSEND $ $", {}, 16383, {status(16384)}},
+        {"TRIGSEND $ $", {10}, 16393, {11}},
+        {"TRIGSEND $ $", {10}, 16394, {11, status(16384)}},
+        {"TRIGSEND $ 16777216l $", {}, 16777214, {}},
+        {"TRIGSEND $ 16777216l $", {}, 16777215, {status(16777216)}},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(writtenBy<std::int32_t>("TRIGSEND", rowsOf(c.events, c.end), whole, c.updates), c.words)
-            << "until " << c.end;
+        EXPECT_EQ(writtenBy<std::int32_t>(c.call, rowsOf(c.events, c.end)), c.words) << c.call << " until " << c.end;
 }
 
 TEST(TrigSend, TheStreamIsNotTheSameOnEveryPipeOrIsReadBackAsAnotherTrigger) {
     const Counts events = aroundTheWrap(randomEvents(6, 1500, 5));
-    const std::vector<TriggerRow> rows = rowsOf(events, wrapCount + 1500);
-    for (const std::size_t pipes : {std::size_t{1}, std::size_t{32}}) {
-        sameForEveryArrival(
-            16,
-            [&](FeedPolicy feed) {
-                TestSession session({.feed = feed});
-                const TriggerId source = session.addTrigger("source");
-                session.setInput(source, rows);
-                TaskSettings send{.command = "TRIGSEND", .arguments = {session.use(source), int16Constant(1)}};
-                std::vector<TriggerId> received;
-                for (std::size_t i = 0; i < pipes; ++i) {
-                    const PipeId words = session.pipe("words " + std::to_string(i), 8);
-                    received.push_back(session.addTrigger("received " + std::to_string(i)));
-                    session.collect(received[i]);
-                    send.arguments.push_back(session.use(words));
-                    session.task("TRIGRECV", words, received[i]);
-                }
-                session.addTask(std::move(send));
-                const Report report = session.run();
-                for (std::size_t i = 0; i < pipes; ++i) {
-                    EXPECT_EQ(session.collectedEvents(received[i]), wrapped(events));
-                    EXPECT_EQ(report.triggers[i + 1].status, 1500U);
-                }
-                return 0;
-            },
-            2);
-    }
+    sameForEveryArrival(16, [&](FeedPolicy feed) {
+        TestSession session({.feed = feed});
+        std::vector<TaskArgument> send = addSources(session, {rowsOf(events, wrapCount + 1500)});
+        std::vector<TriggerId> received;
+        for (int i = 0; i < 32; ++i) {
+            send.push_back(session.use(session.pipe("words", 8)));
+            received.push_back(session.addTrigger("received"));
+            session.collect(received.back());
+            addCall(session, "TRIGRECV $ $", {send.back(), session.use(received.back())});
+        }
+        addCall(session, "TRIGSEND $ 1" + repeated("$", 32), send);
+        const Report report = session.run();
+        for (const std::size_t i : {0, 1, 31}) {
+            EXPECT_EQ(session.collectedEvents(received[i]), wrapped(events));
+            EXPECT_EQ(report.triggers[i + 1].status, 1500U);
+        }
+        return 0;
+    });
 }
 
 TEST(TrigRecv, AWordIsReadOtherwise) {
@@ -201,29 +149,23 @@ TEST(PcAssert, ARequestByAPipeIsLostOrServedTwice) {
     EXPECT_EQ(requests.run(requests.session.use(asked)), (Outcome{{10, 20, 30}, 100}));
 }
 
-// The count of frames by the clock, `period` units each, where it starts at `start`.
-std::uint32_t countedFrames(std::map<std::uint32_t, std::uint32_t> info, std::uint32_t start,
-                            std::vector<TaskArgument> ratediv) {
+// The count of frames by the clock, where that starts at `start`.
+std::uint32_t countedFrames(std::map<std::uint32_t, std::uint32_t> info, std::uint32_t start, const char* call) {
     TestSession session({.feed = {.piece = 7}, .info = std::move(info), .startTime = start});
-    const std::int16_t zero = 0;
     session.script("read:2 *( get:2 )", session.input("frames", countUp(1000)));
-    const TriggerId event = session.addTrigger("event");
-    TaskSettings task{.command = "PCASSERT"};
-    task.arguments = {session.use(session.addVariable("flag", ElementType::int16, &zero)), session.use(event)};
-    task.arguments.insert(task.arguments.end(), ratediv.begin(), ratediv.end());
-    session.addTask(std::move(task));
+    addCall(session, call);
     return session.run().triggers[0].status;
 }
 
 TEST(PcAssert, FramesAreCountedOtherwise) {
-    EXPECT_EQ(countedFrames({}, 0, {}), 1000U);
-    EXPECT_EQ(countedFrames({}, 0, {int16Constant(3)}), 333U);
-    EXPECT_EQ(countedFrames({}, 5000, {}), 1005U);
-    EXPECT_EQ(countedFrames({{14, 2}}, 0, {int16Constant(-15536)}), 10U);  // 50000
-    EXPECT_EQ(countedFrames({{15, 0}}, 0, {}), 0xFFFFFFFF);                // the clock never runs
+    EXPECT_EQ(countedFrames({}, 0, "PCASSERT v t"), 1000U);
+    EXPECT_EQ(countedFrames({}, 0, "PCASSERT w t 3"), 333U);
+    EXPECT_EQ(countedFrames({}, 5000, "PCASSERT v t"), 1005U);
+    EXPECT_EQ(countedFrames({{14, 2}}, 0, "PCASSERT v t -15536"), 10U);  // 50000
+    EXPECT_EQ(countedFrames({{15, 0}}, 0, "PCASSERT v t"), 0xFFFFFFFF);  // the clock never runs
     constexpr std::uint32_t nearWrap = 0xFFFFFFFF - 99999;
-    EXPECT_EQ(countedFrames({}, nearWrap, {}), (nearWrap + 1000000ull) / 1000);
-    EXPECT_EQ(countedFrames({{14, 1}}, nearWrap, {}), 900000U);
+    EXPECT_EQ(countedFrames({}, nearWrap, "PCASSERT v t"), (nearWrap + 1000000ull) / 1000);
+    EXPECT_EQ(countedFrames({{14, 1}}, nearWrap, "PCASSERT v t"), 900000U);
 }
 
 }  // namespace

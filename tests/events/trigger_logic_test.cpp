@@ -51,88 +51,65 @@ Counts rotation(const std::vector<Counts>& sources) {
 TEST(TriggerLogic, AnotherThanASearchOfTheListsFinds) {
     for (std::uint64_t seed = 1; seed <= 6; ++seed) {
         const auto sources = randomSources(seed, 1 + seed % 4, seed % 2 == 0 ? 4 : 30);
-        expectFound("TOR", sources, unionOf);
+        const std::string all = repeated("$", sources.size() + 1);
+        expectFound("TOR" + all, sources, unionOf);
         for (const int tol : {0, 1, 5, 40})
-            expectFound("TAND", sources, [&](const auto& events) { return coincidences(events, tol); }, {},
-                        {int16Constant(static_cast<std::int16_t>(tol))});
-        if (sources.size() > 1) expectFound("TCOLLATE", sources, rotation);
+            expectFound("TAND" + all + " " + std::to_string(tol), sources,
+                        [&](const auto& events) { return coincidences(events, tol); });
+        if (sources.size() > 1) expectFound("TCOLLATE" + all, sources, rotation);
     }
 }
 
 TEST(TriggerLogic, TheGreatestNumberOfSourcesIsNotServed) {
     std::vector<Counts> sources(64, Counts{7, 9, 30});
-    expectFound("TOR", sources, unionOf);
-    expectFound("TAND", sources, [](const auto& events) { return coincidences(events, 0); });
-    for (std::size_t i = 0; i < 16; ++i)
-        sources[i] = {static_cast<std::int64_t>(3 * i), 100 + static_cast<std::int64_t>(i)};
+    expectFound("TOR" + repeated("$", 65), sources, unionOf);
+    expectFound("TAND" + repeated("$", 65), sources, [](const auto& events) { return coincidences(events, 0); });
     sources.resize(16);
-    expectFoundUntil(200, "TCOLLATE", sources, rotation);
+    for (std::int64_t i = 0; i < 16; ++i) sources[static_cast<std::size_t>(i)] = {3 * i, 100 + i};
+    expectFoundUntil(200, "TCOLLATE" + repeated("$", 17), sources, rotation);
 }
-
-struct Stand {
-    std::vector<TriggerRow> rows;
-    Stand(std::initializer_list<std::int64_t> events, std::int64_t status) : rows(rowsOf(events, status)) {}
-};
-
-struct LogicCase {
-    const char* command;
-    Stand first, second;
-    std::vector<std::int16_t> tol;
-    Outcome outcome;
-};
 
 // How far the status comes where the sources stand at different positions: as far as nothing more can be asserted.
 TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
     constexpr std::uint32_t top = 0xFFFFFFFF;
-    const LogicCase cases[] = {
-        {"TOR", {{5}, 9}, {{5}, 7}, {}, {{5}, 7}},
-        {"TOR", {{}, 5}, {{5}, 5}, {}, {{5}, 5}},  // the first source has only come as far
-        {"TOR", {{5}, 5}, {{}, 5}, {}, {{5}, 5}},
-        {"TOR", {{}, 5}, {{6}, 6}, {}, {{}, 5}},
-        {"TOR", {{}, -1}, {{0}, 8}, {}, {{}, top}},
-        {"TOR", {{0}, 0}, {{}, -1}, {}, {{}, top}},
-        {"TOR", {{3, 3, 4}, 4}, {{3, 4, 4}, 9}, {}, {{3, 4}, 4}},
-        {"TAND", {{10}, 99}, {{11}, 99}, {}, {{}, 99}},
-        {"TAND", {{10}, 99}, {{11}, 99}, {0}, {{}, 99}},
-        {"TAND", {{10}, 99}, {{11}, 99}, {1}, {{10}, 99}},
-        {"TAND", {{10, 11}, 99}, {{11}, 99}, {}, {{11}, 99}},
-        {"TAND", {{10, 20}, 20}, {{15, 20}, 20}, {5}, {{10, 20}, 20}},
-        {"TAND", {{10, 20}, 20}, {{15, 20}, 20}, {4}, {{20}, 20}},
-        {"TAND", {{}, 4}, {{4}, 4}, {}, {{}, 3}},  // one short of the assertion held
-        {"TAND", {{}, 3}, {{4}, 4}, {}, {{}, 3}},
-        {"TAND", {{}, 4}, {{4}, 4}, {5}, {{}, 3}},
-        {"TAND", {{}, -1}, {{0}, 0}, {1}, {{}, top}},
-        {"TAND", {{}, 0}, {{0}, 0}, {1}, {{}, top}},
-        {"TAND", {{}, -1}, {{9}, 9}, {10}, {{}, top}},
-        {"TAND", {{}, 30}, {{4}, 4}, {5}, {{}, 4}},
-        {"TAND", {{}, 9}, {{4}, 20}, {5}, {{}, 3}},  // the status can stay within the tolerance
-        {"TAND", {{}, 10}, {{4}, 20}, {5}, {{}, 10}},
-        {"TAND", {{}, 7}, {{}, 9}, {5}, {{}, 7}},
-        {"TCOLLATE", {{5, 6}, 8}, {{7}, 9}, {}, {{5, 7}, 8}},
-        {"TCOLLATE", {{5}, 5}, {{5, 6}, 6}, {}, {{5, 6}, 6}},
-        {"TCOLLATE", {{}, 3}, {{1, 2, 9}, 9}, {}, {{}, 3}},
-        {"TCOLLATE", {{4}, 8}, {{1, 4}, 6}, {}, {{4}, 6}},
+    const struct {
+        const char* call;
+        Counts first;
+        std::int64_t firstStatus;
+        Counts second;
+        std::int64_t secondStatus;
+        Outcome outcome;
+    } cases[] = {
+        // clang-format off
+        {"TOR $ $ $", {5}, 9, {5}, 7, {{5}, 7}},
+        {"TOR $ $ $", {}, 5, {5}, 5, {{5}, 5}},  // the first source has only come as far
+        {"TOR $ $ $", {5}, 5, {}, 5, {{5}, 5}},
+        {"TOR $ $ $", {}, 5, {6}, 6, {{}, 5}},
+        {"TOR $ $ $", {0}, 0, {}, -1, {{}, top}},
+        {"TOR $ $ $", {3, 3, 4}, 4, {3, 4, 4}, 9, {{3, 4}, 4}},
+        {"TAND $ $ $", {10}, 99, {11}, 99, {{}, 99}},
+        {"TAND $ $ $ 1", {10}, 99, {11}, 99, {{10}, 99}},
+        {"TAND $ $ $", {10, 11}, 99, {11}, 99, {{11}, 99}},
+        {"TAND $ $ $ 5", {10, 20}, 20, {15, 20}, 20, {{10, 20}, 20}},
+        {"TAND $ $ $ 4", {10, 20}, 20, {15, 20}, 20, {{20}, 20}},
+        {"TAND $ $ $", {}, 4, {4}, 4, {{}, 3}},  // one short of the assertion held
+        {"TAND $ $ $ 5", {}, 4, {4}, 4, {{}, 3}},
+        {"TAND $ $ $", {}, 3, {4}, 4, {{}, 3}},
+        {"TAND $ $ $ 1", {}, 0, {0}, 0, {{}, top}},
+        {"TAND $ $ $ 10", {}, -1, {9}, 9, {{}, top}},
+        {"TAND $ $ $ 5", {}, 9, {4}, 20, {{}, 3}},  // the status can stay within the tolerance
+        {"TAND $ $ $ 5", {}, 10, {4}, 20, {{}, 10}},
+        {"TAND $ $ $ 5", {}, 7, {}, 9, {{}, 7}},
+        {"TCOLLATE $ $ $", {5, 6}, 8, {7}, 9, {{5, 7}, 8}},
+        {"TCOLLATE $ $ $", {5}, 5, {5, 6}, 6, {{5, 6}, 6}},
+        {"TCOLLATE $ $ $", {}, 3, {1, 2, 9}, 9, {{}, 3}},
+        {"TCOLLATE $ $ $", {4}, 8, {1, 4}, 6, {{4}, 6}},
+        // clang-format on
     };
-    for (const LogicCase& c : cases) {
-        std::vector<TaskArgument> behind;
-        for (const std::int16_t tol : c.tol) behind.push_back(int16Constant(tol));
-        const Outcome outcome = wholeOutcome(c.command, {c.first.rows, c.second.rows}, {}, behind);
-        const auto number = &c - cases;
-        EXPECT_EQ(outcome.events, c.outcome.events) << c.command << " case " << number;
-        EXPECT_EQ(outcome.status, c.outcome.status) << c.command << " case " << number;
-    }
-}
-
-TEST(TriggerLogic, ABacklogIsNotDrainedInOneTurn) {
-    for (const auto& [command, made] : {std::pair{"TOR", "20"}, {"TAND", "10"}, {"TCOLLATE", "20"}}) {
-        TestSession session;
-        const TriggerId a = session.addTrigger("a"), b = session.addTrigger("b"), result = session.addTrigger("result");
-        const bool together = std::string(command) == "TAND";
-        session.script("write:2 10( assertafter:2,2 ) vouchafter:2,9", a);
-        session.script(together ? "write:2 10( assertafter:2,2 )" : "write:2 vouchafter:2,1 10( assertafter:2,2 )", b);
-        session.task(command, a, b, result);
-        session.script("read:2 ?events:2", result);
-        EXPECT_EQ(session.run().console, Lines{made}) << command;
+    for (const auto& c : cases) {
+        const Outcome outcome = outcomeOf(c.call, {rowsOf(c.first, c.firstStatus), rowsOf(c.second, c.secondStatus)});
+        EXPECT_EQ(outcome.events, c.outcome.events) << "case " << &c - cases << ", " << c.call;
+        EXPECT_EQ(outcome.status, c.outcome.status) << "case " << &c - cases << ", " << c.call;
     }
 }
 
@@ -167,11 +144,8 @@ TEST(TriggerLogic, TheCommandsDoNotWorkTogether) {
         for (const auto& signal : signals) {
             toggles.push_back(session.addTrigger("toggle " + std::to_string(toggles.size())));
             const PipeId pipe = session.input("signal " + std::to_string(toggles.size()), signal);
-            session.task("TOGGLE", pipe, hostWord(1), int16Constant(-60), int16Constant(60), hostWord(0),
-                         int16Constant(-20), int16Constant(20), toggles.back());
-            if (toggles.size() == 1)
-                session.task("ALARM", pipe, hostWord(1), int16Constant(-60), int16Constant(60), int16Constant(0),
-                             int16Constant(300));
+            addCall(session, "TOGGLE $ @1 -60 60 @0 -20 20 $", {session.use(pipe), session.use(toggles.back())});
+            if (toggles.size() == 1) addCall(session, "ALARM $ @1 -60 60 0 300", {session.use(pipe)});
         }
         for (const char* name : {"and", "or", "collated", "received"}) {
             results.push_back(session.addTrigger(name));

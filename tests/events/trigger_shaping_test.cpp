@@ -16,50 +16,36 @@ TEST(Nth, AnotherThanEveryNthAssertionPasses) {
                 if ((i + 1) % static_cast<std::size_t>(decim) == 0) kept.push_back(sources[0][i]);
             return kept;
         };
-        const TaskArgument given =
-            decim > 32767 ? int32Constant(decim) : int16Constant(static_cast<std::int16_t>(decim));
+        const std::string call = "NTH $ " + std::to_string(decim) + (decim > 32767 ? "l $" : " $");
         // A burst between two outputs must not pass half of the count, or its status would not be ahead of the last.
         if (decim <= 2)
-            expectFound("NTH", {events}, everyNth, {given});
+            expectFound(call, {events}, everyNth);
         else
-            expectFoundUntil(2000, "NTH", {events}, everyNth, {given});
+            expectFoundUntil(2000, call, {events}, everyNth);
     }
 }
 
-Positions generated(const TaskArgument& period, std::uint64_t limit) {
-    TestSession session;
-    const TriggerId result = session.addTrigger("result");
-    session.collect(result, limit);
-    session.task("TGEN", period, result);
-    session.run();
-    Positions events = session.collectedEvents(result);
-    events.resize(limit);
-    return events;
-}
-
 TEST(TGen, AssertionsStandElsewhereThanAtTheEndsOfThePeriods) {
-    EXPECT_EQ(generated(int16Constant(1), 5), Positions({0, 1, 2, 3, 4}));
-    EXPECT_EQ(generated(int16Constant(250), 3), Positions({249, 499, 749}));
-    EXPECT_EQ(generated(int32Constant(0x60000000), 4), Positions({0x5FFFFFFF, 0xBFFFFFFF, 0x1FFFFFFF, 0x7FFFFFFF}));
-}
-
-TEST(TGen, ABatchHasOtherThan64) {
-    TestSession session;
-    const TriggerId result = session.addTrigger("result");
-    session.task("TGEN", int16Constant(1), result);
-    session.script("read:2 ?events:2 switch ?events:2 read:2 62( switch ) ?events:2 5( switch ) ?events:2 exit:0",
-                   result);
-    EXPECT_EQ(session.run().console, Lines({"64", "128", "4096", "4096"}));
+    for (const auto& [period, expected] :
+         {std::pair{"1", Positions{0, 1, 2, 3}},
+          {"250", Positions{249, 499, 749, 999}},
+          {"1610612736l", Positions{0x5FFFFFFF, 0xBFFFFFFF, 0x1FFFFFFF, 0x7FFFFFFF}}}) {
+        TestSession session;
+        const TriggerId result = session.addTrigger("result");
+        session.collect(result, 4);
+        addCall(session, std::string("TGEN ") + period + " $", {session.use(result)});
+        session.run();
+        EXPECT_EQ(session.collectedEvents(result), expected) << period;
+    }
 }
 
 struct Scaling {
     int offset, mul, div;
 };
 
-std::vector<TaskArgument> argumentsOf(const Scaling& by) {
-    return {by.offset == static_cast<std::int16_t>(by.offset) ? int16Constant(static_cast<std::int16_t>(by.offset))
-                                                              : int32Constant(by.offset),
-            int16Constant(static_cast<std::int16_t>(by.mul)), int16Constant(static_cast<std::int16_t>(by.div))};
+std::string callOf(const Scaling& by) {
+    return "TRIGSCALE $ " + std::to_string(by.offset) + "l " + std::to_string(by.mul) + " " + std::to_string(by.div) +
+           " $";
 }
 
 // Positions count from 0 again after the wrap, also for the division, so it has to be told of it.
@@ -76,56 +62,72 @@ Outcome scaled(const Counts& events, std::int64_t end, const Scaling& by) {
 }
 
 TEST(TrigScale, AnotherThanThePlainFormulaMaps) {
-    const Counts events = randomEvents(8, 1500, 4);
+    const Counts events = randomEvents(8, 1500, 4), moved = aroundTheWrap(events);
     for (const Scaling& by : {Scaling{0, 1, 1}, {-10, 1, 1}, {40000, 1, 1}, {0, 3, 2}, {7, 32767, 1}, {-701, 5, 2}})
-        EXPECT_EQ(sameForEveryArrival(16,
-                                      [&](FeedPolicy feed) {
-                                          return outcomeOf("TRIGSCALE", {rowsOf(events, 2000)}, feed, argumentsOf(by));
-                                      }),
+        EXPECT_EQ(sameForEveryArrival(
+                      16, [&](FeedPolicy feed) { return outcomeOf(callOf(by), {rowsOf(events, 2000)}, feed); }),
                   scaled(events, 2000, by))
-            << by.offset << " " << by.mul << " " << by.div;
+            << callOf(by);
+    // With a greater divisor a status between two assertions can change what passes.
     for (const Scaling& by : {Scaling{0, 1, 32767}, {-1000, 7, 3}, {2000000000, 32767, 32766}})
-        EXPECT_EQ(wholeOutcome("TRIGSCALE", {rowsOf(events, 2000)}, argumentsOf(by)).events,
-                  scaled(events, 2000, by).events);
-}
-
-TEST(TrigScale, TheWrapIsMappedOtherwise) {
-    const Counts events = aroundTheWrap(randomEvents(8, 1500, 4));
+        EXPECT_EQ(outcomeOf(callOf(by), {rowsOf(events, 2000)}).events, scaled(events, 2000, by).events) << callOf(by);
     for (const Scaling& by : {Scaling{0, 1, 1}, {-10, 1, 1}, {100, 3, 1}, {600, 1, 2}, {1000000000, 32767, 32766}})
-        EXPECT_EQ(wholeOutcome("TRIGSCALE", {rowsOf(events, wrapCount + 1500)}, argumentsOf(by)).events,
-                  scaled(events, wrapCount + 1500, by).events)
-            << by.offset << " " << by.mul << " " << by.div;
+        EXPECT_EQ(outcomeOf(callOf(by), {rowsOf(moved, wrapCount + 1500)}).events,
+                  scaled(moved, wrapCount + 1500, by).events)
+            << callOf(by);
 }
 
 // A status is mapped to the last sample that is wholly done, which can lie before the one of an assertion already sent; as
 // the last position sent it then lets an assertion through that maps to the same once more.
 TEST(TrigScale, TheLastPositionSentIsNotSharedWithTheStatus) {
-    const std::vector<TriggerRow> rows{{true, 3}, {true, 4}, {false, 4}, {true, 5}, {false, 10}, {true, 11}};
-    EXPECT_EQ(outcomeOf("TRIGSCALE", {rows}, {.piece = 1}, argumentsOf({0, 1, 3})), (Outcome{{1, 3}, 3}));
-    const std::vector<TriggerRow> behind{{true, 3}, {false, 4}, {true, 5}, {false, 10}};
-    EXPECT_EQ(outcomeOf("TRIGSCALE", {behind}, {.piece = 1}, argumentsOf({0, 1, 3})), (Outcome{{1, 1}, 2}));
-}
-
-// What the status of `command`'s result is, turn by turn, while its source's moves on by 1 in each.
-Lines statusesOf(const std::string& command, const std::vector<TaskArgument>& between, std::size_t sources = 1) {
-    TestSession session;
-    const TriggerId source = session.addTrigger("source"), result = session.addTrigger("result");
-    session.script("write:2 vouchafter:2,1 12( vouchafter:2,1 switch ) exit:0", source);
-    TaskSettings task{.command = command, .arguments = std::vector(sources, session.use(source))};
-    task.arguments.insert(task.arguments.end(), between.begin(), between.end());
-    task.arguments.push_back(session.use(result));
-    session.addTask(std::move(task));
-    session.script("read:2 4( switch ) 6( ?status:2 switch ) exit:0", result);
-    return session.run().console;
+    const Rows beside{{true, 3}, {true, 4}, {false, 4}, {true, 5}, {false, 10}},
+        behind{{true, 3}, {false, 4}, {true, 5}};
+    EXPECT_EQ(outcomeOf("TRIGSCALE $ 0 1 3 $", {beside}, {.piece = 1}), (Outcome{{1}, 2}));
+    EXPECT_EQ(outcomeOf("TRIGSCALE $ 0 1 3 $", {behind}, {.piece = 1}), (Outcome{{1, 1}, 1}));
 }
 
 TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
     const Lines eachTurn{"5", "6", "7", "8", "9", "10"};
-    EXPECT_EQ(statusesOf("NTH", {int16Constant(3)}), eachTurn);
-    EXPECT_EQ(statusesOf("TOR", {}, 2), eachTurn);
-    EXPECT_EQ(statusesOf("TAND", {}, 2), eachTurn);
-    EXPECT_EQ(statusesOf("TCOLLATE", {}, 2), eachTurn);
-    EXPECT_EQ(statusesOf("TRIGSCALE", argumentsOf({100, 1, 1})), Lines({"105", "105", "107", "107", "109", "109"}));
+    for (const auto& [call, statuses] : {std::pair{"NTH $ 3 $", eachTurn},
+                                         {"TOR $ $ $", eachTurn},
+                                         {"TAND $ $ $", eachTurn},
+                                         {"TCOLLATE $ $ $", eachTurn},
+                                         {"TRIGSCALE $ 100 1 1 $", Lines{"105", "105", "107", "107", "109", "109"}}}) {
+        TestSession session;
+        const TriggerId source = session.addTrigger("source"), result = session.addTrigger("result");
+        session.script("write:2 vouchafter:2,1 12( vouchafter:2,1 switch ) exit:0", source);
+        std::vector given(std::string(call).find("$ $ $") != std::string::npos ? 2 : 1, session.use(source));
+        given.push_back(session.use(result));
+        addCall(session, call, given);
+        session.script("read:2 4( switch ) 6( ?status:2 switch ) exit:0", result);
+        EXPECT_EQ(session.run().console, statuses) << call;
+    }
+}
+
+// What a command makes in its first turn of 200 events that wait on each of its sources.
+TEST(TriggerShaping, ATurnTakesAnotherNumberOfEvents) {
+    const struct {
+        const char *call, *made, *look;
+    } cases[] = {{"TOR $ $ $", "400", "read:2 ?events:2"},           {"TAND $ $ $ 1", "200", "read:2 ?events:2"},
+                 {"TCOLLATE $ $ $", "400", "read:2 ?events:2"},      {"TSTAMP $ $", "64", "read:2 ?num:2"},
+                 {"TRIGSEND $ $", "32", "read:2 switch ?num:2"},     {"NTH $ 3 $", "66", "read:2 ?events:2"},
+                 {"TRIGSCALE $ 0 1 1 $", "200", "read:2 ?events:2"}, {"TGEN 1 $", "64", "read:2 ?events:2"}};
+    for (const auto& [call, made, look] : cases) {
+        TestSession session;
+        const TriggerId a = session.addTrigger("a"), b = session.addTrigger("b"), result = session.addTrigger("result");
+        const PipeId pipe = session.pipe("pipe");
+        session.script("write:2 200( assertafter:2,2 ) vouchafter:2,9", a);
+        session.script("write:2 vouchafter:2,1 200( assertafter:2,2 )", b);
+        const TaskArgument to =
+            std::string(look).find("num") != std::string::npos ? session.use(pipe) : session.use(result);
+        const auto sources = std::count(call, call + std::strlen(call), '$') - 1;
+        addCall(session, call,
+                sources == 2   ? std::vector{session.use(a), session.use(b), to}
+                : sources == 1 ? std::vector{session.use(a), to}
+                               : std::vector{to});
+        session.script(look, to);
+        EXPECT_EQ(session.run().console, Lines{made}) << call;
+    }
 }
 
 TEST(TriggerShaping, AChainFromAGeneratorRunsAwayWithMemoryOrStalls) {
@@ -133,10 +135,10 @@ TEST(TriggerShaping, AChainFromAGeneratorRunsAwayWithMemoryOrStalls) {
     const TriggerId fast = session.addTrigger("fast"), slow = session.addTrigger("slow"),
                     scaledUp = session.addTrigger("up");
     const PipeId rate = session.output("rate", 20000);
-    session.task("TGEN", int16Constant(3), fast);
-    session.task("NTH", fast, int16Constant(5), slow);
-    session.task("TRIGSCALE", slow, int16Constant(-29), int16Constant(2), int16Constant(3), scaledUp);
-    session.task("FREQUENCY", scaledUp, int16Constant(25), rate);
+    addCall(session, "TGEN 3 $", {session.use(fast)});
+    addCall(session, "NTH $ 5 $", {session.use(fast), session.use(slow)});
+    addCall(session, "TRIGSCALE $ -29 2 3 $", {session.use(slow), session.use(scaledUp)});
+    addCall(session, "FREQUENCY $ 25 $", {session.use(scaledUp), session.use(rate)});
     EXPECT_EQ(session.run().status, Report::Status::ok);
     // Events at 0, 10, 20, ...: an odd window has one at its start and one in its midst, an even one two more.
     std::vector<std::int32_t> expected(20000);
