@@ -120,10 +120,11 @@ constexpr Element roundTo(double x) {
 // The quotient toward zero. A zero divisor and a quotient that the type does not hold are divide faults.
 template <class Integer>
 Integer divideOrFault(Integer dividend, Integer divisor) {
-    static_assert(std::is_same_v<Integer, std::int32_t> || std::is_same_v<Integer, std::int64_t>);
+    static_assert(std::is_integral_v<Integer> && sizeof(Integer) >= 4);
     if (divisor == 0) zepl::RaiseException(zepl::Fault::integerDivide);
-    if (divisor == -1 && dividend == std::numeric_limits<Integer>::min())
-        zepl::RaiseException(zepl::Fault::integerOverflow);
+    if constexpr (std::is_signed_v<Integer>)
+        if (divisor == -1 && dividend == std::numeric_limits<Integer>::min())
+            zepl::RaiseException(zepl::Fault::integerOverflow);
     return dividend / divisor;
 }
 

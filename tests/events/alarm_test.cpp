@@ -1,0 +1,82 @@
+// ALARM: the digital output in order, and when it changes.
+
+#include "tests/events/events_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers covers("ALARM");
+
+// "20:1" for each change that `ALARM $ words` makes: at what frame which value.
+template <class Element>
+Lines changes(const std::string& words, const std::vector<Element>& samples, std::uint64_t piece, std::uint32_t bit) {
+    TestSession session({.feed = {.piece = piece}});
+    addCall(session, "ALARM $ " + words, {session.use(session.input("scan", samples))});
+    Lines lines;
+    for (const DigitalReport& change : session.run().digital) {
+        EXPECT_EQ(change.bit, bit) << words;
+        lines.push_back(std::to_string(change.frame) + ":" + std::to_string(change.value));
+    }
+    return lines;
+}
+
+template <class Element>
+class Alarm : public testing::Test {};
+using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
+TYPED_TEST_SUITE(Alarm, Elements);
+
+// Sample by sample the output follows the region, with both limits inside it.
+TYPED_TEST(Alarm, TheOutputFollowsAnotherRegion) {
+    using Limits = std::numeric_limits<TypeParam>;
+    std::vector<TypeParam> samples{0, 5, 6, 7, 8, Limits::max(), Limits::lowest(), 6, 9};
+    const std::string suffixes[] = {" ", "l ", "f ", "d "};
+    const std::string& suffix = suffixes[static_cast<std::size_t>(elementTypeOf<TypeParam>())];
+    const auto of = [&](const char* test) {
+        return changes(test + (" 6" + suffix) + "8" + suffix + "3", samples, 1, 3);
+    };
+    EXPECT_EQ(of("@0"), Lines({"0:0", "3:1", "6:0", "8:1", "9:0"}));
+    EXPECT_EQ(of("@1"), Lines({"0:0", "1:1", "3:0", "6:1", "8:0", "9:1"}));
+    EXPECT_EQ(of("@2"), Lines({"0:0"}));
+    EXPECT_EQ(of("@-1"), Lines({"0:0"}));
+    if constexpr (std::is_floating_point_v<TypeParam>) {
+        samples = {Limits::quiet_NaN()};
+        for (const char* test : {"@0", "@1"}) EXPECT_EQ(of(test), Lines({"0:0"}));
+    }
+}
+
+TEST(AlarmBlocks, AnotherSampleThanTheLastOfABlockEndsTheAlarm) {
+    std::vector<std::int16_t> samples(3000, 0);
+    const auto of = [&](std::uint64_t piece) { return changes("@0 1 1 0", samples, piece, 0); };
+    std::fill_n(samples.begin() + 1000, 1000, std::int16_t{1});
+    samples[1099] = 0;  // the first block of the alarm ends outside
+    EXPECT_EQ(of(100), Lines({"0:0", "1100:1", "1100:0", "1200:1", "2100:0"}));
+    samples[1099] = 1;
+    std::fill_n(samples.begin() + 1100, 99, std::int16_t{0});  // a block dips out and comes back
+    EXPECT_EQ(of(100), Lines({"0:0", "1100:1", "2100:0"}));
+    // No more than 256 samples are looked at together: of a block of 1000, the last ones begin at 768.
+    std::fill(samples.begin(), samples.end(), std::int16_t{0});
+    samples[767] = 1;
+    EXPECT_EQ(of(1000), Lines({"0:0", "1000:1", "1000:0"}));
+}
+
+TEST(AlarmReset, TheAlarmLastsAnotherTimeOrReadsWhatComesMeanwhile) {
+    std::vector<std::int32_t> samples(1000, 0);
+    samples[9] = samples[30] = samples[500] = samples[501] = 7;
+    const auto of = [&](const std::string& reset) { return changes("@1 0l 0l 15 " + reset, samples, 1, 15); };
+    EXPECT_EQ(of("0"), Lines({"0:0", "10:1", "11:0", "31:1", "32:0", "501:1", "503:0"}));
+    EXPECT_EQ(of("45"), Lines({"0:0", "10:1", "55:0", "501:1", "546:0"}));
+    EXPECT_EQ(of("100000l"), Lines({"0:0", "10:1", "100010:0"}));
+    // What comes in the last slice of the time is looked at afterwards.
+    EXPECT_EQ(of("20"), Lines({"0:0", "10:1", "30:0", "31:1", "51:0", "501:1", "521:0", "521:1", "541:0"}));
+    EXPECT_EQ(of("480"), Lines({"0:0", "10:1", "490:0", "501:1", "981:0"}));
+    EXPECT_EQ(of("500"), Lines({"0:0", "10:1", "510:0", "510:1", "1010:0"}));
+}
+
+TEST(AlarmPort, AnotherBitIsSet) {
+    for (const auto& [words, bit] :
+         {std::pair{"1 @0 1 1 3", 19U}, {"4097 @0 1 1 15", 31U}, {"@0 1 1 -1", 65535U}, {"@0 1 1 65576l", 40U}})
+        EXPECT_EQ(changes<std::int16_t>(words, {1}, 1, bit), Lines({"0:0", "1:1"}));
+}
+
+}  // namespace
+}  // namespace libzepl

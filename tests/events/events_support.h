@@ -1,0 +1,157 @@
+// Triggers from lists of events. Positions stand as counts that don't wrap, so that a test's own search needs no modular
+// arithmetic; what commands give is compared in 32 bits.
+#pragma once
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+
+#include "tests/support/arrivals.h"
+#include "tests/support/covered.h"
+#include "tests/support/session_support.h"
+
+namespace libzepl {
+
+using Counts = std::vector<std::int64_t>;
+using Positions = std::vector<std::uint32_t>;
+
+constexpr std::int64_t wrapCount = std::int64_t{1} << 32;
+
+inline Positions wrapped(const Counts& counts) {
+    Positions positions;
+    for (const std::int64_t count : counts) positions.push_back(static_cast<std::uint32_t>(count));
+    return positions;
+}
+
+// Events between 0 and `end`, one in `spacing` on the average, with a stretch of every other and with repeats.
+inline Counts randomEvents(std::uint64_t seed, std::int64_t end, int spacing) {
+    std::mt19937_64 random(seed);
+    Counts events;
+    for (std::int64_t at = 0; at < end;
+         at += static_cast<std::int64_t>(random() % 8 == 0 ? 0 : random() % (2 * static_cast<unsigned>(spacing))))
+        events.push_back(at);
+    return events;
+}
+
+// The same events around the wrap of the count, behind some that lead there.
+inline Counts aroundTheWrap(const Counts& events) {
+    Counts moved;
+    for (std::int64_t at = wrapCount / 8 - 1; at < wrapCount - 1000; at += wrapCount / 8) moved.push_back(at);
+    for (const std::int64_t event : events) moved.push_back(event + wrapCount - 500);
+    return moved;
+}
+
+// The rows of a trigger file, with a status before some of the events, and one at the end.
+inline std::vector<TriggerRow> rowsOf(const Counts& events, std::int64_t end) {
+    std::vector<TriggerRow> rows;
+    const auto row = [&](bool asserts, std::int64_t at) {
+        rows.push_back({.asserts = asserts, .position = static_cast<std::uint32_t>(at)});
+    };
+    for (std::int64_t last = -1; const std::int64_t at : events) {
+        if (at % 3 != 0 && at - 1 > last) row(false, at - 1);
+        row(true, last = at);
+    }
+    row(false, end);
+    return rows;
+}
+
+// Adds the task of a call such as "TAND $ $ 25": its arguments are the ones given (where a `$` stands), int16 constants, or
+// constants of other types (`5l` int32, `5f` float, `5d` double), words of the host's (`@1`), and new triggers (t), pipes
+// (s l f d) and variables (v int16, w int32).
+inline void addCall(TestSession& session, const std::string& call, const std::vector<TaskArgument>& given = {}) {
+    std::istringstream words(call);
+    TaskSettings task;
+    words >> task.command;
+    const std::int64_t zero = 0;
+    auto next = given.begin();
+    for (std::string word; words >> word;) {
+        const std::string name = "p" + std::to_string(task.arguments.size());
+        const auto letter = std::string("slfd").find(word.back());
+        const ElementType type = letter < 4 ? allElementTypes[letter] : ElementType::int16;
+        const bool isNumber = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
+        const double value = isNumber ? std::stod(word) : 0;
+        task.arguments.push_back(word == "$"      ? *next++
+                                 : word == "t"    ? session.use(session.addTrigger(name))
+                                 : word == "v"    ? session.use(session.addVariable(name, ElementType::int16, &zero))
+                                 : word == "w"    ? session.use(session.addVariable(name, ElementType::int32, &zero))
+                                 : word[0] == '@' ? hostWord(std::stoi(word.substr(1)))
+                                 : !isNumber      ? session.use(session.pipe(name, {}, type))
+                                 : type == ElementType::int16   ? int16Constant(static_cast<std::int16_t>(value))
+                                 : type == ElementType::int32   ? int32Constant(static_cast<std::int32_t>(value))
+                                 : type == ElementType::float32 ? floatConstant(static_cast<float>(value))
+                                                                : doubleConstant(value));
+    }
+    session.addTask(std::move(task));
+}
+
+inline std::string repeated(const std::string& word, std::size_t times) {
+    std::string words;
+    for (std::size_t i = 0; i < times; ++i) words += " " + word;
+    return words;
+}
+
+// What became of a trigger.
+struct Outcome {
+    Positions events;
+    std::uint32_t status;
+    bool operator==(const Outcome&) const = default;
+};
+
+using Rows = std::vector<TriggerRow>;
+constexpr FeedPolicy whole{.kind = FeedPolicy::Kind::whole};
+
+inline std::vector<TaskArgument> addSources(TestSession& session, const std::vector<Rows>& sources) {
+    std::vector<TaskArgument> arguments;
+    for (const Rows& rows : sources) {
+        const TriggerId source = session.addTrigger("source " + std::to_string(arguments.size()));
+        session.setInput(source, rows);
+        arguments.push_back(session.use(source));
+    }
+    return arguments;
+}
+
+// Runs a call whose first `$` are the sources; the last is the result.
+inline Outcome outcomeOf(const std::string& call, const std::vector<Rows>& sources, FeedPolicy feed = whole) {
+    TestSession session({.feed = feed});
+    std::vector<TaskArgument> given = addSources(session, sources);
+    const TriggerId result = session.addTrigger("result");
+    session.collect(result);
+    given.push_back(session.use(result));
+    addCall(session, call, given);
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::ok) << call;
+    return {session.collectedEvents(result), report.triggers.back().status};
+}
+
+// The same for a result in a pipe.
+template <class Element>
+std::vector<Element> writtenBy(const std::string& call, const Rows& source, FeedPolicy feed = whole) {
+    TestSession session({.feed = feed});
+    std::vector<TaskArgument> given = addSources(session, {source});
+    const PipeId result = session.output("result", {}, elementTypeOf<Element>());
+    given.push_back(session.use(result));
+    addCall(session, call, given);
+    EXPECT_EQ(session.run().status, Report::Status::ok) << call;
+    return session.collected<Element>(result);
+}
+
+// Runs it with lists of events that arrive in every way; `search` gives the events expected of it.
+template <class Search>
+void expectFoundUntil(std::int64_t end, const std::string& call, const std::vector<Counts>& sources, Search search) {
+    std::vector<Rows> rows;
+    for (const Counts& events : sources) rows.push_back(rowsOf(events, end));
+    const Outcome outcome = sameForEveryArrival(16, [&](FeedPolicy feed) { return outcomeOf(call, rows, feed); });
+    EXPECT_EQ(outcome.events, wrapped(search(sources))) << call << " until " << end;
+    EXPECT_EQ(outcome.status, static_cast<std::uint32_t>(end)) << call << " until " << end;
+}
+
+// The same for events before 1500, and then for them around the wrap.
+template <class Search>
+void expectFound(const std::string& call, const std::vector<Counts>& sources, Search search) {
+    expectFoundUntil(2000, call, sources, search);
+    std::vector<Counts> moved;
+    for (const Counts& events : sources) moved.push_back(aroundTheWrap(events));
+    expectFoundUntil(wrapCount + 1500, call, moved, search);
+}
+
+}  // namespace libzepl

@@ -1,0 +1,172 @@
+// FREQUENCY, TSTAMP, TRIGSEND, TRIGRECV and PCASSERT: triggers to pipes and back.
+
+#include "tests/events/events_support.h"
+#include "tests/support/samples.h"
+
+namespace libzepl {
+namespace {
+
+const Covers frequency("FREQUENCY"), tstamp("TSTAMP"), trigsend("TRIGSEND"), trigrecv("TRIGRECV"), pcassert("PCASSERT");
+
+using Words = std::vector<std::int32_t>;
+
+TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
+    const auto countWindows = [](const Counts& events, std::int64_t end, std::int64_t blocksize) {
+        Words counts(static_cast<std::size_t>((end + 1) / blocksize), 0);
+        for (const std::int64_t event : events)
+            if (event / blocksize < static_cast<std::int64_t>(counts.size()))
+                ++counts[static_cast<std::size_t>(event / blocksize)];
+        return counts;
+    };
+    Counts events = randomEvents(3, 1500, 6);
+    // Of two events at the end of a window the second counts where the status between them has not closed it.
+    events.erase(std::unique(events.begin(), events.end()), events.end());
+    const Counts moved = aroundTheWrap(events);
+    const auto expectCounted = [&](const Counts& given, std::int64_t end, std::int32_t blocksize) {
+        const Words counts = sameForEveryArrival(16, [&](FeedPolicy feed) {
+            return writtenBy<std::int32_t>("FREQUENCY $ " + std::to_string(blocksize) + "l $", rowsOf(given, end),
+                                           feed);
+        });
+        EXPECT_EQ(counts, countWindows(given, end, blocksize)) << blocksize;
+    };
+    for (const std::int32_t blocksize : {1, 10, 777}) expectCounted(events, 1999, blocksize);
+    for (const std::int32_t blocksize : {1000000007, 0x7FFFFFFF, 0x40000000})
+        expectCounted(moved, wrapCount + 1000000000, blocksize);
+}
+
+TEST(Frequency, TheEdgeOfAWindowOrTheWidthIsWrong) {
+    const auto counts = [](const Counts& events, std::int64_t end) {
+        return writtenBy<std::int16_t>("FREQUENCY $ 10 $", rowsOf(events, end));
+    };
+    using Narrow = std::vector<std::int16_t>;
+    EXPECT_EQ(counts({0, 9}, 9), Narrow({2}));
+    EXPECT_EQ(counts({0, 9, 10}, 19), Narrow({2, 1}));
+    EXPECT_EQ(counts({10}, 10), Narrow({0}));
+    EXPECT_EQ(counts({}, 8), Narrow({}));
+    EXPECT_EQ(counts({35}, 38), Narrow({0, 0, 0}));
+    EXPECT_EQ(counts(Counts(40000, 5), 9), Narrow({static_cast<std::int16_t>(40000 - 65536)}));
+}
+
+TEST(TStamp, APositionIsLostOrNarrowedOtherwise) {
+    const Counts events = aroundTheWrap(randomEvents(4, 1500, 2));
+    const Words stamps = sameForEveryArrival(64, [&](FeedPolicy feed) {
+        return writtenBy<std::int32_t>("TSTAMP $ $", rowsOf(events, wrapCount + 2000), feed);
+    });
+    EXPECT_EQ(bitsOf(stamps), bitsOf(wrapped(events)));
+    EXPECT_EQ(writtenBy<std::int16_t>("TSTAMP $ $", rowsOf({7, 40000, 65537}, 65537)),
+              std::vector<std::int16_t>({7, static_cast<std::int16_t>(40000 - 65536), 1}));
+}
+
+TEST(TrigSend, AnotherWordIsSent) {
+    const auto status = [](std::uint32_t distance) { return static_cast<std::int32_t>(0x80000000u + distance); };
+    const struct {
+        const char* call;
+        Counts events;
+        std::int64_t end;
+        Words words;
+    } cases[] = {
+        {"TRIGSEND $ 1 $", {4}, 7, {5, status(3)}},
+        {"TRIGSEND $ 8 $", {}, 6, {}},
+        {"TRIGSEND $ 8 $", {0}, 8, {1, status(8)}},
+        {"TRIGSEND $ 8 $", {0}, 7, {1}},
+        {"TRIGSEND $ $", {0, 0, 5, 6}, 6, {1, 0, 5, 1}},
+        {"TRIGSEND $ $", {}, 16382, {}},
+        {"TRIGSEND $ $", {}, 16383, {status(16384)}},
+        {"TRIGSEND $ $", {10}, 16393, {11}},
+        {"TRIGSEND $ $", {10}, 16394, {11, status(16384)}},
+        {"TRIGSEND $ 16777216l $", {}, 16777214, {}},
+        {"TRIGSEND $ 16777216l $", {}, 16777215, {status(16777216)}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(writtenBy<std::int32_t>(c.call, rowsOf(c.events, c.end)), c.words) << c.call << " until " << c.end;
+}
+
+TEST(TrigSend, TheStreamIsNotTheSameOnEveryPipeOrIsReadBackAsAnotherTrigger) {
+    const Counts events = aroundTheWrap(randomEvents(6, 1500, 5));
+    sameForEveryArrival(16, [&](FeedPolicy feed) {
+        TestSession session({.feed = feed});
+        std::vector<TaskArgument> send = addSources(session, {rowsOf(events, wrapCount + 1500)});
+        std::vector<TriggerId> received;
+        for (int i = 0; i < 32; ++i) {
+            send.push_back(session.use(session.pipe("words", 8)));
+            received.push_back(session.addTrigger("received"));
+            session.collect(received.back());
+            addCall(session, "TRIGRECV $ $", {send.back(), session.use(received.back())});
+        }
+        addCall(session, "TRIGSEND $ 1" + repeated("$", 32), send);
+        const Report report = session.run();
+        for (const std::size_t i : {0, 1, 31}) {
+            EXPECT_EQ(session.collectedEvents(received[i]), wrapped(events));
+            EXPECT_EQ(report.triggers[i + 1].status, 1500U);
+        }
+        return 0;
+    });
+}
+
+TEST(TrigRecv, AWordIsReadOtherwise) {
+    TestSession session;
+    const PipeId words =
+        session.input("words", Words{5, static_cast<std::int32_t>(0x80000003), 0, 0x7FFFFFFF, 0x7FFFFFF0});
+    const TriggerId result = session.addTrigger("result");
+    session.collect(result);
+    session.task("TRIGRECV", words, result);
+    EXPECT_EQ(session.run().triggers[0].status, 0xFFFFFFF6U);
+    EXPECT_EQ(session.collectedEvents(result), Positions({4, 7, 0x80000006, 0xFFFFFFF6}));
+}
+
+// Requests against a count of 100 values that come by tens.
+struct Requests {
+    TestSession session{SessionOptions{.feed = {.piece = 10}}};
+    PipeId values = session.input("values", countUp(100));
+    TriggerId event = session.addTrigger("event");
+
+    Requests() { session.collect(event); }
+    VariableId flag(ElementType type, std::int64_t value) { return session.addVariable("flag", type, &value); }
+    Outcome run(const TaskArgument& sigflag) {
+        session.task("PCASSERT", sigflag, event, values);
+        const Report report = session.run();
+        return {session.collectedEvents(event), report.triggers[0].status};
+    }
+};
+
+TEST(PcAssert, ARequestByAVariableIsLostOrServedTwice) {
+    Requests before, once, upper;
+    EXPECT_EQ(before.run(before.session.use(before.flag(ElementType::int32, 0x70005))), (Outcome{{}, 99 + 1}));
+    const VariableId narrow = once.flag(ElementType::int16, -1), wide = upper.flag(ElementType::int32, 0);
+    once.session.script("switch store:2,-5 *( switch )", narrow);
+    const Outcome served = once.run(once.session.use(narrow));
+    EXPECT_EQ(served.events.size(), 1U);
+    EXPECT_EQ(served.status, 100U);
+    EXPECT_EQ(once.session.valueOf<std::int64_t>(narrow), 0);
+    upper.session.script("switch store:2,0x10005 *( switch )", wide);
+    EXPECT_EQ(upper.run(upper.session.use(wide)).events.size(), 10U);
+    EXPECT_EQ(upper.session.valueOf<std::int64_t>(wide), 0x10000);
+}
+
+TEST(PcAssert, ARequestByAPipeIsLostOrServedTwice) {
+    Requests requests;
+    const PipeId asked = requests.session.input("asked", std::vector<std::int16_t>{0, 3, 0});
+    EXPECT_EQ(requests.run(requests.session.use(asked)), (Outcome{{10, 20, 30}, 100}));
+}
+
+// The count of frames by the clock, where that starts at `start`.
+std::uint32_t countedFrames(std::map<std::uint32_t, std::uint32_t> info, std::uint32_t start, const char* call) {
+    TestSession session({.feed = {.piece = 7}, .info = std::move(info), .startTime = start});
+    session.script("read:2 *( get:2 )", session.input("frames", countUp(1000)));
+    addCall(session, call);
+    return session.run().triggers[0].status;
+}
+
+TEST(PcAssert, FramesAreCountedOtherwise) {
+    EXPECT_EQ(countedFrames({}, 0, "PCASSERT v t"), 1000U);
+    EXPECT_EQ(countedFrames({}, 0, "PCASSERT w t 3"), 333U);
+    EXPECT_EQ(countedFrames({}, 5000, "PCASSERT v t"), 1005U);
+    EXPECT_EQ(countedFrames({{14, 2}}, 0, "PCASSERT v t -15536"), 10U);  // 50000
+    EXPECT_EQ(countedFrames({{15, 0}}, 0, "PCASSERT v t"), 0xFFFFFFFF);  // the clock never runs
+    constexpr std::uint32_t nearWrap = 0xFFFFFFFF - 99999;
+    EXPECT_EQ(countedFrames({}, nearWrap, "PCASSERT v t"), (nearWrap + 1000000ull) / 1000);
+    EXPECT_EQ(countedFrames({{14, 1}}, nearWrap, "PCASSERT v t"), 900000U);
+}
+
+}  // namespace
+}  // namespace libzepl

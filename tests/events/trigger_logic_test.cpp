@@ -1,0 +1,178 @@
+// TAND, TOR and TCOLLATE against a search over the whole lists of events.
+
+#include <numeric>
+
+#include "tests/events/events_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers tand("TAND"), tor("TOR"), tcollate("TCOLLATE");
+
+std::vector<Counts> randomSources(std::uint64_t seed, std::size_t n, int spacing) {
+    std::vector<Counts> sources;
+    for (std::size_t i = 0; i < n; ++i) sources.push_back(randomEvents(seed * 100 + i, 1500, spacing));
+    return sources;
+}
+
+Counts unionOf(const std::vector<Counts>& sources) {
+    std::set<std::int64_t> all;
+    for (const Counts& events : sources) all.insert(events.begin(), events.end());
+    return {all.begin(), all.end()};
+}
+
+// Takes the first of each list where they are within `tol`, and drops those that are too early for the latest.
+Counts coincidences(std::vector<Counts> sources, std::int64_t tol) {
+    for (Counts& events : sources) std::reverse(events.begin(), events.end());
+    const auto nextIsEarlier = [](const Counts& a, const Counts& b) { return a.back() < b.back(); };
+    Counts found;
+    while (std::none_of(sources.begin(), sources.end(), [](const Counts& events) { return events.empty(); })) {
+        const auto [least, most] = std::minmax_element(sources.begin(), sources.end(), nextIsEarlier);
+        const std::int64_t latest = most->back();
+        const bool match = latest - least->back() <= tol;
+        if (match) found.push_back(least->back());
+        for (Counts& events : sources)
+            if (match || events.back() < latest - tol) events.pop_back();
+    }
+    return found;
+}
+
+Counts rotation(const std::vector<Counts>& sources) {
+    Counts found{-1};
+    for (std::size_t i = 0;; i = (i + 1) % sources.size()) {
+        const auto next = std::upper_bound(sources[i].begin(), sources[i].end(), found.back());
+        if (next == sources[i].end()) break;
+        found.push_back(*next);
+    }
+    found.erase(found.begin());
+    return found;
+}
+
+TEST(TriggerLogic, AnotherThanASearchOfTheListsFinds) {
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        const auto sources = randomSources(seed, 1 + seed % 4, seed % 2 == 0 ? 4 : 30);
+        const std::string all = repeated("$", sources.size() + 1);
+        expectFound("TOR" + all, sources, unionOf);
+        for (const int tol : {0, 1, 5, 40})
+            expectFound("TAND" + all + " " + std::to_string(tol), sources,
+                        [&](const auto& events) { return coincidences(events, tol); });
+        if (sources.size() > 1) expectFound("TCOLLATE" + all, sources, rotation);
+    }
+}
+
+TEST(TriggerLogic, TheGreatestNumberOfSourcesIsNotServed) {
+    std::vector<Counts> sources(64, Counts{7, 9, 30});
+    expectFound("TOR" + repeated("$", 65), sources, unionOf);
+    expectFound("TAND" + repeated("$", 65), sources, [](const auto& events) { return coincidences(events, 0); });
+    sources.resize(16);
+    for (std::int64_t i = 0; i < 16; ++i) sources[static_cast<std::size_t>(i)] = {3 * i, 100 + i};
+    expectFoundUntil(200, "TCOLLATE" + repeated("$", 17), sources, rotation);
+}
+
+// How far the status comes where the sources stand at different positions: as far as nothing more can be asserted.
+TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
+    constexpr std::uint32_t top = 0xFFFFFFFF;
+    const struct {
+        const char* call;
+        Counts first;
+        std::int64_t firstStatus;
+        Counts second;
+        std::int64_t secondStatus;
+        Outcome outcome;
+    } cases[] = {
+        // clang-format off
+        {"TOR $ $ $", {5}, 9, {5}, 7, {{5}, 7}},
+        {"TOR $ $ $", {}, 5, {5}, 5, {{5}, 5}},  // the first source has only come as far
+        {"TOR $ $ $", {5}, 5, {}, 5, {{5}, 5}},
+        {"TOR $ $ $", {}, 5, {6}, 6, {{}, 5}},
+        {"TOR $ $ $", {0}, 0, {}, -1, {{}, top}},
+        {"TOR $ $ $", {3, 3, 4}, 4, {3, 4, 4}, 9, {{3, 4}, 4}},
+        {"TAND $ $ $", {10}, 99, {11}, 99, {{}, 99}},
+        {"TAND $ $ $ 1", {10}, 99, {11}, 99, {{10}, 99}},
+        {"TAND $ $ $", {10, 11}, 99, {11}, 99, {{11}, 99}},
+        {"TAND $ $ $ 5", {10, 20}, 20, {15, 20}, 20, {{10, 20}, 20}},
+        {"TAND $ $ $ 4", {10, 20}, 20, {15, 20}, 20, {{20}, 20}},
+        {"TAND $ $ $", {}, 4, {4}, 4, {{}, 3}},  // one short of the assertion held
+        {"TAND $ $ $ 5", {}, 4, {4}, 4, {{}, 3}},
+        {"TAND $ $ $", {}, 3, {4}, 4, {{}, 3}},
+        {"TAND $ $ $ 1", {}, 0, {0}, 0, {{}, top}},
+        {"TAND $ $ $ 10", {}, -1, {9}, 9, {{}, top}},
+        {"TAND $ $ $ 5", {}, 9, {4}, 20, {{}, 3}},  // the status can stay within the tolerance
+        {"TAND $ $ $ 5", {}, 10, {4}, 20, {{}, 10}},
+        {"TAND $ $ $ 5", {}, 7, {}, 9, {{}, 7}},
+        {"TCOLLATE $ $ $", {5, 6}, 8, {7}, 9, {{5, 7}, 8}},
+        {"TCOLLATE $ $ $", {5}, 5, {5, 6}, 6, {{5, 6}, 6}},
+        {"TCOLLATE $ $ $", {}, 3, {1, 2, 9}, 9, {{}, 3}},
+        {"TCOLLATE $ $ $", {4}, 8, {1, 4}, 6, {{4}, 6}},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        const Outcome outcome = outcomeOf(c.call, {rowsOf(c.first, c.firstStatus), rowsOf(c.second, c.secondStatus)});
+        EXPECT_EQ(outcome.events, c.outcome.events) << "case " << &c - cases << ", " << c.call;
+        EXPECT_EQ(outcome.status, c.outcome.status) << "case " << &c - cases << ", " << c.call;
+    }
+}
+
+// A signal that wanders over its limits.
+std::vector<std::int16_t> wander(std::uint64_t seed) {
+    std::mt19937_64 random(seed);
+    std::vector<std::int16_t> samples(20000);
+    for (int level = 0; std::int16_t & x : samples) {
+        level += static_cast<int>(random() % 41) - 20 - level / 64;
+        x = static_cast<std::int16_t>(level);
+    }
+    return samples;
+}
+
+// Leaves of -60 to 60, and returns to -20 to 20.
+Counts excursions(const std::vector<std::int16_t>& samples) {
+    Counts found;
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        if (found.size() % 2 == 0 ? std::abs(samples[i]) > 60 : std::abs(samples[i]) <= 20)
+            found.push_back(static_cast<std::int64_t>(i));
+    return found;
+}
+
+// Two signals toggle triggers that are combined in every way, sent over a pipe, and counted, beside an alarm with a reset.
+TEST(TriggerLogic, TheCommandsDoNotWorkTogether) {
+    const std::vector<std::vector<std::int16_t>> signals{wander(1), wander(2)};
+    const std::vector<Counts> events{excursions(signals[0]), excursions(signals[1])};
+    ASSERT_GT(events[0].size(), 200U);
+    sameForEveryArrival(1024, [&](FeedPolicy feed) {
+        TestSession session({.feed = feed});
+        std::vector<TriggerId> toggles, results;
+        for (const auto& signal : signals) {
+            toggles.push_back(session.addTrigger("toggle " + std::to_string(toggles.size())));
+            const PipeId pipe = session.input("signal " + std::to_string(toggles.size()), signal);
+            addCall(session, "TOGGLE $ @1 -60 60 @0 -20 20 $", {session.use(pipe), session.use(toggles.back())});
+            if (toggles.size() == 1) addCall(session, "ALARM $ @1 -60 60 0 300", {session.use(pipe)});
+        }
+        for (const char* name : {"and", "or", "collated", "received"}) {
+            results.push_back(session.addTrigger(name));
+            session.collect(results.back());
+        }
+        session.task("TAND", toggles[0], toggles[1], results[0], int16Constant(25));
+        session.task("TOR", toggles[0], toggles[1], results[1]);
+        session.task("TCOLLATE", toggles[0], toggles[1], results[2]);
+        const PipeId words = session.pipe("words", 16), counts = session.output("counts"),
+                     stamps = session.output("stamps");
+        session.task("TRIGSEND", results[1], int16Constant(100), words);
+        session.task("TRIGRECV", words, results[3]);
+        session.task("FREQUENCY", results[3], int16Constant(1000), counts);
+        session.task("TSTAMP", results[0], stamps);
+        const Report report = session.run();
+        EXPECT_EQ(session.collectedEvents(results[0]), wrapped(coincidences(events, 25)));
+        EXPECT_EQ(session.collectedEvents(results[1]), wrapped(unionOf(events)));
+        EXPECT_EQ(session.collectedEvents(results[2]), wrapped(rotation(events)));
+        EXPECT_EQ(session.collectedEvents(results[3]), wrapped(unionOf(events)));
+        std::vector<std::int32_t> windows = session.collected<std::int32_t>(counts);
+        EXPECT_GE(windows.size(), 19U);
+        EXPECT_GE(report.digital.size(), 3U);
+        for (std::size_t i = 0; i < report.digital.size(); ++i) EXPECT_EQ(report.digital[i].value, i % 2);
+        windows.resize(19);
+        return std::pair(windows, session.collected<std::int32_t>(stamps));
+    });
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,150 @@
+// NTH, TGEN and TRIGSCALE.
+
+#include "tests/events/events_support.h"
+
+namespace libzepl {
+namespace {
+
+const Covers nth("NTH"), tgen("TGEN"), trigscale("TRIGSCALE");
+
+TEST(Nth, AnotherThanEveryNthAssertionPasses) {
+    const Counts events = randomEvents(5, 1500, 3);
+    for (const int decim : {1, 2, 7, 1000, 100000}) {
+        const auto everyNth = [&](const std::vector<Counts>& sources) {
+            Counts kept;
+            for (std::size_t i = 0; i < sources[0].size(); ++i)
+                if ((i + 1) % static_cast<std::size_t>(decim) == 0) kept.push_back(sources[0][i]);
+            return kept;
+        };
+        const std::string call = "NTH $ " + std::to_string(decim) + (decim > 32767 ? "l $" : " $");
+        // A burst between two outputs must not pass half of the count, or its status would not be ahead of the last.
+        if (decim <= 2)
+            expectFound(call, {events}, everyNth);
+        else
+            expectFoundUntil(2000, call, {events}, everyNth);
+    }
+}
+
+TEST(TGen, AssertionsStandElsewhereThanAtTheEndsOfThePeriods) {
+    for (const auto& [period, expected] :
+         {std::pair{"1", Positions{0, 1, 2, 3}},
+          {"250", Positions{249, 499, 749, 999}},
+          {"1610612736l", Positions{0x5FFFFFFF, 0xBFFFFFFF, 0x1FFFFFFF, 0x7FFFFFFF}}}) {
+        TestSession session;
+        const TriggerId result = session.addTrigger("result");
+        session.collect(result, 4);
+        addCall(session, std::string("TGEN ") + period + " $", {session.use(result)});
+        session.run();
+        EXPECT_EQ(session.collectedEvents(result), expected) << period;
+    }
+}
+
+struct Scaling {
+    int offset, mul, div;
+};
+
+std::string callOf(const Scaling& by) {
+    return "TRIGSCALE $ " + std::to_string(by.offset) + "l " + std::to_string(by.mul) + " " + std::to_string(by.div) +
+           " $";
+}
+
+// Positions count from 0 again after the wrap, also for the division, so it has to be told of it.
+Outcome scaled(const Counts& events, std::int64_t end, const Scaling& by) {
+    Positions positions;
+    for (const std::int64_t event : events) {
+        if (event + by.offset < 0) continue;
+        const std::int64_t shifted = static_cast<std::uint32_t>(event) + std::int64_t{by.offset};
+        const auto v = static_cast<std::uint32_t>(shifted / by.div * by.mul);
+        if (positions.empty() || positions.back() != v) positions.push_back(v);
+    }
+    const std::int64_t done = static_cast<std::uint32_t>(end) + std::int64_t{by.offset} + 1;
+    return {positions, static_cast<std::uint32_t>((done / by.div - 1) * by.mul)};
+}
+
+TEST(TrigScale, AnotherThanThePlainFormulaMaps) {
+    const Counts events = randomEvents(8, 1500, 4), moved = aroundTheWrap(events);
+    for (const Scaling& by : {Scaling{0, 1, 1}, {-10, 1, 1}, {40000, 1, 1}, {0, 3, 2}, {7, 32767, 1}, {-701, 5, 2}})
+        EXPECT_EQ(sameForEveryArrival(
+                      16, [&](FeedPolicy feed) { return outcomeOf(callOf(by), {rowsOf(events, 2000)}, feed); }),
+                  scaled(events, 2000, by))
+            << callOf(by);
+    // With a greater divisor a status between two assertions can change what passes.
+    for (const Scaling& by : {Scaling{0, 1, 32767}, {-1000, 7, 3}, {2000000000, 32767, 32766}})
+        EXPECT_EQ(outcomeOf(callOf(by), {rowsOf(events, 2000)}).events, scaled(events, 2000, by).events) << callOf(by);
+    for (const Scaling& by : {Scaling{0, 1, 1}, {-10, 1, 1}, {100, 3, 1}, {600, 1, 2}, {1000000000, 32767, 32766}})
+        EXPECT_EQ(outcomeOf(callOf(by), {rowsOf(moved, wrapCount + 1500)}).events,
+                  scaled(moved, wrapCount + 1500, by).events)
+            << callOf(by);
+}
+
+// A status is mapped to the last sample that is wholly done, which can lie before the one of an assertion already sent; as
+// the last position sent it then lets an assertion through that maps to the same once more.
+TEST(TrigScale, TheLastPositionSentIsNotSharedWithTheStatus) {
+    const Rows beside{{true, 3}, {true, 4}, {false, 4}, {true, 5}, {false, 10}},
+        behind{{true, 3}, {false, 4}, {true, 5}};
+    EXPECT_EQ(outcomeOf("TRIGSCALE $ 0 1 3 $", {beside}, {.piece = 1}), (Outcome{{1}, 2}));
+    EXPECT_EQ(outcomeOf("TRIGSCALE $ 0 1 3 $", {behind}, {.piece = 1}), (Outcome{{1, 1}, 1}));
+}
+
+TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
+    const Lines eachTurn{"5", "6", "7", "8", "9", "10"};
+    for (const auto& [call, statuses] : {std::pair{"NTH $ 3 $", eachTurn},
+                                         {"TOR $ $ $", eachTurn},
+                                         {"TAND $ $ $", eachTurn},
+                                         {"TCOLLATE $ $ $", eachTurn},
+                                         {"TRIGSCALE $ 100 1 1 $", Lines{"105", "105", "107", "107", "109", "109"}}}) {
+        TestSession session;
+        const TriggerId source = session.addTrigger("source"), result = session.addTrigger("result");
+        session.script("write:2 vouchafter:2,1 12( vouchafter:2,1 switch ) exit:0", source);
+        std::vector given(std::string(call).find("$ $ $") != std::string::npos ? 2 : 1, session.use(source));
+        given.push_back(session.use(result));
+        addCall(session, call, given);
+        session.script("read:2 4( switch ) 6( ?status:2 switch ) exit:0", result);
+        EXPECT_EQ(session.run().console, statuses) << call;
+    }
+}
+
+// What a command makes in its first turn of 200 events that wait on each of its sources.
+TEST(TriggerShaping, ATurnTakesAnotherNumberOfEvents) {
+    const struct {
+        const char *call, *made, *look;
+    } cases[] = {{"TOR $ $ $", "400", "read:2 ?events:2"},           {"TAND $ $ $ 1", "200", "read:2 ?events:2"},
+                 {"TCOLLATE $ $ $", "400", "read:2 ?events:2"},      {"TSTAMP $ $", "64", "read:2 ?num:2"},
+                 {"TRIGSEND $ $", "32", "read:2 switch ?num:2"},     {"NTH $ 3 $", "66", "read:2 ?events:2"},
+                 {"TRIGSCALE $ 0 1 1 $", "200", "read:2 ?events:2"}, {"TGEN 1 $", "64", "read:2 ?events:2"}};
+    for (const auto& [call, made, look] : cases) {
+        TestSession session;
+        const TriggerId a = session.addTrigger("a"), b = session.addTrigger("b"), result = session.addTrigger("result");
+        const PipeId pipe = session.pipe("pipe");
+        session.script("write:2 200( assertafter:2,2 ) vouchafter:2,9", a);
+        session.script("write:2 vouchafter:2,1 200( assertafter:2,2 )", b);
+        const TaskArgument to =
+            std::string(look).find("num") != std::string::npos ? session.use(pipe) : session.use(result);
+        const auto sources = std::count(call, call + std::strlen(call), '$') - 1;
+        addCall(session, call,
+                sources == 2   ? std::vector{session.use(a), session.use(b), to}
+                : sources == 1 ? std::vector{session.use(a), to}
+                               : std::vector{to});
+        session.script(look, to);
+        EXPECT_EQ(session.run().console, Lines{made}) << call;
+    }
+}
+
+TEST(TriggerShaping, AChainFromAGeneratorRunsAwayWithMemoryOrStalls) {
+    TestSession session({.memoryLimit = 4 << 20});
+    const TriggerId fast = session.addTrigger("fast"), slow = session.addTrigger("slow"),
+                    scaledUp = session.addTrigger("up");
+    const PipeId rate = session.output("rate", 20000);
+    addCall(session, "TGEN 3 $", {session.use(fast)});
+    addCall(session, "NTH $ 5 $", {session.use(fast), session.use(slow)});
+    addCall(session, "TRIGSCALE $ -29 2 3 $", {session.use(slow), session.use(scaledUp)});
+    addCall(session, "FREQUENCY $ 25 $", {session.use(scaledUp), session.use(rate)});
+    EXPECT_EQ(session.run().status, Report::Status::ok);
+    // Events at 0, 10, 20, ...: an odd window has one at its start and one in its midst, an even one two more.
+    std::vector<std::int32_t> expected(20000);
+    for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = i % 2 == 0 ? 3 : 2;
+    EXPECT_EQ(session.collected<std::int32_t>(rate), expected);
+}
+
+}  // namespace
+}  // namespace libzepl
