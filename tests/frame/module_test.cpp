@@ -17,12 +17,12 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS",        "AVERAGE",    "BAVERAGE", "BINTEGRATE", "BIRAMP",     "BOUND",    "CANGLE",
-                         "CHIRP",      "CMAG",       "DECIBEL",  "DELTA",      "FINDMAX",    "HIGH",     "INTERP",
-                         "INTEGRATE",  "LOW",        "MTSFILT",  "OFFSET",     "POLAR",      "PWM",      "RANDOM",
-                         "RANGE",      "RAVERAGE",   "RMS",      "RSUM",       "SCALE",      "SQRT",     "STDDEV",
-                         "TFUNCTION1", "TFUNCTION2", "THERMO",   "VARIANCE",   "COSINEWAVE", "SAWTOOTH", "SINEWAVE",
-                         "SQUAREWAVE", "TRIANGLE"};
+const Lines mainCommands{"ABS",       "AVERAGE",  "BAVERAGE",   "BINTEGRATE", "BIRAMP",  "BOUND",    "CANGLE",
+                         "CHIRP",     "CMAG",     "DECIBEL",    "DELTA",      "FINDMAX", "HIGH",     "INTERP",
+                         "INTEGRATE", "LOW",      "MTSFILT",    "OFFSET",     "POLAR",   "PWM",      "RANDOM",
+                         "RANGE",     "RAVERAGE", "REPLICATE",  "RMS",        "RSUM",    "SCALE",    "SKIP",
+                         "SQRT",      "STDDEV",   "TFUNCTION1", "TFUNCTION2", "THERMO",  "VARIANCE", "COSINEWAVE",
+                         "SAWTOOTH",  "SINEWAVE", "SQUAREWAVE", "TRIANGLE"};
 const Lines transformCommands{};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 
