@@ -19,6 +19,7 @@ namespace {
 constexpr const char* requiredOperations[] = {
     "CommandInstall",
     "RaiseException",
+    "exit",
     "malloc",
     "param_error_msg",
     "param_process",
@@ -50,6 +51,8 @@ constexpr const char* requiredOperations[] = {
     "trigger_open",
     "trigger_put",
     "trigger_set_status",
+    "u64SystemTicksGet",
+    "u64UsToSysTicks",
     "vector_length",
     "vector_start",
 };

@@ -17,12 +17,13 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS",       "AVERAGE",  "BAVERAGE",   "BINTEGRATE", "BIRAMP",  "BOUND",    "CANGLE",
-                         "CHIRP",     "CMAG",     "DECIBEL",    "DELTA",      "FINDMAX", "HIGH",     "INTERP",
-                         "INTEGRATE", "LOW",      "MTSFILT",    "OFFSET",     "POLAR",   "PWM",      "RANDOM",
-                         "RANGE",     "RAVERAGE", "REPLICATE",  "RMS",        "RSUM",    "SCALE",    "SKIP",
-                         "SQRT",      "STDDEV",   "TFUNCTION1", "TFUNCTION2", "THERMO",  "VARIANCE", "COSINEWAVE",
-                         "SAWTOOTH",  "SINEWAVE", "SQUAREWAVE", "TRIANGLE"};
+const Lines mainCommands{"ABS",       "AVERAGE",    "BAVERAGE",  "BINTEGRATE", "BIRAMP",     "BMERGEF",    "BOUND",
+                         "CANGLE",    "CHIRP",      "CMAG",      "DECIBEL",    "DELTA",      "DISCARD",    "FINDMAX",
+                         "HIGH",      "INTERP",     "INTEGRATE", "LOADING",    "LOW",        "MERGEF",     "MRBLOCK",
+                         "MTSFILT",   "OFFSET",     "PCOUNT",    "POLAR",      "PVALUE",     "PWM",        "RANDOM",
+                         "RANGE",     "RAVERAGE",   "REPLICATE", "RMS",        "RSUM",       "SCALE",      "SEPARATE",
+                         "SEPARATEF", "SKIP",       "SQRT",      "STDDEV",     "TFUNCTION1", "TFUNCTION2", "THERMO",
+                         "VARIANCE",  "COSINEWAVE", "SAWTOOTH",  "SINEWAVE",   "SQUAREWAVE", "TRIANGLE"};
 const Lines transformCommands{};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 
