@@ -8,6 +8,7 @@
 #include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
+#include "routing/chunk_size.h"
 #include "routing/element_word.h"
 
 namespace zcmds {
@@ -24,16 +25,31 @@ constexpr std::int32_t outputBlock = 1024;  // elements
 // Up to so many copies, those of several samples go out in a block; with more, those of a sample can cover blocks.
 constexpr std::int32_t fewCopies = 128;
 
-// Writes each of the `n` words `reps` times. Copies come by the vector, more than there are to be, and what is too much is
-// written over by the next word's; the last ones are written to the word.
-template <class Word>
-ZCMDS_VECTOR_CLONES void writeCopies(Word* to, const Word* from, std::int32_t n, std::int32_t reps) {
-    constexpr std::int32_t vector = 32 / static_cast<std::int32_t>(sizeof(Word));
-    const std::int32_t padded = (reps + vector - 1) / vector * vector;
+// Writes each of the `n` words `reps` times, at most `chunk`.
+template <std::int32_t chunk, class Word>
+ZCMDS_VECTOR_CLONES void writeChunks(Word* __restrict to, const Word* __restrict from, std::int32_t n,
+                                     std::int32_t reps) {
+    if (reps == chunk) {
+        for (std::int32_t i = 0; i < n; ++i)
+            for (std::int32_t k = 0; k < chunk; ++k) to[i * chunk + k] = from[i];
+        return;
+    }
+    // What is too much of a chunk is written over by the next word's; the last ones are written to the word.
     std::int32_t i = 0;
-    for (; (n - i) * reps >= padded; ++i, to += reps)
-        for (std::int32_t k = 0; k < padded; k += vector) std::fill_n(to + k, vector, from[i]);
+    for (; (n - i) * reps >= chunk; ++i, to += reps) std::fill_n(to, chunk, from[i]);
     for (; i < n; ++i, to += reps) std::fill_n(to, reps, from[i]);
+}
+
+template <class Word>
+ZCMDS_VECTOR_CLONES void writeRuns(Word* __restrict to, const Word* __restrict from, std::int32_t n,
+                                   std::int32_t reps) {
+    for (std::int32_t i = 0; i < n; ++i) std::fill_n(to + i * reps, reps, from[i]);
+}
+
+template <class Word>
+void writeCopies(Word* to, const Word* from, std::int32_t n, std::int32_t reps) {
+    if (reps > largestChunk) return writeRuns(to, from, n, reps);
+    forChunkSize(reps, [&]<std::int32_t chunk> { writeChunks<chunk>(to, from, n, reps); });
 }
 
 [[noreturn]] void passBlocks(PbufHandle input, PbufHandle output) {

@@ -1,6 +1,7 @@
 // SKIP thins a stream by a pattern: it drops `preskip` samples once, and then passes `take` samples and drops `skip`, over
 // and over.
 
+#include <algorithm>
 #include <cstring>
 
 #include "frame/checks.h"
@@ -8,6 +9,7 @@
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
+#include "routing/chunk_size.h"
 #include "routing/element_word.h"
 
 namespace zcmds {
@@ -53,6 +55,7 @@ void passValue(const SkipState& state) {
 
 // Patterns shorter than this are many in a block, and are kept by a loop of their own.
 constexpr std::int64_t longPattern = 32;
+static_assert(longPattern <= largestChunk);
 
 // A walk through the blocks. The samples kept so far stand at the block's front.
 template <class Word>
@@ -80,9 +83,27 @@ struct BlockWalk {
         left -= n;
     }
 
-    void keepWholePatterns(std::int32_t total) {
-        for (; left >= total; left -= total, in += total, out += state.take)
+    template <class GoesOn>
+    void keepExactly(std::int32_t total, GoesOn goesOn) {
+        for (; left >= total && goesOn(); left -= total, in += total, out += state.take)
             for (std::int32_t i = 0; i < state.take; ++i) block[out + i] = block[in + i];
+    }
+
+    // Keeps the samples of whole patterns, `chunk` words where it may be less. What is too much is written over by the next.
+    // At first, until enough is skipped, that would reach into samples that are not yet read, and at the end past the block.
+    template <std::int32_t chunk>
+    void keepChunks(std::int32_t total) {
+        keepExactly(total, [&] { return out + chunk > in + total; });
+        for (; left >= std::max(total, chunk); left -= total, in += total, out += state.take) {
+            Word samples[chunk];
+            std::memcpy(samples, block + in, sizeof samples);
+            std::memcpy(block + out, samples, sizeof samples);
+        }
+        keepExactly(total, [] { return true; });
+    }
+
+    void keepWholePatterns(std::int32_t total) {
+        forChunkSize(state.take, [&]<std::int32_t chunk> { keepChunks<chunk>(total); });
     }
 
     void keepRun() {
