@@ -59,6 +59,8 @@ constexpr const char* requiredOperations[] = {
     "trigger_updt_put",
     "trigger_updt_status",
     "trigger_wait",
+    "u64SystemTicksGet",
+    "u64UsToSysTicks",
     "vector_length",
     "vector_start",
     "vector_type",

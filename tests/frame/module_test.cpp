@@ -17,16 +17,17 @@ namespace {
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
 // The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{"ABS",        "ALARM",      "AVERAGE",   "BAVERAGE", "BINTEGRATE", "BIRAMP",     "BOUND",
-                         "CANGLE",     "CHIRP",      "CMAG",      "COMPRESS", "CTCOUNT",    "CTRATE",     "DECIBEL",
-                         "DELTA",      "DEXPAND",    "DFT",       "FINDMAX",  "FIRFILTER",  "FIRLOWPASS", "FREQUENCY",
-                         "HIGH",       "INTERP",     "INTEGRATE", "LOW",      "MTSFILT",    "NTH",        "OFFSET",
-                         "PCASSERT",   "PID",        "PID1",      "PIDLATCH", "PIDRAMP",    "PIDSCRAM",   "POLAR",
-                         "PULSECOUNT", "PWM",        "QDCOUNT",   "QDECODE",  "RANDOM",     "RANGE",      "RAVERAGE",
-                         "RMS",        "RSUM",       "SCALE",     "SQRT",     "STDDEV",     "TCOLLATE",   "TFUNCTION1",
-                         "TFUNCTION2", "THERMO",     "TAND",      "TGEN",     "TOGGLE",     "TOGGWT",     "TOR",
-                         "TRIGRECV",   "TRIGSCALE",  "TRIGSEND",  "TSTAMP",   "VARIANCE",   "COSINEWAVE", "SAWTOOTH",
-                         "SINEWAVE",   "SQUAREWAVE", "TRIANGLE"};
+const Lines mainCommands{
+    "ABS",        "ALARM",      "AVERAGE",  "BAVERAGE",   "BINTEGRATE", "BIRAMP",     "BMERGEF",   "BOUND",
+    "CANGLE",     "CHIRP",      "CMAG",     "COMPRESS",   "CTCOUNT",    "CTRATE",     "DECIBEL",   "DELTA",
+    "DEXPAND",    "DFT",        "DISCARD",  "FINDMAX",    "FIRFILTER",  "FIRLOWPASS", "FREQUENCY", "HIGH",
+    "INTERP",     "INTEGRATE",  "LOADING",  "LOW",        "MERGEF",     "MRBLOCK",    "MTSFILT",   "NTH",
+    "OFFSET",     "PCASSERT",   "PCOUNT",   "PID",        "PID1",       "PIDLATCH",   "PIDRAMP",   "PIDSCRAM",
+    "POLAR",      "PULSECOUNT", "PVALUE",   "PWM",        "QDCOUNT",    "QDECODE",    "RANDOM",    "RANGE",
+    "RAVERAGE",   "REPLICATE",  "RMS",      "RSUM",       "SCALE",      "SEPARATE",   "SEPARATEF", "SKIP",
+    "SQRT",       "STDDEV",     "TCOLLATE", "TFUNCTION1", "TFUNCTION2", "THERMO",     "TAND",      "TGEN",
+    "TOGGLE",     "TOGGWT",     "TOR",      "TRIGRECV",   "TRIGSCALE",  "TRIGSEND",   "TSTAMP",    "VARIANCE",
+    "COSINEWAVE", "SAWTOOTH",   "SINEWAVE", "SQUAREWAVE", "TRIANGLE"};
 const Lines transformCommands{"CORRELATE", "CROSSPOWER", "FFT", "MIXRFFT"};
 const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
 

@@ -1,0 +1,40 @@
+// DISCARD throws streams away that nobody needs, so that their pipes do not fill up.
+
+#include "frame/commands.h"
+#include "host/parameters.h"
+#include "host/pipes.h"
+#include "host/system_info.h"
+
+namespace zcmds {
+
+const char* const discardSignature =
+    "( in   pipe    (int8|int16|int32|float|double)  discard   [, in   pipe    (int8|int16|int32|float|double)  "
+    "alsodiscard ]* )";
+
+namespace {
+
+void dropWhatIsThere(PipeHandle pipe, std::int32_t most) {
+    for (;;) {
+        const std::int32_t count = zepl::pipe_num_complete(pipe, most);
+        if (count == 0) return;
+        zepl::pipe_rem(pipe, count);
+    }
+}
+
+}  // namespace
+
+std::uint32_t discard(ParamList list) {
+    constexpr ParamMask m = anyPipe;
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 1, 32, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m,
+                                             m, m, m, m, m, m, m, m, m, m);
+    const auto most = static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock) * 4);
+    for (std::int32_t i = 1; i <= count; ++i) zepl::pipe_open(handleIn<PipeHandle>(params[i]), zepl::OpenMode::read);
+    for (;;) {
+        for (std::int32_t i = count; i >= 1; --i) dropWhatIsThere(handleIn<PipeHandle>(params[i]), most);
+        // The task sleeps on the first pipe; the others hold what comes until a sample comes there.
+        zepl::pipe_rem(handleIn<PipeHandle>(params[1]), 1);
+    }
+}
+
+}  // namespace zcmds
