@@ -24,7 +24,7 @@ struct FftTurns {
 };
 
 // Stages up to this span keep all their turns; each span is at most half of the one before.
-constexpr std::int32_t fftShortSpan = 64;
+constexpr std::int32_t fftShortSpan = 128;
 
 // One transform path's constants and working values. It is set up once by fftPlanBuild and serves one caller at a time.
 struct FftPlan {

@@ -220,6 +220,7 @@ bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t lengt
     fillFreeProducts(plan);
     fillSpans(plan);
     fillTurns(plan);
+    plan.jf = 0;
     plan.permutationTop = 0;
     if (plan.freeCount < 1) return true;
     fillReversal(plan);
