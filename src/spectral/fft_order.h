@@ -131,22 +131,18 @@ ZCMDS_INLINE void lastStageOfTiles(double* a, double* b, const FftPlan& plan, co
     });
 }
 
-// Moves `width` neighbours along the cycles of the core, in both arrays and in `blocks` blocks at once: each step waits for
-// the table's entry.
+// Moves `width` neighbours along the cycles of the core, in both arrays and in `blocks` blocks at once.
 template <int width, int blocks>
 ZCMDS_INLINE void moveAlongCycles(double* a, double* b, const FftPlan& plan, std::ptrdiff_t block, std::ptrdiff_t run) {
     const auto at = [=](int i, std::ptrdiff_t k) { return (i % 2 == 0 ? a : b) + i / 2 * block + k * run; };
-    const std::int32_t* next = plan.permutation;
-    for (std::int32_t k = plan.permutationTop; k >= 1; --k) {
-        if (next[k] < 0) continue;
+    const std::int16_t* members = plan.cycles + 1;
+    for (std::int32_t length = members[-1]; length > 0; length = members[-1]) {
         double kept[2 * blocks][width];
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(kept[i], at(i, k), sizeof kept[i]);
-        std::int32_t vacant = k;
-        for (std::int32_t v = next[k]; v != k; v = -next[v]) {
-            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), at(i, v), sizeof kept[i]);
-            vacant = v;
-        }
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), kept[i], sizeof kept[i]);
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(kept[i], at(i, members[0]), sizeof kept[i]);
+        for (std::int32_t m = 1; m < length; ++m)
+            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[m - 1]), at(i, members[m]), sizeof kept[i]);
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[length - 1]), kept[i], sizeof kept[i]);
+        members += length + 1;
     }
 }
 

@@ -136,6 +136,20 @@ void markCycles(FftPlan& plan) {
     }
 }
 
+// The order in which the core's elements move, so that no move waits for the table.
+void listCycles(FftPlan& plan) {
+    const std::int32_t* next = plan.permutation;
+    std::int16_t* to = plan.cycles;
+    for (std::int32_t k = plan.permutationTop; k >= 1; --k) {
+        if (next[k] < 0) continue;
+        std::int16_t* const length = to++;
+        *to++ = static_cast<std::int16_t>(k);
+        for (std::int32_t v = next[k]; v != k; v = -next[v]) *to++ = static_cast<std::int16_t>(v);
+        *length = static_cast<std::int16_t>(to - length - 1);
+    }
+    *to = 0;
+}
+
 // Calls visit(j, cosine, sine) for turns 1 to last of the stage.
 template <class Visit>
 void followTurns(const FftTurns& turns, std::int32_t last, Visit visit) {
@@ -225,6 +239,7 @@ bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t lengt
     if (plan.freeCount < 1) return true;
     fillReversal(plan);
     markCycles(plan);
+    listCycles(plan);
     return true;
 }
 
