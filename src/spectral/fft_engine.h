@@ -1,6 +1,7 @@
 // In-place complex Fourier transform of any length whose factors it can take: R. C. Singleton's mixed-radix algorithm ("An
 // algorithm for computing the mixed radix fast Fourier transform", IEEE Transactions on Audio and Electroacoustics, 1969).
-// All arithmetic is in double. Nothing is allocated: the plan and the caller's two arrays are all the memory there is.
+// All arithmetic is in double. Nothing is allocated: the plan, of a fixed size below 10 KB, and the caller's two arrays are
+// all the memory there is, with up to 25 KB of stack in the course of a transform.
 #pragma once
 
 #include <cstdint>

@@ -160,6 +160,7 @@ void followTurns(const FftTurns& turns, std::int32_t last, Visit visit) {
     }
 }
 
+// Turn 1 is the step as it stands, but for factor 4, which gets it corrected like all others.
 void setStep(FftTurns& turns, double halfAngle, std::int32_t factor) {
     const double x = halfAngle / (static_cast<double>(turns.span) * factor), sine = mathematics.sin(x);
     turns.cd = 2 * sine * sine;
@@ -187,7 +188,8 @@ void keepAllTurns(const FftTurns& turns, std::int32_t factor, double* c, double*
     });
 }
 
-// Keeps the points from which eight runs go on.
+// Keeps the points from which eight runs go on. Long runs begin 16 elements further apart than an eighth of the stage: at
+// powers of two apart, what they work on would fall into the same few sets of the cache.
 void keepPoints(FftTurns& turns, std::int32_t factor) {
     turns.count = factor == 2 ? (turns.span % 16 == 0 ? turns.span / 2 : turns.span / 2 + 1) : turns.span;
     turns.interval = (turns.count + 63) / 64 * 8;
