@@ -66,36 +66,48 @@ struct Radix5 {
     }
 };
 
-// Any odd factor, with the cosines and sines of its multiples of a turn.
+// Any odd factor, up to `most`, with the cosines and sines of its multiples of a turn.
+template <std::int32_t most>
+ZCMDS_INLINE void transformOdd(Points* x, std::int32_t factor, const double* ck, const double* sk) {
+    Points sums[most / 2], differences[most / 2];
+    const Points zero = x[0];
+    const std::int32_t half = factor / 2;
+    for (std::int32_t p = 0; p < half; ++p) {
+        const Points low = x[p + 1], high = x[factor - 1 - p];
+        sums[p] = {high.re + low.re, low.im + high.im};
+        differences[p] = {low.re - high.re, low.im - high.im};
+        x[0] = {x[0].re + sums[p].re, x[0].im + sums[p].im};
+    }
+    for (std::int32_t j = 0; j < half; ++j) {
+        Points even = zero, odd{};
+        std::int32_t angle = j;
+        for (std::int32_t p = 0; p < half; ++p) {
+            even = {even.re + ck[angle] * sums[p].re, even.im + ck[angle] * sums[p].im};
+            odd = {odd.re + sk[angle] * differences[p].re, odd.im + sk[angle] * differences[p].im};
+            angle += j + 1;
+            if (angle >= factor) angle -= factor;
+        }
+        x[j + 1] = {even.re - odd.im, even.im + odd.re};
+        x[factor - 1 - j] = {even.re + odd.im, even.im - odd.re};
+    }
+}
+
+// The smallest is frequent enough to have its loops unrolled; it fits into the registers.
+struct Radix7 {
+    static constexpr std::int32_t factor = 7, most = 7;
+    const double* ck;
+    const double* sk;
+
+    ZCMDS_INLINE void transform(Points* x) const { transformOdd<most>(x, factor, ck, sk); }
+};
+
 struct RadixOdd {
     static constexpr std::int32_t most = fftLargestFactor;
     std::int32_t factor;
     const double* ck;
     const double* sk;
 
-    [[gnu::noinline]] void transform(Points* x) const {
-        Points sums[fftLargestFactor / 2], differences[fftLargestFactor / 2];
-        const Points zero = x[0];
-        const std::int32_t half = factor / 2;
-        for (std::int32_t p = 0; p < half; ++p) {
-            const Points low = x[p + 1], high = x[factor - 1 - p];
-            sums[p] = {high.re + low.re, low.im + high.im};
-            differences[p] = {low.re - high.re, low.im - high.im};
-            x[0] = {x[0].re + sums[p].re, x[0].im + sums[p].im};
-        }
-        for (std::int32_t j = 0; j < half; ++j) {
-            Points even = zero, odd{};
-            std::int32_t angle = j;
-            for (std::int32_t p = 0; p < half; ++p) {
-                even = {even.re + ck[angle] * sums[p].re, even.im + ck[angle] * sums[p].im};
-                odd = {odd.re + sk[angle] * differences[p].re, odd.im + sk[angle] * differences[p].im};
-                angle += j + 1;
-                if (angle >= factor) angle -= factor;
-            }
-            x[j + 1] = {even.re - odd.im, even.im + odd.re};
-            x[factor - 1 - j] = {even.re + odd.im, even.im - odd.re};
-        }
-    }
+    [[gnu::noinline]] void transform(Points* x) const { transformOdd<most>(x, factor, ck, sk); }
 };
 
 }  // namespace

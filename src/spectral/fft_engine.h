@@ -1,6 +1,7 @@
 // In-place complex Fourier transform of any length whose factors it can take: R. C. Singleton's mixed-radix algorithm ("An
 // algorithm for computing the mixed radix fast Fourier transform", IEEE Transactions on Audio and Electroacoustics, 1969).
-// All arithmetic is in double. Nothing is allocated: the plan and the caller's two arrays are all the memory there is.
+// All arithmetic is in double. Nothing is allocated: the plan, of a fixed size below 10 KB, and the caller's two arrays are
+// all the memory there is, with up to 25 KB of stack in the course of a transform.
 #pragma once
 
 #include <cstdint>
@@ -24,32 +25,38 @@ struct FftTurns {
 };
 
 // Stages up to this span keep all their turns; each span is at most half of the one before.
-constexpr std::int32_t fftShortSpan = 64;
+constexpr std::int32_t fftShortSpan = 128;
 
 // One transform path's constants and working values. It is set up once by fftPlanBuild and serves one caller at a time.
 struct FftPlan {
-    std::int32_t direction;                  // 0 forward, 1 reverse
-    std::int32_t total;                      // complex elements in the arrays
-    std::int32_t length;                     // length of the transform, the number that is factored
-    std::int32_t span;                       // span of the variable being transformed, in elements
-    std::int32_t stride;                     // element increment
-    std::int32_t factorCount;                // entries used in factors
-    std::int32_t squareCount;                // square factors, that is mirrored pairs
-    std::int32_t freeCount;                  // factors of the square-free core between them
+    std::int32_t direction;    // 0 forward, 1 reverse
+    std::int32_t total;        // complex elements in the arrays
+    std::int32_t length;       // length of the transform, the number that is factored
+    std::int32_t span;         // span of the variable being transformed, in elements
+    std::int32_t stride;       // element increment
+    std::int32_t factorCount;  // entries used in factors
+    std::int32_t squareCount;  // square factors, that is mirrored pairs
+    std::int32_t freeCount;    // factors of the square-free core between them
+
     std::int32_t factors[fftMostFactors];    // in stage order, symmetric around the core
     std::int32_t spans[fftMostFactors + 2];  // stage spans for the permutation; spans[0] = ns
     std::int32_t
         freeProducts[fftMostFactors + 1];  // product of the core's factors from position i on; 1 behind the last
-    std::int32_t permutationTop;           // highest index that the core permutation scans
-    std::int32_t
-        permutation[fftLargestCore + 1];  // the core's digit reversal as marked cycles: a cycle's smallest member
-                                          // has its successor, the others their successors negated
-    double ck[fftLargestFactor], sk[fftLargestFactor];        // cosine and sine of (j + 1) * rad / factor
-    double rad;                                               // a full turn: negative forward, positive reverse
-    double halfAngle;                                         // ns * rad / total / 2
-    double c72, s72, s120;                                    // cosine and sine of 72 and 120 degrees, signed like rad
-    std::int32_t ns;                                          // span * stride
-    std::int32_t jf;                                          // the factor for which ck and sk hold values; 0 if none
+
+    // The core's digit reversal as marked cycles: a cycle's smallest member has its successor, the others their successors
+    // negated. Then the same as a list: a cycle's length and members, each of which takes its successor's element, and a 0
+    // behind the last cycle.
+    std::int32_t permutationTop;  // highest index to scan for a cycle's smallest member
+    std::int32_t permutation[fftLargestCore + 1];
+    std::int16_t cycles[fftLargestCore / 2 * 3 + 2];
+
+    double ck[fftLargestFactor], sk[fftLargestFactor];  // cosine and sine of (j + 1) * rad / jf
+    double rad;                                         // a full turn: negative forward, positive reverse
+    double halfAngle;                                   // ns * rad / total / 2
+    double c72, s72, s120;                              // cosine and sine of 72 and 120 degrees, signed like rad
+    std::int32_t ns;                                    // span * stride
+    std::int32_t jf;                                    // the factor for which ck and sk hold values; 0 if none
+
     FftTurns turns[fftMostFactors];                           // of each stage
     double keptC[2 * fftShortSpan], keptS[2 * fftShortSpan];  // all turns of the stages with short spans
 };

@@ -11,17 +11,27 @@ namespace zcmds {
 namespace {
 
 // The first factor f cuts the arrays into f rows; f columns of them are a tile. Tiles begin at 0, f, 2f, ... of the first
-// row. What is at row r and column c of a tile belongs to row c and column r of its image. Calls visit(tile, image) for
-// each tile and its image, once for both.
+// row. What is at row r and column c of a tile belongs to row c and column r of its image.
+struct TilePair {
+    std::int32_t tiles[2], images[2];
+};
+
+// Calls visit(pair) with two tiles at a time, whose images are these two again: either each other's, or both their own. An
+// odd last one comes twice.
 template <class Visit>
 ZCMDS_INLINE void forEachTilePair(const FftPlan& plan, Visit visit) {
     const std::int32_t* spans = plan.spans;
-    const std::int32_t tileWidth = plan.factors[0], rowLength = spans[1];
-    std::int32_t image = 0;
+    const std::int32_t width = plan.factors[0], rowLength = spans[1];
+    std::int32_t image = 0, waiting = -1;
     for (std::int32_t tile = 0;;) {
-        if (tile <= image) visit(tile, image);
-        tile += tileWidth;
-        if (tile == rowLength) return;
+        if (tile < image) {
+            visit(TilePair{{tile, image}, {image, tile}});
+        } else if (tile == image) {
+            if (waiting >= 0) visit(TilePair{{waiting, tile}, {waiting, tile}});
+            waiting = waiting >= 0 ? -1 : tile;
+        }
+        tile += width;
+        if (tile == rowLength) break;
         // Counts on, with the digits reversed.
         std::int32_t digit = 2;
         for (image += spans[2]; image >= spans[digit - 1]; image += spans[digit]) {
@@ -29,46 +39,53 @@ ZCMDS_INLINE void forEachTilePair(const FftPlan& plan, Visit visit) {
             ++digit;
         }
     }
+    if (waiting >= 0) visit(TilePair{{waiting, waiting}, {waiting, waiting}});
+}
+
+ZCMDS_INLINE void swapElements(double* x, std::int32_t i, std::int32_t j) {
+    const double kept = x[i];
+    x[i] = x[j];
+    x[j] = kept;
 }
 
 void permuteSquares(double* a, double* b, const FftPlan& plan) {
     const std::int32_t width = plan.factors[0], rowLength = plan.spans[1];
-    forEachTilePair(plan, [=](std::int32_t tile, std::int32_t image) {
+    const auto swapTiles = [=](std::int32_t tile, std::int32_t image) {
         for (std::int32_t r = 0; r < width; ++r) {
             for (std::int32_t c = tile == image ? r + 1 : 0; c < width; ++c) {
-                const std::int32_t from = tile + r * rowLength + c, to = image + c * rowLength + r;
-                const double re = a[from], im = b[from];
-                a[from] = a[to];
-                b[from] = b[to];
-                a[to] = re;
-                b[to] = im;
+                swapElements(a, tile + r * rowLength + c, image + c * rowLength + r);
+                swapElements(b, tile + r * rowLength + c, image + c * rowLength + r);
             }
         }
+    };
+    forEachTilePair(plan, [&](const TilePair& pair) {
+        swapTiles(pair.tiles[0], pair.images[0]);
+        if (pair.tiles[1] != pair.tiles[0] && pair.tiles[1] == pair.images[1]) swapTiles(pair.tiles[1], pair.images[1]);
     });
 }
 
-// A tile of up to four rows and columns together with its image, each in its half of the lanes.
+// Two tiles of up to four rows and columns, each in its half of the lanes.
 template <class Kernel>
-ZCMDS_INLINE void exchangeNarrow(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
-                                 std::ptrdiff_t tile, std::ptrdiff_t image) {
+ZCMDS_INLINE void finishNarrow(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
+                               const TilePair& pair) {
     constexpr int f = Kernel::factor;
     Lanes re[4] = {}, im[4] = {};
     for (int r = 0; r < f; ++r) {
-        const std::ptrdiff_t row = r * rowLength;
-        re[r] = join(loadRow<f>(a + tile + row), loadRow<f>(a + image + row));
-        im[r] = join(loadRow<f>(b + tile + row), loadRow<f>(b + image + row));
+        const std::ptrdiff_t first = pair.tiles[0] + r * rowLength, second = pair.tiles[1] + r * rowLength;
+        re[r] = join(loadRow<f>(a + first), loadRow<f>(a + second));
+        im[r] = join(loadRow<f>(b + first), loadRow<f>(b + second));
     }
     transposeHalves(re);
     transposeHalves(im);
     Points x[4] = {{re[0], im[0]}, {re[1], im[1]}, {re[2], im[2]}, {re[3], im[3]}};
     kernel.transform(x);
     for (int r = 0; r < f; ++r) {
-        const std::ptrdiff_t row = r * rowLength;
+        const std::ptrdiff_t first = pair.images[0] + r * rowLength, second = pair.images[1] + r * rowLength;
         const Lanes realPart = x[r].re * scale, imaginaryPart = x[r].im * scale;
-        storeRow<f>(a + image + row, lowHalf(realPart));
-        storeRow<f>(a + tile + row, highHalf(realPart));
-        storeRow<f>(b + image + row, lowHalf(imaginaryPart));
-        storeRow<f>(b + tile + row, highHalf(imaginaryPart));
+        storeRow<f>(a + first, lowHalf(realPart));
+        storeRow<f>(a + second, highHalf(realPart));
+        storeRow<f>(b + first, lowHalf(imaginaryPart));
+        storeRow<f>(b + second, highHalf(imaginaryPart));
     }
 }
 
@@ -88,17 +105,17 @@ ZCMDS_INLINE void transformTile(const double* a, const double* b, std::ptrdiff_t
 }
 
 template <class Kernel>
-ZCMDS_INLINE void exchangeWide(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
-                               std::ptrdiff_t tile, std::ptrdiff_t image) {
-    Points x[laneCount], y[laneCount];
-    transformTile(a + tile, b + tile, rowLength, kernel, x);
-    transformTile(a + image, b + image, rowLength, kernel, y);
-    for (int r = 0; r < Kernel::factor; ++r) {
-        const std::ptrdiff_t row = r * rowLength;
-        storeRow<Kernel::factor>(a + image + row, Lanes(x[r].re * scale));
-        storeRow<Kernel::factor>(b + image + row, Lanes(x[r].im * scale));
-        storeRow<Kernel::factor>(a + tile + row, Lanes(y[r].re * scale));
-        storeRow<Kernel::factor>(b + tile + row, Lanes(y[r].im * scale));
+ZCMDS_INLINE void finishWide(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
+                             const TilePair& pair) {
+    Points x[2][laneCount];
+    for (int i = 0; i < 2; ++i) transformTile(a + pair.tiles[i], b + pair.tiles[i], rowLength, kernel, x[i]);
+    for (int i = 0; i < 2; ++i) {
+        for (int r = 0; r < Kernel::factor; ++r) {
+            const std::ptrdiff_t to = pair.images[i] + r * rowLength;
+            const Lanes realPart = x[i][r].re * scale, imaginaryPart = x[i][r].im * scale;
+            storeRow<Kernel::factor>(a + to, realPart);
+            storeRow<Kernel::factor>(b + to, imaginaryPart);
+        }
     }
 }
 
@@ -106,30 +123,26 @@ ZCMDS_INLINE void exchangeWide(double* a, double* b, std::ptrdiff_t rowLength, c
 template <class Kernel>
 ZCMDS_INLINE void lastStageOfTiles(double* a, double* b, const FftPlan& plan, const Kernel& kernel, double scale) {
     const std::ptrdiff_t rowLength = plan.spans[1];
-    forEachTilePair(plan, [=](std::int32_t tile, std::int32_t image) {
+    forEachTilePair(plan, [=](const TilePair& pair) {
         if constexpr (Kernel::most <= 4)
-            exchangeNarrow(a, b, rowLength, kernel, scale, tile, image);
+            finishNarrow(a, b, rowLength, kernel, scale, pair);
         else
-            exchangeWide(a, b, rowLength, kernel, scale, tile, image);
+            finishWide(a, b, rowLength, kernel, scale, pair);
     });
 }
 
-// Moves `width` neighbours along the cycles of the core, in both arrays and in `blocks` blocks at once: each step waits for
-// the table's entry.
+// Moves `width` neighbours along the cycles of the core, in both arrays and in `blocks` blocks at once.
 template <int width, int blocks>
 ZCMDS_INLINE void moveAlongCycles(double* a, double* b, const FftPlan& plan, std::ptrdiff_t block, std::ptrdiff_t run) {
     const auto at = [=](int i, std::ptrdiff_t k) { return (i % 2 == 0 ? a : b) + i / 2 * block + k * run; };
-    const std::int32_t* next = plan.permutation;
-    for (std::int32_t k = plan.permutationTop; k >= 1; --k) {
-        if (next[k] < 0) continue;
+    const std::int16_t* members = plan.cycles + 1;
+    for (std::int32_t length = members[-1]; length > 0; length = members[-1]) {
         double kept[2 * blocks][width];
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(kept[i], at(i, k), sizeof kept[i]);
-        std::int32_t vacant = k;
-        for (std::int32_t v = next[k]; v != k; v = -next[v]) {
-            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), at(i, v), sizeof kept[i]);
-            vacant = v;
-        }
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, vacant), kept[i], sizeof kept[i]);
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(kept[i], at(i, members[0]), sizeof kept[i]);
+        for (std::int32_t m = 1; m < length; ++m)
+            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[m - 1]), at(i, members[m]), sizeof kept[i]);
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[length - 1]), kept[i], sizeof kept[i]);
+        members += length + 1;
     }
 }
 

@@ -136,6 +136,20 @@ void markCycles(FftPlan& plan) {
     }
 }
 
+// The order in which the core's elements move, so that no move waits for the table.
+void listCycles(FftPlan& plan) {
+    const std::int32_t* next = plan.permutation;
+    std::int16_t* to = plan.cycles;
+    for (std::int32_t k = plan.permutationTop; k >= 1; --k) {
+        if (next[k] < 0) continue;
+        std::int16_t* const length = to++;
+        *to++ = static_cast<std::int16_t>(k);
+        for (std::int32_t v = next[k]; v != k; v = -next[v]) *to++ = static_cast<std::int16_t>(v);
+        *length = static_cast<std::int16_t>(to - length - 1);
+    }
+    *to = 0;
+}
+
 // Calls visit(j, cosine, sine) for turns 1 to last of the stage.
 template <class Visit>
 void followTurns(const FftTurns& turns, std::int32_t last, Visit visit) {
@@ -146,6 +160,7 @@ void followTurns(const FftTurns& turns, std::int32_t last, Visit visit) {
     }
 }
 
+// Turn 1 is the step as it stands, but for factor 4, which gets it corrected like all others.
 void setStep(FftTurns& turns, double halfAngle, std::int32_t factor) {
     const double x = halfAngle / (static_cast<double>(turns.span) * factor), sine = mathematics.sin(x);
     turns.cd = 2 * sine * sine;
@@ -173,7 +188,8 @@ void keepAllTurns(const FftTurns& turns, std::int32_t factor, double* c, double*
     });
 }
 
-// Keeps the points from which eight runs go on.
+// Keeps the points from which eight runs go on. Long runs begin 16 elements further apart than an eighth of the stage: at
+// powers of two apart, what they work on would fall into the same few sets of the cache.
 void keepPoints(FftTurns& turns, std::int32_t factor) {
     turns.count = factor == 2 ? (turns.span % 16 == 0 ? turns.span / 2 : turns.span / 2 + 1) : turns.span;
     turns.interval = (turns.count + 63) / 64 * 8;
@@ -220,10 +236,12 @@ bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t lengt
     fillFreeProducts(plan);
     fillSpans(plan);
     fillTurns(plan);
+    plan.jf = 0;
     plan.permutationTop = 0;
     if (plan.freeCount < 1) return true;
     fillReversal(plan);
     markCycles(plan);
+    listCycles(plan);
     return true;
 }
 

@@ -11,6 +11,7 @@ namespace zcmds {
 
 namespace {
 
+// The tables outlive the block: they are the same for the next.
 // Only the first angle's cosine and sine are calculated; the others follow by turning, and the upper half by mirroring.
 void fillOddTables(FftPlan& plan, std::int32_t factor) {
     if (factor == plan.jf) return;
@@ -44,6 +45,9 @@ ZCMDS_INLINE void withKernel(FftPlan& plan, std::int32_t factor, Use use) {
             return plan.direction == 0 ? use(Radix4<false>{}) : use(Radix4<true>{});
         case 5:
             return use(Radix5{c72, s72, c72 * c72 - s72 * s72, 2 * c72 * s72});
+        case 7:
+            fillOddTables(plan, factor);
+            return use(Radix7{plan.ck, plan.sk});
         default:
             fillOddTables(plan, factor);
             return use(RadixOdd{factor, plan.ck, plan.sk});
@@ -81,7 +85,6 @@ void finish(double* a, double* b, FftPlan& plan, double scale) {
 }
 
 void transform(double* a, double* b, FftPlan& plan) {
-    plan.jf = 0;
     if (plan.factorCount == 0) return;
     runStages(a, b, plan.length, plan, 0);
     finish(a, b, plan, plan.direction == 0 ? 1.0 / static_cast<double>(plan.length) : 1.0);
