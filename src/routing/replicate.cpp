@@ -75,27 +75,36 @@ template <class Word>
     }
 }
 
+// The output block, which copies of one sample or of many fill.
+template <class Word>
+struct CopyBlock {
+    PbufHandle output;
+    Word* copies;
+    std::int32_t filled = 0;
+
+    void send() {
+        zepl::pbuf_put_set_cnt(output, filled);
+        filled = 0;
+    }
+    void write(Word word, std::int32_t reps) {
+        for (std::int32_t due = reps; due > 0;) {
+            const std::int32_t n = std::min(due, outputBlock - filled);
+            std::fill_n(copies + filled, n, word);
+            filled += n;
+            due -= n;
+            if (filled == outputBlock) send();
+        }
+    }
+};
+
 template <class Word>
 [[noreturn]] void replicateMany(PbufHandle input, PbufHandle output, std::int32_t reps) {
     const auto* const block = static_cast<const Word*>(zepl::pbuf_get_data_ptr(input));
-    auto* const copies = static_cast<Word*>(zepl::pbuf_get_data_ptr(output));
-    std::int32_t filled = 0;  // of the output block
-    const auto send = [&] {
-        zepl::pbuf_put_set_cnt(output, filled);
-        filled = 0;
-    };
+    CopyBlock<Word> copies{.output = output, .copies = static_cast<Word*>(zepl::pbuf_get_data_ptr(output))};
     for (;;) {
         const std::int32_t count = zepl::pbuf_get(input);
-        for (std::int32_t i = 0; i < count; ++i) {
-            for (std::int32_t due = reps; due > 0;) {
-                const std::int32_t n = std::min(due, outputBlock - filled);
-                std::fill_n(copies + filled, n, block[i]);
-                filled += n;
-                due -= n;
-                if (filled == outputBlock) send();
-            }
-        }
-        if (filled != 0) send();
+        for (std::int32_t i = 0; i < count; ++i) copies.write(block[i], reps);
+        if (copies.filled != 0) copies.send();
     }
 }
 

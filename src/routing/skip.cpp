@@ -1,7 +1,7 @@
 // SKIP thins a stream by a pattern: it drops `preskip` samples once, and then passes `take` samples and drops `skip`, over
 // and over.
 
-#include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 #include "frame/checks.h"
@@ -57,6 +57,23 @@ void passValue(const SkipState& state) {
 constexpr std::int64_t longPattern = 32;
 static_assert(longPattern <= largestChunk);
 
+// Keeps `take` of each `total` words in a block that ends at `end`, `chunk` of them at a time, which may be more. What is too
+// much is written over by the next pattern. At first, until enough is skipped, it would reach into words that are not yet
+// read, and at the end past the block; there the words to keep are moved alone.
+template <std::int32_t chunk, class Word>
+void keepPatterns(Word* to, const Word* from, const Word* end, std::int32_t patterns, std::int32_t take,
+                  std::int32_t total) {
+    const std::size_t bytes = static_cast<std::size_t>(take) * sizeof(Word);
+    std::int32_t i = 0;
+    for (; i < patterns && to + chunk > from + total; ++i, from += total, to += take) std::memmove(to, from, bytes);
+    for (; i < patterns && end - from >= chunk; ++i, from += total, to += take) {
+        Word words[chunk];
+        std::memcpy(words, from, sizeof words);
+        std::memcpy(to, words, sizeof words);
+    }
+    for (; i < patterns; ++i, from += total, to += take) std::memmove(to, from, bytes);
+}
+
 // A walk through the blocks. The samples kept so far stand at the block's front.
 template <class Word>
 struct BlockWalk {
@@ -83,27 +100,14 @@ struct BlockWalk {
         left -= n;
     }
 
-    template <class GoesOn>
-    void keepExactly(std::int32_t total, GoesOn goesOn) {
-        for (; left >= total && goesOn(); left -= total, in += total, out += state.take)
-            for (std::int32_t i = 0; i < state.take; ++i) block[out + i] = block[in + i];
-    }
-
-    // Keeps the samples of whole patterns, `chunk` words where it may be less. What is too much is written over by the next.
-    // At first, until enough is skipped, that would reach into samples that are not yet read, and at the end past the block.
-    template <std::int32_t chunk>
-    void keepChunks(std::int32_t total) {
-        keepExactly(total, [&] { return out + chunk > in + total; });
-        for (; left >= std::max(total, chunk); left -= total, in += total, out += state.take) {
-            Word samples[chunk];
-            std::memcpy(samples, block + in, sizeof samples);
-            std::memcpy(block + out, samples, sizeof samples);
-        }
-        keepExactly(total, [] { return true; });
-    }
-
     void keepWholePatterns(std::int32_t total) {
-        forChunkSize(state.take, [&]<std::int32_t chunk> { keepChunks<chunk>(total); });
+        const std::int32_t patterns = left / total;
+        forChunkSize(state.take, [&]<std::int32_t chunk> {
+            keepPatterns<chunk>(block + out, block + in, block + in + left, patterns, state.take, total);
+        });
+        out += patterns * state.take;
+        in += patterns * total;
+        left -= patterns * total;
     }
 
     void keepRun() {

@@ -28,7 +28,7 @@ Streams unpacked(const Stream& merged, std::size_t blockSize, std::size_t source
 
 TEST(Bmergef, ABlockIsLostOrCutOrComesFromAnotherSource) {
     for (const ElementType type : allElementTypes) {
-        for (const std::size_t blockSize : {1, 3, 1000, 5000}) {
+        for (const std::size_t blockSize : std::initializer_list<std::size_t>{1, 3, 1000, 5000}) {
             Streams sources{bitStream(type, 12000, 1), bitStream(type, 999, 2), bitStream(type, 7001, 3)};
             Streams whole = sources;
             for (Stream& stream : whole) stream.bits.resize(stream.bits.size() / blockSize * blockSize);

@@ -20,9 +20,10 @@ using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
 TYPED_TEST_SUITE(Replicate, Elements);
 
 TYPED_TEST(Replicate, ASampleIsMissingOrIsOneTooMany) {
-    for (const std::size_t reps : {1, 2, 3, 4, 7, 15, 16, 17, 31, 33, 64, 127, 128, 129, 500, 1023, 1024, 1025, 3000}) {
+    for (const std::size_t reps : std::initializer_list<std::size_t>{1, 2, 3, 4, 7, 15, 16, 17, 31, 33, 64, 127, 128,
+                                                                     129, 500, 1023, 1024, 1025, 3000}) {
         const std::vector<TypeParam> source = randomBits<TypeParam>(reps < 8 ? 1500 : 100, 5);
-        for (const std::uint32_t block : {1, 3, 1024})
+        for (const std::uint32_t block : {1U, 3U, 1024U})
             EXPECT_EQ(bitsOf(routed("REPLICATE", source, std::to_string(reps), {.block = block})),
                       bitsOf(repeated(source, reps)))
                 << reps << " block " << block;
@@ -31,7 +32,7 @@ TYPED_TEST(Replicate, ASampleIsMissingOrIsOneTooMany) {
 
 TYPED_TEST(Replicate, TheArrivalOfTheInputChangesTheOutput) {
     const std::vector<TypeParam> source = randomSamples<TypeParam>(3000, 6);
-    for (const std::size_t reps : {1, 5, 128, 129})
+    for (const std::size_t reps : std::initializer_list<std::size_t>{1, 5, 128, 129})
         EXPECT_EQ(
             sameForEveryArrival(
                 1024,
@@ -41,7 +42,7 @@ TYPED_TEST(Replicate, TheArrivalOfTheInputChangesTheOutput) {
 
 TEST(ReplicateCounts, CopiesOfASampleWaitForTheNext) {
     // 40000 is past int16, and 1,000,003 copies are no whole number of blocks.
-    for (const std::size_t reps : {40000, 1000003})
+    for (const std::size_t reps : std::initializer_list<std::size_t>{40000, 1000003})
         EXPECT_EQ(routed<std::int16_t>("REPLICATE", {-7}, std::to_string(reps) + "l").size(), reps);
 }
 

@@ -36,7 +36,7 @@ void expectSlices(const std::vector<Element>& source, const Pattern& pattern, co
 template <class Element>
 void expectSlicesOfAllCuts(const std::vector<Element>& source, const Pattern& pattern, std::uint64_t seed) {
     const FeedPolicy random{.kind = FeedPolicy::Kind::random, .seed = seed};
-    for (const std::uint32_t block : {1, 2, 5, 16, 1024})
+    for (const std::uint32_t block : {1U, 2U, 5U, 16U, 1024U})
         for (const FeedPolicy& feed : {FeedPolicy{.kind = FeedPolicy::Kind::whole}, FeedPolicy{.piece = 1}, random})
             expectSlices(source, pattern, {.feed = feed, .block = block});
     expectSlices(source, pattern, {.feed = random, .info = noBlockTransfer});
