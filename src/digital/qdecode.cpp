@@ -2,7 +2,6 @@
 
 #include "frame/commands.h"
 #include "frame/exact.h"
-#include "frame/values.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
@@ -56,15 +55,15 @@ struct Decoder {
     }
 };
 
-// The position is the variable itself.
-[[noreturn]] void decodeIntoVariable(Decoder decoder, Slot dest) {
+// The position is the variable itself, a 32-bit word.
+[[noreturn]] void decodeIntoVariable(Decoder decoder, std::int32_t& position) {
     std::int32_t n = decoder.start();
-    storeInteger(dest, 0);
+    position = 0;
     for (;; n = zepl::pbuf_get(decoder.digport)) {
         const std::int16_t* samples = decoder.samples();
         std::int32_t steps = 0;
         for (std::int32_t i = 0; i < n; ++i) steps += decoder.stepTo(samples[i]);
-        storeInteger(dest, wrappingSum(*valueIn<std::int32_t>(dest), steps));
+        position = wrappingSum(position, steps);
     }
 }
 
@@ -99,7 +98,7 @@ std::uint32_t qdecode(ParamList list) {
     if (decoder.bitpair > 14) zepl::param_error_msg(ParamError::outOfRange, 2);
     if (decoder.bitpair % 2 != 0) zepl::param_error_msg(ParamError::notPositive, 2);
     if (count == 4 && destKind != pipeInt32) zepl::param_error_msg(ParamError::wrongKind, 3);
-    if (destKind == variableInt32) decodeIntoVariable(decoder, params[3]);
+    if (destKind == variableInt32) decodeIntoVariable(decoder, *valueIn<std::int32_t>(params[3]));
     const auto dest = handleIn<PipeHandle>(params[3]);
     zepl::pipe_open(dest, zepl::OpenMode::write);
     const PbufHandle destPbuf = zepl::pbuf_open(dest, capacity);

@@ -118,8 +118,9 @@ void openAreas(MtsState& state, std::int32_t inFrames, std::int32_t workFrames, 
         zepl::ralloc((elements(inFrames + workFrames) + tapElements) * sizeof(std::int16_t)));
     state.work = state.in + elements(inFrames);
     state.taps = state.work + elements(workFrames);
+    // The lanes past the last get kernels too: with any samples these keep a sum within 31 bits.
     for (std::int32_t k = 0; k < mtsTaps; ++k)
-        for (std::int32_t l = 0; l < lanes; ++l)
+        for (std::int32_t l = 0; l < state.tapStep; ++l)
             state.taps[k * state.tapStep + l] = mtsKernels[state.rows[l % state.nchan] & 0xff][k];
 }
 

@@ -1,6 +1,9 @@
 // THERMO turns the raw readings of a thermocouple into temperatures, with compensation for the cold junction, all in
 // integers and over two piecewise-linear curves.
 
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
 #include <cstring>
 
 #include "frame/commands.h"
@@ -23,9 +26,16 @@ namespace {
 
 constexpr std::int16_t absent = 0;  // what an offset or a cold junction that is not given reads as
 
+// From a raw reading to hundredths of a millivolt, in integers.
+struct Scaling {
+    std::int32_t mul;          // with the sign of div
+    std::uint32_t reciprocal;  // of div's magnitude, in units of 2^-shift
+    std::int32_t shift;
+};
+
 struct ThermoState {
     const ThermocoupleType* type;
-    std::int16_t mul, div;       // of the raw reading, to hundredths of a millivolt
+    Scaling scaling;             // of the reading less its offset
     const std::int16_t* offset;  // taken from the raw reading
     const std::int16_t* cjc;     // temperature of the cold junction, tenths of a degree Celsius
     PipeHandle dest;
@@ -58,26 +68,34 @@ const std::int16_t* temperaturesOf(const ThermocoupleType& type) {
     return all;
 }
 
-// The measured voltage. The reading less its offset wraps, the scaled one saturates. The quotient through double is exact:
-// the product has 31 bits, so a quotient that is not whole is farther from the next whole one than double rounds.
-std::int16_t scaledVoltage(std::int16_t x, std::int16_t offset, std::int16_t mul, std::int16_t div) {
-    const std::int16_t d = wrap<std::int16_t>(x - offset);
-    const double quotient = static_cast<double>(d * mul) / div;
-    return saturate<std::int16_t>(static_cast<std::int32_t>(quotient));
+// The factor mul / div. Products of two int16 have up to 31 bits; multiplied by the reciprocal and shifted they give the
+// quotient toward zero, exactly: the reciprocal is too large by less than 2^-30 of itself.
+Scaling scalingBy(std::int16_t mul, std::int16_t div) {
+    const auto divisor = static_cast<std::uint32_t>(std::abs(div));
+    const int shift = 30 + std::bit_width(divisor);
+    return {.mul = div < 0 ? -mul : mul,
+            .reciprocal = static_cast<std::uint32_t>((std::uint64_t{1} << shift) / divisor + 1),
+            .shift = shift};
 }
 
-// No other task runs within a block, so the offset and the cold junction stay as they are.
+// The measured voltage. The reading less its offset wraps, the scaled one saturates.
+std::int16_t scaledVoltage(std::int16_t x, std::int16_t offset, Scaling by) {
+    const std::int32_t product = wrap<std::int16_t>(x - offset) * by.mul;
+    const auto magnitude = static_cast<std::uint32_t>(std::abs(product));
+    const auto quotient = static_cast<std::int32_t>(std::uint64_t{magnitude} * by.reciprocal >> by.shift);
+    return saturate<std::int16_t>(product < 0 ? -quotient : quotient);
+}
+
+// No other task runs within a block, so the offset and the cold junction stay as they are. Voltages first, for all samples:
+// they fit vectors, what the curve gives does not.
 ZCMDS_VECTOR_CLONES void convertBlock(const ThermoState& state, std::int16_t* x, std::int32_t n) {
     const ThermocoupleType& type = *state.type;
-    const std::int16_t *const temperatures = state.temperatures, first = type.voltageTable[0], offset = *state.offset,
-                              mul = state.mul, div = state.div;
-    const std::int32_t span = voltageSpan(type);
+    const std::int16_t *const temperatures = state.temperatures, offset = *state.offset;
     const std::int16_t c = lookup(*state.cjc, type.temperatureTable, type.voltageTable);
-    for (std::int32_t i = 0; i < n; ++i) {
-        const std::int16_t s = wrap<std::int16_t>(scaledVoltage(x[i], offset, mul, div) + c);
-        const std::int32_t place = s - first;
-        x[i] = temperatures[place < 0 ? 0 : place > span ? span : place];
-    }
+    const Scaling scaling = state.scaling;
+    for (std::int32_t i = 0; i < n; ++i) x[i] = wrap<std::int16_t>(scaledVoltage(x[i], offset, scaling) + c);
+    const std::int32_t first = type.voltageTable[0], span = voltageSpan(type);
+    for (std::int32_t i = 0; i < n; ++i) x[i] = temperatures[std::clamp(x[i] - first, 0, span)];
 }
 
 const ThermocoupleType* typeIn(Slot slot, ParamMask kind) {
@@ -117,9 +135,9 @@ std::uint32_t thermo(ParamList list) {
         zepl::param_process(list, &count, 5, 7, pipeInt16, stringKind | constantInt16, constantInt16, constantInt16,
                             pipeInt16 | variableInt16, pipeInt16 | variableInt16, variableInt16);
     state.type = typeIn(params[2], zepl::param_type(list, 2));
-    state.mul = *valueIn<std::int16_t>(params[3]);
-    state.div = *valueIn<std::int16_t>(params[4]);
-    if (state.div == 0 || state.div == -32768) zepl::param_error_msg(ParamError::notPositive, 4);
+    const std::int16_t mul = *valueIn<std::int16_t>(params[3]), div = *valueIn<std::int16_t>(params[4]);
+    if (div == 0 || div == -32768) zepl::param_error_msg(ParamError::notPositive, 4);
+    state.scaling = scalingBy(mul, div);
     readStreams(list, params, count, state);
     state.temperatures = temperaturesOf(*state.type);
 
