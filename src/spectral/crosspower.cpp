@@ -126,6 +126,15 @@ void buildPlans(CrossPowerState& state) {
     zepl::param_error_msg(ParamError::unusableLength, 1);
 }
 
+// The products are stored in the first output's type, which the buffer of a narrower pipe would not hold.
+void checkWidths(ParamList list, std::int32_t count) {
+    constexpr std::int32_t realPosition = 5;
+    const std::uint32_t width = elementSizeOf(zepl::param_type(list, realPosition));
+    for (std::int32_t position = realPosition + 1; position <= count; ++position)
+        if (elementSizeOf(zepl::param_type(list, position)) < width)
+            zepl::param_error_msg(ParamError::typeMismatch, position);
+}
+
 [[noreturn]] void run(CrossPowerState& state) {
     SpectrumBlock &first = state.blocks[0], &second = state.blocks[1];
     for (;;) {
@@ -159,6 +168,7 @@ std::uint32_t crosspower(ParamList list) {
     for (SpectrumBlock& block : state.blocks) selectPostTwo(block, "PARTS", pipeDouble, pipeDouble);
     keepWindowWeights(state.blocks[0]);
     state.blocks[1].weights = state.blocks[0].weights;
+    checkWidths(list, count);
     forElementType(zepl::param_type(list, 5), [&]<class Element>() -> std::uint32_t {
         state.productOp = product<Element>;
         return 0;

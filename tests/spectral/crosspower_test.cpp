@@ -63,10 +63,13 @@ TEST(CrossPowerParameters, AFaultIsBlamedOnAnotherPlace) {
                      {"5 at 3", "*16 *16 2 HAMMING >d >d; *16 *16 15 HAMMING >d >d; *16 *16 -5 HAMMING >d >d"},
                      {"1 at 4", "*16 *16 16 v8 >d >d"},
                      {"7 at 4", "*16 *16 4 KAISER >d >d; *16 *16 23 WELCH >d >d"},
-                     {"2 at 1", "*16 *16 23 HAMMING >d >d"},
+                     {"2 at 1", "*16 *16 23 HAMMING >d >d; *16 *16 23 HAMMING >d >16"},
+                     {"3 at 6", "*16 *16 4 HAMMING >d >f; *16 *16 4 HAMMING >32 >16"},
+                     {"3 at 7", "*16 *16 4 HAMMING >f >d >16"},
                  });
     EXPECT_EQ(OneTask("CROSSPOWER", "*16 *16 46 HAMMING >d >d").console,
               Lines{"*** Warning: FFT block size invalid, factoring failed"});
+    EXPECT_EQ(OneTask("CROSSPOWER", "*16 *d 4 HAMMING >16 >d >32").state, "waiting");
     EXPECT_EQ(OneTask("CROSSPOWER", "*16 *16 32400 v32400 >d >d >d").state, "waiting");
 }
 
