@@ -20,7 +20,8 @@ const char* const interpSignature =
 
 namespace {
 
-constexpr std::int32_t interpCapacity = 256;  // elements of a block
+constexpr std::int32_t interpCapacity = 256;    // elements of a block
+constexpr std::int32_t pointsPerSample = 1024;  // of an int16 table, from which a copy costs more than it saves
 
 struct InterpTable {
     std::int32_t length;         // points
@@ -101,24 +102,31 @@ ZCMDS_VECTOR_CLONES void bracketBlock(const Key* __restrict keys, std::int32_t l
         }
 }
 
+// Short blocks don't pay for a copy of a long int16 table: there the definition is quicker.
+template <class Element>
+void findBrackets(const InterpTable& table, const Element* x, std::int32_t n, BlockBrackets& found) {
+    const auto* abscissa = static_cast<const Element*>(table.abscissa);
+    if constexpr (sizeof(Element) > 2) {
+        bracketBlock(abscissa, table.length - 1, x, n, found);
+    } else if (table.length > n * pointsPerSample) {
+        std::fill_n(found.met, n, 1);
+    } else {
+        std::int32_t wide[interpCapacity];
+        std::copy(x, x + n, wide);
+        std::copy(abscissa, abscissa + table.length, table.wideAbscissa);
+        bracketBlock<std::int32_t>(table.wideAbscissa, table.length - 1, wide, n, found);
+    }
+}
+
 template <class Element>
 void interpolateBlock(const InterpTable& table, Element* x, std::int32_t n) {
     const auto *abscissa = static_cast<const Element*>(table.abscissa),
                *ordinate = static_cast<const Element*>(table.ordinate);
-    const std::int32_t last = table.length - 1;
     BlockBrackets found;
-    if constexpr (sizeof(Element) == 2) {
-        std::int32_t wide[interpCapacity];
-        std::copy(x, x + n, wide);
-        std::copy(abscissa, abscissa + table.length, table.wideAbscissa);
-        bracketBlock<std::int32_t>(table.wideAbscissa, last, wide, n, found);
-    } else {
-        bracketBlock(abscissa, last, x, n, found);
-    }
+    findBrackets(table, x, n, found);
     for (std::int32_t i = 0; i < n; ++i) {
-        Bracket points{found.low[i], found.low[i] + found.gap[i]};
-        if (found.met[i] != 0) points = bracketOf(abscissa, table.length, x[i]);
-        const auto [low, high] = points;
+        const auto [low, high] = found.met[i] != 0 ? bracketOf(abscissa, table.length, x[i])
+                                                   : Bracket{found.low[i], found.low[i] + found.gap[i]};
         x[i] = low == high ? ordinate[low]
                            : interpolated(x[i], abscissa[low], abscissa[high], ordinate[low], ordinate[high]);
     }

@@ -72,7 +72,7 @@ const std::int16_t* temperaturesOf(const ThermocoupleType& type) {
 // quotient toward zero, exactly: the reciprocal is too large by less than 2^-30 of itself.
 Scaling scalingBy(std::int16_t mul, std::int16_t div) {
     const auto divisor = static_cast<std::uint32_t>(std::abs(div));
-    const int shift = 30 + std::bit_width(divisor);
+    const auto shift = 30 + static_cast<std::int32_t>(std::bit_width(divisor));
     return {.mul = div < 0 ? -mul : mul,
             .reciprocal = static_cast<std::uint32_t>((std::uint64_t{1} << shift) / divisor + 1),
             .shift = shift};

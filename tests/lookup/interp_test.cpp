@@ -95,7 +95,7 @@ TYPED_TEST(Interp, ATableThatDoesNotRiseIsSearchedInAnotherWay) {
 }
 
 TYPED_TEST(Interp, TheArrivalOfTheInputChangesTheOutput) {
-    const Table<TypeParam> table = randomTable<TypeParam>(100);
+    const Table<TypeParam> table = randomTable<TypeParam>(3000);
     const auto source = randomSamples<TypeParam>(1500, 3);
     sameForEveryArrival(256, [&](FeedPolicy feed) { return afterInterp(table, source, feed); });
 }

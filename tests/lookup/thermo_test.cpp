@@ -100,6 +100,20 @@ TEST(Thermo, WrapOrSaturationIsInAnotherPlace) {
     }
 }
 
+TEST(Thermo, AVoltageIsNotTheQuotientTowardZero) {
+    const Samples all = edgeSamples<std::int16_t>();
+    const zcmds::ThermocoupleType& type = zcmds::thermocoupleTypes[0];
+    constexpr std::pair<std::int16_t, std::int16_t> factors[] = {
+        {1, 3}, {-7, 4}, {-32768, 32767}, {32767, -32767}, {1000, -8}, {-5, 4096}, {-32768, -1}, {-32768, 2}};
+    for (const auto& [mul, div] : factors) {
+        Samples expected;
+        for (const std::int16_t x : all)
+            expected.push_back(
+                static_cast<std::int16_t>(between(type.voltageTable, type.temperatureTable, x * mul / div)));
+        EXPECT_EQ(afterThermo({.type = textConstant("E"), .mul = mul, .div = div}, all), expected) << mul << '/' << div;
+    }
+}
+
 TEST(Thermo, TheArrivalOfTheInputChangesTheOutput) {
     const Samples source = randomBits<std::int16_t>(3000, 1);
     sameForEveryArrival(1024, [&](FeedPolicy feed) {
