@@ -95,7 +95,7 @@ TEST(TrigSend, TheStreamIsNotTheSameOnEveryPipeOrIsReadBackAsAnotherTrigger) {
         }
         addCall(session, "TRIGSEND $ 1" + repeated("$", 32), send);
         const Report report = session.run();
-        for (const std::size_t i : {0, 1, 31}) {
+        for (const std::size_t i : {0U, 1U, 31U}) {
             EXPECT_EQ(session.collectedEvents(received[i]), wrapped(events));
             EXPECT_EQ(report.triggers[i + 1].status, 1500U);
         }
