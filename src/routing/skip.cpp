@@ -1,12 +1,14 @@
 // SKIP thins a stream by a pattern: it drops `preskip` samples once, and then passes `take` samples and drops `skip`, over
 // and over.
 
+#include <bit>
 #include <cstddef>
 #include <cstring>
 
 #include "frame/checks.h"
 #include "frame/commands.h"
 #include "frame/values.h"
+#include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
 #include "routing/chunk_size.h"
@@ -74,6 +76,19 @@ void keepPatterns(Word* to, const Word* from, const Word* end, std::int32_t patt
     for (; i < patterns; ++i, from += total, to += take) std::memmove(to, from, bytes);
 }
 
+// Keeps the first of each `step` words, by groups that are read whole before they are written, so that they vectorise.
+template <std::int32_t step, class Word>
+ZCMDS_VECTOR_CLONES void keepFirsts(Word* to, const Word* from, std::int32_t patterns) {
+    constexpr std::int32_t group = 32;
+    std::int32_t i = 0;
+    for (; i + group <= patterns; i += group) {
+        Word words[group];
+        for (std::int32_t k = 0; k < group; ++k) words[k] = from[(i + k) * step];
+        std::memcpy(to + i, words, sizeof words);
+    }
+    for (; i < patterns; ++i) to[i] = from[i * step];
+}
+
 // A walk through the blocks. The samples kept so far stand at the block's front.
 template <class Word>
 struct BlockWalk {
@@ -102,9 +117,14 @@ struct BlockWalk {
 
     void keepWholePatterns(std::int32_t total) {
         const std::int32_t patterns = left / total;
-        forChunkSize(state.take, [&]<std::int32_t chunk> {
-            keepPatterns<chunk>(block + out, block + in, block + in + left, patterns, state.take, total);
-        });
+        Word* const to = block + out;
+        const Word* const from = block + in;
+        if (state.take == 1 && std::has_single_bit(static_cast<std::uint32_t>(total)))
+            forChunkSize(total, [&]<std::int32_t step> { keepFirsts<step>(to, from, patterns); });
+        else
+            forChunkSize(state.take, [&]<std::int32_t chunk> {
+                keepPatterns<chunk>(to, from, from + left, patterns, state.take, total);
+            });
         out += patterns * state.take;
         in += patterns * total;
         left -= patterns * total;

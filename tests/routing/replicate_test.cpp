@@ -30,16 +30,6 @@ TYPED_TEST(Replicate, ASampleIsMissingOrIsOneTooMany) {
     }
 }
 
-TYPED_TEST(Replicate, TheArrivalOfTheInputChangesTheOutput) {
-    const std::vector<TypeParam> source = randomSamples<TypeParam>(3000, 6);
-    for (const std::size_t reps : std::initializer_list<std::size_t>{1, 5, 128, 129})
-        EXPECT_EQ(
-            sameForEveryArrival(
-                1024,
-                [&](FeedPolicy feed) { return routed("REPLICATE", source, std::to_string(reps), {.feed = feed}); }, 3),
-            repeated(source, reps));
-}
-
 TEST(ReplicateCounts, CopiesOfASampleWaitForTheNext) {
     // 40000 is past int16, and 1,000,003 copies are no whole number of blocks.
     for (const std::size_t reps : std::initializer_list<std::size_t>{40000, 1000003})
