@@ -92,21 +92,31 @@ ZCMDS_VECTOR_CLONES void storeSums(const Sum* __restrict sums, std::int32_t n, D
     for (std::int32_t i = 0; i < n; ++i) to[i] = stored<Destination>(sums[i]);
 }
 
+// `outputs` frames of sums from the converted samples. For few of them rows are not worth their making.
+template <class Sum>
+void sumOutputs(const Work<Sum>& work, const FirCoefficients& coefficients, std::int32_t nchans, std::int32_t outputs) {
+    const std::int32_t decimation = coefficients.decimation, length = coefficients.length, pieces = work.layout.pieces;
+    if (outputs * nchans <= mostTileRows)
+        return sumSingly({work.converted, work.factors, length, decimation, nchans}, outputs * nchans, work.sums);
+
+    const std::int32_t perRun = outputsPerRun(work.layout, outputs);
+    if (work.rows != work.converted)
+        work.spread(work.layout, work.converted, perRun * decimation, (perRun - 1) * decimation + length, work.rows);
+    sumRows({work.rows, work.factors, length, decimation, pieces}, perRun * pieces, work.rowSums);
+    if (work.sums != work.rowSums) work.gather(work.layout, work.rowSums, perRun, work.sums);
+}
+
 template <class Source, class Destination>
 void filterPass(FirState& state, const FirCoefficients& coefficients) {
     using Sum = SumFor<Source, Destination>;
     const auto& work = *static_cast<const Work<Sum>*>(state.work);
     const std::int32_t nchans = state.nchans, decimation = state.decimation, length = coefficients.length;
     const std::int32_t outputs = (state.available - state.start - length) / decimation + 1;
-    const std::int32_t perRun = outputsPerRun(work.layout, outputs), pieces = work.layout.pieces;
     const auto* const samples = static_cast<const Source*>(state.srcData) + state.start * nchans;
 
     convert(static_cast<const CoefficientFor<Source>*>(coefficients.table), length, work.factors);
     convert(samples, ((outputs - 1) * decimation + length) * nchans, work.converted);
-    if (work.rows != work.converted)
-        work.spread(work.layout, work.converted, perRun * decimation, (perRun - 1) * decimation + length, work.rows);
-    sumRows(RowSums<Sum>{work.rows, work.factors, length, decimation, pieces}, perRun * pieces, work.rowSums);
-    if (work.sums != work.rowSums) work.gather(work.layout, work.rowSums, perRun, work.sums);
+    sumOutputs(work, coefficients, nchans, outputs);
     storeSums(work.sums, outputs * nchans, static_cast<Destination*>(state.destData) + state.outCount * nchans);
     state.outCount += outputs;
     state.start += outputs * decimation;

@@ -24,17 +24,16 @@ struct RowSums {
     std::int32_t pieces;      // rows a frame
 };
 
-// Makes `rows` rows of sums from `row` on.
-template <std::int32_t rows, std::int32_t vectorBytes, class Sum>
+// Makes `rows` rows of sums from `row` on. A row has `rowSize` elements, a multiple of a vector's.
+template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
 [[gnu::always_inline]] inline void sumTile(const RowSums<Sum>& given, std::int32_t row, Sum* sums) {
-    using Vector [[gnu::vector_size(vectorBytes), gnu::may_alias]] = Sum;
-    const std::int32_t step = given.pieces * lanes<Sum>;
-    for (std::int32_t lane = 0; lane < lanes<Sum>; lane += static_cast<std::int32_t>(vectorBytes / sizeof(Sum))) {
+    const std::int32_t step = given.pieces * rowSize;
+    for (std::int32_t lane = 0; lane < rowSize; lane += static_cast<std::int32_t>(sizeof(Vector) / sizeof(Sum))) {
         const Sum* met[rows];
         Vector sum[rows];
         std::int32_t frame = row / given.pieces * given.decimation, piece = row % given.pieces;
         for (std::int32_t i = 0; i < rows; ++i) {
-            met[i] = given.samples + frame * step + piece * lanes<Sum> + lane;
+            met[i] = given.samples + frame * step + piece * rowSize + lane;
             sum[i] = Vector{};
             if (++piece == given.pieces) {
                 piece = 0;
@@ -46,32 +45,38 @@ template <std::int32_t rows, std::int32_t vectorBytes, class Sum>
             for (std::int32_t i = 0; i < rows; ++i)
                 sum[i] += factor * *reinterpret_cast<const Vector*>(met[i] + k * step);
         }
-        for (std::int32_t i = 0; i < rows; ++i)
-            *reinterpret_cast<Vector*>(sums + (row + i) * lanes<Sum> + lane) = sum[i];
+        for (std::int32_t i = 0; i < rows; ++i) *reinterpret_cast<Vector*>(sums + (row + i) * rowSize + lane) = sum[i];
     }
 }
 
 // Sums of so many rows stay in registers from the first tap to the last.
 inline constexpr std::int32_t mostTileRows = 8;
 
-template <std::int32_t rows, std::int32_t vectorBytes, class Sum>
+template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
 [[gnu::always_inline]] inline void sumTileOf(std::int32_t wanted, const RowSums<Sum>& given, std::int32_t row,
                                              Sum* sums) {
     if (wanted == rows)
-        sumTile<rows, vectorBytes>(given, row, sums);
+        sumTile<rows, Vector, rowSize>(given, row, sums);
     else if constexpr (rows > 1)
-        sumTileOf<rows - 1, vectorBytes>(wanted, given, row, sums);
+        sumTileOf<rows - 1, Vector, rowSize>(wanted, given, row, sums);
 }
 
 // Tiles as equal as can be: one with few rows would wait for its own additions.
 template <std::int32_t vectorBytes, class Sum>
 [[gnu::always_inline]] inline void sumAll(const RowSums<Sum>& given, std::int32_t rows, Sum* sums) {
+    using Vector [[gnu::vector_size(vectorBytes), gnu::may_alias]] = Sum;
     std::int32_t tiles = (rows + mostTileRows - 1) / mostTileRows;
     for (std::int32_t row = 0; row < rows; --tiles) {
         const std::int32_t wanted = (rows - row + tiles - 1) / tiles;
-        sumTileOf<mostTileRows, vectorBytes>(wanted, given, row, sums);
+        sumTileOf<mostTileRows, Vector, lanes<Sum>>(wanted, given, row, sums);
         row += wanted;
     }
+}
+
+// Up to mostTileRows sums from samples in their own order: rows of one element, as many a frame as it has samples.
+template <class Sum>
+void sumSingly(const RowSums<Sum>& given, std::int32_t count, Sum* sums) {
+    sumTileOf<mostTileRows, Sum, 1>(count, given, 0, sums);
 }
 
 // Row by row from `step` to `end`: what the row `step` earlier holds, moved on by one lane, and behind it last[row].
