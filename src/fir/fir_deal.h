@@ -1,13 +1,75 @@
-// Deals out the frames of a filter's pass: row p of `rows` gets the frames p, p + rowCount, ... one behind the other. So the
-// samples that one tap meets in consecutive outputs lie side by side.
+// Moves the samples of a filter's pass into rows and its sums back. The outputs of a pass are cut into runs of consecutive
+// ones; a row has a piece of one frame for each run, the first frame's of each, then the second's of each, and so on. So the
+// samples that a tap meets stand in one row, whatever the decimation, and no vector crosses the lines of the memory.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
+#include "fir/fir_rows.h"
 #include "frame/vector_clones.h"
 
 namespace zcmds {
+
+// How frames make rows.
+struct RowLayout {
+    std::int32_t nchans;  // samples of a frame
+    std::int32_t piece;   // samples side by side in a row: a power of two
+    std::int32_t pieces;  // pieces that hold a frame; the last may reach past it
+    std::int32_t runs;    // pieces that fill a row
+};
+
+template <class Sum>
+RowLayout rowLayout(std::int32_t nchans) {
+    std::int32_t piece = 1;
+    while (piece < nchans && piece < lanes<Sum>) piece *= 2;
+    return {nchans, piece, (nchans + piece - 1) / piece, lanes<Sum> / piece};
+}
+
+inline std::int32_t outputsPerRun(const RowLayout& layout, std::int32_t outputs) {
+    return (outputs + layout.runs - 1) / layout.runs;
+}
+
+// Only a piece as wide as a row may have others beside it.
+template <std::int32_t piece, class Sum>
+constexpr std::int32_t piecesOf(const RowLayout& layout) {
+    return piece < lanes<Sum> ? 1 : layout.pieces;
+}
+
+// Takes `frames` frames of each run, whose first stand `runStep` frames apart, to the rows.
+template <class Sum>
+using SpreadSamples = void (*)(const RowLayout& layout, const Sum* samples, std::int32_t runStep, std::int32_t frames,
+                               Sum* rows);
+
+// Takes runs of `perRun` frames from the rows.
+template <class Sum>
+using GatherSums = void (*)(const RowLayout& layout, const Sum* rows, std::int32_t perRun, Sum* sums);
+
+template <std::int32_t piece, class Sum>
+ZCMDS_VECTOR_CLONES void spreadPieces(const RowLayout& layout, const Sum* samples, std::int32_t runStep,
+                                      std::int32_t frames, Sum* rows) {
+    const std::int32_t nchans = layout.nchans, pieces = piecesOf<piece, Sum>(layout);
+    for (std::int32_t run = 0; run < lanes<Sum> / piece; ++run) {
+        const Sum* from = samples + run * runStep * nchans;
+        Sum* to = rows + run * piece;
+        for (std::int32_t frame = 0; frame < frames; ++frame, from += nchans)
+            for (std::int32_t i = 0; i < pieces; ++i, to += lanes<Sum>)
+                std::memcpy(to, from + i * piece, piece * sizeof(Sum));
+    }
+}
+
+// What a piece holds too much is overwritten by the next frame.
+template <std::int32_t piece, class Sum>
+ZCMDS_VECTOR_CLONES void gatherPieces(const RowLayout& layout, const Sum* rows, std::int32_t perRun, Sum* sums) {
+    const std::int32_t nchans = layout.nchans, pieces = piecesOf<piece, Sum>(layout);
+    Sum* to = sums;
+    for (std::int32_t run = 0; run < lanes<Sum> / piece; ++run) {
+        const Sum* from = rows + run * piece;
+        for (std::int32_t frame = 0; frame < perRun; ++frame, to += nchans)
+            for (std::int32_t i = 0; i < pieces; ++i, from += lanes<Sum>)
+                std::memcpy(to + i * piece, from, piece * sizeof(Sum));
+    }
+}
 
 // Vectors that every machine has, and as many of them as make a square.
 template <class Element>
@@ -33,37 +95,51 @@ inline void transpose(RowVector<float> (&v)[4]) {
     v[3] = __builtin_shufflevector(upperRight, lowerRight, 2, 3, 6, 7);
 }
 
-// Frames of one sample, square by square. Reads up to squareSize * rowCount elements past the samples and writes as many
-// whole squares as hold them, so up to squareSize - 1 rows more, each squareSize - 1 elements longer.
 template <class Element>
-ZCMDS_VECTOR_CLONES void dealSamples(const Element* samples, std::int32_t n, std::int32_t rowCount, Element* rows,
-                                     std::int32_t rowSize) {
+[[gnu::always_inline]] inline void moveSquare(const Element* from, std::int32_t fromStep, Element* to,
+                                              std::int32_t toStep) {
     constexpr std::int32_t size = squareSize<Element>;
-    const std::int32_t columns = (n + rowCount - 1) / rowCount;
-    for (std::int32_t row = 0; row < rowCount; row += size) {
-        for (std::int32_t column = 0; column < columns; column += size) {
-            RowVector<Element> square[size];
-            for (std::int32_t i = 0; i < size; ++i)
-                std::memcpy(&square[i], samples + (column + i) * rowCount + row, sizeof square[i]);
-            transpose(square);
-            for (std::int32_t i = 0; i < size; ++i)
-                std::memcpy(rows + (row + i) * rowSize + column, &square[i], sizeof square[i]);
-        }
-    }
+    RowVector<Element> square[size];
+    for (std::int32_t i = 0; i < size; ++i) std::memcpy(&square[i], from + i * fromStep, sizeof square[i]);
+    transpose(square);
+    for (std::int32_t i = 0; i < size; ++i) std::memcpy(to + i * toStep, &square[i], sizeof square[i]);
 }
 
-// Frames of several samples are copied in pieces of so many; what a piece holds too much is overwritten by the next frame.
-inline constexpr std::int32_t dealPiece = 8;
+// Frames of one sample: square by square until each run has reached the next one's start, writing up to squareSize - 1 rows
+// too much. From there on a row has the samples of an earlier one, moved on by one run, and one more.
+template <class Sum>
+ZCMDS_VECTOR_CLONES void spreadSquares(const RowLayout&, const Sum* samples, std::int32_t runStep, std::int32_t frames,
+                                       Sum* rows) {
+    constexpr std::int32_t size = squareSize<Sum>;
+    const std::int32_t first = frames < runStep ? frames : runStep;
+    for (std::int32_t frame = 0; frame < first; frame += size)
+        for (std::int32_t run = 0; run < lanes<Sum>; run += size)
+            moveSquare(samples + run * runStep + frame, runStep, rows + frame * lanes<Sum> + run, lanes<Sum>);
+    const Sum* const last = samples + (lanes<Sum> - 1) * runStep;
+    shiftRows(last, runStep, frames, rows);
+}
 
-// Reads up to dealPiece - 1 elements past the frames and writes as many behind each row.
-template <class Element>
-ZCMDS_VECTOR_CLONES void dealFrames(const Element* __restrict samples, std::int32_t n, std::int32_t nchans,
-                                    std::int32_t rowCount, Element* __restrict rows, std::int32_t rowSize) {
-    for (std::int32_t row = 0; row < rowCount; ++row) {
-        Element* to = rows + row * rowSize;
-        for (std::int32_t frame = row; frame < n; frame += rowCount, to += nchans)
-            for (std::int32_t piece = 0; piece < nchans; piece += dealPiece)
-                for (std::int32_t i = piece; i < piece + dealPiece; ++i) to[i] = samples[frame * nchans + i];
+template <class Sum>
+ZCMDS_VECTOR_CLONES void gatherSquares(const RowLayout&, const Sum* rows, std::int32_t perRun, Sum* sums) {
+    constexpr std::int32_t size = squareSize<Sum>;
+    std::int32_t frame = 0;
+    for (; frame + size <= perRun; frame += size)
+        for (std::int32_t run = 0; run < lanes<Sum>; run += size)
+            moveSquare(rows + frame * lanes<Sum> + run, lanes<Sum>, sums + run * perRun + frame, perRun);
+    for (; frame < perRun; ++frame)
+        for (std::int32_t run = 0; run < lanes<Sum>; ++run) sums[run * perRun + frame] = rows[frame * lanes<Sum> + run];
+}
+
+template <std::int32_t piece = 2, class Sum>
+void selectMoves(const RowLayout& layout, SpreadSamples<Sum>& spread, GatherSums<Sum>& gather) {
+    if (layout.piece == 1) {
+        spread = spreadSquares<Sum>;
+        gather = gatherSquares<Sum>;
+    } else if (layout.piece == piece) {
+        spread = spreadPieces<piece, Sum>;
+        gather = gatherPieces<piece, Sum>;
+    } else if constexpr (piece < lanes<Sum>) {
+        selectMoves<piece * 2>(layout, spread, gather);
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "fir/fir_deal.h"
 #include "fir/fir_engine.h"
+#include "fir/fir_rows.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/vector_clones.h"
@@ -40,24 +41,17 @@ Destination stored(Sum sum) {
     }
 }
 
-// Sums are computed in whole vectors, as wide as any machine has them.
-template <class Sum>
-inline constexpr std::int32_t lanes = 64 / sizeof(Sum);
-
-template <class Sum>
-constexpr std::int32_t wholeVectors(std::int32_t n) {
-    return (n + lanes<Sum> - 1) / lanes<Sum> * lanes<Sum>;
-}
-
-// The memory of one pass. Each sample is converted once, instead of once for every tap that meets it, and dealt out to
-// `decimation` rows.
+// The memory of one pass. Each sample is converted once, instead of once for every tap that meets it.
 template <class Sum>
 struct Work {
-    std::int32_t rowSize;     // elements from row to row
-    std::int32_t* samplesAt;  // for each tap, where in `rows` the sample of the first output and channel stands
-    Sum* converted;           // all frames in their order
-    Sum* rows;                // the same with decimation 1
-    Sum* sums;                // whole vectors
+    RowLayout layout;
+    SpreadSamples<Sum> spread;
+    GatherSums<Sum> gather;
+    Sum* factors;    // the coefficients
+    Sum* converted;  // all samples in their order
+    Sum* rows;       // the same as the sums meet them
+    Sum* rowSums;    // the sums as they are made
+    Sum* sums;       // the same in the order of the outputs
 };
 
 template <class Element>
@@ -65,64 +59,32 @@ Element* allocate(std::int32_t n) {
     return static_cast<Element*>(zepl::ralloc(static_cast<std::size_t>(n) * sizeof(Element)));
 }
 
-// Behind each row there is room for the rest of a vector of outputs, which is computed and dropped, and all has room for
-// what dealing out reads and writes too much.
+// Samples and sums have room for all outputs of whole rows, though those past the last output are dropped, and for what
+// their moves read and write too much.
 template <class Sum>
 Work<Sum>* makeWork(const FirState& state) {
-    const std::int32_t taps = state.frames - firHeadroom, rowCount = state.decimation, nchans = state.nchans;
+    const std::int32_t taps = state.frames - firHeadroom, decimation = state.decimation;
     auto* const work = allocate<Work<Sum>>(1);
-    work->rowSize = wholeVectors<Sum>((state.frames / rowCount + 1) * nchans + dealPiece) + lanes<Sum>;
-    work->samplesAt = allocate<std::int32_t>(taps);
-    for (std::int32_t k = 0; k < taps; ++k) work->samplesAt[k] = k % rowCount * work->rowSize + k / rowCount * nchans;
-    work->rows = allocate<Sum>((rowCount + squareSize<Sum> - 1) * work->rowSize);
-    work->converted =
-        rowCount == 1 ? work->rows : allocate<Sum>(state.frames * nchans + squareSize<Sum> * rowCount + dealPiece);
-    work->sums = allocate<Sum>(wholeVectors<Sum>(state.destCapacity));
+    const RowLayout& layout = work->layout = rowLayout<Sum>(state.nchans);
+    const std::int32_t perRun = outputsPerRun(layout, firHeadroom / decimation + 1), outputs = perRun * layout.runs;
+    const std::int32_t rowCount = ((perRun - 1) * decimation + taps) * layout.pieces + squareSize<Sum>;
+    work->factors = allocate<Sum>(taps);
+    work->converted = allocate<Sum>(((outputs - 1) * decimation + taps) * state.nchans + lanes<Sum>);
+    work->rows = allocate<Sum>(rowCount * lanes<Sum>);
+    work->rowSums = allocate<Sum>(perRun * layout.pieces * lanes<Sum>);
+    work->sums = allocate<Sum>(outputs * state.nchans + lanes<Sum>);
+    selectMoves(layout, work->spread, work->gather);
+    // Such frames are whole rows as they stand.
+    if (state.nchans % lanes<Sum> == 0) {
+        work->rows = work->converted;
+        work->sums = work->rowSums;
+    }
     return work;
 }
 
-template <class Source, class Sum>
-ZCMDS_VECTOR_CLONES void convert(const Source* __restrict samples, std::int32_t n, Sum* __restrict to) {
-    for (std::int32_t i = 0; i < n; ++i) to[i] = static_cast<Sum>(samples[i]);
-}
-
-template <class Sum>
-void dealOut(const Work<Sum>& work, std::int32_t frames, std::int32_t nchans, std::int32_t rowCount) {
-    if (rowCount == 1) return;
-    if (nchans == 1)
-        dealSamples(work.converted, frames, rowCount, work.rows, work.rowSize);
-    else
-        dealFrames(work.converted, frames, nchans, rowCount, work.rows, work.rowSize);
-}
-
-// Adds to each of `n` sums what the next `taps` taps give, one after the other.
-template <std::int32_t taps, class Sum, class Coefficient>
-[[gnu::always_inline]] inline void addTaps(const Sum* rows, const std::int32_t* samplesAt,
-                                           const Coefficient* coefficients, Sum* __restrict sums, std::int32_t n) {
-    const Sum* met[taps];
-    Sum factors[taps];
-    for (std::int32_t k = 0; k < taps; ++k) {
-        met[k] = rows + samplesAt[k];
-        factors[k] = static_cast<Sum>(coefficients[k]);
-    }
-    for (std::int32_t i = 0; i < n; ++i) {
-        Sum sum = sums[i];
-        for (std::int32_t k = 0; k < taps; ++k) sum += factors[k] * met[k][i];
-        sums[i] = sum;
-    }
-}
-
-// Eight taps at a time: as many coefficients as fit into the registers beside sum and product.
-template <class Sum, class Coefficient>
-ZCMDS_VECTOR_CLONES void sumTaps(const Work<Sum>& work, const Coefficient* coefficients, std::int32_t length,
-                                 std::int32_t count) {
-    Sum* const __restrict sums = work.sums;
-    const std::int32_t n = wholeVectors<Sum>(count);
-    for (std::int32_t i = 0; i < n; ++i) sums[i] = 0;
-    std::int32_t k = 0;
-    for (; k + 8 <= length; k += 8) addTaps<8>(work.rows, work.samplesAt + k, coefficients + k, sums, n);
-    for (; k + 4 <= length; k += 4) addTaps<4>(work.rows, work.samplesAt + k, coefficients + k, sums, n);
-    for (; k < length; ++k) addTaps<1>(work.rows, work.samplesAt + k, coefficients + k, sums, n);
+template <class From, class To>
+ZCMDS_VECTOR_CLONES void convert(const From* __restrict from, std::int32_t n, To* __restrict to) {
+    for (std::int32_t i = 0; i < n; ++i) to[i] = static_cast<To>(from[i]);
 }
 
 template <class Sum, class Destination>
@@ -130,20 +92,34 @@ ZCMDS_VECTOR_CLONES void storeSums(const Sum* __restrict sums, std::int32_t n, D
     for (std::int32_t i = 0; i < n; ++i) to[i] = stored<Destination>(sums[i]);
 }
 
+// `outputs` frames of sums from the converted samples. For few of them rows are not worth their making.
+template <class Sum>
+void sumOutputs(const Work<Sum>& work, const FirCoefficients& coefficients, std::int32_t nchans, std::int32_t outputs) {
+    const std::int32_t decimation = coefficients.decimation, length = coefficients.length, pieces = work.layout.pieces;
+    if (outputs * nchans <= mostTileRows)
+        return sumSingly({work.converted, work.factors, length, decimation, nchans}, outputs * nchans, work.sums);
+
+    const std::int32_t perRun = outputsPerRun(work.layout, outputs);
+    if (work.rows != work.converted)
+        work.spread(work.layout, work.converted, perRun * decimation, (perRun - 1) * decimation + length, work.rows);
+    sumRows({work.rows, work.factors, length, decimation, pieces}, perRun * pieces, work.rowSums);
+    if (work.sums != work.rowSums) work.gather(work.layout, work.rowSums, perRun, work.sums);
+}
+
 template <class Source, class Destination>
 void filterPass(FirState& state, const FirCoefficients& coefficients) {
     using Sum = SumFor<Source, Destination>;
     const auto& work = *static_cast<const Work<Sum>*>(state.work);
-    const std::int32_t nchans = state.nchans, frames = state.available - state.start;
-    const std::int32_t outputs = (frames - coefficients.length) / state.decimation + 1, count = outputs * nchans;
-    const auto* const table = static_cast<const CoefficientFor<Source>*>(coefficients.table);
+    const std::int32_t nchans = state.nchans, decimation = state.decimation, length = coefficients.length;
+    const std::int32_t outputs = (state.available - state.start - length) / decimation + 1;
+    const auto* const samples = static_cast<const Source*>(state.srcData) + state.start * nchans;
 
-    convert(static_cast<const Source*>(state.srcData) + state.start * nchans, frames * nchans, work.converted);
-    dealOut(work, frames, nchans, state.decimation);
-    sumTaps(work, table, coefficients.length, count);
-    storeSums(work.sums, count, static_cast<Destination*>(state.destData) + state.outCount * nchans);
+    convert(static_cast<const CoefficientFor<Source>*>(coefficients.table), length, work.factors);
+    convert(samples, ((outputs - 1) * decimation + length) * nchans, work.converted);
+    sumOutputs(work, coefficients, nchans, outputs);
+    storeSums(work.sums, outputs * nchans, static_cast<Destination*>(state.destData) + state.outCount * nchans);
     state.outCount += outputs;
-    state.start += outputs * state.decimation;
+    state.start += outputs * decimation;
 }
 
 template <class Source, class Destination>
