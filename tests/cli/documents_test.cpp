@@ -1,7 +1,10 @@
 // Every procedure in the documents is one that runs.
 
+#include <filesystem>
+#include <set>
 #include <sstream>
 
+#include "tests/support/session_support.h"
 #include "tool_support.h"
 
 namespace libzepl {
@@ -38,6 +41,17 @@ TEST_F(Documents, AProcedureInADocumentDoesNotBind) {
             EXPECT_EQ(called.err, "p.zp: ready to run\n") << procedure;
         }
     }
+}
+
+TEST(CommandPages, ACommandHasNoPageOrAPageHasNoCommand) {
+    std::set<std::string> pages, commands;
+    for (const auto& file : std::filesystem::directory_iterator(TEST_SOURCE_DIR "/docs/commands")) {
+        pages.insert(file.path().stem());
+        EXPECT_TRUE(readTextFile(file.path()).starts_with(file.path().stem().string() + " - ")) << file.path().stem();
+    }
+    for (const Command& command : testLibrary().commands())
+        if (command.module == testLibrary().modules()[0].name) commands.insert(command.name);
+    EXPECT_EQ(pages, commands);
 }
 
 }  // namespace
