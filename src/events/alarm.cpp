@@ -26,8 +26,8 @@ namespace {
 
 constexpr std::int32_t blockSize = 256;
 constexpr std::uint32_t bitsOfPort = 16;
-// While it pauses, the task keeps the pipe from filling: it drains it down to what is not worth another look, by slices of
-// the time.
+// While it pauses, the task keeps the pipe from filling: by slices of the time it drains it, until a look finds so little
+// that another is not worth while.
 constexpr std::int32_t drainLimit = 2048, drained = 40;
 constexpr std::uint32_t maxSlice = 20;
 

@@ -104,6 +104,8 @@ TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
         {"TCOLLATE $ $ $", {5}, 5, {5, 6}, 6, {{5, 6}, 6}},
         {"TCOLLATE $ $ $", {}, 3, {1, 2, 9}, 9, {{}, 3}},
         {"TCOLLATE $ $ $", {4}, 8, {1, 4}, 6, {{4}, 6}},
+        {"TCOLLATE $ $ $", {5}, 5, {0x80000005}, 0x80000005, {{5, 0x80000005}, 5}},
+        {"TCOLLATE $ $ $", {5}, 5, {0x80000006}, 0x80000006, {{5}, 5}},  // more than half the count away is earlier
         // clang-format on
     };
     for (const auto& c : cases) {
