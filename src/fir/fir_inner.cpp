@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "fir/fir_deal.h"
 #include "fir/fir_engine.h"
+#include "fir/fir_layout.h"
 #include "fir/fir_rows.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
@@ -49,9 +49,9 @@ struct Work {
     GatherSums<Sum> gather;
     Sum* factors;    // the coefficients
     Sum* converted;  // all samples in their order
-    Sum* rows;       // the same as the sums meet them
+    Sum* rows;       // the same as the sums meet them; the same memory where frames are whole rows
     Sum* rowSums;    // the sums as they are made
-    Sum* sums;       // the same in the order of the outputs
+    Sum* sums;       // the same in the order of the outputs, in the same memory again
 };
 
 template <class Element>
@@ -70,15 +70,11 @@ Work<Sum>* makeWork(const FirState& state) {
     const std::int32_t rowCount = ((perRun - 1) * decimation + taps) * layout.pieces + squareSize<Sum>;
     work->factors = allocate<Sum>(taps);
     work->converted = allocate<Sum>(((outputs - 1) * decimation + taps) * state.nchans + lanes<Sum>);
-    work->rows = allocate<Sum>(rowCount * lanes<Sum>);
     work->rowSums = allocate<Sum>(perRun * layout.pieces * lanes<Sum>);
-    work->sums = allocate<Sum>(outputs * state.nchans + lanes<Sum>);
+    const bool rowsAsTheyStand = state.nchans % lanes<Sum> == 0;
+    work->rows = rowsAsTheyStand ? work->converted : allocate<Sum>(rowCount * lanes<Sum>);
+    work->sums = rowsAsTheyStand ? work->rowSums : allocate<Sum>(outputs * state.nchans + lanes<Sum>);
     selectMoves(layout, work->spread, work->gather);
-    // Such frames are whole rows as they stand.
-    if (state.nchans % lanes<Sum> == 0) {
-        work->rows = work->converted;
-        work->sums = work->rowSums;
-    }
     return work;
 }
 

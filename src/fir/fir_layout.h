@@ -1,6 +1,7 @@
-// Moves the samples of a filter's pass into rows and its sums back. The outputs of a pass are cut into runs of consecutive
-// ones; a row has a piece of one frame for each run, the first frame's of each, then the second's of each, and so on. So the
-// samples that a tap meets stand in one row, whatever the decimation, and no vector crosses the lines of the memory.
+// Moves the samples of a filter's pass into rows and its sums back. The outputs of a pass are cut into as many runs of
+// consecutive ones as a row has room for frames: a row holds the first frame that each run needs, the next row the second,
+// and so on. So the samples that a tap meets stand in one row, whatever the decimation, and no vector crosses the lines of
+// the memory.
 #pragma once
 
 #include <cstdint>
