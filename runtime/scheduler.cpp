@@ -16,7 +16,7 @@ namespace {
 // of many factors, whose stages nest: with three plans beside it, it takes up to 100 KB where vectors are narrow. Pages that
 // are never touched cost nothing. Instrumented builds have larger frames.
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
-constexpr std::size_t baseStack = 1024 * 1024;
+constexpr std::size_t baseStack = 512 * 1024;
 #else
 constexpr std::size_t baseStack = 256 * 1024;
 #endif
