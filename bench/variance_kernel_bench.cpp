@@ -1,0 +1,33 @@
+// The arithmetic of VARIANCE alone, on int16 samples where they stand, beside VOLK's in float: blocks of 100, from transfers
+// of 1000 as the command gets them.
+
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "bench/commands.h"
+#include "bench/ratios.h"
+#include "stats/variance.cpp"
+
+namespace {
+
+void varianceBlocks(benchmark::State& state) {
+    constexpr std::int32_t bsize = 100, transfer = 1000;
+    const std::vector<std::int16_t>& from = bench::recording<std::int16_t>();
+    zcmds::BlockVariance<std::int16_t, std::int32_t> running;
+    std::int32_t left = bsize, results[transfer / bsize + 1];
+    for (auto _ : state)
+        for (std::size_t at = 0; at + transfer <= from.size(); at += transfer) {
+            zcmds::reduceTransfer<zcmds::NoPosition>(running, left, bsize, from.data() + at, transfer, results,
+                                                     nullptr);
+            benchmark::DoNotOptimize(results);
+        }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(from.size()));
+}
+BENCHMARK(varianceBlocks);
+#ifdef BENCH_VOLK
+const bench::Pair besideVolk("varianceBlocks", "volkStddev", 0.5),
+    besideFloats("varianceBlocks", "volkStddevOfFloats", 0.5);
+#endif
+
+}  // namespace
