@@ -2,6 +2,7 @@
 // lines. Samples outside the table get its first or last ordinate.
 
 #include <algorithm>
+#include <cmath>
 
 #include "frame/checks.h"
 #include "frame/commands.h"
@@ -119,16 +120,59 @@ void findBrackets(const InterpTable& table, const Element* x, std::int32_t n, Bl
 }
 
 template <class Element>
-void interpolateBlock(const InterpTable& table, Element* x, std::int32_t n) {
+Element valueAt(const InterpTable& table, Bracket points, Element x) {
     const auto *abscissa = static_cast<const Element*>(table.abscissa),
                *ordinate = static_cast<const Element*>(table.ordinate);
+    const auto [low, high] = points;
+    return low == high ? ordinate[low] : interpolated(x, abscissa[low], abscissa[high], ordinate[low], ordinate[high]);
+}
+
+// Whether the table rises, and the samples move by less than a point at a time on the whole. A long table is not looked
+// through for a few samples. A NaN makes the sum of the moves one.
+template <class Element>
+ZCMDS_VECTOR_CLONES bool movesSlowly(const InterpTable& table, const Element* x, std::int32_t n) {
+    const auto* abscissa = static_cast<const Element*>(table.abscissa);
+    const std::int32_t last = table.length - 1;
+    if (last < 1 || last > 4 * n) return false;
+    std::int32_t falls = 0;
+    for (std::int32_t i = 0; i < last; ++i) falls += abscissa[i] < abscissa[i + 1] ? 0 : 1;
+    double moves = 0;
+    for (std::int32_t i = 16; i < n; i += 16)
+        moves += std::fabs(static_cast<double>(x[i]) - static_cast<double>(x[i - 1]));
+    const double span = static_cast<double>(abscissa[last]) - static_cast<double>(abscissa[0]);
+    return falls == 0 && moves * last <= span * (n / 16);
+}
+
+// In a table that rises only one pair of points can be found for a sample, so it may be looked for from the last one on.
+template <class Element>
+void followBlock(const InterpTable& table, Element* x, std::int32_t n) {
+    constexpr std::int32_t farthest = 8;
+    const auto* abscissa = static_cast<const Element*>(table.abscissa);
+    const Element first = abscissa[0], end = abscissa[table.length - 1];
+    std::int32_t low = 0;
+    for (std::int32_t i = 0; i < n; ++i) {
+        if (x[i] > first && x[i] < end) {
+            const std::int32_t from = low;
+            while (abscissa[low + 1] <= x[i] && low < from + farthest) ++low;
+            while (abscissa[low] > x[i] && low > from - farthest) --low;
+        }
+        const bool between = abscissa[low] < x[i] && x[i] < abscissa[low + 1];
+        const Bracket points = between ? Bracket{low, low + 1} : bracketOf(abscissa, table.length, x[i]);
+        x[i] = valueAt(table, points, x[i]);
+        low = std::min(points.low, table.length - 2);
+    }
+}
+
+template <class Element>
+void interpolateBlock(const InterpTable& table, Element* x, std::int32_t n) {
+    if (movesSlowly(table, x, n)) return followBlock(table, x, n);
     BlockBrackets found;
     findBrackets(table, x, n, found);
     for (std::int32_t i = 0; i < n; ++i) {
-        const auto [low, high] = found.met[i] != 0 ? bracketOf(abscissa, table.length, x[i])
-                                                   : Bracket{found.low[i], found.low[i] + found.gap[i]};
-        x[i] = low == high ? ordinate[low]
-                           : interpolated(x[i], abscissa[low], abscissa[high], ordinate[low], ordinate[high]);
+        const Bracket points = found.met[i] != 0
+                                   ? bracketOf(static_cast<const Element*>(table.abscissa), table.length, x[i])
+                                   : Bracket{found.low[i], found.low[i] + found.gap[i]};
+        x[i] = valueAt(table, points, x[i]);
     }
 }
 

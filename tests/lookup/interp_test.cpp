@@ -1,6 +1,7 @@
 // INTERP against the plain definition of its search and its formula.
 
 #include <algorithm>
+#include <cmath>
 
 #include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
@@ -80,6 +81,13 @@ TYPED_TEST(Interp, ASampleDiffersFromThePlainDefinition) {
         const Table<TypeParam> table = randomTable<TypeParam>(length);
         std::vector<TypeParam> source = randomBits<TypeParam>(3000, 5), expected;
         source.insert(source.end(), table.abscissa.begin(), table.abscissa.end());
+        // Slowly up and down, with some leaps, across points and beyond the ends.
+        for (int i = 0; i < 3000; ++i) {
+            const double swing = std::sin(i * 0.004) * (i % 1000 == 0 ? -1.1 : 1.1);
+            const double greatest = std::is_integral_v<TypeParam> ? std::numeric_limits<TypeParam>::max() / 1.2 : 1e6;
+            source.push_back(static_cast<TypeParam>(swing * greatest));
+            if (i % 7 == 0) source.push_back(source.back());
+        }
         for (const TypeParam x : source) expected.push_back(interpolated(table, x));
         EXPECT_EQ(afterInterp(table, source), bitsOf(expected)) << length;
     }
