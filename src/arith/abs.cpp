@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "frame/checks.h"
+#include "arith/unary.h"
 #include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
@@ -27,11 +27,7 @@ double absolute(double x) { return std::fabs(x); }
 std::uint32_t abs(ParamList list) {
     StreamReader reader;
     StreamWriter writer;
-    const ParamPair pair{.source = 1, .destination = 2};
-    std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 2, 2, anyPipe, anyPipe);
-    checkSameElementType(list, pair);
-    openInPlacePair(params, pair, reader, writer, 1000);
+    openUnaryPair(list, reader, writer);
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
         transformBlocks<Element>(reader, writer, [](Element x) { return absolute(x); });
     });

@@ -1,6 +1,6 @@
 // DELTA gives the difference of each sample from the one before it. The first sample only primes it.
 
-#include "frame/checks.h"
+#include "arith/unary.h"
 #include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
@@ -26,11 +26,7 @@ ZCMDS_VECTOR_CLONES void differencesInBlock(Element* elements, std::int32_t n, E
 std::uint32_t delta(ParamList list) {
     StreamReader reader;
     StreamWriter writer;
-    const ParamPair pair{.source = 1, .destination = 2};
-    std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 2, 2, anyPipe, anyPipe);
-    checkSameElementType(list, pair);
-    openInPlacePair(params, pair, reader, writer, 1000);
+    openUnaryPair(list, reader, writer);
     Cell first;
     zepl::pipe_value_get(reader.pipe, &first);
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
