@@ -114,6 +114,9 @@ TEST(InterpEdges, TruncationOrWidthDiffersFromWhatIsPromised) {
     EXPECT_EQ(int16({{0, 10}, {0, -5}}, 3), 0xffffU);
     // 65535 * 65534 wraps to -196606, which divided by 65535 is -3.
     EXPECT_EQ(int16({{-32768, 32767}, {-32768, 32767}}, 32766), 32765U);
+    // A hit has its own ordinate, whatever stands beside it.
+    const Table<float> steep{{0, 1, 2}, {-0.0F, 2, INFINITY}};
+    EXPECT_EQ(afterInterp(steep, {0, 0.5F, 1, 1.5F, 2}), bitsOf<float>({-0.0F, 1, 2, INFINITY, INFINITY}));
     const Table<std::int32_t> wide{{-2147483647 - 1, 2147483647}, {2147483647, -2147483647 - 1}};
     EXPECT_EQ(afterInterp(wide, {2147483646, 0}), (std::vector<std::uint32_t>{0x80000001u, 0xffffffffu}));
 }
