@@ -15,7 +15,7 @@ constexpr std::int32_t halfTurn = 0x7fffffff, quarterTurn = 0x3fffffff;
 std::int32_t upperAngle(std::int64_t height, std::int64_t re) {
     const std::int64_t width = std::abs(re);
     const std::int64_t tangent = std::min(height, width) * halfTurn / std::max(height, width);
-    const std::int32_t t = valueAt(octantAngles, tangent);
+    const std::int32_t t = valueAt<octantAngles>(tangent);
     if (height > width) return re > 0 ? quarterTurn - t : quarterTurn + t;
     return re > 0 ? t : halfTurn - t;
 }

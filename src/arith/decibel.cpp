@@ -39,28 +39,30 @@ struct Ratio {
 std::int16_t level(std::int16_t x, std::int16_t reference, std::int16_t scale) {
     if (x == 0) return saturate<std::int16_t>(scale * -99);
     const Ratio ratio(saturatingAbsolute(x), reference);
-    const std::int32_t decibels = valueAt(shortLevels, divideOrFault(ratio.greater << 15, ratio.lesser));
+    const std::int32_t decibels = valueAt<shortLevels>(divideOrFault(ratio.greater << 15, ratio.lesser));
     const std::int32_t scaled = wrappingProduct(wrappingProduct(scale, decibels), ratio.sign);
     return static_cast<std::int16_t>(scaled / 100000);
 }
 
 // Decibels times 100000. The points are far apart at the low end; the bend follows the curve of the logarithm between them.
+// The dividends stay below 2^49.
 std::int64_t bentLevel(std::int64_t ratio) {
     const auto& [ratios, levels] = longLevels;
     if (ratio <= ratios.front()) return levels.front();
     if (ratio >= ratios.back()) return levels.back();
-    const std::size_t at = pointBelow(longLevels, ratio);
-    const std::int64_t rise = levels[at + 1] - levels[at], run = ratios[at + 1] - ratios[at];
-    const std::int64_t along = ratio - ratios[at];
-    const std::int64_t bend = along * 17480 / run * (ratios[at + 1] - ratio) / run;
-    return rise * along / run + bend + levels[at];
+    const std::size_t at = pointBelow<longLevels>(ratio);
+    const std::int64_t rise = levels[at + 1] - levels[at], along = ratio - ratios[at];
+    const std::int32_t run = ratios[at + 1] - ratios[at];
+    const std::int64_t bend =
+        divideThroughDouble(divideThroughDouble(along * 17480, run) * (ratios[at + 1] - ratio), run);
+    return divideThroughDouble(rise * along, run) + bend + levels[at];
 }
 
 // In thousandths. The ratio is taken in units of 1 / 32768, whose level is taken off again, where it fits 32 bits so.
 std::int32_t thousandths(Ratio ratio) {
     const std::int64_t fine = divideOrFault(std::int64_t{ratio.greater} << 15, std::int64_t{ratio.lesser});
     const bool fits = fine <= 0x7fffffff;
-    const std::int64_t decibels = fits ? bentLevel(fine) - 9030900 : bentLevel(fine / 32768);
+    const std::int64_t decibels = bentLevel(fits ? fine : fine / 32768) - (fits ? 9030900 : 0);
     return static_cast<std::int32_t>(decibels / 100);
 }
 

@@ -1,13 +1,15 @@
 // RANGE keeps the samples that lie between two limits, or those that don't, and drops the others. The limits are read once,
 // at the start.
 
-#include <cstddef>
+#include <algorithm>
+#include <cstdint>
 
 #include "frame/checks.h"
 #include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/values.h"
+#include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
 
@@ -24,21 +26,31 @@ template <class Element>
 struct Kept {
     Element low;
     Element high;
-    std::ptrdiff_t outside;  // 0, or 1 for the others
-
-    // 1 for a kept element, else 0: a number, so that counting needs no branch.
-    std::ptrdiff_t operator()(Element x) const { return ((low <= x ? 1 : 0) & (x <= high ? 1 : 0)) ^ outside; }
+    std::uint8_t outside;  // 0, or 1 for the others
 };
+
+// Tells of each of the `n` elements whether it is kept, 1 or 0.
+template <class Element>
+ZCMDS_VECTOR_CLONES void flagKept(const Element* elements, std::int32_t n, Kept<Element> kept, std::uint8_t* flags) {
+    for (std::int32_t i = 0; i < n; ++i)
+        flags[i] = static_cast<std::uint8_t>(((kept.low <= elements[i] ? 1 : 0) & (elements[i] <= kept.high ? 1 : 0)) ^
+                                             kept.outside);
+}
 
 // Moves the kept ones of the `n` elements to the block's start, in their order, and returns how many they are. A store to
 // be overwritten by the next kept element costs less than a branch.
 template <class Element>
 std::int32_t compactBlock(Element* elements, std::int32_t n, Kept<Element> kept) {
+    constexpr std::int32_t stretch = 1024;
+    std::uint8_t flags[stretch];
     Element* to = elements;
-    for (std::int32_t i = 0; i < n; ++i) {
-        const Element x = elements[i];
-        *to = x;
-        to += kept(x);
+    for (std::int32_t at = 0; at < n; at += stretch) {
+        const std::int32_t end = std::min(stretch, n - at);
+        flagKept(elements + at, end, kept, flags);
+        for (std::int32_t i = 0; i < end; ++i) {
+            *to = elements[at + i];
+            to += flags[i];
+        }
     }
     return static_cast<std::int32_t>(to - elements);
 }
@@ -51,7 +63,7 @@ std::uint32_t range(ParamList list) {
     const ParamPair pair{.source = 1, .destination = 5};
     std::int32_t count;
     const Slot* params = zepl::param_process(list, &count, 5, 5, anyPipe, hostKeyword, anyScalar, anyScalar, anyPipe);
-    const std::ptrdiff_t outside = *valueIn<std::uint32_t>(params[2]) != 0 ? 1 : 0;
+    const std::uint8_t outside = *valueIn<std::uint32_t>(params[2]) != 0 ? 1 : 0;
     const Cell low = cellIn(params[3]), high = cellIn(params[4]);
     checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 3), 3);
     checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 4), 4);

@@ -8,28 +8,27 @@ namespace {
 
 const Covers covers("DECIBEL");
 
-template <std::size_t points, class Rule>
-void expectPoints(const zcmds::Curve<points>& curve, const std::vector<std::int32_t>& head,
-                  const std::vector<std::int32_t>& tail, Rule ratioOfLevel) {
+template <const auto& curve, class Rule>
+void expectPoints(const std::vector<std::int32_t>& head, const std::vector<std::int32_t>& tail, Rule ratioOfLevel) {
     const auto& [ratios, levels] = curve;
     EXPECT_TRUE(std::equal(head.begin(), head.end(), ratios.begin()));
     EXPECT_TRUE(std::equal(tail.rbegin(), tail.rend(), ratios.rbegin()));
-    for (std::size_t i = 0; i < points; ++i) {
+    for (std::size_t i = 0; i < ratios.size(); ++i) {
         const double exact = ratioOfLevel(levels[i]);
         EXPECT_NEAR(ratios[i], exact, 1 + exact * 1.3e-6) << i;  // a level is cut to a 100000th
         const std::int64_t here = ratios[i];
-        EXPECT_EQ(zcmds::valueAt(curve, here), levels[i]) << i;
-        EXPECT_LE(zcmds::valueAt(curve, here - 1), levels[i]) << i;
+        EXPECT_EQ(zcmds::valueAt<curve>(here), levels[i]) << i;
+        EXPECT_LE(zcmds::valueAt<curve>(here - 1), levels[i]) << i;
     }
 }
 
 TEST(DecibelTables, APointIsNotWhereItBelongs) {
-    expectPoints(zcmds::shortLevels, {32768, 36111, 39797, 43858, 48333, 53266, 58701, 64692},
-                 {727922669, 802205412, 884068528, 974285576, 1073709056},
-                 [](double level) { return 32768 * std::pow(10, level / 2e6); });
-    expectPoints(zcmds::longLevels, {1, 2, 3, 4, 6, 7, 9, 11},
-                 {961773206, 1175674157, 1437147255, 1756772675, 2147483647},
-                 [](double level) { return std::pow(10, level / 2e6); });
+    expectPoints<zcmds::shortLevels>({32768, 36111, 39797, 43858, 48333, 53266, 58701, 64692},
+                                     {727922669, 802205412, 884068528, 974285576, 1073709056},
+                                     [](double level) { return 32768 * std::pow(10, level / 2e6); });
+    expectPoints<zcmds::longLevels>({1, 2, 3, 4, 6, 7, 9, 11},
+                                    {961773206, 1175674157, 1437147255, 1756772675, 2147483647},
+                                    [](double level) { return std::pow(10, level / 2e6); });
     EXPECT_EQ(zcmds::shortLevels.values.back(), 9030873);
     EXPECT_EQ(zcmds::longLevels.values.back(), 18663859);
 }
