@@ -50,25 +50,27 @@ ZCMDS_VECTOR_CLONES std::uint32_t accumulate(const BlockAveragePlan& plan, Group
     return taken;
 }
 
+// Sums of this many blocks are still divided exactly through double.
+constexpr std::uint32_t mostRepsThroughDouble = 1 << 21;
+
 // The quotient toward zero, one further away from it where the remainder says so. With an even divisor an exact half goes
 // up.
-constexpr std::int64_t roundedDivide(std::int64_t value, std::int32_t divisor) {
-    const std::int64_t quotient = value / divisor, remainder = value % divisor;
-    if (remainder >= 0) return remainder >= (std::int64_t{divisor} + 1) >> 1 ? quotient + 1 : quotient;
-    return remainder < -(divisor >> 1) ? quotient - 1 : quotient;
+template <bool throughDouble>
+std::int64_t roundedDivide(std::int64_t value, std::int32_t divisor) {
+    const std::int64_t quotient = throughDouble ? divideThroughDouble(value, divisor) : value / divisor;
+    const std::int64_t remainder = value - quotient * divisor;
+    const int up = remainder >= (std::int64_t{divisor} + 1) >> 1 ? 1 : 0, down = remainder < -(divisor >> 1) ? 1 : 0;
+    return quotient + (remainder >= 0 ? up : -down);
 }
 
-template <class Element>
-Element meanOf(std::int32_t sum, std::int32_t reps) {
-    return static_cast<Element>(divideThroughDouble(sum, reps));
-}
-template <class Element>
-Element meanOf(std::int64_t sum, std::int32_t reps) {
-    return wrap<Element>(roundedDivide(sum, reps));
-}
-template <class Element>
-Element meanOf(Element sum, std::int32_t reps) {
-    return sum / static_cast<Element>(reps);
+template <bool throughDouble, class Element, class Accumulator>
+Element meanOf(Accumulator sum, std::int32_t reps) {
+    if constexpr (std::is_same_v<Accumulator, std::int64_t>)
+        return wrap<Element>(roundedDivide<throughDouble>(sum, reps));
+    else if constexpr (std::is_same_v<Accumulator, std::int32_t>)
+        return static_cast<Element>(divideThroughDouble(sum, reps));
+    else
+        return sum / static_cast<Element>(reps);
 }
 
 // The means of the accumulators from `first` on.
@@ -76,7 +78,10 @@ template <class Accumulator, class Element>
 ZCMDS_VECTOR_CLONES void storeMeans(const BlockAveragePlan& plan, std::uint32_t first, std::uint32_t n, Element* to) {
     const auto* sums = static_cast<const Accumulator*>(plan.accumulators) + first;
     const auto reps = static_cast<std::int32_t>(plan.reps);
-    for (std::uint32_t i = 0; i < n; ++i) to[i] = meanOf<Element>(sums[i], reps);
+    if (plan.reps <= mostRepsThroughDouble)
+        for (std::uint32_t i = 0; i < n; ++i) to[i] = meanOf<true, Element>(sums[i], reps);
+    else
+        for (std::uint32_t i = 0; i < n; ++i) to[i] = meanOf<false, Element>(sums[i], reps);
 }
 
 // The strategies for one element type, summed in one type of accumulator. A transfer that brings nothing leaves the group

@@ -165,23 +165,31 @@ ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const std:
         for (std::uint32_t i = 0; i < n; ++i) to[i] = heldIn32Bits(static_cast<double>(totals[i]) / divisor);
 }
 
-// A float result is held at the greatest finite values; a NaN passes.
+// A float result is held at the greatest finite values; a NaN passes. It is held before it is narrowed, so that the
+// compiler, which may not narrow what is not stored, needs no branch.
 float heldAtLimits(double x) {
-    constexpr float limit = std::numeric_limits<float>::max();
-    if (x <= -double{limit}) return -limit;
-    return x >= double{limit} ? limit : static_cast<float>(x);
+    constexpr double limit = std::numeric_limits<float>::max();
+    const double notBelow = x < -limit ? -limit : x;
+    return static_cast<float>(notBelow > limit ? limit : notBelow);
 }
 
+// Sums that were never divided have the bits of their quotients by 1.
 ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const double* totals, std::uint32_t n,
                                         float* to) {
     const double divisor = divisorOf<float>(state);
-    for (std::uint32_t i = 0; i < n; ++i) to[i] = heldAtLimits(totals[i] / divisor);
+    if (divisor == 1)
+        for (std::uint32_t i = 0; i < n; ++i) to[i] = heldAtLimits(totals[i]);
+    else
+        for (std::uint32_t i = 0; i < n; ++i) to[i] = heldAtLimits(totals[i] / divisor);
 }
 
 ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const double* totals, std::uint32_t n,
                                         double* to) {
     const auto divisor = divisorOf<double>(state);
-    for (std::uint32_t i = 0; i < n; ++i) to[i] = totals[i] / divisor;
+    if (divisor == 1)
+        std::copy_n(totals, n, to);
+    else
+        for (std::uint32_t i = 0; i < n; ++i) to[i] = totals[i] / divisor;
 }
 
 // For ever: takes a transfer, finds the totals of its outputs with `totalsOf`, and divides them. Outputs leave when their
