@@ -135,7 +135,9 @@ template <class Result>
 ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const std::int32_t* totals, std::uint32_t n,
                                         Result* to) {
     const std::int32_t divisor = wrap<std::int16_t>(divisorOf<std::int32_t>(state));
-    if (divisor == 0 || divisor == -1)
+    if (divisor == 1)
+        for (std::uint32_t i = 0; i < n; ++i) to[i] = saturate<Result>(totals[i]);
+    else if (divisor == 0 || divisor == -1)
         for (std::uint32_t i = 0; i < n; ++i) to[i] = saturate<Result>(divideOrFault(totals[i], divisor));
     else
         for (std::uint32_t i = 0; i < n; ++i) to[i] = saturate<Result>(divideThroughDouble(totals[i], divisor));
