@@ -13,31 +13,36 @@ namespace {
 // Multi-byte samples and elements are copied from and to little-endian files as they lie in memory.
 static_assert(std::endian::native == std::endian::little);
 
-template <class Stored, class Widened>
+template <class Stored, class Sample>
 void widen(const std::byte* from, std::size_t count, SampleBlock& block) {
-    auto& samples = block.emplace<std::vector<Widened>>(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        Stored stored;
-        std::memcpy(&stored, from + i * sizeof(Stored), sizeof(Stored));
-        samples[i] = stored;
+    auto& samples = samplesIn<Sample>(block, count);
+    if constexpr (std::is_same_v<Stored, Sample>) {
+        if (count > 0) std::memcpy(samples.data(), from, count * sizeof(Sample));
+    } else {
+        for (std::size_t i = 0; i < count; ++i) {
+            Stored stored;
+            std::memcpy(&stored, from + i * sizeof(Stored), sizeof(Stored));
+            samples[i] = stored;
+        }
     }
 }
 
-template <class Signed, class Unsigned>
-void widenInteger(const std::byte* from, std::size_t count, bool isSigned, SampleBlock& block) {
-    if (isSigned) return widen<Signed, std::int64_t>(from, count, block);
-    widen<Unsigned, std::int64_t>(from, count, block);
+void widenUnsigned(const std::byte* from, std::size_t count, int bits, SampleBlock& block) {
+    if (bits == 8) return widen<std::uint8_t, std::int64_t>(from, count, block);
+    if (bits == 16) return widen<std::uint16_t, std::int64_t>(from, count, block);
+    if (bits == 32) return widen<std::uint32_t, std::int64_t>(from, count, block);
+    widen<std::int64_t, std::int64_t>(from, count, block);
 }
 
 void widenAll(const std::byte* from, std::size_t count, SampleFormat format, SampleBlock& block) {
-    const bool isSigned = format.kind == SampleFormat::Kind::signedInteger;
+    if (format.kind == SampleFormat::Kind::unsignedInteger) return widenUnsigned(from, count, format.bits, block);
     if (format.kind == SampleFormat::Kind::real) {
         if (format.bits == 32) return widen<float, float>(from, count, block);
         return widen<double, double>(from, count, block);
     }
-    if (format.bits == 8) return widenInteger<std::int8_t, std::uint8_t>(from, count, isSigned, block);
-    if (format.bits == 16) return widenInteger<std::int16_t, std::uint16_t>(from, count, isSigned, block);
-    if (format.bits == 32) return widenInteger<std::int32_t, std::uint32_t>(from, count, isSigned, block);
+    if (format.bits == 8) return widen<std::int8_t, std::int64_t>(from, count, block);
+    if (format.bits == 16) return widen<std::int16_t, std::int16_t>(from, count, block);
+    if (format.bits == 32) return widen<std::int32_t, std::int32_t>(from, count, block);
     widen<std::int64_t, std::int64_t>(from, count, block);
 }
 

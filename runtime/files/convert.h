@@ -42,8 +42,18 @@ Conversion conversionOf(const ReadRequest& request);
 // The remedy for samples that `type` does not hold: the types that do, and the conversions.
 std::string fitRemedy(SampleFormat format);
 
-// Samples as they are stored: integers of every width widened, reals in their own width.
-using SampleBlock = std::variant<std::vector<std::int64_t>, std::vector<float>, std::vector<double>>;
+// Samples as they are stored: in the type of pipes that is the same, integers of other widths widened.
+using SampleBlock = std::variant<std::vector<std::int64_t>, std::vector<std::int32_t>, std::vector<std::int16_t>,
+                                 std::vector<float>, std::vector<double>>;
+
+// The block's samples of that type, `count` of them, to be written.
+template <class Sample>
+std::vector<Sample>& samplesIn(SampleBlock& block, std::size_t count) {
+    if (!std::holds_alternative<std::vector<Sample>>(block)) block.emplace<std::vector<Sample>>();
+    auto& samples = std::get<std::vector<Sample>>(block);
+    samples.resize(count);
+    return samples;
+}
 
 template <class To>
 To saturated(std::int64_t x) {

@@ -63,15 +63,25 @@ class ConvertedSource final : public Source {
         next_ = 0;
         while (ready_.empty()) {
             recording_->read(block_);
-            const bool ended = std::visit([this](const auto& samples) { return !this->convert(samples); }, block_);
+            const bool ended = std::visit([this](auto& samples) { return !this->convert(samples); }, block_);
             if (ended) return false;
         }
         return true;
     }
 
+    // Whether the block held any. Whole blocks of the pipe's own type change places with what is ready: every conversion
+    // leaves such samples as they are.
     template <class From>
-    bool convert(const std::vector<From>& samples) {
-        withConversion<To>(conversion_, recording_->facts().format, From{}, [&](auto converted) {
+    bool convert(std::vector<From>& samples) {
+        if constexpr (std::is_same_v<From, To>) {
+            if (stride_ == 1) {
+                ready_.swap(samples);
+                samples_ += ready_.size();
+                return !ready_.empty();
+            }
+        }
+        using Widened = std::conditional_t<std::is_integral_v<From>, std::int64_t, From>;
+        withConversion<To>(conversion_, recording_->facts().format, Widened{}, [&](auto converted) {
             for (; skip_ < samples.size(); skip_ += stride_) {
                 if constexpr (std::is_integral_v<To> && !std::is_integral_v<From>)
                     if (std::isnan(samples[skip_])) throwNaN(samples_ + skip_);

@@ -27,12 +27,16 @@ class SoundRecording final : public Recording {
 
     void read(SampleBlock& block) override {
         const SampleFormat format = facts().format;
-        if (format.kind == SampleFormat::Kind::signedInteger)
-            readIntegers(block.emplace<std::vector<std::int64_t>>(), 32 - format.bits);
+        if (format.kind == SampleFormat::Kind::real && format.bits == 32)
+            readFrames(samplesIn<float>(block, 0), sf_readf_float);
+        else if (format.kind == SampleFormat::Kind::real)
+            readFrames(samplesIn<double>(block, 0), sf_readf_double);
+        else if (format.bits == 16)
+            readFrames(samplesIn<std::int16_t>(block, 0), sf_readf_short);
         else if (format.bits == 32)
-            readFrames(block.emplace<std::vector<float>>(), sf_readf_float);
+            readFrames(samplesIn<std::int32_t>(block, 0), sf_readf_int);
         else
-            readFrames(block.emplace<std::vector<double>>(), sf_readf_double);
+            readIntegers(samplesIn<std::int64_t>(block, 0), 32 - format.bits);
     }
 
  private:
