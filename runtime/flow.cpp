@@ -226,6 +226,7 @@ bool extendRetained(Engine& e, Pipe& pipe, std::uint64_t expected) {
         e.memory.giveBack(bytes - pipe.ownBytes);
         return false;
     }
+    preferLargePages(grown + pipe.ownBytes, bytes - pipe.ownBytes);
     static_cast<void>(pipe.own.release());
     pipe.own.reset(grown);
     pipe.ownBytes = bytes;

@@ -1,5 +1,7 @@
 #include "runtime/memory.h"
 
+#include <sys/mman.h>
+
 #include <cstring>
 #include <utility>
 
@@ -20,11 +22,21 @@ bool MemoryBudget::take(std::uint64_t bytes) {
     return true;
 }
 
+// The advice may be refused; then pages stay small.
+void preferLargePages(void* memory, std::size_t bytes) {
+    constexpr std::uintptr_t largePage = std::uintptr_t{2} << 20;
+    const auto begin = reinterpret_cast<std::uintptr_t>(memory), end = begin + bytes;
+    const std::uintptr_t first = (begin + largePage - 1) / largePage * largePage, last = end / largePage * largePage;
+    if (first < last) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+}
+
 AlignedBytes allocateAligned(std::size_t bytes) {
     if (bytes > SIZE_MAX / 2) return nullptr;
     const std::size_t size = roundedUp(bytes == 0 ? 1 : bytes);
     void* pointer = std::aligned_alloc(alignment, size);
-    if (pointer != nullptr) std::memset(pointer, 0, size);
+    if (pointer == nullptr) return nullptr;
+    preferLargePages(pointer, size);
+    std::memset(pointer, 0, size);
     return AlignedBytes(static_cast<std::byte*>(pointer));
 }
 

@@ -29,6 +29,10 @@ struct FreeDeleter {
 };
 using AlignedBytes = std::unique_ptr<std::byte[], FreeDeleter>;
 
+// Asks for large pages where the memory is large, before it is first touched: a fault for each of its small pages would
+// cost more than filling them.
+void preferLargePages(void* memory, std::size_t bytes);
+
 // Zeroed memory aligned to 64 bytes, or null when there is none.
 AlignedBytes allocateAligned(std::size_t bytes);
 
