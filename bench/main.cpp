@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <regex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -110,6 +111,8 @@ int runPairs(const Options& options) {
         else
             ++leftOut[pair.library()];
     }
+    if (selected.empty() && leftOut.empty())
+        std::fprintf(stderr, "nothing that is measured matches %s\n", options.filter.c_str());
     const auto start = std::chrono::steady_clock::now();
     std::vector<Row> rows;
     for (const Pair& pair : selected) {
@@ -128,11 +131,13 @@ int runPairs(const Options& options) {
 }
 
 int runOursAlone(const Options& options) {
-    for (const Pair& pair : selectedPairs(options.filter)) {
-        const Time time = measured(pair.name);
-        std::printf("%-30s %9.3f ns %s\n", pair.name.c_str(), time.nanoseconds, time.failure.c_str());
+    std::set<std::string> names;
+    for (const Pair& pair : selectedPairs(options.filter)) names.insert(pair.name);
+    for (const std::string& name : names) {
+        const Time time = measured(name);
+        std::printf("%-32s %9.3f ns %s\n", name.c_str(), time.nanoseconds, time.failure.c_str());
     }
-    return 0;
+    return names.empty() ? 1 : 0;
 }
 
 // This process and those that it starts keep to one core, the last that they may use.
@@ -180,5 +185,10 @@ int main(int count, char** words) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     bench::keepToOneCore();
     bench::startPython(options.python);
-    return options.oursAlone ? bench::runOursAlone(options) : bench::runPairs(options);
+    try {
+        return options.oursAlone ? bench::runOursAlone(options) : bench::runPairs(options);
+    } catch (const std::regex_error&) {
+        std::fprintf(stderr, "%s is no regular expression\n", options.filter.c_str());
+        return 2;
+    }
 }
