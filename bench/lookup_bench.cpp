@@ -71,8 +71,9 @@ void interpCommand(benchmark::State& state) {
 template <class Element, class Keys, class Values>
 Element looked(const Keys& keys, const Values& values, Element x) {
     if (x <= keys[0]) return values[0];
-    const auto high = std::lower_bound(std::begin(keys), std::end(keys), x) - std::begin(keys);
-    if (high == std::end(keys) - std::begin(keys)) return values[high - 1];
+    const auto high =
+        static_cast<std::size_t>(std::lower_bound(std::begin(keys), std::end(keys), x) - std::begin(keys));
+    if (high == std::size(keys)) return values[high - 1];
     const auto low = high - 1;
     using Wide = std::conditional_t<sizeof(Element) == 2, std::int32_t,
                                     std::conditional_t<std::is_integral_v<Element>, std::int64_t, double>>;

@@ -41,8 +41,6 @@ void runOn(benchmark::State& state, const char* command, Given given) {
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
 }
 
-constexpr std::size_t blockSize = 1024;
-
 void magnitudeCommand(benchmark::State& state) {
     runOn(state, "FFT", [](const libzepl::Session&) {
         return std::vector{libzepl::int16Constant(5), libzepl::int16Constant(10), libzepl::int16Constant(1)};
@@ -51,6 +49,8 @@ void magnitudeCommand(benchmark::State& state) {
 BENCHMARK(magnitudeCommand)->Name("FFT_amplitudes_1024");
 
 #if BENCH_FFTW
+
+constexpr std::size_t blockSize = 1024;
 
 // von Hann's window, magnitude with the negative frequencies folded in, and FFTW's fastest complex or real transform.
 class FftwMagnitude {
