@@ -25,7 +25,7 @@ void startPython(const std::string& interpreter) {
         dup2(down[0], STDIN_FILENO);
         dup2(up[1], STDOUT_FILENO);
         for (const int end : {down[0], down[1], up[0], up[1]}) close(end);
-        execlp(interpreter.c_str(), interpreter.c_str(), BENCH_SOURCE_DIR "/peers.py", nullptr);
+        execlp(interpreter.c_str(), interpreter.c_str(), "-B", BENCH_SOURCE_DIR "/peers.py", nullptr);
         std::_Exit(127);
     }
     close(down[0]);

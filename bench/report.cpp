@@ -101,8 +101,8 @@ void printSummary(const std::vector<Row>& rows, const std::map<std::string, int>
         std::printf("%-14s %11zu %7d %12d  %s\n", summary.peer.c_str(), summary.ratios.size(), summary.faster,
                     summary.above, rangeOf(summary).c_str());
     for (const auto& [peer, count] : leftOut)
-        std::printf("%s is not installed: %d comparisons are left out; bench/run --install installs it\n", peer.c_str(),
-                    count);
+        std::printf("%s is not installed, which leaves %d of the comparisons out; bench/run --install installs it\n",
+                    peer.c_str(), count);
     for (const Row& row : rows)
         if (row.isAboveLimit())
             std::printf("above its limit: %s %s %s\n", row.pair.name.c_str(), row.pair.peer.empty() ? "" : "beside",
@@ -122,7 +122,7 @@ void writeMarkdown(const std::string& file, const std::vector<Row>& rows, const 
         line({summary.peer, std::to_string(summary.ratios.size()), std::to_string(summary.faster),
               std::to_string(summary.above), rangeOf(summary)});
     for (const auto& [peer, count] : leftOut)
-        std::fprintf(to.get(), "\n%s was not installed: %d comparisons are left out.\n", peer.c_str(), count);
+        std::fprintf(to.get(), "\n%s was not installed, which left %d of the comparisons out.\n", peer.c_str(), count);
     std::string area;
     for (const Row& row : rows) {
         if (row.pair.area != area) {
