@@ -6,11 +6,13 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace {
 
 using bench::samples, bench::typeOf;
+
+const std::string area = "Control (ns a sample)";
 
 constexpr float interval = 0.5F;
 constexpr float gains[4] = {0.5F, 20, 2, 0.75F};
@@ -98,15 +100,14 @@ void pidCommand(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
 }
 
-#define CONTROL_PAIR(type)                                  \
-    BENCHMARK(pidCommand<type>)->Name("pidCommand_" #type); \
-    BENCHMARK(pidLaw<type>)->Name("pidLaw_" #type);         \
-    const bench::Pair pairOf_##type("pidCommand_" #type, "pidLaw_" #type, 8)
+#define CONTROL_PAIR(type, name)                      \
+    BENCHMARK(pidCommand<type>)->Name("PID_" #name);  \
+    BENCHMARK(pidLaw<type>)->Name("lawOfPID_" #name); \
+    const bool pairOf_##name = bench::compare({area, "PID_" #name, bench::plainLoop, "lawOfPID_" #name, 8})
 
-using std::int16_t, std::int32_t;
-CONTROL_PAIR(int16_t);
-CONTROL_PAIR(int32_t);
-CONTROL_PAIR(float);
-CONTROL_PAIR(double);
+CONTROL_PAIR(std::int16_t, int16);
+CONTROL_PAIR(std::int32_t, int32);
+CONTROL_PAIR(float, float);
+CONTROL_PAIR(double, double);
 
 }  // namespace

@@ -13,12 +13,14 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 #include "frame/vector_clones.h"
 
 namespace {
 
 using bench::samples, bench::pieceSize, bench::recording, std::int16_t, std::int32_t;
+
+const std::string area = "Element-wise commands, from memory to memory (ns a sample)";
 
 constexpr std::size_t blockSize = 1000;  // what the command takes of a piece: it makes blocks of 1000 and 24
 
@@ -72,7 +74,8 @@ void addPair(const char* command, const std::vector<Element>& values, double lim
         name.c_str(), [command, given](benchmark::State& state) { bench::runCommand<Element>(state, command, given); });
     benchmark::RegisterBenchmark(plain.c_str(),
                                  [function](benchmark::State& state) { runPlain<Element>(state, function); });
-    const bench::Pair pair(name, plain, limit);
+    bench::compare({area, name, bench::plainLoop, plain, limit});
+    bench::compareWithPython(area, name, bench::numpyPeer);
 }
 
 // In the type that holds the result before it is saturated.
@@ -127,7 +130,8 @@ void addRange() {
         }
         state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
     });
-    const bench::Pair pair(name, plain, 4);
+    bench::compare({area, name, bench::plainLoop, plain, 4});
+    bench::compareWithPython(area, name, bench::numpyPeer);
 }
 
 // A command on a complex stream; an item is a pair.
@@ -174,7 +178,8 @@ void addComplex() {
                                      [=](benchmark::State& state) { runComplex<Element>(state, command, results); });
         benchmark::RegisterBenchmark(plain.c_str(),
                                      [=](benchmark::State& state) { runPlainComplex<Element>(state, function); });
-        const bench::Pair pair(name, plain, 2);
+        bench::compare({area, name, bench::plainLoop, plain, 2});
+        if (results == 1) bench::compareWithPython(area, name, bench::numpyPeer);
     };
     const auto magnitude = [](Element re, Element im, Element& first, Element&) {
         const double a = static_cast<double>(re), b = static_cast<double>(im);

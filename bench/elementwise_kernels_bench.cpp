@@ -12,11 +12,13 @@
 #include "arith/delta.cpp"
 #include "arith/offset.cpp"
 #include "arith/scale.cpp"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace zcmds {
 
 namespace {
+
+const std::string area = "Element-wise arithmetic alone, on a block in L1 (ns an element)";
 
 constexpr std::int32_t blockSize = 1000;
 
@@ -53,7 +55,7 @@ template <class Element>
 void addKernels(const std::string& type) {
     const auto addBesideCopy = [&type](const char* name, auto kernel) {
         add<Element>("block" + (name + type), kernel);
-        const bench::Pair pair("block" + (name + type), "memcpy" + type, 1.5);
+        bench::compare({area, "block" + (name + type), bench::copying, "memcpy" + type, 1.5});
     };
     add<Element>("memcpy" + type, [](const Element* elements) {
         static Block<Element> copy;
@@ -80,7 +82,7 @@ void addScale(const std::string& type, double limit) {
         for (std::int32_t i = 0; i < blockSize; ++i)
             e[i] = saturate<Element>((Product{e[i]} + by.offset) * by.mul / Product{by.div});
     });
-    const bench::Pair pair("blockSCALE" + type, "divideSCALE" + type, limit);
+    bench::compare({area, "blockSCALE" + type, "division", "divideSCALE" + type, limit});
 }
 
 const bool added = [] {

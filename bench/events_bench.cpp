@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 #include "events/toggle_scan.h"
 
 #if defined(__x86_64__)
@@ -20,6 +20,8 @@ using bench::samples, bench::pieceSize;
 
 // A wave that changes the state never, or twice in a period of 2000 or 50 samples.
 enum class Signal { quiet, slow, fast };
+
+const std::string area = "Level events, int16 (ns a sample)";
 
 constexpr std::int32_t blockLength = pieceSize;
 constexpr std::int16_t onLevel = 20000, offLevel = -20000;
@@ -69,13 +71,13 @@ void toggleCommand(benchmark::State& state) {
 
 #define COMMAND_LIMIT(name, limit, ...)                 \
     BENCHMARK(toggleCommand<__VA_ARGS__>)->Name(#name); \
-    const bench::Pair limitOf_##name(#name, "", limit)
+    const bool added_##name = bench::compare({area, #name, "", "", limit})
 
-COMMAND_LIMIT(toggle_quiet, 0.5, Signal::quiet, false);
-COMMAND_LIMIT(toggle_slow, 0.5, Signal::slow, false);
-COMMAND_LIMIT(toggle_fast, 2, Signal::fast, false);
-COMMAND_LIMIT(toggwt_slow, 1, Signal::slow, true);
-COMMAND_LIMIT(toggwt_fast, 3, Signal::fast, true);
+COMMAND_LIMIT(TOGGLE_quiet, 0.5, Signal::quiet, false);
+COMMAND_LIMIT(TOGGLE_slow, 0.5, Signal::slow, false);
+COMMAND_LIMIT(TOGGLE_fast, 2, Signal::fast, false);
+COMMAND_LIMIT(TOGGWT_slow, 1, Signal::slow, true);
+COMMAND_LIMIT(TOGGWT_fast, 3, Signal::fast, true);
 
 #if defined(__x86_64__)
 
@@ -130,7 +132,7 @@ void scanByHand(benchmark::State& state) {
 #define SCAN_PAIR(signal)                                                 \
     BENCHMARK(scanOfToggle<Signal::signal>)->Name("toggleScan_" #signal); \
     BENCHMARK(scanByHand<Signal::signal>)->Name("scanByHand_" #signal);   \
-    const bench::Pair pairOf_##signal("toggleScan_" #signal, "scanByHand_" #signal, 2)
+    const bool added_##signal = bench::compare({area, "toggleScan_" #signal, "AVX2 by hand", "scanByHand_" #signal, 2})
 
 SCAN_PAIR(quiet);
 SCAN_PAIR(slow);

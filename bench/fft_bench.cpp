@@ -1,29 +1,30 @@
 // The Fourier transform beside others of complex double, where they are installed: FFTW with a measured plan, GSL's mixed
-// radix, kissfft, and SciPy (pocketfft) by a script. An item is a transform.
+// radix, kissfft, and SciPy (pocketfft). An item is a transform.
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 #include "spectral/fft_engine.h"
 
-#ifdef BENCH_FFTW
+#if BENCH_FFTW
 #include <fftw3.h>
 #endif
-#ifdef BENCH_GSL
+#if BENCH_GSL
 #include <gsl/gsl_fft_complex.h>
 #endif
-#ifdef BENCH_KISSFFT
+#if BENCH_KISSFFT
 #include <kissfft.hh>
 #endif
 
 namespace {
 
 using benchmark::State;
+
+const std::string area = "Fourier transform, complex double (ns a transform)";
 
 // Memory as a command has it, with the alignment that the runtime gives.
 double* elements(int length) {
@@ -49,7 +50,7 @@ void transform(State& state, int length) {
     std::free(im);
 }
 
-#ifdef BENCH_FFTW
+#if BENCH_FFTW
 void fftw(State& state, int length) {
     fftw_complex* in = fftw_alloc_complex(static_cast<std::size_t>(length));
     fftw_complex* out = fftw_alloc_complex(static_cast<std::size_t>(length));
@@ -64,9 +65,11 @@ void fftw(State& state, int length) {
     fftw_free(in);
     fftw_free(out);
 }
+#else
+constexpr void (*fftw)(State&, int) = nullptr;
 #endif
 
-#ifdef BENCH_GSL
+#if BENCH_GSL
 void gsl(State& state, int length) {
     const auto n = static_cast<std::size_t>(length);
     std::vector<double> data(2 * n, 1.0);
@@ -81,9 +84,11 @@ void gsl(State& state, int length) {
     gsl_fft_complex_wavetable_free(table);
     gsl_fft_complex_workspace_free(work);
 }
+#else
+constexpr void (*gsl)(State&, int) = nullptr;
 #endif
 
-#ifdef BENCH_KISSFFT
+#if BENCH_KISSFFT
 void kiss(State& state, int length) {
     const auto n = static_cast<std::size_t>(length);
     const std::vector<std::complex<double>> in(n, 1.0);
@@ -95,48 +100,28 @@ void kiss(State& state, int length) {
     }
     state.SetItemsProcessed(state.iterations());
 }
-#endif
-
-#ifdef BENCH_PYTHON
-void scipy(State& state, int length) {
-    double nanoseconds = 0;
-    for (auto _ : state) {
-        std::FILE* script =
-            popen((BENCH_PYTHON " " BENCH_SOURCE_DIR "/fft_scipy.py " + std::to_string(length)).c_str(), "r");
-        if (script == nullptr || std::fscanf(script, "%lf", &nanoseconds) != 1) state.SkipWithError("no SciPy");
-        if (script != nullptr) pclose(script);
-        state.SetIterationTime(nanoseconds * 1e-9);
-    }
-    state.SetItemsProcessed(state.iterations());
-}
+#else
+constexpr void (*kiss)(State&, int) = nullptr;
 #endif
 
 using Transform = void (*)(State&, int);
 
-// A peer at most `limit` times as fast.
-void compare(const std::string& peer, Transform run, int length, double limit) {
-    const std::string ours = "fft_" + std::to_string(length), theirs = peer + "_" + std::to_string(length);
-    benchmark::internal::Benchmark* made = benchmark::RegisterBenchmark(theirs.c_str(), run, length);
-    if (peer == "scipy") made->UseManualTime()->Iterations(1);
-    bench::Pair(ours, theirs, limit);
+// A peer at most `limit` times as fast; one that is not installed has nothing to run.
+void addPeer(const std::string& peer, Transform run, int length, double limit) {
+    const std::string ours = "transform_" + std::to_string(length), theirs = peer + "_" + std::to_string(length);
+    if (run != nullptr) benchmark::RegisterBenchmark(theirs.c_str(), run, length);
+    bench::compare({area, ours, peer, theirs, limit});
 }
 
 [[maybe_unused]] const bool registered = [] {
     for (const int length : {256, 360, 840, 1000, 1024, 1292, 2048, 4096, 6561, 10000, 16384, 65536, 262144}) {
-        benchmark::RegisterBenchmark(("fft_" + std::to_string(length)).c_str(), transform, length);
-        [[maybe_unused]] const bool told = length == 1000 || length == 1024 || length == 4096 || length == 16384;
-#ifdef BENCH_FFTW
-        if (told) compare("fftw", fftw, length, 2);
-#endif
-#ifdef BENCH_GSL
-        compare("gsl", gsl, length, 1);
-#endif
-#ifdef BENCH_KISSFFT
-        if (told) compare("kissfft", kiss, length, 1);
-#endif
-#ifdef BENCH_PYTHON
-        compare("scipy", scipy, length, 1);
-#endif
+        const std::string name = "transform_" + std::to_string(length);
+        benchmark::RegisterBenchmark(name.c_str(), transform, length);
+        const bool told = length == 1000 || length == 1024 || length == 4096 || length == 16384;
+        if (told) addPeer(bench::fftwPeer, fftw, length, 2);
+        addPeer(bench::gslPeer, gsl, length, 1);
+        if (told) addPeer(bench::kissfftPeer, kiss, length, 1);
+        bench::compareWithPython(area, name, bench::scipyPeer, 1);
     }
     return true;
 }();

@@ -1,12 +1,12 @@
 // FIRLOWPASS from a source in memory to a sink in memory, beside a dot product for each output and a filter object for each
-// channel, over the same pieces of the same memory. bench/fir_upfirdn.py times SciPy's upfirdn on the same cases.
+// channel, over the same pieces of the same memory, and SciPy's upfirdn on all of it.
 
 #include <benchmark/benchmark.h>
 
-#ifdef BENCH_VOLK
+#if BENCH_VOLK
 #include <volk/volk.h>
 #endif
-#ifdef BENCH_LIQUID
+#if BENCH_LIQUID
 #include <liquid/liquid.h>
 #endif
 
@@ -18,11 +18,13 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace {
 
 using bench::samples, bench::pieceSize, bench::recording;
+
+const std::string area = "FIR filters, channels x taps by decimation (ns a sample)";
 
 struct Case {
     std::int32_t taps, decimation;
@@ -36,7 +38,7 @@ void firlowpass(benchmark::State& state, Case filter, std::int32_t channels) {
                                 libzepl::int16Constant(static_cast<std::int16_t>(filter.decimation))});
 }
 
-#if defined(BENCH_VOLK) || defined(BENCH_LIQUID)
+#if BENCH_VOLK || BENCH_LIQUID
 
 template <class Element>
 Element stored(float x) {
@@ -95,7 +97,7 @@ std::vector<float> someTaps(Case filter) {
 
 #endif
 
-#ifdef BENCH_VOLK
+#if BENCH_VOLK
 
 class VolkChannel : public Channel {
  public:
@@ -118,7 +120,7 @@ class VolkChannel : public Channel {
 
 #endif
 
-#ifdef BENCH_LIQUID
+#if BENCH_LIQUID
 
 class LiquidChannel : public Channel {
  public:
@@ -158,17 +160,19 @@ class LiquidChannel : public Channel {
 
 template <class Element>
 void registerCase(Case filter, std::int32_t channels, const std::string& type) {
-    const std::string name = type + "_" + std::to_string(channels) + "x" + std::to_string(filter.taps) + "by" +
-                             std::to_string(filter.decimation);
-    benchmark::RegisterBenchmark(("fir_" + name).c_str(), firlowpass<Element>, filter, channels);
-#ifdef BENCH_VOLK
-    benchmark::RegisterBenchmark(("volk_" + name).c_str(), runPeer<Element, VolkChannel>, filter, channels);
-    const bench::Pair againstVolk("fir_" + name, "volk_" + name, filter.decimation == 1 ? 0.2 : 0.6);
+    const std::string suffix = "_" + type + "_" + std::to_string(channels) + "x" + std::to_string(filter.taps) + "by" +
+                               std::to_string(filter.decimation),
+                      name = "FIRLOWPASS" + suffix;
+    benchmark::RegisterBenchmark(name.c_str(), firlowpass<Element>, filter, channels);
+#if BENCH_VOLK
+    benchmark::RegisterBenchmark(("volk" + suffix).c_str(), runPeer<Element, VolkChannel>, filter, channels);
 #endif
-#ifdef BENCH_LIQUID
-    benchmark::RegisterBenchmark(("liquid_" + name).c_str(), runPeer<Element, LiquidChannel>, filter, channels);
-    const bench::Pair againstLiquid("fir_" + name, "liquid_" + name, 0.2);
+#if BENCH_LIQUID
+    benchmark::RegisterBenchmark(("liquid" + suffix).c_str(), runPeer<Element, LiquidChannel>, filter, channels);
 #endif
+    bench::compare({area, name, bench::volkPeer, "volk" + suffix, filter.decimation == 1 ? 0.2 : 0.6});
+    bench::compare({area, name, bench::liquidPeer, "liquid" + suffix, 0.2});
+    bench::compareWithPython(area, name, bench::scipyPeer);
 }
 
 const bool registered = [] {

@@ -10,11 +10,13 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace {
 
 using namespace libzepl;
+
+const std::string area = "Generators (ns a sample)";
 
 constexpr std::size_t samples = 1 << 24;
 
@@ -112,25 +114,24 @@ void directPhases(benchmark::State& state) {
 }
 
 using std::int16_t, std::int32_t;
-BENCHMARK(replayCommand<int16_t>)->Name("replayCommand_int16");
+BENCHMARK(replayCommand<int16_t>)->Name("SINEWAVE_int16");
 BENCHMARK(replayCopies<int16_t>)->Name("replayCopies_int16");
-BENCHMARK(replayCommand<float>)->Name("replayCommand_float");
+BENCHMARK(replayCommand<float>)->Name("SINEWAVE_float");
 BENCHMARK(replayCopies<float>)->Name("replayCopies_float");
-BENCHMARK(replayCommand<double>)->Name("replayCommand_double");
+BENCHMARK(replayCommand<double>)->Name("SINEWAVE_double");
 BENCHMARK(replayCopies<double>)->Name("replayCopies_double");
-BENCHMARK(chirpCommand);
+BENCHMARK(chirpCommand)->Name("CHIRP_float");
 BENCHMARK(chirpCopies);
-BENCHMARK(randomCommand<int32_t>)->Name("randomCommand_int32");
+BENCHMARK(randomCommand<int32_t>)->Name("RANDOM_int32");
 BENCHMARK(randomTwoMinstd);
-BENCHMARK(randomCommand<float>)->Name("randomCommand_float");
-BENCHMARK(directTriangle);
+BENCHMARK(directTriangle)->Name("TRIANGLE_float");
 BENCHMARK(directPhases);
 // What a block costs beyond its copies are the task's turns, so the smallest elements show the most of it.
-const bench::Pair replayInt16("replayCommand_int16", "replayCopies_int16", 2);
-const bench::Pair replayFloat("replayCommand_float", "replayCopies_float", 1.5);
-const bench::Pair replayDouble("replayCommand_double", "replayCopies_double", 1.5);
-const bench::Pair chirpPair("chirpCommand", "chirpCopies", 2);
-const bench::Pair randomPair("randomCommand_int32", "randomTwoMinstd", 1);
-const bench::Pair directPair("directTriangle", "directPhases", 1.5);
+const bool added = bench::compare({area, "SINEWAVE_int16", bench::copying, "replayCopies_int16", 2}) &&
+                   bench::compare({area, "SINEWAVE_float", bench::copying, "replayCopies_float", 1.5}) &&
+                   bench::compare({area, "SINEWAVE_double", bench::copying, "replayCopies_double", 1.5}) &&
+                   bench::compare({area, "CHIRP_float", bench::copying, "chirpCopies", 2}) &&
+                   bench::compare({area, "RANDOM_int32", "minstd_rand", "randomTwoMinstd", 1}) &&
+                   bench::compare({area, "TRIANGLE_float", bench::plainLoop, "directPhases", 1.5});
 
 }  // namespace

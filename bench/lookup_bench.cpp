@@ -6,11 +6,13 @@
 #include <random>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace {
 
 using bench::samples;
+
+const std::string area = "Lookup in tables, beside std::lower_bound (ns a sample)";
 
 enum class Signal { wave, noise };
 
@@ -69,8 +71,9 @@ void interpCommand(benchmark::State& state) {
 template <class Element, class Keys, class Values>
 Element looked(const Keys& keys, const Values& values, Element x) {
     if (x <= keys[0]) return values[0];
-    const auto high = std::lower_bound(std::begin(keys), std::end(keys), x) - std::begin(keys);
-    if (high == std::end(keys) - std::begin(keys)) return values[high - 1];
+    const auto high =
+        static_cast<std::size_t>(std::lower_bound(std::begin(keys), std::end(keys), x) - std::begin(keys));
+    if (high == std::size(keys)) return values[high - 1];
     const auto low = high - 1;
     using Wide = std::conditional_t<sizeof(Element) == 2, std::int32_t,
                                     std::conditional_t<std::is_integral_v<Element>, std::int64_t, double>>;
@@ -126,20 +129,19 @@ void thermoPlain(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
 }
 
-#define LOOKUP_PAIR(name, command, plain, ...)                 \
-    BENCHMARK(command<__VA_ARGS__>)->Name(#command "_" #name); \
-    BENCHMARK(plain<__VA_ARGS__>)->Name(#plain "_" #name);     \
-    const bench::Pair pairOf_##command##_##name(#command "_" #name, #plain "_" #name, 1)
-#define LOOKUP_PAIRS(type)                                                    \
-    LOOKUP_PAIR(type##_wave, interpCommand, interpPlain, type, Signal::wave); \
-    LOOKUP_PAIR(type##_noise, interpCommand, interpPlain, type, Signal::noise)
+#define LOOKUP_PAIR(name, command, plain, ...)          \
+    BENCHMARK(command<__VA_ARGS__>)->Name(#name);       \
+    BENCHMARK(plain<__VA_ARGS__>)->Name("plain" #name); \
+    const bool added_##name = bench::compare({area, #name, bench::plainLoop, "plain" #name, 1})
+#define INTERP_PAIRS(type, name)                                                       \
+    LOOKUP_PAIR(INTERP_##name##_wave, interpCommand, interpPlain, type, Signal::wave); \
+    LOOKUP_PAIR(INTERP_##name##_noise, interpCommand, interpPlain, type, Signal::noise)
 
-using std::int16_t, std::int32_t;
-LOOKUP_PAIRS(int16_t);
-LOOKUP_PAIRS(int32_t);
-LOOKUP_PAIRS(float);
-LOOKUP_PAIRS(double);
-LOOKUP_PAIR(wave, thermoCommand, thermoPlain, Signal::wave);
-LOOKUP_PAIR(noise, thermoCommand, thermoPlain, Signal::noise);
+INTERP_PAIRS(std::int16_t, int16);
+INTERP_PAIRS(std::int32_t, int32);
+INTERP_PAIRS(float, float);
+INTERP_PAIRS(double, double);
+LOOKUP_PAIR(THERMO_wave, thermoCommand, thermoPlain, Signal::wave);
+LOOKUP_PAIR(THERMO_noise, thermoCommand, thermoPlain, Signal::noise);
 
 }  // namespace

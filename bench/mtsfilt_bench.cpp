@@ -8,12 +8,14 @@
 #include <cstdlib>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace {
 
 using bench::samples;
 using Sample = std::int16_t;
+
+const std::string area = "MTSFILT, int16, channels by decimation (ns a sample)";
 
 constexpr int taps = 16;
 
@@ -72,11 +74,11 @@ const Case cases[] = {
 
 const bool registered = [] {
     for (const Case& each : cases) {
-        const std::string command = std::string("mtsfilt_") + each.name,
+        const std::string command = std::string("MTSFILT_") + each.name,
                           peer = std::string("mtsfiltPlain_") + each.name;
         benchmark::RegisterBenchmark(command.c_str(), mtsfilt, each.scan);
         benchmark::RegisterBenchmark(peer.c_str(), plainLoop, each.scan);
-        bench::Pair(command, peer, each.limit);
+        bench::compare({area, command, bench::plainLoop, peer, each.limit});
     }
     return true;
 }();

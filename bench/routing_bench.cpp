@@ -9,12 +9,14 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace {
 
 using namespace libzepl;
 using bench::pieceSize;
+
+const std::string area = "Routing (ns a sample that is written)";
 
 template <class Element>
 constexpr std::size_t samplesOf = (std::size_t{80} << 20) / sizeof(Element);
@@ -122,41 +124,53 @@ void separateCommand(benchmark::State& state) {
 using std::int16_t;
 BENCHMARK(copyPlain<int16_t>)->Name("copyPlain_int16");
 BENCHMARK(copyPlain<double>)->Name("copyPlain_double");
-BENCHMARK(skipCommand<int16_t>)->Name("skip_1_of_2_int16")->Args({1, 1});
-BENCHMARK(skipCommand<int16_t>)->Name("skip_3_of_4_int16")->Args({3, 1});
-BENCHMARK(skipCommand<int16_t>)->Name("skip_20_of_30_int16")->Args({20, 10});
-BENCHMARK(skipCommand<int16_t>)->Name("skip_100_of_200_int16")->Args({100, 100});
-BENCHMARK(skipCommand<int16_t>)->Name("skip_0_int16")->Args({1, 0});
-BENCHMARK(skipCommand<double>)->Name("skip_1_of_2_double")->Args({1, 1});
-BENCHMARK(skipCommand<double>)->Name("skip_3_of_4_double")->Args({3, 1});
-BENCHMARK(replicateCommand<int16_t>)->Name("replicate_1_int16")->Arg(1);
-BENCHMARK(replicateCommand<int16_t>)->Name("replicate_2_int16")->Arg(2);
-BENCHMARK(replicateCommand<int16_t>)->Name("replicate_10_int16")->Arg(10);
-BENCHMARK(replicateCommand<int16_t>)->Name("replicate_100_int16")->Arg(100);
-BENCHMARK(replicateCommand<int16_t>)->Name("replicate_1000_int16")->Arg(1000);
-BENCHMARK(replicateCommand<double>)->Name("replicate_2_double")->Arg(2);
-BENCHMARK(replicateCommand<double>)->Name("replicate_1000_double")->Arg(1000);
-BENCHMARK(mergeCommand)->Name("mergef_int16");
-BENCHMARK(separateCommand)->Name("separatef_int16");
+BENCHMARK(skipCommand<int16_t>)->Name("SKIP_1_of_2_int16")->Args({1, 1});
+BENCHMARK(skipCommand<int16_t>)->Name("SKIP_3_of_4_int16")->Args({3, 1});
+BENCHMARK(skipCommand<int16_t>)->Name("SKIP_20_of_30_int16")->Args({20, 10});
+BENCHMARK(skipCommand<int16_t>)->Name("SKIP_100_of_200_int16")->Args({100, 100});
+BENCHMARK(skipCommand<int16_t>)->Name("SKIP_0_int16")->Args({1, 0});
+BENCHMARK(skipCommand<double>)->Name("SKIP_1_of_2_double")->Args({1, 1});
+BENCHMARK(skipCommand<double>)->Name("SKIP_3_of_4_double")->Args({3, 1});
+BENCHMARK(replicateCommand<int16_t>)->Name("REPLICATE_1_int16")->Arg(1);
+BENCHMARK(replicateCommand<int16_t>)->Name("REPLICATE_2_int16")->Arg(2);
+BENCHMARK(replicateCommand<int16_t>)->Name("REPLICATE_10_int16")->Arg(10);
+BENCHMARK(replicateCommand<int16_t>)->Name("REPLICATE_100_int16")->Arg(100);
+BENCHMARK(replicateCommand<int16_t>)->Name("REPLICATE_1000_int16")->Arg(1000);
+BENCHMARK(replicateCommand<double>)->Name("REPLICATE_2_double")->Arg(2);
+BENCHMARK(replicateCommand<double>)->Name("REPLICATE_1000_double")->Arg(1000);
+BENCHMARK(mergeCommand)->Name("MERGEF_int16");
+BENCHMARK(separateCommand)->Name("SEPARATEF_int16");
+
+struct Case {
+    const char* name;
+    const char* peerBenchmark;
+    double limit;
+};
 
 // Samples that are dropped have to be brought in too, which shows where they are as many as those that are kept.
-const bench::Pair pairs[] = {
-    {"skip_1_of_2_int16", "copyPlain_int16", 2},
-    {"skip_3_of_4_int16", "copyPlain_int16", 1.5},
-    {"skip_20_of_30_int16", "copyPlain_int16", 1.5},
-    {"skip_100_of_200_int16", "copyPlain_int16", 2},
-    {"skip_0_int16", "copyPlain_int16", 1.5},
-    {"skip_1_of_2_double", "copyPlain_double", 1.5},
-    {"skip_3_of_4_double", "copyPlain_double", 1.5},
-    {"replicate_1_int16", "copyPlain_int16", 1.5},
-    {"replicate_2_int16", "copyPlain_int16", 1.5},
-    {"replicate_10_int16", "copyPlain_int16", 1.5},
-    {"replicate_100_int16", "copyPlain_int16", 1.5},
-    {"replicate_1000_int16", "copyPlain_int16", 1.5},
-    {"replicate_2_double", "copyPlain_double", 1.5},
-    {"replicate_1000_double", "copyPlain_double", 1.5},
-    {"mergef_int16", "", 5},
-    {"separatef_int16", "", 5},
+const Case cases[] = {
+    {"SKIP_1_of_2_int16", "copyPlain_int16", 2},
+    {"SKIP_3_of_4_int16", "copyPlain_int16", 1.5},
+    {"SKIP_20_of_30_int16", "copyPlain_int16", 1.5},
+    {"SKIP_100_of_200_int16", "copyPlain_int16", 2},
+    {"SKIP_0_int16", "copyPlain_int16", 1.5},
+    {"SKIP_1_of_2_double", "copyPlain_double", 1.5},
+    {"SKIP_3_of_4_double", "copyPlain_double", 1.5},
+    {"REPLICATE_1_int16", "copyPlain_int16", 1.5},
+    {"REPLICATE_2_int16", "copyPlain_int16", 1.5},
+    {"REPLICATE_10_int16", "copyPlain_int16", 1.5},
+    {"REPLICATE_100_int16", "copyPlain_int16", 1.5},
+    {"REPLICATE_1000_int16", "copyPlain_int16", 1.5},
+    {"REPLICATE_2_double", "copyPlain_double", 1.5},
+    {"REPLICATE_1000_double", "copyPlain_double", 1.5},
+    {"MERGEF_int16", "", 5},
+    {"SEPARATEF_int16", "", 5},
 };
+
+const bool added = [] {
+    for (const auto& [name, peerBenchmark, limit] : cases)
+        bench::compare({area, name, *peerBenchmark == 0 ? "" : bench::copying, peerBenchmark, limit});
+    return true;
+}();
 
 }  // namespace

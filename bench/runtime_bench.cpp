@@ -5,13 +5,15 @@
 #include <boost/context/fiber.hpp>
 #include <cstring>
 
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 #include "host/host.h"
 #include "runtime/session.h"
 
 namespace {
 
 using namespace libzepl;
+
+const std::string area = "Runtime (ns a switch, a value put and got, an element of a block put and got)";
 
 constexpr std::int32_t switches = 1 << 16;
 constexpr std::int32_t values = 1 << 18;
@@ -137,8 +139,8 @@ BENCHMARK(valuePair);
 BENCHMARK(blockPair);
 BENCHMARK(twoCopies);
 
-const bench::Pair switchPair("taskSwitch", "bareSwitch", 1.5);
-const bench::Pair valueLimit("valuePair", "", 5);
-const bench::Pair blockPairs("blockPair", "twoCopies", 2);
+const bool added = bench::compare({area, "taskSwitch", "Boost.Context", "bareSwitch", 1.5}) &&
+                   bench::compare({area, "valuePair", "", "", 5}) &&
+                   bench::compare({area, "blockPair", bench::copying, "twoCopies", 2});
 
 }  // namespace

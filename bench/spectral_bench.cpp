@@ -9,15 +9,17 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
-#ifdef BENCH_FFTW
+#if BENCH_FFTW
 #include <fftw3.h>
 #endif
 
 namespace {
 
 using bench::samples, bench::recording;
+
+const std::string area = "Spectral commands, int16 (ns a sample)";
 
 // Runs `command (given..., source, result)` over the recording, once an iteration; an item is a sample of the source.
 template <class Given>
@@ -39,16 +41,16 @@ void runOn(benchmark::State& state, const char* command, Given given) {
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples));
 }
 
-constexpr std::size_t blockSize = 1024;
-
 void magnitudeCommand(benchmark::State& state) {
     runOn(state, "FFT", [](const libzepl::Session&) {
         return std::vector{libzepl::int16Constant(5), libzepl::int16Constant(10), libzepl::int16Constant(1)};
     });
 }
-BENCHMARK(magnitudeCommand);
+BENCHMARK(magnitudeCommand)->Name("FFT_amplitudes_1024");
 
-#ifdef BENCH_FFTW
+#if BENCH_FFTW
+
+constexpr std::size_t blockSize = 1024;
 
 // von Hann's window, magnitude with the negative frequencies folded in, and FFTW's fastest complex or real transform.
 class FftwMagnitude {
@@ -110,9 +112,6 @@ void magnitudeFftw(benchmark::State& state, bool real) {
 BENCHMARK_CAPTURE(magnitudeFftw, complex, false)->Name("magnitudeFftwComplex");
 BENCHMARK_CAPTURE(magnitudeFftw, real, true)->Name("magnitudeFftwReal");
 
-const bench::Pair complexPair("magnitudeCommand", "magnitudeFftwComplex", 1.2);
-const bench::Pair realPair("magnitudeCommand", "magnitudeFftwReal", 1.6);
-
 #endif
 
 void dftCommand(benchmark::State& state, std::int16_t terms) {
@@ -126,8 +125,8 @@ void dftCommand(benchmark::State& state, std::int16_t terms) {
                            session.use(vector)};
     });
 }
-BENCHMARK_CAPTURE(dftCommand, 4, 4)->Name("dftCommand4");
-BENCHMARK_CAPTURE(dftCommand, 64, 64)->Name("dftCommand64");
+BENCHMARK_CAPTURE(dftCommand, 4, 4)->Name("DFT_4_terms");
+BENCHMARK_CAPTURE(dftCommand, 64, 64)->Name("DFT_64_terms");
 
 struct Term {
     double coeff, s1, s2;
@@ -168,7 +167,10 @@ void dftPlain(benchmark::State& state, std::size_t count) {
 BENCHMARK_CAPTURE(dftPlain, 4, 4)->Name("dftPlain4");
 BENCHMARK_CAPTURE(dftPlain, 64, 64)->Name("dftPlain64");
 
-const bench::Pair dftPair4("dftCommand4", "dftPlain4", 0.6);
-const bench::Pair dftPair64("dftCommand64", "dftPlain64", 0.3);
+const bool added =
+    bench::compare({area, "FFT_amplitudes_1024", bench::fftwPeer, "magnitudeFftwComplex", 1.2}) &&
+    bench::compare({area, "FFT_amplitudes_1024", bench::fftwPeer + ", real", "magnitudeFftwReal", 1.6}) &&
+    bench::compare({area, "DFT_4_terms", bench::plainLoop, "dftPlain4", 0.6}) &&
+    bench::compare({area, "DFT_64_terms", bench::plainLoop, "dftPlain64", 0.3});
 
 }  // namespace

@@ -9,18 +9,20 @@
 #include <functional>
 #include <vector>
 
-#ifdef BENCH_VOLK
+#if BENCH_VOLK
 #include <volk/volk.h>
 #endif
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 #include "frame/vector_clones.h"
 
 namespace {
 
 using bench::recording, bench::samples;
 using libzepl::int16Constant;
+
+const std::string area = "Statistics of blocks or windows of 100 (ns a sample)";
 
 constexpr std::int16_t blockSize = 100;  // also the window, the block length and the period of resets
 constexpr std::int16_t blockReps = 10;   // blocks that BAVERAGE averages
@@ -151,48 +153,48 @@ libzepl::TaskArgument one() {
 }
 
 // Registers a command with its plain loop; the ratio of their times is to be at most `limit`.
-void addPair(const std::string& name, const std::string& type, double limit,
-             const std::function<void(benchmark::State&)>& command,
-             const std::function<void(benchmark::State&)>& plain) {
-    const std::string own = name + "Command_" + type, peer = name + "Plain_" + type;
-    benchmark::RegisterBenchmark(own.c_str(), command);
+void addPair(const std::string& command, const std::string& type, double limit,
+             const std::function<void(benchmark::State&)>& run, const std::function<void(benchmark::State&)>& plain) {
+    const std::string name = command + "_" + type, peer = "plain" + name;
+    benchmark::RegisterBenchmark(name.c_str(), run);
     benchmark::RegisterBenchmark(peer.c_str(), plain);
-    bench::Pair(own, peer, limit);
+    bench::compare({area, name, bench::plainLoop, peer, limit});
+    bench::compareWithPython(area, name, bench::numpyPeer);
 }
 
 template <template <class> class Reducer, class Element>
-void addReducer(const char* name, const char* command, const std::string& type, double limit) {
+void addReducer(const char* command, const std::string& type, double limit) {
     addPair(
-        name, type, limit,
+        command, type, limit,
         [command](benchmark::State& state) { bench::runCommand<Element>(state, command, {int16Constant(blockSize)}); },
         [](benchmark::State& state) { runPlainly<Element>(state, reducePlainly<Reducer<Element>, Element>); });
 }
 
 template <class Element>
 bool addPairs(const std::string& type) {
-    addReducer<AverageLoop, Element>("average", "AVERAGE", type, 4.5);
-    addReducer<HighLoop, Element>("high", "HIGH", type, 8);
-    addReducer<LowLoop, Element>("low", "LOW", type, 8);
-    addReducer<RmsLoop, Element>("rms", "RMS", type, 4.5);
-    addReducer<StddevLoop, Element>("stddev", "STDDEV", type, 3.5);
-    addReducer<VarianceLoop, Element>("variance", "VARIANCE", type, 3.5);
+    addReducer<AverageLoop, Element>("AVERAGE", type, 4.5);
+    addReducer<HighLoop, Element>("HIGH", type, 8);
+    addReducer<LowLoop, Element>("LOW", type, 8);
+    addReducer<RmsLoop, Element>("RMS", type, 4.5);
+    addReducer<StddevLoop, Element>("STDDEV", type, 3.5);
+    addReducer<VarianceLoop, Element>("VARIANCE", type, 3.5);
     addPair(
-        "bintegrate", type, 5,
+        "BINTEGRATE", type, 5,
         [](benchmark::State& state) {
             bench::runCommand<Element>(state, "BINTEGRATE", {}, {int16Constant(blockSize)});
         },
         [](benchmark::State& state) { runPlainly<Element>(state, reducePlainly<BintegrateLoop<Element>, Element>); });
     addPair(
-        "baverage", type, 4.5,
+        "BAVERAGE", type, 4.5,
         [](benchmark::State& state) {
             bench::runCommand<Element>(state, "BAVERAGE", {int16Constant(blockSize), int16Constant(blockReps)});
         },
         [](benchmark::State& state) { runPlainly<Element>(state, baveragePlainly<Element>); });
     addPair(
-        "integrate", type, 5, [](benchmark::State& state) { bench::runCommand<Element>(state, "INTEGRATE"); },
+        "INTEGRATE", type, 5, [](benchmark::State& state) { bench::runCommand<Element>(state, "INTEGRATE"); },
         [](benchmark::State& state) { runPlainly<Element>(state, integratePlainly<Element>); });
     addPair(
-        "raverage", type, 3,
+        "RAVERAGE", type, 3,
         [](benchmark::State& state) { bench::runCommand<Element>(state, "RAVERAGE", {int16Constant(blockSize)}); },
         [](benchmark::State& state) {
             // As the user gives it, so that no loop knows it beforehand.
@@ -201,7 +203,7 @@ bool addPairs(const std::string& type) {
                 state, [&](const Element* from, Element* to) { slidePlainly(from, to, static_cast<Element>(window)); });
         });
     addPair(
-        "rsum", type, 3,
+        "RSUM", type, 3,
         [](benchmark::State& state) {
             bench::runCommand<Element>(state, "RSUM", {int16Constant(1), one<Element>(), int16Constant(blockSize)});
         },
@@ -217,7 +219,7 @@ bool addPairs(const std::string& type) {
 [[maybe_unused]] const bool pairsAreAdded = addPairs<std::int16_t>("int16") && addPairs<std::int32_t>("int32") &&
                                             addPairs<float>("float") && addPairs<double>("double");
 
-#ifdef BENCH_VOLK
+#if BENCH_VOLK
 void volkStddev(benchmark::State& state) {
     const std::int16_t* from = recording<std::int16_t>().data();
     static std::vector<float> deviations(samples / blockSize);
@@ -249,7 +251,7 @@ void volkStddevOfFloats(benchmark::State& state) {
 }
 BENCHMARK(volkStddevOfFloats);
 BENCHMARK(volkStddev);
-const bench::Pair varianceBesideVolk("varianceCommand_int16", "volkStddev", 0.5);
 #endif
+[[maybe_unused]] const bool volkIsAdded = bench::compare({area, "VARIANCE_int16", bench::volkPeer, "volkStddev", 0.5});
 
 }  // namespace

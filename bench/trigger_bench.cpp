@@ -1,7 +1,7 @@
 // Trigger logic from generated events to a trigger or a pipe in memory: at least 5 million events a second.
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 
 namespace {
 
@@ -9,6 +9,8 @@ using namespace libzepl;
 
 constexpr std::uint64_t events = 1 << 20;
 constexpr double longest = 200;  // nanoseconds an event
+
+const std::string area = "Trigger logic (ns an event)";
 
 struct Chain {
     Session session{bench::library()};
@@ -104,7 +106,7 @@ void sendAndReceive(benchmark::State& state) {
 
 #define EVENT_RATE(name) \
     BENCHMARK(name);     \
-    const bench::Pair rateOf_##name(#name, "", longest)
+    const bool added_##name = bench::compare({area, #name, "", "", longest})
 
 EVENT_RATE(tor);
 EVENT_RATE(tor64);

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "bench/commands.h"
-#include "bench/ratios.h"
+#include "bench/pairs.h"
 #include "stats/variance.cpp"
 
 namespace {
@@ -24,10 +24,11 @@ void varianceBlocks(benchmark::State& state) {
         }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(from.size()));
 }
-BENCHMARK(varianceBlocks);
-#ifdef BENCH_VOLK
-const bench::Pair besideVolk("varianceBlocks", "volkStddev", 0.5),
-    besideFloats("varianceBlocks", "volkStddevOfFloats", 0.5);
-#endif
+BENCHMARK(varianceBlocks)->Name("blockVARIANCE_int16");
+
+const std::string area = "Arithmetic of VARIANCE alone, int16, blocks of 100 (ns a sample)";
+[[maybe_unused]] const bool added =
+    bench::compare({area, "blockVARIANCE_int16", bench::volkPeer, "volkStddev", 0.5}) &&
+    bench::compare({area, "blockVARIANCE_int16", bench::volkPeer + ", floats", "volkStddevOfFloats", 0.5});
 
 }  // namespace
