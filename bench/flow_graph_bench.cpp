@@ -192,7 +192,7 @@ BENCHMARK(doubledFlowGraph)->Name("flow_graph_doubled");
 
 [[maybe_unused]] const bool added =
     bench::compareWithPython(area, "flow_graph", bench::gnuRadioPeer, 0.5) &&
-    bench::compare({area, "flow_graph_doubled", bench::gnuRadioPeer, bench::gnuRadioPeer + "_flow_graph"}) &&
+    bench::compare({area, "flow_graph_doubled", bench::gnuRadioPeer, bench::gnuRadioPeer + "_flow_graph", 0.5}) &&
     bench::compareWithPython(area, "flow_graph", bench::scipyPeer) &&
     bench::compare({area, "flow_graph", bench::fftwPeer + ", one loop", "oneLoop"});
 

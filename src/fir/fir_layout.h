@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "fir/fir_rows.h"
 #include "frame/vector_clones.h"
@@ -128,11 +129,28 @@ ZCMDS_VECTOR_CLONES void gatherSquares(const RowLayout&, const Sum* rows, std::i
         for (std::int32_t run = 0; run < lanes<Sum>; run += size)
             moveSquare(rows + frame * lanes<Sum> + run, lanes<Sum>, sums + run * perRun + frame, perRun);
     for (; frame < perRun; ++frame)
-        for (std::int32_t run = 0; run < lanes<Sum>; ++run) sums[run * perRun + frame] = rows[frame * lanes<Sum> + run];
+        for (std::int32_t run = 0; run < lanes<Sum>; ++run)
+            std::memcpy(sums + run * perRun + frame, rows + frame * lanes<Sum> + run, sizeof(Sum));
+}
+
+// A frame of two floats moves as one element of their size.
+inline void spreadFloatPairs(const RowLayout& layout, const float* samples, std::int32_t runStep, std::int32_t frames,
+                             float* rows) {
+    spreadSquares(layout, reinterpret_cast<const double*>(samples), runStep, frames, reinterpret_cast<double*>(rows));
+}
+inline void gatherFloatPairs(const RowLayout& layout, const float* rows, std::int32_t perRun, float* sums) {
+    gatherSquares(layout, reinterpret_cast<const double*>(rows), perRun, reinterpret_cast<double*>(sums));
 }
 
 template <std::int32_t piece = 2, class Sum>
 void selectMoves(const RowLayout& layout, SpreadSamples<Sum>& spread, GatherSums<Sum>& gather) {
+    if constexpr (std::is_same_v<Sum, float>) {
+        if (layout.nchans == 2) {
+            spread = spreadFloatPairs;
+            gather = gatherFloatPairs;
+            return;
+        }
+    }
     if (layout.piece == 1) {
         spread = spreadSquares<Sum>;
         gather = gatherSquares<Sum>;

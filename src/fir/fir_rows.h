@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace zcmds {
@@ -89,8 +90,10 @@ template <std::int32_t vectorBytes, class Sum, std::size_t... lane>
         const auto* from = reinterpret_cast<const Vector*>(rows + (row - step) * lanes<Sum>);
         auto* to = reinterpret_cast<Vector*>(rows + row * lanes<Sum>);
         Vector here = from[0];
+        Sum behind;
+        std::memcpy(&behind, last + row, sizeof behind);  // which may be two floats
         for (std::int32_t i = 0; i < vectors; ++i) {
-            const Vector next = i + 1 < vectors ? from[i + 1] : Vector{last[row]};
+            const Vector next = i + 1 < vectors ? from[i + 1] : Vector{behind};
             to[i] = __builtin_shufflevector(here, next, (lane + 1)...);
             here = next;
         }
