@@ -10,6 +10,7 @@ from scale_run import Bench, WrongOutput
 CASES = (
     ("Many tasks", scale_tasks.manyTasks),
     ("Where the number of tasks ends", scale_tasks.endOfTasks),
+    ("Many readers, and none", scale_tasks.manyReaders),
     ("Many sources", scale_tasks.manySources),
     ("A long recording in constant memory", scale_streams.longRecordings),
     ("Past position 2^32", scale_streams.pastTheWrap),

@@ -1,5 +1,6 @@
 """Many tasks in one procedure, and what ends their number; many sources into one command."""
 
+import json
 import random
 
 from scale_run import count, require, samples, saturated, table
@@ -82,6 +83,47 @@ def endOfTasks(bench):
         rows.append((count(tasks), memory, f"{run.seconds:.2f}", f"{run.megabytes:.0f}",
                      first if message else "runs, output right"))
     return table(("tasks in a chain", "--memory", "s", "peak, MB", "what comes of it"), rows)
+
+
+def narrowFan(readers):
+    """A pipe of 8 samples whose readers are held up in turn by pipes of 2, so that its writer waits again and again."""
+    lines = ['pipe x : int16 from "in.bin"', "pipe narrow : int16 capacity 8", "OFFSET (x, 1, narrow)"]
+    for i in range(readers):
+        lines += [f"pipe q{i} : int16 capacity 2", f"pipe t{i} : int16" + (' to "out.bin"' if i == readers - 1 else ""),
+                  f"OFFSET (narrow, {i % 100}, q{i})", f"ABS (q{i}, t{i})"]
+    return lines
+
+
+def manyReaders(bench):
+    """And a trigger that has none."""
+    rows = []
+    source = randomRecording(2000)
+    bench.put("in.bin", source.tobytes())
+    for readers in (100, 400) if bench.quick else (250, 1000, 4000):
+        bench.note(f"a narrow pipe with {count(readers)} readers")
+        run = bench.run(narrowFan(readers))
+        last = (readers - 1) % 100
+        bench.requireFile("out.bin", samples(saturated(abs(saturated(saturated(x + 1) + last))) for x in source))
+        rows.append((f"{count(readers)} readers", count(len(source)), f"{run.seconds:.2f}",
+                     f"{run.seconds / (readers * len(source)) * 1e9:.0f}", f"{run.megabytes:.0f}"))
+    rows.append(unreadEvents(bench, 100_000 if bench.quick else 50_000_000))
+    return table(("what", "samples", "s", "ns for each reader and sample", "peak, MB"), rows)
+
+
+def unreadEvents(bench, length):
+    """An event at every sample but the first."""
+    bench.note(f"{count(length)} events that nobody reads")
+    lines = ["pipe x : int16", "trigger edges", 'pipe mean : int16 to "mean.bin"', f"AVERAGE (x, {length}, mean)",
+             "TOGGLE (x, outside, -100, 100, inside, -100, 100, edges)"]
+    block = samples([0, 500] * (length // 20))
+    run = bench.run(lines, "--in", "x=-", "--report", "report.json",
+                    feed=lambda file: [file.write(block) for _ in range(10)])
+    bench.requireFile("mean.bin", samples([250]))
+    with open(bench.at("report.json"), encoding="utf-8") as file:
+        asserted = json.load(file)["triggers"][0]["asserted"]
+    require(asserted == length - 1, f"{asserted} events and not {length - 1}")
+    return ("events that nobody reads", count(length), f"{run.seconds:.2f}", f"{run.seconds / length * 1e9:.0f}",
+            f"{run.megabytes:.0f}")
 
 
 def sortedPositions(seed, length):
