@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <limits>
+#include <new>
 
 #include "cli/catalogue.h"
 #include "cli/run.h"
@@ -119,6 +120,12 @@ int main(int count, char** words) {
     } catch (const libzepl::Problem& problem) {
         std::fprintf(stderr, "zepl: error: %s\n", problem.what());
         if (!problem.remedy().empty()) std::fprintf(stderr, "  %s\n", problem.remedy().c_str());
+    } catch (const std::bad_alloc&) {
+        std::fputs(
+            "zepl: error: the system has no more memory\n  close other programs, or raise what a process may take "
+            "(ulimit -v)\n",
+            stderr);
+        return cli::runFailed;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zepl: error: %s\n", error.what());
     }

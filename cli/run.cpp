@@ -128,8 +128,7 @@ void tellEnd(const Procedure& procedure, const Report& report, const RunArgument
     if (arguments.quiet) return;
     for (const std::string& note : report.notes)
         if (!isToldAsWarning(report, note)) std::fprintf(stderr, "note: %s\n", note.c_str());
-    if (report.status != Report::Status::refused && !options.session.setUpOnly && report.reason.empty())
-        tellOutputs(procedure, report, options);
+    if (report.outputsFinished) tellOutputs(procedure, report, options);
 }
 
 BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly) {

@@ -4,8 +4,6 @@
 #include <optional>
 #include <utility>
 
-#include "runtime/signature.h"
-
 namespace libzepl {
 
 namespace {
@@ -31,16 +29,6 @@ LookedUp objectOf(ResolvedArgument::Kind kind, TaskArgument object) {
     result.resolved.type = elementTypeOf(object.kind);
     result.object = std::move(object);
     return result;
-}
-
-std::vector<std::string> wordsOf(const CommandLibrary& library) {
-    std::vector<std::string> words{"inside", "outside"};
-    for (const Command& command : library.commands()) {
-        if (!command.signature) continue;
-        const std::vector<std::string> declared = declaredWords(parseSignature(*command.signature));
-        words.insert(words.end(), declared.begin(), declared.end());
-    }
-    return words;
 }
 
 std::vector<std::string> everyName(const DeclaredNames& names) {
@@ -110,33 +98,38 @@ TaskArgument taskArgument(const LookedUp& argument, zepl::ParamMask kind) {
     }
 }
 
-std::vector<BoundArgument> kindsOf(const Command& command, const std::vector<ResolvedArgument>& arguments,
+std::vector<BoundArgument> kindsOf(const Signature* signature, const std::vector<ResolvedArgument>& arguments,
                                    const std::vector<std::string>& writtenAs, std::string& advice) {
-    if (!command.signature) return naturalKinds(arguments);
-    const Signature signature = parseSignature(*command.signature);
-    if (std::optional<std::vector<BoundArgument>> kinds = matchSignature(signature, arguments)) return *kinds;
-    advice = explainMismatch(signature, arguments, writtenAs);
+    if (signature == nullptr) return naturalKinds(arguments);
+    if (std::optional<std::vector<BoundArgument>> kinds = matchSignature(*signature, arguments)) return *kinds;
+    advice = explainMismatch(*signature, arguments, writtenAs);
     if (advice.ends_with('\n')) advice.pop_back();  // who tells of it ends the line
     return naturalKinds(arguments);
 }
 
-// An argument as the user wrote it.
-std::string writtenForm(const Argument& argument, const SourceText& source) {
-    std::size_t lineStart = 0;
-    for (int line = 1; line < argument.place.line; ++line) lineStart = source.text.find('\n', lineStart) + 1;
-    return source.text.substr(lineStart + static_cast<std::size_t>(argument.place.column - 1),
-                              static_cast<std::size_t>(argument.place.length));
-}
-
 }  // namespace
 
+ParsedSignatures::ParsedSignatures(const CommandLibrary& library) : words_{"inside", "outside"} {
+    for (const Command& command : library.commands()) {
+        if (!command.signature) continue;
+        const Signature& parsed = signatures_.emplace(&command, parseSignature(*command.signature)).first->second;
+        const std::vector<std::string> declared = declaredWords(parsed);
+        words_.insert(words_.end(), declared.begin(), declared.end());
+    }
+}
+
+const Signature* ParsedSignatures::of(const Command& command) const {
+    const auto found = signatures_.find(&command);
+    return found == signatures_.end() ? nullptr : &found->second;
+}
+
 BoundArguments bindArguments(const Command& command, const CommandUse& use, const DeclaredNames& names,
-                             const Session& session, const CommandLibrary& library, const SourceText& source,
+                             const Session& session, const ParsedSignatures& signatures,
                              std::vector<Diagnostic>& diagnostics) {
     std::vector<LookedUp> lookedUp;
     std::vector<ResolvedArgument> resolved;
     std::vector<std::string> writtenAs;
-    const std::vector<std::string> words = wordsOf(library);
+    const std::vector<std::string>& words = signatures.words();
     for (const Argument& argument : use.arguments) {
         std::optional<LookedUp> found = argument.kind == Argument::Kind::word
                                             ? lookUpName(argument.text, names, session, words)
@@ -151,11 +144,11 @@ BoundArguments bindArguments(const Command& command, const CommandUse& use, cons
         }
         resolved.push_back(found->resolved);
         lookedUp.push_back(std::move(*found));
-        writtenAs.push_back(writtenForm(argument, source));
+        writtenAs.push_back(argument.written);
     }
     if (lookedUp.size() != use.arguments.size()) return {};
     BoundArguments bound;
-    const std::vector<BoundArgument> kinds = kindsOf(command, resolved, writtenAs, bound.advice);
+    const std::vector<BoundArgument> kinds = kindsOf(signatures.of(command), resolved, writtenAs, bound.advice);
     for (std::size_t i = 0; i < lookedUp.size(); ++i) {
         bound.arguments.push_back(taskArgument(lookedUp[i], kinds[i].kind));
         bound.arguments.back().name = writtenAs[i];

@@ -24,9 +24,10 @@ enum class EndMode : std::uint8_t { closed, reading, writing };
 template <class End>
 struct Channel {
     std::string name;
-    std::uint64_t capacity = 0;  // the most that is held for the slowest reader
-    std::uint64_t written = 0;   // elements or events put so far
-    std::uint64_t slowest = 0;   // at most what the slowest reader has taken; brought up to date when it looks full
+    std::uint64_t capacity = 0;   // the most that is held for the slowest reader
+    std::uint64_t written = 0;    // elements or events put so far
+    std::uint64_t slowest = 0;    // at most what the slowest reader has taken; brought up to date when it looks full
+    std::uint64_t atSlowest = 1;  // readers that stand there; right while a writer waits
     std::uint64_t writableUntil = 0;  // `written` can go up to here without a look at readers and storage
     std::uint64_t storageUntil = 0;   // the storage takes elements up to here
     std::uint64_t takenRound = 0;     // the last round in which a reader took something

@@ -82,6 +82,7 @@ struct Engine {
     std::jmp_buf rescue;
     std::atomic<bool> stopRequested{false};
     RunEnd end = RunEnd::goesOn;
+    bool outputsFinished = false;
     std::string reason;         // of a failure of the run itself
     std::string reasonChannel;  // the channel that it is about, or empty
     std::string remedy;
@@ -102,6 +103,7 @@ struct Engine {
     void beginRound();
     void yieldCurrent();
     void startTask(Task& task);
+    void refuseStart(Task& task);
     [[noreturn]] void endCurrent(TaskReport::State state, std::string text, std::string remedyText = {});
     void releaseTask(Task& task);
     void runRounds();

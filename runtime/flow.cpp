@@ -26,6 +26,7 @@ TaskState waitingState(const TriggerEnd&) { return TaskState::waitingForEvent; }
 template <class ChannelType>
 void lookAtReadersOf(Engine& e, ChannelType& channel) {
     std::uint64_t until = unlimited;
+    channel.atSlowest = 1;
     channel.dropping = e.settled && channel.readers.empty() && !retains(channel);
     if (!e.settled) {
         channel.slowest = 0;  // whoever opens it yet begins at the first element
@@ -35,7 +36,11 @@ void lookAtReadersOf(Engine& e, ChannelType& channel) {
         if (channel.dropping) until = 0;
     } else {
         channel.slowest = unlimited;
-        for (const auto* reader : channel.readers) channel.slowest = std::min(channel.slowest, reader->taken);
+        for (const auto* reader : channel.readers) {
+            if (reader->taken > channel.slowest) continue;
+            channel.atSlowest = reader->taken == channel.slowest ? channel.atSlowest + 1 : 1;
+            channel.slowest = reader->taken;
+        }
         until = channel.slowest + channel.capacity;
     }
     channel.writableUntil = std::min(until, channel.storageUntil);

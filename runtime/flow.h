@@ -68,6 +68,13 @@ void noteShort(Engine& e, EndType& end) {
     end.shortRound = e.round;
 }
 
+// Whether a waiting writer may find room, since the last of the slowest readers has gone on from `before`. So a take costs the
+// same however many readers there are.
+template <class ChannelType>
+bool leavesSlowest(ChannelType& channel, std::uint64_t before) {
+    return before == channel.slowest && --channel.atSlowest == 0;
+}
+
 template <class EndType>
 void countTake(Engine& e, EndType& end, std::uint64_t n) {
     auto& channel = *end.channel;
@@ -75,7 +82,7 @@ void countTake(Engine& e, EndType& end, std::uint64_t n) {
     e.lastChange = e.round;
     channel.takenRound = e.round;
     if (end.turn != e.turn) beginTakingTurn(e, end);
-    if (channel.waitingWriter != nullptr) notifyWriter(e, channel);
+    if (channel.waitingWriter != nullptr && leavesSlowest(channel, end.taken - n)) notifyWriter(e, channel);
 }
 
 // Behind a put of `n`, which the channel has room for. A task that put a whole capacity since it was resumed yields, so

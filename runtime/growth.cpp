@@ -2,7 +2,8 @@
 // found a channel empty, and the outputs that lack what they are to have, lead, from writer to writer, to one that waits on
 // a full channel; the smallest of those is doubled.
 
-#include <set>
+#include <variant>
+#include <vector>
 
 #include "runtime/flow.h"
 
@@ -13,7 +14,9 @@ namespace {
 // The smallest full channel that a chain of starving tasks ends at.
 struct Candidates {
     Engine& e;
-    std::set<const Task*> visited;
+    std::vector<bool> visited = std::vector<bool>(e.tasks.size(), false);
+    // Channels to follow, the next one last: a chain can be longer than the stack would bear by calls.
+    std::vector<std::variant<Pipe*, Trigger*>> unfollowed{};
     Pipe* pipe = nullptr;
     Trigger* trigger = nullptr;
     std::uint64_t capacity = ~std::uint64_t{0};
@@ -37,8 +40,22 @@ struct Candidates {
                (end.wanted != 0 || (end.shortRound != 0 && end.shortRound + quietRounds >= e.round));
     }
 
+    // Follows all that the task starves of, to the ends of the chains.
+    void followChains(Task& task) {
+        followTask(task);
+        followRest();
+    }
+    void followRest() {
+        while (!unfollowed.empty()) {
+            const auto channel = unfollowed.back();
+            unfollowed.pop_back();
+            std::visit([this](auto* each) { followChannel(*each); }, channel);
+        }
+    }
+
     void followTask(Task& task) {
-        if (!visited.insert(&task).second || task.state == TaskState::ended) return;
+        if (visited[task.number - 1] || task.state == TaskState::ended) return;
+        visited[task.number - 1] = true;
         if (task.state == TaskState::waitingForRoom) {
             if (task.waitingPipe != nullptr)
                 add(*task.waitingPipe->channel);
@@ -46,10 +63,10 @@ struct Candidates {
                 add(*task.waitingTrigger->channel);
             return;
         }
-        for (PipeEnd& end : task.pipeEnds)
-            if (starves(end)) followChannel(*end.channel);
-        for (TriggerEnd& end : task.triggerEnds)
-            if (starves(end)) followChannel(*end.channel);
+        for (auto end = task.triggerEnds.rbegin(); end != task.triggerEnds.rend(); ++end)
+            if (starves(*end)) unfollowed.push_back(end->channel);
+        for (auto end = task.pipeEnds.rbegin(); end != task.pipeEnds.rend(); ++end)
+            if (starves(*end)) unfollowed.push_back(end->channel);
     }
 
     template <class ChannelType>
@@ -63,7 +80,9 @@ struct Candidates {
     template <class Output>
     void followOutput(Output& output) {
         const bool starving = output.end.mode == EndMode::reading && output.end.available() == 0;
-        if (output.limit && starving) followChannel(*output.end.channel);
+        if (!output.limit || !starving) return;
+        followChannel(*output.end.channel);
+        followRest();
     }
 
     // An input that has not ended waits on its channel when that is full.
@@ -89,9 +108,9 @@ struct Candidates {
 
 // Doubles the smallest candidate. False when there is none.
 bool Engine::growOne() {
-    Candidates candidates{*this, {}};
+    Candidates candidates{*this};
     for (Task& task : tasks)
-        if (task.state != TaskState::ended && task.state != TaskState::waitingForRoom) candidates.followTask(task);
+        if (task.state != TaskState::ended && task.state != TaskState::waitingForRoom) candidates.followChains(task);
     for (PipeOutput& output : pipeOutputs) candidates.followOutput(output);
     for (TriggerOutput& output : triggerOutputs) candidates.followOutput(output);
     if (candidates.pipe == nullptr && candidates.trigger == nullptr) return false;

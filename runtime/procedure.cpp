@@ -202,7 +202,8 @@ Argument Parser::parseArgument() {
     const Token token = cursor_.take();
     Argument argument;
     argument.kind = token.kind == Kind::text ? Argument::Kind::text : Argument::Kind::word;
-    argument.text = token.kind == Kind::text ? unquoted(token.text) : std::string(token.text);
+    argument.written = token.text;
+    argument.text = token.kind == Kind::text ? unquoted(token.text) : argument.written;
     argument.place = token.place;
     return argument;
 }
@@ -211,7 +212,7 @@ Argument Parser::parseNumberArgument() {
     const Token token = takeNumber();
     Argument argument;
     argument.kind = Argument::Kind::number;
-    argument.text = token.text;
+    argument.text = argument.written = token.text;
     argument.place = token.place;
     if (cursor_.takeIf(':')) argument.type = takeType();
     argument.number = argument.type ? valueOf(token, *argument.type) : valueOf(token);

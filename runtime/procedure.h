@@ -86,8 +86,9 @@ struct VectorDeclaration {
 struct Argument {
     enum class Kind { word, number, text };
     Kind kind = Kind::word;
-    std::string text;  // the word; the number as written; the text without its quotes and with its escapes resolved
-    Number number;     // for Kind::number
+    std::string written;  // as it stands in the procedure, without a number's type
+    std::string text;     // the word; the number as written; the text without its quotes and with its escapes resolved
+    Number number;        // for Kind::number
     std::optional<ElementType> type;  // the type written behind a number, as in 5:int32
     Place place;
 };

@@ -68,6 +68,7 @@ struct Report {
     std::vector<std::string> console;
     std::vector<std::string> notes;
     std::vector<std::string> unwritten;  // pipes that are read and that nobody writes
+    bool outputsFinished = false;        // else they were dropped
     double seconds = 0;
 };
 

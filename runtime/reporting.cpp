@@ -142,6 +142,7 @@ Report Engine::makeReport() {
     report.reason = reason;
     report.remedy = remedy;
     report.channel = reasonChannel;
+    report.outputsFinished = outputsFinished;
     for (const Task& task : tasks) report.tasks.push_back(taskReport(task));
     for (const Pipe& pipe : pipes) report.pipes.push_back({pipe.name, pipe.type, pipe.written, unreadOf(pipe)});
     for (const Trigger& trigger : triggers) report.triggers.push_back({trigger.name, trigger.written, trigger.status});

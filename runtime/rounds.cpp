@@ -8,36 +8,51 @@ namespace libzepl {
 
 namespace {
 
-// A task's way from the inputs: marks every task that takes, at first or second hand, what an input gives. One that has
-// ended already gives nothing more, just as one whose input has ended.
-std::vector<bool> tasksOnInputs(const Engine& e) {
-    std::vector<bool> onInput(e.tasks.size(), false);
-    for (const Task& task : e.tasks) onInput[task.number - 1] = task.state == TaskState::ended;
-    const auto fedEnd = [&](const auto& readingEnd) {
-        const auto& channel = *readingEnd.channel;
-        if (readingEnd.mode != EndMode::reading) return false;
-        return channel.inputWrites || (channel.writer != nullptr && onInput[channel.writer->task->number - 1]);
-    };
-    for (bool changed = true; changed;) {
-        changed = false;
-        for (const Task& task : e.tasks) {
-            if (onInput[task.number - 1]) continue;
-            const bool fed = std::any_of(task.pipeEnds.begin(), task.pipeEnds.end(), fedEnd) ||
-                             std::any_of(task.triggerEnds.begin(), task.triggerEnds.end(), fedEnd);
-            if (!fed) continue;
-            onInput[task.number - 1] = true;
-            changed = true;
+// Finds every task that takes, at first or second hand, what an input gives. One that has ended already gives nothing
+// more, just as one whose input has ended.
+class TasksOnInputs {
+ public:
+    explicit TasksOnInputs(const Engine& e) : found_(e.tasks.size(), false) {
+        for (const Task& task : e.tasks)
+            if (task.state == TaskState::ended) add(task);
+        for (const PipeInput& input : e.pipeInputs) addReaders(*input.pipe);
+        for (const TriggerInput& input : e.triggerInputs) addReaders(*input.trigger);
+        while (!unfollowed_.empty()) {
+            const Task& task = *unfollowed_.back();
+            unfollowed_.pop_back();
+            for (const PipeEnd& end : task.pipeEnds) follow(end);
+            for (const TriggerEnd& end : task.triggerEnds) follow(end);
         }
     }
-    return onInput;
-}
+
+    bool has(const Task& task) const { return found_[task.number - 1]; }
+
+ private:
+    void add(const Task& task) {
+        if (has(task)) return;
+        found_[task.number - 1] = true;
+        unfollowed_.push_back(&task);
+    }
+    template <class ChannelType>
+    void addReaders(const ChannelType& channel) {
+        for (const auto* reader : channel.readers)
+            if (reader->task != nullptr) add(*reader->task);
+    }
+    template <class EndType>
+    void follow(const EndType& end) {
+        if (end.channel->writer == &end) addReaders(*end.channel);
+    }
+
+    std::vector<bool> found_;
+    std::vector<const Task*> unfollowed_;
+};
 
 // Marks an output that hangs on no input. False when it has no limit, so that nothing would end it.
 template <class Output>
-bool settleOutput(Output& output, const std::vector<bool>& onInput) {
+bool settleOutput(Output& output, const TasksOnInputs& onInput) {
     const auto& channel = *output.end.channel;
     if (channel.inputWrites || channel.writer == nullptr) return true;
-    output.independent = !onInput[channel.writer->task->number - 1];
+    output.independent = !onInput.has(*channel.writer->task);
     return !output.independent || output.limit.has_value();
 }
 
@@ -92,7 +107,7 @@ void Engine::settle() {
         return task.outcome.state == TaskReport::State::error || task.outcome.state == TaskReport::State::refused;
     });
     if (setUpFailed) return finish(RunEnd::refused);
-    const std::vector<bool> onInput = tasksOnInputs(*this);
+    const TasksOnInputs onInput(*this);
     const auto refuse = [&](const std::string& name) {
         reasonChannel = name;
         finish(RunEnd::refused, "the output of `" + name + "` hangs on no input, so nothing would end it",

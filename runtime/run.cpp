@@ -67,10 +67,14 @@ Report Engine::run() {
     for (TriggerOutput& output : triggerOutputs) openEnd(*this, output.end, EndMode::reading);
     try {
         if (options.feed.kind == FeedPolicy::Kind::whole) deliverWhole();
-        for (Task& task : tasks) startTask(task);
+        for (Task& task : tasks)
+            if (end == RunEnd::goesOn) startTask(task);
         roundLeft = readyCount;
         runRounds();
-        if (end != RunEnd::refused && end != RunEnd::failed && end != RunEnd::setUpsRan) finishOutputs();
+        if (end != RunEnd::refused && end != RunEnd::failed && end != RunEnd::setUpsRan) {
+            finishOutputs();
+            outputsFinished = true;
+        }
     } catch (const Problem& problem) {
         end = RunEnd::failed;
         reason = problem.what();

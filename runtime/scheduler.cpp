@@ -1,6 +1,7 @@
 // The ready queue and the switches between tasks. A task switches straight to the next; the hub runs only where a round
 // ends with something for it to do, and when a task has ended.
 
+#include <fstream>
 #include <string>
 
 #include "runtime/host_ends.h"
@@ -28,19 +29,56 @@ void runTask(boost::context::detail::transfer_t transfer) {
     Engine& e = *engine;
     Task& task = *e.current;
     arrived(transfer, task.context);
-    const std::uint32_t result = task.command->entry(static_cast<zepl::ParamList>(task.number));
+    std::uint32_t result = 0;
+    bool hadMemory = true;
+    try {
+        result = task.command->entry(static_cast<zepl::ParamList>(task.number));
+    } catch (const std::bad_alloc&) {
+        hadMemory = false;  // told behind the handler, which must not be left by a switch
+    }
+    if (!hadMemory) e.endCurrent(TaskReport::State::fault, "the system has no more memory");
     task.outcome.exit = result;
     e.endCurrent(TaskReport::State::exited, "its routine returned " + std::to_string(result));
+}
+
+// Says what the session's limit had no room for, and where the room went when the tasks' number alone takes it.
+std::string ranOut(const Engine& e, const std::string& what) {
+    std::string text = "memory ran out at " + what + ": the limit is " + std::to_string(e.memory.limit()) + " bytes";
+    std::uint64_t stacks = 0, bytes = 0;
+    for (const Task& task : e.tasks) {
+        stacks += task.stackBytes != 0 ? 1 : 0;
+        bytes += task.stackBytes;
+    }
+    if (bytes > e.memory.limit() / 2)
+        text += ", and the stacks of " + std::to_string(stacks) + " tasks hold " + std::to_string(bytes) + " of it";
+    return text;
+}
+
+// How many pieces of memory the system lets a process map; 0 where it does not tell.
+std::uint64_t mostMappings() {
+    std::uint64_t most = 0;
+    std::ifstream("/proc/sys/vm/max_map_count") >> most;
+    return most;
+}
+
+// Says why the system gives no stack, though the session's limit has room for it.
+void tellRefusedStack(Task& task) {
+    const std::uint64_t most = mostMappings(), taken = 2 * std::uint64_t{task.number};
+    task.outcome.text = "the system has no memory for its stack";
+    task.outcome.remedy = "use fewer tasks, or raise what a process may take (ulimit -v)";
+    // Each stack and its guard are two mappings; the program itself has some hundreds at most.
+    if (taken + 1000 < most || most == 0) return;
+    task.outcome.text = "the system has no room for its stack: each task takes two memory mappings, and " +
+                        std::to_string(most) + " are allowed";
+    task.outcome.remedy = "use fewer tasks, or allow more: sysctl vm.max_map_count=" + std::to_string(2 * most);
 }
 
 }  // namespace
 
 void outOfMemory(Engine& e, std::string what) {
-    const std::string limit = std::to_string(e.memory.limit());
+    std::string text = ranOut(e, what);
     e.finish(RunEnd::failed, {}, {});
-    e.endCurrent(TaskReport::State::fault,
-                 "memory ran out at " + std::move(what) + ": the limit is " + limit + " bytes",
-                 "ask for less, or raise the limit with --memory");
+    e.endCurrent(TaskReport::State::fault, std::move(text), "ask for less, or raise the limit with --memory");
 }
 
 void endForHandle(Engine& e, std::uint32_t handle, const char* what) {
@@ -139,16 +177,27 @@ void Engine::startTask(Task& task) {
     constexpr std::size_t places = 32, step = 128;
     const std::size_t skipped = task.number % places * step;
     const std::size_t bytes = baseStack + places * step + task.command->taskSpace;
-    if (memory.take(bytes)) {
-        task.stackBytes = bytes;
-        task.stack = Stack(bytes);
+    if (!memory.take(bytes)) {
+        task.outcome.text = ranOut(*this, "its stack");
+        task.outcome.remedy = "use fewer tasks, or raise the limit with --memory";
+        return refuseStart(task);
     }
+    task.stackBytes = bytes;
+    task.stack = Stack(bytes);
     if (!task.stack) {
-        finish(RunEnd::failed, "no memory is left for the stack of " + task.command->name, "raise --memory");
-        return;
+        tellRefusedStack(task);
+        return refuseStart(task);
     }
     task.context = makeContext(task.stack, skipped, runTask);
     pushReady(task);
+}
+
+// The task cannot start, so none does: their stacks are given back, to have memory for what is to be told.
+void Engine::refuseStart(Task& task) {
+    task.state = TaskState::ended;
+    task.outcome.state = TaskReport::State::fault;
+    finish(RunEnd::failed);
+    for (Task& each : tasks) releaseTask(each);
 }
 
 // Leaves the current task for good. The texts' storage passes to the task's outcome, so that the frames own nothing.

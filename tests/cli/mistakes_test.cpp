@@ -1,5 +1,7 @@
 // What the tool says of each mistake: the exact text, the exit status, and that nothing is left of the outputs.
 
+#include <sys/resource.h>
+
 #include "tool_support.h"
 
 namespace libzepl {
@@ -152,7 +154,9 @@ TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
         {good, "--feed random:", 2, "zepl: error: --feed random:" + feeding},
         {good, "--memory 0", 2, "zepl: error: --memory 0" + wrongSize},
         {good, "--memory 8589934592G", 2, "zepl: error: --memory 8589934592G" + wrongSize},
-        {good, "--memory 1K", 1, "p.zp: error: no memory is left for the stack of ABS\n  raise --memory\n"},
+        {good, "--memory 1K", 1,
+         "p.zp:3:1: error: ABS: memory ran out at its stack: the limit is 1024 bytes\n  ABS (a, b)\n  ^~~\n"
+         "  use fewer tasks, or raise the limit with --memory\n"},
         {good, "--info 4=4294967296", 2,
          "zepl: error: --info 4=4294967296 is no pair of 32-bit numbers\n"
          "  write --info SELECTOR=VALUE, such as --info 30=0\n"},
@@ -185,6 +189,27 @@ TEST_F(Mistakes, ACallThatIsWrongIsToldOtherwise) {
         EXPECT_EQ(called.err, said);
         EXPECT_EQ(called.out, "");
     }
+}
+
+TEST_F(Mistakes, ASystemWithoutMemoryIsBlamedOnTheLimitOrLeavesAnOutput) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "instrumented programs take more addresses than can be limited";
+#endif
+    std::string procedure = both;
+    for (int i = 0; i < 3000; ++i) procedure += "ABS (a, b)\n";
+    put("p.zp", procedure);
+    struct rlimit before;
+    ASSERT_EQ(::getrlimit(RLIMIT_AS, &before), 0);
+    const struct rlimit limited { 400 << 20, before.rlim_max };
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &limited), 0);
+    const Called called = call("run p.zp");
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &before), 0);
+    EXPECT_EQ(called.status, 1);
+    EXPECT_TRUE(
+        called.err.ends_with(": error: ABS: the system has no memory for its stack\n  ABS (a, b)\n  ^~~\n"
+                             "  use fewer tasks, or raise what a process may take (ulimit -v)\n"))
+        << called.err;
+    EXPECT_EQ(files().count("b.csv"), 0U);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // What tasks allocate, and the session's limit.
 
+#include <algorithm>
+
 #include "tests/support/session_support.h"
 
 namespace libzepl {
@@ -53,13 +55,25 @@ TEST(Memory, ComesBackWhenItIsFreedOrTheTaskEnds) {
     EXPECT_EQ(statesOf(report), Lines({"exited exit 1", "fault code 3221225620", "exited exit 2"}));
 }
 
-TEST(Memory, StacksCount) {
-    TestSession session({.memoryLimit = 1000});
-    session.script("say:1");
+TEST(Memory, NoTaskStartsWhenThereIsNoRoomForEveryStack) {
+    TestSession session({.memoryLimit = limit});
+    SinkLog log;
+    session.setOutput(session.pipe("dropped"), std::make_unique<LogSink>(log));
+    for (int i = 0; i < 33; ++i) session.script("say:1");
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::failed);
-    EXPECT_EQ(report.reason, "no memory is left for the stack of SCRIPT");
     EXPECT_EQ(report.console, Lines());
+    const auto failed = std::find_if(report.tasks.begin(), report.tasks.end(),
+                                     [](const TaskReport& task) { return task.state == State::fault; });
+    ASSERT_NE(failed, report.tasks.end());
+    const std::string stacks = std::to_string(failed - report.tasks.begin());
+    EXPECT_EQ(failed->text.find("memory ran out at its stack: the limit is 8388608 bytes, and the stacks of " + stacks +
+                                " tasks hold "),
+              0U)
+        << failed->text;
+    EXPECT_EQ(failed->remedy, "use fewer tasks, or raise the limit with --memory");
+    EXPECT_FALSE(report.outputsFinished);
+    EXPECT_EQ(log.finished, 0);
 }
 
 }  // namespace
