@@ -90,7 +90,7 @@ int explainCommand(const CatalogueArguments& arguments) {
     const std::string page = pageOf(command->name);
     std::printf("%s\n", page.empty() ? (command->name + ", of the module " + command->module).c_str() : page.c_str());
     std::printf("Parameters:\n%s", command->signature
-                                       ? layOut(parseSignature(*command->signature)).c_str()
+                                       ? layOut(*command->parsed).c_str()
                                        : "  It has no signature: the command checks its parameters itself.\n");
     return allWell;
 }

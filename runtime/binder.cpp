@@ -28,11 +28,7 @@ std::string declaredOnes(const std::vector<std::string>& names) {
 class Binder {
  public:
     Binder(const Procedure& procedure, const CommandLibrary& library, BindOptions options, Diagnostics& diagnostics)
-        : procedure_(procedure),
-          library_(library),
-          signatures_(library),
-          options_(std::move(options)),
-          diagnostics_(diagnostics) {}
+        : procedure_(procedure), library_(library), options_(std::move(options)), diagnostics_(diagnostics) {}
 
     BoundProcedure bind() {
         options_.session.rate = procedure_.rate;
@@ -161,7 +157,7 @@ class Binder {
                             std::move(remedy));
         }
         const std::size_t before = diagnostics_.size();
-        BoundArguments arguments = bindArguments(*command, use, names_, *bound_.session, signatures_, diagnostics_);
+        BoundArguments arguments = bindArguments(*command, use, names_, *bound_.session, library_, diagnostics_);
         if (diagnostics_.size() != before) return;
         bound_.advice.back() = arguments.advice;
         bound_.session->addTask(
@@ -225,7 +221,6 @@ class Binder {
 
     const Procedure& procedure_;
     const CommandLibrary& library_;
-    const ParsedSignatures signatures_;
     BindOptions options_;
     Diagnostics& diagnostics_;
     BoundProcedure bound_;

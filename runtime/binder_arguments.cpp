@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include "runtime/signature.h"
+
 namespace libzepl {
 
 namespace {
@@ -109,27 +111,13 @@ std::vector<BoundArgument> kindsOf(const Signature* signature, const std::vector
 
 }  // namespace
 
-ParsedSignatures::ParsedSignatures(const CommandLibrary& library) : words_{"inside", "outside"} {
-    for (const Command& command : library.commands()) {
-        if (!command.signature) continue;
-        const Signature& parsed = signatures_.emplace(&command, parseSignature(*command.signature)).first->second;
-        const std::vector<std::string> declared = declaredWords(parsed);
-        words_.insert(words_.end(), declared.begin(), declared.end());
-    }
-}
-
-const Signature* ParsedSignatures::of(const Command& command) const {
-    const auto found = signatures_.find(&command);
-    return found == signatures_.end() ? nullptr : &found->second;
-}
-
 BoundArguments bindArguments(const Command& command, const CommandUse& use, const DeclaredNames& names,
-                             const Session& session, const ParsedSignatures& signatures,
+                             const Session& session, const CommandLibrary& library,
                              std::vector<Diagnostic>& diagnostics) {
     std::vector<LookedUp> lookedUp;
     std::vector<ResolvedArgument> resolved;
     std::vector<std::string> writtenAs;
-    const std::vector<std::string>& words = signatures.words();
+    const std::vector<std::string>& words = library.words();
     for (const Argument& argument : use.arguments) {
         std::optional<LookedUp> found = argument.kind == Argument::Kind::word
                                             ? lookUpName(argument.text, names, session, words)
@@ -148,7 +136,7 @@ BoundArguments bindArguments(const Command& command, const CommandUse& use, cons
     }
     if (lookedUp.size() != use.arguments.size()) return {};
     BoundArguments bound;
-    const std::vector<BoundArgument> kinds = kindsOf(signatures.of(command), resolved, writtenAs, bound.advice);
+    const std::vector<BoundArgument> kinds = kindsOf(command.parsed.get(), resolved, writtenAs, bound.advice);
     for (std::size_t i = 0; i < lookedUp.size(); ++i) {
         bound.arguments.push_back(taskArgument(lookedUp[i], kinds[i].kind));
         bound.arguments.back().name = writtenAs[i];

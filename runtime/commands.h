@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,11 +18,14 @@ namespace libzepl {
 inline constexpr std::uint32_t hostBuildVersion = 100;
 inline constexpr std::uint32_t hostInterfaceVersion = 104;
 
+struct Signature;
+
 struct Command {
     std::string name;
     zepl::CommandRoutine entry = nullptr;
     std::optional<std::string> signature;
-    std::uint32_t taskSpace = 0;  // bytes of stack beyond the usual
+    std::shared_ptr<const Signature> parsed;  // the signature, or null where there is none
+    std::uint32_t taskSpace = 0;              // bytes of stack beyond the usual
     std::uint32_t attributes = 0;
     std::string module;  // the module's name
 };
@@ -52,6 +56,8 @@ class CommandLibrary {
 
     const Command* find(std::string_view name) const;
     const std::deque<Command>& commands() const { return commands_; }
+    // The words of the host's keyword sets and of those that any signature declares.
+    const std::vector<std::string>& words() const { return words_; }
     const std::vector<LoadedModule>& modules() const { return modules_; }
 
  private:
@@ -59,6 +65,7 @@ class CommandLibrary {
     bool refuse(const std::string& reason);
 
     std::deque<Command> commands_;
+    std::vector<std::string> words_{"inside", "outside"};
     std::vector<LoadedModule> modules_;
     std::vector<void*> handles_;
     std::string refusal_;  // why the last install failed

@@ -151,7 +151,7 @@ TEST(Module, ACommandRunsOnOnePipeAgainstItsSignature) {
         for (const ElementType type : allElementTypes) {
             const ResolvedArgument argument{
                 .kind = ResolvedArgument::Kind::pipe, .type = type, .number = {}, .text = {}};
-            if (command.signature && matchSignature(parseSignature(*command.signature), {argument})) continue;
+            if (command.signature && matchSignature(*command.parsed, {argument})) continue;
             TestSession session;
             session.task(name, session.pipe("only", {}, type));
             EXPECT_EQ(session.run().status, Report::Status::refused) << name << " of " << nameOf(type);
