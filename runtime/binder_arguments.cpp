@@ -33,17 +33,14 @@ LookedUp objectOf(ResolvedArgument::Kind kind, TaskArgument object) {
     return result;
 }
 
-std::vector<std::string> wordsOf(const CommandLibrary& library) {
-    std::vector<std::string> words{"inside", "outside"};
-    for (const Command& command : library.commands()) {
-        if (!command.signature) continue;
-        const std::vector<std::string> declared = declaredWords(parseSignature(*command.signature));
-        words.insert(words.end(), declared.begin(), declared.end());
-    }
-    return words;
+bool isWord(const CommandLibrary& library, const std::string& name) {
+    const auto declares = [&](const Command& command) {
+        return std::find(command.words.begin(), command.words.end(), name) != command.words.end();
+    };
+    return regionValue(name) || std::any_of(library.commands().begin(), library.commands().end(), declares);
 }
 
-std::vector<std::string> everyName(const DeclaredNames& names) {
+std::vector<std::string> everyName(const DeclaredNames& names, const CommandLibrary& library) {
     std::vector<std::string> all;
     const auto add = [&](const auto& map) {
         for (const auto& entry : map) all.push_back(entry.first);
@@ -52,12 +49,14 @@ std::vector<std::string> everyName(const DeclaredNames& names) {
     add(names.triggers);
     add(names.variables);
     add(names.vectors);
+    all.insert(all.end(), {"inside", "outside"});
+    for (const Command& command : library.commands()) all.insert(all.end(), command.words.begin(), command.words.end());
     return all;
 }
 
 // What the name stands for: a declared name hides a bare word. Nothing when it is neither.
 std::optional<LookedUp> lookUpName(const std::string& name, const DeclaredNames& names, const Session& session,
-                                   const std::vector<std::string>& words) {
+                                   const CommandLibrary& library) {
     using Kind = ResolvedArgument::Kind;
     if (const auto found = names.pipes.find(name); found != names.pipes.end())
         return objectOf(Kind::pipe, session.use(found->second));
@@ -67,7 +66,7 @@ std::optional<LookedUp> lookUpName(const std::string& name, const DeclaredNames&
         return objectOf(Kind::variable, session.use(found->second));
     if (const auto found = names.vectors.find(name); found != names.vectors.end())
         return objectOf(Kind::vector, session.use(found->second));
-    if (std::find(words.begin(), words.end(), name) == words.end()) return std::nullopt;
+    if (!isWord(library, name)) return std::nullopt;
     LookedUp result;
     result.resolved.kind = Kind::word;
     result.resolved.text = name;
@@ -136,15 +135,12 @@ BoundArguments bindArguments(const Command& command, const CommandUse& use, cons
     std::vector<LookedUp> lookedUp;
     std::vector<ResolvedArgument> resolved;
     std::vector<std::string> writtenAs;
-    const std::vector<std::string> words = wordsOf(library);
     for (const Argument& argument : use.arguments) {
         std::optional<LookedUp> found = argument.kind == Argument::Kind::word
-                                            ? lookUpName(argument.text, names, session, words)
+                                            ? lookUpName(argument.text, names, session, library)
                                             : literalOf(argument);
         if (!found) {
-            std::vector<std::string> candidates = everyName(names);
-            candidates.insert(candidates.end(), words.begin(), words.end());
-            const std::string near = suggestion(argument.text, candidates);
+            const std::string near = suggestion(argument.text, everyName(names, library));
             diagnostics.push_back({Severity::error, argument.place, "unknown name " + libzepl::quoted(argument.text),
                                    near.empty() ? "declare it as a pipe, trigger, variable or vector" : near});
             continue;

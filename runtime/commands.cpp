@@ -100,10 +100,10 @@ bool CommandLibrary::install(const char* name, zepl::CommandRoutine entry, const
     if (name == nullptr || *name == '\0' || entry == nullptr || info.recordSize < 16)
         return refuse("a command's record is incomplete");
     if (find(name) != nullptr) return refuse(std::string(name) + " is installed already");
-    Command command{name, entry, std::nullopt, info.taskSpace, info.attributes, loading_};
+    Command command{name, entry, std::nullopt, {}, info.taskSpace, info.attributes, loading_};
     if (info.signature != nullptr) {
         try {
-            parseSignature(info.signature);
+            command.words = declaredWords(parseSignature(info.signature));
         } catch (const SignatureError& error) {
             return refuse(command.name + " has a signature that cannot be read: " + error.what());
         }

@@ -21,7 +21,8 @@ struct Command {
     std::string name;
     zepl::CommandRoutine entry = nullptr;
     std::optional<std::string> signature;
-    std::uint32_t taskSpace = 0;  // bytes of stack beyond the usual
+    std::vector<std::string> words;  // of the keyword sets that the signature declares
+    std::uint32_t taskSpace = 0;     // bytes of stack beyond the usual
     std::uint32_t attributes = 0;
     std::string module;  // the module's name
 };
