@@ -7,33 +7,33 @@ namespace libzepl {
 
 inline const Cases digitalCases{
     {"PULSECOUNT", R"(
-pipe     port   : int16 from "bits-1307"
+pipe     port   : int16 from "bits-1107"
 variable pulses : int32 = 0
 PULSECOUNT (port, 3, pulses)
 )"},
     {"CTCOUNT", R"(
-pipe ticks : int16 from "bits-1307"
+pipe ticks : int16 from "bits-1107"
 pipe total : int32 to "result"
 pipe low   : int16 to "result"
 CTCOUNT (ticks, total)
 CTCOUNT (ticks, low)
 )"},
     {"CTRATE", R"(
-pipe ticks : int16 from "bits-1307"
+pipe ticks : int16 from "bits-1107"
 pipe steps : int32 to "result"
 pipe low   : int16 to "result"
 CTRATE (ticks, steps)
 CTRATE (ticks, low)
 )"},
     {"QDCOUNT", R"(
-pipe counter  : int16 from "bits-1307"
+pipe counter  : int16 from "bits-1107"
 pipe position : int32 to "result"
 pipe low      : int16 to "result"
 QDCOUNT (counter, 1000, "ABS", position)
 QDCOUNT (counter, low)
 )"},
     {"QDECODE", R"(
-pipe     port  : int16 from "bits-1307"
+pipe     port  : int16 from "bits-1107"
 pipe     all   : int32 to "result"
 pipe     some  : int32 to "result"
 variable last  : int32 = 0
@@ -44,7 +44,7 @@ QDECODE (port, 14, last)
     {"PWM", R"(
 pipe duty  : float starts [0.25, 0.3, -2, 0.75, 0.1]
 pipe count : int16 starts [20000]
-pipe words : int16 from "bits-1307"
+pipe words : int16 from "bits-1107"
 pipe one   : int16 to "result"
 pipe other : int16 to "result"
 PWM (duty, 4, 0, words, one)
@@ -54,7 +54,7 @@ PWM (count, 1, 15, words, other)
     {"PWM",
      R"(
 pipe duty  : TYPE from "part-400"
-pipe words : int16 from "bits-1307"
+pipe words : int16 from "bits-1107"
 pipe mod   : int16 to "varies"
 PWM (duty, 3, 5, words, mod)
 )",
@@ -69,7 +69,7 @@ DEXPAND (wave, ports, four)
 DEXPAND (wave, ports, two, "SI")
 )"},
     {"COMPRESS", R"(
-pipe   levels : int16 from "wave-1307"
+pipe   levels : int16 from "wave-1107"
 pipe   log    : int16 to "result"
 pipe   all    : int16 to "result"
 vector steps  : int16 = [150, 400, 0]

@@ -7,8 +7,8 @@ namespace libzepl {
 
 inline const Cases eventsCases{
     {"TOGGLE", R"(
-pipe     one   : int16 from "wave-1307"
-pipe     two   : int16 from "wave-1307"
+pipe     one   : int16 from "wave-1107"
+pipe     two   : int16 from "wave-1107"
 variable low   : int16 = -500
 trigger  alone to "result"
 trigger  pair  to "result"
@@ -16,7 +16,7 @@ TOGGLE (one, outside, -600, 600, inside, -300, 200, alone)
 TOGGLE (one, inside, low, -100, two, inside, 100, 500, pair)
 )"},
     {"TOGGWT", R"(
-pipe    src    : int16 from "bits-1307"
+pipe    src    : int16 from "bits-1107"
 pipe    stream : int16 to "result"
 pipe    heads  : int16 to "result"
 pipe    blocks : int16 to "result"
@@ -28,7 +28,7 @@ TOGGWT (src, gate, blocks, 20, "FORMAT=BLOCKS SINGLE STAMPED", tags)
 )"},
     // A record of a window that spans several leaves as soon as the status covers enough samples.
     {"TOGGWT", R"(
-pipe    src    : int16 from "bits-1307"
+pipe    src    : int16 from "bits-1107"
 pipe    stream : int16 to "result"
 pipe    blocks : int16 to "varies"
 pipe    tags   : int32 to "varies"
@@ -55,7 +55,7 @@ TOR (one, two, three, any)
 )"},
     // Beside a stream the assertions come with its samples.
     {"TOR", R"(
-pipe    src    : int16 from "wave-1307"
+pipe    src    : int16 from "wave-1107"
 trigger one    from "marks-30"
 trigger levels
 trigger any    to "result"
@@ -133,21 +133,29 @@ trigger dest  to "result"
 TRIGRECV (words, dest)
 )"},
     {"ALARM", R"(
-pipe scan : TYPE from "samples-1307"
+pipe scan : TYPE from "samples-1107"
 ALARM (scan, 1, outside, 1, 0, 3)
 )",
      alarmGoesOnOnce},
     // Samples are looked at by blocks of what has come, and the last of each tells whether the alarm goes on.
     {"ALARM", R"(
-pipe scan : int16 from "wave-1307"
+pipe scan : int16 from "wave-1126"
 ALARM (scan, 0, inside, 300, 2000, 5)
 )",
      alarmFollowsTheRegion},
+    // What comes during an alarm is dropped: which alarm is the next hangs on the blocks.
+    {"ALARM",
+     R"(
+pipe scan : TYPE from "wave-1107"
+ALARM (scan, 0, inside, 300, 2000, 5, 45)
+)",
+     alarmLastsItsTime,
+     {"int16", "double"}},
     // The position of an assertion is how far the other stream has come when the request is seen.
     {"PCASSERT",
      R"(
 pipe    requests : int16 starts [0, 1, 1, 5, -1, 0, 0]
-pipe    other    : TYPE from "bits-1307"
+pipe    other    : TYPE from "bits-1107"
 trigger event    to "varies"
 PCASSERT (requests, event, other)
 )",

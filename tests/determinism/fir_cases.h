@@ -17,7 +17,7 @@ FIRFILTER (pairs, 2, taps, 5, 1.0, 2, 1, both)
 SKIP (both, 0, 1, 1, even)
 )"},
     {"FIRFILTER", R"(
-pipe   src   : int16 from "wave-1307"
+pipe   src   : int16 from "wave-1109"
 pipe   mixed : int16 to "varies"
 vector taps  : float = [0.125, -0.25, 0.375, 0.125, 0.125]
 FIRFILTER (src, taps, 0, 1.0, 3, -1, mixed)

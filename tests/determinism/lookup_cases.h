@@ -9,7 +9,7 @@ namespace libzepl {
 inline const Cases lookupCases{
     {"TFUNCTION1", R"(
 pipe re1   : TYPE from "bits-1001"
-pipe im1   : TYPE from "bits-1201"
+pipe im1   : TYPE from "bits-1051"
 pipe re2   : TYPE from "bits-1190"
 pipe im2   : TYPE from "bits-1303"
 pipe level : TYPE to "result"
@@ -19,7 +19,7 @@ TFUNCTION1 (re1, im1, re2, im2, level, angle, 20, 1000, 3)
     {"TFUNCTION2",
      R"(
 pipe power : TYPE from "bits-1001"
-pipe re    : TYPE from "bits-1307"
+pipe re    : TYPE from "bits-1107"
 pipe im    : TYPE from "bits-1190"
 pipe level : TYPE to "result"
 pipe angle : TYPE to "result"
@@ -28,8 +28,8 @@ TFUNCTION2 (power, re, im, level, angle, 100, 1, 1)
      nullptr,
      {"int32", "float", "double"}},
     {"INTERP", R"(
-pipe   src   : TYPE from "bits-1307"
-pipe   slow  : TYPE from "wave-1307"
+pipe   src   : TYPE from "bits-1107"
+pipe   slow  : TYPE from "wave-1107"
 pipe   fromSrc  : TYPE to "result"
 pipe   fromSlow : TYPE to "result"
 vector x     : TYPE = [-20000, -900, -120, 0, 7, 350, 800, 31000]
@@ -38,7 +38,7 @@ INTERP (src, x, y, fromSrc)
 INTERP (slow, x, y, fromSlow)
 )"},
     {"THERMO", R"(
-pipe     raw     : int16 from "bits-1307"
+pipe     raw     : int16 from "bits-1107"
 pipe     celsius : int16 to "result"
 pipe     plain   : int16 to "result"
 variable zero    : int16 = 12
@@ -47,7 +47,7 @@ THERMO (raw, "K", 2, 9, zero, celsius, ambient)
 THERMO (raw, 9, 1, 30, plain)
 )"},
     {"FINDMAX", R"(
-pipe    src   : TYPE from "bits-1307"
+pipe    src   : TYPE from "bits-1107"
 pipe    peak  : TYPE to "result"
 pipe    place : int32 to "result"
 pipe    edge  : TYPE to "result"

@@ -18,7 +18,7 @@ MERGEF (one, two, link)
     // Each source is served when it has data: which comes first hangs on the input. Taken apart again they are whole.
     {"MERGEF",
      R"(
-pipe one   : int16  from "bits-1307"
+pipe one   : int16  from "bits-1107"
 pipe two   : float  from "samples-401"
 pipe three : TYPE   from "bits-703"
 pipe link  : TYPE   to "varies"
@@ -31,7 +31,7 @@ SEPARATEF (link, back1, back2, back3)
      mergedStreamsAreWhole,
      {"int16", "int32", "double"}},
     {"SEPARATEF", R"(
-pipe link  : TYPE from "digits-1307"
+pipe link  : TYPE from "digits-1107"
 pipe one   : TYPE to "result"
 pipe two   : int16 to "result"
 pipe three : double to "result"
@@ -40,19 +40,19 @@ SEPARATEF (link, one, two, three, four)
 )"},
     // A tag that no destination has ends the task where it stands.
     {"SEPARATEF", R"(
-pipe link : TYPE from "wave-1307"
+pipe link : TYPE from "wave-1107"
 pipe none : TYPE
 SEPARATEF (link, none)
 )"},
     {"BMERGEF", R"(
-pipe one   : TYPE from "bits-1307"
+pipe one   : TYPE from "bits-1107"
 pipe blocks : TYPE to "result"
 BMERGEF (one, 60, blocks)
 )"},
     // Whole blocks leave as they are complete: which source's comes first hangs on the input.
     {"BMERGEF", R"(
-pipe one    : int16 from "bits-1307"
-pipe two    : int16 from "bits-401"
+pipe one    : int16 from "bits-1107"
+pipe two    : int16 from "bits-428"
 pipe three  : int16 from "bits-700"
 pipe blocks : int16 to "varies"
 BMERGEF (one, two, three, 33, blocks)
@@ -67,7 +67,7 @@ pipe four  : TYPE to "result"
 SEPARATE (src, one, two, three, four)
 )"},
     {"SKIP", R"(
-pipe src  : TYPE from "bits-1307"
+pipe src  : TYPE from "bits-1107"
 pipe some : TYPE to "result"
 pipe few  : TYPE to "result"
 pipe rest : TYPE to "result"
@@ -95,20 +95,20 @@ MRBLOCK (src, request, 100, block)
 )"},
     // The block that is the most recent one when a request is taken hangs on what has come.
     {"MRBLOCK", R"(
-pipe     src     : int16 from "bits-1307"
-pipe     blocks  : int16 to "varies"
-variable request : int16 = 3
-MRBLOCK (src, request, 60, blocks)
+pipe src      : int16 from "bits-1107"
+pipe requests : int16 from "digits-30"
+pipe blocks   : int16 to "varies"
+MRBLOCK (src, requests, 20, blocks)
 )",
-     recentBlocksStandInARow},
+     recentBlocksAreWhole},
     // Only the moments at which the variable changes hang on the input, and nothing here looks at them.
     {"PVALUE", R"(
-pipe     src    : TYPE from "bits-1307"
+pipe     src    : TYPE from "bits-1107"
 variable latest : TYPE = 0
 PVALUE (src, latest)
 )"},
     {"PCOUNT", R"(
-pipe     src   : TYPE from "bits-1307"
+pipe     src   : TYPE from "bits-1107"
 variable tally : int16 = 32000
 variable real  : double = 0.5
 PCOUNT (src, tally)
@@ -116,7 +116,7 @@ PCOUNT (src, real)
 )"},
     // What waits on the second pipe hangs on what has come when the first one moves; nothing is left on the first.
     {"DISCARD", R"(
-pipe src    : TYPE from "bits-1307"
+pipe src    : TYPE from "bits-1107"
 pipe first  : TYPE to "result"
 pipe second : TYPE
 pipe third  : TYPE
