@@ -37,7 +37,9 @@ inline std::uint64_t seedOf(const std::string& channel) {
 
 template <class Element>
 std::vector<Element> recordingOf(const std::string& file, const std::string& channel) {
-    const auto [kind, count] = recordingName(file);
+    const RecordingName name = recordingName(file);
+    const std::string& kind = name.kind;
+    const std::size_t count = name.count;
     if (kind == "bits") return randomBits<Element>(count, seedOf(channel));
     if (kind == "samples") return randomSamples<Element>(count, seedOf(channel));
     std::mt19937_64 random(seedOf(channel));

@@ -100,7 +100,7 @@ pipe requests : int16 from "digits-30"
 pipe blocks   : int16 to "varies"
 MRBLOCK (src, requests, 20, blocks)
 )",
-     recentBlocksAreWhole},
+     recentBlocksStandInRows},
     // Only the moments at which the variable changes hang on the input, and nothing here looks at them.
     {"PVALUE", R"(
 pipe     src    : TYPE from "bits-1107"
