@@ -25,6 +25,8 @@ namespace {
 struct Area {
     const char* name;
     const Cases& cases;
+
+    friend void PrintTo(const Area& area, std::ostream* stream) { *stream << area.name; }
 };
 
 const Area areas[] = {{"arith", arithCases},    {"stats", statsCases},           {"spectral", spectralCases},
