@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 
-#include "tests/support/arrivals.h"
 #include "tests/support/child_output.h"
 #include "tests/support/covered.h"
 #include "tests/support/samples.h"
@@ -31,8 +30,8 @@ Element absolute(Element x) {
 
 // The bits, so that NaNs and zeros are told apart.
 template <class Element>
-std::vector<BitsOf<Element>> afterAbs(const std::vector<Element>& elements, FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
+std::vector<BitsOf<Element>> afterAbs(const std::vector<Element>& elements) {
+    TestSession session;
     const PipeId source = session.input("source", elements);
     const PipeId result = session.output("result", {}, elementTypeOf<Element>());
     session.task("ABS", source, result);
@@ -52,13 +51,6 @@ TYPED_TEST(Abs, ASampleDiffersFromThePlainDefinition) {
     const auto want = bitsOf(expected), have = afterAbs(source), given = bitsOf(source);
     ASSERT_EQ(have.size(), want.size());
     for (std::size_t i = 0; i < want.size(); ++i) ASSERT_EQ(have[i], want[i]) << "of bits " << std::hex << given[i];
-}
-
-TYPED_TEST(Abs, TheArrivalOfTheInputChangesTheOutput) {
-    std::vector<TypeParam> source = edgeSamples<TypeParam>();
-    source.resize(5003);
-    const auto expected = sameForEveryArrival(1000, [&](FeedPolicy feed) { return afterAbs(source, feed); });
-    EXPECT_EQ(expected.size(), source.size());
 }
 
 TEST(AbsEdges, TheyDifferFromWhatIsPromised) {

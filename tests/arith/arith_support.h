@@ -4,7 +4,6 @@
 #include <optional>
 #include <regex>
 
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 #include "tests/support/samples.h"
 #include "tests/support/session_support.h"
@@ -26,9 +25,8 @@ constexpr Element most = std::numeric_limits<Element>::max();
 
 // What `command (source, given..., result)` makes of the source.
 template <class Element>
-std::vector<Element> after(const char* command, const std::vector<Element>& source, const Given& given = {},
-                           FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
+std::vector<Element> after(const char* command, const std::vector<Element>& source, const Given& given = {}) {
+    TestSession session;
     const PipeId in = session.input("source", source), out = session.output("result", {}, elementTypeOf<Element>());
     TaskSettings task{.command = command, .arguments = {session.use(in)}};
     task.arguments.insert(task.arguments.end(), given.begin(), given.end());
@@ -47,15 +45,6 @@ void expectEach(const char* command, const std::vector<Element>& source, const G
     ASSERT_EQ(have.size(), want.size());
     for (std::size_t i = 0; i < want.size(); ++i)
         ASSERT_EQ(have[i], want[i]) << command << " of bits " << std::hex << from[i];
-}
-
-// The output must not hang on how the input arrives.
-template <class Element>
-void expectSameForEveryArrival(const char* command, const Given& given, std::size_t size) {
-    const auto source = randomBits<Element>(5003, 11);
-    const auto output = sameForEveryArrival(
-        1000, [&](FeedPolicy feed) { return bitsOf(after(command, source, given, feed)); }, 4);
-    EXPECT_EQ(output.size(), size);
 }
 
 // What the command makes of int32 elements that a script lets through one by one. An empty place in `given` is a variable

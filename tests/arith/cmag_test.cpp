@@ -47,12 +47,6 @@ TEST(CmagEdges, TheyDifferFromWhatIsPromised) {
     EXPECT_EQ(ofPair<std::int32_t>("CMAG", 2147483647, 2147483647), 2147483647);
 }
 
-TEST(CmagPairs, ApartInTimeAreCombinedWithOthers) {
-    const auto re = randomBits<std::int16_t>(5003, 1), im = randomBits<std::int16_t>(5003, 2);
-    const auto all = sameForEveryArrival(1000, [&](FeedPolicy feed) { return ofPairs("CMAG", re, im, 1, feed); });
-    EXPECT_EQ(all.at(0).size(), 5003u);
-}
-
 TEST(CmagPairs, FewerImaginaryPartsThanRealOnesAreNotWaitedFor) {
     const auto ofFive = [](const std::vector<std::int16_t>& im) {
         return ofPairs<std::int16_t>("CMAG", {1, 2, 3, 4, 5}, im, 1, {.kind = FeedPolicy::Kind::whole}).at(0).size();

@@ -27,8 +27,6 @@ TYPED_TEST(Delta, ADifferenceIsNotThatOfTheInputsThemselves) {
         ASSERT_TRUE(have[i] == expected[i] || (have[i] != have[i] && expected[i] != expected[i])) << i;
 }
 
-TYPED_TEST(Delta, TheSampleBeforeABlockIsForgotten) { expectSameForEveryArrival<TypeParam>("DELTA", {}, 5002); }
-
 TEST(DeltaEdges, ADifferencePastTheTypeWrapsOrCarriesItsClampOn) {
     using Words = std::vector<std::int16_t>;
     EXPECT_EQ(after<std::int16_t>("DELTA", {32767, -32768, 32767, 32766}), Words({-32768, 32767, -1}));

@@ -18,12 +18,5 @@ TYPED_TEST(Polar, APairDiffersFromItsMagnitudeAndAngle) {
     EXPECT_EQ(bitsOf(both.at(1)), bitsOf(ofPairs("CANGLE", re, im).at(0)));
 }
 
-TEST(PolarPairs, ApartInTimeAreCombinedWithOthers) {
-    const auto re = randomBits<std::int32_t>(5003, 1), im = randomBits<std::int32_t>(5003, 2);
-    const auto all = sameForEveryArrival(1000, [&](FeedPolicy feed) { return ofPairs("POLAR", re, im, 2, feed); });
-    EXPECT_EQ(all.at(0).size(), 5003u);
-    EXPECT_EQ(all.at(1).size(), 5003u);
-}
-
 }  // namespace
 }  // namespace libzepl

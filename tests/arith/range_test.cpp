@@ -33,12 +33,6 @@ TYPED_TEST(Range, ASampleIsKeptOrDroppedWrongly) {
                       bitsOf(picked(source, word, low, high)));
 }
 
-TYPED_TEST(Range, TheArrivalOfTheInputChangesTheOutput) {
-    const auto kept = picked(randomBits<TypeParam>(5003, 11), outside, TypeParam{-9}, TypeParam{10000});
-    expectSameForEveryArrival<TypeParam>(
-        "RANGE", {hostWord(outside), constant(TypeParam{-9}), constant(TypeParam{10000})}, kept.size());
-}
-
 TEST(RangeEdges, ALimitIsNotInside) {
     const Given limits{int16Constant(0), int16Constant(10)};
     const std::vector<std::int16_t> source{-1, 0, 10, 11};

@@ -1,6 +1,5 @@
 // CTCOUNT, CTRATE and PULSECOUNT across the wraps of their counters and the ends of their blocks.
 
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 #include "tests/support/given.h"
 #include "tests/support/samples.h"
@@ -13,8 +12,8 @@ const Covers coversCount("CTCOUNT"), coversRate("CTRATE"), coversPulses("PULSECO
 using Readings = std::vector<std::int16_t>;
 
 template <class Result>
-std::vector<Result> after(const char* command, const Readings& readings, FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
+std::vector<Result> after(const char* command, const Readings& readings) {
+    TestSession session;
     const PipeId from = session.input("from", readings), to = session.output("to", {}, elementTypeOf<Result>());
     session.task(command, from, to);
     EXPECT_EQ(session.run().status, Report::Status::ok);
@@ -39,15 +38,9 @@ TEST(Counters, AStepOrTheTotalIsLostAtAWrap) {
     EXPECT_EQ(after<std::int16_t>("CTRATE", readings), Readings(steps.begin(), steps.end()));
 }
 
-TEST(Counters, TheArrivalOfTheInputChangesTheOutput) {
-    const Readings readings = randomBits<std::int16_t>(1000, 4);
-    for (const char* command : {"CTCOUNT", "CTRATE"})
-        sameForEveryArrival(256, [&](FeedPolicy feed) { return after<std::int32_t>(command, readings, feed); });
-}
-
 // What is left in the variable's cell, 32 bits of it.
-std::uint32_t pulses(const Readings& samples, std::int16_t mask, ElementType type, FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
+std::uint32_t pulses(const Readings& samples, std::int16_t mask, ElementType type) {
+    TestSession session;
     const std::int32_t before = 77;
     const VariableId accum = session.addVariable("accum", type, &before);
     session.task("PULSECOUNT", session.input("from", samples), int16Constant(mask), accum);
@@ -64,8 +57,7 @@ TEST(Counters, APulseIsCountedTwiceOrLost) {
     const Readings samples = randomBits<std::int16_t>(2000, 5);
     std::uint32_t expected = 0;
     for (std::size_t i = 1; i < samples.size(); ++i) expected += (samples[i] & ~samples[i - 1] & 8) != 0;
-    EXPECT_EQ(sameForEveryArrival(256, [&](FeedPolicy feed) { return pulses(samples, 3, ElementType::int32, feed); }),
-              expected);
+    EXPECT_EQ(pulses(samples, 3, ElementType::int32), expected);
 }
 
 TEST(Counters, PulsesDoNotWrapAt65536) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 #include "tests/support/samples.h"
 #include "tests/support/session_support.h"
@@ -50,10 +49,9 @@ Element interpolated(const Table<Element>& table, Element x) {
 }
 
 template <class Element>
-std::vector<BitsOf<Element>> afterInterp(const Table<Element>& table, const std::vector<Element>& source,
-                                         FeedPolicy feed = {}) {
+std::vector<BitsOf<Element>> afterInterp(const Table<Element>& table, const std::vector<Element>& source) {
     constexpr ElementType type = elementTypeOf<Element>();
-    TestSession session({.feed = feed});
+    TestSession session;
     const PipeId from = session.input("from", source), to = session.output("to", {}, type);
     session.task("INTERP", from, session.addVector("x", type, bytesOf(table.abscissa)),
                  session.addVector("y", type, bytesOf(table.ordinate)), to);
@@ -100,12 +98,6 @@ TYPED_TEST(Interp, ATableThatDoesNotRiseIsSearchedInAnotherWay) {
     for (int x = -2; x < 45; ++x) source.push_back(static_cast<TypeParam>(x));
     for (const TypeParam x : source) expected.push_back(interpolated(table, x));
     EXPECT_EQ(afterInterp(table, source), bitsOf(expected));
-}
-
-TYPED_TEST(Interp, TheArrivalOfTheInputChangesTheOutput) {
-    const Table<TypeParam> table = randomTable<TypeParam>(3000);
-    const auto source = randomSamples<TypeParam>(1500, 3);
-    sameForEveryArrival(256, [&](FeedPolicy feed) { return afterInterp(table, source, feed); });
 }
 
 TEST(InterpEdges, TruncationOrWidthDiffersFromWhatIsPromised) {

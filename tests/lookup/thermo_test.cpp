@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "lookup/thermocouple_types.h"
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 #include "tests/support/samples.h"
 #include "tests/support/session_support.h"
@@ -21,8 +20,8 @@ struct Given {
     std::optional<std::int16_t> offset{}, cjc{};
 };
 
-Samples afterThermo(const Given& given, const Samples& source, FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
+Samples afterThermo(const Given& given, const Samples& source) {
+    TestSession session;
     const PipeId from = session.input("from", source), to = session.output("to", {}, ElementType::int16);
     TaskSettings task{.command = "THERMO",
                       .arguments = {session.use(from), given.type, int16Constant(given.mul), int16Constant(given.div)}};
@@ -112,13 +111,6 @@ TEST(Thermo, AVoltageIsNotTheQuotientTowardZero) {
                 static_cast<std::int16_t>(between(type.voltageTable, type.temperatureTable, x * mul / div)));
         EXPECT_EQ(afterThermo({.type = textConstant("E"), .mul = mul, .div = div}, all), expected) << mul << '/' << div;
     }
-}
-
-TEST(Thermo, TheArrivalOfTheInputChangesTheOutput) {
-    const Samples source = randomBits<std::int16_t>(3000, 1);
-    sameForEveryArrival(1024, [&](FeedPolicy feed) {
-        return afterThermo({.mul = 3, .div = 11, .offset = 5, .cjc = 200}, source, feed);
-    });
 }
 
 TEST(ThermoErrors, AnotherCodeOrPositionIsTold) {

@@ -4,7 +4,6 @@
 #include <complex>
 #include <numbers>
 
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 #include "tests/support/samples.h"
 #include "tests/support/session_support.h"
@@ -20,8 +19,8 @@ using Streams = std::vector<std::vector<Element>>;
 // Runs the command over its input streams; gives `mag` and `phase`.
 template <class Element>
 Streams<Element> transferred(const char* command, const Streams<Element>& inputs,
-                             const std::vector<TaskArgument>& options = {}, FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
+                             const std::vector<TaskArgument>& options = {}) {
+    TestSession session;
     TaskSettings task{.command = command};
     for (const auto& input : inputs)
         task.arguments.push_back(session.use(session.input("in" + std::to_string(task.arguments.size()), input)));
@@ -90,15 +89,6 @@ TEST(Transfer, AnIntegerResultIsRoundedOrAnAngleHasAnotherScale) {
     const Streams<std::int32_t> in32{{100, 100}, {0, 0}, {0, 0}, {-100, 100}};
     EXPECT_EQ(transferred("TFUNCTION1", in32)[1], (std::vector<std::int32_t>{-1073741823, 1073741823}));
     EXPECT_EQ(transferred<float>("TFUNCTION2", {{4}, {3}, {3}})[1].at(0), static_cast<float>(std::numbers::pi / 4));
-}
-
-TEST(Transfer, StreamsFallOutOfStep) {
-    Streams<float> in;
-    for (std::uint64_t seed = 1; seed <= 4; ++seed) in.push_back(randomSamples<float>(1300, seed));
-    sameForEveryArrival(512, [&](FeedPolicy feed) { return transferred("TFUNCTION1", in, {}, feed); });
-    in.pop_back();
-    for (float& power : in[0]) power = std::fabs(power);
-    sameForEveryArrival(512, [&](FeedPolicy feed) { return transferred("TFUNCTION2", in, {}, feed); });
 }
 
 TEST(Transfer, AStreamOrValueOfAnotherTypeIsTaken) {

@@ -1,7 +1,6 @@
 // CORRELATE against the transforms that it stands for, bit for bit, and against the direct sum.
 
 #include "tests/spectral/spectral_support.h"
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 
 namespace libzepl {
@@ -89,15 +88,6 @@ TEST(Correlate, TheSizeIsNotTheSmallestThatFits) {
             for (const double x : have) ASSERT_NEAR(x, 1, 1e-9) << block;
         }
     }
-}
-
-TEST(Correlate, TheArrivalOfTheInputChangesTheOutput) {
-    const std::vector<std::int16_t> first = randomSamples<std::int16_t>(350, 5),
-                                    second = randomSamples<std::int16_t>(400, 6);
-    const auto expected = sameForEveryArrival(100, [&](FeedPolicy feed) {
-        return OneTask("CORRELATE", "* * 1 2 99 >d", {first, second}, feed).taken<double>();
-    });
-    EXPECT_EQ(expected.size(), 3U * 4);
 }
 
 TEST(CorrelateParameters, AFaultIsBlamedOnAnotherPlace) {

@@ -1,7 +1,6 @@
 // DFT against its recurrences run one after the other, bit for bit, and against the bins of FFT.
 
 #include "tests/spectral/spectral_support.h"
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 
 namespace libzepl {
@@ -129,15 +128,6 @@ TEST(Dft, TheLengthSquaredDoesNotWrap) {
     EXPECT_NEAR(power("65535"), 1, 1e-5);
     EXPECT_EQ(power("65536"), INFINITY);
     EXPECT_NEAR(power("65537"), 65537.0 * 65537 / 131073, 1);
-}
-
-TEST(Dft, TheArrivalOfTheInputChangesTheOutput) {
-    const std::vector<std::int16_t> samples = randomSamples<std::int16_t>(1050, 7), terms{0, 7, 7, 99};
-    const auto expected = sameForEveryArrival(100, [&](FeedPolicy feed) {
-        return OneTask("DFT", "5 100 2 v * >16", {terms, samples}, feed).taken<std::int16_t>();
-    });
-    ASSERT_EQ(expected.size(), 40U);
-    EXPECT_EQ(expected[1], expected[2]);
 }
 
 TEST(DftParameters, AFaultIsBlamedOnAnotherPlace) {

@@ -2,7 +2,6 @@
 // parameters with all that may be left out.
 
 #include "tests/spectral/spectral_support.h"
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 
 namespace libzepl {
@@ -195,14 +194,6 @@ TEST(Narrowing, TheSecondPartTakesItsOwnPipesType) {
     std::vector<std::int16_t> front(8);
     std::memcpy(front.data(), second.data(), 16);
     EXPECT_EQ(front, alike.taken<std::int16_t>(1));
-}
-
-TEST(MixrfftArrival, TheArrivalOfTheInputChangesTheOutput) {
-    const std::vector<std::int16_t> samples = randomSamples<std::int16_t>(180 * 5 + 179, 16);
-    const auto expected = sameForEveryArrival(180, [&](FeedPolicy feed) {
-        return OneTask("MIXRFFT", "180 HAMMING * MAGNITUDE >32", {samples}, feed).taken<std::int32_t>();
-    });
-    EXPECT_EQ(expected.size(), 5U * 90);
 }
 
 TEST(MixrfftParameters, AListThatFitsIsRefused) {

@@ -27,9 +27,8 @@ struct Given {
 // are words.
 class OneTask : public TestSession {
  public:
-    OneTask(const std::string& command, const std::string& parameters, std::vector<Given> given = {},
-            FeedPolicy feed = {})
-        : TestSession({.feed = feed}), given_(std::move(given)) {
+    OneTask(const std::string& command, const std::string& parameters, std::vector<Given> given = {})
+        : given_(std::move(given)) {
         TaskSettings task{.command = command, .line = 1};
         std::istringstream stream(parameters);
         for (std::string text; stream >> text;) task.arguments.push_back(argumentFor(text));

@@ -116,18 +116,6 @@ TYPED_TEST(BlockSums, AResultDiffersFromThePlainDefinition) {
     if constexpr (std::is_same_v<TypeParam, std::int16_t>) expectPlain<std::int32_t, TypeParam>("VARIANCE");
 }
 
-TYPED_TEST(BlockSums, TheArrivalOfTheInputChangesTheOutput) {
-    const std::vector<TypeParam> source = samplesFor<TypeParam>();
-    for (const char* command : {"AVERAGE", "RMS", "STDDEV", "VARIANCE"}) {
-        for (const std::int16_t bsize : {int16Value(7), int16Value(1003)}) {
-            const auto results = sameForEveryArrival(1000, [&](FeedPolicy feed) {
-                return bitsOf(resultOf<TypeParam>(command, source, {int16Constant(bsize)}, {}, feed));
-            });
-            EXPECT_EQ(results.size(), 5003u / static_cast<unsigned>(bsize));
-        }
-    }
-}
-
 using Int16s = std::vector<std::int16_t>;
 
 TEST(BlockSumsEdges, AnIntegerResultIsRoundedOrHeldOtherwise) {

@@ -73,12 +73,11 @@ TaskArgument scalar(float value) { return floatConstant(value); }
 TaskArgument scalar(double value) { return doubleConstant(value); }
 
 template <class Element>
-std::vector<Element> runningSums(const std::vector<Element>& source, Element divisor, Options options,
-                                 FeedPolicy feed = {}) {
+std::vector<Element> runningSums(const std::vector<Element>& source, Element divisor, Options options) {
     Arguments before{count(options.decim), scalar(divisor)}, behind;
     if (options.window != 0) before.push_back(count(options.window));
     if (options.reset != 0) behind.push_back(count(options.reset));
-    return resultOf<Element>("RSUM", source, before, behind, feed);
+    return resultOf<Element>("RSUM", source, before, behind);
 }
 
 template <class Element>
@@ -106,13 +105,6 @@ TYPED_TEST(RunningSums, AnRsumDiffersFromThePlainDefinition) {
             EXPECT_EQ(bitsOf(runningSums(source, divisor, options)),
                       bitsOf(plainSums<TypeParam>(source, divisor, options)))
                 << options.decim << " " << options.reset << " " << options.window << " by " << divisor;
-}
-
-TYPED_TEST(RunningSums, TheArrivalOfTheInputChangesTheOutput) {
-    const std::vector<TypeParam> source = samplesFor<TypeParam>();
-    for (const Options options : {Options{3, 7}, {300, 1000}, {1, 0, 100}, {2, 0, 700}})
-        sameForEveryArrival(256,
-                            [&](FeedPolicy feed) { return bitsOf(runningSums(source, TypeParam(3), options, feed)); });
 }
 
 TYPED_TEST(RunningSums, AnIntegralDiffersFromThePlainDefinition) {

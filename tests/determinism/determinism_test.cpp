@@ -1,0 +1,140 @@
+// Each command under random arrivals of its input: in pieces of all sizes, with default blocks of all sizes, through pipes
+// of all capacities. What it makes of the input must be the same.
+//
+// The environment's ARRIVALS chooses the seeds of the arrivals: FIRST-LAST, or a single one.
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+
+#include "runtime/context.h"
+#include "tests/determinism/arith_cases.h"
+#include "tests/determinism/control_cases.h"
+#include "tests/determinism/digital_cases.h"
+#include "tests/determinism/events_cases.h"
+#include "tests/determinism/fir_cases.h"
+#include "tests/determinism/generators_cases.h"
+#include "tests/determinism/lookup_cases.h"
+#include "tests/determinism/routing_cases.h"
+#include "tests/determinism/spectral_cases.h"
+#include "tests/determinism/stats_cases.h"
+
+namespace libzepl {
+namespace {
+
+struct Area {
+    const char* name;
+    const Cases& cases;
+
+    friend void PrintTo(const Area& area, std::ostream* stream) { *stream << area.name; }
+};
+
+const Area areas[] = {{"arith", arithCases},    {"stats", statsCases},           {"spectral", spectralCases},
+                      {"fir", firCases},        {"generators", generatorsCases}, {"control", controlCases},
+                      {"lookup", lookupCases},  {"events", eventsCases},         {"digital", digitalCases},
+                      {"routing", routingCases}};
+
+// Sanitized runs take ten times as long: a tenth of the arrivals reaches each way of arriving, which is what they are for.
+#if defined(LIBZEPL_ADDRESS_SANITIZER)
+constexpr std::uint64_t usualArrivals = 20;
+#else
+constexpr std::uint64_t usualArrivals = 200;
+#endif
+
+struct Seeds {
+    std::uint64_t first = 1, last = usualArrivals;
+};
+
+Seeds chosenSeeds() {
+    Seeds seeds;
+    const char* text = std::getenv("ARRIVALS");
+    if (text == nullptr) return seeds;
+    char* rest = nullptr;
+    seeds.first = seeds.last = std::strtoull(text, &rest, 10);
+    if (*rest == '-') seeds.last = std::strtoull(rest + 1, &rest, 10);
+    if (rest == text || *rest != '\0' || seeds.last < seeds.first)
+        throw std::invalid_argument("ARRIVALS is FIRST-LAST, as in 1-200, or one seed");
+    return seeds;
+}
+
+std::set<std::string> varyingOutputs(const Procedure& procedure) {
+    std::set<std::string> names;
+    for (const PipeDeclaration& pipe : procedure.pipes)
+        if (pipe.to && pipe.to->path == "varies") names.insert(pipe.name);
+    for (const TriggerDeclaration& trigger : procedure.triggers)
+        if (trigger.to && trigger.to->path == "varies") names.insert(trigger.name);
+    return names;
+}
+
+void expectSame(const Bytes& expected, const Bytes& outputs, const std::set<std::string>& varying) {
+    ASSERT_EQ(outputs.size(), expected.size());
+    for (const auto& [name, bytes] : outputs) {
+        const std::string& wanted = expected.at(name);
+        if (bytes == wanted || varying.count(name) != 0) continue;
+        const auto differing = std::mismatch(bytes.begin(), bytes.end(), wanted.begin(), wanted.end()).first;
+        ADD_FAILURE() << "`" << name << "` has " << bytes.size() << " bytes instead of " << wanted.size()
+                      << " and differs from byte " << differing - bytes.begin() << " on";
+    }
+}
+
+// The default arrival's run, once it is known to show something.
+Run shownBy(const RepeatedProcedure& repeated, const Case& one, const std::set<std::string>& varying) {
+    Run run = repeated.run(Arrival());
+    EXPECT_NE(run.report.status, Report::Status::refused) << statesOf(run.report)[0];
+    EXPECT_FALSE(run.outputs.empty() && one.holds == nullptr) << "nothing is compared";
+    EXPECT_TRUE(varying.empty() || one.holds != nullptr) << "nothing is checked of an output that varies";
+    for (const auto& [name, bytes] : run.outputs) EXPECT_NE(bytes, "") << "nothing came on `" << name << "`";
+    if (one.holds != nullptr) one.holds(run);
+    return run;
+}
+
+int failuresSoFar() { return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count(); }
+
+void expectNoDifference(const Case& one, const std::string& text, Seeds seeds) {
+    SCOPED_TRACE(text);
+    const RepeatedProcedure repeated(text);
+    const std::set<std::string> varying = varyingOutputs(repeated.procedure());
+    const Run expected = shownBy(repeated, one, varying);
+    const int failures = failuresSoFar();
+    for (std::uint64_t seed = seeds.first; seed <= seeds.last && failuresSoFar() == failures; ++seed) {
+        SCOPED_TRACE("to run it again: ARRIVALS=" + std::to_string(seed));
+        const Run run = repeated.run(Arrival(seed));
+        expectSame(expected.outputs, run.outputs, varying);
+        if (one.holds != nullptr) one.holds(run);
+    }
+}
+
+std::string withType(std::string text, const std::string& type) {
+    for (std::size_t at = text.find("TYPE"); at != std::string::npos; at = text.find("TYPE", at))
+        text.replace(at, 4, type);
+    return text;
+}
+
+class Determinism : public testing::TestWithParam<Area> {};
+
+TEST_P(Determinism, TheResultHangsOnArrival) {
+    const Seeds seeds = chosenSeeds();
+    for (const Case& one : GetParam().cases) {
+        const bool typed = one.text.find("TYPE") != std::string::npos;
+        for (const std::string& type : typed ? one.types : std::vector<std::string>{""})
+            expectNoDifference(one, withType(one.text, type), seeds);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Areas, Determinism, testing::ValuesIn(areas),
+                         [](const auto& tested) { return tested.param.name; });
+
+TEST(DeterminismCases, ACommandHasNoCaseOrACaseDoesNotUseIt) {
+    std::set<std::string> covered, installed;
+    for (const Area& area : areas)
+        for (const Case& one : area.cases) {
+            covered.insert(one.command);
+            EXPECT_NE(one.text.find("\n" + one.command + " "), std::string::npos) << one.command << one.text;
+        }
+    for (const Command& command : testLibrary().commands())
+        if (command.module == testLibrary().modules()[0].name) installed.insert(command.name);
+    EXPECT_EQ(covered, installed);
+}
+
+}  // namespace
+}  // namespace libzepl
