@@ -8,30 +8,6 @@ namespace libzepl {
 
 namespace {
 
-// A task's way from the inputs: marks every task that takes, at first or second hand, what an input gives. One that has
-// ended already gives nothing more, just as one whose input has ended.
-std::vector<bool> tasksOnInputs(const Engine& e) {
-    std::vector<bool> onInput(e.tasks.size(), false);
-    for (const Task& task : e.tasks) onInput[task.number - 1] = task.state == TaskState::ended;
-    const auto fedEnd = [&](const auto& readingEnd) {
-        const auto& channel = *readingEnd.channel;
-        if (readingEnd.mode != EndMode::reading) return false;
-        return channel.inputWrites || (channel.writer != nullptr && onInput[channel.writer->task->number - 1]);
-    };
-    for (bool changed = true; changed;) {
-        changed = false;
-        for (const Task& task : e.tasks) {
-            if (onInput[task.number - 1]) continue;
-            const bool fed = std::any_of(task.pipeEnds.begin(), task.pipeEnds.end(), fedEnd) ||
-                             std::any_of(task.triggerEnds.begin(), task.triggerEnds.end(), fedEnd);
-            if (!fed) continue;
-            onInput[task.number - 1] = true;
-            changed = true;
-        }
-    }
-    return onInput;
-}
-
 // Marks an output that hangs on no input. False when it has no limit, so that nothing would end it.
 template <class Output>
 bool settleOutput(Output& output, const std::vector<bool>& onInput) {
@@ -55,6 +31,53 @@ std::uint64_t lastIndependentRound(const Outputs& outputs) {
 }
 
 }  // namespace
+
+// Marks, in the tasks' order, every one that takes, at first or second hand, what an input gives. One that has
+// ended already gives nothing more, just as one whose input has ended.
+std::vector<bool> Engine::tasksOnInputs() const {
+    std::vector<bool> onInput(tasks.size(), false);
+    for (const Task& task : tasks) onInput[task.number - 1] = task.state == TaskState::ended;
+    const auto fedEnd = [&](const auto& readingEnd) {
+        const auto& channel = *readingEnd.channel;
+        if (readingEnd.mode != EndMode::reading) return false;
+        return channel.inputWrites || (channel.writer != nullptr && onInput[channel.writer->task->number - 1]);
+    };
+    for (bool changed = true; changed;) {
+        changed = false;
+        for (const Task& task : tasks) {
+            if (onInput[task.number - 1]) continue;
+            const bool fed = std::any_of(task.pipeEnds.begin(), task.pipeEnds.end(), fedEnd) ||
+                             std::any_of(task.triggerEnds.begin(), task.triggerEnds.end(), fedEnd);
+            if (!fed) continue;
+            onInput[task.number - 1] = true;
+            changed = true;
+        }
+    }
+    return onInput;
+}
+
+// Without inputs, generators keep the run going only for outputs that lack something yet.
+void Engine::findNeededTasks() {
+    if (hasInputs()) return;
+    for (Task& task : tasks) task.needed = false;
+    bool changed = false;
+    const auto markWriter = [&](const auto& readingEnd) {
+        if (readingEnd.mode != EndMode::reading || readingEnd.channel->writer == nullptr) return;
+        bool& needed = readingEnd.channel->writer->task->needed;
+        changed |= !needed;
+        needed = true;
+    };
+    for (const PipeOutput& output : pipeOutputs) markWriter(output.end);
+    for (const TriggerOutput& output : triggerOutputs) markWriter(output.end);
+    while (changed) {
+        changed = false;
+        for (Task& task : tasks) {
+            if (!task.needed) continue;
+            std::for_each(task.pipeEnds.begin(), task.pipeEnds.end(), markWriter);
+            std::for_each(task.triggerEnds.begin(), task.triggerEnds.end(), markWriter);
+        }
+    }
+}
 
 // The first round at whose end a lack of movement could mean something.
 std::uint64_t Engine::nextQuietLook() const {
@@ -92,7 +115,7 @@ void Engine::settle() {
         return task.outcome.state == TaskReport::State::error || task.outcome.state == TaskReport::State::refused;
     });
     if (setUpFailed) return finish(RunEnd::refused);
-    const std::vector<bool> onInput = tasksOnInputs(*this);
+    const std::vector<bool> onInput = tasksOnInputs();
     const auto refuse = [&](const std::string& name) {
         reasonChannel = name;
         finish(RunEnd::refused, "the output of `" + name + "` hangs on no input, so nothing would end it",
@@ -102,6 +125,7 @@ void Engine::settle() {
         if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
     for (TriggerOutput& output : triggerOutputs)
         if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
+    findNeededTasks();
     if (options.setUpOnly) finish(RunEnd::setUpsRan);
 }
 
