@@ -64,8 +64,8 @@ struct Candidates {
 
     template <class Output>
     void followOutput(Output& output) {
-        const bool starving = output.end.mode == EndMode::reading && output.end.available() == 0;
-        if (output.limit && starving) followChannel(*output.end.channel);
+        const bool hasAll = output.end.mode != EndMode::reading || output.end.available() == 0;
+        if (!output.complete() && hasAll) followChannel(*output.end.channel);
     }
 
     // An input that has not ended waits on its channel when that is full.

@@ -210,7 +210,8 @@ void Engine::advanceQuietRun() {
     endPauses();
     const std::uint64_t lastUseful =
         std::max({lastFedTake, lastDelivery, lastIndependentRound(pipeOutputs), lastIndependentRound(triggerOutputs)});
-    const bool quiet = pausing.empty() && round - lastChange >= quietRounds;
+    // What an input gives where nobody reads changes nothing, but it puts off the look whether a channel must grow.
+    const bool quiet = pausing.empty() && round - std::max(lastChange, lastDelivery) >= quietRounds;
     const bool endless = round - lastUseful >= recentRounds;
     if ((quiet || endless) && inputsEndedOrHeld()) finish(quiet ? RunEnd::quiet : RunEnd::endless);
 }

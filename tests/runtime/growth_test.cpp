@@ -90,6 +90,33 @@ TEST(Growth, ALimitedOutputIsNotStarvedByAPipeThatNobodyReads) {
     EXPECT_EQ(session.collected<std::int32_t>(tone).size(), 100000U);
 }
 
+TEST(Growth, AnInputThatNobodyReadsDoesNotEndTheRunBeforeAChannelGrows) {
+    Split split(10000, "100");
+    split.session.input("unread", countUp(100000));
+    split.session.run();
+    EXPECT_EQ(split.session.collected<std::int32_t>(split.joined), countUp(10000));
+}
+
+// The reader waits for more of `brief`, and holds `copy` up, but not what goes to the output.
+TEST(Growth, AnOutputGetsAllOfAPipeThatAnotherReaderHoldsUp) {
+    for (const bool collected : {true, false}) {
+        TestSession session;
+        const PipeId source = session.input("source", countUp(1000)), brief = session.input("brief", countUp(10));
+        const PipeId copy = session.pipe("copy", 8);
+        SinkLog log;
+        if (collected)
+            session.collect(copy);
+        else
+            session.setOutput(copy, std::make_unique<LogSink>(log));
+        session.task("ABS", source, copy);
+        session.script("read:2 read:3 *( get:3 get:2 )", copy, brief);
+        const Report report = session.run();
+        EXPECT_EQ(collected ? session.collected<std::int32_t>(copy) : log.elements, countUp(1000));
+        EXPECT_EQ(report.notes, Lines({"SCRIPT (line 2) waits for 1 sample of `brief`, 0 are there",
+                                       "SCRIPT (line 2) left 990 samples of `copy` unread"}));
+    }
+}
+
 // Every sample goes round once. The ring fills up when it is narrow, and none of its tasks then finds a channel empty.
 TEST(Growth, AFullRingThatAnInputFeedsLetsGo) {
     TestSession session;
