@@ -38,6 +38,7 @@ struct Channel {
     bool inputWrites = false;  // an input file or memory is its writer
     bool watched = false;      // a put must be followed by a look at waiting readers and outputs
     bool hasOutput = false;
+    bool hadReader = false;  // a task has read it, though it may have ended since
     bool hasStarts = false;  // elements were there before anything ran
     bool dropping = false;   // nobody reads it, and all set-ups have run
 };

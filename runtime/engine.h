@@ -119,6 +119,9 @@ struct Engine {
     void tellProgress();
     bool inputsEndedOrHeld();
     void finish(RunEnd runEnd, std::string why = {}, std::string whatToDo = {});
+    std::vector<bool> tasksOnInputs()
+        const;  // by the order of the tasks: whether it takes, at any remove, from an input
+    void findNeededTasks();
 
     // Inputs and outputs (transfers.cpp).
     bool inputsEnded() const;
@@ -134,11 +137,13 @@ struct Engine {
     // Growth (growth.cpp).
     bool growOne();
 
-    // Reports (reporting.cpp).
+    // Reports (reporting.cpp, notes.cpp).
     Report makeReport();
+    void addNotes(Report& report) const;
 
     // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.
-    bool clockRuns() const { return anyDelivery || (settled && pipeInputs.empty() && triggerInputs.empty()); }
+    bool clockRuns() const { return anyDelivery || (settled && !hasInputs()); }
+    bool hasInputs() const { return !pipeInputs.empty() || !triggerInputs.empty(); }
     bool stops() const { return stopRequested.load(std::memory_order_relaxed); }
 };
 

@@ -96,7 +96,10 @@ void openEndOf(Engine& e, EndType& end, EndMode mode) {
         lookAtReadersOf(e, channel);
         end.taken = end.opened = channel.slowest;
         channel.readers.push_back(&end);
-        if (end.task != nullptr) ++end.task->readingEnds;
+        if (end.task != nullptr) {
+            ++end.task->readingEnds;
+            channel.hadReader = true;
+        }
         lookAtReadersOf(e, channel);
         if (channel.waitingWriter != nullptr) wakeWriter(e, channel);
     }
@@ -177,15 +180,15 @@ bool isFedOf(const Engine& e, const ChannelType& channel) {
     if (channel.inputWrites) return true;
     if (channel.writer == nullptr) return false;
     const Task& task = *channel.writer->task;
-    if (task.fedResumption != 0 && task.fedResumption + recentRounds > task.resumptions) return true;
+    if (isFed(task)) return true;
     // Without inputs the generators take their place.
-    return task.readingEnds == 0 && e.pipeInputs.empty() && e.triggerInputs.empty();
+    return task.readingEnds == 0 && !e.hasInputs();
 }
 
 template <class EndType>
 void beginTakingTurnOf(Engine& e, EndType& end) {
     end.turn = e.turn;
-    end.fed = end.task != nullptr && isFedOf(e, *end.channel);
+    end.fed = end.task != nullptr && end.task->needed && isFedOf(e, *end.channel);
     if (!end.fed) return;
     e.lastFedTake = e.round;
     end.task->fedResumption = end.task->resumptions;
@@ -260,6 +263,7 @@ void notifyWriter(Engine& e, Pipe& pipe) { notifyWriterOf(e, pipe); }
 void notifyWriter(Engine& e, Trigger& trigger) { notifyWriterOf(e, trigger); }
 void beginTakingTurn(Engine& e, PipeEnd& end) { beginTakingTurnOf(e, end); }
 void beginTakingTurn(Engine& e, TriggerEnd& end) { beginTakingTurnOf(e, end); }
+bool isFed(const Task& task) { return task.fedResumption != 0 && task.fedResumption + recentRounds > task.resumptions; }
 bool isFed(const Engine& e, const Pipe& pipe) { return isFedOf(e, pipe); }
 bool isFed(const Engine& e, const Trigger& trigger) { return isFedOf(e, trigger); }
 
@@ -340,7 +344,9 @@ void appendEvent(Engine& e, Trigger& trigger, std::uint32_t position) {
 void advanceStatus(Engine& e, Trigger& trigger, std::uint32_t position) {
     if (static_cast<std::int32_t>(position - trigger.status) <= 0) return;
     trigger.status = position;
-    if (!trigger.dropping) e.lastChange = e.round;
+    if (trigger.dropping) return;
+    e.lastChange = e.round;
+    if (e.current != nullptr) e.current->signalTurn = e.turn;
 }
 
 void putEvent(Engine& e, TriggerEnd& end, std::uint32_t position) {

@@ -59,6 +59,7 @@ void beginTakingTurn(Engine& e, PipeEnd& end);
 void beginTakingTurn(Engine& e, TriggerEnd& end);
 
 // Whether what the channel carries comes from an input, at first or at second hand.
+bool isFed(const Task& task);  // whether it took such in its last resumptions
 bool isFed(const Engine& e, const Pipe& pipe);
 bool isFed(const Engine& e, const Trigger& trigger);
 

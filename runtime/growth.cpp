@@ -1,7 +1,9 @@
 // Growth: a bounded channel must not stop a flow that an unbounded one would let run. When nothing moves, the tasks that
 // found a channel empty, and the outputs that lack what they are to have, lead, from writer to writer, to one that waits on
-// a full channel; the smallest of those is doubled.
+// a full channel; the smallest of those is doubled. Where there is none, so is the smallest of a ring of full channels.
 
+#include <algorithm>
+#include <set>
 #include <variant>
 #include <vector>
 
@@ -34,6 +36,13 @@ struct Candidates {
         pipe = nullptr;
     }
 
+    void addWaiting(const Task& task) {
+        if (task.waitingPipe != nullptr)
+            add(*task.waitingPipe->channel);
+        else
+            add(*task.waitingTrigger->channel);
+    }
+
     template <class EndType>
     bool starves(const EndType& end) const {
         return end.mode == EndMode::reading &&
@@ -56,13 +65,7 @@ struct Candidates {
     void followTask(Task& task) {
         if (visited[task.number - 1] || task.state == TaskState::ended) return;
         visited[task.number - 1] = true;
-        if (task.state == TaskState::waitingForRoom) {
-            if (task.waitingPipe != nullptr)
-                add(*task.waitingPipe->channel);
-            else
-                add(*task.waitingTrigger->channel);
-            return;
-        }
+        if (task.state == TaskState::waitingForRoom) return addWaiting(task);
         for (auto end = task.triggerEnds.rbegin(); end != task.triggerEnds.rend(); ++end)
             if (starves(*end)) unfollowed.push_back(end->channel);
         for (auto end = task.pipeEnds.rbegin(); end != task.pipeEnds.rend(); ++end)
@@ -79,8 +82,8 @@ struct Candidates {
 
     template <class Output>
     void followOutput(Output& output) {
-        const bool starving = output.end.mode == EndMode::reading && output.end.available() == 0;
-        if (!output.limit || !starving) return;
+        const bool hasAll = output.end.mode != EndMode::reading || output.end.available() == 0;
+        if (output.complete() || !hasAll) return;
         followChannel(*output.end.channel);
         followRest();
     }
@@ -104,6 +107,38 @@ struct Candidates {
     }
 };
 
+// Rings of tasks that each wait for room which only the next can make, so that none of them finds a channel empty. What
+// goes round by itself is left to end with the inputs; only a ring that they feed is worth growing.
+struct Rings {
+    Candidates& candidates;
+    std::set<const Task*> followed{};
+    std::vector<const Task*> way{};
+
+    void follow(const Task& task) {
+        if (task.state != TaskState::waitingForRoom || followed.contains(&task)) return;
+        const auto met = std::find(way.begin(), way.end(), &task);
+        if (met != way.end()) return addRing(met);
+        way.push_back(&task);
+        if (task.waitingPipe != nullptr)
+            followReaders(*task.waitingPipe->channel);
+        else
+            followReaders(*task.waitingTrigger->channel);
+        way.pop_back();
+        followed.insert(&task);
+    }
+
+    template <class ChannelType>
+    void followReaders(const ChannelType& channel) {
+        for (const auto* reader : channel.readers)
+            if (reader->task != nullptr && reader->available() >= channel.capacity) follow(*reader->task);
+    }
+
+    void addRing(std::vector<const Task*>::const_iterator first) {
+        if (std::none_of(first, way.cend(), [](const Task* task) { return isFed(*task); })) return;
+        std::for_each(first, way.cend(), [&](const Task* task) { candidates.addWaiting(*task); });
+    }
+};
+
 }  // namespace
 
 // Doubles the smallest candidate. False when there is none.
@@ -113,6 +148,10 @@ bool Engine::growOne() {
         if (task.state != TaskState::ended && task.state != TaskState::waitingForRoom) candidates.followChains(task);
     for (PipeOutput& output : pipeOutputs) candidates.followOutput(output);
     for (TriggerOutput& output : triggerOutputs) candidates.followOutput(output);
+    const bool starving = candidates.pipe != nullptr || candidates.trigger != nullptr;
+    Rings rings{candidates};
+    if (!starving)
+        for (const Task& task : tasks) rings.follow(task);
     if (candidates.pipe == nullptr && candidates.trigger == nullptr) return false;
     const std::uint64_t doubled = candidates.capacity * 2;
     const bool grown = candidates.pipe != nullptr ? tryCapacity(*this, *candidates.pipe, doubled)
@@ -124,7 +163,8 @@ bool Engine::growOne() {
                channel + " needs more than " + std::to_string(candidates.capacity) +
                    (candidates.pipe != nullptr ? " elements" : " events") +
                    " to keep the procedure moving, and no memory is left for it",
-               "raise --memory, or let its reader keep pace with its other branch");
+               starving ? "raise --memory, or let its reader keep pace with its other branch"
+                        : "raise --memory, or let the loop take no more in than it gives out");
     return true;
 }
 

@@ -21,6 +21,7 @@ void task_pause(std::uint32_t ticks) {
     Engine& e = running();
     if (ticks == 0) return e.yieldCurrent();
     e.current->due = e.clock.after(ticks);
+    e.current->signalTurn = e.turn;
     e.current->state = TaskState::pausing;
     e.pausing.push_back(e.current);
     e.switchAway();
@@ -82,6 +83,7 @@ void digital_set_bit(std::uint32_t bit, std::uint32_t value) {
     Engine& e = running();
     e.digital.push_back({e.clock.frame(), bit, value});
     e.lastChange = e.round;
+    e.current->signalTurn = e.turn;
 }
 
 namespace {

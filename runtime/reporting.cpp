@@ -1,4 +1,4 @@
-// What a run came to, in words: who waits for what, what goes on by itself, what was left.
+// What a run came to, in figures.
 
 #include <cstring>
 #include <sstream>
@@ -8,55 +8,6 @@
 namespace libzepl {
 
 namespace {
-
-template <class EndType>
-bool leavesSomething(const EndType& end) {
-    return end.mode == EndMode::reading && end.available() > 0;
-}
-
-bool leavesSomething(const Task& task) {
-    for (const PipeEnd& end : task.pipeEnds)
-        if (leavesSomething(end)) return true;
-    for (const TriggerEnd& end : task.triggerEnds)
-        if (leavesSomething(end)) return true;
-    return false;
-}
-
-std::string counted(std::uint64_t n, const std::string& thing) {
-    return std::to_string(n) + " " + thing + (n == 1 ? "" : "s");
-}
-
-std::string thereAre(std::uint64_t n) { return std::to_string(n) + (n == 1 ? " is there" : " are there"); }
-
-std::string waitNote(const Task& task) {
-    if (task.state == TaskState::waitingForElements) {
-        const PipeEnd& end = *task.waitingPipe;
-        return task.label() + " waits for " + counted(end.wanted, "sample") + " of `" + end.channel->name + "`, " +
-               thereAre(end.available());
-    }
-    if (task.state == TaskState::waitingForEvent)
-        return task.label() + " waits for an event of `" + task.waitingTrigger->channel->name + "`";
-    const std::string& name =
-        task.waitingPipe != nullptr ? task.waitingPipe->channel->name : task.waitingTrigger->channel->name;
-    return task.label() + " waits for room in `" + name + "`";
-}
-
-bool waitsWhereNobodyReads(const Task& task) {
-    return task.waitingPipe != nullptr ? task.waitingPipe->channel->dropping : task.waitingTrigger->channel->dropping;
-}
-
-// A task that waits is worth a word when it leaves something unread or unsent.
-bool worthANote(const Task& task) {
-    switch (task.state) {
-        case TaskState::waitingForElements:
-        case TaskState::waitingForEvent:
-            return leavesSomething(task);
-        case TaskState::waitingForRoom:
-            return !waitsWhereNobodyReads(task);
-        default:
-            return false;
-    }
-}
 
 TaskReport taskReport(const Task& task) {
     TaskReport report = task.outcome;
@@ -97,35 +48,6 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-template <class Outputs>
-void noteShortOutputs(const Outputs& outputs, const std::string& unit, std::vector<std::string>& notes) {
-    for (const auto& output : outputs)
-        if (output.limit && !output.complete())
-            notes.push_back("the output of `" + output.end.channel->name + "` has " + counted(output.count, unit) +
-                            " of the " + std::to_string(*output.limit) + " asked for");
-}
-
-void addNotes(const Engine& e, Report& report) {
-    if (e.end == RunEnd::stopped) report.notes.push_back("the run was stopped on request");
-    for (const Task& task : e.tasks)
-        if (worthANote(task)) report.notes.push_back(waitNote(task));
-    if (e.end == RunEnd::endless)
-        for (const Task& task : e.tasks)
-            if (task.state == TaskState::ready || task.state == TaskState::pausing)
-                report.notes.push_back(task.label() + " went on by itself when the inputs had ended");
-    noteShortOutputs(e.pipeOutputs, "sample", report.notes);
-    noteShortOutputs(e.triggerOutputs, "event", report.notes);
-}
-
-// Pipes that are read although nobody writes them. Judged by what tasks opened, so it is known once all have run.
-void addUnwritten(const Engine& e, Report& report) {
-    for (const Pipe& pipe : e.pipes) {
-        if (pipe.readers.empty() || pipe.writer != nullptr || pipe.inputWrites || pipe.hasStarts) continue;
-        report.unwritten.push_back(pipe.name);
-        report.notes.push_back("nobody writes `" + pipe.name + "`");
-    }
-}
-
 Report::Status statusOf(const Engine& e) {
     if (e.end == RunEnd::refused) return Report::Status::refused;
     if (e.end == RunEnd::failed) return Report::Status::failed;
@@ -149,8 +71,7 @@ Report Engine::makeReport() {
     for (const Variable& variable : variables) report.variables.push_back(variableReport(variable));
     report.digital = digital;
     report.console = linesOf(console);
-    if (settled && end != RunEnd::refused) addUnwritten(*this, report);
-    if (end != RunEnd::setUpsRan && end != RunEnd::refused) addNotes(*this, report);
+    addNotes(report);
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
     return report;
 }

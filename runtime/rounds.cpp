@@ -1,6 +1,7 @@
 // The end of a round: what the hub does between the tasks, and how it finds the end of the run.
 
 #include <algorithm>
+#include <utility>
 
 #include "runtime/flow.h"
 
@@ -25,11 +26,12 @@ class TasksOnInputs {
         }
     }
 
-    bool has(const Task& task) const { return found_[task.number - 1]; }
+    // In the order of the tasks.
+    std::vector<bool> found() && { return std::move(found_); }
 
  private:
     void add(const Task& task) {
-        if (has(task)) return;
+        if (found_[task.number - 1]) return;
         found_[task.number - 1] = true;
         unfollowed_.push_back(&task);
     }
@@ -49,10 +51,10 @@ class TasksOnInputs {
 
 // Marks an output that hangs on no input. False when it has no limit, so that nothing would end it.
 template <class Output>
-bool settleOutput(Output& output, const TasksOnInputs& onInput) {
+bool settleOutput(Output& output, const std::vector<bool>& onInput) {
     const auto& channel = *output.end.channel;
     if (channel.inputWrites || channel.writer == nullptr) return true;
-    output.independent = !onInput.has(*channel.writer->task);
+    output.independent = !onInput[channel.writer->task->number - 1];
     return !output.independent || output.limit.has_value();
 }
 
@@ -70,6 +72,31 @@ std::uint64_t lastIndependentRound(const Outputs& outputs) {
 }
 
 }  // namespace
+
+std::vector<bool> Engine::tasksOnInputs() const { return TasksOnInputs(*this).found(); }
+
+// Without inputs, generators keep the run going only for outputs that lack something yet.
+void Engine::findNeededTasks() {
+    if (hasInputs()) return;
+    for (Task& task : tasks) task.needed = false;
+    bool changed = false;
+    const auto markWriter = [&](const auto& readingEnd) {
+        if (readingEnd.mode != EndMode::reading || readingEnd.channel->writer == nullptr) return;
+        bool& needed = readingEnd.channel->writer->task->needed;
+        changed |= !needed;
+        needed = true;
+    };
+    for (const PipeOutput& output : pipeOutputs) markWriter(output.end);
+    for (const TriggerOutput& output : triggerOutputs) markWriter(output.end);
+    while (changed) {
+        changed = false;
+        for (Task& task : tasks) {
+            if (!task.needed) continue;
+            std::for_each(task.pipeEnds.begin(), task.pipeEnds.end(), markWriter);
+            std::for_each(task.triggerEnds.begin(), task.triggerEnds.end(), markWriter);
+        }
+    }
+}
 
 // The first round at whose end a lack of movement could mean something.
 std::uint64_t Engine::nextQuietLook() const {
@@ -107,7 +134,7 @@ void Engine::settle() {
         return task.outcome.state == TaskReport::State::error || task.outcome.state == TaskReport::State::refused;
     });
     if (setUpFailed) return finish(RunEnd::refused);
-    const TasksOnInputs onInput(*this);
+    const std::vector<bool> onInput = tasksOnInputs();
     const auto refuse = [&](const std::string& name) {
         reasonChannel = name;
         finish(RunEnd::refused, "the output of `" + name + "` hangs on no input, so nothing would end it",
@@ -117,6 +144,7 @@ void Engine::settle() {
         if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
     for (TriggerOutput& output : triggerOutputs)
         if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
+    findNeededTasks();
     if (options.setUpOnly) finish(RunEnd::setUpsRan);
 }
 
@@ -201,7 +229,8 @@ void Engine::advanceQuietRun() {
     endPauses();
     const std::uint64_t lastUseful =
         std::max({lastFedTake, lastDelivery, lastIndependentRound(pipeOutputs), lastIndependentRound(triggerOutputs)});
-    const bool quiet = pausing.empty() && round - lastChange >= quietRounds;
+    // What an input gives where nobody reads changes nothing, but it puts off the look whether a channel must grow.
+    const bool quiet = pausing.empty() && round - std::max(lastChange, lastDelivery) >= quietRounds;
     const bool endless = round - lastUseful >= recentRounds;
     if ((quiet || endless) && inputsEndedOrHeld()) finish(quiet ? RunEnd::quiet : RunEnd::endless);
 }

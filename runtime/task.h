@@ -58,6 +58,8 @@ struct Task {
     TriggerEnd* waitingTrigger = nullptr;
     std::uint64_t due = 0;          // of a pause, in units of the clock
     std::uint32_t readingEnds = 0;  // channels that it has open for reading
+    std::uint64_t signalTurn = 0;   // the last turn in which it moved a status on, set a digital bit or paused
+    bool needed = true;             // an output that lacks something yet hangs on it, or there are inputs
 
     std::uint32_t number = 0;  // from 1; also its parameter list's handle
     const Command* command = nullptr;

@@ -213,7 +213,9 @@ void countDrained(Engine& e, Output& output, std::uint64_t n) {
     output.lastRound = e.round;
     if (isFed(e, *output.end.channel)) e.lastFedTake = e.round;
     countTake(e, output.end, n);
-    if (output.complete()) closeEnd(e, output.end);
+    if (!output.complete()) return;
+    closeEnd(e, output.end);
+    e.findNeededTasks();
 }
 
 void drainPipe(Engine& e, PipeOutput& output) {
@@ -249,7 +251,7 @@ void Engine::drainOutputs() {
     const std::uint64_t before = leader != nullptr ? *leader : 0;
     for (PipeOutput& output : pipeOutputs) drainPipe(*this, output);
     for (TriggerOutput& output : triggerOutputs) drainTrigger(*this, output);
-    if (leader != nullptr && pipeInputs.empty() && triggerInputs.empty()) clock.addFrames(*leader - before);
+    if (leader != nullptr && !hasInputs()) clock.addFrames(*leader - before);
 }
 
 void Engine::finishOutputs() {

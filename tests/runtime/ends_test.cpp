@@ -27,22 +27,24 @@ TEST(Ends, AnOutputWithALimitOfEventsTakesNoMore) {
 }
 
 TEST(Ends, WhatGoesOnByItselfEndsWithTheInputsAndIsNamed) {
+    const std::string named = "SCRIPT (line 1) went on by itself when the inputs had ended";
     const struct {
         const char* steps;
-        bool named;
+        Lines notes;
     } cases[] = {
-        {"write:3 *( put:3,1 )", false},                             // nobody reads
-        {"write:3 *( put:3,1 switch )", false},                      // the same, and yields
-        {"read:2 write:3 *( move:2,3 switch )", true},               // a loop, from its starts
-        {"read:2 write:3 read:5 get:5 *( move:2,3 switch )", true},  // one that an input has fed once
-        {"write:4 *( assertafter:4,1 )", false},                     // nobody reads
-        {"write:4 *( assertafter:4,1 switch )", false},
-        {"write:4 *( vouchafter:4,1 switch )", false},
-        {"*( pause:20 )", true},
-        {"*( bit:1,1 switch )", true},
-        {"*( switch )", false},  // changes nothing
+        {"write:3 *( put:3,1 )", {"nobody reads `unread`"}},
+        {"write:3 *( put:3,1 switch )", {"nobody reads `unread`"}},
+        {"read:2 write:3 *( move:2,3 switch )", {named}},  // a loop, from its starts
+        {"read:2 write:3 read:5 get:5 *( move:2,3 switch )",
+         {named, "SCRIPT (line 1) left 4999 samples of `source` unread"}},
+        {"write:4 *( assertafter:4,1 )", {"nobody reads `unheard`"}},
+        {"write:4 *( assertafter:4,1 switch )", {"nobody reads `unheard`"}},
+        {"write:4 *( vouchafter:4,1 switch )", {"nobody reads `unheard`"}},
+        {"*( pause:20 )", {named}},
+        {"*( bit:1,1 switch )", {named}},
+        {"*( switch )", {}},  // changes nothing
     };
-    for (const auto& [steps, named] : cases) {
+    for (const auto& [steps, notes] : cases) {
         TestSession session;
         const PipeId source = session.input("source", countUp(5000)), copy = session.output("copy");
         const PipeId loop = session.loop("loop", {1, 2});
@@ -50,9 +52,37 @@ TEST(Ends, WhatGoesOnByItselfEndsWithTheInputsAndIsNamed) {
                        session.addTrigger("unheard"), source);
         session.task("ABS", source, copy);
         const Report report = session.run();
-        const Lines note{"SCRIPT (line 1) went on by itself when the inputs had ended"};
-        EXPECT_EQ(report.notes, named ? note : Lines()) << steps;
+        EXPECT_EQ(report.notes, notes) << steps;
         EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(5000)) << steps;
+    }
+}
+
+TEST(Ends, WhatOnlyPollsIsNotNamedBesideWhatGoesOn) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(500)), ring = session.loop("ring", {1});
+    session.script("read:2 write:3 *( move:2,3 switch )", ring, ring);
+    session.script("read:2 *( switch )", source);
+    session.script("read:2 write:3 *( move:2,3 )", session.loop("there", {1}), session.pipe("back"));
+    EXPECT_EQ(session.run().notes, Lines({"SCRIPT (line 1) went on by itself when the inputs had ended",
+                                          "SCRIPT (line 2) left 500 samples of `source` unread"}));
+}
+
+// Without inputs: `tone` goes on, but what it gave has its count, and nothing else comes of it.
+TEST(Ends, AGeneratorDoesNotKeepARunGoingForAnOutputThatHangsElsewhere) {
+    for (const bool counted : {true, false}) {
+        TestSession session;
+        const PipeId tone = session.pipe("tone", 8),
+                     copy = counted ? session.output("copy", 30) : session.pipe("copy", 8);
+        const TriggerId never = session.addTrigger("never");
+        session.collect(never, 5);
+        session.script("write:2 *( put:2,1 )", tone);
+        session.task("ABS", tone, copy);
+        session.script("write:2 *( switch )", never);
+        const Report report = session.run();
+        EXPECT_EQ(report.status, Report::Status::ok);
+        EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) went on by itself when nothing more could come of it",
+                                       "ABS (line 2) went on by itself when nothing more could come of it",
+                                       "the output of `never` has 0 events of the 5 asked for"}));
     }
 }
 
@@ -64,6 +94,9 @@ TEST(Ends, EventsThatComeWithHeldUpFramesKeepNoRunGoing) {
     const Report report = session.run();
     EXPECT_EQ(report.pipes[0].written, 16U);
     EXPECT_EQ(report.triggers[0].asserted, 0U);
+    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) left 16 samples of `source` unread",
+                                   "the input of `source` was held up after 16 of its 1000 samples",
+                                   "the input of `beat` was held up after 0 of its 1 rows", "nobody reads `beat`"}));
 }
 
 TEST(Ends, AFaultedReaderDoesNotHoldUpItsWriter) {
@@ -71,7 +104,9 @@ TEST(Ends, AFaultedReaderDoesNotHoldUpItsWriter) {
     const PipeId source = session.input("source", countUp(50000)), copy = session.output("copy");
     session.script("read:2 10( get:2 ) raise:0xC0000094", source);
     session.task("ABS", source, copy);
-    EXPECT_EQ(session.run().status, Report::Status::failed);
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::failed);
+    EXPECT_EQ(report.notes, Lines());
     EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(50000));
 }
 

@@ -90,6 +90,58 @@ TEST(Growth, ALimitedOutputIsNotStarvedByAPipeThatNobodyReads) {
     EXPECT_EQ(session.collected<std::int32_t>(tone).size(), 100000U);
 }
 
+TEST(Growth, AnInputThatNobodyReadsDoesNotEndTheRunBeforeAChannelGrows) {
+    Split split(10000, "100");
+    split.session.input("unread", countUp(100000));
+    split.session.run();
+    EXPECT_EQ(split.session.collected<std::int32_t>(split.joined), countUp(10000));
+}
+
+// The reader waits for more of `brief`, and holds `copy` up, but not what goes to the output.
+TEST(Growth, AnOutputGetsAllOfAPipeThatAnotherReaderHoldsUp) {
+    for (const bool collected : {true, false}) {
+        TestSession session;
+        const PipeId source = session.input("source", countUp(1000)), brief = session.input("brief", countUp(10));
+        const PipeId copy = session.pipe("copy", 8);
+        SinkLog log;
+        if (collected)
+            session.collect(copy);
+        else
+            session.setOutput(copy, std::make_unique<LogSink>(log));
+        session.task("ABS", source, copy);
+        session.script("read:2 read:3 *( get:3 get:2 )", copy, brief);
+        const Report report = session.run();
+        EXPECT_EQ(collected ? session.collected<std::int32_t>(copy) : log.elements, countUp(1000));
+        EXPECT_EQ(report.notes, Lines({"SCRIPT (line 2) waits for 1 sample of `brief`, 0 are there",
+                                       "SCRIPT (line 2) left 990 samples of `copy` unread"}));
+    }
+}
+
+// Every sample goes round once. The ring fills up when it is narrow, and none of its tasks then finds a channel empty.
+TEST(Growth, AFullRingThatAnInputFeedsLetsGo) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(1000)), tagged = session.pipe("tagged", 10);
+    const PipeId back = session.pipe("back", 10), done = session.output("done");
+    session.task("MERGEF", source, back, tagged);
+    session.task("SEPARATEF", tagged, back, done);
+    const Report report = session.run();
+    EXPECT_EQ(session.collected<std::int32_t>(done), countUp(1000));
+    EXPECT_EQ(report.notes, Lines());
+}
+
+TEST(Growth, AFullRingThatGoesByItselfDoesNotGrow) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(1000)), copy = session.output("copy");
+    const PipeId ring = session.loop("ring", {1}), half = session.pipe("half", 16);
+    session.task("ABS", source, copy);
+    session.task("ABS", ring, half);
+    session.task("REPLICATE", half, int16Constant(2), ring);
+    const Report report = session.run();
+    EXPECT_EQ(report.notes,
+              Lines({"ABS (line 2) waits for room in `half`", "REPLICATE (line 3) waits for room in `ring`"}));
+    EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(1000));
+}
+
 TEST(Growth, NothingGrowsForATaskThatStarvesAtAnEndedInput) {
     TestSession session;
     const PipeId source = session.input("source", countUp(20)), copy = session.pipe("copy", 8),

@@ -24,10 +24,13 @@ TEST(Report, TellsWhoWaitsForWhat) {
         {1024, "read:2 block:2,1024 least:2,1024 *( fetch:2 )", {}},
         {5,
          "read:2 read:3 get:3",
-         {"nobody writes `other`", "SCRIPT (line 1) waits for 1 sample of `other`, 0 are there"}},
-        {5, "read:2 read:4 event:4", {"SCRIPT (line 1) waits for an event of `beat`"}},
+         {"nobody writes `other`", "SCRIPT (line 1) waits for 1 sample of `other`, 0 are there",
+          "SCRIPT (line 1) left 5 samples of `accel` unread"}},
+        {5,
+         "read:2 read:4 event:4",
+         {"SCRIPT (line 1) waits for an event of `beat`", "SCRIPT (line 1) left 5 samples of `accel` unread"}},
         {0, "read:2 read:4 event:4", {}},
-        {0, "write:3 read:3", {}},
+        {0, "write:3 read:3", {"nobody reads `accel`"}},
     };
     for (const auto& [given, steps, notes] : cases) {
         TestSession session;
@@ -43,7 +46,9 @@ TEST(Report, TellsWhoWaitsForRoom) {
     session.script("read:2 write:3 *( move:2,3 )", source, narrow);
     session.script("read:2", narrow);
     const Report report = session.run();
-    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) waits for room in `narrow`"}));
+    EXPECT_EQ(report.notes,
+              Lines({"SCRIPT (line 1) waits for room in `narrow`", "SCRIPT (line 1) left 91 samples of `source` unread",
+                     "SCRIPT (line 2) left 8 samples of `narrow` unread"}));
     EXPECT_EQ(report.pipes[1].written, 8U);
     EXPECT_EQ(report.pipes[1].unread, 8U);
     EXPECT_EQ(statesOf(report), Lines({"waiting", "running"}));

@@ -111,7 +111,8 @@ TEST(Triggers, WaitRemovesUpToTheStatusWhileNoEventComes) {
     const Report report = session.run();
     EXPECT_EQ(report.pipes[0].unread, 50U);
     EXPECT_EQ(statesOf(report)[1], "waiting");
-    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 2) waits for an event of `quiet`"}));
+    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 2) waits for an event of `quiet`",
+                                   "SCRIPT (line 2) left 50 samples of `samples` unread"}));
 }
 
 TEST(Triggers, AQuietTriggerDamsNothingUp) {
