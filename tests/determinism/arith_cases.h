@@ -47,6 +47,7 @@ RANGE (src, inside, -20000, 12000, near)
 RANGE (src, outside, -20000, 12000, far)
 )",
      nullptr,
+     "",
      {"int16", "float"}},
     {"RANGE",
      R"(
@@ -55,6 +56,7 @@ pipe near : TYPE to "result"
 RANGE (src, outside, -300, 300, near)
 )",
      nullptr,
+     "",
      {"int32", "double"}},
     {"DECIBEL", R"(
 pipe src  : TYPE from "bits-1107"

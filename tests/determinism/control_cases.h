@@ -15,7 +15,6 @@ pipe bound : TYPE to "result"
 PID (setpt, feedb, gains, 1.0, drive)
 PID (setpt, feedb, gains, 0.5, bound, -300, 400)
 )"},
-    // A set point is taken if one is there when a measurement is.
     {"PID", R"(
 pipe setpt : double from "wave-150"
 pipe gains : float starts [1, 0, 0, 1]
@@ -23,7 +22,7 @@ pipe feedb : double from "wave-1107"
 pipe drive : double to "varies"
 PID (setpt, feedb, gains, 1.0, drive, -300, 400)
 )",
-     driveFollowsTheSetPoints},
+     driveFollowsTheSetPoints, "A set point is taken if one is there when a measurement is."},
     {"PID1", R"(
 pipe     measured : int16 from "wave-1107"
 pipe     drive    : int16 to "result"
@@ -42,7 +41,6 @@ pipe fbset   : TYPE to "result"
 pipe drive   : TYPE to "result"
 PIDLATCH (setmon, fbset, ctrlmon, drive, plntmon, mode)
 )"},
-    // A mode is taken if one is there when a sample is.
     {"PIDLATCH", R"(
 pipe setmon  : double starts [500]
 pipe mode    : int32 from "digits-300"
@@ -52,7 +50,7 @@ pipe fbset   : double to "varies"
 pipe drive   : double to "varies"
 PIDLATCH (setmon, fbset, ctrlmon, drive, plntmon, mode)
 )",
-     latchPassesOrFilters},
+     latchPassesOrFilters, "A mode is taken if one is there when a sample is."},
     {"PIDRAMP", R"(
 pipe     levels : TYPE from "wave-40"
 pipe     period : int16 starts [5, 1, 40, 17]
@@ -64,28 +62,27 @@ PIDRAMP (levels, ramps, 20, "LINEAR")
 PIDRAMP (levels, bends, length, "HYPERBOLIC")
 PIDRAMP (levels, turns, period, "EXPONENTIAL")
 )"},
-    // A period is taken if one is there when a level is.
     {"PIDRAMP", R"(
 pipe levels : int16 from "wave-40"
 pipe period : int16 from "digits-25"
 pipe ramps  : int16 to "varies"
 PIDRAMP (levels, ramps, period, "LINEAR")
 )",
-     rampsReachTheirLevels},
+     rampsReachTheirLevels, "A period is taken if one is there when a level is."},
     {"PIDSCRAM", R"(
 pipe    setin  : TYPE from "wave-1107"
 pipe    setdrv : TYPE to "result"
 trigger quiet  from "marks-0"
 PIDSCRAM (setin, setdrv, -200, 30, "EXPONENTIAL", quiet)
 )"},
-    // The alarm is looked at when a value comes: behind how many values it is seen hangs on the input.
     {"PIDSCRAM", R"(
 pipe    setin  : int16 from "wave-1107"
 pipe    setdrv : int16 to "varies" limit 1000
 trigger alarm  from "marks-2"
 PIDSCRAM (setin, setdrv, -2000, 30, "LINEAR", alarm)
 )",
-     scramPassesRampsAndHolds},
+     scramPassesRampsAndHolds,
+     "The alarm is looked at when a value comes: behind how many values it is seen hangs on the input."},
 };
 
 }  // namespace libzepl

@@ -50,7 +50,6 @@ pipe other : int16 to "result"
 PWM (duty, 4, 0, words, one)
 PWM (count, 1, 15, words, other)
 )"},
-    // A duty is taken if one is there when a word is: when it changes hangs on which of the two comes first.
     {"PWM",
      R"(
 pipe duty  : TYPE from "part-400"
@@ -59,6 +58,7 @@ pipe mod   : int16 to "varies"
 PWM (duty, 3, 5, words, mod)
 )",
      onlyTheBitChanges,
+     "A duty is taken if one is there when a word is: when it changes hangs on which of the two comes first.",
      {"int16", "float"}},
     {"DEXPAND", R"(
 pipe   wave  : int16 from "bits-707"

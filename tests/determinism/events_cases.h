@@ -26,7 +26,6 @@ TOGGWT (src, gate, stream)
 TOGGWT (src, gate, heads, 40, "FORMAT=BLOCKS SINGLE")
 TOGGWT (src, gate, blocks, 20, "FORMAT=BLOCKS SINGLE STAMPED", tags)
 )"},
-    // A record of a window that spans several leaves as soon as the status covers enough samples.
     {"TOGGWT", R"(
 pipe    src    : int16 from "bits-1107"
 pipe    stream : int16 to "result"
@@ -36,7 +35,8 @@ trigger gate   from "marks-42"
 TOGGWT (src, gate, stream)
 TOGGWT (src, gate, blocks, 25, "FORMAT=BLOCKS SPANNED STAMPED", tags)
 )",
-     spannedBlocksAreTheStream},
+     spannedBlocksAreTheStream,
+     "A record of a window that spans several leaves as soon as the status covers enough samples."},
     {"TAND", R"(
 trigger one   from "marks-90"
 trigger two   from "marks-101"
@@ -89,13 +89,14 @@ trigger halves to "result"
 TRIGSCALE (src, 100, 3, 1, later)
 TRIGSCALE (src, -60, 1, 2, halves)
 )"},
-    // With a `div` of 3 and more a status between two assertions can stand before the position of both: then both pass.
     {"TRIGSCALE", R"(
 trigger src    from "marks-203"
 trigger scaled to "varies"
 TRIGSCALE (src, 5, 2, 30, scaled)
 )",
-     scaledEventsAreAll},
+     scaledEventsAreAll,
+     "With a `div` of 3 and more a status between two assertions can stand before the position of both: then both "
+     "pass."},
     {"FREQUENCY", R"(
 trigger src    from "marks-203"
 pipe    counts : int16 to "result"
@@ -116,7 +117,6 @@ pipe    words  : int32 to "result"
 pipe    copies : int32 to "result"
 TRIGSEND (src, 16777216, words, copies)
 )"},
-    // A status goes out when it has moved by enough since the last word: where that is hangs on where it stops.
     {"TRIGSEND", R"(
 pipe    wave  : int16 from "wave-2003"
 pipe    words : int32 to "varies"
@@ -126,7 +126,8 @@ TOGGLE (wave, outside, -600, 600, inside, -300, 200, src)
 TRIGSEND (src, 10, words)
 TRIGRECV (words, again)
 )",
-     sentWordsTellTheEvents},
+     sentWordsTellTheEvents,
+     "A status goes out when it has moved by enough since the last word: where that is hangs on where it stops."},
     {"TRIGRECV", R"(
 pipe    words : int32 from "words-307"
 trigger dest  to "result"
@@ -137,21 +138,20 @@ pipe scan : TYPE from "samples-1107"
 ALARM (scan, 1, outside, 1, 0, 3)
 )",
      alarmGoesOnOnce},
-    // Samples are looked at by blocks of what has come, and the last of each tells whether the alarm goes on.
     {"ALARM", R"(
 pipe scan : int16 from "wave-1126"
 ALARM (scan, 0, inside, 300, 2000, 5)
 )",
-     alarmFollowsTheRegion},
-    // What comes during an alarm is dropped: which alarm is the next hangs on the blocks.
+     alarmFollowsTheRegion,
+     "Samples are looked at by blocks of what has come, and the last of each tells whether the alarm goes on."},
     {"ALARM",
      R"(
 pipe scan : TYPE from "wave-1107"
 ALARM (scan, 0, inside, 300, 2000, 5, 45)
 )",
      alarmLastsItsTime,
+     "What comes during an alarm is dropped: which alarm is the next hangs on the blocks.",
      {"int16", "double"}},
-    // The position of an assertion is how far the other stream has come when the request is seen.
     {"PCASSERT",
      R"(
 pipe    requests : int16 starts [0, 1, 1, 5, -1, 0, 0]
@@ -160,6 +160,7 @@ trigger event    to "varies"
 PCASSERT (requests, event, other)
 )",
      requestsAreAssertedInOrder,
+     "The position of an assertion is how far the other stream has come when the request is seen.",
      {"int16", "double"}},
 };
 

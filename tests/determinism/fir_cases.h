@@ -22,7 +22,8 @@ pipe   mixed : int16 to "varies"
 vector taps  : float = [0.125, -0.25, 0.375, 0.125, 0.125]
 FIRFILTER (src, taps, 0, 1.0, 3, -1, mixed)
 )",
-     staleFilterStaysBounded},
+     staleFilterStaysBounded,
+     "A pass takes what has come, and from the second on stale samples stand in the sums of a stream of one channel."},
     {"FIRLOWPASS", R"(
 pipe pairs : TYPE from "samples-2605"
 pipe both  : TYPE
@@ -41,7 +42,8 @@ REPLICATE (src, 2, pairs)
 FIRLOWPASS (pairs, 2, 2, both)
 SKIP (both, 0, 1, 1, exact)
 )",
-     staleLowpassStaysBounded},
+     staleLowpassStaysBounded,
+     "A pass takes what has come, and from the second on stale samples stand in the sums of a stream of one channel."},
     {"MTSFILT", R"(
 pipe scan  : int16 from "bits-4003"
 pipe each  : int16 to "result"
@@ -57,7 +59,6 @@ pipe fast : int16 to "result"
 MTSFILT (scan, 512, 4, fast)
 MTSFILT (scan, 128, 16, slow)
 )"},
-    // How many frames a pass waits for hangs on what is there when it begins, and those of the last are left out.
     {"MTSFILT", R"(
 pipe scan  : int16 from "bits-9601"
 pipe each  : int16 to "result"
@@ -65,7 +66,8 @@ pipe third : int16 to "varies"
 MTSFILT (scan, 32, 1, each)
 MTSFILT (scan, 32, 3, third)
 )",
-     decimatedFramesAreThoseOfEach},
+     decimatedFramesAreThoseOfEach,
+     "How many frames a pass waits for hangs on what is there when it begins, and those of the last are left out."},
 };
 
 }  // namespace libzepl

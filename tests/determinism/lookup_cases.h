@@ -26,6 +26,7 @@ pipe angle : TYPE to "result"
 TFUNCTION2 (power, re, im, level, angle, 100, 1, 1)
 )",
      nullptr,
+     "",
      {"int32", "float", "double"}},
     {"INTERP", R"(
 pipe   src   : TYPE from "bits-1107"

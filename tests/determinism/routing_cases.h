@@ -14,8 +14,8 @@ pipe link : TYPE to "result" limit 14
 MERGEF (one, two, link)
 )",
      nullptr,
+     "",
      {"int16", "int32"}},
-    // Each source is served when it has data: which comes first hangs on the input. Taken apart again they are whole.
     {"MERGEF",
      R"(
 pipe one   : int16  from "bits-1107"
@@ -29,6 +29,7 @@ MERGEF (one, two, three, link)
 SEPARATEF (link, back1, back2, back3)
 )",
      mergedStreamsAreWhole,
+     "Each source is served when it has data: which comes first hangs on the input. Taken apart again they are whole.",
      {"int16", "int32", "double"}},
     {"SEPARATEF", R"(
 pipe link  : TYPE from "digits-1107"
@@ -49,7 +50,6 @@ pipe one   : TYPE from "bits-1107"
 pipe blocks : TYPE to "result"
 BMERGEF (one, 60, blocks)
 )"},
-    // Whole blocks leave as they are complete: which source's comes first hangs on the input.
     {"BMERGEF", R"(
 pipe one    : int16 from "bits-1107"
 pipe two    : int16 from "bits-428"
@@ -57,7 +57,7 @@ pipe three  : int16 from "bits-700"
 pipe blocks : int16 to "varies"
 BMERGEF (one, two, three, 33, blocks)
 )",
-     mergedBlocksAreWhole},
+     mergedBlocksAreWhole, "Whole blocks leave as they are complete: which source's comes first hangs on the input."},
     {"SEPARATE", R"(
 pipe src   : TYPE from "bits-2003"
 pipe one   : TYPE to "result"
@@ -93,14 +93,13 @@ pipe     block   : TYPE to "result"
 variable request : int16 = 1
 MRBLOCK (src, request, 100, block)
 )"},
-    // The block that is the most recent one when a request is taken hangs on what has come.
     {"MRBLOCK", R"(
 pipe src      : int16 from "bits-1107"
 pipe requests : int16 from "digits-30"
 pipe blocks   : int16 to "varies"
 MRBLOCK (src, requests, 20, blocks)
 )",
-     recentBlocksStandInRows},
+     recentBlocksStandInRows, "The block that is the most recent one when a request is taken hangs on what has come."},
     // Only the moments at which the variable changes hang on the input, and nothing here looks at them.
     {"PVALUE", R"(
 pipe     src    : TYPE from "bits-1107"
@@ -114,7 +113,6 @@ variable real  : double = 0.5
 PCOUNT (src, tally)
 PCOUNT (src, real)
 )"},
-    // What waits on the second pipe hangs on what has come when the first one moves; nothing is left on the first.
     {"DISCARD", R"(
 pipe src    : TYPE from "bits-1107"
 pipe first  : TYPE to "result"
@@ -123,7 +121,8 @@ pipe third  : TYPE
 SEPARATE (src, first, second, third)
 DISCARD (second, third)
 )",
-     secondIsEmptied},
+     secondIsEmptied,
+     "What waits on the second pipe hangs on what has come when the first one moves; nothing is left on the first."},
 };
 
 }  // namespace libzepl

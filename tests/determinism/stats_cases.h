@@ -74,6 +74,7 @@ pipe huge  : TYPE to "result"
 BAVERAGE (src, 4100, 2, huge)
 )",
      nullptr,
+     "",
      {"int16"}},
     {"BINTEGRATE", R"(
 pipe src  : TYPE from "samples-1107"
