@@ -3,7 +3,6 @@
 // a full channel; the smallest of those is doubled. Where there is none, so is the smallest of a ring of full channels.
 
 #include <algorithm>
-#include <set>
 #include <variant>
 #include <vector>
 
@@ -108,35 +107,67 @@ struct Candidates {
 };
 
 // Rings of tasks that each wait for room which only the next can make, so that none of them finds a channel empty. What
-// goes round by itself is left to end with the inputs; only a ring that they feed is worth growing.
-struct Rings {
-    Candidates& candidates;
-    std::set<const Task*> followed{};
-    std::vector<const Task*> way{};
+// goes round by itself is left to end with the inputs; only a ring that they feed is worth growing. Each task is followed
+// once, and by a list: there can be thousands in a row.
+class Rings {
+ public:
+    explicit Rings(Candidates& candidates) : candidates_(candidates), marks_(candidates.e.tasks.size(), Mark::unseen) {}
 
-    void follow(const Task& task) {
-        if (task.state != TaskState::waitingForRoom || followed.contains(&task)) return;
-        const auto met = std::find(way.begin(), way.end(), &task);
-        if (met != way.end()) return addRing(met);
-        way.push_back(&task);
-        if (task.waitingPipe != nullptr)
-            followReaders(*task.waitingPipe->channel);
-        else
-            followReaders(*task.waitingTrigger->channel);
-        way.pop_back();
-        followed.insert(&task);
+    void follow(const Task& first) {
+        enter(first);
+        while (!way_.empty()) {
+            const Task* next = nextHeldUp(way_.back());
+            if (next == nullptr)
+                leave();
+            else if (marks_[next->number - 1] == Mark::onWay)
+                addRing(*next);
+            else
+                enter(*next);
+        }
     }
 
+ private:
+    enum class Mark : std::uint8_t { unseen, onWay, followed };
+    struct Step {
+        const Task* task;
+        std::size_t reader = 0;  // the next one to look at
+    };
+
+    void enter(const Task& task) {
+        if (task.state != TaskState::waitingForRoom || marks_[task.number - 1] != Mark::unseen) return;
+        marks_[task.number - 1] = Mark::onWay;
+        way_.push_back({&task});
+    }
+    void leave() {
+        marks_[way_.back().task->number - 1] = Mark::followed;
+        way_.pop_back();
+    }
+
+    // The next task that could make room for the step's task; null behind the last.
+    static const Task* nextHeldUp(Step& step) {
+        const Task& task = *step.task;
+        return task.waitingPipe != nullptr ? nextFull(*task.waitingPipe->channel, step.reader)
+                                           : nextFull(*task.waitingTrigger->channel, step.reader);
+    }
     template <class ChannelType>
-    void followReaders(const ChannelType& channel) {
-        for (const auto* reader : channel.readers)
-            if (reader->task != nullptr && reader->available() >= channel.capacity) follow(*reader->task);
+    static const Task* nextFull(const ChannelType& channel, std::size_t& next) {
+        while (next < channel.readers.size()) {
+            const auto& reader = *channel.readers[next++];
+            if (reader.task != nullptr && reader.available() >= channel.capacity) return reader.task;
+        }
+        return nullptr;
     }
 
-    void addRing(std::vector<const Task*>::const_iterator first) {
-        if (std::none_of(first, way.cend(), [](const Task* task) { return isFed(*task); })) return;
-        std::for_each(first, way.cend(), [&](const Task* task) { candidates.addWaiting(*task); });
+    void addRing(const Task& first) {
+        const auto isFirst = [&](const Step& step) { return step.task == &first; };
+        const auto begin = std::find_if(way_.begin(), way_.end(), isFirst);
+        if (std::none_of(begin, way_.end(), [](const Step& step) { return isFed(*step.task); })) return;
+        std::for_each(begin, way_.end(), [&](const Step& step) { candidates_.addWaiting(*step.task); });
     }
+
+    Candidates& candidates_;
+    std::vector<Mark> marks_;
+    std::vector<Step> way_{};
 };
 
 }  // namespace
@@ -149,7 +180,7 @@ bool Engine::growOne() {
     for (PipeOutput& output : pipeOutputs) candidates.followOutput(output);
     for (TriggerOutput& output : triggerOutputs) candidates.followOutput(output);
     const bool starving = candidates.pipe != nullptr || candidates.trigger != nullptr;
-    Rings rings{candidates};
+    Rings rings(candidates);
     if (!starving)
         for (const Task& task : tasks) rings.follow(task);
     if (candidates.pipe == nullptr && candidates.trigger == nullptr) return false;
