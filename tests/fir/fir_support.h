@@ -1,8 +1,7 @@
-// A run of a filter over a whole input, and its definition: direct sums.
+// Runs of a filter over a whole input.
 #pragma once
 
-#include <cmath>
-#include <limits>
+#include <algorithm>
 
 #include "tests/support/samples.h"
 #include "tests/support/session_support.h"
@@ -30,6 +29,8 @@ struct Filter {
     std::int32_t nchans, decimation, align;
 
     std::int32_t length() const { return static_cast<std::int32_t>(taps.size()); }
+    std::int32_t step() const { return std::max(decimation, 1); }
+    std::int32_t zeros() const { return align == -1 ? length() / 2 : align; }
 
     std::vector<TaskArgument> parameters(TestSession& session) const {
         const VectorId vector = session.addVector("taps", elementTypeOf<Coefficient>(), bytesOf(taps));
@@ -39,28 +40,11 @@ struct Filter {
     }
 };
 
-template <class Destination, class Sum>
-Destination storedSum(Sum sum) {
-    if constexpr (std::is_same_v<Destination, std::int16_t>)
-        return sum <= -32768 ? -32768 : sum >= 32767 ? 32767 : static_cast<std::int16_t>(sum);
-    else if constexpr (std::is_same_v<Destination, std::int32_t>)
-        return sum > -2147483649.0 && sum < 2147483648.0 ? static_cast<std::int32_t>(sum)
-                                                         : std::numeric_limits<std::int32_t>::min();
-    else
-        return static_cast<Destination>(sum);
-}
-
-// One output of the filter whose oldest sample is in frame `first` of x; x is 0 before its start.
-template <class Destination, class Sum, class Source, class Coefficient>
-Destination directSum(const Filter<Coefficient>& filter, const std::vector<Source>& x, std::int32_t first,
-                      std::int32_t channel) {
-    Sum sum = 0;
-    for (std::int32_t k = 0; k < filter.length(); ++k) {
-        const std::int32_t at = (first + k) * filter.nchans + channel;
-        sum += static_cast<Sum>(filter.taps[static_cast<std::size_t>(k)]) *
-               (at < 0 ? Sum{0} : static_cast<Sum>(x[static_cast<std::size_t>(at)]));
-    }
-    return storedSum<Destination>(sum);
+template <class Destination, class Source, class Coefficient>
+std::vector<Destination> filteredBy(const Filter<Coefficient>& filter, const std::vector<Source>& x,
+                                    FeedPolicy feed = wholeFeed) {
+    TestSession session({.feed = feed});
+    return filtered<Destination>(session, "FIRFILTER", x, filter.parameters(session));
 }
 
 }  // namespace libzepl

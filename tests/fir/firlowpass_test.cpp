@@ -1,10 +1,11 @@
-// FIRLOWPASS by what comes out of it: its taps as the answers to impulses, and steps and tones.
+// FIRLOWPASS: its taps as the answers to impulses, and that it filters with them.
 
 #include <complex>
 #include <numbers>
 
 #include "tests/fir/fir_support.h"
 #include "tests/support/covered.h"
+#include "tests/support/given.h"
 
 namespace libzepl {
 namespace {
@@ -91,73 +92,29 @@ TEST_P(FirlowpassPrototype, AFrequencyPassesOrIsStoppedOtherwise) {
     }
 }
 
-// The channels at even places: a tone within the pass band comes out as it is, and one that decimation alone would fold
-// does not come out.
-TEST_P(FirlowpassPrototype, AToneIsWeakenedDelayedOrFolded) {
-    const auto tone = [&](double part, std::size_t i) {
-        return 20000 * std::cos(part * std::numbers::pi / GetParam() * static_cast<double>(i));
-    };
-    std::vector<std::int16_t> x;
-    for (std::size_t i = 0; i < 600; ++i)
-        for (const double part : {0.3, 1.0, 0.9, 1.0})
-            x.push_back(static_cast<std::int16_t>(std::lrint(tone(part, i))));
-    const auto step = static_cast<std::size_t>(GetParam());
-    const std::vector<std::int16_t> y = lowpassed(x, GetParam(), 4);
-    ASSERT_GT(y.size() / 4 * step, 400U);
-    for (std::size_t j = 160 / step + 1; 4 * j < y.size(); ++j) {
-        EXPECT_NEAR(y[4 * j], tone(0.3, j * step), 20000 * 0.0024 + 1) << j;
-        // Without decimation 0.9 is in the stop band too.
-        EXPECT_NEAR(y[4 * j + 2], 0, 1) << j;
-    }
+template <class Element, class Coefficient>
+void expectFiltered(const std::vector<double>& coefficients, std::int16_t decim) {
+    Filter<Coefficient> filter{{}, 3, decim, -1};
+    for (const double tap : coefficients)
+        if (tap != 0) filter.taps.push_back(static_cast<Coefficient>(tap));
+    const auto x = randomSamples<Element>(3 * 2000, 1);
+    EXPECT_EQ(bitsOf(lowpassed(x, decim, 3)), bitsOf(filteredBy<Element>(filter, x)));
 }
 
-TEST(Firlowpass, AStepIsDelayedOrDoesNotSettle) {
-    for (const auto decim : std::initializer_list<std::int16_t>{1, 2, 12}) {
-        std::vector<std::int32_t> x(480);
-        std::fill(x.begin() + 156, x.end(), 1000000);
-        const std::vector<std::int32_t> y = lowpassed(x, decim);
-        // At the step the centre and one half of the others meet it.
-        EXPECT_NEAR(y[156 / static_cast<std::size_t>(decim)], 500000 * (1 + prototypes[decim - 1].centre), 5) << decim;
-        EXPECT_NEAR(y.back(), 1000000, 5) << decim;
-        EXPECT_NEAR(y[0], 0, 1) << decim;
-    }
-}
-
-std::string outcome(TestSession& session, std::vector<TaskArgument> given, ElementType to = ElementType::int16) {
-    given.insert(given.begin(), session.use(session.pipe("from", {}, ElementType::int16)));
-    given.push_back(session.use(session.pipe("to", {}, to)));
-    session.addTask({.command = "FIRLOWPASS", .arguments = std::move(given)});
-    return statesOf(session.run())[0];
+TEST_P(FirlowpassPrototype, ItDiffersFromTheFilterWithItsTaps) {
+    const std::vector<double> taps = tapsOf<double>(GetParam());
+    expectFiltered<std::int16_t, float>(taps, GetParam());
+    expectFiltered<std::int32_t, double>(taps, GetParam());
+    expectFiltered<float, float>(taps, GetParam());
+    expectFiltered<double, double>(taps, GetParam());
 }
 
 TEST(FirlowpassParameters, AMistakePassesOrAnotherPlaceIsBlamed) {
-    const auto c = int16Constant;
-    const struct {
-        std::string outcome;
-        std::vector<TaskArgument> given;
-        ElementType to = ElementType::int16;
-    } cases[] = {
-        {"running", {c(1)}},
-        {"running", {c(32), c(12)}},
-        {"error code 5 at 3", {c(33), c(13)}, ElementType::int32},
-        {"error code 5 at 3", {c(0), c(1)}},
-        {"error code 5 at 2", {c(0)}, ElementType::int32},
-        {"error code 5 at 2", {c(13)}},
-        {"error code 5 at 2", {c(1), c(13)}, ElementType::int32},
-        {"error code 3 at 3", {c(1)}, ElementType::int32},
-        {"error code 3 at 4", {c(1), c(1)}, ElementType::float32},
-        {"refused at 2", {int32Constant(1)}},
-    };
-    for (const auto& [expected, given, to] : cases) {
-        TestSession session;
-        EXPECT_EQ(outcome(session, given, to), expected) << given.size();
-    }
-    TestSession pipeForDecim, destinationForgotten;
-    EXPECT_EQ(outcome(pipeForDecim, {c(1), pipeForDecim.use(pipeForDecim.pipe("p", {}, ElementType::int16))}),
-              "error code 10 at 3");
-    const PipeId from = destinationForgotten.pipe("from");
-    destinationForgotten.task("FIRLOWPASS", from, c(1), c(1));
-    EXPECT_EQ(statesOf(destinationForgotten.run())[0], "error code 3 at 3");
+    expectSetUps(
+        "FIRLOWPASS",
+        "ready: i16 1 i16; ready: i16 32 12 i16; 5 at 3: i16 33 13 i32; 5 at 3: i16 0 1 i16; 5 at 2: i16 0 i32; "
+        "5 at 2: i16 13 i16; 5 at 2: i16 1 13 i32; 3 at 3: i16 1 i32; 3 at 4: i16 1 1 f32; "
+        "refused at 2: i16 1l i16; 10 at 3: i16 1 i16 i16; 3 at 3: i32 1 1");
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// MTSFILT against a direct sum over its kernels, in each of its four ways of moving data; its kernels; and what it is for:
-// channels sampled one after another come out as if sampled at once.
+// MTSFILT against a direct sum over its kernels, in each of its four ways of moving data; and its kernels.
 
 #include <algorithm>
 #include <cmath>
@@ -9,8 +8,8 @@
 #include "fir/mtsfilt_kernels.cpp"
 #include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
+#include "tests/support/given.h"
 #include "tests/support/samples.h"
-#include "tests/support/session_support.h"
 
 namespace libzepl {
 namespace {
@@ -153,75 +152,14 @@ TEST(MtsfiltKernels, DelayOrGainIsUnevenOverTheRows) {
     }
 }
 
-// `signal` at the time of each sample, in frames, as a scanner takes it.
-template <class Signal>
-Samples scanned(const Scan& scan, int frames, Signal signal) {
-    Samples samples;
-    for (int f = 0; f < frames; ++f)
-        for (int c = 0; c < scan.nchan; ++c)
-            samples.push_back(
-                static_cast<std::int16_t>(std::lround(signal(f + static_cast<double>(scan.slot(c)) / scan.slots()))));
-    return samples;
-}
-
-constexpr Scan oneOfEach[] = {{64, 1, 32}, {8, 1, 16}, {512, 2, 4}, {8, 1, 1}, {12, 3, 2}, {300, 1, 1}};
-
-TEST(MtsfiltAlignment, ChannelsOfAnOutputFrameBelongToDifferentInstants) {
-    const auto ramp = [](double t) { return 40 * t - 12000; };
-    const auto sine = [](double t) { return 20000 * std::sin(2 * std::numbers::pi * 0.02 * t); };
-    for (const Scan& scan : oneOfEach) {
-        // The instant of the last slot in the eighth of the sixteen frames.
-        const double instant = 7 + (scan.slots() - 1.0) / scan.slots();
-        const auto check = [&](auto signal, double error) {
-            const Samples outputs = filtered(scan, scanned(scan, 600, signal));
-            const int settled = scan.bigFrames() && scan.xdecim < 8 ? 16 / scan.xdecim : 0, n = scan.nchan;
-            ASSERT_GT(static_cast<int>(outputs.size()), 4 * n) << scan;
-            for (int i = settled * n; i < static_cast<int>(outputs.size()); ++i)
-                ASSERT_NEAR(outputs[static_cast<std::size_t>(i)], signal(i / n * scan.decimation() + instant), error)
-                    << scan << " output " << i / n << " channel " << i % n;
-        };
-        check(ramp, 2);   // 40 a frame: unaligned, the channels differ by up to 40
-        check(sine, 16);  // 2513 a frame at the steepest; a row is off by up to 1/256 of one
-    }
-}
-
-TEST(MtsfiltParameters, AListThatDoesNotFitPasses) {
-    const auto outcome = [](auto... between) {
-        TestSession session;
-        const PipeId from = session.pipe("from", {}, ElementType::int16),
-                     to = session.pipe("to", {}, ElementType::int16);
-        session.task("MTSFILT", from, int16Constant(static_cast<std::int16_t>(between))..., to);
-        return statesOf(session.run())[0];
-    };
-    EXPECT_EQ(outcome(2, 1, 32), "running");  // it polls
-    EXPECT_EQ(outcome(512, 32), "waiting");
-    EXPECT_EQ(outcome(64, 32, 0), "waiting");
-    for (const int ngroups : {0, 33, -1}) EXPECT_EQ(outcome(1, ngroups, 33), "error code 5 at 3") << ngroups;
-    for (const int nchan : {1, 513, 0, -2}) {
-        EXPECT_EQ(outcome(nchan, 2, 1), "error code 5 at 2") << nchan;
-        EXPECT_EQ(outcome(nchan, 1), "error code 5 at 2") << nchan;
-    }
-    EXPECT_EQ(outcome(8, 3, 33), "error code 4 at 2");
-    for (const int xdecim : {33, -1, -32768}) {
-        EXPECT_EQ(outcome(8, 2, xdecim), "error code 5 at 3") << xdecim;
-        EXPECT_EQ(outcome(8, xdecim), "error code 5 at 3") << xdecim;
-    }
-    EXPECT_EQ(outcome(8), "refused at 4");
-    EXPECT_EQ(outcome(8, 2, 1, 1), "refused at 6");
-}
-
-TEST(MtsfiltParameters, AFourthParameterOfTheOtherFormPasses) {
-    const TaskArgument number = int16Constant(2);
-    TestSession four, five, wide;
-    const auto pipe = [](TestSession& session, const char* name, ElementType type = ElementType::int16) {
-        return session.use(session.pipe(name, {}, type));
-    };
-    four.task("MTSFILT", pipe(four, "from"), number, number, number);
-    five.task("MTSFILT", pipe(five, "from"), number, number, pipe(five, "a"), pipe(five, "b"));
-    wide.task("MTSFILT", pipe(wide, "from", ElementType::int32), number, number, pipe(wide, "to"));
-    EXPECT_EQ(statesOf(four.run())[0], "error code 10 at 4");
-    EXPECT_EQ(statesOf(five.run())[0], "error code 10 at 4");
-    EXPECT_EQ(statesOf(wide.run())[0], "refused at 1");
+TEST(MtsfiltParameters, AListThatDoesNotFitPassesOrAnotherPlaceIsBlamed) {
+    expectSetUps("MTSFILT",
+                 "ready: i16 2 1 32 i16; ready: i16 512 32 i16; ready: i16 64 32 0 i16; 5 at 3: i16 1 0 33 i16; "
+                 "5 at 3: i16 1 33 33 i16; 5 at 3: i16 1 -1 33 i16; 5 at 2: i16 1 2 1 i16; 5 at 2: i16 513 2 1 i16; "
+                 "5 at 2: i16 -2 2 1 i16; 5 at 2: i16 1 1 i16; 5 at 2: i16 0 1 i16; 4 at 2: i16 8 3 33 i16; "
+                 "5 at 3: i16 8 2 33 i16; 5 at 3: i16 8 2 -1 i16; 5 at 3: i16 8 33 i16; 5 at 3: i16 8 -32768 i16; "
+                 "refused at 4: i16 8 i16; refused at 6: i16 8 2 1 1 i16; 10 at 4: i16 2 2 2; "
+                 "10 at 4: i16 2 2 i16 i16; refused at 1: i32 2 2 i16");
 }
 
 }  // namespace

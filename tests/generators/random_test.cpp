@@ -56,16 +56,6 @@ TEST(Random, AConversionDiffers) {
     EXPECT_EQ(generated<double>("RANDOM", "0 7", 5000), whole);
 }
 
-// 999 degrees of freedom: mean 999, deviation 44.7.
-TEST(Random, ItIsNotEven) {
-    std::vector<double> counts(1000);
-    for (const double x : generated<double>("RANDOM", "0 2024", 1000000))
-        ++counts[std::min<std::size_t>(static_cast<std::size_t>(x * 1000), 999)];
-    double chiSquare = 0;
-    for (const double count : counts) chiSquare += (count - 1000) * (count - 1000) / 1000;
-    EXPECT_NEAR(chiSquare, 999, 5 * 44.7);
-}
-
 TEST(Random, ASeedOfZeroDoesNotHangOnTaskAndTime) {
     for (const std::int32_t start : {1, 123456}) {
         TestSession session({.startTime = static_cast<std::uint32_t>(start)});

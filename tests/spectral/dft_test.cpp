@@ -1,4 +1,4 @@
-// DFT against its recurrences run one after the other, bit for bit, and against the bins of FFT.
+// DFT against its recurrences run one after the other, bit for bit.
 
 #include "tests/spectral/spectral_support.h"
 #include "tests/support/covered.h"
@@ -64,10 +64,10 @@ template <class Element, class Power>
 void expectEachMode(const std::string& type, const std::string& powerType) {
     for (const std::size_t termCount : {1U, 3U, 8U, 9U, 16U, 17U, 33U, 64U, 67U, 200U}) {
         std::vector<std::int32_t> terms;
-        for (std::size_t i = 0; i < termCount; ++i) terms.push_back(static_cast<std::int32_t>(i * i % 101));
-        std::vector<float> window = randomSamples<float>(101, 1);
+        for (std::size_t i = 0; i < termCount; ++i) terms.push_back(static_cast<std::int32_t>(i * i % 301));
+        std::vector<float> window = randomSamples<float>(301, 1);
         for (float& weight : window) weight /= 1e5F;
-        const std::vector<Element> samples = randomSamples<Element>(250, 2);
+        const std::vector<Element> samples = randomSamples<Element>(700, 2);
         const std::string two = ">" + type + " >" + type;
         expectRecurrences<Element>(0, two, terms, window, samples);
         expectRecurrences<Power>(4, ">" + powerType, terms, window, samples);
@@ -106,20 +106,6 @@ TEST(DftWindows, AnEntryDiffersFromItsCodesOrItsVectors) {
     }
 }
 
-TEST(Dft, ATermIsFarFromFftsBin) {
-    const Doubles samples = randomSamples<double>(1024, 6);
-    for (const auto& [dftWindow, fftWindow] : {std::pair("0", "0"), {"1", "3"}, {"2", "1"}, {"3", "2"}, {"4", "4"}}) {
-        const std::vector<std::int16_t> terms{0, 1, 2, 255, 256, 511, 512, 513, 1023};
-        const OneTask dft("DFT", std::string("0 1024 ") + dftWindow + " v * >d >d", {terms, samples});
-        const OneTask fft("FFT", std::string("0 10 ") + fftWindow + " * >d >d", {samples});
-        for (std::size_t i = 0; i < terms.size(); ++i)
-            for (const std::size_t part : {0U, 1U})
-                EXPECT_NEAR(dft.taken<double>(part)[i], fft.taken<double>(part)[static_cast<std::size_t>(terms[i])],
-                            1e-3)
-                    << dftWindow << terms[i];
-    }
-}
-
 TEST(Dft, TheLengthSquaredDoesNotWrap) {
     const std::vector<float> ones(65537, 1.0F);
     const auto power = [&](const std::string& n) {
@@ -140,7 +126,7 @@ TEST(DftParameters, AFaultIsBlamedOnAnotherPlace) {
                             {"3 at 7", "6 4 9 k9 *d >d >f"},
                             {"5 at 4", "5 4 9 k4 *d >d; 5 4 9 k-1 *d >d"},
                             {"7 at 3", "5 4 5 k3 *d >d; 5 4 -1 k3 *d >d"},
-                            {"1 at 3", "5 4 v5 k3 *d >d"},
+                            {"1 at 3", "5 4 v5 k3 *d >d; 5 -1 v5 k3 *d >d"},
                         });
     EXPECT_EQ(OneTask("DFT", "5 4 0 k4 *d >d").console, Lines{"*** Warning: DFT index 4 exceeds block size"});
     EXPECT_EQ(OneTask("DFT", "4 70000 v70000 k69999 *16 >32").state, "waiting");

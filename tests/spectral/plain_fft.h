@@ -95,22 +95,12 @@ inline void transformOdd(Points& x, double sign) {
 }
 
 inline void transformPoints(Points& x, double sign) {
-    switch (x.size()) {
-        case 2:
-            x = {x[0] + x[1], x[0] - x[1]};
-            break;
-        case 3:
-            transform3(x, sign);
-            break;
-        case 4:
-            transform4(x, sign);
-            break;
-        case 5:
-            transform5(x, sign);
-            break;
-        default:
-            transformOdd(x, sign);
-    }
+    if (x.size() == 2)
+        x = {x[0] + x[1], x[0] - x[1]};
+    else if (x.size() > 5)
+        transformOdd(x, sign);
+    else
+        (x.size() == 3 ? transform3 : x.size() == 4 ? transform4 : transform5)(x, sign);
 }
 
 // One butterfly at `offset` of its group; turn 0 is none.

@@ -7,8 +7,8 @@
 
 namespace libzepl {
 
-// "5 -7l 0.5 0.5f i16 i32 f32 f64 WORD": an int16, an int32, a double and a float constant, new pipes of the four types, and
-// a text.
+// "5 -7l 0.5 0.5f i16 i32 f32 f64 v5 WORD": an int16, an int32, a double and a float constant, new pipes of the four
+// types, a float vector of five zeros, and a text.
 inline std::vector<TaskArgument> argumentsIn(TestSession& session, const std::string& list) {
     std::vector<TaskArgument> arguments;
     std::istringstream words(list);
@@ -19,6 +19,9 @@ inline std::vector<TaskArgument> argumentsIn(TestSession& session, const std::st
         const std::size_t type = types.find(word);
         if (word.size() == 3 && type % 4 == 0)
             arguments.push_back(session.use(session.pipe(word, {}, allElementTypes[type / 4])));
+        else if (word[0] == 'v' && word.size() == 2)
+            arguments.push_back(session.use(session.addVector(
+                word, ElementType::float32, bytesOf(std::vector<float>(static_cast<std::size_t>(word[1] - '0'))))));
         else if (rest == word.c_str())
             arguments.push_back(textConstant(word));
         else if (*rest == 'l')
