@@ -54,15 +54,6 @@ TEST(Report, TellsWhoWaitsForRoom) {
     EXPECT_EQ(statesOf(report), Lines({"waiting", "running"}));
 }
 
-TEST(Report, IsSilentOnAGeneratorWhoseOutputHasItsCount) {
-    TestSession session;
-    const PipeId source = session.input("source", countUp(10)), copy = session.output("copy");
-    const PipeId tone = session.output("tone", 10);
-    session.task("ABS", source, copy);
-    session.script("write:2 *( put:2,1 )", tone);
-    EXPECT_EQ(session.run().notes, Lines());
-}
-
 // A session whose report tells when and where its tasks were.
 Report variedReport() {
     TestSession session({.feed = {.kind = FeedPolicy::Kind::random, .seed = 3}});
