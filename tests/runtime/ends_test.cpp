@@ -154,12 +154,17 @@ TEST(Ends, ATurnThatGoesOnHidesThatNothingFedIsTaken) { EXPECT_EQ(roundsOfALoop(
 
 TEST(Ends, ATurnThatGoesOnDoesNotSeeARequest) {
     Session* running = nullptr;
-    TestSession session(
-        {.feed = {.kind = FeedPolicy::Kind::whole}, .console = [&](std::string_view) { running->requestStop(); }});
+    std::string console;
+    const auto stop = [&](std::string_view text) {
+        console += text;
+        running->requestStop();
+    };
+    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}, .console = stop});
     running = &session;
     const PipeId source = session.input("source", countUp(10000));
     session.script("read:2 100( get:2 switch ) say:1 *( get:2 switch )", source);
     EXPECT_GT(session.run().pipes[0].unread, 9000U);
+    EXPECT_EQ(console, "1\n");
 }
 
 TEST(Ends, AfterTheSetUpsWhereNoMoreIsAsked) {

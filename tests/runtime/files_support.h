@@ -37,6 +37,13 @@ class FilesTest : public testing::Test {
         return {.path = at(name), .type = type, .channel = {}, .column = {}, .conversion = conversion};
     }
 
+    ReadRequest channelOf(const std::string& name, std::int64_t channel) const {
+        return {.path = at(name), .type = ElementType::int16, .channel = channel, .column = {}, .conversion = {}};
+    }
+    ReadRequest columnOf(const std::string& name, std::variant<std::int64_t, std::string> column) const {
+        return {.path = at(name), .type = ElementType::int16, .channel = {}, .column = column, .conversion = {}};
+    }
+
     // Read in pieces of seven, so that no piece falls on a block's end.
     template <class T>
     static std::vector<T> elementsOf(const ReadRequest& request) {

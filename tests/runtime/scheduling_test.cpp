@@ -1,4 +1,4 @@
-// The order in which tasks run, and how they end.
+// The order in which tasks run.
 
 #include "tests/support/session_support.h"
 
@@ -34,21 +34,6 @@ TEST(Scheduling, APutYieldsWhenItHasMovedACapacitySinceTheTaskWasResumed) {
     EXPECT_EQ(printed(session, {"write:2 say:1 7( put:2,# ) say:2", "say:3 switch say:4 switch say:5"}, pipe),
               Lines({"1", "3", "4", "2", "5"}));
     EXPECT_EQ(session.collected<std::int32_t>(pipe), countUp(7));
-}
-
-TEST(Scheduling, ATaskThatEndsLeavesTheOthersAndTheOutputsWhole) {
-    TestSession session;
-    const PipeId source = session.input("source", countUp(5000)), copy = session.output("copy");
-    session.script("exit:8");
-    session.script("read:2 100( get:2 ) exit:0", source);
-    session.script("!switch task");
-    session.task("ABS", source, copy);
-    const Report report = session.run();
-    EXPECT_EQ(statesOf(report), Lines({"exited exit 8", "exited exit 0", "exited exit 3", "waiting"}));
-    EXPECT_EQ(report.tasks[0].text, "ended itself with code 8");
-    EXPECT_EQ(report.tasks[2].text, "its routine returned 3");
-    EXPECT_EQ(report.status, Report::Status::failed);
-    EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(5000));
 }
 
 }  // namespace
