@@ -28,19 +28,6 @@ TEST(Parameters, IntegersReadRightAtAnyWidth) {
                                             "1065353216", "0", "-9223372036854775808"}));
 }
 
-TEST(Parameters, AVariableIsSharedAndReported) {
-    TestSession session;
-    const auto tally = variable<std::int32_t>(session, "tally", 1);
-    const auto level = variable(session, "level", 2.5);
-    session.script("switch store:2,77", tally);
-    session.script("?value:2 switch switch ?value:2", tally);
-    const Report report = session.run();
-    EXPECT_EQ(report.console, Lines({"1", "77"}));
-    EXPECT_EQ(session.valueOf<std::int32_t>(tally), 77);
-    EXPECT_EQ(std::get<std::int64_t>(report.variables[0].value), 77);
-    EXPECT_EQ(std::get<double>(report.variables[1].value), session.valueOf<double>(level));
-}
-
 TEST(Parameters, TextsWordsAndVectorsAreGiven) {
     TestSession session;
     const VectorId taps = session.addVector("taps", ElementType::int32, bytesOf(std::vector<std::int32_t>{4, -5, 6}));

@@ -113,7 +113,6 @@ TEST(Procedure, mistakeIsToldWrong) {
     const std::string noInteger = "write it without a point or an exponent, or take float or double";
     const std::vector<std::pair<std::string, std::string>> cases{
         {"pip x : int16", "1:1 unknown declaration `pip` | did you mean `pipe`?"},
-        {"Trigger x", "1:1 unknown declaration `Trigger` | did you mean `trigger`?"},
         {"FOO a",
          "1:5 expected `(` and the arguments of `FOO`, not `a` | a line is a declaration (rate, pipe, trigger, "
          "variable, vector) or COMMAND ( argument, ... )"},
@@ -139,12 +138,10 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"pipe x : int16 starts []", "1:24 expected a number, not `]`"},
         {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit"},
         {"vector x : int16", "1:17 expected `= [ ... ]` or `from` and a file, but the line ends here"},
-        {"vector x : int16 = [,]", "1:21 expected a number, not `,`"},
         {"vector x : int16 = [1 2]", "1:23 expected `,` or `]`, not `2`"},
         {"vector x : int16 = [1] from -", "1:24 expected the end of the line, not `from` | write one statement a line"},
         {"variable x : int16 = 0xFFFF", "1:22 `0xFFFF`" + natural + " | for the bits of `0xFFFF` write -1"},
         {"variable x : int16 = 0x10000", "1:22 `0x10000`" + natural + " | int32 holds it"},
-        {"variable x : int16 = -32769", "1:22 `-32769`" + natural + " | int32 holds it"},
         {"A (1.0:int16)", "1:4 `1.0` is not an integer, which int16 takes | " + noInteger},
         {"A (0x80000000 :int32)",
          "1:4 `0x80000000` is out of range: int32 holds -2147483648 to 2147483647 | for the "
@@ -161,7 +158,6 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"A (5:)", "1:6 expected a type: int16, int32, float or double, not `)`"},
         {"A (a,\nrate\n5)", "3:1 expected `,` or `)`, not `5`"},
         {"A (0x1e+5)", "1:8 expected `,` or `)`, not `+5`"},
-        {"A (a b)", "1:6 expected `,` or `)`, not `b`"},
         {"A (a]\nB (\n", "1:5 expected `,` or `)`, not `]`\n2:3 `(` is not closed | close it with `)`"},
         {"A (a) B (b)", "1:7 expected the end of the line, not `B` | write one statement a line"},
         {"A ([1])",
