@@ -21,12 +21,10 @@ struct Split {
 };
 
 TEST(Growth, APathThatIsNotReadYetDoesNotStopTheOther) {
-    for (const bool besideAnInputThatNobodyReads : {false, true}) {
-        Split split(10000, "100");
-        if (besideAnInputThatNobodyReads) split.session.input("unread", countUp(100000));
-        EXPECT_EQ(split.session.run().status, Report::Status::ok);
-        EXPECT_EQ(split.session.collected<std::int32_t>(split.joined), countUp(10000));
-    }
+    Split split(10000, "100");
+    split.session.input("unread", countUp(100000));  // must not end the run before a channel grows
+    EXPECT_EQ(split.session.run().status, Report::Status::ok);
+    EXPECT_EQ(split.session.collected<std::int32_t>(split.joined), countUp(10000));
 }
 
 TEST(Growth, TheMemoryLimitEndsItWithTheChannelsName) {

@@ -39,18 +39,16 @@ TEST(Parameters, TextsWordsAndVectorsAreGiven) {
 
 TEST(Parameters, EachHasExactlyOneKind) {
     TestSession session;
-    const auto kinds = [&](auto... given) { session.script("?kind:2 ?kind:3 ?kind:4 ?kind:5", given...); };
-    kinds(session.pipe("a", {}, ElementType::int16), session.pipe("b"), session.pipe("c", {}, ElementType::float32),
-          session.pipe("d", {}, ElementType::float64));
-    kinds(variable<std::int16_t>(session, "e", 0), variable(session, "f", 0), variable(session, "g", 0.0F),
-          variable(session, "h", 0.0));
-    kinds(int16Constant(0), int32Constant(0), floatConstant(0), doubleConstant(0));
-    kinds(session.addVector("i", ElementType::int16, {}), session.addVector("j", ElementType::int32, {}),
-          session.addVector("k", ElementType::float32, {}), session.addVector("l", ElementType::float64, {}));
-    kinds(session.addTrigger("m"), hostWord(0), textConstant(""), declaredWord(""));
+    const double zero = 0;
+    for (const ElementType type : allElementTypes)
+        session.script("?kind:2 ?kind:3 ?kind:4", session.pipe("pipe", {}, type),
+                       session.addVariable("variable", type, &zero), session.addVector("vector", type, {}));
+    session.script("?kind:2 ?kind:3 ?kind:4 ?kind:5 ?kind:6 ?kind:7 ?kind:8 ?kind:9", int16Constant(0),
+                   int32Constant(0), floatConstant(0), doubleConstant(0), session.addTrigger("trigger"), hostWord(0),
+                   textConstant(""), declaredWord(""));
     Lines lines;
-    for (const int kind : {0x40,    0x80,    0x2000, 0x8000, 0x1,     0x2,     0x1000, 0x4000, 0x4,   0x8,
-                           0x10000, 0x40000, 0x400,  0x800,  0x20000, 0x80000, 0x10,   0x100,  0x200, 0x200000})
+    for (const int kind : {0x40,   0x1,     0x400, 0x80, 0x2,     0x800,   0x2000, 0x1000, 0x20000, 0x8000,
+                           0x4000, 0x80000, 0x4,   0x8,  0x10000, 0x40000, 0x10,   0x100,  0x200,   0x200000})
         lines.push_back(std::to_string(kind));
     EXPECT_EQ(session.run().console, lines);
 }

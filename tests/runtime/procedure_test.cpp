@@ -9,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace libzepl {
@@ -43,39 +44,26 @@ TEST(Procedure, declarationIsReadWrong) {
         "IDLE ()");
     EXPECT_EQ(mistakes, "");
     EXPECT_EQ(p.rate, 250);
-    ASSERT_EQ(p.pipes.size(), 2u);
-    const PipeDeclaration& ecg = p.pipes[0];
-    EXPECT_EQ(ecg.name, "ecg");
-    EXPECT_EQ(ecg.capacity, 64u);
-    ASSERT_EQ(ecg.starts.size(), 3u);
-    EXPECT_EQ(ecg.starts[2].integer, 16);
-    EXPECT_EQ(ecg.from->path, "in.wav");
-    EXPECT_EQ(std::get<std::string>(*ecg.from->column), "A # \"B\"");
-    EXPECT_EQ(ecg.from->conversion, "round");
-    EXPECT_EQ(ecg.from->place.line, 4);
-    EXPECT_FALSE(ecg.from->limit);
-    EXPECT_EQ(ecg.to->path, "o.csv");
-    EXPECT_EQ(ecg.to->limit, 9u);
-    EXPECT_EQ(p.pipes[1].type, ElementType::float64);
-    EXPECT_EQ(p.pipes[1].from->path, "-");
-    EXPECT_EQ(p.pipes[1].from->channel, 2);
-    EXPECT_FALSE(p.pipes[1].to);
-    EXPECT_EQ(p.triggers.at(0).to->path, "-");
-    EXPECT_EQ(p.triggers[0].to->limit, 3u);
+    const PipeDeclaration &ecg = p.pipes.at(0), &raw = p.pipes.at(1);
+    EXPECT_EQ(std::tuple(ecg.name, ecg.capacity, ecg.starts.size(), ecg.starts.at(2).integer),
+              std::tuple("ecg", 64u, 3u, 16));
+    EXPECT_EQ(std::tuple(ecg.from->path, std::get<std::string>(*ecg.from->column), ecg.from->conversion),
+              std::tuple("in.wav", "A # \"B\"", "round"));
+    EXPECT_TRUE(ecg.from->place.line == 4 && !ecg.from->limit && !raw.to);
+    EXPECT_EQ(std::tuple(ecg.to->path, ecg.to->limit), std::tuple("o.csv", 9u));
+    EXPECT_EQ(std::tuple(raw.type, raw.from->path, raw.from->channel), std::tuple(ElementType::float64, "-", 2));
+    EXPECT_EQ(std::tuple(p.triggers.at(0).to->path, p.triggers[0].to->limit), std::tuple("-", 3u));
     EXPECT_EQ(p.variables.at(0).value.real, -std::numeric_limits<double>::infinity());
-    ASSERT_EQ(p.vectors.at(0).values.size(), 2u);
-    EXPECT_EQ(p.vectors[0].values[0].real, 0.5);
+    EXPECT_EQ(std::tuple(p.vectors.at(0).values.size(), p.vectors[0].values.at(0).real), std::tuple(2u, 0.5));
     EXPECT_EQ(std::get<std::int64_t>(*p.vectors.at(1).from->column), 3);
+    using Kind = Argument::Kind;
     const std::vector<Argument>& arguments = p.commands.at(0).arguments;
     ASSERT_EQ(arguments.size(), 5u);
-    EXPECT_EQ(arguments[0].kind, Argument::Kind::word);
-    EXPECT_EQ(arguments[1].number.integer, -5);
-    EXPECT_EQ(arguments[1].type, ElementType::int32);
-    EXPECT_EQ(arguments[2].kind, Argument::Kind::text);
-    EXPECT_EQ(arguments[2].text, "a\\b\n\t");
-    EXPECT_FALSE(arguments[4].type);
-    EXPECT_EQ(arguments[4].place.column, 45);
-    EXPECT_EQ(arguments[4].text, "0.5");
+    EXPECT_EQ(arguments[0].kind, Kind::word);
+    EXPECT_EQ(std::tuple(arguments[1].number.integer, arguments[1].type), std::tuple(-5, ElementType::int32));
+    EXPECT_EQ(std::tuple(arguments[2].kind, arguments[2].text), std::tuple(Kind::text, "a\\b\n\t"));
+    EXPECT_EQ(std::tuple(arguments[4].type, arguments[4].place.column, arguments[4].text),
+              std::tuple(std::nullopt, 45, "0.5"));
     EXPECT_EQ(p.commands.at(1).place.line, 14);
 }
 
