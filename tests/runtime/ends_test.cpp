@@ -68,12 +68,14 @@ TEST(Ends, AGeneratorDoesNotKeepARunGoingForAnOutputThatHangsElsewhere) {
     session.collect(never, 5);
     session.script("write:2 *( put:2,1 )", tone);
     session.task("ABS", tone, session.pipe("copy", 8));
+    session.task("ABS", tone, session.output("enough", 30));
     session.script("write:2 *( switch )", never);
     session.script("write:2 3( put:2,# )", brief);
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::ok);
     EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) went on by itself when nothing more could come of it",
                                    "ABS (line 2) went on by itself when nothing more could come of it",
+                                   "ABS (line 3) went on by itself when nothing more could come of it",
                                    "the output of `brief` has 3 samples of the 10 asked for",
                                    "the output of `never` has 0 events of the 5 asked for"}));
 }
