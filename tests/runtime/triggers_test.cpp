@@ -19,6 +19,8 @@ TEST(Triggers, ReadersSeeOtherEventsOrAnotherStatus) {
         // an event is told from a status
         {{"write:2 switch assert:2,7 vouch:2,9", "read:2 ?immediate:2 switch ?immediate:2 ?immediate:2"},
          {"-5705032705", "7", "-9999999991"}},
+        // an event may come before its samples
+        {{"write:2 assert:2,50", "read:2 read:4 ?wait:2,4 ?get:4"}, {"50", "50"}},
         // what a reader vouches changes nothing
         {{"write:2 assert:2,5 assert:2,6", "read:2 vouch:2,500 vouchafter:2,30 ?status:2 ?events:2 ?event:2"},
          {"6", "2", "5"}},
@@ -26,7 +28,7 @@ TEST(Triggers, ReadersSeeOtherEventsOrAnotherStatus) {
     for (const auto& [scripts, lines] : cases) {
         TestSession session;
         const TriggerId beat = session.addTrigger("beat");
-        EXPECT_EQ(printed(session, scripts, beat, beat), lines);
+        EXPECT_EQ(printed(session, scripts, beat, beat, session.input("samples", countUp(100), 8)), lines);
     }
 }
 
