@@ -118,6 +118,16 @@ TEST(Ends, AnOutputWhoseWriterHasEndedNeedsNoLimit) {
     }
 }
 
+TEST(Ends, AGeneratorThatGivesLittleInARoundIsCutOffBesideAShortRecording) {
+    TestSession session;
+    const PipeId copy = session.output("copy"), tone = session.output("tone", 300000);
+    session.task("ABS", session.input("source", countUp(10)), copy);
+    session.script("write:2 *( put:2,# switch )", tone);
+    EXPECT_EQ(session.run().notes, Lines());
+    EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(10));
+    EXPECT_EQ(session.collected<std::int32_t>(tone), countUp(300000));
+}
+
 // A task that takes all of an input, value by value, and then goes round for ever with what it holds itself.
 std::uint64_t roundsOfALoop(bool alone) {
     TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
