@@ -48,10 +48,12 @@ TEST_F(Binder, AnArgumentIsPassedAsAnotherKind) {
         {"-32768", zepl::constantInt16}, {"32768", zepl::constantInt32},   {"2147483648", zepl::constantDouble},
         {"0.5", zepl::constantDouble},   {"5:int32", zepl::constantInt32}, {"5:float", zepl::constantFloat},
         {"\"5\"", zepl::stringKind},     {"inside", zepl::hostKeyword},    {"outside", zepl::variableInt32},
+        {"HALF", zepl::declaredKeyword}, {"samples", zepl::pipeInt16},     {"taps", zepl::vectorDouble},
     };
     for (const auto& [argument, kind] : arguments) {
-        const BoundProcedure bound =
-            bind("variable outside : int32 = 1\nSCRIPT (\"?kind:2\", " + std::string(argument) + ")\n");
+        const BoundProcedure bound = bind(
+            "variable outside : int32 = 1\npipe samples : int16\nvector taps : double = [1]\nSCRIPT (\"?kind:2\", " +
+            std::string(argument) + ")\n");
         ASSERT_NE(bound.session, nullptr) << argument;
         EXPECT_EQ(bound.session->run().console, Lines{std::to_string(kind)}) << argument;
     }

@@ -48,31 +48,28 @@ TEST_F(BinaryTest, samplesOfSomeTypeOrByteOrderAreReadWrong) {
 }
 
 TEST_F(BinaryTest, theHeaderOfSomeVersionOrSpellingIsMisread) {
-    const std::vector<std::int16_t> expected{1, 2};
     const std::string samples = "\x01\x00\x02\x00"s, entry = entries("<i2", "(2,)");
-    for (const std::string& file : {npy(entry, samples), npy(entry, samples, 2), npy(entry, samples, 3),
-                                    npy(entry, samples + "behind the array")}) {
+    for (const std::string& file :
+         {npy(entry, samples), npy(entry, samples, 2), npy(entry, samples, 3), npy(entry, samples + "behind the array"),
+          npy("{ \"shape\":(2) ,'descr':\"=i2\",'fortran_order':True}", samples)}) {
         put("a.NPY", file);
-        EXPECT_EQ(elementsOf<std::int16_t>("a.NPY"), expected);
+        EXPECT_EQ(elementsOf<std::int16_t>("a.NPY"), (std::vector<std::int16_t>{1, 2})) << file;
     }
-    put("a.npy", npy("{ \"shape\":(2) ,'descr':\"=i2\",'fortran_order':True}", samples));
-    EXPECT_EQ(elementsOf<std::int16_t>("a.npy"), expected);
 }
 
 TEST_F(BinaryTest, channelsComeApartWhereFramesStraddleBlocks) {
     std::string samples;
     for (int i = 0; i < 30000; ++i) samples += {static_cast<char>(i), static_cast<char>(i >> 8)};
     put("a.npy", npy(entries("<i2", "(3, 10000)"), samples));
-    ReadRequest request = reading("a.npy", ElementType::int16);
-    EXPECT_EQ(openSource(request)->channels(), 10000);
-    EXPECT_EQ(openSource(request)->length(), 30000U);
-    EXPECT_EQ(elementsOf<std::int16_t>(request).at(29999), 29999);
-    request.channel = 9999;
-    EXPECT_EQ(openSource(request)->channels(), 1);
-    EXPECT_EQ(openSource(request)->length(), 3U);
-    EXPECT_EQ(elementsOf<std::int16_t>(request), (std::vector<std::int16_t>{9998, 19998, 29998}));
-    request.channel = 10001;
-    EXPECT_EQ(refusedRead(request), "a.npy: there is no channel 10001 | the recording has the channels 1 to 10000");
+    const auto whole = openSource(reading("a.npy")), one = openSource(channelOf("a.npy", 9999));
+    EXPECT_EQ(whole->channels(), 10000);
+    EXPECT_EQ(whole->length(), 30000U);
+    EXPECT_EQ(elementsOf<std::int16_t>("a.npy").at(29999), 29999);
+    EXPECT_EQ(one->channels(), 1);
+    EXPECT_EQ(one->length(), 3U);
+    EXPECT_EQ(elementsOf<std::int16_t>(channelOf("a.npy", 9999)), (std::vector<std::int16_t>{9998, 19998, 29998}));
+    EXPECT_EQ(refusedRead(channelOf("a.npy", 10001)),
+              "a.npy: there is no channel 10001 | the recording has the channels 1 to 10000");
 }
 
 TEST_F(BinaryTest, aBadNpyFilePassesOrIsRefusedWithAnotherReason) {
@@ -140,19 +137,17 @@ TEST_F(BinaryTest, writtenBitsAreNotReadBack) {
 }
 
 TEST_F(BinaryTest, aRawFileOfBrokenElementsOrWithAChannelIsRead) {
-    const std::string check = " | check the type and that the file is whole";
     put("a.bin", "");
     EXPECT_TRUE(elementsOf<double>("a.bin").empty());
-    ReadRequest request = reading("a.bin", ElementType::int16);
-    request.channel = 1;
-    EXPECT_EQ(refusedRead(request),
+    EXPECT_EQ(refusedRead(channelOf("a.bin", 1)),
               "a.bin: raw data does not tell how many channels it has | "
               "convert it to .npy of shape (frames, channels), or to .wav");
-    request.channel.reset();
-    request.column = 1;
-    EXPECT_EQ(refusedRead(request), "a.bin: only CSV files have columns | choose a channel with `channel K`");
+    EXPECT_EQ(refusedRead(columnOf("a.bin", 1)),
+              "a.bin: only CSV files have columns | choose a channel with `channel K`");
     expectRefusals("a.bin", ElementType::float64,
-                   {{"12345678901", ": it ends with 3 bytes of an incomplete double sample" + check}});
+                   {{"12345678901",
+                     ": it ends with 3 bytes of an incomplete double sample | "
+                     "check the type and that the file is whole"}});
 }
 
 }  // namespace

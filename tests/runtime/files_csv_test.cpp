@@ -6,15 +6,7 @@
 namespace libzepl {
 namespace {
 
-class CsvTest : public FilesTest {
- protected:
-    std::string refusedColumn(std::string_view text, std::variant<std::int64_t, std::string> column) {
-        put("ecg.csv", text);
-        ReadRequest request = reading("ecg.csv", ElementType::int16);
-        request.column = std::move(column);
-        return refusedRead(request);
-    }
-};
+using CsvTest = FilesTest;
 
 TEST_F(CsvTest, elementsAreLostOrMixedUpByTheLayout) {
     const struct {
@@ -40,26 +32,21 @@ TEST_F(CsvTest, elementsAreLostOrMixedUpByTheLayout) {
 
 TEST_F(CsvTest, theChosenColumnIsAnother) {
     put("ecg.csv", "time,\"lead, one\",lead two\n10:00,1,2\n10:01,3,4\n");
-    ReadRequest request = reading("ecg.csv", ElementType::int16);
     const std::vector<std::int16_t> one{1, 3}, two{2, 4};
-    request.column = "lead, one";
-    EXPECT_EQ(elementsOf<std::int16_t>(request), one);
-    request.column = 3;
-    EXPECT_EQ(elementsOf<std::int16_t>(request), two);
-    EXPECT_EQ(openSource(request)->channels(), 1);
-    request.column.reset();
-    request.channel = 2;
-    EXPECT_EQ(elementsOf<std::int16_t>(request), one);
-    request.channel.reset();
-    EXPECT_EQ(openSource(request)->channels(), 3);
-    EXPECT_EQ(openSource(request)->length(), std::nullopt);
-    EXPECT_EQ(openSource(request)->rate(), std::nullopt);
+    EXPECT_EQ(elementsOf<std::int16_t>(columnOf("ecg.csv", "lead, one")), one);
+    EXPECT_EQ(elementsOf<std::int16_t>(columnOf("ecg.csv", 3)), two);
+    EXPECT_EQ(openSource(columnOf("ecg.csv", 3))->channels(), 1);
+    EXPECT_EQ(elementsOf<std::int16_t>(channelOf("ecg.csv", 2)), one);
+    const auto whole = openSource(reading("ecg.csv"));
+    EXPECT_EQ(whole->channels(), 3);
+    EXPECT_EQ(whole->length(), std::nullopt);
+    EXPECT_EQ(whole->rate(), std::nullopt);
 }
 
 TEST_F(CsvTest, aRealCellIsNotTheNearestNumberOfItsType) {
     put("ecg.csv", "0.1\n16777217\n1.00000017881393432617187499\n.5\n5.\n-2.5e-1\n1e-50\ninf\n-inf\n");
-    const std::vector<float> expected{0.1F, 16777216, 1 + 0x1p-23F, 0.5F, 5, -0.25F, 0, INFINITY, -INFINITY};
-    EXPECT_EQ(elementsOf<float>("ecg.csv"), expected);
+    EXPECT_EQ(elementsOf<float>("ecg.csv"),
+              (std::vector<float>{0.1F, 16777216, 1 + 0x1p-23F, 0.5F, 5, -0.25F, 0, INFINITY, -INFINITY}));
     put("ecg.csv", "nan\n-1e-400\n");
     const auto special = elementsOf<double>("ecg.csv");
     EXPECT_TRUE(std::isnan(special.at(0)));
@@ -100,13 +87,22 @@ TEST_F(CsvTest, aConversionIsNotAppliedOrTakesWhatIsNoNumber) {
 }
 
 TEST_F(CsvTest, aMissingColumnIsTakenForAnother) {
-    EXPECT_EQ(refusedColumn("1,2\n", 3), "ecg.csv: there is no column 3 | the file has the columns 1 to 2");
-    EXPECT_EQ(refusedColumn("1\n", 0), "ecg.csv: there is no column 0 | the file has one column");
-    EXPECT_EQ(refusedColumn("1,2\n", "a"), "ecg.csv: it has no heading line | choose a column by its number");
-    EXPECT_EQ(refusedColumn("volts,time\n", "volt"), "ecg.csv: there is no column `volt` | did you mean `volts`?");
-    EXPECT_EQ(refusedColumn("a,b\n", "heart"), "ecg.csv: there is no column `heart` | the columns are `a`, `b`");
-    EXPECT_EQ(refusedColumn("a,a\n", "a"),
-              "ecg.csv: more than one column is headed `a` | choose a column by its number");
+    const struct {
+        const char* text;
+        std::variant<std::int64_t, std::string> column;
+        std::string refusal;
+    } cases[] = {
+        {"1,2\n", 3, "there is no column 3 | the file has the columns 1 to 2"},
+        {"1\n", 0, "there is no column 0 | the file has one column"},
+        {"1,2\n", "a", "it has no heading line | choose a column by its number"},
+        {"volts,time\n", "volt", "there is no column `volt` | did you mean `volts`?"},
+        {"a,b\n", "heart", "there is no column `heart` | the columns are `a`, `b`"},
+        {"a,a\n", "a", "more than one column is headed `a` | choose a column by its number"},
+    };
+    for (const auto& [text, column, refusal] : cases) {
+        put("ecg.csv", text);
+        EXPECT_EQ(refusedRead(columnOf("ecg.csv", column)), "ecg.csv: " + refusal);
+    }
 }
 
 TEST_F(CsvTest, aLineOverTheBoundIsReadOrOneWithinItRefused) {

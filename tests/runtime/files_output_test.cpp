@@ -10,12 +10,7 @@
 namespace libzepl {
 namespace {
 
-class OutputTest : public FilesTest {
- protected:
-    std::string refusedWrite(const std::string& name) {
-        return refusal([&] { createSink(writing<std::int16_t>(name)); });
-    }
-};
+using OutputTest = FilesTest;
 
 const std::vector<std::string> oneOfEach{"a.bin", "a.npy", "a.csv", "a.wav", "a.flac"};
 
@@ -65,13 +60,16 @@ TEST_F(OutputTest, aFailedWriteIsTakenForADoneOne) {
 }
 
 TEST_F(OutputTest, aPlaceThatCannotBeWrittenIsNotNamed) {
-    EXPECT_EQ(refusedWrite("gone/a.csv"), "gone/a.csv: its folder does not exist | create the folder first");
     std::filesystem::create_directory(at("folder.csv"));
-    EXPECT_EQ(refusedWrite("folder.csv"), "folder.csv: is a folder | name a file in it");
     put("file", "");
-    EXPECT_EQ(refusedWrite("file/a.csv"), "file/a.csv: cannot be written: Not a directory | ");
-    EXPECT_EQ(refusedWrite("a.txt").substr(0, 66),
-              "a.txt: the ending `.txt` is of no known format | the endings are .");
+    for (const std::string refused :
+         {"gone/a.csv: its folder does not exist | create the folder first",
+          "folder.csv: is a folder | name a file in it", "file/a.csv: cannot be written: Not a directory | ",
+          "a.txt: the ending `.txt` is of no known format | the endings are ."}) {
+        const std::string name = refused.substr(0, refused.find(':'));
+        const std::string said = refusal([&] { createSink(writing<std::int16_t>(name)); });
+        EXPECT_EQ(said.substr(0, refused.size()), refused);
+    }
 }
 
 TEST_F(OutputTest, aFileThatCannotBeReadIsNotNamed) {

@@ -1,27 +1,16 @@
 // A folder of its own for each test of files, and short ways to read, write and refuse.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
 #include <string_view>
-#include <vector>
 
-#include "runtime/diagnostics.h"
-#include "runtime/files.h"
+#include "tests/support/session_support.h"
 
 namespace libzepl {
-
-template <class T>
-constexpr ElementType typeOf() {
-    if constexpr (std::is_same_v<T, std::int16_t>) return ElementType::int16;
-    if constexpr (std::is_same_v<T, std::int32_t>) return ElementType::int32;
-    return std::is_same_v<T, float> ? ElementType::float32 : ElementType::float64;
-}
 
 class FilesTest : public testing::Test {
  protected:
@@ -45,11 +34,14 @@ class FilesTest : public testing::Test {
 
     ReadRequest reading(const std::string& name, ElementType type = ElementType::int16,
                         const std::string& conversion = {}) const {
-        ReadRequest request;
-        request.path = at(name);
-        request.type = type;
-        request.conversion = conversion;
-        return request;
+        return {.path = at(name), .type = type, .channel = {}, .column = {}, .conversion = conversion};
+    }
+
+    ReadRequest channelOf(const std::string& name, std::int64_t channel) const {
+        return {.path = at(name), .type = ElementType::int16, .channel = channel, .column = {}, .conversion = {}};
+    }
+    ReadRequest columnOf(const std::string& name, std::variant<std::int64_t, std::string> column) const {
+        return {.path = at(name), .type = ElementType::int16, .channel = {}, .column = column, .conversion = {}};
     }
 
     // Read in pieces of seven, so that no piece falls on a block's end.
@@ -66,16 +58,12 @@ class FilesTest : public testing::Test {
     }
     template <class T>
     std::vector<T> elementsOf(const std::string& name, const std::string& conversion = {}) const {
-        return elementsOf<T>(reading(name, typeOf<T>(), conversion));
+        return elementsOf<T>(reading(name, elementTypeOf<T>(), conversion));
     }
 
     template <class T>
     WriteRequest writing(const std::string& name) const {
-        WriteRequest request;
-        request.path = at(name);
-        request.type = typeOf<T>();
-        request.name = "signal";
-        return request;
+        return {.path = at(name), .type = elementTypeOf<T>(), .rate = 1000, .name = "signal", .limit = {}};
     }
     template <class T>
     void save(const std::string& name, const std::vector<T>& elements) const {

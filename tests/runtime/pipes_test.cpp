@@ -1,4 +1,4 @@
-// Pipes as tasks see them.
+// Pipes and pbufs as tasks see them.
 
 #include <bit>
 
@@ -7,57 +7,67 @@
 namespace libzepl {
 namespace {
 
-TEST(Pipes, EveryReaderGetsAllElementsFromTheFirst) {
-    TestSession session;
-    const PipeId source = session.input("source", countUp(3000), 10);
-    std::vector<PipeId> copies;
-    for (const char* steps : {"read:2 write:3 *( move:2,3 )", "read:2 write:3 *( move:2,3 switch switch switch )",
-                              "read:2 write:3 get:2 put:3,$ block:2,64 block:3,64 *( copy:2,3 )"}) {
-        copies.push_back(session.output("copy"));
-        session.script(steps, source, copies.back());
+struct ReadCase {
+    const char* steps;  // on a pipe of this capacity that gets 0, 1, ... as many as are given, at 2 and at 3
+    Lines lines;
+    std::size_t given = 10;
+    std::optional<std::uint64_t> capacity{};
+};
+
+void expectRead(const std::vector<ReadCase>& cases) {
+    for (const ReadCase& each : cases) {
+        TestSession session;
+        const PipeId source = session.input("source", countUp(each.given), each.capacity);
+        EXPECT_EQ(printed(session, {each.steps}, source, source), each.lines) << each.steps;
     }
-    const Report report = session.run();
-    for (const PipeId copy : copies) EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(3000));
-    EXPECT_EQ(report.pipes[0].written, 3000U);
-    EXPECT_EQ(report.pipes[0].unread, 0U);
 }
 
 TEST(Pipes, OperationsSeeWhatTheirOwnCursorHasLeft) {
-    const struct {
-        const char* steps;
-        Lines lines;
-    } cases[] = {
+    expectRead({
         {"read:2 ?num:2 switch ?num:2 ?complete:2,5 ?complete:2,50", {"0", "10", "5", "10"}},
         {"read:2 switch rem:2,3 ?get:2 ?num:2", {"3", "6"}},
         {"read:2 read:3 ?get:2 ?get:2 ?get:3 ?num:2 ?num:3", {"0", "1", "0", "8", "9"}},
         {"read:2 rem:2,0 rem:2,-1 ?complete:2,0 ?complete:2,-5 ?get:2", {"0", "0", "0"}},
         {"read:2 read:2 ?get:2 read:2 ?get:2", {"0", "1"}},
-    };
-    for (const auto& [steps, lines] : cases) {
-        TestSession session;
-        const PipeId source = session.input("source", countUp(10));
-        session.script(steps, source, source);
-        EXPECT_EQ(session.run().console, lines) << steps;
-    }
+    });
 }
 
 TEST(Pipes, HoldTheirCapacityAndWhatAReaderAsksFor) {
-    const struct {
-        const char* steps;
-        const char* held;
-    } cases[] = {
-        {"read:2 6( switch ) ?num:2", "16"},
-        {"read:2 complete:2,100 6( switch ) ?num:2", "100"},
-        {"read:2 complete:2,10 6( switch ) ?num:2", "16"},
-        {"read:2 rem:2,500 6( switch ) ?num:2", "16"},
-        {"read:2 block:2,300 least:2,300 fetch:2 6( switch ) ?num:2", "300"},
-        {"read:2 block:2,300 fetch:2 6( switch ) ?num:2", "16"},
-    };
-    for (const auto& [steps, held] : cases) {
-        TestSession session;
-        session.script(steps, session.input("source", countUp(2000), 16));
-        EXPECT_EQ(session.run().console, Lines({held})) << steps;
-    }
+    expectRead({
+        {"read:2 6( switch ) ?num:2", {"16"}, 2000, 16},
+        {"read:2 complete:2,100 6( switch ) ?num:2", {"100"}, 2000, 16},
+        {"read:2 complete:2,10 6( switch ) ?num:2", {"16"}, 2000, 16},
+        {"read:2 rem:2,500 6( switch ) ?num:2", {"16"}, 2000, 16},
+        {"read:2 block:2,300 least:2,300 fetch:2 6( switch ) ?num:2", {"300"}, 2000, 16},
+        {"read:2 block:2,300 fetch:2 6( switch ) ?num:2", {"16"}, 2000, 16},
+    });
+}
+
+TEST(Pbufs, GetsKeepWithinTheLeastAndTheGreatestCount) {
+    expectRead({
+        {"read:2 ?block:2,4 ?fetch:2 ?element:2,3 ?fetch:2 ?fetch:2 ?element:2,1", {"4001", "4", "3", "4", "2", "9"}},
+        {"read:2 block:2,8 switch least:2,3 most:2,4 ?fetch:2 ?fetch:2 ?held:2 ?fetch:2", {"4", "4", "4"}},
+        {"read:2 block:2,8 least:2,0 ?fetch:2 switch ?fetch:2 ?fetch:2 ?fetch:2 ?held:2", {"0", "8", "2", "0", "0"}},
+        {"read:2 block:2,8 least:2,8 ?fetch:2 ?fetch:2", {"8"}},
+        {"read:2 block:2,4 least:2,9 ?fetch:2", {"4"}},
+        {"read:2 block:2,4 most:2,0 least:2,0 switch ?fetch:2 most:2,4 ?fetch:2", {"0", "4"}},
+    });
+}
+
+TEST(Pbufs, NoTransferMovesTheDataArea) {
+    TestSession session;
+    const Lines areas = printed(session, {"read:2 block:2,4 ?area:2 fetch:2 ?area:2 fetch:2 ?area:2"},
+                                session.input("source", countUp(10)));
+    EXPECT_EQ(areas, Lines(3, areas.at(0)));
+    EXPECT_EQ(std::stoull(areas[0]) % 64, 0U);
+}
+
+TEST(Pbufs, APutLeavesNothingForTheNext) {
+    TestSession session;
+    const PipeId result = session.output("result", 8);
+    EXPECT_EQ(printed(session, {"write:2 block:2,10 ?fill:2,5 send:2 ?held:2 ?fill:2,3"}, result),
+              Lines({"0", "0", "0"}));
+    EXPECT_EQ(session.collected<std::int32_t>(result), countUp(8));
 }
 
 TEST(Pipes, AWriterThatWaitsForSeveralReadersGoesOnWhenTheLastHasTaken) {
@@ -76,28 +86,14 @@ TEST(Pipes, AWriterThatWaitsForSeveralReadersGoesOnWhenTheLastHasTaken) {
     for (const PipeId copy : copies) EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(1000));
 }
 
-TEST(Pipes, APutLargerThanTheCapacityArrivesInOrder) {
-    TestSession session;
-    const PipeId narrow = session.pipe("narrow", 4), wide = session.output("wide", 205);
-    session.script("read:2 write:3 *( move:2,3 )", narrow, wide);
-    session.script("write:2 put:2,# put:2,# block:2,100 fill:2,100 fill:2,100 put:2,# put:2,# put:2,#", narrow);
-    session.run();
-    EXPECT_EQ(session.collected<std::int32_t>(wide), countUp(205));
-}
-
-template <class Element>
-Lines gotten(Element element) {
-    TestSession session;
-    session.script("read:2 ?get:2", session.input("source", std::vector<Element>{element}));
-    return session.run().console;
-}
-
 TEST(Pipes, PipeGetWidensIntegersBySignAndGivesTheLowWordOfOthers) {
-    EXPECT_EQ(gotten<std::int16_t>(-32768), Lines({"-32768"}));
-    EXPECT_EQ(gotten<std::int16_t>(32767), Lines({"32767"}));
-    EXPECT_EQ(gotten<std::int32_t>(-2147483647 - 1), Lines({"-2147483648"}));
-    EXPECT_EQ(gotten(1.0F), Lines({"1065353216"}));
-    EXPECT_EQ(gotten(std::bit_cast<double>(std::uint64_t{0x7FF00000'80000001})), Lines({"-2147483647"}));
+    TestSession session;
+    session.script("read:2 read:3 read:4 read:5 ?get:2 ?get:2 ?get:3 ?get:4 ?get:5",
+                   session.input("narrow", std::vector<std::int16_t>{-32768, 32767}),
+                   session.input("wide", std::vector<std::int32_t>{-2147483647 - 1}),
+                   session.input("real", std::vector{1.0F}),
+                   session.input("fine", std::vector{std::bit_cast<double>(0x7FF00000'80000001)}));
+    EXPECT_EQ(session.run().console, Lines({"-32768", "32767", "-2147483648", "1065353216", "-2147483647"}));
 }
 
 TEST(Pipes, PipePutNarrowsToTheWidthOfThePipe) {
@@ -125,20 +121,16 @@ TEST(Pipes, ASecondWriterIsRefusedByName) {
 
 TEST(Pipes, AReaderThatOpensLateGetsWhatComesFromThenOn) {
     TestSession session;
-    const PipeId pipe = session.pipe("pipe");
-    session.script("write:2 switch 10( put:2,# switch )", pipe);
-    session.script("5( switch ) read:2 ?get:2 ?get:2", pipe);
-    EXPECT_EQ(session.run().console, Lines({"5", "6"}));
+    EXPECT_EQ(printed(session, {"write:2 switch 10( put:2,# switch )", "5( switch ) read:2 ?get:2 ?get:2"},
+                      session.pipe("pipe")),
+              Lines({"5", "6"}));
 }
 
 TEST(Pipes, StartsComeBeforeTheInput) {
     TestSession session;
     const PipeId source = session.loop("source", {7, 8});
     session.feed<std::int32_t>(source, {1, 2});
-    const PipeId copy = session.output("copy");
-    session.script("read:2 write:3 *( move:2,3 )", source, copy);
-    session.run();
-    EXPECT_EQ(session.collected<std::int32_t>(copy), std::vector<std::int32_t>({7, 8, 1, 2}));
+    EXPECT_EQ(printed(session, {"read:2 ?get:2 ?get:2 ?get:2 ?get:2"}, source), Lines({"7", "8", "1", "2"}));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace libzepl {
@@ -43,39 +44,26 @@ TEST(Procedure, declarationIsReadWrong) {
         "IDLE ()");
     EXPECT_EQ(mistakes, "");
     EXPECT_EQ(p.rate, 250);
-    ASSERT_EQ(p.pipes.size(), 2u);
-    const PipeDeclaration& ecg = p.pipes[0];
-    EXPECT_EQ(ecg.name, "ecg");
-    EXPECT_EQ(ecg.capacity, 64u);
-    ASSERT_EQ(ecg.starts.size(), 3u);
-    EXPECT_EQ(ecg.starts[2].integer, 16);
-    EXPECT_EQ(ecg.from->path, "in.wav");
-    EXPECT_EQ(std::get<std::string>(*ecg.from->column), "A # \"B\"");
-    EXPECT_EQ(ecg.from->conversion, "round");
-    EXPECT_EQ(ecg.from->place.line, 4);
-    EXPECT_FALSE(ecg.from->limit);
-    EXPECT_EQ(ecg.to->path, "o.csv");
-    EXPECT_EQ(ecg.to->limit, 9u);
-    EXPECT_EQ(p.pipes[1].type, ElementType::float64);
-    EXPECT_EQ(p.pipes[1].from->path, "-");
-    EXPECT_EQ(p.pipes[1].from->channel, 2);
-    EXPECT_FALSE(p.pipes[1].to);
-    EXPECT_EQ(p.triggers.at(0).to->path, "-");
-    EXPECT_EQ(p.triggers[0].to->limit, 3u);
+    const PipeDeclaration &ecg = p.pipes.at(0), &raw = p.pipes.at(1);
+    EXPECT_EQ(std::tuple(ecg.name, ecg.capacity, ecg.starts.size(), ecg.starts.at(2).integer),
+              std::tuple("ecg", 64u, 3u, 16));
+    EXPECT_EQ(std::tuple(ecg.from->path, std::get<std::string>(*ecg.from->column), ecg.from->conversion),
+              std::tuple("in.wav", "A # \"B\"", "round"));
+    EXPECT_TRUE(ecg.from->place.line == 4 && !ecg.from->limit && !raw.to);
+    EXPECT_EQ(std::tuple(ecg.to->path, ecg.to->limit), std::tuple("o.csv", 9u));
+    EXPECT_EQ(std::tuple(raw.type, raw.from->path, raw.from->channel), std::tuple(ElementType::float64, "-", 2));
+    EXPECT_EQ(std::tuple(p.triggers.at(0).to->path, p.triggers[0].to->limit), std::tuple("-", 3u));
     EXPECT_EQ(p.variables.at(0).value.real, -std::numeric_limits<double>::infinity());
-    ASSERT_EQ(p.vectors.at(0).values.size(), 2u);
-    EXPECT_EQ(p.vectors[0].values[0].real, 0.5);
+    EXPECT_EQ(std::tuple(p.vectors.at(0).values.size(), p.vectors[0].values.at(0).real), std::tuple(2u, 0.5));
     EXPECT_EQ(std::get<std::int64_t>(*p.vectors.at(1).from->column), 3);
+    using Kind = Argument::Kind;
     const std::vector<Argument>& arguments = p.commands.at(0).arguments;
     ASSERT_EQ(arguments.size(), 5u);
-    EXPECT_EQ(arguments[0].kind, Argument::Kind::word);
-    EXPECT_EQ(arguments[1].number.integer, -5);
-    EXPECT_EQ(arguments[1].type, ElementType::int32);
-    EXPECT_EQ(arguments[2].kind, Argument::Kind::text);
-    EXPECT_EQ(arguments[2].text, "a\\b\n\t");
-    EXPECT_FALSE(arguments[4].type);
-    EXPECT_EQ(arguments[4].place.column, 45);
-    EXPECT_EQ(arguments[4].text, "0.5");
+    EXPECT_EQ(arguments[0].kind, Kind::word);
+    EXPECT_EQ(std::tuple(arguments[1].number.integer, arguments[1].type), std::tuple(-5, ElementType::int32));
+    EXPECT_EQ(std::tuple(arguments[2].kind, arguments[2].text), std::tuple(Kind::text, "a\\b\n\t"));
+    EXPECT_EQ(std::tuple(arguments[4].type, arguments[4].place.column, arguments[4].text),
+              std::tuple(std::nullopt, 45, "0.5"));
     EXPECT_EQ(p.commands.at(1).place.line, 14);
 }
 
@@ -113,7 +101,6 @@ TEST(Procedure, mistakeIsToldWrong) {
     const std::string noInteger = "write it without a point or an exponent, or take float or double";
     const std::vector<std::pair<std::string, std::string>> cases{
         {"pip x : int16", "1:1 unknown declaration `pip` | did you mean `pipe`?"},
-        {"Trigger x", "1:1 unknown declaration `Trigger` | did you mean `trigger`?"},
         {"FOO a",
          "1:5 expected `(` and the arguments of `FOO`, not `a` | a line is a declaration (rate, pipe, trigger, "
          "variable, vector) or COMMAND ( argument, ... )"},
@@ -139,12 +126,10 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"pipe x : int16 starts []", "1:24 expected a number, not `]`"},
         {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit"},
         {"vector x : int16", "1:17 expected `= [ ... ]` or `from` and a file, but the line ends here"},
-        {"vector x : int16 = [,]", "1:21 expected a number, not `,`"},
         {"vector x : int16 = [1 2]", "1:23 expected `,` or `]`, not `2`"},
         {"vector x : int16 = [1] from -", "1:24 expected the end of the line, not `from` | write one statement a line"},
         {"variable x : int16 = 0xFFFF", "1:22 `0xFFFF`" + natural + " | for the bits of `0xFFFF` write -1"},
         {"variable x : int16 = 0x10000", "1:22 `0x10000`" + natural + " | int32 holds it"},
-        {"variable x : int16 = -32769", "1:22 `-32769`" + natural + " | int32 holds it"},
         {"A (1.0:int16)", "1:4 `1.0` is not an integer, which int16 takes | " + noInteger},
         {"A (0x80000000 :int32)",
          "1:4 `0x80000000` is out of range: int32 holds -2147483648 to 2147483647 | for the "
@@ -161,7 +146,6 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"A (5:)", "1:6 expected a type: int16, int32, float or double, not `)`"},
         {"A (a,\nrate\n5)", "3:1 expected `,` or `)`, not `5`"},
         {"A (0x1e+5)", "1:8 expected `,` or `)`, not `+5`"},
-        {"A (a b)", "1:6 expected `,` or `)`, not `b`"},
         {"A (a]\nB (\n", "1:5 expected `,` or `)`, not `]`\n2:3 `(` is not closed | close it with `)`"},
         {"A (a) B (b)", "1:7 expected the end of the line, not `B` | write one statement a line"},
         {"A ([1])",
@@ -216,41 +200,26 @@ TEST(Procedure, readingGoesOnPastItsBounds) {
 }
 
 TEST(Numbers, formIsReadWrong) {
-    struct Case {
-        const char* text;
-        bool isInteger;
-        std::int64_t integer;
-        double real;
-    };
-    constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
-    const std::vector<Case> cases{
-        {"0", true, 0, 0},
-        {"-0", true, 0, -0.0},
-        {"+7", true, 7, 7},
-        {"007", true, 7, 7},
-        {"0x1f", true, 31, 31},
-        {"-0X1F", true, -31, -31},
-        {"5.", false, 0, 5},
-        {".5", false, 0, 0.5},
-        {"-1e3", false, 0, -1000},
-        {"1E+2", false, 0, 100},
-        {"2e-1", false, 0, 0.2},
-        {"5e-324", false, 0, 5e-324},
-        {"+inf", false, 0, HUGE_VAL},
-        {"-inf", false, 0, -HUGE_VAL},
-        {"-0.0", false, 0, -0.0},
-        {"9223372036854775807", true, std::numeric_limits<std::int64_t>::max(), 0x1p63},
-        {"-9223372036854775808", true, least, -0x1p63},
-        {"-0x8000000000000000", true, least, -0x1p63},
-        {"9007199254740993", true, 9007199254740993, 9007199254740992},
-    };
-    for (const Case& each : cases) {
-        const auto number = parseNumber(each.text);
-        ASSERT_TRUE(number) << each.text;
-        EXPECT_EQ(number->isInteger, each.isInteger) << each.text;
-        EXPECT_EQ(number->integer, each.integer) << each.text;
-        EXPECT_EQ(std::bit_cast<std::uint64_t>(number->real), std::bit_cast<std::uint64_t>(each.real)) << each.text;
+    const std::vector<std::pair<const char*, std::int64_t>> integers{
+        {"0", 0}, {"+7", 7}, {"007", 7}, {"0x1f", 31}, {"-0X1F", -31}, {"9007199254740993", 9007199254740993}};
+    for (const auto& [text, value] : integers) {
+        const Number number = parseNumber(text).value();
+        EXPECT_TRUE(number.isInteger) << text;
+        EXPECT_EQ(number.integer, value) << text;
+        EXPECT_EQ(number.real, static_cast<double>(value)) << text;
     }
+    const std::vector<std::pair<const char*, double>> reals{{"5.", 5},          {".5", 0.5},         {"-1e3", -1000},
+                                                            {"1E+2", 100},      {"2e-1", 0.2},       {"5e-324", 5e-324},
+                                                            {"+inf", HUGE_VAL}, {"-inf", -HUGE_VAL}, {"-0.0", -0.0}};
+    for (const auto& [text, value] : reals) {
+        const Number number = parseNumber(text).value();
+        EXPECT_FALSE(number.isInteger) << text;
+        EXPECT_EQ(std::bit_cast<std::uint64_t>(number.real), std::bit_cast<std::uint64_t>(value)) << text;
+    }
+    EXPECT_EQ(parseNumber("9223372036854775807")->integer, std::numeric_limits<std::int64_t>::max());
+    for (const char* text : {"-9223372036854775808", "-0x8000000000000000"})
+        EXPECT_EQ(parseNumber(text)->integer, std::numeric_limits<std::int64_t>::min());
+    EXPECT_TRUE(parseNumber("-0")->isInteger && std::signbit(parseNumber("-0")->real));
     EXPECT_TRUE(std::isnan(parseNumber("nan")->real));
 }
 
@@ -286,19 +255,13 @@ TEST(Numbers, typeHoldsOrStoresOtherValues) {
         storeNumber(type, *parseNumber(text), &cell);
         return cell;
     };
-    for (const auto& [text, in16, in32] :
-         std::vector<std::tuple<const char*, bool, bool>>{{"32767", true, true},
-                                                          {"32768", false, true},
-                                                          {"-32768", true, true},
-                                                          {"-32769", false, true},
-                                                          {"2147483647", false, true},
-                                                          {"2147483648", false, false},
-                                                          {"-2147483648", false, true},
-                                                          {"-2147483649", false, false},
-                                                          {"1.0", false, false},
-                                                          {"nan", false, false}}) {
-        EXPECT_EQ(holds(ElementType::int16, *parseNumber(text)), in16) << text;
-        EXPECT_EQ(holds(ElementType::int32, *parseNumber(text)), in32) << text;
+    // how many of the integer types hold it
+    const std::vector<std::pair<const char*, int>> held{
+        {"32767", 2},      {"32768", 1},       {"-32768", 2},      {"-32769", 1}, {"2147483647", 1},
+        {"2147483648", 0}, {"-2147483648", 1}, {"-2147483649", 0}, {"1.0", 0},    {"nan", 0}};
+    for (const auto& [text, types] : held) {
+        EXPECT_EQ(holds(ElementType::int16, *parseNumber(text)), types == 2) << text;
+        EXPECT_EQ(holds(ElementType::int32, *parseNumber(text)), types >= 1) << text;
         EXPECT_TRUE(holds(ElementType::float32, *parseNumber(text))) << text;
     }
     EXPECT_EQ(stored(ElementType::int16, "-2"), 0xFFFEu);

