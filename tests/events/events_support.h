@@ -56,8 +56,8 @@ inline std::vector<TriggerRow> rowsOf(const Counts& events, std::int64_t end) {
 }
 
 // Adds the task of a call such as "TAND $ $ 25": its arguments are the ones given (where a `$` stands), int16 constants, or
-// constants of other types (`5l` int32, `5f` float, `5d` double), words of the host's (`@1`), and new triggers (t), pipes
-// (s l f d) and variables (v int16, w int32).
+// constants of other types (`5l` int32, `5f` float, `5d` double), texts without blanks (`"a`), words of the host's (`@1`), and
+// new triggers (t), pipes (s l f d) and variables (v int16, w int32).
 inline void addCall(TestSession& session, const std::string& call, const std::vector<TaskArgument>& given = {}) {
     std::istringstream words(call);
     TaskSettings task;
@@ -75,6 +75,7 @@ inline void addCall(TestSession& session, const std::string& call, const std::ve
                                  : word == "v"    ? session.use(session.addVariable(name, ElementType::int16, &zero))
                                  : word == "w"    ? session.use(session.addVariable(name, ElementType::int32, &zero))
                                  : word[0] == '@' ? hostWord(std::stoi(word.substr(1)))
+                                 : word[0] == '"' ? textConstant(word.substr(1))
                                  : !isNumber      ? session.use(session.pipe(name, {}, type))
                                  : type == ElementType::int16   ? int16Constant(static_cast<std::int16_t>(value))
                                  : type == ElementType::int32   ? int32Constant(static_cast<std::int32_t>(value))
@@ -111,27 +112,30 @@ inline std::vector<TaskArgument> addSources(TestSession& session, const std::vec
 }
 
 // Runs a call whose first `$` are the sources; the last is the result.
+inline Report runCall(TestSession& session, const std::string& call, const std::vector<Rows>& sources,
+                      const TaskArgument& result) {
+    std::vector<TaskArgument> given = addSources(session, sources);
+    given.push_back(result);
+    addCall(session, call, given);
+    Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::ok) << call;
+    return report;
+}
+
 inline Outcome outcomeOf(const std::string& call, const std::vector<Rows>& sources, FeedPolicy feed = whole) {
     TestSession session({.feed = feed});
-    std::vector<TaskArgument> given = addSources(session, sources);
     const TriggerId result = session.addTrigger("result");
     session.collect(result);
-    given.push_back(session.use(result));
-    addCall(session, call, given);
-    const Report report = session.run();
-    EXPECT_EQ(report.status, Report::Status::ok) << call;
-    return {session.collectedEvents(result), report.triggers.back().status};
+    const std::uint32_t status = runCall(session, call, sources, session.use(result)).triggers[0].status;
+    return {session.collectedEvents(result), status};
 }
 
 // The same for a result in a pipe.
 template <class Element>
 std::vector<Element> writtenBy(const std::string& call, const Rows& source, FeedPolicy feed = whole) {
     TestSession session({.feed = feed});
-    std::vector<TaskArgument> given = addSources(session, {source});
     const PipeId result = session.output("result", {}, elementTypeOf<Element>());
-    given.push_back(session.use(result));
-    addCall(session, call, given);
-    EXPECT_EQ(session.run().status, Report::Status::ok) << call;
+    runCall(session, call, {source}, session.use(result));
     return session.collected<Element>(result);
 }
 
