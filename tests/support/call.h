@@ -7,9 +7,9 @@
 
 namespace libzepl {
 
-// Adds the task of a call such as "TAND $ $ 25": its arguments are the ones given (where a `$` stands), int16 constants, or
-// constants of other types (`5l` int32, `5f` float, `5d` double), texts without blanks (`"a`), words of the host's (`@1`), and
-// new triggers (t), pipes (s l f d) and variables (v int16, w int32).
+// Adds the task of a call such as "TAND $ $ 25": its arguments are the ones given (where a `$` stands), int16 constants,
+// constants of other types (`5l` int32, `5f` float, `5d` double), texts without blanks (`"a`), words of the host's
+// (`@1`), and new triggers (t), pipes (s l f d) and variables (v int16, w int32).
 inline void addCall(TestSession& session, const std::string& call, const std::vector<TaskArgument>& given = {}) {
     std::istringstream words(call);
     TaskSettings task;
