@@ -1,4 +1,4 @@
-// PID1 against a plain computation of its law in single precision, and the forms of its list.
+// PID1 against a plain computation of its law in single precision.
 
 #include "tests/control/control_support.h"
 
@@ -41,11 +41,11 @@ Samples driveOf(const Loop& loop, const Samples& measured) {
     TestSession session(atOnce());
     const PipeId now = session.input("now", measured), drive = session.output("drive", {}, ElementType::int16);
     const VariableId setpoint = session.addVariable("setpoint", ElementType::int16, &loop.setpoint);
-    TaskSettings task{.command = "PID1",
-                      .arguments = {session.use(now), session.use(setpoint), int16Constant(loop.p),
-                                    int16Constant(loop.i), int16Constant(loop.d), session.use(drive)}};
-    for (const std::int16_t limit : loop.limits) task.arguments.push_back(int16Constant(limit));
-    session.addTask(std::move(task));
+    std::string call = "PID1 $ $";
+    for (const int gain : {loop.p, loop.i, loop.d}) call += " " + std::to_string(gain);
+    call += " $";
+    for (const int limit : loop.limits) call += " " + std::to_string(limit);
+    addCall(session, call, {session.use(now), session.use(setpoint), session.use(drive)});
     EXPECT_EQ(session.run().status, Report::Status::ok);
     return session.collected<std::int16_t>(drive);
 }
@@ -96,49 +96,6 @@ TEST(Pid1, AVariableIsNotReadAtEverySample) {
     EXPECT_EQ(driveWhile(3, 30000), Samples({20, 19, 16, 13}));  // -2 and -3 steps of 1 and 2 hundredths
     EXPECT_EQ(driveWhile(5, 7), Samples({7, 0, 1, 2}));
     EXPECT_EQ(driveWhile(4, 30), Samples({30, 19, 17, 14}));
-}
-
-// The list behind the gains, by letters: p and v an int16 pipe and variable, P an int32 pipe, digits constants.
-Lines outcome(const std::string& form) {
-    TestSession session;
-    const std::int16_t zero = 0;
-    const VariableId setpoint = session.addVariable("setpoint", ElementType::int16, &zero);
-    TaskSettings task{.command = "PID1",
-                      .arguments = {session.use(session.input("now", Samples{1})), session.use(setpoint),
-                                    int16Constant(1), int16Constant(1), int16Constant(1)}};
-    for (const char c : form) {
-        const auto value = static_cast<std::int16_t>(c - '5');
-        const std::string name = "x" + std::to_string(task.arguments.size());
-        task.arguments.push_back(c == 'p'   ? session.use(session.pipe(name, {}, ElementType::int16))
-                                 : c == 'P' ? session.use(session.pipe(name))
-                                 : c == 'v' ? session.use(session.addVariable(name, ElementType::int16, &value))
-                                            : int16Constant(value));
-    }
-    session.addTask(std::move(task));
-    return outcomeOf(session);
-}
-
-TEST(Pid1Parameters, AFormOfTheListIsTakenForAnother) {
-    const std::string latch = "*** Warning: PID1 output latch feature is not supported.";
-    const std::string rate = "*** Warning: PID1 rate limiter feature is not supported";
-    const std::string reversed = "*** Error: PID1 output range limits reversed";
-    const std::vector<std::pair<std::string, Lines>> cases = {
-        {"p", {"waiting"}},
-        {"p1", {"waiting", rate}},
-        {"p55", {"waiting"}},
-        {"p91", {"error code 4 at 8", reversed}},
-        {"p195", {"waiting", rate}},
-        {"p1955", {"error code 9 at 10"}},
-        {"pp9", {"error code 10 at 7"}},
-        {"v", {"error code 8 at 7", latch}},
-        {"vp", {"waiting", latch}},
-        {"v1", {"error code 10 at 7", latch}},
-        {"vp1", {"waiting", latch, rate}},
-        {"vp91", {"error code 4 at 8", latch, reversed}},
-        {"vp195", {"waiting", latch, rate}},
-        {"P", {"refused at 6"}},
-    };
-    for (const auto& [form, lines] : cases) EXPECT_EQ(outcome(form), lines) << form;
 }
 
 }  // namespace

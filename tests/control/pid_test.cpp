@@ -1,4 +1,4 @@
-// PID against an independent computation of its law, and what it refuses.
+// PID against an independent computation of its law.
 
 #include "tests/control/control_support.h"
 
@@ -42,17 +42,15 @@ std::vector<Element> lawOf(const std::vector<Element>& setpoints, const std::vec
 
 template <class Element>
 std::vector<Element> driveOf(const std::vector<Element>& setpoints, const std::vector<Element>& measured,
-                             const std::vector<GainSet>& sets, std::vector<TaskArgument> limits = {},
-                             float interval = 0.5F) {
+                             const std::vector<GainSet>& sets, const std::string& limits = "",
+                             const std::string& interval = "0.5f") {
     TestSession session(atOnce());
     std::vector<float> gains;
     for (const GainSet& set : sets) gains.insert(gains.end(), set.begin(), set.end());
     const PipeId wanted = session.input("wanted", setpoints), now = session.input("now", measured);
     const PipeId sent = session.input("sent", gains), drive = session.output("drive", {}, elementTypeOf<Element>());
-    TaskSettings task{"PID", {session.use(wanted), session.use(now), session.use(sent), floatConstant(interval)}};
-    task.arguments.push_back(session.use(drive));
-    task.arguments.insert(task.arguments.end(), limits.begin(), limits.end());
-    session.addTask(std::move(task));
+    addCall(session, "PID $ $ $ " + interval + " $ " + limits,
+            {session.use(wanted), session.use(now), session.use(sent), session.use(drive)});
     EXPECT_EQ(session.run().status, Report::Status::ok);
     return session.collected<Element>(drive);
 }
@@ -85,7 +83,7 @@ TYPED_TEST(Controller, ASampleOfPidDiffersFromTheLaw) {
         EXPECT_EQ(bitsOf(driveOf(setpoints, measured, course)), bitsOf(lawOf(setpoints, measured, course, wide)));
         for (const Limits limits : {Limits{-900, 450}, Limits{7, 7}})
             EXPECT_EQ(bitsOf(driveOf(setpoints, measured, course,
-                                     {constantOf<TypeParam>(limits.low), constantOf<TypeParam>(limits.high)})),
+                                     constantOf<TypeParam>(limits.low) + " " + constantOf<TypeParam>(limits.high))),
                       bitsOf(lawOf(setpoints, measured, course, limits)));
     }
 }
@@ -99,12 +97,11 @@ TEST(Pid, AnOutputAtTheEdgeOfItsTypeIsAnother) {
     EXPECT_EQ(driveOf<std::int32_t>({most, -most - 1}, {0, 0}, gains), Int32({most, -most}));
     EXPECT_EQ(driveOf<float>({1e30F, -1e30F}, {0, 0}, gains), (std::vector<float>{32767, -32767}));
     EXPECT_EQ(driveOf<std::int16_t>({29, -29}, {0, 0}, {{0.1F, 0, 0, 1}}), Int16({2, -2}));
-    EXPECT_EQ(driveOf<std::int32_t>({100000, -100000}, {0, 0}, one, {int16Constant(-5), int16Constant(300)}),
-              Int32({300, -5}));
+    EXPECT_EQ(driveOf<std::int32_t>({100000, -100000}, {0, 0}, one, "-5 300"), Int32({300, -5}));
     // With no interval the derivative term is 0 / 0, which is on no side of a limit.
-    EXPECT_EQ(driveOf<std::int16_t>({5}, {5}, one, {}, 0), Int16({0}));
-    EXPECT_EQ(driveOf<std::int32_t>({5}, {5}, one, {}, 0), Int32({-most - 1}));
-    EXPECT_TRUE(std::isnan(driveOf<float>({5}, {5}, one, {}, 0)[0]));
+    EXPECT_EQ(driveOf<std::int16_t>({5}, {5}, one, "", "0f"), Int16({0}));
+    EXPECT_EQ(driveOf<std::int32_t>({5}, {5}, one, "", "0f"), Int32({-most - 1}));
+    EXPECT_TRUE(std::isnan(driveOf<float>({5}, {5}, one, "", "0f")[0]));
 }
 
 TEST(Pid, ADrySetPointOrAnIncompleteGainSetHoldsTheLoopUp) {
@@ -116,48 +113,6 @@ TEST(Pid, ADrySetPointOrAnIncompleteGainSetHoldsTheLoopUp) {
     session.task("PID", setpoints, measured, gains, floatConstant(1), drive);
     EXPECT_EQ(session.run().pipes[0].unread, 3U);
     EXPECT_EQ(session.collected<double>(drive), std::vector<double>(50, 3.0));
-}
-
-// What becomes of PID with these limits, this first gain set and pipes of these types. No set point comes.
-struct Trial {
-    std::vector<TaskArgument> limits = {};
-    GainSet gains = {1, 1, 1, 1};
-    std::vector<ElementType> types = std::vector(3, ElementType::int16);
-};
-Lines outcome(const Trial& trial) {
-    TestSession session;
-    const PipeId wanted = session.pipe("wanted", {}, trial.types[0]), now = session.pipe("now", {}, trial.types[1]);
-    const PipeId gains = session.input("gains", trial.gains), drive = session.pipe("drive", {}, trial.types[2]);
-    TaskSettings task{"PID", {session.use(wanted), session.use(now), session.use(gains), floatConstant(1)}};
-    task.arguments.push_back(session.use(drive));
-    task.arguments.insert(task.arguments.end(), trial.limits.begin(), trial.limits.end());
-    session.addTask(std::move(task));
-    return outcomeOf(session);
-}
-
-TEST(Pid, AWrongListPassesOrIsBlamedElsewhere) {
-    using enum ElementType;
-    const std::string inconsistent = "*** ERROR - PID output range limits are inconsistent";
-    const auto gain = [](const std::string& name, const std::string& value) {
-        return Lines{"error code 5 at 3", "*** WARNING - PID " + name + " gain " + value + " is out of range"};
-    };
-    const TaskArgument low = int16Constant(-5), high = int16Constant(5), wide = int32Constant(5);
-    const std::vector<std::pair<Trial, Lines>> cases = {
-        {{{low}}, {"error code 8 at 7"}},
-        {{{high, high}}, {"running"}},
-        {{{wide, wide}}, {"error code 3 at 6"}},
-        {{{low, wide}}, {"error code 3 at 7"}},
-        {{{high, low}}, {"error code 4 at 7", inconsistent}},
-        // The limits are looked at only once there are good gains.
-        {{{high, low}, {1, 1, 1}}, {"waiting"}},
-        {{{high, low}, {0, 1, 1, 1}}, gain("K", "0.0000e+00")},
-        {{{}, {1, -2, 1, 7}}, gain("Ti", "-2.0000e+00")},
-        {{{}, {1, 1, 123, 7}}, gain("Td", "1.2300e+02")},
-        {{{}, {1, 1, 1, 7}}, gain("Kz", "7.0000e+00")},
-        {{{}, {1, 1, 1, 1}, {int16, int32, int32}}, {"error code 3 at 2"}},
-        {{{}, {1, 1, 1, 1}, {int16, int16, int32}}, {"error code 3 at 5"}},
-    };
-    for (std::size_t i = 0; i < cases.size(); ++i) EXPECT_EQ(outcome(cases[i].first), cases[i].second) << "case " << i;
 }
 
 }  // namespace

@@ -53,10 +53,10 @@ TEST(AlarmBlocks, AnotherSampleThanTheLastOfABlockEndsTheAlarm) {
     samples[1099] = 1;
     std::fill_n(samples.begin() + 1100, 99, std::int16_t{0});  // a block dips out and comes back
     EXPECT_EQ(of(100), Lines({"0:0", "1100:1", "2100:0"}));
-    // No more than 256 samples are looked at together: of a block of 1000, the last ones begin at 768.
+    // Samples are looked at by 256: of the alarms from 0 and from 512 the first goes on into the next block.
     std::fill(samples.begin(), samples.end(), std::int16_t{0});
-    samples[767] = 1;
-    EXPECT_EQ(of(1000), Lines({"0:0", "1000:1", "1000:0"}));
+    for (const std::size_t at : {0U, 255U, 512U, 513U, 768U}) samples[at] = 1;
+    EXPECT_EQ(of(1000), Lines({"0:0", "1000:1", "1000:0", "1000:1", "1000:0", "1000:1", "1000:0"}));
 }
 
 TEST(AlarmReset, TheAlarmLastsAnotherTimeOrReadsWhatComesMeanwhile) {

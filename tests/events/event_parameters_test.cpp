@@ -59,6 +59,25 @@ TEST(EventParameters, AnotherCodeOrPositionIsTold) {
         {"ALARM s 1 @0 5 5", "error code 8 at 6"},
         {"ALARM s @0 5 5 16", "waiting"},
         {"ALARM s @0 5 5", "refused at 5"},
+        {"TOGGLE s @0 1 1 @0 1 1 t", "waiting"},
+        {"TOGGLE s @0 1 1 s @0 1 1 t", "waiting"},
+        {"TOGGLE s @0 1 1 s @0 1 1", "error code 8 at 9"},
+        {"TOGGLE s @0 1 1 s 1 1 1", "error code 8 at 9"},
+        {"TOGGLE s @0 1 1 @0 @0 1 1", "error code 10 at 6"},
+        {"TOGGLE s @0 1 1 @0 1 1 1", "error code 10 at 8"},
+        {"TOGGLE s @0 1 1 @0 @0 1 t t", "error code 9 at 9"},
+        {"TOGGLE s @0 1 1 s 1 1 t t", "error code 10 at 6"},
+        {"TOGGLE s @0 1 1 s @0 1 t t", "error code 10 at 8"},
+        {"TOGGLE s @0 1 1 @0 1 1", "refused at 8"},
+        {"TOGGWT s t s", "waiting"},
+        {"TOGGWT s t s 16384 \"FORMAT=STREAM l", "waiting"},
+        {"TOGGWT s t s \"FORMAT=STREAM l l", "waiting"},  // one more than is used
+        {"TOGGWT s t s 0", "error code 5 at 4"},
+        {"TOGGWT s t s 16385 l", "error code 5 at 4"},
+        {"TOGGWT s t s 1 l", "error code 8 at 5"},
+        {"TOGGWT s t s \"none \"FORMAT=STREAM", "error code 10 at 5"},
+        {"TOGGWT s t s l", "refused at 4"},
+        {"TOGGWT s t s 9 \"FORMAT=STREAM \"FORMAT=STREAM", "refused at 6"},
     };
     for (const auto& [call, state] : cases) {
         TestSession session({.setUpOnly = true});

@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <random>
-#include <sstream>
 
 #include "tests/support/arrivals.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/session_support.h"
 
 namespace libzepl {
 
@@ -55,41 +54,6 @@ inline std::vector<TriggerRow> rowsOf(const Counts& events, std::int64_t end) {
     return rows;
 }
 
-// Adds the task of a call such as "TAND $ $ 25": its arguments are the ones given (where a `$` stands), int16 constants, or
-// constants of other types (`5l` int32, `5f` float, `5d` double), words of the host's (`@1`), and new triggers (t), pipes
-// (s l f d) and variables (v int16, w int32).
-inline void addCall(TestSession& session, const std::string& call, const std::vector<TaskArgument>& given = {}) {
-    std::istringstream words(call);
-    TaskSettings task;
-    words >> task.command;
-    const std::int64_t zero = 0;
-    auto next = given.begin();
-    for (std::string word; words >> word;) {
-        const std::string name = "p" + std::to_string(task.arguments.size());
-        const auto letter = std::string("slfd").find(word.back());
-        const ElementType type = letter < 4 ? allElementTypes[letter] : ElementType::int16;
-        const bool isNumber = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
-        const double value = isNumber ? std::stod(word) : 0;
-        task.arguments.push_back(word == "$"      ? *next++
-                                 : word == "t"    ? session.use(session.addTrigger(name))
-                                 : word == "v"    ? session.use(session.addVariable(name, ElementType::int16, &zero))
-                                 : word == "w"    ? session.use(session.addVariable(name, ElementType::int32, &zero))
-                                 : word[0] == '@' ? hostWord(std::stoi(word.substr(1)))
-                                 : !isNumber      ? session.use(session.pipe(name, {}, type))
-                                 : type == ElementType::int16   ? int16Constant(static_cast<std::int16_t>(value))
-                                 : type == ElementType::int32   ? int32Constant(static_cast<std::int32_t>(value))
-                                 : type == ElementType::float32 ? floatConstant(static_cast<float>(value))
-                                                                : doubleConstant(value));
-    }
-    session.addTask(std::move(task));
-}
-
-inline std::string repeated(const std::string& word, std::size_t times) {
-    std::string words;
-    for (std::size_t i = 0; i < times; ++i) words += " " + word;
-    return words;
-}
-
 // What became of a trigger.
 struct Outcome {
     Positions events;
@@ -111,27 +75,30 @@ inline std::vector<TaskArgument> addSources(TestSession& session, const std::vec
 }
 
 // Runs a call whose first `$` are the sources; the last is the result.
+inline Report runCall(TestSession& session, const std::string& call, const std::vector<Rows>& sources,
+                      const TaskArgument& result) {
+    std::vector<TaskArgument> given = addSources(session, sources);
+    given.push_back(result);
+    addCall(session, call, given);
+    Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::ok) << call;
+    return report;
+}
+
 inline Outcome outcomeOf(const std::string& call, const std::vector<Rows>& sources, FeedPolicy feed = whole) {
     TestSession session({.feed = feed});
-    std::vector<TaskArgument> given = addSources(session, sources);
     const TriggerId result = session.addTrigger("result");
     session.collect(result);
-    given.push_back(session.use(result));
-    addCall(session, call, given);
-    const Report report = session.run();
-    EXPECT_EQ(report.status, Report::Status::ok) << call;
-    return {session.collectedEvents(result), report.triggers.back().status};
+    const std::uint32_t status = runCall(session, call, sources, session.use(result)).triggers[0].status;
+    return {session.collectedEvents(result), status};
 }
 
 // The same for a result in a pipe.
 template <class Element>
 std::vector<Element> writtenBy(const std::string& call, const Rows& source, FeedPolicy feed = whole) {
     TestSession session({.feed = feed});
-    std::vector<TaskArgument> given = addSources(session, {source});
     const PipeId result = session.output("result", {}, elementTypeOf<Element>());
-    given.push_back(session.use(result));
-    addCall(session, call, given);
-    EXPECT_EQ(session.run().status, Report::Status::ok) << call;
+    runCall(session, call, {source}, session.use(result));
     return session.collected<Element>(result);
 }
 

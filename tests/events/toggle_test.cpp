@@ -1,9 +1,7 @@
 // TOGGLE against a plain walk over the whole streams, however they arrive.
 
-#include "tests/support/arrivals.h"
-#include "tests/support/covered.h"
+#include "tests/events/events_support.h"
 #include "tests/support/samples.h"
-#include "tests/support/session_support.h"
 
 namespace libzepl {
 namespace {
@@ -11,7 +9,6 @@ namespace {
 const Covers covers("TOGGLE");
 
 using Samples = std::vector<std::int16_t>;
-using Positions = std::vector<std::uint32_t>;
 
 struct Region {
     std::int32_t word;
@@ -45,18 +42,17 @@ Positions plainly(const Setting& s, const Samples& on, const Samples& off) {
 // The assertions, and the final status behind them.
 Positions toggled(const Setting& s, const Samples& on, const Samples& off, FeedPolicy feed = {}) {
     TestSession session({.feed = feed, .block = s.block});
-    const PipeId first = session.input("on", on);
     const TriggerId dest = session.addTrigger("dest");
     session.collect(dest);
     session.setTriggerProperty(dest, 3, s.skip);
-    const auto task = [&](const auto&... offData) {
-        session.task("TOGGLE", first, hostWord(s.on.word), int16Constant(s.on.low), int16Constant(s.on.high),
-                     offData..., hostWord(s.off.word), int16Constant(s.off.low), int16Constant(s.off.high), dest);
+    const auto words = [](const Region& region) {
+        return " @" + std::to_string(region.word) + " " + std::to_string(region.low) + " " +
+               std::to_string(region.high);
     };
-    if (s.twoStreams)
-        task(session.input("off", off));
-    else
-        task();
+    std::vector given{session.use(session.input("on", on))};
+    if (s.twoStreams) given.push_back(session.use(session.input("off", off)));
+    given.push_back(session.use(dest));
+    addCall(session, "TOGGLE $" + words(s.on) + (s.twoStreams ? " $" : "") + words(s.off) + " $", given);
     const Report report = session.run();
     Positions events = session.collectedEvents(dest);
     events.push_back(report.triggers.at(0).status);
@@ -122,12 +118,13 @@ TEST(Toggle, AMatchPast32767SamplesOfABlockIsCountedOtherwise) {
 
 // TOGGLE waits inside its block when 4096 assertions are unread; the script then stops it by a limit.
 TEST(Toggle, ALimitChangedWhileItWaitsIsNotSeenAtOnce) {
-    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}, .block = 8192});
+    TestSession session({.feed = whole, .block = 8192});
     const std::int16_t top = 9;
     const PipeId source = session.input("source", Samples(8192, 5));
     const VariableId limit = session.addVariable("limit", ElementType::int16, &top);
     const TriggerId dest = session.addTrigger("dest");
-    session.task("TOGGLE", source, hostWord(0), int16Constant(1), limit, hostWord(0), int16Constant(1), limit, dest);
+    addCall(session, "TOGGLE $ @0 1 $ @0 1 $ $",
+            {session.use(source), session.use(limit), session.use(limit), session.use(dest)});
     session.script("read:2 3( switch ) ?events:2 store:3,0 *( event:2 )", dest, limit);
     const Report report = session.run();
     EXPECT_EQ(report.console, Lines{"4096"});
@@ -135,40 +132,22 @@ TEST(Toggle, ALimitChangedWhileItWaitsIsNotSeenAtOnce) {
     EXPECT_EQ(report.triggers.at(0).status, 8191U);
 }
 
-// One letter for each parameter: p pipe, w word, 1 number, t trigger.
-std::string outcome(const std::string& kinds, std::uint32_t mode = 0, std::uint32_t property = 0) {
-    TestSession session;
-    TaskSettings task{.command = "TOGGLE"};
-    for (const char kind : kinds) {
-        const std::string name = "p" + std::to_string(task.arguments.size());
-        if (kind == 'w') task.arguments.push_back(hostWord(0));
-        if (kind == '1') task.arguments.push_back(int16Constant(1));
-        if (kind == 'p') task.arguments.push_back(session.use(session.pipe(name, {}, ElementType::int16)));
-        if (kind != 't') continue;
-        const TriggerId dest = session.addTrigger(name);
-        session.setTriggerMode(dest, mode);
-        session.setTriggerProperty(dest, 1, property);
-        task.arguments.push_back(session.use(dest));
-    }
-    session.addTask(std::move(task));
-    return statesOf(session.run()).at(0);
-}
-
-TEST(ToggleErrors, AnotherCodeOrPositionIsTold) {
-    const std::pair<const char*, const char*> cases[] = {{"pw11w11t", "waiting"},
-                                                         {"pw11pw11t", "waiting"},
-                                                         {"pw11pw11", "error code 8 at 9"},
-                                                         {"pw11p111", "error code 8 at 9"},
-                                                         {"pw11ww11", "error code 10 at 6"},
-                                                         {"pw11w111", "error code 10 at 8"},
-                                                         {"pw11ww1tt", "error code 9 at 9"},
-                                                         {"pw11p11tt", "error code 10 at 6"},
-                                                         {"pw11w11", "refused at 8"},
-                                                         {"pw11pw1tt", "error code 10 at 8"}};
-    for (const auto& [kinds, state] : cases) EXPECT_EQ(outcome(kinds), state) << kinds;
-    EXPECT_EQ(outcome("pw11w11t", 2), "error code 7 at 8");
-    EXPECT_EQ(outcome("pw11pw11t", 0, 1), "error code 7 at 9");
-    EXPECT_EQ(outcome("pw11w11t", 1), "waiting");
+TEST(Toggle, ATriggerThatItCannotDrivePasses) {
+    const struct {
+        std::uint32_t mode, property;
+        const char *one, *two;
+    } cases[] = {{1, 0, "waiting", "waiting"},
+                 {2, 0, "error code 7 at 8", "error code 7 at 9"},
+                 {0, 1, "error code 7 at 8", "error code 7 at 9"}};
+    for (const auto& [mode, property, one, two] : cases)
+        for (const bool second : {false, true}) {
+            TestSession session;
+            const TriggerId dest = session.addTrigger("dest");
+            session.setTriggerMode(dest, mode);
+            session.setTriggerProperty(dest, 1, property);
+            addCall(session, second ? "TOGGLE s @0 1 1 s @0 1 1 $" : "TOGGLE s @0 1 1 @0 1 1 $", {session.use(dest)});
+            EXPECT_EQ(statesOf(session.run())[0], second ? two : one) << mode << property;
+        }
 }
 
 }  // namespace

@@ -130,21 +130,5 @@ TEST(TriggerShaping, ATurnTakesAnotherNumberOfEvents) {
     }
 }
 
-TEST(TriggerShaping, AChainFromAGeneratorRunsAwayWithMemoryOrStalls) {
-    TestSession session({.memoryLimit = 4 << 20});
-    const TriggerId fast = session.addTrigger("fast"), slow = session.addTrigger("slow"),
-                    scaledUp = session.addTrigger("up");
-    const PipeId rate = session.output("rate", 20000);
-    addCall(session, "TGEN 3 $", {session.use(fast)});
-    addCall(session, "NTH $ 5 $", {session.use(fast), session.use(slow)});
-    addCall(session, "TRIGSCALE $ -29 2 3 $", {session.use(slow), session.use(scaledUp)});
-    addCall(session, "FREQUENCY $ 25 $", {session.use(scaledUp), session.use(rate)});
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    // Events at 0, 10, 20, ...: an odd window has one at its start and one in its midst, an even one two more.
-    std::vector<std::int32_t> expected(20000);
-    for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = i % 2 == 0 ? 3 : 2;
-    EXPECT_EQ(session.collected<std::int32_t>(rate), expected);
-}
-
 }  // namespace
 }  // namespace libzepl

@@ -8,24 +8,21 @@ namespace {
 const Covers covers("REPLICATE");
 
 template <class Element>
-std::vector<Element> repeated(const std::vector<Element>& source, std::size_t reps) {
+std::vector<Element> copied(const std::vector<Element>& source, std::size_t reps) {
     std::vector<Element> copies;
     for (const Element x : source) copies.insert(copies.end(), reps, x);
     return copies;
 }
 
-template <class Element>
-class Replicate : public testing::Test {};
-using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
-TYPED_TEST_SUITE(Replicate, Elements);
+TYPED_TEST_SUITE(Routed, Elements);
 
-TYPED_TEST(Replicate, ASampleIsMissingOrIsOneTooMany) {
+TYPED_TEST(Routed, ReplicateMakesACopyLessOrMore) {
     for (const std::size_t reps : std::initializer_list<std::size_t>{1, 2, 3, 4, 7, 15, 16, 17, 31, 33, 64, 127, 128,
                                                                      129, 500, 1023, 1024, 1025, 3000}) {
         const std::vector<TypeParam> source = randomBits<TypeParam>(reps < 8 ? 1500 : 100, 5);
         for (const std::uint32_t block : {1U, 3U, 1024U})
             EXPECT_EQ(bitsOf(routed("REPLICATE", source, std::to_string(reps), {.block = block})),
-                      bitsOf(repeated(source, reps)))
+                      bitsOf(copied(source, reps)))
                 << reps << " block " << block;
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/support/arrivals.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
 #include "tests/support/given.h"
 #include "tests/support/samples.h"
@@ -22,6 +23,10 @@ std::vector<Element> routed(const std::string& command, const std::vector<Elemen
     EXPECT_EQ(statesOf(report), Lines{"waiting"}) << command << " " << list;
     return session.collected<Element>(to);
 }
+
+template <class Element>
+class Routed : public testing::Test {};
+using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
 
 inline const std::map<std::uint32_t, std::uint32_t> noBlockTransfer{{30, 0}};
 

@@ -63,8 +63,7 @@ TEST(Separate, AFloatingSampleIsConvertedOtherwise) {
 }
 
 TEST(Separate, AListThatIsNotItsOwnPasses) {
-    std::string most;
-    for (int i = 0; i < 64; ++i) most += " i16";
+    const std::string most = repeated("i16", 64);
     for (const char* command : {"SEPARATE", "SEPARATEF"})
         expectSetUps(command, "3 at 3: f32 f64 i32 i16; ready: f64 i32 i16 f32 f64; refused at 2: i16; ready: i16" +
                                   most + "; refused at 66: i16 i16" + most + "; refused at 2: i16 1");

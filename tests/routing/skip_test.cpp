@@ -42,12 +42,9 @@ void expectSlicesOfAllCuts(const std::vector<Element>& source, const Pattern& pa
     expectSlices(source, pattern, {.feed = random, .info = noBlockTransfer});
 }
 
-template <class Element>
-class Skip : public testing::Test {};
-using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
-TYPED_TEST_SUITE(Skip, Elements);
+TYPED_TEST_SUITE(Routed, Elements);
 
-TYPED_TEST(Skip, AnOrdinaryPatternKeepsOtherSamples) {
+TYPED_TEST(Routed, SkipKeepsOtherSamplesThanAnOrdinaryPattern) {
     const std::vector<TypeParam> source = randomBits<TypeParam>(9000, 3);
     const std::initializer_list<Pattern> patterns{
         {0, 1, 1},    {0, 2, 1},    {3, 1, 30},    {0, 31, 1},    {0, 30, 1},   {0, 16, 15},
@@ -59,7 +56,7 @@ TYPED_TEST(Skip, AnOrdinaryPatternKeepsOtherSamples) {
     }
 }
 
-TYPED_TEST(Skip, APatternCutByTheEndOfABlockKeepsOtherSamples) {
+TYPED_TEST(Routed, SkipKeepsOtherSamplesWhereABlockCutsThePattern) {
     std::mt19937_64 random(11);
     for (std::uint64_t seed = 1; seed <= 15; ++seed) {
         const std::uint64_t reach = seed % 2 == 0 ? 33 : 8;
