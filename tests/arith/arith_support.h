@@ -17,7 +17,8 @@ constexpr Element most = std::numeric_limits<Element>::max();
 
 // Each element of the source must become what `definition` makes of it, to the bit.
 template <class Element, class Definition>
-void expectEach(const char* command, const std::vector<Element>& source, const Given& given, Definition definition) {
+void expectEach(const char* command, const std::vector<Element>& source, const ParameterList& given,
+                Definition definition) {
     std::vector<Element> expected;
     for (const Element x : source) expected.push_back(static_cast<Element>(definition(x)));
     const auto want = bitsOf(expected), have = bitsOf(resultOf<Element>(command, source, given)), from = bitsOf(source);

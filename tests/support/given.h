@@ -75,11 +75,11 @@ inline void expectSetUps(const std::string& command, const std::string& cases) {
 }
 
 // Parameters as a list in words or as they are.
-struct Given {
-    Given(const char* words) : list(words) {}
-    Given(std::string words) : list(std::move(words)) {}
-    Given(std::vector<TaskArgument> ready = {}) : arguments(std::move(ready)) {}
-    Given(std::initializer_list<TaskArgument> ready) : arguments(ready) {}
+struct ParameterList {
+    ParameterList(const char* words) : list(words) {}
+    ParameterList(std::string words) : list(std::move(words)) {}
+    ParameterList(std::vector<TaskArgument> ready = {}) : arguments(std::move(ready)) {}
+    ParameterList(std::initializer_list<TaskArgument> ready) : arguments(ready) {}
 
     void addTo(std::vector<TaskArgument>& all, TestSession& session) const {
         for (const auto& some : {argumentsIn(session, list), arguments})
@@ -93,9 +93,9 @@ struct Given {
 // What `command (source, before..., result, behind...)` makes of the source. The task's state goes to `*state`, if wanted,
 // and else must be that it goes on.
 template <class Result, class Element>
-std::vector<Result> resultOf(const std::string& command, const std::vector<Element>& source, const Given& before = {},
-                             const Given& behind = {}, const SessionOptions& options = {},
-                             std::string* state = nullptr) {
+std::vector<Result> resultOf(const std::string& command, const std::vector<Element>& source,
+                             const ParameterList& before = {}, const ParameterList& behind = {},
+                             const SessionOptions& options = {}, std::string* state = nullptr) {
     TestSession session(options);
     const PipeId from = session.input("source", source), to = session.output("result", {}, elementTypeOf<Result>());
     std::vector<TaskArgument> arguments{session.use(from)};
