@@ -5,43 +5,23 @@
 #include <regex>
 
 #include "tests/support/covered.h"
+#include "tests/support/given.h"
 #include "tests/support/samples.h"
-#include "tests/support/session_support.h"
 
 namespace libzepl {
-
-using Given = std::vector<TaskArgument>;
-using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
-
-inline TaskArgument constant(std::int16_t value) { return int16Constant(value); }
-inline TaskArgument constant(std::int32_t value) { return int32Constant(value); }
-inline TaskArgument constant(float value) { return floatConstant(value); }
-inline TaskArgument constant(double value) { return doubleConstant(value); }
 
 template <class Element>
 constexpr Element least = std::numeric_limits<Element>::min();
 template <class Element>
 constexpr Element most = std::numeric_limits<Element>::max();
 
-// What `command (source, given..., result)` makes of the source.
-template <class Element>
-std::vector<Element> after(const char* command, const std::vector<Element>& source, const Given& given = {}) {
-    TestSession session;
-    const PipeId in = session.input("source", source), out = session.output("result", {}, elementTypeOf<Element>());
-    TaskSettings task{.command = command, .arguments = {session.use(in)}};
-    task.arguments.insert(task.arguments.end(), given.begin(), given.end());
-    task.arguments.push_back(session.use(out));
-    session.addTask(std::move(task));
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<Element>(out);
-}
-
 // Each element of the source must become what `definition` makes of it, to the bit.
 template <class Element, class Definition>
-void expectEach(const char* command, const std::vector<Element>& source, const Given& given, Definition definition) {
+void expectEach(const char* command, const std::vector<Element>& source, const ParameterList& given,
+                Definition definition) {
     std::vector<Element> expected;
     for (const Element x : source) expected.push_back(static_cast<Element>(definition(x)));
-    const auto want = bitsOf(expected), have = bitsOf(after(command, source, given)), from = bitsOf(source);
+    const auto want = bitsOf(expected), have = bitsOf(resultOf<Element>(command, source, given)), from = bitsOf(source);
     ASSERT_EQ(have.size(), want.size());
     for (std::size_t i = 0; i < want.size(); ++i)
         ASSERT_EQ(have[i], want[i]) << command << " of bits " << std::hex << from[i];

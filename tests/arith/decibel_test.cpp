@@ -33,15 +33,20 @@ TEST(DecibelTables, APointIsNotWhereItBelongs) {
     EXPECT_EQ(zcmds::longLevels.values.back(), 18663859);
 }
 
+template <class Element>
+std::vector<Element> levels(const std::vector<Element>& source, Element reference, Element scale) {
+    return resultOf<Element>("DECIBEL", source, {constant(reference), constant(scale)});
+}
+
 // Each level within `error` decibels of the logarithm, and a unit of the result.
 template <class Element>
 void expectLevels(const std::vector<Element>& source, Element reference, Element scale, double error) {
-    const auto levels = after("DECIBEL", source, {constant(reference), constant(scale)});
-    ASSERT_EQ(levels.size(), source.size());
+    const std::vector<Element> have = levels(source, reference, scale);
+    ASSERT_EQ(have.size(), source.size());
     for (std::size_t i = 0; i < source.size(); ++i) {
         const double exact = source[i] == 0 ? (sizeof(Element) == 2 ? -99 : -999)
                                             : 20 * std::log10(std::abs(1.0 * source[i] / reference));
-        ASSERT_NEAR(levels[i], scale * exact, 1 + std::abs(scale) * error) << source[i] << " to " << reference;
+        ASSERT_NEAR(have[i], scale * exact, 1 + std::abs(scale) * error) << source[i] << " to " << reference;
     }
 }
 
@@ -53,11 +58,6 @@ TEST(Decibel, ALevelIsFarFromTheLogarithm) {
     for (std::int32_t i = -3000; i < 3000; ++i) source.push_back(i);
     for (const std::int32_t reference : {1, 1000, 3000000, 2147483647})
         for (const std::int32_t scale : {1, 1000, -10}) expectLevels<std::int32_t>(source, reference, scale, 0.025);
-}
-
-template <class Element>
-std::vector<Element> levels(const std::vector<Element>& source, Element reference, Element scale) {
-    return after("DECIBEL", source, {constant(reference), constant(scale)});
 }
 
 TEST(DecibelEdges, TheyDifferFromWhatIsPromised) {
@@ -72,6 +72,7 @@ TEST(DecibelEdges, TheyDifferFromWhatIsPromised) {
     using Long = std::vector<std::int32_t>;
     EXPECT_EQ(levels<std::int32_t>({0, 1000, least<std::int32_t>, 2147483647}, 1000, 1), Long({-999, 0, 126, 126}));
     EXPECT_EQ(levels<std::int32_t>({5, -5}, -7, 1000), Long({-90309, -90309}));
+    EXPECT_EQ(levels<std::int32_t>({most<std::int32_t>}, 1, 100000), Long({1483930}));  // 18663800000 wraps
 }
 
 TEST(DecibelReals, AStepIsNotRoundedToTheType) {

@@ -1,77 +1,30 @@
 // Which parameters the element-wise commands take, and which mistake of several is told.
 
-#include <map>
-#include <sstream>
-
-#include "tests/support/session_support.h"
+#include "tests/support/given.h"
 
 namespace libzepl {
 namespace {
 
-// The list has pipes ("i16", "i32", "f32", "f64"), constants of these types ("1:i32" and so on), and a keyword.
-struct ListCase {
-    const char* command;
-    const char* list;
-    const char* outcome;
-};
-
-constexpr ListCase cases[] = {
-    {"DELTA", "i16 i32", "error code 3 at 2"},
-    {"OFFSET", "i32 1:i16 i32", "waiting"},
-    {"OFFSET", "i16 1:i32 i16", "error code 3 at 2"},
-    {"OFFSET", "f32 1:f64 f32", "error code 3 at 2"},
-    {"OFFSET", "i16 1:i32 i32", "error code 3 at 3"},
-    {"SCALE", "i32 1:i16 1:i32 1:i16 i32", "waiting"},
-    {"SCALE", "i16 1:i16 1:i16 1:i32 i32", "error code 3 at 5"},
-    {"SCALE", "i16 1:i32 1:i32 1:i32 i16", "error code 3 at 2"},
-    {"SCALE", "f32 1:f32 1:f64 1:i16 f32", "error code 3 at 3"},
-    {"SCALE", "f64 1:f64 1:f64 1:f32 f64", "error code 3 at 4"},
-    {"SQRT", "f64 f32", "error code 3 at 2"},
-    {"BOUND", "i32 1:i16 1:i32 i32", "waiting"},
-    {"BOUND", "f64 1:f64 1:f64 f32", "error code 3 at 4"},
-    {"BOUND", "i16 1:i32 1:i32 i32", "error code 3 at 2"},
-    {"BOUND", "f32 1:f32 1:f64 f64", "error code 3 at 3"},
-    {"RANGE", "i32 inside 1:i16 1:i32 i32", "waiting"},
-    {"RANGE", "f64 inside 1:f64 1:f64 f32", "error code 3 at 5"},
-    {"RANGE", "i16 inside 1:i32 1:i32 i32", "error code 3 at 3"},
-    {"RANGE", "f32 inside 1:f32 1:f64 f64", "error code 3 at 4"},
-    {"DECIBEL", "i32 1:i16 1:i32 i32", "waiting"},
-    {"DECIBEL", "i16 1:i32 1:i32 i32", "error code 3 at 4"},
-    {"DECIBEL", "i16 1:i32 1:i32 i16", "error code 3 at 2"},
-    {"DECIBEL", "f32 1:f32 1:f64 f32", "error code 3 at 3"},
-    {"CMAG", "f32 f32 f32", "waiting"},
-    {"CMAG", "i16 i16 i32", "error code 3 at 3"},
-    {"CMAG", "i16 i32 i32", "error code 3 at 2"},
-    {"CANGLE", "i16 i32 i32", "error code 3 at 2"},
-    {"POLAR", "f32 f32 f32 f32", "waiting"},
-    {"POLAR", "i16 i32 f32 f64", "error code 3 at 2"},
-    {"POLAR", "i16 i16 f32 f64", "error code 3 at 3"},
-    {"POLAR", "i16 i16 i16 f64", "error code 3 at 4"},
-};
-
-TaskArgument argumentNamed(TestSession& session, const std::string& name) {
-    using enum ElementType;
-    const std::map<std::string, ElementType> pipes{{"i16", int16}, {"i32", int32}, {"f32", float32}, {"f64", float64}};
-    const std::map<std::string, TaskArgument> others{{"1:i16", int16Constant(1)},
-                                                     {"1:i32", int32Constant(1)},
-                                                     {"1:f32", floatConstant(1)},
-                                                     {"1:f64", doubleConstant(1)},
-                                                     {"inside", hostWord(0)}};
-    static int number = 0;
-    const auto type = pipes.find(name);
-    return type == pipes.end() ? others.at(name)
-                               : session.use(session.pipe(std::to_string(++number), {}, type->second));
-}
-
 TEST(ArithParameters, AListIsTakenOrRefusedOtherwise) {
-    for (const auto& [command, list, outcome] : cases) {
-        TestSession session;
-        TaskSettings task{.command = command};
-        std::istringstream names(list);
-        for (std::string name; names >> name;) task.arguments.push_back(argumentNamed(session, name));
-        session.addTask(std::move(task));
-        EXPECT_EQ(statesOf(session.run())[0], outcome) << command << " (" << list << ")";
-    }
+    const std::pair<const char*, const char*> cases[] = {
+        {"ABS",
+         "ready: f32 f32; refused at 2: i16; refused at 3: i32 i16 i32; refused at 1: 1 i16; refused at 2: i16 event"},
+        {"DELTA", "3 at 2: i16 i32"},
+        {"OFFSET", "ready: i32 1 i32; 3 at 2: i16 1l i16; 3 at 2: f32 1.0 f32; 3 at 3: i16 1l i32"},
+        {"SCALE",
+         "ready: i32 1 1l 1 i32; 3 at 5: i16 1 1 1l i32; 3 at 2: i16 1l 1l 1l i16; 3 at 3: f32 1f 1.0 1 f32; "
+         "3 at 4: f64 1.0 1.0 1f f64"},
+        {"SQRT", "3 at 2: f64 f32"},
+        {"BOUND", "ready: i32 1 1l i32; 3 at 4: f64 1.0 1.0 f32; 3 at 2: i16 1l 1l i32; 3 at 3: f32 1f 1.0 f64"},
+        {"RANGE",
+         "ready: i32 inside 1 1l i32; 3 at 5: f64 inside 1.0 1.0 f32; 3 at 3: i16 inside 1l 1l i32; "
+         "3 at 4: f32 inside 1f 1.0 f64"},
+        {"DECIBEL", "ready: i32 1 1l i32; 3 at 4: i16 1l 1l i32; 3 at 2: i16 1l 1l i16; 3 at 3: f32 1f 1.0 f32"},
+        {"CMAG", "ready: f32 f32 f32; 3 at 3: i16 i16 i32; 3 at 2: i16 i32 i32"},
+        {"CANGLE", "3 at 2: i16 i32 i32"},
+        {"POLAR", "ready: f32 f32 f32 f32; 3 at 2: i16 i32 f32 f64; 3 at 3: i16 i16 f32 f64; 3 at 4: i16 i16 i16 f64"},
+    };
+    for (const auto& [command, lists] : cases) expectSetUps(command, lists);
 }
 
 }  // namespace

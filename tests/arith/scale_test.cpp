@@ -42,49 +42,38 @@ TEST(Scale, AQuotientDiffersFromTheProcessors) {
 
 TEST(Scale, AQuotientOf64BitsDiffersFromTheProcessors) {
     using Word = std::int32_t;
-    for (const Word div : {1, -1, 2, -3, 7, 65536, 1000003, -16777217, most<Word>, least<Word>}) {
-        for (const Word mul : {0, 1, -1, 300, div, 19999999, most<Word>, least<Word>}) {
-            expectScaled<Word>(0, mul, div);
-            expectScaled<Word>(-123456789, mul, div);
-            expectScaled<Word>(least<Word>, mul, div);
-        }
-    }
+    for (const Word div : {1, -1, 2, -3, 7, 65536, 1000003, -16777217, most<Word>, least<Word>})
+        for (const Word mul : {0, 1, -1, 300, div, 19999999, most<Word>, least<Word>})
+            for (const Word offset : {0, -123456789, least<Word>}) expectScaled(offset, mul, div);
 }
 
 TEST(Scale, AQuotientJustBelowAWholeOneIsRoundedUp) {
-    // Products of a divisor, and their neighbours, near every magnitude: (x + 0) * 1 / div.
-    std::vector<std::int32_t> source;
-    const std::int32_t div = 46337;
+    // Products of a divisor, and their neighbours, near every magnitude.
+    constexpr std::int32_t div = 46337, greatest = most<std::int32_t>;
+    std::vector<std::int32_t> source, large;
     for (std::int32_t k = 1; k < 46340; k += 7)
-        for (std::int32_t by = -1; by <= 1; ++by)
-            for (const std::int32_t sign : {-1, 1}) source.push_back(sign * (k * div + by));
-    expectEach<std::int32_t>("SCALE", source, {int32Constant(0), int32Constant(1), int32Constant(div)},
+        for (std::int32_t by = -1; by <= 1; ++by) source.insert(source.end(), {k * div + by, -k * div - by});
+    expectEach<std::int32_t>("SCALE", source, {constant(0), constant(1), constant(div)},
                              [](std::int32_t x) { return x / div; });
+    // Of 62 bits: x + x / (greatest - 1).
+    for (std::int32_t k = 0; k < 3000; ++k) large.insert(large.end(), {greatest - k, k - greatest});
+    expectEach<std::int32_t>("SCALE", large, {constant(0), constant(greatest), constant(greatest - 1)},
+                             [](std::int32_t x) { return scaled(x, 0, greatest, greatest - 1); });
 }
 
-TEST(ScaleReals, AStepIsNotRoundedToTheType) {
-    expectEach<float>("SCALE", randomSamples<float>(5000, 5),
-                      {floatConstant(0.1F), floatConstant(0.3F), floatConstant(7)}, [](float x) {
-                          const volatile float sum = x + 0.1F, product = sum * 0.3F;
-                          return product / 7;
-                      });
-    expectEach<double>("SCALE", randomSamples<double>(5000, 5),
-                       {doubleConstant(0.1), doubleConstant(0.3), doubleConstant(7)},
-                       [](double x) { return (x + 0.1) * 0.3 / 7; });
-}
+template <class Real>
+class ScaleReals : public testing::Test {};
+using Reals = testing::Types<float, double>;
+TYPED_TEST_SUITE(ScaleReals, Reals);
 
-TEST(ScaleEdges, TheyDifferFromWhatIsPromised) {
-    const auto one = [](auto x, auto offset, auto mul, auto div) {
-        return after<decltype(x)>("SCALE", {x}, {constant(offset), constant(mul), constant(div)}).at(0);
-    };
-    using Word = std::int16_t;
-    EXPECT_EQ(one(Word{-3}, Word{0}, Word{3}, Word{2}), -4);
-    EXPECT_EQ(one(Word{-32768}, Word{-32768}, Word{-32768}, Word{1}), -32768);
-    EXPECT_EQ(one(2000000000, 0, 65536, 65536), 2000000000);
-    EXPECT_EQ(one(1.0F, 0.0F, 1.0F, 0.0F), INFINITY);
-    // The product 2^63 wraps, and so does its quotient.
-    EXPECT_EQ(one(least<int>, least<int>, least<int>, 3), least<int>);
-    EXPECT_EQ(one(least<int>, least<int>, least<int>, -1), least<int>);
+TYPED_TEST(ScaleReals, AStepIsNotRoundedToTheType) {
+    const auto offset = TypeParam(0.1), mul = TypeParam(0.3);
+    for (const TypeParam div : {TypeParam(7), TypeParam(0)})
+        expectEach<TypeParam>("SCALE", randomSamples<TypeParam>(5000, 5),
+                              {constant(offset), constant(mul), constant(div)}, [=](TypeParam x) {
+                                  const volatile TypeParam sum = x + offset, product = sum * mul;
+                                  return product / div;
+                              });
 }
 
 TEST(ScaleVariable, AChangeWaitsOrReachesSamplesBeforeIt) {
@@ -100,17 +89,21 @@ TEST(ScaleFaults, AZeroDivisorIsNoFaultOrLosesWhatWasSent) {
               std::vector<std::int32_t>{6});
 }
 
-TEST(ScaleFaults, TheMostNegativeQuotientIsNoFaultOrEndsOthers) {
-    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
+TEST(ScaleFaults, AnInt16FaultIsNoneOrEndsOthers) {
     std::vector<std::int16_t> source(1500, 5);
-    source[1400] = -32768;  // the product is 2^31, which wraps
-    const PipeId in = session.input("in", source), out = session.output("out", {}, ElementType::int16);
-    const PipeId copy = session.output("copy", {}, ElementType::int16);
-    session.task("SCALE", in, int16Constant(-32768), int16Constant(-32768), int16Constant(-1), out);
-    session.task("ABS", in, copy);
-    EXPECT_EQ(statesOf(session.run()), Lines({"fault code 3221225621", "waiting"}));
-    EXPECT_EQ(session.collected<std::int16_t>(out).size(), 1000u);  // the block before the fault's
-    EXPECT_EQ(session.collected<std::int16_t>(copy).size(), 1500u);
+    source[1400] = -32768;  // by -32768 the product is 2^31, which wraps; by -1 its quotient is one too many
+    for (const auto& [div, state, sent] :
+         {std::tuple(-1, "fault code 3221225621", 1000u), {0, "fault code 3221225620", 0u}}) {
+        TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
+        const PipeId in = session.input("in", source), out = session.output("out", {}, ElementType::int16);
+        const PipeId copy = session.output("copy", {}, ElementType::int16);
+        const TaskArgument least16 = int16Constant(-32768);
+        session.task("SCALE", in, least16, least16, int16Constant(static_cast<std::int16_t>(div)), out);
+        session.task("ABS", in, copy);
+        EXPECT_EQ(statesOf(session.run()), Lines({state, "waiting"}));
+        EXPECT_EQ(session.collected<std::int16_t>(out).size(), sent);  // the blocks before the fault's
+        EXPECT_EQ(session.collected<std::int16_t>(copy).size(), 1500u);
+    }
 }
 
 }  // namespace

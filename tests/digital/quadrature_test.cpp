@@ -1,8 +1,5 @@
 // QDECODE over the moves of an encoder and its lost steps; QDCOUNT across the wraps of its counter.
 
-#include <random>
-
-#include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 #include "tests/support/given.h"
 #include "tests/support/samples.h"
@@ -15,19 +12,8 @@ const Covers coversDecode("QDECODE"), coversCount("QDCOUNT");
 using Samples = std::vector<std::int16_t>;
 using Positions = std::vector<std::int32_t>;
 
-Positions decoded(const Samples& samples, std::int16_t bitpair, std::optional<std::int16_t> decim = {},
-                  FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
-    const PipeId from = session.input("from", samples), to = session.output("to");
-    TaskSettings task{.command = "QDECODE", .arguments = {session.use(from), int16Constant(bitpair), session.use(to)}};
-    if (decim) task.arguments.push_back(int16Constant(*decim));
-    session.addTask(std::move(task));
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<std::int32_t>(to);
-}
-
-std::int32_t decodedIntoVariable(const Samples& samples, std::int16_t bitpair, FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
+std::int32_t decodedIntoVariable(const Samples& samples, std::int16_t bitpair) {
+    TestSession session;
     const std::int32_t before = 77;
     const VariableId position = session.addVariable("position", ElementType::int32, &before);
     session.task("QDECODE", session.input("from", samples), int16Constant(bitpair), position);
@@ -54,16 +40,12 @@ Positions plainlyDecoded(const Samples& samples, int bitpair) {
 }
 
 TEST(Quadrature, ALegalMoveOrALostStepCountsOtherwise) {
-    EXPECT_EQ(decoded({0, 1, 3, 2, 0}, 0), (Positions{0, 1, 2, 3, 4}));
-    EXPECT_EQ(decoded({0, 2, 3, 1, 0}, 0), (Positions{0, -1, -2, -3, -4}));
-    EXPECT_EQ(decoded({0, 3, 2}, 0), (Positions{0, 0, -1}));
-    const Samples noise = randomBits<std::int16_t>(3000, 6);
+    Samples noise = randomBits<std::int16_t>(3000, 6);
+    noise[0] = -1;
     for (const std::int16_t bitpair : Samples{0, 2, 14}) {
         const Positions expected = plainlyDecoded(noise, bitpair);
-        EXPECT_EQ(sameForEveryArrival(256, [&](FeedPolicy feed) { return decoded(noise, bitpair, {}, feed); }),
-                  expected);
-        EXPECT_EQ(sameForEveryArrival(256, [&](FeedPolicy feed) { return decodedIntoVariable(noise, bitpair, feed); }),
-                  expected.back());
+        EXPECT_EQ(resultOf<std::int32_t>("QDECODE", noise, {constant(bitpair)}), expected);
+        EXPECT_EQ(decodedIntoVariable(noise, bitpair), expected.back());
     }
 }
 
@@ -73,56 +55,33 @@ TEST(Quadrature, DecimationStartsAnewWithABlock) {
     for (const std::uint32_t decim : {1U, 3U, 256U, 257U, 65535U, 65536U}) {
         Positions expected;
         for (std::size_t i = decim; i <= all.size(); i += decim) expected.push_back(all[i - 1]);
-        EXPECT_EQ(decoded(noise, 2, static_cast<std::int16_t>(decim)), expected) << decim;  // 65536 is written as 0
+        const auto given = static_cast<std::int16_t>(decim);  // 65536 is written as 0
+        EXPECT_EQ(resultOf<std::int32_t>("QDECODE", noise, "2", {constant(given)}), expected) << decim;
     }
 }
 
 TEST(Quadrature, AnotherBitPairIsAccepted) {
     // Above 14 is told before odd.
-    for (const auto& [bitpair, error] : {std::pair(15, "error code 5 at 2"),
-                                         {16, "error code 5 at 2"},
-                                         {-2, "error code 5 at 2"},
-                                         {13, "error code 6 at 2"},
-                                         {1, "error code 6 at 2"}}) {
-        TestSession session;
-        session.task("QDECODE", session.input("from", Samples{1}), int16Constant(static_cast<std::int16_t>(bitpair)),
-                     session.pipe("to"));
-        EXPECT_EQ(statesOf(session.run()).at(0), error) << bitpair;
-    }
-    TestSession session;
-    const std::int32_t zero = 0;
-    session.task("QDECODE", session.input("from", Samples{1}), int16Constant(0),
-                 session.addVariable("position", ElementType::int32, &zero), int16Constant(1));
-    EXPECT_EQ(statesOf(session.run()).at(0), "error code 10 at 3");
-}
-
-template <class Result>
-std::vector<Result> counted(const Samples& readings, const std::string& options, FeedPolicy feed = {},
-                            bool blocks = true) {
-    TestSession session({.feed = feed, .info = {{30, blocks ? 1 : 0}}});
-    TaskSettings task{.command = "QDCOUNT", .arguments = {session.use(session.input("from", readings))}};
-    for (const TaskArgument& option : argumentsIn(session, options)) task.arguments.push_back(option);
-    const PipeId to = session.output("to", {}, elementTypeOf<Result>());
-    task.arguments.push_back(session.use(to));
-    session.addTask(std::move(task));
-    EXPECT_EQ(session.run().status, Report::Status::ok) << options;
-    return session.collected<Result>(to);
+    expectSetUps("QDECODE",
+                 "5 at 2: i16 15 i32; 5 at 2: i16 16 i32; 5 at 2: i16 -2 i32; 6 at 2: i16 13 i32; "
+                 "6 at 2: i16 1 i32; 10 at 3: i16 0 =0l 1");
 }
 
 TEST(Quadrature, TheFirstReadingIsTakenOtherwise) {
-    const Samples readings{5, 6, 4};
-    EXPECT_EQ(counted<std::int32_t>(readings, "100"), (Positions{100, 101, 99}));
-    EXPECT_EQ(counted<std::int32_t>(readings, ""), (Positions{0, 1, -1}));
-    for (const char* options : {"100 RELATIVE", "100l REL"})
-        EXPECT_EQ(counted<std::int32_t>(readings, options), (Positions{100, 101, 99}));
-    for (const char* options : {"100 ABSOLUTE", "100l ABS"})
-        EXPECT_EQ(counted<std::int32_t>(readings, options), (Positions{105, 106, 104}));
-    EXPECT_EQ(counted<std::int16_t>({-1}, "ABS"), Samples{-1});
+    const Positions fromZero{0, 1, -1}, fromHundred{100, 101, 99}, absolute{105, 106, 104};
+    for (const auto& [options, expected] : {std::pair("", fromZero),
+                                            {"100", fromHundred},
+                                            {"100 RELATIVE", fromHundred},
+                                            {"100l REL", fromHundred},
+                                            {"100 ABSOLUTE", absolute},
+                                            {"100l ABS", absolute},
+                                            {"ABS", Positions{5, 6, 4}}})
+        EXPECT_EQ(resultOf<std::int32_t>("QDCOUNT", Samples{5, 6, 4}, options), expected) << options;
 }
 
 TEST(Quadrature, APositionIsLostAtAWrapOrInAnotherWayOfTransfer) {
     const Samples readings = randomBits<std::int16_t>(3000, 8);
-    std::vector<std::int32_t> expected;
+    Positions expected;
     std::int32_t position = 2147483000;
     for (std::size_t i = 0; i < readings.size(); ++i) {
         const std::int16_t previous = i == 0 ? readings[0] : readings[i - 1];
@@ -130,12 +89,10 @@ TEST(Quadrature, APositionIsLostAtAWrapOrInAnotherWayOfTransfer) {
         position = static_cast<std::int32_t>(std::int64_t{position} + step);
         expected.push_back(position);
     }
-    for (const bool blocks : {true, false}) {
-        EXPECT_EQ(
-            sameForEveryArrival(
-                1024, [&](FeedPolicy feed) { return counted<std::int32_t>(readings, "2147483000l", feed, blocks); }),
-            expected);
-        EXPECT_EQ(counted<std::int16_t>(readings, "2147483000l", {}, blocks),
+    for (const std::uint32_t blocks : {1U, 0U}) {
+        const SessionOptions options{.info = {{30, blocks}}};
+        EXPECT_EQ(resultOf<std::int32_t>("QDCOUNT", readings, "2147483000l", {}, options), expected);
+        EXPECT_EQ(resultOf<std::int16_t>("QDCOUNT", readings, "2147483000l", {}, options),
                   Samples(expected.begin(), expected.end()));
     }
 }
@@ -144,7 +101,7 @@ TEST(Quadrature, AnotherListOfACounterIsAccepted) {
     expectSetUps(
         "QDCOUNT",
         "ready: i16 i32; ready: i16 5 REL i16; 8 at 3: i16 5; 8 at 3: i16 ABS; 7 at 2: i16 abs i32; 7 at 3: i16 5 "
-        "RELATIV i32; 8 at 4: i16 5 ABS; 9 at 3: i16 i32 i32; 9 at 4: i16 5 i32 i32");
+        "RELATIV i32; 8 at 4: i16 5 ABS; 9 at 3: i16 i32 i32; 9 at 4: i16 5 i32 i32; 10 at 4: i16 ABS REL");
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include "lookup/thermocouple_types.h"
 #include "tests/support/covered.h"
+#include "tests/support/given.h"
 #include "tests/support/samples.h"
-#include "tests/support/session_support.h"
 
 namespace libzepl {
 namespace {
@@ -14,26 +14,9 @@ const Covers covers("THERMO");
 
 using Samples = std::vector<std::int16_t>;
 
-struct Given {
-    TaskArgument type = textConstant("K");
-    std::int16_t mul = 1, div = 1;
-    std::optional<std::int16_t> offset{}, cjc{};
-};
-
-Samples afterThermo(const Given& given, const Samples& source) {
-    TestSession session;
-    const PipeId from = session.input("from", source), to = session.output("to", {}, ElementType::int16);
-    TaskSettings task{.command = "THERMO",
-                      .arguments = {session.use(from), given.type, int16Constant(given.mul), int16Constant(given.div)}};
-    const auto add = [&](const char* name, const std::optional<std::int16_t>& value) {
-        if (value) task.arguments.push_back(session.use(session.addVariable(name, ElementType::int16, &*value)));
-    };
-    add("offset", given.offset);
-    task.arguments.push_back(session.use(to));
-    add("cjc", given.cjc);
-    session.addTask(std::move(task));
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<std::int16_t>(to);
+// Of `THERMO (source, "E", 1, 10, [offset,] result [, cjc])`: "E 1 10 =offset" and "=cjc".
+Samples afterThermo(const Samples& source, const std::string& before, const std::string& cjc = "") {
+    return resultOf<std::int16_t>("THERMO", source, before, cjc);
 }
 
 // Straight lines between the points, in double, truncated toward the lower point.
@@ -45,15 +28,21 @@ std::int32_t between(const std::int16_t* keys, const std::int16_t* values, std::
                                                    (keys[high] - keys[low]));
 }
 
+// What the curve gives for `x * mul / div`, the quotient toward zero.
+Samples plainlyConverted(const zcmds::ThermocoupleType& type, const Samples& source, int mul = 1, int div = 1) {
+    Samples temperatures;
+    for (const std::int16_t x : source)
+        temperatures.push_back(
+            static_cast<std::int16_t>(between(type.voltageTable, type.temperatureTable, x * mul / div)));
+    return temperatures;
+}
+
 TEST(Thermo, AReadingDiffersFromItsCurve) {
     const Samples all = edgeSamples<std::int16_t>();
     for (int index = 0; index < 10; ++index) {
         const zcmds::ThermocoupleType& type = zcmds::thermocoupleTypes[index];
-        Samples expected;
-        for (const std::int16_t x : all)
-            expected.push_back(static_cast<std::int16_t>(between(type.voltageTable, type.temperatureTable, x)));
-        EXPECT_EQ(afterThermo({.type = textConstant(type.letter)}, all), expected) << type.letter;
-        EXPECT_EQ(afterThermo({.type = int16Constant(static_cast<std::int16_t>(index))}, all), expected) << index;
+        for (const std::string& given : {std::string(type.letter), std::to_string(index)})
+            EXPECT_EQ(afterThermo(all, given + " 1 1"), plainlyConverted(type, all)) << given;
     }
 }
 
@@ -63,7 +52,7 @@ TEST(Thermo, ATableIsAnothers) {
         {"E", {0, -2700, 10000}}, {"J", {0, -2100, 12000}}, {"K", {0, -2700, 13700}}, {"T", {0, -2700, 4009}},
         {"N", {0, -2630, 13000}}, {"U", {0, -2000, 6000}},  {"L", {0, -2000, 9000}},  {"B", {0, 0, 17580}}};
     for (const auto& [letter, expected] : curves)
-        EXPECT_EQ(afterThermo({.type = textConstant(letter)}, {0, -30000, 30000}), expected) << letter;
+        EXPECT_EQ(afterThermo({0, -30000, 30000}, letter + " 1 1"), expected) << letter;
     for (const auto& type : zcmds::thermocoupleTypes) {
         EXPECT_TRUE(std::is_sorted(type.voltageTable, type.voltageTable + 40)) << type.letter;
         EXPECT_TRUE(std::is_sorted(type.temperatureTable, type.temperatureTable + 40)) << type.letter;
@@ -74,75 +63,50 @@ TEST(Thermo, TheColdJunctionsTemperatureDoesNotComeBack) {
     // One hundredth of a millivolt is up to 20 tenths of a degree; B tells nothing of so low a temperature.
     for (const auto& type : zcmds::thermocoupleTypes) {
         if (*type.letter == 'B') continue;
-        for (std::int16_t junction = 100; junction <= 300; ++junction)
-            EXPECT_NEAR(afterThermo({.type = textConstant(type.letter), .cjc = junction}, {0}).at(0), junction, 20)
+        for (int junction = 100; junction <= 300; ++junction)
+            EXPECT_NEAR(afterThermo({0}, type.letter + std::string(" 1 1"), "=" + std::to_string(junction)).at(0),
+                        junction, 20)
                 << type.letter;
     }
-    EXPECT_EQ(afterThermo({.cjc = 250}, {0}), Samples{250});
+    EXPECT_EQ(afterThermo({0}, "K 1 1", "=250"), Samples{250});
 }
 
 TEST(Thermo, WrapOrSaturationIsInAnotherPlace) {
     struct Case {
-        Given given;
+        const char *before, *cjc;
         std::int16_t reading, expected;
     };
-    for (const Case& c :
-         {Case{{}, 1118, 2750},
-          // The reading less its offset wraps to -1.
-          Case{{.mul = 1015, .offset = -32768}, 32767, -2700}, Case{{.mul = -1015, .offset = -32768}, 32767, 2500},
-          // The scaled voltage saturates, so stays above the table; its sum with the junction's wraps.
-          Case{{.mul = 32767}, 32767, 13700}, Case{{.mul = 32767, .cjc = 250}, 32767, -2700},
-          Case{{.mul = 1, .div = -1}, -1015, 2500},
-          // -1019 / 10 truncates to -101, not to -102.
-          Case{{.mul = 1, .div = 10}, -1019, -262}}) {
-        EXPECT_EQ(afterThermo(c.given, {c.reading}).at(0), c.expected) << c.reading << " by " << c.given.mul;
+    for (const Case& c : {// The reading less its offset wraps to -1.
+                          Case{"K 1015 1 =-32768", "", 32767, -2700}, Case{"K -1015 1 =-32768", "", 32767, 2500},
+                          // The scaled voltage saturates, so stays above the table; its sum with the junction's wraps.
+                          Case{"K 32767 1", "", 32767, 13700}, Case{"K 32767 1", "=250", 32767, -2700},
+                          Case{"K 1 1 =118", "=250", 1136, 2750}}) {
+        EXPECT_EQ(afterThermo({c.reading}, c.before, c.cjc).at(0), c.expected) << c.reading << " by " << c.before;
     }
 }
 
 TEST(Thermo, AVoltageIsNotTheQuotientTowardZero) {
     const Samples all = edgeSamples<std::int16_t>();
-    const zcmds::ThermocoupleType& type = zcmds::thermocoupleTypes[0];
-    constexpr std::pair<std::int16_t, std::int16_t> factors[] = {
-        {1, 3}, {-7, 4}, {-32768, 32767}, {32767, -32767}, {1000, -8}, {-5, 4096}, {-32768, -1}, {-32768, 2}};
-    for (const auto& [mul, div] : factors) {
-        Samples expected;
-        for (const std::int16_t x : all)
-            expected.push_back(
-                static_cast<std::int16_t>(between(type.voltageTable, type.temperatureTable, x * mul / div)));
-        EXPECT_EQ(afterThermo({.type = textConstant("E"), .mul = mul, .div = div}, all), expected) << mul << '/' << div;
-    }
+    for (const auto& [mul, div] : {std::pair(1, 3),
+                                   {-7, 4},
+                                   {-32768, 32767},
+                                   {32767, -32767},
+                                   {1000, -8},
+                                   {-5, 4096},
+                                   {-32768, -1},
+                                   {-32768, 2},
+                                   {1, 10}})
+        EXPECT_EQ(afterThermo(all, "E " + std::to_string(mul) + " " + std::to_string(div)),
+                  plainlyConverted(zcmds::thermocoupleTypes[0], all, mul, div))
+            << mul << '/' << div;
 }
 
 TEST(ThermoErrors, AnotherCodeOrPositionIsTold) {
-    enum : char { pipe = 'p', variable = 'v' };
-    struct Case {
-        TaskArgument type;
-        std::int16_t div;
-        std::string rest;  // the kinds from position 5 on
-        const char* state;
-    };
-    const TaskArgument k = textConstant("K");
-    for (const Case& c :
-         {Case{int16Constant(-1), 1, "p", "error code 6 at 2"}, Case{int16Constant(10), 1, "p", "error code 6 at 2"},
-          Case{textConstant("k"), 1, "p", "error code 6 at 2"}, Case{textConstant("KK"), 0, "v", "error code 6 at 2"},
-          Case{textConstant(""), 1, "p", "error code 6 at 2"}, Case{k, 0, "v", "error code 6 at 4"},
-          Case{k, -32768, "p", "error code 6 at 4"}, Case{k, 1, "v", "error code 10 at 5"},
-          Case{k, 1, "pp", "error code 10 at 6"}, Case{k, 1, "vv", "error code 10 at 6"},
-          Case{k, 1, "ppv", "error code 10 at 5"}, Case{k, 1, "vvv", "error code 10 at 6"}, Case{k, 1, "pv", "waiting"},
-          Case{k, 1, "vp", "waiting"}, Case{k, 1, "vpv", "waiting"}}) {
-        TestSession session;
-        const std::int16_t zero = 0;
-        TaskSettings task{.command = "THERMO",
-                          .arguments = {session.use(session.input("from", Samples{1})), c.type, int16Constant(1),
-                                        int16Constant(c.div)}};
-        for (const char kind : c.rest) {
-            const std::string name = "n" + std::to_string(task.arguments.size());
-            task.arguments.push_back(kind == pipe ? session.use(session.output(name, {}, ElementType::int16))
-                                                  : session.use(session.addVariable(name, ElementType::int16, &zero)));
-        }
-        session.addTask(std::move(task));
-        EXPECT_EQ(statesOf(session.run()).at(0), c.state) << c.type.text << " " << c.rest;
-    }
+    expectSetUps("THERMO",
+                 "6 at 2: i16 -1 1 1 i16; 6 at 2: i16 10 1 1 i16; 6 at 2: i16 k 1 1 i16; 6 at 2: i16 KK 1 0 =0; "
+                 "6 at 4: i16 K 1 0 =0; 6 at 4: i16 K 1 -32768 i16; 10 at 5: i16 K 1 1 =0; 10 at 6: i16 K 1 1 i16 i16; "
+                 "10 at 6: i16 K 1 1 =0 =0; 10 at 5: i16 K 1 1 i16 i16 =0; 10 at 6: i16 K 1 1 =0 =0 =0; "
+                 "ready: i16 K 1 1 i16 =0; ready: i16 K 1 1 =0 i16; ready: i16 K 1 1 =0 i16 =0");
 }
 
 }  // namespace

@@ -60,8 +60,9 @@ TEST(Transfer, CrossOverAutoIsTakenOverTheAmplitude) {
               (Doubles{{0, 20 * std::log10(2.0)}, {0, std::numbers::pi / 2}}));
     EXPECT_EQ(transferred<double>("TFUNCTION2", {{4, 4}, {40, 40}, {0, 0}}, doubles({2.5, 0})),
               (Doubles{{0, 0}, {0, 0}}));
-    EXPECT_EQ(transferred<double>("TFUNCTION2", {{4, 4}, {5, 40}, {0, 0}}, doubles({0, 3})),
-              (Doubles{{0, 20}, {0, 0}}));
+    for (const auto& [limit, first] : {std::pair(3.0, 0.0), {2.5, 20 * std::log10(1.25)}})
+        EXPECT_EQ(transferred<double>("TFUNCTION2", {{4, 4}, {5, 40}, {0, 0}}, doubles({0, limit}))[0],
+                  (std::vector{first, 20.0}));
 }
 
 TEST(Transfer, ALimitOrTheScaleActsOtherwise) {
@@ -77,6 +78,7 @@ TEST(Transfer, ALimitOrTheScaleActsOtherwise) {
     EXPECT_EQ(magnitudes({-1}), magnitudes({0}));
     EXPECT_EQ(magnitudes({-1, 5, 50}), (Row{20, 0, 0}));
     EXPECT_EQ(magnitudes({2, 5, 50}), (Row{40, 0, 0}));
+    EXPECT_EQ(magnitudes({2, 5.000001, 0}), (Row{0, 0, 0}));
     EXPECT_EQ(transferred("TFUNCTION1", in, doubles({5, 50}))[1], (Row{angle, 0, 0}));
 }
 

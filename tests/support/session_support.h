@@ -13,6 +13,7 @@
 namespace libzepl {
 
 using Lines = std::vector<std::string>;
+using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;  // for typed tests
 using State = TaskReport::State;
 
 inline const CommandLibrary& testLibrary() {
