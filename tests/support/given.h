@@ -39,8 +39,8 @@ inline TaskArgument argumentIn(TestSession& session, const std::string& word) {
     if (word == "event") return session.use(session.addTrigger(word));
     if (word[0] == '[') return vectorIn(session, word);
     if (word[0] == 'v' && word.size() == 2)
-        return session.use(session.addVector(
-            word, ElementType::float32, bytesOf(std::vector<float>(static_cast<std::size_t>(word[1] - '0')))));
+        return session.use(session.addVector(word, ElementType::float32,
+                                             bytesOf(std::vector<float>(static_cast<std::size_t>(word[1] - '0')))));
     if (word[0] == '=') {
         const std::int32_t value = std::stoi(word.substr(1));  // whose start is the int16
         return session.use(
