@@ -84,7 +84,7 @@ TEST(Cmag, AMagnitudeOfRealsIsRoundedOtherwise) {
 }
 
 TEST(CmagPairs, FewerImaginaryPartsThanRealOnesAreNotWaitedFor) {
-    for (const std::size_t imaginary : {2, 6})
+    for (const std::size_t imaginary : {2U, 6U})
         EXPECT_EQ(ofPairs<std::int16_t>("CMAG", {1, 2, 3, 4, 5}, std::vector<std::int16_t>(imaginary)).size(),
                   imaginary < 5 ? 0u : 5u);
 }
