@@ -42,8 +42,9 @@ void runTask(boost::context::detail::transfer_t transfer) {
 }
 
 // Says what the session's limit had no room for, and where the room went when the tasks' number alone takes it.
-std::string ranOut(const Engine& e, const std::string& what) {
-    std::string text = "memory ran out at " + what + ": the limit is " + std::to_string(e.memory.limit()) + " bytes";
+std::string ranOut(const Engine& e, std::string what) {
+    std::string text =
+        "memory ran out at " + std::move(what) + ": the limit is " + std::to_string(e.memory.limit()) + " bytes";
     std::uint64_t stacks = 0, bytes = 0;
     for (const Task& task : e.tasks) {
         stacks += task.stackBytes != 0 ? 1 : 0;
@@ -76,7 +77,7 @@ void tellRefusedStack(Task& task) {
 }  // namespace
 
 void outOfMemory(Engine& e, std::string what) {
-    std::string text = ranOut(e, what);
+    std::string text = ranOut(e, std::move(what));  // nothing may stay in this frame, which is left for good
     e.finish(RunEnd::failed, {}, {});
     e.endCurrent(TaskReport::State::fault, std::move(text), "ask for less, or raise the limit with --memory");
 }

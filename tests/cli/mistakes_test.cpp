@@ -192,7 +192,7 @@ TEST_F(Mistakes, ACallThatIsWrongIsToldOtherwise) {
 }
 
 TEST_F(Mistakes, ASystemWithoutMemoryIsBlamedOnTheLimitOrLeavesAnOutput) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(LIBZEPL_ADDRESS_SANITIZER)
     GTEST_SKIP() << "instrumented programs take more addresses than can be limited";
 #endif
     std::string procedure = both;
