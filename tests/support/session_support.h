@@ -16,14 +16,8 @@ using Lines = std::vector<std::string>;
 using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;  // for typed tests
 using State = TaskReport::State;
 
-inline const CommandLibrary& testLibrary() {
-    static CommandLibrary library;
-    if (library.modules().empty()) {
-        library.load(TEST_MODULE_FILE);
-        library.load(TEST_PROBE_FILE);
-    }
-    return library;
-}
+// The installed commands and the probe's.
+const CommandLibrary& testLibrary();
 
 template <class Element>
 constexpr ElementType elementTypeOf() {
