@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "frame/commands.h"
+#include "frame/mask_list.h"
 #include "host/memory.h"
-#include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
@@ -21,6 +21,7 @@ const char* const compressSignature =
 namespace {
 
 constexpr std::int32_t inputCapacity = 1024, outputCapacity = 4096;
+constexpr std::int32_t maxChannels = 1024, maxSingleThresholds = 16;
 
 // What is written on a change.
 struct ChangeRecord {
@@ -97,7 +98,7 @@ struct Compressor {
 };
 
 void checkThresholdCount(ParamList list, const Slot* params, std::int32_t count, std::int32_t nchan) {
-    if (nchan > 1024 || nchan < 1) zepl::param_error_msg(ParamError::outOfRange, 2);
+    if (nchan > maxChannels || nchan < 1) zepl::param_error_msg(ParamError::outOfRange, 2);
     if (count > 4 && nchan + 3 < count) zepl::param_error_msg(ParamError::tooMany, nchan + 4);
     if (count > 4 && nchan + 3 > count) zepl::param_error_msg(ParamError::missing, count + 1);
     if (zepl::param_type(list, 3) != vectorInt16) return;
@@ -127,12 +128,12 @@ const std::int16_t* const* thresholdsOf(ParamList list, const Slot* params, std:
 
 std::uint32_t compress(ParamList list) {
     // Position 19 is the last that has a mask of its own; a pipe must stand there, so sixteen thresholds can be given one by
-    // one. The group behind it is there for longer lists, which are refused.
-    constexpr ParamMask m = constantInt16 | variableInt16 | pipeInt16;
+    // one. The group after it is there for longer lists, which are refused.
+    constexpr ParamMask threshold = constantInt16 | variableInt16, thresholdOrEnd = threshold | pipeInt16;
     std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 4, 1027, pipeInt16, constantInt16,
-                                             constantInt16 | variableInt16 | vectorInt16, m, m, m, m, m, m, m, m, m, m,
-                                             m, m, m, m, m, pipeInt16, beginRepeat, m, endRepeat);
+    const Slot* params = processList(
+        list, &count, 4, maxChannels + 3, std::tuple(pipeInt16, constantInt16, threshold | vectorInt16),
+        times<maxSingleThresholds - 1>(thresholdOrEnd), std::tuple(pipeInt16, beginRepeat, thresholdOrEnd, endRepeat));
     const std::int32_t nchan = *valueIn<std::int16_t>(params[2]);
     checkThresholdCount(list, params, count, nchan);
     Compressor compressor;

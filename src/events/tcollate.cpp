@@ -3,7 +3,7 @@
 
 #include "events/trigger_source.h"
 #include "frame/commands.h"
-#include "host/parameters.h"
+#include "frame/mask_list.h"
 #include "host/tasks.h"
 
 namespace zcmds {
@@ -59,10 +59,7 @@ void findUsable(Collation& c, std::int32_t i) {
 std::uint32_t tcollate(ParamList list) {
     Collation collation;
     std::int32_t count;
-    const Slot* params =
-        zepl::param_process(list, &count, 3, maxSources + 1, triggerKind, triggerKind, triggerKind, triggerKind,
-                            triggerKind, triggerKind, triggerKind, triggerKind, triggerKind, triggerKind, triggerKind,
-                            triggerKind, triggerKind, triggerKind, triggerKind, triggerKind, triggerKind);
+    const Slot* params = processList(list, &count, 3, maxSources + 1, times<maxSources + 1>(triggerKind));
     collation.sources.open(params, count);
     rotate(collation);
 }

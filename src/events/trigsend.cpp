@@ -6,9 +6,9 @@
 #include "events/trigger_source.h"
 #include "events/trigger_stream.h"
 #include "frame/commands.h"
+#include "frame/mask_list.h"
 #include "frame/values.h"
 #include "host/memory.h"
-#include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
@@ -87,11 +87,8 @@ std::uint32_t sendAssertions(TrigSend& send, std::uint32_t p) {
 
 std::uint32_t trigsend(ParamList list) {
     std::int32_t count;
-    const Slot* params = zepl::param_process(
-        list, &count, 2, maxPipes + 2, triggerKind, constantInteger | pipeInt32, pipeInt32, pipeInt32, pipeInt32,
-        pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32,
-        pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32,
-        pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32, pipeInt32);
+    const Slot* params = processList(list, &count, 2, maxPipes + 2,
+                                     std::tuple(triggerKind, constantInteger | pipeInt32), times<maxPipes>(pipeInt32));
     TrigSend send;
     std::int32_t updates = defaultUpdates, first = 2;
     if (zepl::param_type(list, 2) == pipeInt32) {

@@ -1,7 +1,7 @@
 // DISCARD throws streams away that nobody needs, so that their pipes do not fill up.
 
 #include "frame/commands.h"
-#include "host/parameters.h"
+#include "frame/mask_list.h"
 #include "host/pipes.h"
 #include "host/system_info.h"
 
@@ -12,6 +12,8 @@ const char* const discardSignature =
     "alsodiscard ]* )";
 
 namespace {
+
+constexpr std::int32_t maxPipes = 32;
 
 void dropWhatIsThere(PipeHandle pipe, std::int32_t most) {
     for (;;) {
@@ -24,10 +26,8 @@ void dropWhatIsThere(PipeHandle pipe, std::int32_t most) {
 }  // namespace
 
 std::uint32_t discard(ParamList list) {
-    constexpr ParamMask m = anyPipe;
     std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 1, 32, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m, m,
-                                             m, m, m, m, m, m, m, m, m, m);
+    const Slot* params = processList(list, &count, 1, maxPipes, times<maxPipes>(anyPipe));
     const auto most = static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock) * 4);
     for (std::int32_t i = 1; i <= count; ++i) zepl::pipe_open(handleIn<PipeHandle>(params[i]), zepl::OpenMode::read);
     for (;;) {

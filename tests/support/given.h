@@ -38,6 +38,7 @@ inline TaskArgument argumentIn(TestSession& session, const std::string& word) {
     if (word == "inside" || word == "outside") return hostWord(word == "inside" ? 0 : 1);
     if (word == "event") return session.use(session.addTrigger(word));
     if (word[0] == '[') return vectorIn(session, word);
+    if (word[0] == '\'') return declaredWord(word.substr(1));
     if (word[0] == 'v' && word.size() == 2)
         return session.use(session.addVector(word, ElementType::float32,
                                              bytesOf(std::vector<float>(static_cast<std::size_t>(word[1] - '0')))));
@@ -51,9 +52,9 @@ inline TaskArgument argumentIn(TestSession& session, const std::string& word) {
     return rest == word.c_str() ? textConstant(word) : constantIn(word, number, *rest);
 }
 
-// "5 -7l 0.5 0.5f i16 i32 f32 f64 =5 =5l [5,-7] v5 event inside WORD": an int16, an int32, a double and a float constant,
-// new pipes of the four types, an int16 and an int32 variable, a vector, a float vector of five zeros, a trigger, one of
-// the host's words `inside` and `outside`, and a text.
+// "5 -7l 0.5 0.5f i16 i32 f32 f64 =5 =5l [5,-7] v5 event inside 'FULL WORD": an int16, an int32, a double and a float
+// constant, new pipes of the four types, an int16 and an int32 variable, a vector, a float vector of five zeros, a trigger,
+// one of the host's words `inside` and `outside`, a word of a set in the signature, and a text.
 inline std::vector<TaskArgument> argumentsIn(TestSession& session, const std::string& list) {
     std::vector<TaskArgument> arguments;
     std::istringstream words(list);
