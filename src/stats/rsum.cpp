@@ -28,28 +28,24 @@ void copyDivisor(RunningSumState& state, Slot slot, ParamMask kind) {
 }
 
 // The value, of any width, of a count that must not be negative.
-std::uint32_t countIn(Slot slot, std::int32_t index) {
-    const std::int32_t value = *valueIn<std::int32_t>(slot);
-    if (value < 0) zepl::param_error_msg(ParamError::notPositive, index);
+std::uint32_t countAt(const Slot* params, std::int32_t position) {
+    const std::int32_t value = *valueIn<std::int32_t>(params[position]);
+    if (value < 0) zepl::param_error_msg(ParamError::notPositive, position);
     return static_cast<std::uint32_t>(value);
 }
 
 // What follows the divisor: sums; window and sums; or sums and reset.
 void readTail(RunningSumState& state, ParamList list, const Slot* params, std::int32_t count) {
-    std::int32_t sums = 4;
     const bool windowed = count == 5 && (zepl::param_type(list, 4) & constantInteger) != 0;
-    if (windowed) {
-        state.window = countIn(params[4], 4);
-        sums = 5;
-    } else if (count == 4 && (zepl::param_type(list, 4) & anyPipe) == 0) {
-        zepl::param_error_msg(ParamError::wrongKind, 4);
-    }
+    const std::int32_t sums = windowed ? 5 : 4;
+    if (count == 4 && (zepl::param_type(list, 4) & anyPipe) == 0) zepl::param_error_msg(ParamError::wrongKind, 4);
     checkSameElementType(list, {.source = 1, .destination = sums});
     state.dest = handleIn<PipeHandle>(params[sums]);
+    if (windowed) state.window = countAt(params, 4);
     if (windowed || count == 4) return;
     // A second pipe has no value to be read.
     if ((zepl::param_type(list, 5) & constantInteger) == 0) zepl::param_error_msg(ParamError::wrongKind, 5);
-    state.resetCount = countIn(params[5], 5);
+    state.resetCount = countAt(params, 5);
 }
 
 }  // namespace

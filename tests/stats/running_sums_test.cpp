@@ -198,7 +198,7 @@ TEST(RunningSumsParameters, AnotherListIsTaken) {
                  "ready: i16 1 1 i16; ready: i32 1 1 1 i32; ready: f32 1 1.0f f32 1; 10 at 5: i16 0 100000l i16 event; "
                  "10 at 5: i16 1 1 i16 i16; 6 at 2: i16 0 100000l f32; 3 at 3: i16 1 100000l f32; "
                  "3 at 3: f32 1 1.0 1; 10 at 4: i16 1 1 1; 3 at 4: i16 1 1 f32; 3 at 4: i16 1 1 f32 -1; "
-                 "6 at 4: i16 1 1 -1 f32; 6 at 4: i16 1 1 -2147483648l i16; 3 at 5: i16 1 1 0 f32; "
+                 "3 at 5: i16 1 1 -1 f32; 6 at 4: i16 1 1 -2147483648l i16; 3 at 5: i16 1 1 0 f32; "
                  "3 at 5: i16 1 1 1 1; 6 at 5: i16 1 1 i16 -1; refused at 4: i16 1 1");
 }
 
