@@ -1,5 +1,6 @@
 // Numbers as procedures write them. Everything here is free of locales.
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -95,7 +96,10 @@ std::string whyNoNumber(std::string_view text) {
 }
 
 bool holds(ElementType type, const Number& number) {
-    if (!isInteger(type)) return true;
+    // What is nearer to the next power of two than to the greatest float would become an infinity.
+    constexpr double beyondFloat = 0x1.ffffffp127;
+    if (type == ElementType::float32) return std::isinf(number.real) || !(std::fabs(number.real) >= beyondFloat);
+    if (type == ElementType::float64) return true;
     const IntegerRange range = rangeOf(type);
     return number.isInteger && number.integer >= range.least && number.integer <= range.greatest;
 }
@@ -111,6 +115,11 @@ void storeNumber(ElementType type, const Number& number, void* cell) {
 Diagnostic notHeld(ElementType type, const Number& number, std::string_view text) {
     Diagnostic diagnostic{.severity = Severity::error, .place = number.place, .message = {}, .remedy = {}};
     const std::string name(nameOf(type));
+    if (type == ElementType::float32) {
+        diagnostic.message = quoted(text) + " is out of range: float holds up to 3.4028235e38 and inf";
+        diagnostic.remedy = "double holds it";
+        return diagnostic;
+    }
     if (!number.isInteger) {
         diagnostic.message = quoted(text) + " is not an integer, which " + name + " takes";
         diagnostic.remedy = "write it without a point or an exponent, or take float or double";

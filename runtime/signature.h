@@ -98,7 +98,7 @@ struct BoundArgument {
 
 // The kinds that `arguments` take when they are matched against the signature: alternatives in the signature's order,
 // and for an untyped number its types in order of preference (integer: int16, int32, double, float; with a point:
-// double, float), searched until the whole list fits; an integer type only where it holds the value. A value from
+// double, float), searched until the whole list fits; a type only where it holds the value. A value from
 // 32768 to 65535 for a uint16 is passed as int16 where int32 is not admitted, and likewise for uint32. A variable
 // fits where a constant does; only a variable fits `out`. Where a type is taken from another parameter and that is
 // int32, an int16 variable or typed number fits too. A vector matches whatever its length, the length is the

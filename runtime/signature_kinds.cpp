@@ -77,7 +77,7 @@ Kinds untypedNumberKinds(const Number& number, const Admission& admission) {
     addInteger(kinds, unsignedKinds, ElementType::int16, number, 0, std::numeric_limits<std::uint16_t>::max());
     addInteger(kinds, unsignedKinds, ElementType::int32, number, 0, std::numeric_limits<std::uint32_t>::max());
     for (ElementType real : {ElementType::float64, ElementType::float32})
-        if ((admission.kinds & constantKind(real)) != 0) kinds.push_back(constantKind(real));
+        if ((admission.kinds & constantKind(real)) != 0 && holds(real, number)) kinds.push_back(constantKind(real));
     return kinds;
 }
 

@@ -238,6 +238,7 @@ void Search::noteStuck(const State& state) {
 }
 
 std::string describeNumber(const Number& number) {
+    if (!holds(ElementType::float32, number)) return "a number beyond float";
     if (!number.isInteger) return "a number with a point";
     if (holds(ElementType::int16, number)) return "a whole number";
     return holds(ElementType::int32, number) ? "a whole number beyond int16" : "a whole number beyond int32";

@@ -98,6 +98,7 @@ TEST(Procedure, formOfTheLinesMatters) {
 TEST(Procedure, mistakeIsToldWrong) {
     const std::string clauses = "a pipe takes capacity, starts, from, channel, column, convert, to, limit";
     const std::string natural = " is out of range: int16 holds -32768 to 32767";
+    const std::string beyond = " is out of range: float holds up to 3.4028235e38 and inf | double holds it";
     const std::string noInteger = "write it without a point or an exponent, or take float or double";
     const std::vector<std::pair<std::string, std::string>> cases{
         {"pip x : int16", "1:1 unknown declaration `pip` | did you mean `pipe`?"},
@@ -134,6 +135,9 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"A (0x80000000 :int32)",
          "1:4 `0x80000000` is out of range: int32 holds -2147483648 to 2147483647 | for the "
          "bits of `0x80000000` write -2147483648"},
+        {"A (1e39:float, -3.5e38:float, inf:float, 1e39)", "1:4 `1e39`" + beyond + "\n1:16 `-3.5e38`" + beyond},
+        {"pipe x : float starts [1, 1e39]\nvector y : float = [1e39]\nvariable z : float = -1e308",
+         "1:27 `1e39`" + beyond + "\n2:21 `1e39`" + beyond + "\n3:22 `-1e308`" + beyond},
         {"vector x : int16 = [32768,\n nan]", "1:21 `32768`" + natural +
                                                   " | int32 holds it\n"
                                                   "2:2 `nan` is not an integer, which int16 takes | " +
@@ -162,6 +166,8 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"A ('a')", "1:4 `'` cannot stand here | texts stand in double quotes"},
         {"A (a) # \x01\x02", "1:9 `\\x01\\x02` cannot stand here | a procedure is plain text"},
         {"A (a)\rB (b)", "1:6 `\\x0D` cannot stand here | a procedure is plain text"},
+        {std::string("A (\0", 4), "1:4 a NUL character | a procedure is plain text in UTF-8"},
+        {std::string("\xEF\xBB\xBF\0", 4), "1:1 a NUL character | a procedure is plain text in UTF-8"},
         {std::string("A (a)\nB\0(b", 10), "2:2 a NUL character | a procedure is plain text in UTF-8"},
     };
     for (const auto& [text, mistakes] : cases) EXPECT_EQ(parse(text).mistakes, mistakes + "\n") << text;
@@ -264,6 +270,12 @@ TEST(Numbers, typeHoldsOrStoresOtherValues) {
         EXPECT_EQ(holds(ElementType::int32, *parseNumber(text)), types >= 1) << text;
         EXPECT_TRUE(holds(ElementType::float32, *parseNumber(text))) << text;
     }
+    // The middle between the greatest float and the next power of two is the first that is none.
+    for (const char* text : {"3.4028235677973362e38", "-3.4028235677973362e38", "inf", "-inf", "9223372036854775807"})
+        EXPECT_TRUE(holds(ElementType::float32, *parseNumber(text))) << text;
+    EXPECT_EQ(stored(ElementType::float32, "3.4028235677973362e38"), 0x7F7FFFFFu);
+    for (const char* text : {"3.4028235677973366e38", "-3.4028235677973366e38", "1e308"})
+        EXPECT_FALSE(holds(ElementType::float32, *parseNumber(text))) << text;
     EXPECT_EQ(stored(ElementType::int16, "-2"), 0xFFFEu);
     EXPECT_EQ(stored(ElementType::int32, "-2"), 0xFFFFFFFEu);
     EXPECT_EQ(stored(ElementType::float32, "0.1"), 0x3DCCCCCDu);
