@@ -10,6 +10,7 @@
 #include "cli/catalogue.h"
 #include "cli/run.h"
 #include "runtime/diagnostics.h"
+#include "runtime/session.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->type_name("N|whole|random:SEED");
     command.add_option("--block", arguments.block, "The default block size in samples, 1024 unless given")
         ->type_name("N")
-        ->check(CLI::Range(1, 1 << 24));
+        ->check(CLI::Range(std::uint32_t{1}, libzepl::maxBlock));
     command.add_option("--memory", arguments.memory, "The most memory that the session may use, 4G unless given")
         ->type_name("SIZE");
     repeated("--info", arguments.info, "SELECTOR=VALUE", "What commands are told for a selector of system information");

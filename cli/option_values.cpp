@@ -19,6 +19,7 @@ std::optional<std::uint64_t> wholeNumber(const std::string& text, std::uint64_t 
     return value <= most ? std::optional(value) : std::nullopt;
 }
 
+constexpr std::uint64_t defaultBlockSelector = 17;
 constexpr std::uint64_t word = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t large = std::numeric_limits<std::int64_t>::max();
 
@@ -74,6 +75,10 @@ std::map<std::uint32_t, std::uint32_t> infoOf(const std::vector<std::string>& te
         if (!key || !answer)
             throw Problem("--info " + selector + "=" + value + " is no pair of 32-bit numbers",
                           "write --info SELECTOR=VALUE, such as --info 30=0");
+        if (*key == defaultBlockSelector && (*answer < 1 || *answer > libzepl::maxBlock))
+            throw Problem("--info " + selector + "=" + value + ": the default block is 1 to " +
+                              std::to_string(libzepl::maxBlock) + " samples",
+                          "--block N sets the block, and what commands are told of it");
         info.emplace(static_cast<std::uint32_t>(*key), static_cast<std::uint32_t>(*answer));
     }
     return info;

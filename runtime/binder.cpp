@@ -52,13 +52,15 @@ class Binder {
                  std::move(remedy));
     }
 
-    // Runs `step`; a Problem of it becomes a mistake at the place, or at the file's.
+    // Runs `step`; a Problem of it becomes a mistake at the place, or at the file's. False when there was one.
     template <class Step>
-    void guarded(Place place, Step step) {
+    bool guarded(Place place, Step step) {
         try {
             step();
+            return true;
         } catch (const Problem& problem) {
             addError(diagnostics_, place, problem.what(), problem.remedy());
+            return false;
         }
     }
     template <class Step>
@@ -82,7 +84,11 @@ class Binder {
     void addPipe(const PipeDeclaration& declared) {
         PipeSettings settings{declared.name, declared.type, declared.capacity, {}};
         settings.starts = bytesOf(declared.type, declared.starts);
-        const PipeId id = bound_.session->addPipe(std::move(settings));
+        // The name is known also where the pipe is refused, so that its uses are no mistakes.
+        PipeId id{};
+        if (!guarded(declared.capacity ? declared.capacityPlace : declared.place,
+                     [&] { id = bound_.session->addPipe(std::move(settings)); }))
+            id = bound_.session->addPipe({.name = declared.name, .type = declared.type});
         names_.pipes.emplace(declared.name, id);
         const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared.name, declared.from);
         if (!from) return;
@@ -260,7 +266,7 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
         const bool runs = task.state == TaskReport::State::waiting || task.state == TaskReport::State::running;
         if (!runs)
             addError(diagnostics, placeOf(use, task.index), use.command + ": " + task.text, task.remedy);
-        else if (!advice[i].empty())
+        else if (i < advice.size() && !advice[i].empty())
             diagnostics.push_back({Severity::warning, use.place,
                                    use.command + " took a list that its signature does not describe", advice[i]});
     }

@@ -32,8 +32,8 @@ class VirtualClock {
     std::uint64_t frame() const { return (now_ - start_) / unitsPerFrame; }
     // When `milliseconds` from now (a thousand of them have `rate` frames of a thousand units) will have passed; at least one unit ahead.
     std::uint64_t after(std::uint32_t milliseconds) const {
-        const double units = std::ceil(milliseconds * rate_);
-        return now_ + (units < 1 ? 1 : static_cast<std::uint64_t>(units));
+        const double units = std::clamp(std::ceil(milliseconds * rate_), 1.0, longestPause);
+        return now_ + static_cast<std::uint64_t>(units);
     }
     // Whole frames that can pass before `time` is passed.
     std::uint64_t framesUntil(std::uint64_t time) const {
@@ -41,6 +41,8 @@ class VirtualClock {
     }
 
  private:
+    static constexpr double longestPause = 0x1p60;  // units; only an absurd rate has longer ones
+
     double rate_ = 1000;
     std::uint64_t now_ = 0;
     std::uint64_t lastFrame_ = 0;  // when the last frame came; less than one frame ago

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csetjmp>
 #include <deque>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,8 @@ struct Engine {
     Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions);
 
     // The parts of the session.
+    const std::uint32_t number;  // of all sessions; part of its ids
+    bool started = false;        // run() was called
     const CommandLibrary& library;
     SessionOptions options;
     MemoryBudget memory;
@@ -81,6 +84,7 @@ struct Engine {
     std::vector<Task*> dead;  // ended, not released yet
     std::jmp_buf rescue;
     std::atomic<bool> stopRequested{false};
+    std::exception_ptr consoleError;  // what the caller's console threw
     RunEnd end = RunEnd::goesOn;
     bool outputsFinished = false;
     std::string reason;         // of a failure of the run itself

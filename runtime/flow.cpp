@@ -227,6 +227,7 @@ bool moveToRing(Engine& e, Pipe& pipe, std::uint64_t elements) {
 // Doubles the storage of a pipe that keeps everything, or makes it `expected` elements where that is more.
 bool extendRetained(Engine& e, Pipe& pipe, std::uint64_t expected) {
     const std::uint64_t elements = std::max({pipe.storageUntil * 2, expected, pipe.capacity, std::uint64_t{4096}});
+    if (elements > maxElements) return false;
     const std::uint64_t bytes = elements << pipe.widthShift;
     if (!e.memory.take(bytes - pipe.ownBytes)) return false;
     auto* grown = static_cast<std::byte*>(std::realloc(pipe.own.get(), bytes));
@@ -274,7 +275,7 @@ void waitForElements(Engine& e, PipeEnd& end, std::uint64_t n) {
 
 bool tryCapacity(Engine& e, Pipe& pipe, std::uint64_t n) {
     if (n <= pipe.capacity) return true;
-    if (n > (unlimited >> 8)) return false;
+    if (n > maxElements) return false;
     const bool ownRing = pipe.own != nullptr && !pipe.retains;
     if (ownRing && n > pipe.mask + 1 && !moveToRing(e, pipe, powerOfTwoFrom(n))) return false;
     pipe.capacity = n;
@@ -285,7 +286,7 @@ bool tryCapacity(Engine& e, Pipe& pipe, std::uint64_t n) {
 
 bool tryCapacity(Engine& e, Trigger& trigger, std::uint64_t n) {
     if (n <= trigger.capacity) return true;
-    if (!e.memory.take((n - trigger.capacity) * sizeof(std::uint32_t))) return false;
+    if (n > maxElements || !e.memory.take((n - trigger.capacity) * sizeof(std::uint32_t))) return false;
     trigger.capacity = n;
     lookAtReaders(e, trigger);
     if (trigger.waitingWriter != nullptr) wakeWriter(e, trigger);
@@ -298,7 +299,7 @@ void raiseCapacity(Engine& e, Pipe& pipe, std::uint64_t n) {
 
 bool makeStorage(Engine& e, Pipe& pipe, std::uint64_t expected) {
     if (pipe.retains) return extendRetained(e, pipe, expected);
-    return moveToRing(e, pipe, powerOfTwoFrom(pipe.capacity));
+    return pipe.capacity <= maxElements && moveToRing(e, pipe, powerOfTwoFrom(pipe.capacity));
 }
 
 void takeElements(Engine& e, PipeEnd& end, void* to, std::uint64_t n) {

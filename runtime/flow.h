@@ -12,6 +12,8 @@ namespace libzepl {
 inline constexpr std::uint64_t quietRounds = 8;
 // For how many rounds, or resumptions of a task, what inputs gave counts as recent.
 inline constexpr std::uint64_t recentRounds = 65536;
+// The most elements or events that anything is asked to hold: more than any memory does, and few enough to be multiplied.
+inline constexpr std::uint64_t maxElements = std::uint64_t{1} << 56;
 // The least capacity of a trigger: events unread by the slowest reader.
 inline constexpr std::uint64_t triggerCapacity = 4096;
 

@@ -109,13 +109,28 @@ const Operation operations[] = {
 #undef LIBZEPL_OPERATION
 static_assert(sizeof operations / sizeof *operations == 70);
 
+// Gives the text to the caller's console. What that throws must not pass through a task's frames, which are never unwound:
+// the run ends, and run() passes it on.
+void tellConsole(Engine& e, const char* text) {
+    if (e.current == nullptr) return e.options.console(text);
+    try {
+        return e.options.console(text);
+    } catch (...) {
+        e.consoleError = std::current_exception();
+    }
+    e.finish(RunEnd::failed);
+    Context& left = e.current->context;
+    e.current = nullptr;
+    switchContext(left, e.hub);
+}
+
 void print(const char* text) {
     if (engine == nullptr) {
         loadState().console += text;
         return;
     }
     engine->console += text;
-    if (engine->options.console) engine->options.console(text);
+    if (engine->options.console) tellConsole(*engine, text);
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ enum Declaration : unsigned { inPipe = 1, inTrigger = 2, inVector = 4 };
 // What follows the head of a declaration, and where which clause was given.
 struct Clauses {
     std::optional<std::uint64_t> capacity;
+    Place capacityPlace;
     std::vector<Number> starts;
     FileClause from, to;
     std::unordered_map<std::string_view, Place> given;
@@ -76,6 +77,7 @@ class Parser {
     const ClauseRow& takeClauseWord(Declaration declaration, Clauses& clauses);
     static std::vector<std::string> clauseWords(Declaration declaration);
     void checkPartners(const Clauses& clauses);
+    void takeCapacity(Clauses& clauses);
     void takeFile(FileClause& file);
     void takeColumn(Clauses& clauses);
 
@@ -88,7 +90,7 @@ class Parser {
 };
 
 const std::array<Parser::ClauseRow, 8> Parser::clauseRows{{
-    {"capacity", inPipe, "", "", [](Parser& p, Clauses& to) { to.capacity = p.takeSize("capacity"); }},
+    {"capacity", inPipe, "", "", [](Parser& p, Clauses& to) { p.takeCapacity(to); }},
     {"starts", inPipe, "", "", [](Parser& p, Clauses& to) { to.starts = p.takeValues(p.declaredType_); }},
     {"from", inPipe | inTrigger | inVector, "", "", [](Parser& p, Clauses& to) { p.takeFile(to.from); }},
     {"channel", inPipe | inVector, "from", "column",
@@ -147,7 +149,7 @@ void Parser::parsePipe() {
     const ElementType type = takeTypeOfDeclaration();
     Clauses clauses = takeClauses(inPipe);
     procedure_.pipes.push_back({std::string(name.text), name.place, type, clauses.capacity, std::move(clauses.starts),
-                                clauses.source(), clauses.target()});
+                                clauses.source(), clauses.target(), clauses.capacityPlace});
 }
 
 void Parser::parseTrigger() {
@@ -335,6 +337,11 @@ void Parser::checkPartners(const Clauses& clauses) {
         if (clauses.given.contains(row.excludes))
             cursor_.refuseAt(found->second, quoted(row.word) + " and " + quoted(row.excludes) + " exclude each other");
     }
+}
+
+void Parser::takeCapacity(Clauses& clauses) {
+    clauses.capacityPlace = cursor_.peek().place;
+    clauses.capacity = takeSize("capacity");
 }
 
 void Parser::takeFile(FileClause& file) {

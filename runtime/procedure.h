@@ -21,8 +21,8 @@ struct Number {
     Place place;
 };
 
-// Whether `type` holds the number without loss of an integer: an integer type holds integers of its range, float and
-// double hold every number, rounded.
+// Whether `type` holds the number without loss of an integer: an integer type holds integers of its range; float and double
+// hold every number, rounded, but for a finite one that would become an infinity.
 bool holds(ElementType type, const Number& number);
 
 // The sixteen, thirty-two or sixty-four bits of the number in `type`, which must hold it, written to `cell`. A float is
@@ -58,6 +58,7 @@ struct PipeDeclaration {
     std::vector<Number> starts;
     std::optional<FileClause> from;
     std::optional<FileClause> to;
+    Place capacityPlace;  // of its number
 };
 
 struct TriggerDeclaration {

@@ -1,6 +1,7 @@
 // A run from its first task to its report.
 
 #include <algorithm>
+#include <utility>
 
 #include "runtime/flow.h"
 
@@ -71,6 +72,7 @@ Report Engine::run() {
             if (end == RunEnd::goesOn) startTask(task);
         roundLeft = readyCount;
         runRounds();
+        if (consoleError != nullptr) std::rethrow_exception(std::exchange(consoleError, nullptr));
         if (end != RunEnd::refused && end != RunEnd::failed && end != RunEnd::setUpsRan) {
             finishOutputs();
             outputsFinished = true;

@@ -21,6 +21,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "runtime/commands.h"
@@ -33,10 +34,13 @@ namespace libzepl {
 
 struct Engine;
 
-enum class PipeId : std::uint32_t {};
-enum class TriggerId : std::uint32_t {};
-enum class VariableId : std::uint32_t {};
-enum class VectorId : std::uint32_t {};
+// What a session gave for what it was told to add. Another session refuses it.
+enum class PipeId : std::uint64_t {};
+enum class TriggerId : std::uint64_t {};
+enum class VariableId : std::uint64_t {};
+enum class VectorId : std::uint64_t {};
+
+inline constexpr std::uint32_t maxBlock = std::uint32_t{1} << 24;  // elements of a default block
 
 // In which pieces inputs arrive.
 struct FeedPolicy {
@@ -54,10 +58,10 @@ struct Progress {
 
 struct SessionOptions {
     FeedPolicy feed{};
-    std::uint32_t block = 1024;                          // the default block, elements
+    std::uint32_t block = 1024;                          // the default block, elements: 1 to maxBlock
     std::uint64_t memoryLimit = std::uint64_t{4} << 30;  // bytes
     std::optional<double> rate{};                        // frames a second; else the first recording's own, else 1000
-    std::map<std::uint32_t, std::uint32_t> info{};       // answers of sys_get_info, by selector
+    std::map<std::uint32_t, std::uint32_t> info{};       // answers of sys_get_info, by selector; 17 as `block`
     std::uint32_t startTime = 0;                         // the clock at the start, in its own units
     bool setUpOnly = false;                              // ends when every task's set-up has run
     std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver
@@ -65,16 +69,16 @@ struct SessionOptions {
 };
 
 struct PipeSettings {
-    std::string name{};
+    std::string name{};  // for messages and the report; else "pipe 1", by its number
     ElementType type = ElementType::int16;
-    std::optional<std::uint64_t> capacity{};  // elements; else 4 default blocks
+    std::optional<std::uint64_t> capacity{};  // elements, as the memory limit has room for; else 4 default blocks
     std::vector<std::byte> starts{};          // elements that are there before anything runs
 };
 
 // One parameter of a task, with the kind that it is passed as.
 struct TaskArgument {
     zepl::ParamMask kind = 0;
-    std::uint32_t object = 0;          // of a channel, variable or vector: its id
+    std::uint64_t object = 0;          // of a channel, variable or vector: its id
     std::array<std::byte, 8> value{};  // of a constant or a host's keyword
     std::string text;                  // of a string or a declared keyword
     std::string name;                  // as the user wrote it, for messages
@@ -95,6 +99,8 @@ struct TaskSettings {
     std::string signatureAdvice{};  // what the signature admits, where the list does not fit it: told with a refusal
 };
 
+// Every misuse is a Problem, and leaves the session as it was: an id of another session, what the type or the limits do not
+// allow, a second input or output of a channel, anything added to a session that has run.
 class Session {
  public:
     explicit Session(const CommandLibrary& library, SessionOptions options = {});
@@ -114,23 +120,31 @@ class Session {
     TaskArgument use(VariableId variable) const;
     TaskArgument use(VectorId vector) const;
 
+    // The first of that name, as for a session that was made from a procedure.
+    PipeId pipeNamed(std::string_view name) const;
+    TriggerId triggerNamed(std::string_view name) const;
+    VariableId variableNamed(std::string_view name) const;
+
     // Attach the input or the output of a channel, at most one each.
     void setInput(PipeId pipe, std::unique_ptr<Source> source);
     void setInput(TriggerId trigger, std::vector<TriggerRow> rows);
     void setOutput(PipeId pipe, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit = {});
     void setOutput(TriggerId trigger, std::unique_ptr<TriggerSink> sink, std::optional<std::uint64_t> limit = {});
 
-    // Input from the caller's memory, which must last as long as the session; elements of the pipe's type.
+    // Input from the caller's memory, which must last as long as the session; elements of the pipe's type, `channels` to a
+    // frame.
     void feedMemory(PipeId pipe, const void* elements, std::uint64_t count, int channels = 1);
     // Output to the session's memory. `expected` elements are made room for at once.
     void collect(PipeId pipe, std::optional<std::uint64_t> limit = {}, std::uint64_t expected = 0);
     void collect(TriggerId trigger, std::optional<std::uint64_t> limit = {});
 
+    // Elements of the pipe's own type.
     template <class Element>
     void feed(PipeId pipe, std::vector<Element> elements);
     template <class Element>
     std::vector<Element> collected(PipeId pipe) const;
     std::vector<std::uint32_t> collectedEvents(TriggerId trigger) const;
+    // Of the variable's own type; an integer variable can be read as an integer of any width.
     template <class Element>
     Element valueOf(VariableId variable) const;
 
@@ -139,6 +153,8 @@ class Session {
     void setTriggerProperty(TriggerId trigger, std::uint32_t selector, std::uint32_t value);
 
     // Runs to the end; once. Outputs are finished, or dropped after a set-up error. Not to be called from inside a task.
+    // What the caller's progress or console throws ends the run: a Problem is the report's reason, anything else comes out
+    // here, and outputs are dropped.
     Report run();
 
     // Ends a run that goes on in another thread or is interrupted by a signal, at the end of its round. Safe in a signal
@@ -146,8 +162,10 @@ class Session {
     void requestStop();
 
  private:
+    Engine& unstarted() const;
+    void expectElements(PipeId pipe, ElementType type) const;
     const std::byte* collectedBytes(PipeId pipe, std::uint64_t& count) const;
-    const void* cellOf(VariableId variable) const;
+    const void* cellOf(VariableId variable, bool asInteger, std::size_t width) const;
 
     std::unique_ptr<Engine> engine_;
     std::vector<std::shared_ptr<void>> ownedInputs_;
@@ -155,6 +173,7 @@ class Session {
 
 template <class Element>
 void Session::feed(PipeId pipe, std::vector<Element> elements) {
+    expectElements(pipe, elementTypeOf<Element>());
     auto owned = std::make_shared<std::vector<Element>>(std::move(elements));
     feedMemory(pipe, owned->data(), owned->size());
     ownedInputs_.push_back(std::move(owned));
@@ -162,6 +181,7 @@ void Session::feed(PipeId pipe, std::vector<Element> elements) {
 
 template <class Element>
 std::vector<Element> Session::collected(PipeId pipe) const {
+    expectElements(pipe, elementTypeOf<Element>());
     std::uint64_t count = 0;
     const std::byte* bytes = collectedBytes(pipe, count);
     std::vector<Element> elements(count);
@@ -171,8 +191,9 @@ std::vector<Element> Session::collected(PipeId pipe) const {
 
 template <class Element>
 Element Session::valueOf(VariableId variable) const {
+    static_assert(std::is_arithmetic_v<Element> && sizeof(Element) <= 8);
     Element value;
-    std::memcpy(&value, cellOf(variable), sizeof value);
+    std::memcpy(&value, cellOf(variable, std::is_integral_v<Element>, sizeof value), sizeof value);
     return value;
 }
 

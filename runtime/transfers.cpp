@@ -18,7 +18,10 @@ std::uint64_t elementsUntilPause(const Engine& e, const PipeInput& input, std::u
     if (e.pausing.empty()) return ~std::uint64_t{0};
     std::uint64_t due = ~std::uint64_t{0};
     for (const Task* task : e.pausing) due = std::min(due, task->due);
-    const std::uint64_t lastElement = (furthest + e.clock.framesUntil(due)) * input.channels + input.channels - 1;
+    std::uint64_t elements = 0;
+    if (__builtin_mul_overflow(furthest + e.clock.framesUntil(due), input.channels, &elements))
+        return ~std::uint64_t{0};
+    const std::uint64_t lastElement = elements + input.channels - 1;
     return lastElement - std::min(lastElement, input.delivered);
 }
 

@@ -84,6 +84,16 @@ TEST_F(Mistakes, AProcedureThatCannotBeBoundIsToldOtherwise) {
         {"variable v : int16 = 32768\n", "", 2,
          "p.zp:1:22: error: `32768` is out of range: int16 holds -32768 to 32767\n"
          "  variable v : int16 = 32768\n                       ^~~~~\n  int32 holds it\n"},
+        {"pipe a : int16 capacity 4611686018427387905 from \"in.csv\"\npipe b : int16\nABS (a, b)\n", "", 2,
+         "p.zp:1:25: error: a capacity of 4611686018427387905 elements for `a` is more than the memory limit of "
+         "4294967296 bytes has room for, at most 2147483648\n"
+         "  pipe a : int16 capacity 4611686018427387905 from \"in.csv\"\n"
+         "                          ^~~~~~~~~~~~~~~~~~~\n  ask for less, or raise --memory\n"},
+        {"pipe a : float from \"in.csv\"\npipe b : float to \"b.csv\"\nOFFSET (a, 1e39, b)\n", "", 2,
+         "p.zp:3:12: error: OFFSET: parameter 2, `1e39`: its element type differs from that of the parameter it goes "
+         "with\n  OFFSET (a, 1e39, b)\n             ^~~~\n"
+         "    1 src: a pipe of int16, int32, float or double; given `a`, a pipe of float\n"
+         "    2 offset: a value of the same type as `src` (float); but given 1e39, a number beyond float\n"},
         {both + "ABS (a)\n", "", 2,
          "p.zp:3:1: error: ABS: takes 2 parameters, and 1 is given\n  ABS (a)\n  ^~~\n" + list +
              "    2 dest: a pipe of the same type as `src` (int16); missing\n"},
@@ -138,6 +148,8 @@ TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsNotRefused) {
 TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
     const std::string set = "variable v : int16 = 5\n" + good;
     const std::string feeding = " is none of the ways of feeding\n  give --feed N (samples), whole, or random:SEED\n";
+    const std::string wrongBlock =
+        ": the default block is 1 to 16777216 samples\n  --block N sets the block, and what commands are told of it\n";
     const std::string wrongSize = " is no size\n  give a number of bytes, or one with K, M or G, such as 512M\n";
     expect({
         {good, "--in a", 2, "zepl: error: --in a names nothing\n  write --in NAME=FILE\n"},
@@ -161,6 +173,11 @@ TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
         {good, "--info 4=4294967296", 2,
          "zepl: error: --info 4=4294967296 is no pair of 32-bit numbers\n"
          "  write --info SELECTOR=VALUE, such as --info 30=0\n"},
+        {good, "--info 17=0", 2, "zepl: error: --info 17=0" + wrongBlock},
+        {good, "--info 0x11=16777217", 2, "zepl: error: --info 0x11=16777217" + wrongBlock},
+        {"variable v : float = 5\n" + good, "--set v=1e39", 2,
+         "p.zp: error: --set v: `1e39` is out of range: float holds up to 3.4028235e38 and inf\n"
+         "  give a number that float holds\n"},
         {good, "--block 0", 2, "--block: Value 0 not in range 1 to 16777216\nRun with --help for more information.\n"},
         {good, "--start-time x", 2,
          "--start-time: Value x not in range 0 to 4294967295\nRun with --help for more information.\n"},

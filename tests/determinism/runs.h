@@ -157,42 +157,41 @@ class RepeatedProcedure {
     // Half of the inputs are read as files are and half lent; half of the outputs are written as files are and half
     // kept by the session.
     void attachPipes(Session& session, Arrival& arrival, Bytes& outputs) const {
-        for (std::uint32_t i = 0; i < given_.pipes.size(); ++i) {
-            const PipeDeclaration& pipe = given_.pipes[i];
+        for (const PipeDeclaration& pipe : given_.pipes) {
+            const PipeId id = session.pipeNamed(pipe.name);
             const std::size_t width = widthOf(pipe.type);
             if (pipe.from) {
                 const std::string& bytes = inputs_.at(pipe.name);
                 if (arrival.coin())
-                    session.feedMemory(PipeId{i}, bytes.data(), bytes.size() / width);
+                    session.feedMemory(id, bytes.data(), bytes.size() / width);
                 else
-                    session.setInput(PipeId{i}, std::make_unique<MemorySource>(bytes, width));
+                    session.setInput(id, std::make_unique<MemorySource>(bytes, width));
             }
             if (!pipe.to) continue;
             if (arrival.coin())
-                session.collect(PipeId{i}, pipe.to->limit);
+                session.collect(id, pipe.to->limit);
             else
-                session.setOutput(PipeId{i}, std::make_unique<BytesSink>(outputs[pipe.name], width), pipe.to->limit);
+                session.setOutput(id, std::make_unique<BytesSink>(outputs[pipe.name], width), pipe.to->limit);
         }
     }
 
     void attachTriggers(Session& session) const {
-        for (std::uint32_t i = 0; i < given_.triggers.size(); ++i) {
-            const TriggerDeclaration& trigger = given_.triggers[i];
-            if (trigger.from) session.setInput(TriggerId{i}, marksOf(trigger.from->path, trigger.name));
-            if (trigger.to) session.collect(TriggerId{i}, trigger.to->limit);
+        for (const TriggerDeclaration& trigger : given_.triggers) {
+            const TriggerId id = session.triggerNamed(trigger.name);
+            if (trigger.from) session.setInput(id, marksOf(trigger.from->path, trigger.name));
+            if (trigger.to) session.collect(id, trigger.to->limit);
         }
     }
 
     void takeResults(const Session& session, Run& run) const {
-        for (std::uint32_t i = 0; i < given_.pipes.size(); ++i) {
-            const PipeDeclaration& pipe = given_.pipes[i];
+        for (const PipeDeclaration& pipe : given_.pipes)
             if (pipe.to && run.outputs.count(pipe.name) == 0)
-                run.outputs[pipe.name] = withElementType(
-                    pipe.type, [&]<class Element>() { return textOf(session.collected<Element>(PipeId{i})); });
-        }
-        for (std::uint32_t i = 0; i < given_.triggers.size(); ++i)
-            if (given_.triggers[i].to)
-                run.outputs[given_.triggers[i].name] = textOf(session.collectedEvents(TriggerId{i}));
+                run.outputs[pipe.name] = withElementType(pipe.type, [&]<class Element>() {
+                    return textOf(session.collected<Element>(session.pipeNamed(pipe.name)));
+                });
+        for (const TriggerDeclaration& trigger : given_.triggers)
+            if (trigger.to)
+                run.outputs[trigger.name] = textOf(session.collectedEvents(session.triggerNamed(trigger.name)));
         for (const VariableReport& variable : run.report.variables)
             run.outputs[variable.name] =
                 std::visit([](auto value) { return textOf(std::vector{value}); }, variable.value);

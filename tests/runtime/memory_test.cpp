@@ -1,5 +1,6 @@
 // What tasks allocate, and the session's limit.
 
+#include "runtime/memory.h"
 #include "tests/support/session_support.h"
 
 namespace libzepl {
@@ -31,13 +32,24 @@ TEST(Memory, TheLimitEndsTheRunWithTheTaskAndTheRequest) {
     };
     for (const auto& [steps, what] : cases) {
         TestSession session({.memoryLimit = limit});
-        const PipeId written = session.pipe("written"), huge = session.pipe("huge", 4000000);
+        const PipeId written = session.pipe("written"), huge = session.pipe("huge", 2000000);
         session.script(steps, written, std::string_view(steps).starts_with("write:2") ? written : huge);
         const Report report = session.run();
         EXPECT_EQ(report.tasks[0].text, std::string("memory ran out at ") + what + ": the limit is 8388608 bytes");
         EXPECT_EQ(report.tasks[0].remedy, "ask for less, or raise the limit with --memory");
         EXPECT_EQ(statesOf(report)[0], "fault");
         EXPECT_EQ(report.status, Report::Status::failed);
+    }
+}
+
+// A request of whole 64s counts as it is, one of a byte more as 64 more.
+TEST(Memory, TheLimitIsUsedToItsLastByte) {
+    constexpr std::size_t request = 65536;
+    for (const std::size_t beyond : {0, 1, 64, 65}) {
+        const std::uint64_t least = request + (beyond + 63) / 64 * 64;
+        MemoryBudget tooSmall(least - 1), enough(least);
+        EXPECT_EQ(Arena(tooSmall).allocateForLife(request + beyond), nullptr) << beyond;
+        EXPECT_NE(Arena(enough).allocateForLife(request + beyond), nullptr) << beyond;
     }
 }
 

@@ -63,7 +63,10 @@ std::string outcomeOf(const ListCase& list) {
     TestSession session;
     session.pipe("ints");
     session.pipe("reals", {}, ElementType::float32);
-    session.addTask({.command = list.command, .arguments = list.arguments, .signatureAdvice = "see help"});
+    std::vector<TaskArgument> arguments = list.arguments;
+    for (TaskArgument& argument : arguments)
+        if ((argument.kind & zepl::anyPipe) != 0) argument = session.use(session.pipeNamed(argument.name));
+    session.addTask({.command = list.command, .arguments = arguments, .signatureAdvice = "see help"});
     const Report report = session.run();
     if (!report.console.empty()) return report.console[0];
     if (report.tasks[0].text.empty()) return "goes on";

@@ -20,13 +20,6 @@ using State = TaskReport::State;
 const CommandLibrary& testLibrary();
 
 template <class Element>
-constexpr ElementType elementTypeOf() {
-    if constexpr (std::is_same_v<Element, std::int16_t>) return ElementType::int16;
-    if constexpr (std::is_same_v<Element, std::int32_t>) return ElementType::int32;
-    return std::is_same_v<Element, float> ? ElementType::float32 : ElementType::float64;
-}
-
-template <class Element>
 std::vector<std::byte> bytesOf(const std::vector<Element>& elements) {
     std::vector<std::byte> bytes(elements.size() * sizeof(Element));
     if (!bytes.empty()) std::memcpy(bytes.data(), elements.data(), bytes.size());
