@@ -119,6 +119,8 @@ TEST(Cangle, AnAngleAtAnEdgeDiffersFromWhatIsPromised) {
                  {-1, -24, -quarter - t},
                  {1, -24, t - quarter},
                  {low, half, half - 536870911},
+                 {low, 1, half},  // the tangent is 0
+                 {1, low, -quarter},
                  {low, low, (1 << 29) - half}};
     for (const auto& [re, im, angle] : cases)
         EXPECT_EQ(ofPairs<std::int32_t>("CANGLE", {re}, {im}).at(0), angle) << re << " " << im;

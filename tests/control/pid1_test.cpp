@@ -64,6 +64,14 @@ TEST(Pid1, ASampleDiffersFromTheLaw) {
             EXPECT_EQ(driveOf(loop, measured), lawOf(loop, measured)) << loop.setpoint;
 }
 
+// In single precision the sum of errors, past its 24 bits, or the terms would give another integer some times.
+TEST(Pid1, SumsAreFormedInDouble) {
+    Samples noise = randomBits<std::int16_t>(20000, 3);
+    for (std::int16_t& x : noise) x = static_cast<std::int16_t>(x >> 3);
+    for (const Loop& loop : std::vector<Loop>{{3000, 0, 1, 0}, {3000, 77, 1, 1}})
+        EXPECT_EQ(driveOf(loop, noise), lawOf(loop, noise)) << loop.p;
+}
+
 TEST(Pid1, AnOutputIsNotCutTowardZeroOrAnErrorAtALimitIsSummed) {
     EXPECT_EQ(driveOf({29, 10, 0, 0}, {0, 58}), Samples({2, -2}));
     // 10 is on the limit, so it is not summed; 9 is.

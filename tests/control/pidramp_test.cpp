@@ -78,5 +78,15 @@ TEST(Pidramp, APeriodFromAPipeIsMissedOrForgotten) {
     }
 }
 
+TEST(Pidramp, ItPollsForItsFirstLevelBeforeItLooksForAPeriod) {
+    for (const std::size_t periods : {0U, 3U}) {
+        TestSession session;
+        const PipeId level = session.input("level", std::vector<std::int16_t>{});
+        const PipeId period = session.input("period", std::vector<std::int16_t>(periods, 5));
+        session.task("PIDRAMP", level, session.pipe("ramp", {}, ElementType::int16), period, textConstant("LINEAR"));
+        EXPECT_EQ(statesOf(session.run()), Lines{"running"}) << periods;
+    }
+}
+
 }  // namespace
 }  // namespace libzepl

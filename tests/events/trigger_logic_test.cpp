@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include "tests/events/events_support.h"
+#include "tests/support/child_output.h"
 
 namespace libzepl {
 namespace {
@@ -113,6 +114,15 @@ TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
         EXPECT_EQ(outcome.events, c.outcome.events) << "case " << &c - cases << ", " << c.call;
         EXPECT_EQ(outcome.status, c.outcome.status) << "case " << &c - cases << ", " << c.call;
     }
+}
+
+// A host may take a status that does not move on for an error.
+TEST(TriggerLogic, ACoincidenceSendsNoStatusThatStandsStillOrGoesBack) {
+    Lines sent = sceneOf("coincidences '" TEST_MODULE_FILE "'");
+    std::erase_if(sent, [](const std::string& line) {
+        return !line.starts_with("trigger_put") && !line.starts_with("trigger_set_status");
+    });
+    EXPECT_EQ(sent, Lines({"trigger_set_status 33: 5", "trigger_put 33: 10"}));
 }
 
 }  // namespace

@@ -19,6 +19,8 @@ constexpr Scene scenes[] = {
     {"mathematics", recording::mathematics},
     {"abs", recording::absoluteValues},
     {"abs_of_triggers", recording::absoluteValuesOfTriggers},
+    {"loading", recording::loadingTimes},
+    {"coincidences", recording::coincidences},
     {"cursors", recording::cursors},
     {"checks", recording::checks},
     {"divide", recording::divisions},

@@ -52,6 +52,40 @@ void mathematics(const char* file) {
 
 void absoluteValues(const char* file) { runAbsoluteValues(file, zepl::pipeInt16); }
 
+// Blocks of one element with these times and variations.
+void loadingTimes(const char* file) {
+    installCommands(file);
+    static const std::int16_t size = 1;
+    static const std::int32_t times[][2] = {{100, 0}, {100, 50}, {2147483647, 2147483646}};
+    const auto slot = [](const auto& value) { return reinterpret_cast<zepl::Slot>(&value); };
+    for (const auto& [busy, variation] : times) {
+        host.kinds = {0,
+                      zepl::pipeInt16,
+                      zepl::constantInt16,
+                      zepl::constantInt32,
+                      zepl::constantInt32,
+                      zepl::pipeInt16,
+                      zepl::constantInt16};
+        host.slots = {0, 21, slot(size), slot(busy), slot(variation), 22, slot(size)};
+        host.blocks = {{5}};
+        try {
+            host.commands.at("LOADING")(zepl::ParamList{9});
+        } catch (const Left& left) {
+            note("%s", left.call.c_str());
+        }
+    }
+}
+
+// Two sources at the same positions: twice a status, a match, and the assertion of one again beside the other's status.
+void coincidences(const char* file) {
+    installCommands(file);
+    host.kinds = {0, zepl::triggerKind, zepl::triggerKind, zepl::triggerKind};
+    host.slots = {0, 31, 32, 33};
+    host.events[zepl::TriggerHandle{31}] = {{5, false}, {5, false}, {10, true}, {10, true}};
+    host.events[zepl::TriggerHandle{32}] = {{5, false}, {5, false}, {10, true}, {10, false}};
+    host.commands.at("TAND")(zepl::ParamList{9});
+}
+
 void absoluteValuesOfTriggers(const char* file) { runAbsoluteValues(file, zepl::triggerKind); }
 
 }  // namespace recording

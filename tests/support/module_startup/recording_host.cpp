@@ -146,4 +146,39 @@ void pbuf_put_set_cnt(PbufHandle pbuf, std::int32_t n) {
     note("pbuf_put_set_cnt %u: %d,%s", number(pbuf), n, elements.c_str());
 }
 
+void trigger_open(TriggerHandle trigger, OpenMode mode) {
+    note("trigger_open %u mode %u", number(trigger), number(mode));
+}
+
+std::uint32_t trigger_get_immediate(TriggerHandle trigger, std::int32_t* flag) {
+    auto& events = host.events[trigger];
+    if (events.empty()) throw Left{"stopped"};
+    const auto [position, asserts] = events.front();
+    events.pop_front();
+    *flag = asserts ? 1 : 0;
+    return position;
+}
+
+void trigger_put(TriggerHandle trigger, std::uint32_t position) {
+    note("trigger_put %u: %u", number(trigger), position);
+}
+void trigger_set_status(TriggerHandle trigger, std::uint32_t position) {
+    note("trigger_set_status %u: %u", number(trigger), position);
+}
+
+std::uint64_t u64SystemTicksGet() {
+    static std::uint64_t ticks = 0;
+    return ++ticks;
+}
+
+std::uint64_t u64UsToSysTicks(std::uint32_t lowWord, std::uint32_t highWord) {
+    note("u64UsToSysTicks %x %x", lowWord, highWord);
+    return 0;
+}
+
+void* ralloc(std::size_t bytes) {
+    static std::deque<std::vector<double>> pool;
+    return pool.emplace_back(bytes / sizeof(double) + 1).data();
+}
+
 }  // namespace zepl

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/host.h"
@@ -23,6 +24,8 @@ struct Host {
     std::vector<zepl::Slot> slots;
     std::map<zepl::PbufHandle, std::int16_t*> areas;
     std::deque<std::vector<std::int16_t>> blocks;  // what pbuf_get delivers; then it leaves the task
+    // What trigger_get_immediate gives, a position and whether it is an assertion; then it leaves the task.
+    std::map<zepl::TriggerHandle, std::deque<std::pair<std::uint32_t, bool>>> events;
 };
 extern Host host;
 
@@ -42,6 +45,8 @@ void table(const char*);
 void mathematics(const char* file);
 void absoluteValues(const char* file);
 void absoluteValuesOfTriggers(const char* file);
+void loadingTimes(const char* file);
+void coincidences(const char* file);
 void cursors(const char* operation);
 void checks(const char* check);
 void divisions(const char*);
