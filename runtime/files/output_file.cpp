@@ -42,17 +42,23 @@ OutputFile::OutputFile(const std::filesystem::path& path)
 OutputFile::~OutputFile() {
     if (descriptor_ != STDOUT_FILENO) ::close(descriptor_);
     if (!part_.empty()) ::unlink(part_.c_str());
+    temporaryFiles::remove(registered_);
 }
 
 void OutputFile::openPart() {
     for (int attempt = 0;; ++attempt) {
         std::filesystem::path part = path_;
         part += ".part" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
+        registered_ = temporaryFiles::add(part);
         descriptor_ = ::open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor_ < 0 && errno == EEXIST) continue;
-        if (descriptor_ < 0) throw createProblem(name_, errno);
-        part_ = std::move(part);
-        return;
+        if (descriptor_ >= 0) {
+            part_ = std::move(part);
+            return;
+        }
+        const int error = errno;
+        temporaryFiles::remove(registered_);
+        registered_ = nullptr;
+        if (error != EEXIST) throw createProblem(name_, error);
     }
 }
 
@@ -99,6 +105,7 @@ void OutputFile::finish() {
     if (closed != 0) throw writeProblem(name_, errno);
     if (::rename(part_.c_str(), path_.c_str()) != 0) throw writeProblem(name_, errno);
     part_.clear();
+    temporaryFiles::remove(std::exchange(registered_, nullptr));
 }
 
 }  // namespace libzepl

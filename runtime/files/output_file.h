@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/files/temporary_files.h"
+
 namespace libzepl {
 
 // A file that is written under a temporary name in the folder of `path` and gets its own name with finish(); without
@@ -38,6 +40,7 @@ class OutputFile {
     std::filesystem::path path_;
     std::string name_;
     std::filesystem::path part_;  // empty for standard output, and once the file has its own name
+    temporaryFiles::Entry* registered_ = nullptr;
     int descriptor_;
     std::vector<std::byte> buffer_;
     std::uint64_t flushed_ = 0;  // offset in the file of the buffer's start
