@@ -7,6 +7,7 @@
 
 #include "cli/modules.h"
 #include "cli/run.h"
+#include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
 #include "runtime/signature.h"
 
@@ -49,7 +50,7 @@ void printJson(const std::vector<const Command*>& commands) {
             command->signature ? nlohmann::ordered_json(*command->signature) : nlohmann::ordered_json();
         list.push_back(std::move(entry));
     }
-    std::printf("%s\n", list.dump(2).c_str());
+    print(list.dump(2) + "\n");
 }
 
 std::string version(std::uint32_t hundredths) {
@@ -68,11 +69,14 @@ int listCommands(const CatalogueArguments& arguments) {
         printJson(commands);
         return allWell;
     }
-    for (const Command* command : commands)
-        std::printf("%-12s %6u  %s\n", command->name.c_str(), command->taskSpace,
-                    command->signature ? inOneLine(*command->signature).c_str() : "(without a signature)");
-    if (commands.empty())
-        std::printf("no command has %s in its name or signature\n", libzepl::quoted(arguments.word).c_str());
+    for (const Command* command : commands) {
+        char columns[64];
+        std::snprintf(columns, sizeof columns, " %6u  ", command->taskSpace);
+        const std::string padding(command->name.size() < 12 ? 12 - command->name.size() : 0, ' ');
+        print(command->name + padding + columns +
+              (command->signature ? inOneLine(*command->signature) : "(without a signature)") + "\n");
+    }
+    if (commands.empty()) print("no command has " + libzepl::quoted(arguments.word) + " in its name or signature\n");
     return allWell;
 }
 
@@ -88,22 +92,21 @@ int explainCommand(const CatalogueArguments& arguments) {
                       near.empty() ? "zepl commands lists the commands" : near);
     }
     const std::string page = pageOf(command->name);
-    std::printf("%s\n", page.empty() ? (command->name + ", of the module " + command->module).c_str() : page.c_str());
-    std::printf("Parameters:\n%s", command->signature
-                                       ? layOut(*command->parsed).c_str()
-                                       : "  It has no signature: the command checks its parameters itself.\n");
+    print((page.empty() ? command->name + ", of the module " + command->module : page) + "\n");
+    print("Parameters:\n" + (command->signature
+                                 ? layOut(*command->parsed)
+                                 : "  It has no signature: the command checks its parameters itself.\n"));
     return allWell;
 }
 
 int tellVersions(const CatalogueArguments& arguments) {
     CommandLibrary library;
     loadModules(library, arguments.modules);
-    std::printf("runtime: build %s, interface %s\n", version(hostBuildVersion).c_str(),
-                version(hostInterfaceVersion).c_str());
+    print("runtime: build " + version(hostBuildVersion) + ", interface " + version(hostInterfaceVersion) + "\n");
     for (const LoadedModule& module : library.modules())
-        std::printf("module %s: build %s, interface %s, %s with this runtime\n", module.name.c_str(),
-                    version(module.buildVersion).c_str(), version(module.interfaceVersion).c_str(),
-                    module.compatible ? "compatible" : "not compatible");
+        print("module " + module.name + ": build " + version(module.buildVersion) + ", interface " +
+              version(module.interfaceVersion) + ", " + (module.compatible ? "compatible" : "not compatible") +
+              " with this runtime\n");
     return allWell;
 }
 

@@ -6,10 +6,14 @@
 #include <cstdio>
 #include <limits>
 #include <new>
+#include <sstream>
 
 #include "cli/catalogue.h"
 #include "cli/run.h"
+#include "cli/signals.h"
+#include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
+#include "runtime/files/stream_wait.h"
 #include "runtime/session.h"
 
 namespace {
@@ -24,7 +28,9 @@ constexpr const char* overview =
     "    zepl run rectify.zp";
 
 constexpr const char* exitStatuses =
-    "Exit status: 0 when all went well, 1 when a task or the run failed, 2 when the call or the procedure was wrong.";
+    "Exit status: 0 when all went well, 1 when a task or the run failed, 2 when the call or the procedure was wrong, "
+    "130, 143 "
+    "or 129 when SIGINT, SIGTERM or SIGHUP ended it.";
 
 void addModuleOption(CLI::App& command, std::vector<std::string>& modules) {
     command
@@ -44,7 +50,8 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
     repeated("--in", arguments.in, "NAME=FILE", "Read this pipe or trigger from FILE; - is standard input");
     repeated("--out", arguments.out, "NAME=FILE", "Write this pipe or trigger to FILE; - is standard output");
     repeated("--set", arguments.set, "VARIABLE=VALUE", "Start this variable at VALUE");
-    command.add_option("--report", arguments.report, "Write what the run came to as JSON")->type_name("FILE.json");
+    command.add_option("--report", arguments.report, "Write what the run came to as JSON; - is standard output")
+        ->type_name("FILE.json");
     command
         .add_option("--feed", arguments.feed, "Give the input in pieces of N samples, all at once, or in random pieces")
         ->type_name("N|whole|random:SEED");
@@ -58,6 +65,7 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->type_name("UNITS")
         ->check(CLI::Range(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
     command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
+    command.add_flag("!--no-sync", arguments.sync, "Do not wait until the disk has what was written");
     addModuleOption(command, arguments.modules);
     command.footer(exitStatuses);
 }
@@ -100,7 +108,11 @@ int dispatch(int count, char** words) {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
         refuseUnknownAction(app, count, words);
-        return app.exit(error) == 0 ? cli::allWell : cli::wrongCall;
+        std::ostringstream text, said;
+        const int status = app.exit(error, text, said);
+        cli::print(text.str());
+        std::fputs(said.str().c_str(), stderr);
+        return status == 0 ? cli::allWell : cli::wrongCall;
     }
     if (run->parsed()) return cli::run(runArguments);
     if (check->parsed()) return cli::check(runArguments);
@@ -108,19 +120,23 @@ int dispatch(int count, char** words) {
     if (version->parsed()) return cli::tellVersions(catalogue);
     if (!catalogue.word.empty()) return cli::explainCommand(catalogue);
     app.clear();  // else it would be the help of `help`
-    std::fputs(app.help().c_str(), stdout);
+    cli::print(app.help());
     return cli::allWell;
 }
 
-}  // namespace
-
-int main(int count, char** words) {
-    std::signal(SIGPIPE, SIG_IGN);  // a closed output is told as an error, not by a silent end
+// The exit status of the call, when all its output has gone out.
+int statusOfCall(int count, char** words) {
     try {
-        return dispatch(count, words);
+        const int status = dispatch(count, words);
+        cli::flush();
+        return status;
+    } catch (const libzepl::Interrupted&) {
+        return cli::statusOfSignal();
+    } catch (const cli::LostOutput& problem) {
+        cli::tellProblem(problem);
+        return cli::runFailed;
     } catch (const libzepl::Problem& problem) {
-        std::fprintf(stderr, "zepl: error: %s\n", problem.what());
-        if (!problem.remedy().empty()) std::fprintf(stderr, "  %s\n", problem.remedy().c_str());
+        cli::tellProblem(problem);
     } catch (const std::bad_alloc&) {
         std::fputs(
             "zepl: error: the system has no more memory\n  close other programs, or raise what a process may take "
@@ -131,4 +147,15 @@ int main(int count, char** words) {
         std::fprintf(stderr, "zepl: error: %s\n", error.what());
     }
     return cli::wrongCall;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+    cli::openClosedStreams();
+    // A closed output and a file that grows too large are told as errors, not by a silent end.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    const int status = statusOfCall(count, words);
+    return status == cli::allWell && cli::messagesLost() ? cli::runFailed : status;
 }

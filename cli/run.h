@@ -5,13 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "runtime/diagnostics.h"
+
 namespace cli {
 
 // What the exit status says.
 enum ExitStatus {
     allWell = 0,
     runFailed = 1,  // a task or the run itself failed
-    wrongCall = 2,  // the call or the procedure was wrong
+    wrongCall = 2,  // the call or the procedure was wrong; 128 and a signal's number when that ended a run
 };
 
 struct RunArguments {
@@ -23,9 +25,13 @@ struct RunArguments {
     std::uint32_t block = 1024;
     std::uint32_t startTime = 0;
     bool quiet = false;
+    bool sync = true;
 };
 
 int run(const RunArguments& arguments);
 int check(const RunArguments& arguments);
+
+// Tells the error of a call, with what to do.
+void tellProblem(const libzepl::Problem& problem);
 
 }  // namespace cli

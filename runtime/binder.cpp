@@ -1,11 +1,14 @@
 #include "runtime/binder.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <set>
 #include <utility>
 
 #include "runtime/binder_arguments.h"
 #include "runtime/binder_files.h"
+#include "runtime/files/stream_wait.h"
 
 namespace libzepl {
 
@@ -31,6 +34,8 @@ class Binder {
         : procedure_(procedure), library_(library), options_(std::move(options)), diagnostics_(diagnostics) {}
 
     BoundProcedure bind() {
+        std::optional<WaitScope> waiting;
+        if (options_.session.stop != nullptr) waiting.emplace(*options_.session.stop);
         options_.session.rate = procedure_.rate;
         bound_.session = std::make_unique<Session>(library_, options_.session);
         for (const PipeDeclaration& pipe : procedure_.pipes) guarded(pipe.place, [&] { addPipe(pipe); });
@@ -58,6 +63,8 @@ class Binder {
         try {
             step();
             return true;
+        } catch (const Interrupted&) {
+            throw;
         } catch (const Problem& problem) {
             addError(diagnostics_, place, problem.what(), problem.remedy());
             return false;
@@ -67,6 +74,8 @@ class Binder {
     void guarded(const ChannelFile& file, Step step) {
         try {
             step();
+        } catch (const Interrupted&) {
+            throw;
         } catch (const Problem& problem) {
             refuse(file, problem.what(), problem.remedy());
         }
@@ -75,6 +84,7 @@ class Binder {
     void noteInput(const ChannelFile& file) {
         if (!inputFiles_.insert(identityOf(file.path)).second && file.path == "-")
             refuse(file, "standard input can feed one channel only", "read the others from files");
+        if (file.path == "-") inputFiles_.insert(identityOf(STDIN_FILENO));
     }
 
     static ReadRequest readRequest(const ChannelFile& file, ElementType type) {
@@ -193,16 +203,16 @@ class Binder {
 
     // False, with the mistake told, when the file is an input or the output of another channel.
     bool claimOutput(const ChannelFile& file) {
-        const std::string identity = identityOf(file.path);
-        if (identity != "-" && inputFiles_.count(identity) != 0) {
-            refuse(file, libzepl::quoted(file.path.string()) + " is also an input", "write to another file");
+        const bool standard = file.path == "-";
+        const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);
+        const std::string name = standard ? "standard output" : libzepl::quoted(file.path.string());
+        if (!identity.empty() && inputFiles_.count(identity) != 0) {
+            refuse(file, name + " is also an input", "write to another file");
             return false;
         }
-        if (outputFiles_.insert(identity).second) return true;
-        refuse(file,
-               (identity == "-" ? "standard output" : libzepl::quoted(file.path.string())) +
-                   " is written by another channel",
-               "give each output a file of its own");
+        const bool first = !standard || outputFiles_.insert("-").second;
+        if (first && (identity.empty() || outputFiles_.insert(identity).second)) return true;
+        refuse(file, name + " is written by another channel", "give each output a file of its own");
         return false;
     }
 
@@ -211,19 +221,21 @@ class Binder {
             const std::optional<ChannelFile> to = outputFile(procedure_, options_, pipe.name, pipe.to);
             if (!to || !claimOutput(*to)) continue;
             const std::optional<std::uint64_t> limit = to->clause.limit;
-            const WriteRequest request{to->path, pipe.type, procedure_.rate.value_or(inputRate_.value_or(1000)),
-                                       pipe.name, limit};
+            const WriteRequest request{to->path,  pipe.type, procedure_.rate.value_or(inputRate_.value_or(1000)),
+                                       pipe.name, limit,     outputOptions()};
             guarded(*to, [&] { bound_.session->setOutput(names_.pipes.at(pipe.name), createSink(request), limit); });
         }
         for (const TriggerDeclaration& trigger : procedure_.triggers) {
             const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger.name, trigger.to);
             if (!to || !claimOutput(*to)) continue;
             guarded(*to, [&] {
-                bound_.session->setOutput(names_.triggers.at(trigger.name), createTriggerSink(to->path),
-                                          to->clause.limit);
+                bound_.session->setOutput(names_.triggers.at(trigger.name),
+                                          createTriggerSink(to->path, outputOptions()), to->clause.limit);
             });
         }
     }
+
+    OutputOptions outputOptions() const { return {.sync = options_.sync, .checkOnly = options_.session.setUpOnly}; }
 
     const Procedure& procedure_;
     const CommandLibrary& library_;

@@ -17,6 +17,7 @@ struct BindOptions {
     std::map<std::string, std::string> outputs;
     std::map<std::string, std::string> values;  // by the name of a variable, as text
     SessionOptions session;
+    bool sync = true;  // outputs are on the disk when the run has ended
 };
 
 // A session with what is needed to tell of it in the procedure's terms. The command library must outlive it.
@@ -27,6 +28,7 @@ struct BoundProcedure {
 };
 
 // Binds the procedure. Every mistake is added to `diagnostics`, with its place; the session is null when there was one.
+// Interrupted is thrown when options.session.stop asks for an end.
 BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& library, BindOptions options,
                              std::vector<Diagnostic>& diagnostics);
 

@@ -27,10 +27,13 @@ std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptio
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
                                       const std::optional<FileClause>& declared);
 
-// One name for each file, however it is written, also where it is not there yet.
+// One text for each file, however it is named, also where it is not there yet; empty for a device or a socket,
+// which any number can use. "-" is a text of its own.
 std::string identityOf(const std::filesystem::path& path);
+std::string identityOf(int descriptor);
 
-// Whether the procedure is that file, reads it or writes it.
-bool usesFile(const Procedure& procedure, const BindOptions& options, const std::filesystem::path& path);
+// What the procedure does with that file, as "is read by `a`"; empty where it does not use it. "-" is standard output.
+std::string useOfFile(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
+                      const std::filesystem::path& path);
 
 }  // namespace libzepl

@@ -3,7 +3,6 @@
 // gives inputs, looks after time and growth, and finds the end.
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <csetjmp>
 #include <deque>
@@ -15,6 +14,7 @@
 #include "runtime/handle_table.h"
 #include "runtime/inputs.h"
 #include "runtime/session.h"
+#include "runtime/stop_request.h"
 #include "runtime/task.h"
 
 namespace libzepl {
@@ -83,8 +83,13 @@ struct Engine {
     Context hub;
     std::vector<Task*> dead;  // ended, not released yet
     std::jmp_buf rescue;
-    std::atomic<bool> stopRequested{false};
     std::exception_ptr consoleError;  // what the caller's console threw
+    std::shared_ptr<StopRequest> stop;
+    bool hasLiveInputs = false;     // some can have nothing yet, and more later
+    bool hasStreamOutputs = false;  // some are read while they are written
+    std::chrono::steady_clock::time_point lastFlush;
+    std::vector<OutputReport> outputReports;
+    std::vector<std::string> outputNotes;
     RunEnd end = RunEnd::goesOn;
     bool outputsFinished = false;
     std::string reason;         // of a failure of the run itself
@@ -136,19 +141,27 @@ struct Engine {
     bool deliverRows(TriggerInput& input, bool pipesEnded);
     void deliverWhole();
     void drainOutputs();
+
+    // Streams (streams.cpp).
+    bool awaitLiveInputs();
+    void flushStreams();
+    void flushStreamsInTime();
+
+    // The end of the outputs (finish_outputs.cpp).
     void finishOutputs();
 
     // Growth (growth.cpp).
     bool growOne();
 
     // Reports (reporting.cpp, notes.cpp).
+    Report::Status status() const;
     Report makeReport();
     void addNotes(Report& report) const;
 
     // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.
     bool clockRuns() const { return anyDelivery || (settled && !hasInputs()); }
     bool hasInputs() const { return !pipeInputs.empty() || !triggerInputs.empty(); }
-    bool stops() const { return stopRequested.load(std::memory_order_relaxed); }
+    bool stops() const { return stop->requested(); }
 };
 
 // The session that runs on this thread, if any. The library is loaded at the program's start, so the fast model of

@@ -39,6 +39,9 @@ class Source {
     // Fills `to` with up to `count` elements and returns how many: fewer than `count` only at the end, or where a live stream
     // has no more yet; 0 only at the end.
     virtual std::size_t read(void* to, std::size_t count) = 0;
+    // Whether read() would not wait for a live stream, and what to wait on where it would: -1 for what never waits.
+    virtual bool ready() const { return true; }
+    virtual int descriptor() const { return -1; }
     // The elements in all, where the file tells; without `channel`, channels() to a frame.
     virtual std::optional<std::uint64_t> length() const = 0;
     // Elements of this source to a frame.
@@ -49,13 +52,29 @@ class Source {
 
 std::unique_ptr<Source> openSource(const ReadRequest& request);
 
-// Takes elements of one type. What was written appears under its name only with finish(); a sink that is destroyed before
-// that leaves nothing behind (standard output apart).
-class Sink {
+// How an output is written.
+struct OutputOptions {
+    bool sync = true;        // waits until the disk has it, and its name
+    bool checkOnly = false;  // writes nothing: whether it could be opened is all that counts
+};
+
+class OutputFile;
+
+// What all outputs have at their end. What was written appears under its name only with finish(); an output that is
+// destroyed before that leaves nothing behind (streams, such as standard output, apart).
+class Output {
  public:
-    virtual ~Sink() = default;
-    virtual void write(const void* from, std::size_t count) = 0;
+    virtual ~Output() = default;
     virtual void finish() = 0;
+    // An output to a file finishes in two steps: complete() writes all that is due, and its file is then published.
+    virtual void complete() { finish(); }
+    virtual OutputFile* file() { return nullptr; }
+};
+
+// Takes elements of one type.
+class Sink : public Output {
+ public:
+    virtual void write(const void* from, std::size_t count) = 0;
 };
 
 struct WriteRequest {
@@ -64,6 +83,7 @@ struct WriteRequest {
     double rate = 1000;                  // frames a second, for formats that keep it
     std::string name;                    // the pipe's name: a CSV's heading
     std::optional<std::uint64_t> limit;  // elements, where known: a format that cannot hold them refuses
+    OutputOptions output{};
 };
 
 std::unique_ptr<Sink> createSink(const WriteRequest& request);
@@ -80,14 +100,12 @@ struct TriggerRow {
 // Reads a trigger's file: CSV with the heading "event,position" and rows "assert,P" and "status,P".
 std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path);
 
-// Writes a trigger's file, with the same protocol as Sink.
-class TriggerSink {
+// Takes what goes to a trigger's file.
+class TriggerSink : public Output {
  public:
-    virtual ~TriggerSink() = default;
     virtual void write(const TriggerRow& row) = 0;
-    virtual void finish() = 0;
 };
-std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path);
+std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path, OutputOptions options = {});
 
 // The bytes of a file as text, for procedures.
 std::string readTextFile(const std::filesystem::path& path);

@@ -110,6 +110,9 @@ void putElements(Engine& e, PipeEnd& end, const void* from, std::uint64_t n);
 std::uint32_t takeEvent(Engine& e, TriggerEnd& end);  // one is there
 void putEvent(Engine& e, TriggerEnd& end, std::uint32_t position);
 
+// Whether an input can give something to the pipe.
+bool hasRoom(Engine& e, Pipe& pipe);
+
 // Adds an event without waiting, for inputs; the trigger has room.
 void appendEvent(Engine& e, Trigger& trigger, std::uint32_t position);
 // Moves the status forward; one that is not ahead is ignored.

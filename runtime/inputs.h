@@ -37,6 +37,9 @@ struct PipeInput {
     bool ended = false;
     bool borrows = false;  // the pipe's storage is the caller's memory itself
     PieceSizes pieces;
+
+    // Whether something can be taken of it, or its end be seen, without waiting.
+    bool ready() const { return source == nullptr || source->ready(); }
 };
 
 struct TriggerInput {

@@ -49,11 +49,20 @@ struct DigitalReport {
     std::uint32_t value = 0;
 };
 
+// What came of an output that goes to a file or a stream.
+struct OutputReport {
+    std::string channel;
+    std::string file;  // that has what was written, under its own name; empty for streams, and where there is none
+    std::uint64_t count = 0;
+    bool countsEvents = false;  // else samples
+};
+
 struct Report {
     enum class Status {
-        ok,       // every task is well
-        failed,   // a task failed in the run, or the run itself did
-        refused,  // a task's set-up failed, or the procedure cannot run
+        ok,           // every task is well
+        failed,       // a task failed in the run, or the run itself did
+        refused,      // a task's set-up failed, or the procedure cannot run
+        interrupted,  // it was stopped on request, and every task was well until then
     };
     std::string procedure;
     Status status = Status::ok;
@@ -68,11 +77,13 @@ struct Report {
     std::vector<std::string> console;
     std::vector<std::string> notes;
     std::vector<std::string> unwritten;  // pipes that are read and that nobody writes
-    bool outputsFinished = false;        // else they were dropped
+    std::vector<OutputReport> outputs;
+    bool outputsFinished = false;  // else they were dropped, or kept under other names, as notes say
     double seconds = 0;
 };
 
 std::string_view nameOf(TaskReport::State state);
+std::string_view nameOf(Report::Status status);  // as the report has it: one that was refused has failed
 
 // The report as JSON text, with a closing line feed. `moduleName` and versions are those of the first module.
 struct ReportModule {

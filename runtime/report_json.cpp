@@ -62,10 +62,15 @@ std::string_view nameOf(TaskReport::State state) {
     }
 }
 
+std::string_view nameOf(Report::Status status) {
+    if (status == Report::Status::interrupted) return "interrupted";
+    return status == Report::Status::ok ? "ok" : "failed";
+}
+
 std::string toJson(const Report& report, const ReportModule& module) {
     Json json;
     json["procedure"] = report.procedure;
-    json["status"] = report.status == Report::Status::ok ? "ok" : "failed";
+    json["status"] = nameOf(report.status);
     json["module"] = {{"name", module.name}, {"build", module.build}, {"interface", module.interfaceVersion}};
     if (!report.reason.empty()) json["reason"] = report.reason;
     json["tasks"] = listJson(report.tasks, taskJson);

@@ -48,22 +48,23 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-Report::Status statusOf(const Engine& e) {
-    if (e.end == RunEnd::refused) return Report::Status::refused;
-    if (e.end == RunEnd::failed) return Report::Status::failed;
-    for (const Task& task : e.tasks)
-        if (task.state == TaskState::ended) return Report::Status::failed;
-    return Report::Status::ok;
-}
-
 }  // namespace
+
+Report::Status Engine::status() const {
+    if (end == RunEnd::refused) return Report::Status::refused;
+    if (end == RunEnd::failed) return Report::Status::failed;
+    for (const Task& task : tasks)
+        if (task.state == TaskState::ended) return Report::Status::failed;
+    return end == RunEnd::stopped ? Report::Status::interrupted : Report::Status::ok;
+}
 
 Report Engine::makeReport() {
     Report report;
-    report.status = statusOf(*this);
+    report.status = status();
     report.reason = reason;
     report.remedy = remedy;
     report.channel = reasonChannel;
+    report.outputs = outputReports;
     report.outputsFinished = outputsFinished;
     for (const Task& task : tasks) report.tasks.push_back(taskReport(task));
     for (const Pipe& pipe : pipes) report.pipes.push_back({pipe.name, pipe.type, pipe.written, unreadOf(pipe)});
@@ -72,6 +73,7 @@ Report Engine::makeReport() {
     report.digital = digital;
     report.console = linesOf(console);
     addNotes(report);
+    report.notes.insert(report.notes.end(), outputNotes.begin(), outputNotes.end());
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
     return report;
 }

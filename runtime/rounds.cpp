@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/files/stream_wait.h"
 #include "runtime/flow.h"
 
 namespace libzepl {
 
 namespace {
+
+// After so many rounds at most the hub looks whether a stream's reader waits for what is written already.
+constexpr std::uint64_t roundsBetweenFlushes = 64;
 
 // Finds every task that takes, at first or second hand, what an input gives. One that has ended already gives nothing
 // more, just as one whose input has ended.
@@ -159,12 +163,21 @@ void Engine::endRound() {
         if (anyOutput && allComplete(pipeOutputs) && allComplete(triggerOutputs)) return finish(RunEnd::complete);
         if (stops()) return finish(RunEnd::stopped);
         deliverOnce();
+        if (hasLiveInputs && lastDelivery != round && awaitLiveInputs()) {
+            if (stops()) return finish(RunEnd::stopped);
+            deliveryRound = 0;
+            deliverOnce();
+        }
+        if (hasStreamOutputs) flushStreamsInTime();
         if (lastDelivery == round) tellProgress();
+    } catch (const Interrupted&) {
+        return finish(RunEnd::stopped);
     } catch (const Problem& problem) {
         return finish(RunEnd::failed, problem.what(), problem.remedy());
     }
     advanceQuietRun();
     hubRound = nextQuietLook();
+    if (hasStreamOutputs) hubRound = std::min(hubRound, round + roundsBetweenFlushes);
 }
 
 // Tells the caller how far the inputs are, some times a second.

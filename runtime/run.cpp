@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/files/output_file.h"
+#include "runtime/files/stream_wait.h"
 #include "runtime/flow.h"
 
 namespace libzepl {
@@ -54,11 +56,28 @@ void prepareInputs(Engine& e) {
         input.pieces = PieceSizes(piece, seed, number++, 2 * std::uint64_t{e.options.block});
 }
 
+template <class Outputs>
+bool anyStream(const Outputs& outputs) {
+    return std::any_of(outputs.begin(), outputs.end(), [](const auto& output) {
+        const OutputFile* file = output.sink != nullptr ? output.sink->file() : nullptr;
+        return file != nullptr && file->isStream();
+    });
+}
+
+void findStreams(Engine& e) {
+    e.hasLiveInputs = std::any_of(e.pipeInputs.begin(), e.pipeInputs.end(), [](const PipeInput& input) {
+        return input.source != nullptr && input.source->descriptor() >= 0;
+    });
+    e.hasStreamOutputs = anyStream(e.pipeOutputs) || anyStream(e.triggerOutputs);
+}
+
 }  // namespace
 
 Report Engine::run() {
     const CurrentEngine guard(*this);
-    began = lastProgress = std::chrono::steady_clock::now();
+    const WaitScope waiting(*stop, [this] { flushStreams(); });
+    began = lastProgress = lastFlush = std::chrono::steady_clock::now();
+    findStreams(*this);
     clock = VirtualClock(rateOf(*this), options.startTime);
     prepareInputs(*this);
     for (Pipe& pipe : pipes) lookAtReaders(*this, pipe);
@@ -73,15 +92,14 @@ Report Engine::run() {
         roundLeft = readyCount;
         runRounds();
         if (consoleError != nullptr) std::rethrow_exception(std::exchange(consoleError, nullptr));
-        if (end != RunEnd::refused && end != RunEnd::failed && end != RunEnd::setUpsRan) {
-            finishOutputs();
-            outputsFinished = true;
-        }
+    } catch (const Interrupted&) {
+        end = RunEnd::stopped;
     } catch (const Problem& problem) {
         end = RunEnd::failed;
         reason = problem.what();
         remedy = problem.remedy();
     }
+    finishOutputs();
     Report report = makeReport();
     for (Task& task : tasks) releaseTask(task);
     return report;

@@ -149,7 +149,13 @@ std::uint32_t nextNumber() {
 }  // namespace
 
 Engine::Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions)
-    : number(nextNumber()), library(commandLibrary), options(std::move(sessionOptions)), memory(options.memoryLimit) {}
+    : number(nextNumber()),
+      library(commandLibrary),
+      options(std::move(sessionOptions)),
+      memory(options.memoryLimit),
+      stop(options.stop) {
+    if (stop == nullptr) stop = std::make_shared<StopRequest>();
+}
 
 Session::Session(const CommandLibrary& library, SessionOptions options)
     : engine_(std::make_unique<Engine>(library, checked(std::move(options)))) {}
@@ -363,6 +369,6 @@ Report Session::run() {
     return e.run();
 }
 
-void Session::requestStop() { engine_->stopRequested.store(true, std::memory_order_relaxed); }
+void Session::requestStop() { engine_->stop->request(); }
 
 }  // namespace libzepl

@@ -29,6 +29,7 @@
 #include "runtime/element_type.h"
 #include "runtime/files.h"
 #include "runtime/report.h"
+#include "runtime/stop_request.h"
 
 namespace libzepl {
 
@@ -64,6 +65,7 @@ struct SessionOptions {
     std::map<std::uint32_t, std::uint32_t> info{};       // answers of sys_get_info, by selector; 17 as `block`
     std::uint32_t startTime = 0;                         // the clock at the start, in its own units
     bool setUpOnly = false;                              // ends when every task's set-up has run
+    std::shared_ptr<StopRequest> stop{};                 // what else than requestStop() ends the run
     std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver
     std::function<void(std::string_view)> console{};     // what tasks print, as it comes
 };
@@ -152,13 +154,14 @@ class Session {
     void setTriggerMode(TriggerId trigger, std::uint32_t mode);
     void setTriggerProperty(TriggerId trigger, std::uint32_t selector, std::uint32_t value);
 
-    // Runs to the end; once. Outputs are finished, or dropped after a set-up error. Not to be called from inside a task.
+    // Runs to the end; once. Outputs are finished, kept under other names after a failure, or dropped after a set-up error.
+    // Not to be called from inside a task.
     // What the caller's progress or console throws ends the run: a Problem is the report's reason, anything else comes out
     // here, and outputs are dropped.
     Report run();
 
-    // Ends a run that goes on in another thread or is interrupted by a signal, at the end of its round. Safe in a signal
-    // handler.
+    // Ends a run that goes on in another thread or is interrupted by a signal, at the end of its round, also while it waits
+    // for a stream. Safe in a signal handler.
     void requestStop();
 
  private:

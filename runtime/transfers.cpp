@@ -2,16 +2,17 @@
 
 #include <algorithm>
 
+#include "runtime/files/stream_wait.h"
 #include "runtime/flow.h"
 
 namespace libzepl {
-
-namespace {
 
 bool hasRoom(Engine& e, Pipe& pipe) {
     if (!pipe.dropping && pipe.written >= pipe.writableUntil) lookAtReaders(e, pipe);
     return pipe.dropping || pipe.written < pipe.writableUntil || pipe.written >= pipe.storageUntil;
 }
+
+namespace {
 
 // How many elements the input may give so that its frames don't pass the next pause's end.
 std::uint64_t elementsUntilPause(const Engine& e, const PipeInput& input, std::uint64_t furthest) {
@@ -121,10 +122,10 @@ bool Engine::deliverRun(PipeInput& input, std::uint64_t n, std::uint64_t& given)
     return got == asked && !input.ended;
 }
 
-// Gives at most `most` elements to a pipe that has room. False when nothing came.
+// Gives at most `most` elements to a pipe that has room: of a live stream what is there. False when nothing came.
 bool Engine::deliverPiece(PipeInput& input, std::uint64_t most) {
     std::uint64_t given = 0;
-    while (given < most && deliverRun(input, most - given, given)) {
+    while (given < most && deliverRun(input, most - given, given) && input.ready()) {
     }
     if (given > 0) anyDelivery = true;
     return given > 0;
@@ -164,7 +165,7 @@ bool Engine::deliverInputs() {
     bool given = false;
     const std::uint64_t before = furthestFrame;
     for (PipeInput& input : pipeInputs) {
-        if (input.ended || input.pipe->takenRound == round || !hasRoom(*this, *input.pipe)) continue;
+        if (input.ended || input.pipe->takenRound == round || !hasRoom(*this, *input.pipe) || !input.ready()) continue;
         const std::uint64_t most = std::min(input.pieces.next(), elementsUntilPause(*this, input, before));
         if (most > 0 && deliverPiece(input, most)) given = true;
     }
@@ -184,6 +185,7 @@ void Engine::deliverWhole() {
     for (PipeInput& input : pipeInputs) {
         Pipe& pipe = *input.pipe;
         while (!input.ended) {
+            endIfStopped("the input of `" + pipe.name + "`");
             const std::uint64_t more = input.length ? *input.length - input.delivered : pipe.capacity;
             if (!tryCapacity(*this, pipe, pipe.written + std::max<std::uint64_t>(more, 1)))
                 throw Problem("no memory is left for the whole input of `" + pipe.name + "`",
@@ -255,16 +257,6 @@ void Engine::drainOutputs() {
     for (PipeOutput& output : pipeOutputs) drainPipe(*this, output);
     for (TriggerOutput& output : triggerOutputs) drainTrigger(*this, output);
     if (leader != nullptr && !hasInputs()) clock.addFrames(*leader - before);
-}
-
-void Engine::finishOutputs() {
-    for (PipeOutput& output : pipeOutputs)
-        if (output.sink != nullptr) output.sink->finish();
-    for (TriggerOutput& output : triggerOutputs) {
-        if (output.sink == nullptr) continue;
-        output.sink->write({.asserts = false, .position = output.end.channel->status});
-        output.sink->finish();
-    }
 }
 
 }  // namespace libzepl

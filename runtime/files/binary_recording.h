@@ -14,6 +14,8 @@ class BinaryRecording final : public Recording {
     // Samples from the file's place on, up to facts.frames where told, else to the end of the file.
     BinaryRecording(std::unique_ptr<InputFile> file, const RecordingFacts& facts, bool bigEndian);
     void read(SampleBlock& block) override;
+    bool ready() const override { return file_->ready(); }
+    int descriptor() const override { return file_->descriptor(); }
 
  private:
     std::size_t readBytes();

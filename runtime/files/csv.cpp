@@ -38,6 +38,8 @@ class CsvTable {
         return true;
     }
 
+    // Whether next() would not wait for a stream, but for the rest of a line.
+    bool ready() const { return held_ || lines_.ready(); }
     const CsvCells& cells() const { return cells_; }
     std::size_t columns() const { return columns_; }
     const std::vector<std::string>& headings() const { return headings_; }
@@ -148,6 +150,7 @@ class CsvSource final : public Source {
         T* const elements = static_cast<T*>(to);
         for (std::size_t done = 0; done < count; ++done) {
             if (next_ == columns_.size()) {
+                if (done > 0 && !ready()) return done;
                 if (!table_.next()) return done;
                 next_ = 0;
             }
@@ -155,6 +158,8 @@ class CsvSource final : public Source {
         }
         return count;
     }
+    bool ready() const override { return next_ < columns_.size() || table_.ready(); }
+    int descriptor() const override { return table_.lines().descriptor(); }
     std::optional<std::uint64_t> length() const override { return std::nullopt; }
     int channels() const override { return columns_.empty() ? 1 : static_cast<int>(columns_.size()); }
     std::optional<double> rate() const override { return std::nullopt; }
@@ -205,9 +210,9 @@ class CsvSource final : public Source {
     std::size_t next_;  // index into columns_
 };
 
-class CsvSink final : public Sink {
+class CsvSink final : public FileSink<Sink> {
  public:
-    explicit CsvSink(const WriteRequest& request) : file_(request.path), type_(request.type) {
+    explicit CsvSink(const WriteRequest& request) : FileSink(request.path, request.output), type_(request.type) {
         // A name such as `inf` would be read back as a number.
         if (!request.name.empty() && !isNumber(request.name)) file_.write(request.name + "\n");
     }
@@ -216,7 +221,6 @@ class CsvSink final : public Sink {
             for (std::size_t i = 0; i < count; ++i) writeNumber(static_cast<const T*>(from)[i]);
         });
     }
-    void finish() override { file_.finish(); }
 
  private:
     template <class T>
@@ -229,7 +233,6 @@ class CsvSink final : public Sink {
         file_.write(text.data(), static_cast<std::size_t>(end + 1 - text.data()));
     }
 
-    OutputFile file_;
     ElementType type_;
 };
 

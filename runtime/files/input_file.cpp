@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "runtime/files.h"
+#include "runtime/files/output_place.h"
+#include "runtime/files/stream_wait.h"
 
 namespace libzepl {
 
@@ -35,28 +37,46 @@ std::string counted(std::uint64_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+void checkStandardStream(int descriptor, const std::string& name) {
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    const int unwanted = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    if (flags < 0 || (flags & O_ACCMODE) == unwanted)
+        throw fileProblem(name,
+                          descriptor == STDIN_FILENO ? "it is closed, or not open for reading"
+                                                     : "it is closed, or not open for writing",
+                          "open it, or name a file");
+}
+
 InputFile::InputFile(const std::filesystem::path& path)
     : name_(path == "-" ? "standard input" : path.string()), descriptor_(STDIN_FILENO) {
-    if (path == "-") return;
-    descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (path == "-" || descriptorNamed(path) == STDIN_FILENO) checkStandardStream(STDIN_FILENO, name_);
+    // A FIFO is opened at once: its first read waits for its writer.
+    if (path != "-") descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor_ < 0) throw openProblem(name_, errno);
     struct stat status {};
     if (::fstat(descriptor_, &status) != 0 || S_ISDIR(status.st_mode)) {
-        ::close(descriptor_);
+        if (descriptor_ != STDIN_FILENO) ::close(descriptor_);
         throw fileProblem(name_, "is a folder, not a file", "name a file in it");
     }
-    if (S_ISREG(status.st_mode)) size_ = static_cast<std::uint64_t>(status.st_size);
+    waits_ = !S_ISREG(status.st_mode);
+    if (S_ISREG(status.st_mode) && path != "-") size_ = static_cast<std::uint64_t>(status.st_size);
 }
 
 InputFile::~InputFile() {
     if (descriptor_ != STDIN_FILENO) ::close(descriptor_);
 }
 
+bool InputFile::ready() const { return !waits_ || isReadable(descriptor_); }
+
 std::size_t InputFile::readSome(void* to, std::size_t count) {
     for (;;) {
+        if (waits_)
+            awaitReadable(descriptor_, name_);
+        else
+            endIfStopped(name_);
         const ssize_t got = ::read(descriptor_, to, count);
         if (got >= 0) return static_cast<std::size_t>(got);
-        if (errno != EINTR) throw fileProblem(name_, "cannot be read: " + systemText(errno));
+        if (errno != EINTR && errno != EAGAIN) throw fileProblem(name_, "cannot be read: " + systemText(errno));
     }
 }
 

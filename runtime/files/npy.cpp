@@ -9,23 +9,22 @@ namespace libzepl {
 
 namespace {
 
-class NpySink final : public Sink {
+class NpySink final : public FileSink<Sink> {
  public:
-    explicit NpySink(const WriteRequest& request) : file_(request.path), type_(request.type) {
+    explicit NpySink(const WriteRequest& request) : FileSink(request.path, request.output), type_(request.type) {
         file_.write(npyHeader(type_, 0));
     }
     void write(const void* from, std::size_t count) override {
         file_.write(from, count * widthOf(type_));
         written_ += count;
     }
-    void finish() override {
+    void complete() override {
         file_.seek(0);
         file_.write(npyHeader(type_, written_));
-        file_.finish();
+        file_.complete();
     }
 
  private:
-    OutputFile file_;
     ElementType type_;
     std::uint64_t written_ = 0;
 };

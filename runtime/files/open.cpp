@@ -4,6 +4,7 @@
 #include "runtime/files/convert.h"
 #include "runtime/files/formats.h"
 #include "runtime/files/input_file.h"
+#include "runtime/files/output_place.h"
 
 namespace libzepl {
 
@@ -21,6 +22,7 @@ FileKind kindOf(const std::filesystem::path& path) {
     if (ending == ".csv") return FileKind::csv;
     if (ending == ".bin") return FileKind::raw;
     if (isSoundEnding(ending)) return FileKind::sound;
+    if (isStream(path)) return FileKind::raw;
     throw fileProblem(path.string(),
                       ending.empty() ? "the name has no ending that tells the format"
                                      : "the ending " + libzepl::quoted(ending) + " is of no known format",
@@ -43,7 +45,12 @@ std::unique_ptr<Source> openSource(const ReadRequest& request) {
 }
 
 std::unique_ptr<Sink> createSink(const WriteRequest& request) {
-    switch (kindOf(request.path)) {
+    const FileKind kind = kindOf(request.path);
+    if ((kind == FileKind::npy || kind == FileKind::sound) && isStream(request.path))
+        throw fileProblem(request.path.string(),
+                          "a pipe or a device cannot take this format, whose first bytes are written last",
+                          "write .csv or .bin to it, or write a file");
+    switch (kind) {
         case FileKind::npy:
             return createNpy(request);
         case FileKind::csv:
@@ -66,7 +73,7 @@ std::vector<std::byte> readVector(const ReadRequest& request) {
         bytes.resize(kept + piece * width);
         got = source->read(bytes.data() + kept, piece);
         bytes.resize(kept + got * width);
-    } while (got == piece);
+    } while (got > 0);
     return bytes;
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "runtime/files/input_file.h"
+#include "runtime/files/stream_wait.h"
 
 namespace libzepl {
 
@@ -15,10 +16,12 @@ namespace {
 
 constexpr std::size_t bufferSize = 65536;
 
+std::string systemText(int error) { return std::generic_category().message(error); }
+
 Problem writeProblem(const std::string& name, int error) {
     if (error == EPIPE) return fileProblem(name, "its reader has closed it");
     if (error == ENOSPC) return fileProblem(name, "the disk is full", "make room, or write to another disk");
-    return fileProblem(name, "cannot be written: " + std::generic_category().message(error));
+    return fileProblem(name, "cannot be written: " + systemText(error));
 }
 
 Problem createProblem(const std::string& name, int error) {
@@ -28,43 +31,87 @@ Problem createProblem(const std::string& name, int error) {
     return writeProblem(name, error);
 }
 
+std::filesystem::path folderOf(const std::filesystem::path& path) {
+    return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+}
+
+// What some file systems and devices answer that have nothing to synchronise.
+bool cannotSynchronise(int error) { return error == EINVAL || error == ENOTSUP || error == EROFS; }
+
+void checkFolder(const std::string& name, const std::filesystem::path& folder) {
+    struct stat status {};
+    if (::stat(folder.c_str(), &status) != 0) throw createProblem(name, errno);
+    if (!S_ISDIR(status.st_mode)) throw createProblem(name, ENOTDIR);
+    if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0) throw createProblem(name, errno);
+}
+
 }  // namespace
 
-OutputFile::OutputFile(const std::filesystem::path& path)
-    : path_(path), name_(path == "-" ? "standard output" : path.string()), descriptor_(STDOUT_FILENO) {
+OutputFile::OutputFile(const std::filesystem::path& path, OutputOptions options)
+    : options_(options), name_(path == "-" ? "standard output" : path.string()), stream_(libzepl::isStream(path)) {
     buffer_.reserve(bufferSize);
-    if (path == "-") return;
-    std::error_code ignored;
-    if (std::filesystem::is_directory(path, ignored)) throw fileProblem(name_, "is a folder", "name a file in it");
-    openPart();
+    if (path == "-")
+        place_.descriptor = STDOUT_FILENO;
+    else
+        place_ = outputPlaceOf(path);
+    if (place_.descriptor == STDOUT_FILENO) checkStandardStream(STDOUT_FILENO, name_);
+    if (!stream_) checkFolder(name_, folderOf(place_.path));
+    if (options_.checkOnly) return;
+    if (stream_)
+        openStream();
+    else
+        openTemporary();
 }
 
 OutputFile::~OutputFile() {
-    if (descriptor_ != STDOUT_FILENO) ::close(descriptor_);
-    if (!part_.empty()) ::unlink(part_.c_str());
+    closeDescriptor();
+    if (!temporary_.empty()) ::unlink(temporary_.c_str());
     temporaryFiles::remove(registered_);
 }
 
-void OutputFile::openPart() {
-    for (int attempt = 0;; ++attempt) {
-        std::filesystem::path part = path_;
-        part += ".part" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
-        registered_ = temporaryFiles::add(part);
-        descriptor_ = ::open(part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor_ >= 0) {
-            part_ = std::move(part);
+void OutputFile::closeDescriptor() {
+    if (descriptor_ >= 0 && !place_.descriptor) ::close(descriptor_);
+    descriptor_ = -1;
+}
+
+void OutputFile::openStream() {
+    if (place_.descriptor) {
+        descriptor_ = *place_.descriptor;
+        return;
+    }
+    descriptor_ = place_.isFifo ? openFifo(place_.path.c_str(), name_)
+                                : ::open(place_.path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor_ >= 0) {
+        ::fcntl(descriptor_, F_SETFL, ::fcntl(descriptor_, F_GETFL) & ~O_NONBLOCK);
+        return;
+    }
+    if (errno == EACCES || errno == EPERM)
+        throw fileProblem(name_, "you are not permitted to write to it", "write to another file");
+    throw writeProblem(name_, errno);
+}
+
+void OutputFile::openTemporary() {
+    removeDeadTemporaries(place_.path);
+    // What a file holds that is not for everybody's eyes is hidden from the start.
+    const mode_t mode = replaces() ? 0600 : 0666;
+    for (;;) {
+        std::filesystem::path temporary = temporaryNameOf(place_.path);
+        registered_ = temporaryFiles::add(temporary);
+        descriptor_ = ::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        const int error = errno;
+        if (descriptor_ >= 0 && markLiving(descriptor_)) {
+            temporary_ = std::move(temporary);
             return;
         }
-        const int error = errno;
-        temporaryFiles::remove(registered_);
-        registered_ = nullptr;
-        if (error != EEXIST) throw createProblem(name_, error);
+        temporaryFiles::remove(std::exchange(registered_, nullptr));
+        if (descriptor_ < 0 && error != EEXIST) throw createProblem(name_, error);
+        closeDescriptor();
     }
 }
 
 void OutputFile::writeOut(const std::byte* from, std::size_t count) {
     while (count > 0) {
-        const ssize_t done = ::write(descriptor_, from, count);
+        const ssize_t done = options_.checkOnly ? static_cast<ssize_t>(count) : ::write(descriptor_, from, count);
         if (done < 0 && errno == EINTR) continue;
         if (done < 0) throw writeProblem(name_, errno);
         from += done;
@@ -88,24 +135,66 @@ void OutputFile::write(const void* from, std::size_t count) {
 
 void OutputFile::seek(std::uint64_t offset) {
     flush();
-    if (::lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) < 0) throw writeProblem(name_, errno);
+    if (!options_.checkOnly && ::lseek(descriptor_, static_cast<off_t>(offset), SEEK_SET) < 0)
+        throw writeProblem(name_, errno);
     flushed_ = offset;
 }
 
 void OutputFile::clear() {
     seek(0);
-    if (::ftruncate(descriptor_, 0) != 0) throw writeProblem(name_, errno);
+    if (!options_.checkOnly && ::ftruncate(descriptor_, 0) != 0) throw writeProblem(name_, errno);
     size_ = 0;
 }
 
-void OutputFile::finish() {
+// The owner first, since a change of it takes away some of the mode.
+void OutputFile::takeOverMode() {
+    struct stat old {};
+    if (::stat(place_.path.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) return;
+    if (::fchown(descriptor_, static_cast<uid_t>(-1), old.st_gid) != 0 ||
+        ::fchown(descriptor_, old.st_uid, old.st_gid) != 0)
+        errno = 0;  // where it is not permitted, the file is the writer's own
+    if (::fchmod(descriptor_, old.st_mode & 07777) != 0) throw writeProblem(name_, errno);
+}
+
+// A file system of another machine reports what it could not store when a descriptor is closed; this one stays open, since
+// it marks the file as one whose writer lives.
+void OutputFile::synchronise() {
+    if (options_.sync && ::fsync(descriptor_) != 0 && !cannotSynchronise(errno)) throw writeProblem(name_, errno);
+    const int other = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+    if (other >= 0 && ::close(other) != 0 && errno != EINTR) throw writeProblem(name_, errno);
+}
+
+void OutputFile::complete() {
     flush();
-    if (part_.empty()) return;
-    const int closed = ::close(std::exchange(descriptor_, STDOUT_FILENO));
-    if (closed != 0) throw writeProblem(name_, errno);
-    if (::rename(part_.c_str(), path_.c_str()) != 0) throw writeProblem(name_, errno);
-    part_.clear();
+    if (stream_ || options_.checkOnly) return;
+    takeOverMode();
+    synchronise();
+}
+
+std::string OutputFile::publish(bool failed) {
+    if (temporary_.empty()) {
+        closeDescriptor();
+        return {};
+    }
+    const std::string published = failed ? failedName() : name_;
+    const std::string target = failed ? published : place_.path.string();
+    if (::rename(temporary_.c_str(), target.c_str()) != 0)
+        throw fileProblem(published, "what was written cannot get this name: " + systemText(errno));
+    temporary_.clear();
     temporaryFiles::remove(std::exchange(registered_, nullptr));
+    closeDescriptor();
+    if (!options_.sync) return published;
+    const int folder = ::open(folderOf(place_.path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool synchronised = folder < 0 || ::fsync(folder) == 0 || cannotSynchronise(errno);
+    const int error = errno;
+    if (folder >= 0) ::close(folder);
+    if (!synchronised) throw writeProblem(name_, error);
+    return published;
+}
+
+bool OutputFile::hasFailedFile() const {
+    struct stat status {};
+    return !stream_ && ::lstat(failedName().c_str(), &status) == 0;
 }
 
 }  // namespace libzepl

@@ -9,42 +9,80 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/files.h"
+#include "runtime/files/output_place.h"
 #include "runtime/files/temporary_files.h"
 
 namespace libzepl {
 
-// A file that is written under a temporary name in the folder of `path` and gets its own name with finish(); without
-// finish() nothing is left of it. The path "-" is standard output, written as it comes, which cannot seek.
+// A file that is written under a temporary name in its folder and gets its own name with publish(); without that nothing
+// is left of it. A file that it replaces keeps its mode, and its owner where that is permitted. The path "-" is
+// standard output, which is written into as it comes, just as FIFOs and devices are; these cannot seek.
 class OutputFile {
  public:
-    explicit OutputFile(const std::filesystem::path& path);
+    explicit OutputFile(const std::filesystem::path& path, OutputOptions options = {});
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
     const std::string& name() const { return name_; }  // as messages call it
+    bool isStream() const { return stream_; }
 
     void write(const void* from, std::size_t count);
     void write(std::string_view text) { write(text.data(), text.size()); }
     void seek(std::uint64_t offset);
     void clear();  // back to an empty file
+    void flush();  // lets a stream's reader have what was written
     std::uint64_t position() const { return flushed_ + buffer_.size(); }
     std::uint64_t size() const { return std::max(size_, position()); }
-    void finish();
+
+    // The end of what is written: all of it is on its way to the disk, or on it where the options say so.
+    void complete();
+    // Gives what is complete its name, and says which: its own, or another for what a failed run wrote. Empty for streams.
+    std::string publish(bool failed = false);
+    void finish() {
+        complete();
+        publish();
+    }
+    // The name for what a failed run wrote, and whether there is a file of that name.
+    std::string failedName() const { return withSuffix(place_.path, ".failed").string(); }
+    bool hasFailedFile() const;
+    bool replaces() const { return place_.kind == OutputPlace::Kind::file; }
 
  private:
-    void openPart();
-    void flush();
+    void openStream();
+    void openTemporary();
     void writeOut(const std::byte* from, std::size_t count);
+    void takeOverMode();
+    void synchronise();
+    void closeDescriptor();
 
-    std::filesystem::path path_;
+    OutputOptions options_;
     std::string name_;
-    std::filesystem::path part_;  // empty for standard output, and once the file has its own name
+    OutputPlace place_;
+    std::filesystem::path temporary_;  // empty for a stream, and once the file has its own name
     temporaryFiles::Entry* registered_ = nullptr;
-    int descriptor_;
+    int descriptor_ = -1;
+    bool stream_ = false;
     std::vector<std::byte> buffer_;
     std::uint64_t flushed_ = 0;  // offset in the file of the buffer's start
     std::uint64_t size_ = 0;     // the furthest offset flushed
+};
+
+// A sink whose elements go to a file.
+template <class Base>
+class FileSink : public Base {
+ public:
+    FileSink(const std::filesystem::path& path, OutputOptions options) : file_(path, options) {}
+    OutputFile* file() final { return &file_; }
+    void complete() override { file_.complete(); }
+    void finish() final {
+        this->complete();
+        file_.publish();
+    }
+
+ protected:
+    OutputFile file_;
 };
 
 }  // namespace libzepl

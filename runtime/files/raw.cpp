@@ -8,14 +8,13 @@ namespace libzepl {
 
 namespace {
 
-class RawSink final : public Sink {
+class RawSink final : public FileSink<Sink> {
  public:
-    explicit RawSink(const WriteRequest& request) : file_(request.path), width_(widthOf(request.type)) {}
+    explicit RawSink(const WriteRequest& request)
+        : FileSink(request.path, request.output), width_(widthOf(request.type)) {}
     void write(const void* from, std::size_t count) override { file_.write(from, count * width_); }
-    void finish() override { file_.finish(); }
 
  private:
-    OutputFile file_;
     std::size_t width_;
 };
 

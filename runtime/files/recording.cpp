@@ -39,7 +39,7 @@ class ConvertedSource final : public Source {
 
     std::size_t read(void* to, std::size_t count) override {
         std::size_t done = 0;
-        while (done < count && (next_ < ready_.size() || refill())) {
+        while (done < count && (next_ < ready_.size() || ((done == 0 || recording_->ready()) && refill()))) {
             const std::size_t taken = std::min(count - done, ready_.size() - next_);
             std::memcpy(static_cast<To*>(to) + done, ready_.data() + next_, taken * sizeof(To));
             next_ += taken;
@@ -48,6 +48,8 @@ class ConvertedSource final : public Source {
         return done;
     }
 
+    bool ready() const override { return next_ < ready_.size() || recording_->ready(); }
+    int descriptor() const override { return recording_->descriptor(); }
     std::optional<std::uint64_t> length() const override {
         const auto frames = recording_->facts().frames;
         if (!frames) return std::nullopt;

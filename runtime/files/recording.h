@@ -23,6 +23,9 @@ class Recording {
     const RecordingFacts& facts() const { return facts_; }
     // Replaces the block by the next samples, frame by frame; by none at the end.
     virtual void read(SampleBlock& block) = 0;
+    // Whether read() would not wait for a live stream, and what to wait on where it would.
+    virtual bool ready() const { return true; }
+    virtual int descriptor() const { return -1; }
 
  private:
     RecordingFacts facts_;

@@ -16,7 +16,7 @@ namespace {
 
 // The file that the library writes through. No exception may pass through the library, so the first is kept.
 struct LibraryFile {
-    explicit LibraryFile(const std::filesystem::path& path) : file(path) {}
+    explicit LibraryFile(OutputFile& written) : file(written) {}
 
     template <class Action>
     bool keepingErrors(Action action) {
@@ -33,7 +33,7 @@ struct LibraryFile {
         if (error) std::rethrow_exception(error);
     }
 
-    OutputFile file;
+    OutputFile& file;
     std::exception_ptr error;
 };
 
@@ -70,22 +70,22 @@ sf_count_t writeElements(SNDFILE* sound, const void* from, sf_count_t count, Ele
     }
 }
 
-class SoundSink final : public Sink {
+class SoundSink final : public FileSink<Sink> {
  public:
     SoundSink(const WriteRequest& request, const SoundFormat& format)
-        : file_(request.path), type_(request.type), format_(format) {
+        : FileSink(request.path, request.output), library_(file_), type_(request.type), format_(format) {
         SF_INFO info{};
         info.channels = 1;
         info.samplerate = static_cast<int>(request.rate);
         info.format = format.container | format.encodings[static_cast<std::size_t>(type_)];
         SF_VIRTUAL_IO access{fileLength, seekFile, readNothing, writeFile, filePosition};
-        sound_ = sf_open_virtual(&access, SFM_WRITE, &info, &file_);
-        file_.rethrow();
+        sound_ = sf_open_virtual(&access, SFM_WRITE, &info, &library_);
+        library_.rethrow();
         if (sound_ == nullptr) throw writeProblem(sf_strerror(nullptr));
         for (const int setting : {SFC_SET_NORM_FLOAT, SFC_SET_NORM_DOUBLE, SFC_SET_CLIPPING, SFC_SET_ADD_PEAK_CHUNK})
             sf_command(sound_, setting, nullptr, SF_FALSE);
         // The header with the peaks is longer than the one that the first write puts in its place.
-        file_.file.clear();
+        file_.clear();
     }
     ~SoundSink() override {
         if (sound_ != nullptr) sf_close(sound_);
@@ -95,31 +95,31 @@ class SoundSink final : public Sink {
 
     void write(const void* from, std::size_t count) override {
         if (count > format_.mostBytes / widthOf(type_) - written_)
-            throw fileProblem(file_.file.name(),
+            throw fileProblem(file_.name(),
                               "the recording grows past what " + std::string(format_.name) + " holds, " +
                                   std::to_string(format_.mostBytes / widthOf(type_)) + " elements",
                               "write .w64 or .npy, which have no such limit");
         const auto due = static_cast<sf_count_t>(count);
         const sf_count_t done = writeElements(sound_, from, due, type_);
-        file_.rethrow();
+        library_.rethrow();
         if (done != due) throw writeProblem(sf_strerror(sound_));
         written_ += count;
     }
 
-    void finish() override {
+    void complete() override {
         if (written_ == 0) sf_command(sound_, SFC_UPDATE_HEADER_NOW, nullptr, 0);
         const int status = sf_close(std::exchange(sound_, nullptr));
-        file_.rethrow();
+        library_.rethrow();
         if (status != SF_ERR_NO_ERROR) throw writeProblem(sf_error_number(status));
-        file_.file.finish();
+        file_.complete();
     }
 
  private:
     Problem writeProblem(const char* reason) const {
-        return fileProblem(file_.file.name(), std::string("cannot be written: ") + reason);
+        return fileProblem(file_.name(), std::string("cannot be written: ") + reason);
     }
 
-    LibraryFile file_;
+    LibraryFile library_;
     ElementType type_;
     const SoundFormat& format_;
     SNDFILE* sound_ = nullptr;

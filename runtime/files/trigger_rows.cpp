@@ -43,18 +43,14 @@ bool nextRow(LineReader& lines, CsvCells& cells) {
     }
 }
 
-class CsvTriggerSink final : public TriggerSink {
+class CsvTriggerSink final : public FileSink<TriggerSink> {
  public:
-    explicit CsvTriggerSink(const std::filesystem::path& path) : file_(path) {
+    CsvTriggerSink(const std::filesystem::path& path, OutputOptions options) : FileSink(path, options) {
         file_.write(heading + std::string("\n"));
     }
     void write(const TriggerRow& row) override {
         file_.write((row.asserts ? "assert," : "status,") + std::to_string(row.position) + "\n");
     }
-    void finish() override { file_.finish(); }
-
- private:
-    OutputFile file_;
 };
 
 }  // namespace
@@ -71,9 +67,9 @@ std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path) {
     return rows;
 }
 
-std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path) {
+std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path, OutputOptions options) {
     checkEnding(path);
-    return std::make_unique<CsvTriggerSink>(path);
+    return std::make_unique<CsvTriggerSink>(path, options);
 }
 
 }  // namespace libzepl

@@ -1,9 +1,5 @@
 // zepl run and zepl check on procedures that are well.
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <nlohmann/json.hpp>
 
 #include "tool_support.h"
@@ -130,50 +126,6 @@ TEST_F(ToolRun, AWarningStopsTheRunOrIsToldTwice) {
         EXPECT_EQ(called.status, 0);
         EXPECT_EQ(called.err, said);
     }
-}
-
-// A child that reads and writes through pipes, with its messages in the file `said`.
-struct Live {
-    Live(const std::string& folder, const char* procedure) {
-        EXPECT_EQ(::pipe2(in, O_CLOEXEC) + ::pipe2(out, O_CLOEXEC), 0);
-        child = ::fork();
-        if (child != 0) {
-            ::close(in[0]);
-            ::close(out[1]);
-            return;
-        }
-        const int said = ::open((folder + "/said").c_str(), O_WRONLY | O_CREAT, 0666);
-        if (::chdir(folder.c_str()) == 0 && ::dup2(in[0], 0) == 0 && ::dup2(out[1], 1) == 1 && ::dup2(said, 2) == 2)
-            ::execl(TEST_TOOL_FILE, "zepl", "run", procedure, nullptr);
-        ::_exit(127);
-    }
-    pid_t child;
-    int in[2], out[2];
-};
-
-TEST_F(ToolRun, AnInterruptedRunIsNotFinishedInOrder) {
-    put("p.zp", "pipe a : int16 from \"-\"\npipe b : int16 to \"-\"\nABS (a, b)\n");
-    const Live live(folder_.string(), "p.zp");
-    // So much that the tool writes before its input ends, which tells that it runs.
-    const std::vector<std::int16_t> samples(50000, -3);
-    ASSERT_EQ(::write(live.in[1], samples.data(), 100000), 100000);
-    std::string written(65536, '\0');
-    const ssize_t first = ::read(live.out[0], written.data(), written.size());
-    ASSERT_GT(first, 0);
-    ASSERT_EQ(::kill(live.child, SIGINT), 0);  // while the input stays open and silent
-    written.resize(static_cast<std::size_t>(first));
-    char piece[4096];
-    for (ssize_t got = 0; (got = ::read(live.out[0], piece, sizeof piece)) > 0;)
-        written.append(piece, static_cast<std::size_t>(got));
-    ::close(live.out[0]);
-    ::close(live.in[1]);
-    int status = 0;
-    ASSERT_EQ(::waitpid(live.child, &status, 0), live.child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_EQ(bytesOf("said"), "note: the run was stopped on request\n");
-    std::string expected;
-    while (expected.size() < written.size()) expected.append("\3\0", 2);
-    EXPECT_EQ(written, expected);
 }
 
 class Reports : public ToolTest {

@@ -1,0 +1,25 @@
+// The file of --report.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "runtime/binder.h"
+#include "runtime/files/output_file.h"
+
+namespace cli {
+
+// Opened before the run, so that a wrong name costs none; it appears under its name when it is whole.
+class ReportFile {
+ public:
+    // An empty name stands for no report. A Problem for a file that the run itself uses or that cannot be written.
+    ReportFile(const std::string& name, const libzepl::Procedure& procedure, const libzepl::CommandLibrary& library,
+               const libzepl::BindOptions& options);
+
+    void write(const libzepl::Report& report, const libzepl::CommandLibrary& library);
+
+ private:
+    std::unique_ptr<libzepl::OutputFile> file_;
+};
+
+}  // namespace cli

@@ -1,0 +1,55 @@
+// Waiting for streams, such as standard input and FIFOs: a stop request ends the wait.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "runtime/diagnostics.h"
+#include "runtime/stop_request.h"
+
+namespace libzepl {
+
+// A stop was requested while a file was opened or read.
+class Interrupted : public Problem {
+ public:
+    explicit Interrupted(const std::string& name)
+        : Problem(name + ": the run was stopped before it was read or opened") {}
+};
+
+// While it lives, what this thread opens and reads heeds the request; of nested ones the innermost counts.
+class WaitScope {
+ public:
+    // `beforeWaiting` is called each time before a read waits.
+    explicit WaitScope(const StopRequest& stop, std::function<void()> beforeWaiting = {});
+    WaitScope(const WaitScope&) = delete;
+    WaitScope& operator=(const WaitScope&) = delete;
+    ~WaitScope();
+
+    const StopRequest& stop() const { return stop_; }
+    void beforeWaiting() const {
+        if (beforeWaiting_) beforeWaiting_();
+    }
+
+ private:
+    const StopRequest& stop_;
+    std::function<void()> beforeWaiting_;
+    const WaitScope* outer_;
+};
+
+// Throws Interrupted, for the file of that name, once a stop is requested.
+void endIfStopped(const std::string& name);
+
+// Whether a read of the descriptor would not wait.
+bool isReadable(int descriptor);
+
+// Waits until one of them is readable or a stop is requested.
+void awaitAny(const std::vector<int>& descriptors);
+
+// Waits until the descriptor of the file `name` is readable; Interrupted when a stop is requested.
+void awaitReadable(int descriptor, const std::string& name);
+
+// Opens the FIFO for writing, once it has a reader; -1, with errno, when it cannot be opened.
+int openFifo(const char* path, const std::string& name);
+
+}  // namespace libzepl
