@@ -87,6 +87,22 @@ std::size_t greatestCount(const std::string& command) {
     return static_cast<std::size_t>(session.run().tasks[0].index.value_or(0) - 1);
 }
 
+// No command takes a vector at its end. A mask that was not passed would be whatever stands on the stack, so each type is tried.
+TEST(LongestLists, TheLastParameterHasAMaskOfItsOwn) {
+    for (const auto& [commands, list, outcome] : longestLists) {
+        std::istringstream names(commands);
+        for (std::string name; names >> name;)
+            for (const ElementType type : allElementTypes) {
+                TestSession session({.setUpOnly = true});
+                std::vector<TaskArgument> arguments = argumentsIn(session, list);
+                arguments.back() = session.use(session.addVector("last", type, {}));
+                const std::string at = outcome.starts_with("refused") ? "19" : std::to_string(arguments.size());
+                session.addTask({.command = name, .arguments = arguments});
+                EXPECT_EQ(statesOf(session.run())[0], "refused at " + at) << name << " " << list;
+            }
+    }
+}
+
 TEST(LongestLists, EveryCommandTakesAsManyParametersAsItSays) {
     std::map<std::string, std::size_t> longest;
     for (const auto& [commands, list, outcome] : longestLists) {
