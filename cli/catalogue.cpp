@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "cli/modules.h"
 #include "cli/run.h"
 #include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
+#include "runtime/json_writer.h"
 #include "runtime/signature.h"
 
 namespace cli {
@@ -39,18 +39,30 @@ std::vector<const Command*> matching(const CommandLibrary& library, const std::s
     return found;
 }
 
+class StandardOutput : public TextSink {
+ public:
+    void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stdout); }
+};
+
 void printJson(const std::vector<const Command*>& commands) {
-    auto list = nlohmann::ordered_json::array();
+    StandardOutput output;
+    JsonWriter json(output);
+    json.beginList();
     for (const Command* command : commands) {
-        nlohmann::ordered_json entry{{"name", command->name},
-                                     {"module", command->module},
-                                     {"taskSpace", command->taskSpace},
-                                     {"attributes", command->attributes}};
-        entry["signature"] =
-            command->signature ? nlohmann::ordered_json(*command->signature) : nlohmann::ordered_json();
-        list.push_back(std::move(entry));
+        json.beginObject();
+        json.pair("name", command->name);
+        json.pair("module", command->module);
+        json.pair("taskSpace", command->taskSpace);
+        json.pair("attributes", command->attributes);
+        json.key("signature");
+        if (command->signature)
+            json.value(*command->signature);
+        else
+            json.null();
+        json.end();
     }
-    print(list.dump(2) + "\n");
+    json.end();
+    output.write("\n");
 }
 
 std::string version(std::uint32_t hundredths) {

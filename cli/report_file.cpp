@@ -7,6 +7,11 @@ namespace cli {
 
 using libzepl::Problem;
 
+libzepl::ReportModule reportModule(const libzepl::CommandLibrary& library) {
+    const libzepl::LoadedModule& module = library.modules().front();
+    return {module.name, module.buildVersion, module.interfaceVersion};
+}
+
 ReportFile::ReportFile(const std::string& name, const libzepl::Procedure& procedure,
                        const libzepl::CommandLibrary& library, const libzepl::BindOptions& options) {
     if (name.empty()) return;
@@ -25,9 +30,8 @@ ReportFile::ReportFile(const std::string& name, const libzepl::Procedure& proced
 
 void ReportFile::write(const libzepl::Report& report, const libzepl::CommandLibrary& library) {
     if (file_ == nullptr) return;
-    const libzepl::LoadedModule& module = library.modules().front();
     try {
-        file_->write(libzepl::toJson(report, {module.name, module.buildVersion, module.interfaceVersion}));
+        file_->write(libzepl::toJson(report, reportModule(library)));
         file_->finish();
     } catch (const Problem& problem) {
         throw Problem(std::string("--report: ") + problem.what(), problem.remedy());

@@ -9,6 +9,9 @@
 
 namespace cli {
 
+// The module that a report names.
+libzepl::ReportModule reportModule(const libzepl::CommandLibrary& library);
+
 // Opened before the run, so that a wrong name costs none; it appears under its name when it is whole.
 class ReportFile {
  public:

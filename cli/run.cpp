@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/crash.h"
 #include "cli/modules.h"
 #include "cli/option_values.h"
 #include "cli/progress.h"
@@ -120,6 +121,8 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     std::vector<Diagnostic> diagnostics;
     const Procedure procedure = parseProcedure({arguments.procedure, readTextFile(arguments.procedure)}, diagnostics);
     ReportFile reportFile(arguments.report, procedure, library, options);
+    CrashNotice crash(procedure, arguments.report, reportModule(library));
+    options.session.crashed = [&crash](Report& report, std::size_t task) { crash.end(report, task); };
     BoundProcedure bound = boundOf(procedure, library, options, diagnostics);
     tell(diagnostics, procedure);
     Report report;

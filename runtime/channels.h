@@ -91,6 +91,7 @@ struct Trigger : Channel<TriggerEnd> {
     std::uint32_t mode = 0;             // what trigger_get_opmode answers
     std::map<std::uint32_t, std::uint32_t> properties;
     std::vector<std::uint32_t> ring;  // event `n` stands at index n & (size - 1), the size being a power of two
+    Charge ringCharge;
 
     std::uint32_t eventAt(std::uint64_t n) const { return ring[n & (ring.size() - 1)]; }
 };

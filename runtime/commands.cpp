@@ -4,6 +4,7 @@
 
 #include "runtime/load_state.h"
 #include "runtime/signature.h"
+#include "runtime/stack_guard.h"
 
 namespace libzepl {
 
@@ -42,6 +43,38 @@ void* openModule(const std::filesystem::path& path) {
     return handle;
 }
 
+// While it lives, a module is loaded, and faults in its code are said to be its own.
+class Loading {
+ public:
+    explicit Loading(const std::function<void(const char*)>& crashed) { loadState().crashed = &crashed; }
+    Loading(const Loading&) = delete;
+    Loading& operator=(const Loading&) = delete;
+    ~Loading() {
+        loadState().crashed = nullptr;
+        loadState().library = nullptr;
+    }
+
+ private:
+    StackGuard guard_;
+};
+
+// Calls an entry of the module. What it throws is said here, while the module that made it is still there.
+template <class Entry, class... Given>
+std::uint32_t callEntry(const std::string& file, const char* name, Entry* entry, Given... given) {
+    const char* const remedy = "it is a fault of the module: report it to its author";
+    try {
+        return entry(given...);
+    } catch (const std::bad_alloc&) {
+        throw std::bad_alloc();
+    } catch (const std::exception& exception) {
+        throw Problem("an exception left " + std::string(name) + " of the module " + file + ": " +
+                          libzepl::quoted(exception.what()),
+                      remedy);
+    } catch (...) {
+        throw Problem("an exception left " + std::string(name) + " of the module " + file, remedy);
+    }
+}
+
 }  // namespace
 
 CommandLibrary::~CommandLibrary() {
@@ -49,6 +82,8 @@ CommandLibrary::~CommandLibrary() {
 }
 
 void CommandLibrary::load(const std::filesystem::path& path) {
+    handles_.reserve(handles_.size() + 1);
+    const Loading loading(crashed_);
     void* handle = openModule(path);
     const std::size_t before = commands_.size();
     try {
@@ -72,17 +107,18 @@ void CommandLibrary::installAll(const std::filesystem::path& path, void* handle)
     auto* check = entryOf<Check>(handle, "ModuleCompatibilityCheck", path);
     auto* tell = entryOf<Version>(handle, "ModuleVersion", path);
     auto* install = entryOf<Install>(handle, "ModuleInstall", path);
-    if (check(hostBuildVersion, hostInterfaceVersion, 0) == 0)
+    if (callEntry(file, "ModuleCompatibilityCheck", check, hostBuildVersion, hostInterfaceVersion, std::uint32_t{0}) ==
+        0)
         throw Problem("the module " + file + " refuses this host, build " + version(hostBuildVersion) + ", interface " +
                           version(hostInterfaceVersion),
                       "use a module that was made for it");
     zepl::VersionRecord record{.recordSize = sizeof record, .buildVersion = 0, .interfaceVersion = 0};
-    if (tell(&record) == 0)
+    if (callEntry(file, "ModuleVersion", tell, &record) == 0)
         throw Problem("the module " + file + " does not tell its version", "use another build of the module");
     loading_ = path.stem().string();
     refusal_.clear();
     loadState().library = this;
-    const bool installed = install(static_cast<zepl::InstallContext>(1)) != 0;
+    const bool installed = callEntry(file, "ModuleInstall", install, static_cast<zepl::InstallContext>(1)) != 0;
     loadState().library = nullptr;
     if (!installed)
         throw Problem("the module " + file + " could not install its commands" +

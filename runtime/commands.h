@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/modules.h"
@@ -46,6 +48,11 @@ class CommandLibrary {
     CommandLibrary& operator=(const CommandLibrary&) = delete;
     ~CommandLibrary();
 
+    // Whom to say that a module damaged the memory of the process, or ended it, while it was loaded: in a signal's handler,
+    // where nothing may be allocated or locked. It says what happened and ends the process. Without it the signal goes where
+    // it went before.
+    void onCrash(std::function<void(const char* what)> tell) { crashed_ = std::move(tell); }
+
     // Loads a module and lets it install its commands. A file that cannot be loaded, is no module, refuses this host, or
     // fails to install is a Problem, and nothing of it stays.
     void load(const std::filesystem::path& path);
@@ -70,6 +77,7 @@ class CommandLibrary {
     std::vector<void*> handles_;
     std::string refusal_;  // why the last install failed
     std::string loading_;  // the name of the module that is being loaded
+    std::function<void(const char*)> crashed_;
 };
 
 // What was printed outside a session, as by a module's start-up. Taking it empties it.

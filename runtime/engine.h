@@ -82,6 +82,8 @@ struct Engine {
     std::uint64_t deliveries = 0;      // rounds in which inputs gave something
     Context hub;
     std::vector<Task*> dead;  // ended, not released yet
+    Report crashReport;       // with all but the figures, where somebody wants it
+    std::string crashText;
     std::jmp_buf rescue;
     std::exception_ptr consoleError;  // what the caller's console threw
     std::shared_ptr<StopRequest> stop;
@@ -113,7 +115,10 @@ struct Engine {
     void yieldCurrent();
     void startTask(Task& task);
     void refuseStart(Task& task);
+    // Leaves the current task for good. Texts that are given as pointers need no memory, as far as a task's texts have room.
     [[noreturn]] void endCurrent(TaskReport::State state, std::string text, std::string remedyText = {});
+    [[noreturn]] void endCurrent(TaskReport::State state, const char* text, const char* remedyText = "");
+    [[noreturn]] void leaveCurrent();
     void releaseTask(Task& task);
     void runRounds();
 
@@ -154,8 +159,12 @@ struct Engine {
     bool growOne();
 
     // Reports (reporting.cpp, notes.cpp).
-    Report::Status status() const;
+    Report::Status status() const noexcept;
+    Report outlineReport() const;
+    void fillReport(Report& report) const noexcept;
     Report makeReport();
+    void prepareForCrash();
+    void tellCrash(const char* what) noexcept;
     void addNotes(Report& report) const;
 
     // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.

@@ -200,6 +200,19 @@ std::uint64_t powerOfTwoFrom(std::uint64_t n) {
     return size;
 }
 
+// Gives the trigger a ring of at least `events`, with what it held. False when there is no memory for it.
+bool growRing(Engine& e, Trigger& trigger, std::uint64_t events) {
+    if (events > (unlimited >> 8)) return false;
+    const std::uint64_t size = powerOfTwoFrom(events);
+    Charge charge;
+    if (!charge.take(e.memory, costOf(size * sizeof(std::uint32_t)))) return false;
+    std::vector<std::uint32_t> larger(size);
+    for (std::uint64_t n = trigger.slowest; n < trigger.written; ++n) larger[n & (size - 1)] = trigger.eventAt(n);
+    trigger.ring = std::move(larger);
+    trigger.ringCharge = std::move(charge);
+    return true;
+}
+
 // Gives the pipe a ring of `elements`, a power of two, with what it held.
 bool moveToRing(Engine& e, Pipe& pipe, std::uint64_t elements) {
     const std::uint64_t bytes = elements << pipe.widthShift;
@@ -286,7 +299,7 @@ bool tryCapacity(Engine& e, Pipe& pipe, std::uint64_t n) {
 
 bool tryCapacity(Engine& e, Trigger& trigger, std::uint64_t n) {
     if (n <= trigger.capacity) return true;
-    if (n > maxElements || !e.memory.take((n - trigger.capacity) * sizeof(std::uint32_t))) return false;
+    if (n > maxElements || (n > trigger.ring.size() && !growRing(e, trigger, n))) return false;
     trigger.capacity = n;
     lookAtReaders(e, trigger);
     if (trigger.waitingWriter != nullptr) wakeWriter(e, trigger);
@@ -331,15 +344,12 @@ std::uint32_t takeEvent(Engine& e, TriggerEnd& end) {
     return position;
 }
 
-void appendEvent(Engine& e, Trigger& trigger, std::uint32_t position) {
+bool appendEvent(Engine& e, Trigger& trigger, std::uint32_t position) {
     if (trigger.written - trigger.slowest >= trigger.ring.size()) lookAtReaders(e, trigger);
-    if (trigger.written - trigger.slowest >= trigger.ring.size()) {
-        std::vector<std::uint32_t> larger(powerOfTwoFrom(trigger.written - trigger.slowest + 1) * 2);
-        for (std::uint64_t n = trigger.slowest; n < trigger.written; ++n)
-            larger[n & (larger.size() - 1)] = trigger.eventAt(n);
-        trigger.ring = std::move(larger);
-    }
+    const std::uint64_t unread = trigger.written - trigger.slowest;
+    if (unread >= trigger.ring.size() && !growRing(e, trigger, 2 * (unread + 1))) return false;
     trigger.ring[trigger.written & (trigger.ring.size() - 1)] = position;
+    return true;
 }
 
 void advanceStatus(Engine& e, Trigger& trigger, std::uint32_t position) {
@@ -358,7 +368,7 @@ void putEvent(Engine& e, TriggerEnd& end, std::uint32_t position) {
         countDropped(e, end, 1);
         return;
     }
-    appendEvent(e, trigger, position);
+    if (!appendEvent(e, trigger, position)) outOfMemory(e, "the trigger `" + trigger.name + "`");
     countPut(e, end, 1);
 }
 

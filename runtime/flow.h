@@ -113,8 +113,8 @@ void putEvent(Engine& e, TriggerEnd& end, std::uint32_t position);
 // Whether an input can give something to the pipe.
 bool hasRoom(Engine& e, Pipe& pipe);
 
-// Adds an event without waiting, for inputs; the trigger has room.
-void appendEvent(Engine& e, Trigger& trigger, std::uint32_t position);
+// Adds an event without waiting, for inputs; the trigger has room. False when there is no memory for it.
+bool appendEvent(Engine& e, Trigger& trigger, std::uint32_t position);
 // Moves the status forward; one that is not ahead is ignored.
 void advanceStatus(Engine& e, Trigger& trigger, std::uint32_t position);
 

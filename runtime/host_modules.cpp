@@ -1,10 +1,12 @@
 // Module loading, the console, and what a module's start-up layer calls. These can run with no session, while a module is
 // loaded; what is printed then is kept for the loader.
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "host/host.h"
 #include "runtime/commands.h"
@@ -13,9 +15,18 @@
 
 namespace libzepl {
 
-LoadState& loadState() {
-    static thread_local LoadState state;
-    return state;
+namespace {
+
+constinit thread_local LoadState threadsLoadState [[gnu::tls_model("initial-exec")]];
+
+}  // namespace
+
+LoadState& loadState() { return threadsLoadState; }
+
+void LoadState::print(std::string_view text) {
+    const std::size_t shown = std::min(text.size(), console.size() - printed);
+    std::memcpy(console.data() + printed, text.data(), shown);
+    printed += shown;
 }
 
 namespace {
@@ -124,18 +135,29 @@ void tellConsole(Engine& e, const char* text) {
     switchContext(left, e.hub);
 }
 
+// The text with the room that it doubles in, and its lines in the report.
+std::uint64_t costOfPrinting(std::string_view text) {
+    const auto lines = static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+    return 4 * text.size() + 4 * sizeof(std::string) * (lines + 1);
+}
+
 void print(const char* text) {
     if (engine == nullptr) {
-        loadState().console += text;
+        loadState().print(text);
         return;
     }
+    if (engine->current != nullptr && !engine->memory.take(costOfPrinting(text)))
+        outOfMemory(*engine, "what it prints");
     engine->console += text;
     if (engine->options.console) tellConsole(*engine, text);
 }
 
 }  // namespace
 
-std::string takeLoadConsole() { return std::exchange(loadState().console, {}); }
+std::string takeLoadConsole() {
+    LoadState& state = loadState();
+    return {state.console.data(), std::exchange(state.printed, 0)};
+}
 
 }  // namespace libzepl
 

@@ -112,10 +112,14 @@ void pipe_put(PipeHandle pipe, std::int32_t value) {
     pipe_value_put(pipe, &cell);
 }
 
+// A record with its handle, and the room that the table of handles doubles in. It stays as long as the session.
+constexpr std::uint64_t pbufCost = sizeof(Pbuf) + 4 * sizeof(Pbuf*);
+
 PbufHandle pbuf_open(PipeHandle pipe, std::int32_t capacity) {
     Engine& e = running();
     PipeEnd& end = pipeEnd(e, pipe);
     if (end.mode == EndMode::closed) misuse(e, "opens a pbuf on `" + end.channel->name + "` before the pipe");
+    if (!e.memory.take(pbufCost)) outOfMemory(e, "a block's record");
     Pbuf& pbuf = e.pbufs.emplace_back();
     pbuf.end = &end;
     if (capacity > 0) {

@@ -81,6 +81,8 @@ std::uint64_t u64UsToSysTicks(std::uint32_t lowWord, std::uint32_t highWord) {
 
 void digital_set_bit(std::uint32_t bit, std::uint32_t value) {
     Engine& e = running();
+    // With the room that a list doubles in, and the report's copy.
+    if (!e.memory.take(4 * sizeof(DigitalReport))) outOfMemory(e, "the digital changes");
     e.digital.push_back({e.clock.frame(), bit, value});
     e.lastChange = e.round;
     e.current->signalTurn = e.turn;

@@ -12,9 +12,19 @@ namespace {
 constexpr std::size_t alignment = 64;
 constexpr std::size_t sharedBlock = 16384;  // small requests share blocks of this size
 
+// The gap before an aligned block with its header, and what the arena keeps of it.
+constexpr std::uint64_t gap = 64, record = 96;
+constexpr std::uint64_t largeBlock = 131072, page = 4096;  // from this size on, blocks are whole pages
+
 constexpr std::size_t roundedUp(std::size_t bytes) { return (bytes + alignment - 1) / alignment * alignment; }
 
 }  // namespace
+
+std::uint64_t costOf(std::uint64_t bytes) {
+    if (bytes > SIZE_MAX / 2) return bytes;
+    const std::uint64_t cost = roundedUp(bytes == 0 ? 1 : bytes) + gap + record;
+    return cost < largeBlock ? cost : cost + page;
+}
 
 bool MemoryBudget::take(std::uint64_t bytes) {
     if (bytes > limit_ - used_) return false;
@@ -41,12 +51,10 @@ AlignedBytes allocateAligned(std::size_t bytes) {
 }
 
 bool Arena::makeBlock(std::size_t bytes, Block& block) {
-    if (!budget_.take(bytes)) return false;
+    if (!block.charge.take(budget_, costOf(bytes))) return false;
     block.bytes = allocateAligned(bytes);
     block.size = bytes;
-    if (block.bytes != nullptr) return true;
-    budget_.giveBack(bytes);
-    return false;
+    return block.bytes != nullptr;
 }
 
 void* Arena::allocateForLife(std::size_t bytes) {
@@ -74,14 +82,11 @@ void* Arena::allocateFromHeap(std::size_t bytes) {
 bool Arena::free(void* pointer) {
     const auto found = heap_.find(pointer);
     if (found == heap_.end()) return false;
-    budget_.giveBack(found->second.size);
     heap_.erase(found);
     return true;
 }
 
 void Arena::clear() {
-    for (const Block& block : forLife_) budget_.giveBack(block.size);
-    for (const auto& [pointer, block] : heap_) budget_.giveBack(block.size);
     forLife_.clear();
     heap_.clear();
     lastUsed_ = 0;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace libzepl {
@@ -23,6 +24,37 @@ class MemoryBudget {
     std::uint64_t limit_;
     std::uint64_t used_ = 0;
 };
+
+// What a session has taken of a budget for one thing, and gives back with it.
+class Charge {
+ public:
+    Charge() = default;
+    Charge(Charge&& other) noexcept
+        : budget_(std::exchange(other.budget_, nullptr)), bytes_(std::exchange(other.bytes_, 0)) {}
+    Charge& operator=(Charge&& other) noexcept {
+        std::swap(budget_, other.budget_);
+        std::swap(bytes_, other.bytes_);
+        return *this;
+    }
+    ~Charge() {
+        if (budget_ != nullptr) budget_->giveBack(bytes_);
+    }
+    // Once for each. False, with nothing counted, when the limit would be passed.
+    bool take(MemoryBudget& budget, std::uint64_t bytes) {
+        if (!budget.take(bytes)) return false;
+        budget_ = &budget;
+        bytes_ = bytes;
+        return true;
+    }
+
+ private:
+    MemoryBudget* budget_ = nullptr;
+    std::uint64_t bytes_ = 0;
+};
+
+// The most that an allocation of so many bytes takes of the machine, with what its alignment and the allocator's own records
+// cost.
+std::uint64_t costOf(std::uint64_t bytes);
 
 struct FreeDeleter {
     void operator()(void* pointer) const { std::free(pointer); }
@@ -42,7 +74,6 @@ class Arena {
     explicit Arena(MemoryBudget& budget) : budget_(budget) {}
     Arena(const Arena&) = delete;
     Arena& operator=(const Arena&) = delete;
-    ~Arena() { clear(); }
 
     // Both give null when the budget or the machine has no more.
     void* allocateForLife(std::size_t bytes);   // zeroed, aligned to 64 bytes
@@ -55,6 +86,7 @@ class Arena {
     struct Block {
         AlignedBytes bytes;
         std::size_t size = 0;
+        Charge charge;
     };
     bool makeBlock(std::size_t bytes, Block& block);
 

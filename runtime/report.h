@@ -12,6 +12,8 @@
 
 namespace libzepl {
 
+class TextSink;
+
 struct TaskReport {
     enum class State { waiting, running, error, refused, fault, exited };
     int line = 0;
@@ -85,12 +87,15 @@ struct Report {
 std::string_view nameOf(TaskReport::State state);
 std::string_view nameOf(Report::Status status);  // as the report has it: one that was refused has failed
 
-// The report as JSON text, with a closing line feed. `moduleName` and versions are those of the first module.
+// The module that a report names, with its versions: the first that was loaded.
 struct ReportModule {
     std::string name;
     std::uint32_t build = 0;
     std::uint32_t interfaceVersion = 0;
 };
+
+// The report as JSON text, with a closing line feed. Nothing is allocated.
+void writeJson(const Report& report, const ReportModule& module, TextSink& sink);
 std::string toJson(const Report& report, const ReportModule& module);
 
 }  // namespace libzepl

@@ -1,47 +1,76 @@
 // The report as JSON, for scripts.
 
-#include <cmath>
-#include <nlohmann/json.hpp>
-
+#include "runtime/json_writer.h"
 #include "runtime/report.h"
 
 namespace libzepl {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-// Numbers that JSON lacks are written as texts.
-Json numberJson(double value) {
-    if (std::isnan(value)) return "nan";
-    if (std::isinf(value)) return value < 0 ? "-inf" : "inf";
-    return value;
+void write(JsonWriter& json, const TaskReport& task) {
+    json.beginObject();
+    json.pair("line", task.line);
+    json.pair("command", task.command);
+    json.pair("state", nameOf(task.state));
+    if (task.code) json.pair("code", *task.code);
+    if (task.index) json.pair("index", *task.index);
+    if (task.exit) json.pair("exit", *task.exit);
+    if (!task.text.empty()) json.pair("text", task.text);
+    json.end();
 }
 
-Json taskJson(const TaskReport& task) {
-    Json json{{"line", task.line}, {"command", task.command}, {"state", nameOf(task.state)}};
-    if (task.code) json["code"] = *task.code;
-    if (task.index) json["index"] = *task.index;
-    if (task.exit) json["exit"] = *task.exit;
-    if (!task.text.empty()) json["text"] = task.text;
-    return json;
+void write(JsonWriter& json, const PipeReport& pipe) {
+    json.beginObject();
+    json.pair("name", pipe.name);
+    json.pair("type", nameOf(pipe.type));
+    json.pair("written", pipe.written);
+    json.pair("unread", pipe.unread);
+    json.end();
 }
 
-Json variableJson(const VariableReport& variable) {
-    Json json{{"name", variable.name}, {"type", nameOf(variable.type)}};
-    if (const auto* integer = std::get_if<std::int64_t>(&variable.value))
-        json["value"] = *integer;
-    else
-        json["value"] = numberJson(std::get<double>(variable.value));
-    return json;
+void write(JsonWriter& json, const TriggerReport& trigger) {
+    json.beginObject();
+    json.pair("name", trigger.name);
+    json.pair("asserted", trigger.asserted);
+    json.pair("status", trigger.status);
+    json.end();
 }
 
-template <class Items, class ToJson>
-Json listJson(const Items& items, ToJson toJson) {
-    Json list = Json::array();
-    for (const auto& item : items) list.push_back(toJson(item));
-    return list;
+void write(JsonWriter& json, const VariableReport& variable) {
+    json.beginObject();
+    json.pair("name", variable.name);
+    json.pair("type", nameOf(variable.type));
+    json.key("value");
+    std::visit([&](const auto& value) { json.value(value); }, variable.value);
+    json.end();
 }
+
+void write(JsonWriter& json, const DigitalReport& bit) {
+    json.beginObject();
+    json.pair("frame", bit.frame);
+    json.pair("bit", bit.bit);
+    json.pair("value", bit.value);
+    json.end();
+}
+
+void write(JsonWriter& json, const std::string& line) { json.value(line); }
+
+template <class Items>
+void writeList(JsonWriter& json, std::string_view name, const Items& items) {
+    json.key(name);
+    json.beginList();
+    for (const auto& item : items) write(json, item);
+    json.end();
+}
+
+class StringSink : public TextSink {
+ public:
+    void write(std::string_view text) override { text_ += text; }
+    std::string take() { return std::move(text_); }
+
+ private:
+    std::string text_;
+};
 
 }  // namespace
 
@@ -67,29 +96,34 @@ std::string_view nameOf(Report::Status status) {
     return status == Report::Status::ok ? "ok" : "failed";
 }
 
+void writeJson(const Report& report, const ReportModule& module, TextSink& sink) {
+    JsonWriter json(sink);
+    json.beginObject();
+    json.pair("procedure", report.procedure);
+    json.pair("status", nameOf(report.status));
+    json.key("module");
+    json.beginObject();
+    json.pair("name", module.name);
+    json.pair("build", module.build);
+    json.pair("interface", module.interfaceVersion);
+    json.end();
+    if (!report.reason.empty()) json.pair("reason", report.reason);
+    writeList(json, "tasks", report.tasks);
+    writeList(json, "pipes", report.pipes);
+    writeList(json, "triggers", report.triggers);
+    writeList(json, "variables", report.variables);
+    writeList(json, "digital", report.digital);
+    writeList(json, "console", report.console);
+    writeList(json, "notes", report.notes);
+    json.pair("seconds", report.seconds);
+    json.end();
+    sink.write("\n");
+}
+
 std::string toJson(const Report& report, const ReportModule& module) {
-    Json json;
-    json["procedure"] = report.procedure;
-    json["status"] = nameOf(report.status);
-    json["module"] = {{"name", module.name}, {"build", module.build}, {"interface", module.interfaceVersion}};
-    if (!report.reason.empty()) json["reason"] = report.reason;
-    json["tasks"] = listJson(report.tasks, taskJson);
-    json["pipes"] = listJson(report.pipes, [](const PipeReport& pipe) {
-        return Json{
-            {"name", pipe.name}, {"type", nameOf(pipe.type)}, {"written", pipe.written}, {"unread", pipe.unread}};
-    });
-    json["triggers"] = listJson(report.triggers, [](const TriggerReport& trigger) {
-        return Json{{"name", trigger.name}, {"asserted", trigger.asserted}, {"status", trigger.status}};
-    });
-    json["variables"] = listJson(report.variables, variableJson);
-    json["digital"] = listJson(report.digital, [](const DigitalReport& bit) {
-        return Json{{"frame", bit.frame}, {"bit", bit.bit}, {"value", bit.value}};
-    });
-    json["console"] = report.console;
-    json["notes"] = report.notes;
-    json["seconds"] = report.seconds;
-    // Texts come from files and modules: bytes that are no UTF-8 are replaced, so that the report is always JSON.
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    StringSink sink;
+    writeJson(report, module, sink);
+    return sink.take();
 }
 
 }  // namespace libzepl

@@ -78,6 +78,7 @@ Report Engine::run() {
     const WaitScope waiting(*stop, [this] { flushStreams(); });
     began = lastProgress = lastFlush = std::chrono::steady_clock::now();
     findStreams(*this);
+    prepareForCrash();
     clock = VirtualClock(rateOf(*this), options.startTime);
     prepareInputs(*this);
     for (Pipe& pipe : pipes) lookAtReaders(*this, pipe);
@@ -98,6 +99,12 @@ Report Engine::run() {
         end = RunEnd::failed;
         reason = problem.what();
         remedy = problem.remedy();
+    } catch (const std::bad_alloc&) {
+        // The report needs some of what the tasks hold.
+        for (Task& task : tasks) task.giveMemoryBack();
+        end = RunEnd::failed;
+        reason = "the system has no more memory";
+        remedy = "close other programs, or raise what a process may take (ulimit -v)";
     }
     finishOutputs();
     Report report = makeReport();

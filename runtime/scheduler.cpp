@@ -25,20 +25,40 @@ constexpr std::size_t baseStack = 256 * 1024;
 // Then the round ends after all, so that the run looks whether it is to stop.
 constexpr std::uint32_t mostAlonePasses = 255;
 
+constexpr const char* commandsFault = "it is a fault of the command: report it to the author of its module";
+
+// Adds what the exception says, where there is memory for it.
+void addReason(Task& task, const char* reason) noexcept {
+    try {
+        task.outcome.text += ": " + quoted(reason);
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+}
+
+// What became of the task, said by the handlers below, which must not be left by a switch.
+void runRoutine(Task& task) noexcept {
+    try {
+        const std::uint32_t result = task.command->entry(static_cast<zepl::ParamList>(task.number));
+        task.outcome.exit = result;
+        task.end(TaskReport::State::exited, "its routine returned " + std::to_string(result));
+    } catch (const std::bad_alloc&) {
+        task.end(TaskReport::State::fault, "the system has no more memory",
+                 "close other programs, or raise what a process may take (ulimit -v)");
+    } catch (const std::exception& exception) {
+        task.end(TaskReport::State::fault, "an exception left the command", commandsFault);
+        addReason(task, exception.what());
+    } catch (...) {
+        task.end(TaskReport::State::fault, "an exception left the command", commandsFault);
+    }
+}
+
 void runTask(boost::context::detail::transfer_t transfer) {
     Engine& e = *engine;
     Task& task = *e.current;
     arrived(transfer, task.context);
-    std::uint32_t result = 0;
-    bool hadMemory = true;
-    try {
-        result = task.command->entry(static_cast<zepl::ParamList>(task.number));
-    } catch (const std::bad_alloc&) {
-        hadMemory = false;  // told behind the handler, which must not be left by a switch
-    }
-    if (!hadMemory) e.endCurrent(TaskReport::State::fault, "the system has no more memory");
-    task.outcome.exit = result;
-    e.endCurrent(TaskReport::State::exited, "its routine returned " + std::to_string(result));
+    runRoutine(task);
+    e.leaveCurrent();
 }
 
 // Says what the session's limit had no room for, and where the room went when the tasks' number alone takes it.
@@ -92,6 +112,24 @@ void endForMode(Engine& e, const std::string& channel, EndMode mode) {
 
 void misuse(Engine& e, std::string what) {
     e.endCurrent(TaskReport::State::fault, "the command uses the host wrongly: " + std::move(what));
+}
+
+void Task::end(TaskReport::State endState, std::string_view text, std::string_view remedy) noexcept {
+    state = TaskState::ended;
+    outcome.state = endState;
+    outcome.text.assign(text.substr(0, outcome.text.capacity()));
+    outcome.remedy.assign(remedy.substr(0, outcome.remedy.capacity()));
+}
+
+void Task::giveMemoryBack() {
+    arena.clear();
+    stack = Stack();
+}
+
+void Task::reserveTexts() {
+    constexpr std::size_t longest = 160;
+    outcome.text.reserve(longest);
+    outcome.remedy.reserve(longest);
 }
 
 void Engine::pushReady(Task& task) {
@@ -183,6 +221,7 @@ void Engine::startTask(Task& task) {
         task.outcome.remedy = "use fewer tasks, or raise the limit with --memory";
         return refuseStart(task);
     }
+    task.reserveTexts();
     task.stackBytes = bytes;
     task.stack = Stack(bytes);
     if (!task.stack) {
@@ -204,10 +243,22 @@ void Engine::refuseStart(Task& task) {
 // Leaves the current task for good. The texts' storage passes to the task's outcome, so that the frames own nothing.
 void Engine::endCurrent(TaskReport::State state, std::string text, std::string remedyText) {
     Task& task = *current;
-    task.state = TaskState::ended;
     task.outcome.state = state;
     task.outcome.text = std::move(text);
     task.outcome.remedy = std::move(remedyText);
+    leaveCurrent();
+}
+
+void Engine::endCurrent(TaskReport::State state, const char* text, const char* remedyText) {
+    current->end(state, text, remedyText);
+    leaveCurrent();
+}
+
+// Nothing here may fail: `dead` has room for every task.
+void Engine::leaveCurrent() {
+    Task& task = *current;
+    task.state = TaskState::ended;
+    const TaskReport::State state = task.outcome.state;
     // A set-up error in the first round lets the other tasks tell theirs.
     const bool setUpFailed = state == TaskReport::State::error || state == TaskReport::State::refused;
     if (setUpFailed && settled) finish(RunEnd::refused);
@@ -220,17 +271,17 @@ void Engine::endCurrent(TaskReport::State state, std::string text, std::string r
 void Engine::releaseTask(Task& task) {
     for (PipeEnd& pipeEnd : task.pipeEnds) closeEnd(*this, pipeEnd);
     for (TriggerEnd& triggerEnd : task.triggerEnds) closeEnd(*this, triggerEnd);
-    task.arena.clear();
-    task.stack = Stack();
+    task.giveMemoryBack();
     memory.giveBack(task.stackBytes);
     task.stackBytes = 0;
 }
 
 // The hub: resumes tasks round by round until the run has ended.
 void Engine::runRounds() {
-    StackGuard guard(*this);
+    const StackGuard guard;
+    dead.reserve(tasks.size());
     // A task that ran over its stack comes here out of the signal's handler.
-    if (sigsetjmp(rescue, 1) != 0) guard.afterRescue();
+    if (sigsetjmp(rescue, 1) != 0) StackGuard::afterRescue(*this);
     while (end == RunEnd::goesOn) {
         for (Task* task : dead) releaseTask(*task);
         dead.clear();

@@ -25,15 +25,27 @@ TaskArgument objectArgument(zepl::ParamMask kind, Id id, const std::string& name
 // Collects into memory, for an output with a limit.
 class MemorySink : public Sink {
  public:
-    explicit MemorySink(std::size_t width) : width_(width) {}
+    MemorySink(MemoryBudget& budget, std::size_t width) : budget_(budget), width_(width) {}
     void write(const void* from, std::size_t count) override {
         const auto* bytes = static_cast<const std::byte*>(from);
+        const std::size_t size = bytes_.size() + count * width_;
+        if (size > bytes_.capacity()) grow(std::max(size, 2 * bytes_.capacity()));
         bytes_.insert(bytes_.end(), bytes, bytes + count * width_);
     }
     void finish() override {}
     const std::vector<std::byte>& bytes() const { return bytes_; }
 
  private:
+    void grow(std::size_t capacity) {
+        Charge charge;
+        if (!charge.take(budget_, costOf(capacity)))
+            throw Problem("no memory is left for what is to be collected", "raise --memory");
+        bytes_.reserve(capacity);
+        charge_ = std::move(charge);
+    }
+
+    MemoryBudget& budget_;
+    Charge charge_;
     std::size_t width_;
     std::vector<std::byte> bytes_;
 };
@@ -42,6 +54,16 @@ class MemorySink : public Sink {
 std::string nameFor(std::string given, const char* what, std::size_t number) {
     return given.empty() ? what + (" " + std::to_string(number)) : given;
 }
+
+// What a task's record takes, its stack and what it allocates apart: three deques of a node each among it.
+std::uint64_t costOfTask(const TaskSettings& settings) {
+    constexpr std::uint64_t deque = 768, perArgument = sizeof(Parameter) + sizeof(PipeEnd) + 64;
+    std::uint64_t cost = sizeof(Task) + 3 * deque + 512 + settings.signatureAdvice.size();
+    for (const TaskArgument& argument : settings.arguments)
+        cost += perArgument + argument.name.size() + argument.text.size();
+    return cost;
+}
+
 
 // A pipe's starts and a vector come as bytes.
 void checkWhole(const std::string& name, ElementType type, std::size_t bytes) {
@@ -215,7 +237,8 @@ VectorId Session::addVector(std::string name, ElementType type, std::vector<std:
     Engine& e = unstarted();
     name = nameFor(std::move(name), "vector", e.vectors.size() + 1);
     checkWhole(name, type, elements.size());
-    AlignedBytes bytes = e.memory.take(elements.size()) ? allocateAligned(elements.size()) : nullptr;
+    const std::uint64_t cost = costOf(elements.size()) + sizeof(Vector) + name.size();
+    AlignedBytes bytes = e.memory.take(cost) ? allocateAligned(elements.size()) : nullptr;
     if (bytes == nullptr) throw Problem("no memory is left for the vector " + libzepl::quoted(name), "raise --memory");
     if (!elements.empty()) std::memcpy(bytes.get(), elements.data(), elements.size());
     e.vectors.push_back({std::move(name), type, elements.size() / widthOf(type), std::move(bytes)});
@@ -228,6 +251,8 @@ void Session::addTask(TaskSettings settings) {
     if (command == nullptr)
         throw Problem("unknown command " + libzepl::quoted(settings.command), "the library's commands() are known");
     checkArguments(e, settings);
+    if (!e.memory.take(costOfTask(settings)))
+        throw Problem("no memory is left for " + settings.command, "use fewer tasks, or raise --memory");
     Task& task = e.tasks.emplace_back(e.memory);
     task.number = static_cast<std::uint32_t>(e.tasks.size());
     task.command = command;
@@ -273,7 +298,10 @@ void Session::setInput(PipeId id, std::unique_ptr<Source> source) {
 }
 
 void Session::setInput(TriggerId id, std::vector<TriggerRow> rows) {
-    Trigger& trigger = objectOf(unstarted(), id);
+    Engine& e = unstarted();
+    Trigger& trigger = objectOf(e, id);
+    if (!e.memory.take(costOf(rows.capacity() * sizeof(TriggerRow))))
+        throw Problem("no memory is left for the events of " + libzepl::quoted(trigger.name), "raise --memory");
     claimInput(trigger);
     TriggerInput& input = engine_->triggerInputs.emplace_back();
     input.trigger = &trigger;
@@ -300,8 +328,10 @@ void Session::setOutput(TriggerId id, std::unique_ptr<TriggerSink> sink, std::op
 }
 
 void Session::collect(PipeId id, std::optional<std::uint64_t> limit, std::uint64_t expected) {
-    Pipe& pipe = objectOf(unstarted(), id);
-    if (limit || pipe.hasStarts) return setOutput(id, std::make_unique<MemorySink>(widthOf(pipe.type)), limit);
+    Engine& e = unstarted();
+    Pipe& pipe = objectOf(e, id);
+    if (limit || pipe.hasStarts)
+        return setOutput(id, std::make_unique<MemorySink>(e.memory, widthOf(pipe.type)), limit);
     checkNoOutput(pipe);
     pipe.retains = true;
     if (expected > 0 && !makeStorage(*engine_, pipe, expected)) {

@@ -68,6 +68,10 @@ struct SessionOptions {
     std::shared_ptr<StopRequest> stop{};                 // what else than requestStop() ends the run
     std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver
     std::function<void(std::string_view)> console{};     // what tasks print, as it comes
+    // Called when a command has damaged the memory of the process, by a null pointer for instance, so that no run can go on:
+    // in a signal's handler, where nothing may be allocated or locked. It says what `report.tasks[task]` tells and ends the
+    // process. Without it the signal goes where it went before the session.
+    std::function<void(Report& report, std::size_t task)> crashed{};
 };
 
 struct PipeSettings {

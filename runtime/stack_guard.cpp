@@ -1,8 +1,14 @@
 #include "runtime/stack_guard.h"
 
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
 #include <mutex>
 
 #include "runtime/engine.h"
+#include "runtime/files/temporary_files.h"
+#include "runtime/load_state.h"
 
 namespace libzepl {
 
@@ -10,13 +16,15 @@ namespace {
 
 constexpr std::size_t alternateSize = 64 * 1024;
 
-// Signals are the process's: the first of the sessions that run catches them, and the last gives them back.
+// Signals are the process's: the first of the guards catches them, and the last gives them back.
 std::mutex guardsMutex;
 int guards = 0;
-struct sigaction oldOverflow, oldDivide;
+constexpr std::array<int, 5> caught{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+std::array<struct sigaction, caught.size()> old;
+std::atomic<::pid_t> owner{0};
+std::atomic<bool> crashing{false};
 
-// Leaves the current task, from a signal's handler, for the hub. Its outcome was told in static texts, since a handler must
-// not allocate: afterRescue() writes them down.
+// Leaves the current task, from a signal's handler, for the hub. afterRescue() says why, since a handler must not.
 [[noreturn]] void leaveFaultedTask(Engine& e) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(nullptr, e.hub.stackBottom, e.hub.stackSize);
@@ -24,67 +32,110 @@ struct sigaction oldOverflow, oldDivide;
     siglongjmp(e.rescue, 1);
 }
 
-// A signal that is not a task's: lets it happen again with what was there before.
-void passOn(int signal, const struct sigaction& old) { sigaction(signal, &old, nullptr); }
+bool isRaisedHere(const siginfo_t& info) { return info.si_code > 0 || info.si_pid == ::getpid(); }
 
-void onOverflow(int signal, siginfo_t* info, void*) {
-    Engine* e = engine;
-    if (e != nullptr && e->current != nullptr && e->current->stack.guards(info->si_addr)) leaveFaultedTask(*e);
-    passOn(signal, oldOverflow);
+bool isOverflow(const Task& task, int signal, const siginfo_t& info) {
+    return (signal == SIGSEGV || signal == SIGBUS) && info.si_code > 0 && task.stack.guards(info.si_addr);
 }
 
-void onDivide(int signal, siginfo_t*, void*) {
+bool isDivideFault(int signal, const siginfo_t& info) {
+    return signal == SIGFPE && (info.si_code == FPE_INTDIV || info.si_code == FPE_INTOVF);
+}
+
+const char* textOf(int signal, const siginfo_t& info) {
+    constexpr std::uintptr_t firstPages = 65536;  // where nothing is ever mapped
+    switch (signal) {
+        case SIGABRT:
+            return "aborted the program";
+        case SIGILL:
+            return "ran into an instruction that the processor refuses";
+        case SIGFPE:
+            return "raised a floating-point exception";
+        default:
+            break;
+    }
+    const bool isNull = info.si_code == SEGV_MAPERR && reinterpret_cast<std::uintptr_t>(info.si_addr) < firstPages;
+    return isNull ? "used a null pointer" : "accessed memory that is not its own";
+}
+
+// Says what the module did that is loaded, or the task that runs, and so ends the process where there is somebody to say it
+// to.
+void tellCrash(const char* what) {
+    // A second fault, in telling the first one.
+    if (crashing.exchange(true)) {
+        temporaryFiles::unlinkAll();
+        ::_exit(1);
+    }
+    if (engine != nullptr && engine->current != nullptr)
+        engine->tellCrash(what);
+    else if (loadState().crashed != nullptr && *loadState().crashed)
+        (*loadState().crashed)(what);
+    crashing = false;
+}
+
+// Lets the signal happen again with what was there before.
+void passOn(int signal, const siginfo_t& info) {
+    for (std::size_t i = 0; i < caught.size(); ++i) {
+        if (caught[i] != signal) continue;
+        if (old[i].sa_handler == SIG_DFL) temporaryFiles::unlinkAll();
+        sigaction(signal, &old[i], nullptr);
+    }
+    if (info.si_code <= 0) ::raise(signal);  // nothing but a faulting instruction comes again by itself
+}
+
+void onFault(int signal, siginfo_t* info, void*) {
     Engine* e = engine;
-    if (e != nullptr && e->current != nullptr) {
+    const bool inTask = e != nullptr && e->current != nullptr;
+    if ((!inTask && loadState().crashed == nullptr) || !isSessionsProcess() || !isRaisedHere(*info))
+        return passOn(signal, *info);
+    if (inTask && isOverflow(*e->current, signal, *info)) leaveFaultedTask(*e);
+    if (inTask && isDivideFault(signal, *info)) {
         e->current->outcome.code = static_cast<std::uint32_t>(zepl::Fault::integerDivide);
         leaveFaultedTask(*e);
     }
-    passOn(signal, oldDivide);
-}
-
-void install(int signal, void (*handler)(int, siginfo_t*, void*), struct sigaction& old) {
-    struct sigaction action {};
-    action.sa_sigaction = handler;
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
-    sigemptyset(&action.sa_mask);
-    sigaction(signal, &action, &old);
+    tellCrash(textOf(signal, *info));
+    passOn(signal, *info);
 }
 
 }  // namespace
 
-StackGuard::StackGuard(Engine& running) : engine_(running), alternate_(new char[alternateSize]) {
+bool isSessionsProcess() { return owner == ::getpid(); }
+
+StackGuard::StackGuard() : alternate_(new char[alternateSize]) {
     stack_t alternate{};
     alternate.ss_sp = alternate_.get();
     alternate.ss_size = alternateSize;
     sigaltstack(&alternate, &oldAlternate_);
     const std::lock_guard lock(guardsMutex);
+    owner = ::getpid();
     if (guards++ > 0) return;
-    install(SIGSEGV, onOverflow, oldOverflow);
-    install(SIGFPE, onDivide, oldDivide);
+    struct sigaction action {};
+    action.sa_sigaction = onFault;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+    sigemptyset(&action.sa_mask);
+    for (std::size_t i = 0; i < caught.size(); ++i) sigaction(caught[i], &action, &old[i]);
 }
 
 StackGuard::~StackGuard() {
     sigaltstack(&oldAlternate_, nullptr);
     const std::lock_guard lock(guardsMutex);
     if (--guards > 0) return;
-    sigaction(SIGSEGV, &oldOverflow, nullptr);
-    sigaction(SIGFPE, &oldDivide, nullptr);
+    for (std::size_t i = 0; i < caught.size(); ++i) sigaction(caught[i], &old[i], nullptr);
 }
 
-void StackGuard::afterRescue() {
+void StackGuard::afterRescue(Engine& e) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     const void* bottom = nullptr;
     std::size_t size = 0;
-    __sanitizer_finish_switch_fiber(engine_.hub.fakeStack, &bottom, &size);
+    __sanitizer_finish_switch_fiber(e.hub.fakeStack, &bottom, &size);
 #endif
-    Task& task = *engine_.current;
-    engine_.current = nullptr;
-    task.state = TaskState::ended;
-    task.outcome.state = TaskReport::State::fault;
-    const bool divide = task.outcome.code.has_value();
-    task.outcome.text = divide ? "integer division by zero" : "its stack is used up";
-    task.outcome.remedy = divide ? "look at the divisor that it is given" : "";
-    engine_.dead.push_back(&task);
+    Task& task = *e.current;
+    e.current = nullptr;
+    if (task.outcome.code)
+        task.end(TaskReport::State::fault, "integer division by zero", "look at the divisor that it is given");
+    else
+        task.end(TaskReport::State::fault, "its stack is used up");
+    e.dead.push_back(&task);
 }
 
 }  // namespace libzepl

@@ -1,5 +1,6 @@
 // Turns a task's stack overflow, and a processor's divide fault in a module that does not look for itself, into the end of
-// that task alone.
+// that task alone. What else a command or a module's start-up does that raises a signal leaves the memory of the process in
+// doubt: then whoever runs the session is told where it happened, and the process ends.
 #pragma once
 
 #include <signal.h>
@@ -10,19 +11,22 @@ namespace libzepl {
 
 struct Engine;
 
-// While it lives, SIGSEGV and SIGFPE of this thread's tasks are caught; others go where they went before.
+// Whether this is the process that runs the session, and no fork of it.
+bool isSessionsProcess();
+
+// While it lives, the signals of faults in the code of modules that this thread runs are caught; others go where they went
+// before.
 class StackGuard {
  public:
-    explicit StackGuard(Engine& running);
+    StackGuard();
     StackGuard(const StackGuard&) = delete;
     StackGuard& operator=(const StackGuard&) = delete;
     ~StackGuard();
 
     // To be called where the rescue arrives: the hub runs again.
-    void afterRescue();
+    static void afterRescue(Engine& e);
 
  private:
-    Engine& engine_;
     std::unique_ptr<char[]> alternate_;
     stack_t oldAlternate_{};
 };

@@ -49,6 +49,13 @@ struct Task {
     // "FFT (line 7)", as messages name it.
     std::string label() const { return command->name + (line > 0 ? " (line " + std::to_string(line) + ")" : ""); }
 
+    // What becomes of it, in texts that need no memory, as far as they have room.
+    void end(TaskReport::State endState, std::string_view text, std::string_view remedy = {}) noexcept;
+    // What it took of the machine; it is not to run again.
+    void giveMemoryBack();
+    // Makes room for such texts.
+    void reserveTexts();
+
     Context context;
     Task* nextReady = nullptr;
     std::uint64_t resumptions = 0;

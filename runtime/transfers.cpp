@@ -150,7 +150,8 @@ bool Engine::deliverRows(TriggerInput& input, bool pipesEnded) {
         advanceStatus(*this, trigger, row.position);
         if (!row.asserts) continue;
         if (!trigger.dropping) {
-            appendEvent(*this, trigger, row.position);
+            if (!appendEvent(*this, trigger, row.position))
+                throw Problem("no memory is left for the trigger `" + trigger.name + "`", "raise --memory");
             lastChange = round;
         }
         ++trigger.written;
@@ -233,13 +234,19 @@ void drainPipe(Engine& e, PipeOutput& output) {
     }
 }
 
+void collectEvent(Engine& e, TriggerOutput& output, std::uint32_t position) {
+    if (!e.memory.take(3 * sizeof position))  // with the room that a list doubles in
+        throw Problem("no memory is left for the events of `" + output.end.channel->name + "`", "raise --memory");
+    output.events.push_back(position);
+}
+
 void drainTrigger(Engine& e, TriggerOutput& output) {
     for (std::uint64_t left = takeable(output); left > 0; --left) {
         const std::uint32_t position = output.end.channel->eventAt(output.end.taken);
         if (output.sink != nullptr)
             output.sink->write({.asserts = true, .position = position});
         else
-            output.events.push_back(position);
+            collectEvent(e, output, position);
         countDrained(e, output, 1);
     }
 }

@@ -29,6 +29,11 @@ static_assert(std::atomic<State>::is_always_lock_free && std::atomic<Entry*>::is
 
 std::atomic<Entry*> newest{nullptr};
 
+// A program that ends by exit() leaves none either, as when a thread that a module has started calls it.
+struct AtExit {
+    ~AtExit() { unlinkAll(); }
+} atExit;
+
 bool moves(Entry& entry, State from, State to) { return entry.state.compare_exchange_strong(from, to); }
 
 Entry* claimed() {

@@ -41,6 +41,10 @@ const std::pair<std::string, std::string> modulesRefused[] = {
      "the module % ended its start-up: no power on this host\nuse a module and a host that go together"},
     {"install_failed",
      "the module % could not install its commands, and tells no reason\nuse another build of the module"},
+    {"install_throws",
+     "an exception left ModuleInstall of the module %: `the table is empty`\nit is a fault of the module: report it to "
+     "its "
+     "author"},
     {"null_info",
      "the module % could not install its commands: a command's record is incomplete\nuse another build of the module"},
     {"commands_refused",

@@ -34,6 +34,10 @@ TEST(Faults, EndTheTaskAlone) {
     expectAlone("read:2 100( get:2 ) exit:0", "exited exit 0: ended itself with code 0");
     expectAlone("!switch switch switch task", "exited exit 1: its routine returned 1");
     expectAlone("OVERFLOW", "fault: its stack is used up");
+    expectAlone("throw:0", "fault: an exception left the command: `no more\\x0Aof this`");
+    expectAlone("read:2 get:2 thrownumber:4", "fault: an exception left the command");
+    expectAlone("leave:0", "fault: called exit(0), which would end the whole program");
+    expectAlone("read:2 100( get:2 ) leavequickly:3", "fault: called quick_exit(3), which would end the whole program");
 #if defined(__x86_64__)  // other processors divide by zero in silence
     expectAlone("DIVIDE", "fault code 3221225620: integer division by zero");
 #endif

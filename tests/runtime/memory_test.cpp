@@ -42,15 +42,49 @@ TEST(Memory, TheLimitEndsTheRunWithTheTaskAndTheRequest) {
     }
 }
 
-// A request of whole 64s counts as it is, one of a byte more as 64 more.
-TEST(Memory, TheLimitIsUsedToItsLastByte) {
-    constexpr std::size_t request = 65536;
-    for (const std::size_t beyond : {0, 1, 64, 65}) {
-        const std::uint64_t least = request + (beyond + 63) / 64 * 64;
-        MemoryBudget tooSmall(least - 1), enough(least);
-        EXPECT_EQ(Arena(tooSmall).allocateForLife(request + beyond), nullptr) << beyond;
-        EXPECT_NE(Arena(enough).allocateForLife(request + beyond), nullptr) << beyond;
+TEST(Memory, RequestsCountInWhole64s) {
+    for (const std::uint64_t whole : {64, 128, 65536}) {
+        EXPECT_EQ(costOf(whole - 63), costOf(whole)) << whole;
+        EXPECT_EQ(costOf(whole + 1), costOf(whole) + 64) << whole;
     }
+}
+
+// Many small things must come to the session's limit before they come to the machine's.
+TEST(Memory, SmallThingsCountWithAllThatTheyTake) {
+    for (const std::string things :
+         {"50000( malloc:0 )", "50000( malloc:1 )", "50000( malloc:65 )", "9000( malloc:1000 )", "100( malloc:140000 )",
+          "300000( ralloc:1 )", "2000( ralloc:9000 )", "200000( block:2,0 )", "300000( bit:1,1 )"}) {
+        Lines printed;
+        const auto run = [&](std::uint64_t most) {
+            TestSession session({.memoryLimit = most});
+            session.script("read:2 ?heap " + things + " ?heap exit:0", session.input("source", countUp(1)));
+            const Report report = session.run();
+            printed = report.console;
+            return report.tasks[0].text;
+        };
+        EXPECT_EQ(run(std::uint64_t{8} << 30), "ended itself with code 0");
+        const std::int64_t taken = std::stoll(printed.at(1)) - std::stoll(printed.at(0));
+        if (taken == 0) GTEST_SKIP() << "an instrumented allocator does not say what it has given";
+        // The stack and the record of the task come on top.
+        const std::string text = run(static_cast<std::uint64_t>(taken) + 270000);
+        EXPECT_TRUE(text.starts_with("memory ran out at ")) << things << ": " << text << ", " << taken;
+    }
+}
+
+TEST(Memory, WhatASessionKeepsCountsToo) {
+    const auto collects = [](TestSession& session) {
+        const PipeId source = session.input("source", countUp(4000000)), copy = session.output("copy", 4000000);
+        session.task("ABS", source, copy);
+    };
+    TestSession session({.memoryLimit = limit});
+    collects(session);
+    EXPECT_EQ(session.run().reason, "no memory is left for what is to be collected");
+    TestSession printing({.memoryLimit = limit});
+    printing.script("*( say:1 )");
+    EXPECT_EQ(printing.run().tasks[0].text, "memory ran out at what it prints: the limit is 8388608 bytes");
+    TestSession many({.memoryLimit = limit});
+    EXPECT_THROW(for (int i = 0; i < 4000; ++i) many.task("ABS", textConstant("x")), Problem);
+    EXPECT_THROW(many.setInput(many.addTrigger("rows"), std::vector<TriggerRow>(2000000)), Problem);
 }
 
 TEST(Memory, ComesBackWhenItIsFreedOrTheTaskEnds) {

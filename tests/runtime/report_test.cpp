@@ -91,5 +91,33 @@ TEST(Report, AsJsonTellsAll) {
     EXPECT_GE(json["seconds"], 0.0);
 }
 
+TEST(Report, HoldsTextsOfAllBytesAndNumbersOfAllSizes) {
+    // Bytes at the edges of the forms of UTF-8, in all sequences of four.
+    constexpr unsigned char edges[] = {'"',  0x1F, 0x7F, 0x80, 0x9F, 0xA0, 0xBF, 0xC1,
+                                       0xC2, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF5};
+    constexpr std::size_t count = sizeof edges;
+    Report report;
+    nlohmann::json lines = nlohmann::json::array();
+    for (std::size_t n = 0; n < count * count * count * count; ++n) {
+        std::string text;
+        for (std::size_t left = n, i = 0; i < 4; ++i, left /= count) text += static_cast<char>(edges[left % count]);
+        report.console.push_back(text);
+        lines.push_back(text);
+    }
+    for (const double number : {0.0, -0.0, 5e-324, 1e300, 0.1, -123456789.0, 1.7976931348623157e308})
+        report.variables.push_back({"x", ElementType::float64, number});
+    for (const std::int64_t number : {INT64_MIN, std::int64_t{0}, INT64_MAX})
+        report.variables.push_back({"n", ElementType::int32, number});
+    const auto json = nlohmann::json::parse(toJson(report, {}));
+    const std::string replaced = lines.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    EXPECT_TRUE(json["console"] == nlohmann::json::parse(replaced));
+    for (std::size_t i = 0; i < report.variables.size(); ++i) {
+        if (const auto* real = std::get_if<double>(&report.variables[i].value))
+            EXPECT_EQ(json["variables"][i]["value"].get<double>(), *real);
+        else
+            EXPECT_EQ(json["variables"][i]["value"], std::get<std::int64_t>(report.variables[i].value));
+    }
+}
+
 }  // namespace
 }  // namespace libzepl

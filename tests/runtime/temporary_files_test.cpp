@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 
 #include "tests/runtime/files_support.h"
 
@@ -45,6 +46,15 @@ TEST_F(TemporaryFilesTest, AHandlerRemovesWhatIsRegisteredAndNothingElse) {
     EXPECT_EQ(filesInAll(), 2U);
     EXPECT_EQ(bytesOf("finished"), "text");
     EXPECT_EQ(bytesOf("of its own"), "text");
+}
+
+TEST_F(TemporaryFilesTest, AProgramThatExitsLeavesNone) {
+    put("left", "text");
+    EXPECT_EQ(7, statusOfChild([&] {
+                  temporaryFiles::add(at("left"));
+                  std::exit(7);
+              }));
+    EXPECT_EQ(filesInAll(), 0U);
 }
 
 TEST_F(TemporaryFilesTest, AForkRemovesOnlyItsOwn) {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "faulty_steps.h"
 #include "host/host.h"
 #include "probe.h"
 
@@ -96,6 +97,11 @@ Result takeImmediate(Machine& m, Arguments a) {
     return found != 0 ? position : position - 10'000'000'000;
 }
 
+template <Step* step>
+Result faulty(Machine&, Arguments a) {
+    return step(a[0]);
+}
+
 struct StepRow {
     const char* name;
     std::int64_t (*perform)(Machine&, Arguments);
@@ -155,6 +161,10 @@ constexpr StepRow steps[] = {
     {"ralloc", allocate},
     {"malloc", [](Machine&, Arguments a) { return address(zepl::malloc(static_cast<std::size_t>(a[0]))); }},
     {"free", [](Machine&, Arguments a) { zepl::free(reinterpret_cast<void*>(a[0])); return a[0]; }},
+    {"throw", faulty<throwError>}, {"thrownumber", faulty<throwNumber>}, {"null", faulty<useNullPointer>},
+    {"wild", faulty<useWildPointer>}, {"trap", faulty<trap>}, {"abort", faulty<abortProgram>},
+    {"leave", faulty<exitProgram>}, {"leavequickly", faulty<quickExitProgram>}, {"heap", faulty<heapBytes>},
+    {"forkleave", faulty<forkAndQuickExit>}, {"forknull", faulty<forkAndUseNullPointer>},
     {"say", [](Machine&, Arguments a) -> Result { return zepl::printf("%lld\n", static_cast<long long>(a[0])); }},
     // clang-format on
 };

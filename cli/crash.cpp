@@ -1,0 +1,134 @@
+#include "cli/crash.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "cli/run.h"
+#include "runtime/diagnostics.h"
+#include "runtime/files/temporary_files.h"
+#include "runtime/json_writer.h"
+
+namespace cli {
+
+namespace {
+
+using namespace libzepl;
+
+// Stand in a text for what is known later: what happened, and where the text of the next task begins.
+constexpr char happened = '\1', nextTask = '\2';
+
+constexpr const char* remedy =
+    "the run cannot go on, since memory may be damaged, and the outputs are dropped; it is a fault of the command: "
+    "report it "
+    "to the author of its module";
+
+// Writes with the calls alone that a signal's handler may make.
+class DescriptorSink : public TextSink {
+ public:
+    explicit DescriptorSink(int descriptor) : descriptor_(descriptor) {}
+    void write(std::string_view text) override {
+        while (!text.empty()) {
+            if (used_ == sizeof buffer_) flush();
+            const std::size_t n = std::min(text.size(), sizeof buffer_ - used_);
+            text.copy(buffer_ + used_, n);
+            used_ += n;
+            text.remove_prefix(n);
+        }
+    }
+    // False when anything could not be written so far.
+    bool flush() {
+        for (std::size_t at = 0; at < used_ && good_;) {
+            const ::ssize_t done = ::write(descriptor_, buffer_ + at, used_ - at);
+            if (done < 0 && errno == EINTR) continue;
+            good_ = done > 0;
+            if (good_) at += static_cast<std::size_t>(done);
+        }
+        used_ = 0;
+        return good_;
+    }
+
+ private:
+    int descriptor_;
+    char buffer_[4096];
+    std::size_t used_ = 0;
+    bool good_ = true;
+};
+
+}  // namespace
+
+CrashNotice::CrashNotice(const Procedure& procedure, std::string reportName, ReportModule module)
+    : procedure_(procedure.source.name), reportName_(std::move(reportName)), module_(std::move(module)) {
+    std::vector<Diagnostic> diagnostics;
+    for (const CommandUse& use : procedure.commands)
+        diagnostics.push_back(
+            {Severity::error, use.place, use.command + ": " + happened, remedy + std::string(1, nextTask)});
+    blocks_ = render(diagnostics, procedure.source);
+    std::string_view left = blocks_;
+    while (!left.empty()) {
+        for (const char end : {happened, nextTask}) {
+            const std::size_t length = std::min(left.find(end), left.size());
+            parts_.push_back(left.substr(0, length));
+            left.remove_prefix(std::min(length + 1, left.size()));
+        }
+        left.remove_prefix(std::min<std::size_t>(left.size(), 1));  // the line feed
+    }
+    // A link is followed; what is no ordinary file is written into.
+    if (reportName_.empty() || reportName_ == "-") return;
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::canonical(reportName_, error);
+    if (!error) reportName_ = target.string();
+    if (error || std::filesystem::is_regular_file(target, error))
+        temporaryName_ = reportName_ + ".part" + std::to_string(::getpid()) + "-crash";
+}
+
+void CrashNotice::writeReport(const Report& report) {
+    if (reportName_.empty()) return;
+    int descriptor = STDOUT_FILENO;
+    if (!temporaryName_.empty())
+        descriptor = ::open(temporaryName_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    else if (reportName_ != "-")
+        descriptor = ::open(reportName_.c_str(), O_WRONLY | O_CLOEXEC);
+    DescriptorSink sink(descriptor);
+    writeJson(report, module_, sink);
+    const bool whole = sink.flush();
+    if (temporaryName_.empty()) return;
+    if (whole && ::fsync(descriptor) == 0 && ::rename(temporaryName_.c_str(), reportName_.c_str()) == 0) return;
+    ::unlink(temporaryName_.c_str());
+    DescriptorSink message(STDERR_FILENO);
+    message.write("zepl: error: the report cannot be written\n");
+    message.flush();
+}
+
+void CrashNotice::end(Report& report, std::size_t task) {
+    DescriptorSink message(STDERR_FILENO);
+    message.write(parts_[2 * task]);
+    message.write(report.tasks[task].text);
+    message.write(parts_[2 * task + 1]);
+    message.write("\n");
+    message.flush();
+    temporaryFiles::unlinkAll();
+    report.procedure.swap(procedure_);
+    writeReport(report);
+    ::_exit(runFailed);
+}
+
+void endOfLoading(const std::string& module, const char* what) {
+    DescriptorSink message(STDERR_FILENO);
+    for (const std::string_view part :
+         {std::string_view("zepl: error: the module "), std::string_view(module), std::string_view(" "),
+          std::string_view(what),
+          std::string_view(" while it was loaded\n  it is a fault of the module: report it to its author\n")})
+        message.write(part);
+    message.flush();
+    temporaryFiles::unlinkAll();
+    ::_exit(wrongCall);
+}
+
+}  // namespace cli

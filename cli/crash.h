@@ -1,0 +1,39 @@
+// The end of a run, or of a module's start-up, in which a module damaged the memory of the process.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/commands.h"
+#include "runtime/procedure.h"
+#include "runtime/report.h"
+
+namespace cli {
+
+// Says on standard error what happened, removes temporary files, writes the report and ends the process with exit status 1.
+// All texts are made beforehand, since that happens in a signal's handler.
+class CrashNotice {
+ public:
+    // `reportName` may be empty; `module` is the one that the report names.
+    CrashNotice(const libzepl::Procedure& procedure, std::string reportName, libzepl::ReportModule module);
+
+    CrashNotice(const CrashNotice&) = delete;
+    CrashNotice& operator=(const CrashNotice&) = delete;
+
+    [[noreturn]] void end(libzepl::Report& report, std::size_t task);
+
+ private:
+    void writeReport(const libzepl::Report& report);
+
+    std::string blocks_;                   // for each task, what is shown before and after what happened
+    std::vector<std::string_view> parts_;  // of `blocks_`: two for each task
+    std::string procedure_;
+    std::string reportName_, temporaryName_;
+    libzepl::ReportModule module_;
+};
+
+// Says that `module` did `what` while it was loaded, and ends the process with exit status 2.
+[[noreturn]] void endOfLoading(const std::string& module, const char* what);
+
+}  // namespace cli

@@ -1,0 +1,11 @@
+#include <cstdlib>
+#include <stdexcept>
+
+#include "entries.h"
+
+COMPATIBILITY(1)
+VERSION(1)
+
+extern "C" std::uint32_t ModuleInstall(zepl::InstallContext) {
+    return static_cast<std::uint32_t>(*static_cast<volatile char*>(nullptr));
+}

@@ -1,0 +1,9 @@
+#include <cstdlib>
+#include <stdexcept>
+
+#include "entries.h"
+
+COMPATIBILITY(1)
+VERSION(1)
+
+extern "C" std::uint32_t ModuleInstall(zepl::InstallContext) { std::exit(0); }
