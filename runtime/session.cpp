@@ -64,7 +64,6 @@ std::uint64_t costOfTask(const TaskSettings& settings) {
     return cost;
 }
 
-
 // A pipe's starts and a vector come as bytes.
 void checkWhole(const std::string& name, ElementType type, std::size_t bytes) {
     if (bytes % widthOf(type) == 0) return;
