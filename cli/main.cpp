@@ -1,9 +1,13 @@
 // zepl: runs procedures on recordings and streams.
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <limits>
 #include <new>
 #include <sstream>
@@ -14,6 +18,7 @@
 #include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
 #include "runtime/files/stream_wait.h"
+#include "runtime/files/temporary_files.h"
 #include "runtime/session.h"
 
 namespace {
@@ -82,6 +87,18 @@ void refuseUnknownAction(const CLI::App& app, int count, char** words) {
                            near.empty() ? "zepl --help tells what it has" : near);
 }
 
+constexpr const char* noMemory =
+    "zepl: error: the system has no more memory\n  close other programs, or raise what a process may take (ulimit "
+    "-v)\n";
+
+// Without any memory even an exception cannot be made. All else that terminates the program is a fault.
+[[noreturn]] void endWithoutMemory() {
+    if (std::malloc(1) != nullptr) std::abort();
+    std::fputs(noMemory, stderr);
+    libzepl::temporaryFiles::unlinkAll();
+    ::_exit(cli::runFailed);
+}
+
 int dispatch(int count, char** words) {
     CLI::App app(overview, "zepl");
     app.require_subcommand(1);
@@ -138,10 +155,7 @@ int statusOfCall(int count, char** words) {
     } catch (const libzepl::Problem& problem) {
         cli::tellProblem(problem);
     } catch (const std::bad_alloc&) {
-        std::fputs(
-            "zepl: error: the system has no more memory\n  close other programs, or raise what a process may take "
-            "(ulimit -v)\n",
-            stderr);
+        std::fputs(noMemory, stderr);
         return cli::runFailed;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "zepl: error: %s\n", error.what());
@@ -152,6 +166,7 @@ int statusOfCall(int count, char** words) {
 }  // namespace
 
 int main(int count, char** words) {
+    std::set_terminate(endWithoutMemory);
     cli::openClosedStreams();
     // A closed output and a file that grows too large are told as errors, not by a silent end.
     std::signal(SIGPIPE, SIG_IGN);

@@ -1,5 +1,5 @@
-// What the tool does when the machine has no more memory, at whichever allocation. A sample of them is tried; all are with
-// ZEPL_EVERY_ALLOCATION=1 in the environment.
+// What the tool does when the machine has no more memory, at whichever allocation. A dozen of each call's are tried;
+// with STARVED_STEP=N in the environment, every N-th is.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -116,8 +116,8 @@ class Starved : public ToolTest {
 
 // The numbers of the allocations to try.
 std::vector<long> tried(long all) {
-    const bool every = std::getenv("ZEPL_EVERY_ALLOCATION") != nullptr;
-    const long step = every ? 1 : all / 12 + 1;
+    const char* const given = std::getenv("STARVED_STEP");
+    const long step = given != nullptr ? std::max(std::atol(given), 1L) : all / 12 + 1;
     std::vector<long> numbers;
     for (long n = 1; n <= all; n += step) numbers.push_back(n);
     return numbers;
