@@ -65,6 +65,11 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->check(CLI::Range(std::uint32_t{1}, libzepl::maxBlock));
     command.add_option("--memory", arguments.memory, "The most memory that the session may use, 4G unless given")
         ->type_name("SIZE");
+    command
+        .add_option("--patience", arguments.patience,
+                    "How many samples a command may write without taking any when the inputs have ended")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 62));
     repeated("--info", arguments.info, "SELECTOR=VALUE", "What commands are told for a selector of system information");
     command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")
         ->type_name("UNITS")

@@ -57,6 +57,7 @@ BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly) {
     options.session.info = infoOf(arguments.info);
     options.session.block = arguments.block;
     options.session.startTime = arguments.startTime;
+    options.session.patience = arguments.patience;
     options.session.setUpOnly = setUpOnly;
     options.sync = arguments.sync;
     if (!arguments.feed.empty()) options.session.feed = feedOf(arguments.feed);

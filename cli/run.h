@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "runtime/diagnostics.h"
+#include "runtime/session.h"
 
 namespace cli {
 
@@ -24,6 +25,7 @@ struct RunArguments {
     std::string memory;
     std::uint32_t block = 1024;
     std::uint32_t startTime = 0;
+    std::uint64_t patience = libzepl::SessionOptions().patience;
     bool quiet = false;
     bool sync = true;
 };

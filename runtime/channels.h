@@ -88,7 +88,8 @@ struct Pipe : Channel<PipeEnd> {
 
 struct Trigger : Channel<TriggerEnd> {
     std::uint32_t status = 0xFFFFFFFF;  // before sample 0
-    std::uint32_t mode = 0;             // what trigger_get_opmode answers
+    std::uint64_t statusMoves = 0;
+    std::uint32_t mode = 0;  // what trigger_get_opmode answers
     std::map<std::uint32_t, std::uint32_t> properties;
     std::vector<std::uint32_t> ring;  // event `n` stands at index n & (size - 1), the size being a power of two
     Charge ringCharge;
@@ -110,14 +111,16 @@ struct End {
     std::uint64_t turnStart = 0;   // of a writer: what was written before that turn
     std::uint64_t fastTurn = 0;    // the turn in which values go by the short way
     std::uint64_t fastUntil = 0;   // of a writer: up to what count of written values, in that turn
-    bool fed = false;              // of a reader: what it took in its last turn comes from an input
+    bool fed = false;              // of a reader: what it took in its last turn was input-driven
     std::uint64_t shortRound = 0;  // the last round in which less was there than the task asked for
 
     std::uint64_t available() const { return channel->written - taken; }
 };
 
 struct PipeEnd : End<Pipe> {};
-struct TriggerEnd : End<Trigger> {};
+struct TriggerEnd : End<Trigger> {
+    std::uint32_t seenStatus = 0xFFFFFFFF;  // of a reader: the last that it knows
+};
 
 struct Pbuf {
     PipeEnd* end = nullptr;

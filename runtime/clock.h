@@ -22,11 +22,8 @@ class VirtualClock {
         lastFrame_ += frames * unitsPerFrame;
         now_ = std::max(now_, lastFrame_);
     }
-    // A jump passes whole frames; its rest of a frame counts toward the next, so that pauses don't drift from the frames.
-    void jumpTo(std::uint64_t time) {
-        now_ = std::max(now_, time);
-        lastFrame_ = now_ - (now_ - lastFrame_) % unitsPerFrame;
-    }
+    // Frames that come after a jump find time ahead of them until they have caught up, so that it does not drift from them.
+    void jumpTo(std::uint64_t time) { now_ = std::max(now_, time); }
 
     // Frames since the start of the run.
     std::uint64_t frame() const { return (now_ - start_) / unitsPerFrame; }
@@ -45,7 +42,7 @@ class VirtualClock {
 
     double rate_ = 1000;
     std::uint64_t now_ = 0;
-    std::uint64_t lastFrame_ = 0;  // when the last frame came; less than one frame ago
+    std::uint64_t lastFrame_ = 0;  // when the last frame came, by the count of frames
     std::uint64_t start_ = 0;
 };
 

@@ -23,7 +23,7 @@ enum class RunEnd {
     goesOn,
     complete,   // every output has its count
     quiet,      // inputs have ended and nothing moves
-    endless,    // inputs have ended and only what goes on by itself still moves
+    endless,    // inputs have ended and only what goes on by itself still moves; failed where there is a reason
     stopped,    // on request
     setUpsRan,  // as asked for
     refused,    // a set-up failed, or the procedure cannot run
@@ -68,12 +68,17 @@ struct Engine {
     std::uint64_t lastChange = 1;  // rounds in which something last happened
     std::uint64_t lastFedTake = 1;
     std::uint64_t lastGrowth = 1;  // also the last look whether one is needed
+    std::uint64_t lastGrown = 1;
     std::uint64_t lastJump = 1;
+    std::uint64_t lastDrivenPause = 1;
+    std::uint64_t lastPatienceLook = 1;
+    std::uint64_t patienceTurn = 0;  // as of that look
     std::uint64_t lastDelivery = 1;
     std::uint64_t hubRound = 0;     // the hub must run at the end of this round at the latest
     bool hubWanted = false;         // at the end of this round
     bool settled = false;           // every task has run once
     std::uint32_t alonePasses = 0;  // yields that may still come straight back in this turn
+    std::uint32_t jumpsLeft = 0;    // pauses that may still end without a round
     bool tookFedValue = false;      // since the last yield
     bool anyDelivery = false;
     std::uint64_t deliveryRound = 0;   // the last round in which inputs were asked to give
@@ -110,6 +115,7 @@ struct Engine {
     void switchAtRoundEnd();
     void switchAway();  // the current task is queued or waits
     bool goesOnAlone();
+    bool pausesAlone();
     void noteFedValues();
     void beginRound();
     void yieldCurrent();
@@ -128,14 +134,19 @@ struct Engine {
     void deliverOnce();
     void endRound();
     void settle();
+    std::uint64_t nextDue() const;
     void endPauses();
+    std::uint64_t lastUseful() const;
     void advanceQuietRun();
     void tellProgress();
     bool inputsEndedOrHeld();
     void finish(RunEnd runEnd, std::string why = {}, std::string whatToDo = {});
-    std::vector<bool> tasksOnInputs()
-        const;  // by the order of the tasks: whether it takes, at any remove, from an input
-    void findNeededTasks();
+    void findGeneratorReaders();
+
+    // What goes on by itself (going_on.cpp).
+    std::uint64_t patienceRounds() const;
+    void lookAtPatience();
+    void finishEndless();
 
     // Inputs and outputs (transfers.cpp).
     bool inputsEnded() const;

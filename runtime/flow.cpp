@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "runtime/task_graph.h"
+
 namespace libzepl {
 
 namespace {
@@ -104,6 +106,7 @@ void openEndOf(Engine& e, EndType& end, EndMode mode) {
         if (channel.waitingWriter != nullptr) wakeWriter(e, channel);
     }
     end.mode = mode;
+    if (e.settled && end.task != nullptr) joinCycles(e);
 }
 
 template <class EndType>
@@ -175,23 +178,23 @@ void countDroppedOf(Engine& e, EndType& end, std::uint64_t n) {
 }
 
 template <class ChannelType>
-bool isFedOf(const Engine& e, const ChannelType& channel) {
+bool isDrivenOf(const ChannelType& channel, const Task* reader) {
     if (channel.hasStarts) return false;
     if (channel.inputWrites) return true;
     if (channel.writer == nullptr) return false;
-    const Task& task = *channel.writer->task;
-    if (isFed(task)) return true;
-    // Without inputs the generators take their place.
-    return task.readingEnds == 0 && !e.hasInputs();
+    const Task& writer = *channel.writer->task;
+    if (writer.state == TaskState::ended) return true;  // what it left has an end, as an input has
+    if (reader != nullptr && reader->drive == writer.drive) return false;
+    if (isDriven(writer)) return true;
+    return writer.readingEnds == 0 && reader != nullptr && reader->takesGenerators;
 }
 
 template <class EndType>
 void beginTakingTurnOf(Engine& e, EndType& end) {
     end.turn = e.turn;
-    end.fed = end.task != nullptr && end.task->needed && isFedOf(e, *end.channel);
-    if (!end.fed) return;
-    e.lastFedTake = e.round;
-    end.task->fedResumption = end.task->resumptions;
+    if (end.task == nullptr) return;
+    end.fed = isDrivenOf(*end.channel, end.task);
+    noteTake(e, *end.task, end.fed);
 }
 
 std::uint64_t powerOfTwoFrom(std::uint64_t n) {
@@ -277,9 +280,42 @@ void notifyWriter(Engine& e, Pipe& pipe) { notifyWriterOf(e, pipe); }
 void notifyWriter(Engine& e, Trigger& trigger) { notifyWriterOf(e, trigger); }
 void beginTakingTurn(Engine& e, PipeEnd& end) { beginTakingTurnOf(e, end); }
 void beginTakingTurn(Engine& e, TriggerEnd& end) { beginTakingTurnOf(e, end); }
-bool isFed(const Task& task) { return task.fedResumption != 0 && task.fedResumption + recentRounds > task.resumptions; }
-bool isFed(const Engine& e, const Pipe& pipe) { return isFedOf(e, pipe); }
-bool isFed(const Engine& e, const Trigger& trigger) { return isFedOf(e, trigger); }
+bool isDriven(const Task& task) { return task.drive->turnsLeft > 0 && !task.outOfPatience; }
+bool isDriven(const Pipe& pipe, const Task* reader) { return isDrivenOf(pipe, reader); }
+bool isDriven(const Trigger& trigger, const Task* reader) { return isDrivenOf(trigger, reader); }
+
+void noteTake(Engine& e, Task& task, bool driven) {
+    task.takeTurn = e.turn;
+    task.outOfPatience = false;
+    task.pausedTicks = 0;
+    Drive& drive = *task.drive;
+    if (driven) {
+        e.lastFedTake = e.round;
+        drive.turnsLeft = drive.window;
+    } else if (drive.turnsLeft > 0) {
+        --drive.turnsLeft;
+    }
+}
+
+std::uint32_t takeStatus(Engine& e, TriggerEnd& end) {
+    const std::uint32_t status = end.channel->status;
+    if (end.mode == EndMode::reading && status != end.seenStatus) {
+        end.seenStatus = status;
+        noteTake(e, *end.task, isDriven(*end.channel, end.task));
+    }
+    return status;
+}
+
+void takeClock(Engine& e, Task& task) {
+    task.followsClock = true;
+    if (task.seenFrames == e.furthestFrame) return;
+    task.seenFrames = e.furthestFrame;
+    noteTake(e, task, true);
+}
+
+void noteKept(Engine& e, const Pipe& pipe) {
+    if (isDriven(pipe, nullptr)) e.lastFedTake = e.round;
+}
 
 void waitForElements(Engine& e, PipeEnd& end, std::uint64_t n) {
     raiseCapacity(e, *end.channel, n);
@@ -340,6 +376,7 @@ void putElements(Engine& e, PipeEnd& end, const void* from, std::uint64_t n) {
 
 std::uint32_t takeEvent(Engine& e, TriggerEnd& end) {
     const std::uint32_t position = end.channel->eventAt(end.taken);
+    end.seenStatus = position;
     countTake(e, end, 1);
     return position;
 }
@@ -355,8 +392,10 @@ bool appendEvent(Engine& e, Trigger& trigger, std::uint32_t position) {
 void advanceStatus(Engine& e, Trigger& trigger, std::uint32_t position) {
     if (static_cast<std::int32_t>(position - trigger.status) <= 0) return;
     trigger.status = position;
+    ++trigger.statusMoves;
     if (trigger.dropping) return;
     e.lastChange = e.round;
+    if (trigger.hasOutput && isDriven(trigger, nullptr)) e.lastFedTake = e.round;
     if (e.current != nullptr) e.current->signalTurn = e.turn;
 }
 

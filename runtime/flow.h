@@ -10,10 +10,12 @@ namespace libzepl {
 
 // How many rounds must be quiet before the hub concludes something from it.
 inline constexpr std::uint64_t quietRounds = 8;
-// For how many rounds, or resumptions of a task, what inputs gave counts as recent.
+// For how many rounds tasks may go on without taking anything that inputs drive.
 inline constexpr std::uint64_t recentRounds = 65536;
 // The most elements or events that anything is asked to hold: more than any memory does, and few enough to be multiplied.
 inline constexpr std::uint64_t maxElements = std::uint64_t{1} << 56;
+// How many pauses may end without a look whether the run is to stop.
+inline constexpr std::uint32_t mostJumps = 4096;
 // The least capacity of a trigger: events unread by the slowest reader.
 inline constexpr std::uint64_t triggerCapacity = 4096;
 
@@ -56,14 +58,32 @@ void notifyReaders(Engine& e, Trigger& trigger);
 void notifyWriter(Engine& e, Pipe& pipe);
 void notifyWriter(Engine& e, Trigger& trigger);
 
-// The end takes something for the first time in this turn: notes whether inputs feed it.
+// The end takes something for the first time in this turn: notes whether inputs drive it.
 void beginTakingTurn(Engine& e, PipeEnd& end);
 void beginTakingTurn(Engine& e, TriggerEnd& end);
 
-// Whether what the channel carries comes from an input, at first or at second hand.
-bool isFed(const Task& task);  // whether it took such in its last resumptions
-bool isFed(const Engine& e, const Pipe& pipe);
-bool isFed(const Engine& e, const Trigger& trigger);
+// What an input writes is input-driven, and so is what a task writes that lately took such: there is work left that the
+// inputs brought, and the run goes on. What a task takes out of a cycle that it stands on is not, since a cycle can go on by
+// itself, and neither is what a task writes that has put more than the session's patience since it last took anything.
+bool isDriven(const Task& task);
+bool isDriven(const Pipe& pipe, const Task* reader);  // no reader is an output
+bool isDriven(const Trigger& trigger, const Task* reader);
+
+// The task takes something. Called once in a turn for what is taken there.
+void noteTake(Engine& e, Task& task, bool driven);
+
+// The status, as a task looks at it. One that has moved since it last looked is something taken.
+std::uint32_t takeStatus(Engine& e, TriggerEnd& end);
+
+// The task looks at the sampling clock. Frames that inputs have given since it last looked are something taken.
+void takeClock(Engine& e, Task& task);
+
+// What the session keeps of a pipe is taken as it is put.
+void noteKept(Engine& e, const Pipe& pipe);
+inline void noteFirstPut(Engine& e, const Pipe& pipe) {
+    if (pipe.retains) noteKept(e, pipe);
+}
+inline void noteFirstPut(Engine&, const Trigger&) {}
 
 // The end found less than it asked for.
 template <class EndType>
@@ -99,6 +119,7 @@ void countPut(Engine& e, EndType& end, std::uint64_t n) {
     if (end.turn != e.turn) {
         end.turn = e.turn;
         end.turnStart = channel.written - n;
+        noteFirstPut(e, channel);
     }
     if (channel.written - end.turnStart >= channel.capacity) e.yieldCurrent();
 }

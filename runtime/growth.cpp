@@ -1,6 +1,7 @@
 // Growth: a bounded channel must not stop a flow that an unbounded one would let run. When nothing moves, the tasks that
 // found a channel empty, and the outputs that lack what they are to have, lead, from writer to writer, to one that waits on
-// a full channel; the smallest of those is doubled. Where there is none, so is the smallest of a ring of full channels.
+// a full channel; the smallest of those is doubled. Where there is none, so is the smallest of a ring of full channels, or of
+// those that hold up the inputs' time until a pause ends.
 
 #include <algorithm>
 #include <variant>
@@ -161,7 +162,7 @@ class Rings {
     void addRing(const Task& first) {
         const auto isFirst = [&](const Step& step) { return step.task == &first; };
         const auto begin = std::find_if(way_.begin(), way_.end(), isFirst);
-        if (std::none_of(begin, way_.end(), [](const Step& step) { return isFed(*step.task); })) return;
+        if (std::none_of(begin, way_.end(), [](const Step& step) { return isDriven(*step.task); })) return;
         std::for_each(begin, way_.end(), [&](const Step& step) { candidates_.addWaiting(*step.task); });
     }
 
@@ -169,6 +170,53 @@ class Rings {
     std::vector<Mark> marks_;
     std::vector<Step> way_{};
 };
+
+// A task that pauses waits for time, and time moves with the inputs. Finds the channels that such a task would take from, and
+// that hold up an input for want of it; tasks that wait for room can stand between.
+class HeldTime {
+ public:
+    explicit HeldTime(Candidates& candidates) : candidates_(candidates), seen_(candidates.e.tasks.size(), false) {}
+
+    void follow(Pipe& inputPipe) {
+        followReaders(inputPipe);
+        while (!way_.empty()) {
+            const Task& task = *way_.back();
+            way_.pop_back();
+            if (task.waitingPipe != nullptr)
+                followReaders(*task.waitingPipe->channel);
+            else
+                followReaders(*task.waitingTrigger->channel);
+        }
+    }
+
+ private:
+    template <class ChannelType>
+    void followReaders(ChannelType& channel) {
+        for (const auto* reader : channel.readers) {
+            if (reader->task == nullptr || reader->available() < channel.capacity) continue;
+            const Task& task = *reader->task;
+            if (task.state == TaskState::pausing) candidates_.add(channel);
+            if (task.state != TaskState::waitingForRoom || seen_[task.number - 1]) continue;
+            seen_[task.number - 1] = true;
+            way_.push_back(&task);
+        }
+    }
+
+    Candidates& candidates_;
+    std::vector<bool> seen_;
+    std::vector<const Task*> way_{};
+};
+
+bool found(const Candidates& candidates) { return candidates.pipe != nullptr || candidates.trigger != nullptr; }
+
+// Finds what keeps the frames from coming that belong to the time before the next pause ends.
+void addHoldersOfTime(Candidates& candidates) {
+    Engine& e = candidates.e;
+    if (e.pausing.empty() || e.clock.framesUntil(e.nextDue()) == 0) return;
+    HeldTime heldTime(candidates);
+    for (PipeInput& input : e.pipeInputs)
+        if (!input.ended && Candidates::isFull(*input.pipe)) heldTime.follow(*input.pipe);
+}
 
 }  // namespace
 
@@ -179,16 +227,19 @@ bool Engine::growOne() {
         if (task.state != TaskState::ended && task.state != TaskState::waitingForRoom) candidates.followChains(task);
     for (PipeOutput& output : pipeOutputs) candidates.followOutput(output);
     for (TriggerOutput& output : triggerOutputs) candidates.followOutput(output);
-    const bool starving = candidates.pipe != nullptr || candidates.trigger != nullptr;
+    const bool starving = found(candidates);
     Rings rings(candidates);
     if (!starving)
         for (const Task& task : tasks) rings.follow(task);
-    if (candidates.pipe == nullptr && candidates.trigger == nullptr) return false;
+    const bool forTime = !found(candidates);
+    if (forTime) addHoldersOfTime(candidates);
+    if (!found(candidates)) return false;
     const std::uint64_t doubled = candidates.capacity * 2;
     const bool grown = candidates.pipe != nullptr ? tryCapacity(*this, *candidates.pipe, doubled)
                                                   : tryCapacity(*this, *candidates.trigger, doubled);
     const std::string channel = candidates.pipe != nullptr ? "the pipe `" + candidates.pipe->name + "`"
                                                            : "the trigger `" + candidates.trigger->name + "`";
+    if (!grown && forTime) return false;  // then time passes without the frames
     if (!grown)
         finish(RunEnd::failed,
                channel + " needs more than " + std::to_string(candidates.capacity) +

@@ -9,6 +9,7 @@
 #include "host/system_info.h"
 #include "host/tasks.h"
 #include "host/vectors.h"
+#include "runtime/going_on.h"
 #include "runtime/host_ends.h"
 
 namespace zepl {
@@ -18,12 +19,18 @@ using namespace libzepl;
 void task_switch() { running().yieldCurrent(); }
 
 void task_pause(std::uint32_t ticks) {
+    // A long wait is made of many pauses in a row. None that a command makes lasts longer.
+    constexpr std::uint64_t longestWait = std::uint64_t{1} << 32;
     Engine& e = running();
     if (ticks == 0) return e.yieldCurrent();
-    e.current->due = e.clock.after(ticks);
-    e.current->signalTurn = e.turn;
-    e.current->state = TaskState::pausing;
-    e.pausing.push_back(e.current);
+    Task& task = *e.current;
+    task.due = e.clock.after(ticks);
+    task.pausedTicks += ticks;
+    task.waitsOn = isDriven(task) && !movedSince(task, e.turn - 1) && task.pausedTicks <= longestWait;
+    if (e.pausesAlone()) return;
+    task.signalTurn = e.turn;
+    task.state = TaskState::pausing;
+    e.pausing.push_back(&task);
     e.switchAway();
 }
 
@@ -50,6 +57,9 @@ std::uint32_t sys_get_info(SysInfo selector) {
     Engine& e = running();
     const auto found = e.options.info.find(static_cast<std::uint32_t>(selector));
     if (found != e.options.info.end()) return found->second;
+    const bool ofClock =
+        selector == SysInfo::clock || selector == SysInfo::clockUnitsPerFrame || selector == SysInfo::clockRunning;
+    if (ofClock) takeClock(e, *e.current);
     switch (selector) {
         case SysInfo::clock:
             return static_cast<std::uint32_t>(e.clock.now());

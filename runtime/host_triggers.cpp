@@ -62,10 +62,13 @@ std::uint32_t trigger_get_immediate(TriggerHandle trigger, std::int32_t* flag) {
     *flag = end.available() > 0 ? 1 : 0;
     if (*flag != 0) return takeEvent(e, end);
     noteShort(e, end);
-    return end.channel->status;
+    return takeStatus(e, end);
 }
 
-std::uint32_t trigger_get_status(TriggerHandle trigger) { return triggerEnd(running(), trigger).channel->status; }
+std::uint32_t trigger_get_status(TriggerHandle trigger) {
+    Engine& e = running();
+    return takeStatus(e, triggerEnd(e, trigger));
+}
 
 void trigger_put(TriggerHandle trigger, std::uint32_t position) {
     Engine& e = running();
@@ -96,7 +99,7 @@ std::uint32_t trigger_wait(TriggerHandle trigger, PipeHandle pipe, std::uint32_t
     TriggerEnd& events = readingEnd(e, trigger);
     PipeEnd& samples = readingEnd(e, pipe);
     while (events.available() == 0) {
-        removeBefore(e, samples, events.channel->status + 1, false);
+        removeBefore(e, samples, takeStatus(e, events) + 1, false);
         pollForEvent(e, events);
     }
     const std::uint32_t position = takeEvent(e, events);

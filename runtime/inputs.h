@@ -58,7 +58,7 @@ struct PipeOutput {
     std::optional<std::uint64_t> limit;
     std::uint64_t count = 0;      // elements taken
     std::uint64_t lastRound = 0;  // in which it took something
-    bool independent = false;     // hangs on no input
+    bool independent = false;     // depends on no input
 
     bool complete() const { return limit && count >= *limit; }
 };

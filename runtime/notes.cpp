@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "runtime/flow.h"
+#include "runtime/going_on.h"
 
 namespace libzepl {
 
@@ -64,21 +64,9 @@ bool worthANote(const Task& task) {
 struct Notes {
     const Engine& e;
     std::vector<std::string>& lines;
-    std::vector<bool> onInput = e.tasksOnInputs();
+    TaskSet onInput = tasksOnInputs(e);
 
-    // In a run that had to be ended, what had moved something in the last rounds was still going on. What only polls, or
-    // writes where nobody reads, was not.
-    bool wentOn(const Task& task) const {
-        if (e.end != RunEnd::endless || task.state == TaskState::ended) return false;
-        const std::uint64_t recentTurns = quietRounds * e.tasks.size();
-        const auto isRecent = [&](std::uint64_t turn) { return turn != 0 && turn + recentTurns >= e.turn; };
-        bool moved = task.state == TaskState::pausing || isRecent(task.signalTurn);
-        forEachEnd(task, [&](const auto& end) {
-            const bool counts = end.mode == EndMode::reading || !end.channel->dropping;
-            moved |= counts && (isRecent(end.turn) || isRecent(end.fastTurn));
-        });
-        return moved;
-    }
+    bool wentOn(const Task& task) const { return e.end == RunEnd::endless && goesOnByItself(e, task); }
 
     void addTask(const Task& task) {
         if (task.state == TaskState::ended) return;

@@ -46,7 +46,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 Report::Status Engine::status() const noexcept {
     if (end == RunEnd::refused) return Report::Status::refused;
-    if (end == RunEnd::failed) return Report::Status::failed;
+    if (end == RunEnd::failed || !reason.empty()) return Report::Status::failed;
     for (const Task& task : tasks)
         if (task.state == TaskState::ended) return Report::Status::failed;
     return end == RunEnd::stopped ? Report::Status::interrupted : Report::Status::ok;

@@ -5,6 +5,7 @@
 
 #include "runtime/files/stream_wait.h"
 #include "runtime/flow.h"
+#include "runtime/task_graph.h"
 
 namespace libzepl {
 
@@ -13,49 +14,9 @@ namespace {
 // After so many rounds at most the hub looks whether a stream's reader waits for what is written already.
 constexpr std::uint64_t roundsBetweenFlushes = 64;
 
-// Finds every task that takes, at first or second hand, what an input gives. One that has ended already gives nothing
-// more, just as one whose input has ended.
-class TasksOnInputs {
- public:
-    explicit TasksOnInputs(const Engine& e) : found_(e.tasks.size(), false) {
-        for (const Task& task : e.tasks)
-            if (task.state == TaskState::ended) add(task);
-        for (const PipeInput& input : e.pipeInputs) addReaders(*input.pipe);
-        for (const TriggerInput& input : e.triggerInputs) addReaders(*input.trigger);
-        while (!unfollowed_.empty()) {
-            const Task& task = *unfollowed_.back();
-            unfollowed_.pop_back();
-            for (const PipeEnd& end : task.pipeEnds) follow(end);
-            for (const TriggerEnd& end : task.triggerEnds) follow(end);
-        }
-    }
-
-    // In the order of the tasks.
-    std::vector<bool> found() && { return std::move(found_); }
-
- private:
-    void add(const Task& task) {
-        if (found_[task.number - 1]) return;
-        found_[task.number - 1] = true;
-        unfollowed_.push_back(&task);
-    }
-    template <class ChannelType>
-    void addReaders(const ChannelType& channel) {
-        for (const auto* reader : channel.readers)
-            if (reader->task != nullptr) add(*reader->task);
-    }
-    template <class EndType>
-    void follow(const EndType& end) {
-        if (end.channel->writer == &end) addReaders(*end.channel);
-    }
-
-    std::vector<bool> found_;
-    std::vector<const Task*> unfollowed_;
-};
-
-// Marks an output that hangs on no input. False when it has no limit, so that nothing would end it.
+// Marks an output that depends on no input. False when it has no limit, so that nothing would end it.
 template <class Output>
-bool settleOutput(Output& output, const std::vector<bool>& onInput) {
+bool settleOutput(Output& output, const TaskSet& onInput) {
     const auto& channel = *output.end.channel;
     if (channel.inputWrites || channel.writer == nullptr) return true;
     output.independent = !onInput[channel.writer->task->number - 1];
@@ -67,44 +28,35 @@ bool allComplete(const Outputs& outputs) {
     return std::all_of(outputs.begin(), outputs.end(), [](const auto& output) { return output.complete(); });
 }
 
+// An output with a limit is wanted up to there, whatever brings it.
 template <class Outputs>
-std::uint64_t lastIndependentRound(const Outputs& outputs) {
+std::uint64_t lastLimitedRound(const Outputs& outputs) {
     std::uint64_t last = 0;
     for (const auto& output : outputs)
-        if (output.independent) last = std::max(last, output.lastRound);
+        if (output.limit) last = std::max(last, output.lastRound);
     return last;
 }
 
 }  // namespace
 
-std::vector<bool> Engine::tasksOnInputs() const { return TasksOnInputs(*this).found(); }
-
-// Without inputs, generators keep the run going only for outputs that lack something yet.
-void Engine::findNeededTasks() {
-    if (hasInputs()) return;
-    for (Task& task : tasks) task.needed = false;
-    bool changed = false;
-    const auto markWriter = [&](const auto& readingEnd) {
-        if (readingEnd.mode != EndMode::reading || readingEnd.channel->writer == nullptr) return;
-        bool& needed = readingEnd.channel->writer->task->needed;
-        changed |= !needed;
-        needed = true;
+// Generators go on for the outputs alone that lack something yet; beside inputs, for those that depend on no input.
+void Engine::findGeneratorReaders() {
+    TaskSet writers(tasks.size(), false);
+    const auto addWriter = [&](const auto& output) {
+        const auto* writer = output.end.channel->writer;
+        if (output.end.mode != EndMode::reading || writer == nullptr) return;
+        if (output.independent || !hasInputs()) writers[writer->task->number - 1] = true;
     };
-    for (const PipeOutput& output : pipeOutputs) markWriter(output.end);
-    for (const TriggerOutput& output : triggerOutputs) markWriter(output.end);
-    while (changed) {
-        changed = false;
-        for (Task& task : tasks) {
-            if (!task.needed) continue;
-            std::for_each(task.pipeEnds.begin(), task.pipeEnds.end(), markWriter);
-            std::for_each(task.triggerEnds.begin(), task.triggerEnds.end(), markWriter);
-        }
-    }
+    std::for_each(pipeOutputs.begin(), pipeOutputs.end(), addWriter);
+    std::for_each(triggerOutputs.begin(), triggerOutputs.end(), addWriter);
+    const TaskSet wanted = withAllBefore(*this, std::move(writers));
+    for (Task& task : tasks) task.takesGenerators = wanted[task.number - 1];
 }
 
 // The first round at whose end a lack of movement could mean something.
 std::uint64_t Engine::nextQuietLook() const {
-    return std::min(lastChange, std::max({lastFedTake, lastGrowth, lastDelivery})) + quietRounds;
+    const std::uint64_t quiet = std::min(lastChange, std::max({lastFedTake, lastGrowth, lastDelivery})) + quietRounds;
+    return std::min(quiet, lastPatienceLook + patienceRounds());
 }
 
 // Whether the hub has something to do at the end of this round; it runs in the task that ends it. Inputs that stand in
@@ -138,17 +90,18 @@ void Engine::settle() {
         return task.outcome.state == TaskReport::State::error || task.outcome.state == TaskReport::State::refused;
     });
     if (setUpFailed) return finish(RunEnd::refused);
-    const std::vector<bool> onInput = tasksOnInputs();
+    joinCycles(*this);
+    const TaskSet onInput = tasksOnInputs(*this);
     const auto refuse = [&](const std::string& name) {
         reasonChannel = name;
-        finish(RunEnd::refused, "the output of `" + name + "` hangs on no input, so nothing would end it",
+        finish(RunEnd::refused, "the output of `" + name + "` depends on no input, so nothing would end it",
                "give it a limit: to FILE limit N");
     };
     for (PipeOutput& output : pipeOutputs)
         if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
     for (TriggerOutput& output : triggerOutputs)
         if (!settleOutput(output, onInput)) return refuse(output.end.channel->name);
-    findNeededTasks();
+    findGeneratorReaders();
     if (options.setUpOnly) finish(RunEnd::setUpsRan);
 }
 
@@ -216,36 +169,51 @@ bool Engine::inputsEndedOrHeld() {
     return true;
 }
 
+// When the next pause ends; there is one.
+std::uint64_t Engine::nextDue() const {
+    const auto sooner = [](const Task* a, const Task* b) { return a->due < b->due; };
+    return (*std::min_element(pausing.begin(), pausing.end(), sooner))->due;
+}
+
 // Lets the pauses end that are due. While nothing that matters to the inputs moves, time jumps to the next of them.
 void Engine::endPauses() {
     if (pausing.empty()) return;
-    if (round - std::max({lastFedTake, lastDelivery, lastJump}) >= quietRounds) {
-        const auto sooner = [](const Task* a, const Task* b) { return a->due < b->due; };
-        clock.jumpTo((*std::min_element(pausing.begin(), pausing.end(), sooner))->due);
+    if (round - std::max({lastFedTake, lastDelivery, lastGrown, lastJump}) >= quietRounds) {
+        clock.jumpTo(nextDue());
         lastJump = round;
+        jumpsLeft = mostJumps;
     }
     const auto stillPauses = [&](const Task* task) { return task->due > clock.now(); };
     const auto firstDue = std::stable_partition(pausing.begin(), pausing.end(), stillPauses);
-    for (auto task = firstDue; task != pausing.end(); ++task) pushReady(**task);
+    for (auto task = firstDue; task != pausing.end(); ++task) {
+        if ((*task)->waitsOn) lastDrivenPause = round;
+        pushReady(**task);
+    }
     if (firstDue != pausing.end()) lastChange = round;
     pausing.erase(firstDue, pausing.end());
+}
+
+// The last round in which something happened that keeps the run going.
+std::uint64_t Engine::lastUseful() const {
+    return std::max(
+        {lastFedTake, lastDelivery, lastDrivenPause, lastLimitedRound(pipeOutputs), lastLimitedRound(triggerOutputs)});
 }
 
 // When nothing moved for some rounds: lets a channel grow, or the run end.
 void Engine::advanceQuietRun() {
     if (round - std::max({lastFedTake, lastGrowth, lastDelivery}) >= quietRounds) {
-        const bool grown = growOne();
+        if (growOne()) lastChange = lastGrown = round;
         lastGrowth = round;
-        if (grown) lastChange = round;
     }
     if (end != RunEnd::goesOn) return;
     endPauses();
-    const std::uint64_t lastUseful =
-        std::max({lastFedTake, lastDelivery, lastIndependentRound(pipeOutputs), lastIndependentRound(triggerOutputs)});
     // What an input gives where nobody reads changes nothing, but it puts off the look whether a channel must grow.
     const bool quiet = pausing.empty() && round - std::max(lastChange, lastDelivery) >= quietRounds;
-    const bool endless = round - lastUseful >= recentRounds;
-    if ((quiet || endless) && inputsEndedOrHeld()) finish(quiet ? RunEnd::quiet : RunEnd::endless);
+    const bool endless = round - lastUseful() >= recentRounds;
+    if ((quiet || endless) && inputsEndedOrHeld())
+        quiet ? finish(RunEnd::quiet) : finishEndless();
+    else if (round - lastPatienceLook >= patienceRounds())
+        lookAtPatience();
 }
 
 void Engine::finish(RunEnd runEnd, std::string why, std::string whatToDo) {

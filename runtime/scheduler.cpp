@@ -151,7 +151,6 @@ inline Task& Engine::takeReady() {
     --readyCount;
     --roundLeft;
     ++turn;
-    ++task.resumptions;
     current = &task;
     return task;
 }
@@ -209,6 +208,17 @@ void Engine::yieldCurrent() {
     if (goesOnAlone()) return;
     pushReady(*current);
     switchAway();
+}
+
+// Whether nothing at all can happen until the pause of the current task ends, which goes on with an earlier one: then time jumps
+// there without a round. The first pauses after a change end by the rounds, which look whether a channel must grow.
+bool Engine::pausesAlone() {
+    const bool othersRest = readyCount == 0 && pausing.empty() && !hubWanted && settled && inputsEnded();
+    const bool stillQuiet = lastChange <= lastJump && lastFedTake < lastJump && lastDelivery < lastJump;
+    if (!othersRest || !stillQuiet || jumpsLeft == 0 || !current->waitsOn) return false;
+    --jumpsLeft;
+    clock.jumpTo(current->due);
+    return true;
 }
 
 void Engine::startTask(Task& task) {

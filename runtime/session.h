@@ -64,6 +64,7 @@ struct SessionOptions {
     std::optional<double> rate{};                        // frames a second; else the first recording's own, else 1000
     std::map<std::uint32_t, std::uint32_t> info{};       // answers of sys_get_info, by selector; 17 as `block`
     std::uint32_t startTime = 0;                         // the clock at the start, in its own units
+    std::uint64_t patience = std::uint64_t{1} << 26;     // elements that a task may put without taking any
     bool setUpOnly = false;                              // ends when every task's set-up has run
     std::shared_ptr<StopRequest> stop{};                 // what else than requestStop() ends the run
     std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver

@@ -43,6 +43,12 @@ struct Parameter {
 
 enum class TaskState : std::uint8_t { ready, waitingForElements, waitingForEvent, waitingForRoom, pausing, ended };
 
+// How lately a task took something that inputs drive. The tasks of a cycle share one, so that the cycle counts as a whole.
+struct Drive {
+    std::uint32_t turnsLeft = 0;  // for so many more turns of taking other things, what the tasks write is input-driven
+    std::uint32_t window = 256;   // what a take of something input-driven makes of it
+};
+
 struct Task {
     explicit Task(MemoryBudget& budget) : arena(budget) {}
 
@@ -58,15 +64,25 @@ struct Task {
 
     Context context;
     Task* nextReady = nullptr;
-    std::uint64_t resumptions = 0;
-    std::uint64_t fedResumption = 0;  // the last one in which it took something that inputs feed; 0 is none
     TaskState state = TaskState::ready;
     PipeEnd* waitingPipe = nullptr;  // the end that it waits at, when it does
     TriggerEnd* waitingTrigger = nullptr;
     std::uint64_t due = 0;          // of a pause, in units of the clock
     std::uint32_t readingEnds = 0;  // channels that it has open for reading
     std::uint64_t signalTurn = 0;   // the last turn in which it moved a status on, set a digital bit or paused
-    bool needed = true;             // an output that lacks something yet hangs on it, or there are inputs
+    std::uint64_t pausedTicks = 0;  // since it last took something
+    bool waitsOn = false;           // its pause only goes on with what it waited for before, as the inputs made it
+    std::uint64_t seenFrames = 0;   // frames that inputs had given when it last looked at the clock
+    bool followsClock = false;      // it has looked at the sampling clock
+    bool takesGenerators = false;   // what it takes from a generator counts as from an input
+
+    Drive ownDrive;
+    Drive* drive = &ownDrive;
+    // What it has put since it last took anything, as the looks at the session's patience find it.
+    std::uint64_t takeTurn = 0;  // the last turn in which it took something
+    std::uint64_t seenTakeTurn = 0;
+    std::uint64_t seenPuts = 0;
+    bool outOfPatience = false;
 
     std::uint32_t number = 0;  // from 1; also its parameter list's handle
     const Command* command = nullptr;

@@ -17,10 +17,8 @@ namespace {
 // How many elements the input may give so that its frames don't pass the next pause's end.
 std::uint64_t elementsUntilPause(const Engine& e, const PipeInput& input, std::uint64_t furthest) {
     if (e.pausing.empty()) return ~std::uint64_t{0};
-    std::uint64_t due = ~std::uint64_t{0};
-    for (const Task* task : e.pausing) due = std::min(due, task->due);
     std::uint64_t elements = 0;
-    if (__builtin_mul_overflow(furthest + e.clock.framesUntil(due), input.channels, &elements))
+    if (__builtin_mul_overflow(furthest + e.clock.framesUntil(e.nextDue()), input.channels, &elements))
         return ~std::uint64_t{0};
     const std::uint64_t lastElement = elements + input.channels - 1;
     return lastElement - std::min(lastElement, input.delivered);
@@ -217,16 +215,16 @@ template <class Output>
 void countDrained(Engine& e, Output& output, std::uint64_t n) {
     output.count += n;
     output.lastRound = e.round;
-    if (isFed(e, *output.end.channel)) e.lastFedTake = e.round;
+    if (isDriven(*output.end.channel, nullptr)) e.lastFedTake = e.round;
     countTake(e, output.end, n);
     if (!output.complete()) return;
     closeEnd(e, output.end);
-    e.findNeededTasks();
+    e.findGeneratorReaders();
 }
 
-void drainPipe(Engine& e, PipeOutput& output) {
+void drainUpTo(Engine& e, PipeOutput& output, std::uint64_t most) {
     Pipe& pipe = *output.end.channel;
-    for (std::uint64_t left = takeable(output); left > 0;) {
+    for (std::uint64_t left = std::min(takeable(output), most); left > 0;) {
         const std::uint64_t index = output.end.taken & pipe.mask, run = std::min(left, pipe.mask - index + 1);
         output.sink->write(pipe.storage + (index << pipe.widthShift), run);
         left -= run;
@@ -240,8 +238,8 @@ void collectEvent(Engine& e, TriggerOutput& output, std::uint32_t position) {
     output.events.push_back(position);
 }
 
-void drainTrigger(Engine& e, TriggerOutput& output) {
-    for (std::uint64_t left = takeable(output); left > 0; --left) {
+void drainUpTo(Engine& e, TriggerOutput& output, std::uint64_t most) {
+    for (std::uint64_t left = std::min(takeable(output), most); left > 0; --left) {
         const std::uint32_t position = output.end.channel->eventAt(output.end.taken);
         if (output.sink != nullptr)
             output.sink->write({.asserts = true, .position = position});
@@ -251,19 +249,37 @@ void drainTrigger(Engine& e, TriggerOutput& output) {
     }
 }
 
+// Time moves with each element that the output takes. Those that come after the end of a pause wait for it.
+template <class Output>
+void drainInTime(Engine& e, Output& output) {
+    const std::uint64_t before = output.count;
+    const bool pausing = !e.pausing.empty();
+    drainUpTo(e, output, pausing ? e.clock.framesUntil(e.nextDue()) : ~std::uint64_t{0});
+    e.clock.addFrames(output.count - before);
+    if (takeable(output) == 0) return;
+    e.clock.jumpTo(e.nextDue());
+    e.hubWanted = true;
+}
+
+template <class Outputs>
+void drainAll(Engine& e, Outputs& outputs, bool& leaderIsSought) {
+    for (auto& output : outputs) {
+        if (leaderIsSought && output.limit) {
+            leaderIsSought = false;
+            drainInTime(e, output);
+        } else {
+            drainUpTo(e, output, ~std::uint64_t{0});
+        }
+    }
+}
+
 }  // namespace
 
 // Outputs take what is there. Without inputs, time moves with the first that has a limit.
 void Engine::drainOutputs() {
-    std::uint64_t* leader = nullptr;
-    for (PipeOutput& output : pipeOutputs)
-        if (leader == nullptr && output.limit) leader = &output.count;
-    for (TriggerOutput& output : triggerOutputs)
-        if (leader == nullptr && output.limit) leader = &output.count;
-    const std::uint64_t before = leader != nullptr ? *leader : 0;
-    for (PipeOutput& output : pipeOutputs) drainPipe(*this, output);
-    for (TriggerOutput& output : triggerOutputs) drainTrigger(*this, output);
-    if (leader != nullptr && !hasInputs()) clock.addFrames(*leader - before);
+    bool leaderIsSought = !hasInputs();
+    drainAll(*this, pipeOutputs, leaderIsSought);
+    drainAll(*this, triggerOutputs, leaderIsSought);
 }
 
 }  // namespace libzepl

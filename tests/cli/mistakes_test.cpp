@@ -106,7 +106,7 @@ TEST_F(Mistakes, AProcedureThatCannotBeBoundIsToldOtherwise) {
          "wanted there\n  ABS (a, 5)\n          ^\n" +
              list + "    2 dest: a pipe of the same type as `src` (int16); but given 5, a whole number\n"},
         {"pipe a : int16\npipe b : int16 to \"b.csv\"\nABS (a, b)\n", "", 2,
-         "p.zp:2:6: error: the output of `b` hangs on no input, so nothing would end it\n"
+         "p.zp:2:6: error: the output of `b` depends on no input, so nothing would end it\n"
          "  pipe b : int16 to \"b.csv\"\n       ^\n  give it a limit: to FILE limit N\n"},
     });
 }

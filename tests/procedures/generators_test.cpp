@@ -90,7 +90,7 @@ TEST_F(Generators, RandomMergedWithARecording) {
                 "RANDOM (0, 1, noise)\n"
                 "MERGEF (ecg, noise, link)\n",
                 "--block 8 " + feed);
-        EXPECT_EQ(ran.status, 0);
+        EXPECT_EQ(ran.status, 1);
         EXPECT_EQ(ran.notes(), Lines({"RANDOM (line 4) went on by itself when the inputs had ended",
                                       "MERGEF (line 5) went on by itself when the inputs had ended"}));
         EXPECT_EQ(ran.unread("ecg"), 0U);

@@ -93,7 +93,7 @@ TEST(Ends, EventsThatComeWithHeldUpFramesKeepNoRunGoing) {
                                    "the input of `beat` was held up after 0 of its 1 rows", "nobody reads `beat`"}));
 }
 
-TEST(Ends, AnOutputThatHangsOnNoInputNeedsALimit) {
+TEST(Ends, AnOutputThatDependsOnNoInputNeedsALimit) {
     TestSession session;
     const PipeId tone = session.pipe("tone");
     session.task("ABS", session.input("source", countUp(10)), session.output("fed"));
@@ -101,7 +101,7 @@ TEST(Ends, AnOutputThatHangsOnNoInputNeedsALimit) {
     session.task("ABS", tone, session.output("louder"));
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::refused);
-    EXPECT_EQ(report.reason, "the output of `louder` hangs on no input, so nothing would end it");
+    EXPECT_EQ(report.reason, "the output of `louder` depends on no input, so nothing would end it");
     EXPECT_EQ(report.remedy, "give it a limit: to FILE limit N");
 }
 
@@ -118,7 +118,25 @@ TEST(Ends, AnOutputWhoseWriterHasEndedNeedsNoLimit) {
     }
 }
 
-TEST(Ends, AGeneratorThatGivesLittleInARoundIsCutOffBesideAShortRecording) {
+// The reader's takes and what the session keeps end with the patience for the writer, which only took once.
+TEST(Ends, AHoldThatWritesMoreThanThePatienceFails) {
+    for (const bool read : {true, false}) {
+        TestSession session({.patience = 2000});
+        const PipeId source = session.input("source", countUp(1)), held = session.pipe("held");
+        const PipeId result = read ? session.output("result") : held;
+        if (!read) session.collect(held);
+        session.script("read:2 write:3 get:2 *( put:3,7 switch )", source, held);
+        if (read) session.task("ABS", held, result);
+        const Report report = session.run();
+        EXPECT_EQ(report.status, Report::Status::failed);
+        EXPECT_TRUE(report.outputsFinished);
+        EXPECT_EQ(report.channel, read ? "result" : "held");
+        const std::size_t count = session.collected<std::int32_t>(result).size();
+        EXPECT_TRUE(count >= 2000 && count < 4000) << count;
+    }
+}
+
+TEST(Ends, AGeneratorThatGivesLittleInARoundIsServedBesideAShortRecording) {
     TestSession session;
     const PipeId copy = session.output("copy"), tone = session.output("tone", 300000);
     session.task("ABS", session.input("source", countUp(10)), copy);

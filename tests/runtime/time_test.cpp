@@ -59,6 +59,26 @@ TEST(Time, WithoutInputsMovesWithTheFirstLimitedOutput) {
     EXPECT_EQ(session.run().console, Lines({"10000"}));
 }
 
+TEST(Time, WithoutInputsPausesEndWithinWhatIsPutAtOnce) {
+    TestSession session;
+    const PipeId tone = session.output("tone", 5000);
+    session.script("write:2 block:2,1000 *( fill:2,1000 )", tone);
+    session.script("pause:20 ?time pause:5 ?time pause:4000 ?time");
+    EXPECT_EQ(session.run().console, Lines({"20000", "25000", "4025000"}));
+}
+
+// The reader of the frames waits for a task that pauses, and their pipe is full before the pause ends.
+TEST(Time, FramesCatchUpWithAJump) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(1000), 10), start = session.pipe("start");
+    const std::int16_t none = 0;
+    const VariableId flag = session.addVariable("flag", ElementType::int16, &none);
+    session.script("read:2 read:3 get:3 *( get:2 )", source, start);
+    session.script("write:2 pause:100 put:2,1", start);
+    session.task("PCASSERT", flag, session.addTrigger("mark"));
+    EXPECT_EQ(session.run().triggers[0].status, 1000U);
+}
+
 TEST(Time, SelectorsAnswerWhatIsSetOrStandard) {
     const char* steps = "?info:4 ?info:14 ?info:17 ?info:30 ?info:99 ?info:15 read:2 get:2 ?info:15";
     const auto answers = [&](SessionOptions options) {
