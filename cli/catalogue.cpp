@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "cli/modules.h"
+#include "cli/pages.h"
 #include "cli/run.h"
 #include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
@@ -103,7 +104,7 @@ int explainCommand(const CatalogueArguments& arguments) {
         throw Problem("unknown command " + libzepl::quoted(arguments.word),
                       near.empty() ? "zepl commands lists the commands" : near);
     }
-    const std::string page = pageOf(command->name);
+    const std::string page = pageOf(*command);
     print((page.empty() ? command->name + ", of the module " + command->module : page) + "\n");
     print("Parameters:\n" + (command->signature
                                  ? layOut(*command->parsed)

@@ -16,7 +16,4 @@ int listCommands(const CatalogueArguments& arguments);
 int explainCommand(const CatalogueArguments& arguments);
 int tellVersions(const CatalogueArguments& arguments);
 
-// The page of the user guide about a command, or an empty text.
-std::string pageOf(const std::string& command);
-
 }  // namespace cli

@@ -87,9 +87,28 @@ void refuseUnknownAction(const CLI::App& app, int count, char** words) {
     for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; }))
         known.push_back(each->get_name());
     if (std::find(known.begin(), known.end(), words[1]) != known.end()) return;
-    const std::string near = libzepl::suggestion(words[1], known);
+    std::string remedy = libzepl::suggestion(words[1], known);
+    if (std::string_view(words[1]).ends_with(".zp"))
+        remedy = "a procedure is run by `zepl run " + std::string(words[1]) + "`";
     throw libzepl::Problem("zepl has no " + libzepl::quoted(words[1]),
-                           near.empty() ? "zepl --help tells what it has" : near);
+                           remedy.empty() ? "zepl --help tells what it has" : remedy);
+}
+
+// So does an option, or a further word, that the command does not take.
+void refuseUnknownOption(const CLI::App& app) {
+    for (const CLI::App* command : app.get_subcommands()) {
+        const std::vector<std::string> left = command->remaining();
+        const auto isOption = [](const std::string& word) { return word.starts_with("-"); };
+        const auto option = std::find_if(left.begin(), left.end(), isOption);
+        if (left.empty()) continue;
+        const std::string name = "zepl " + command->get_name(), help = name + " --help lists what it takes";
+        if (option == left.end()) throw libzepl::Problem(name + " does not take " + libzepl::quoted(left.back()), help);
+        std::vector<std::string> known;
+        for (const CLI::Option* each : command->get_options())
+            for (const std::string& word : each->get_lnames()) known.push_back("--" + word);
+        const std::string given = option->substr(0, option->find('=')), near = libzepl::suggestion(given, known);
+        throw libzepl::Problem(name + " has no option " + libzepl::quoted(given), near.empty() ? help : near);
+    }
 }
 
 constexpr const char* noMemory =
@@ -130,6 +149,7 @@ int dispatch(int count, char** words) {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
         refuseUnknownAction(app, count, words);
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError)) refuseUnknownOption(app);
         std::ostringstream text, said;
         const int status = app.exit(error, text, said);
         cli::print(text.str());

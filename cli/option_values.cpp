@@ -34,8 +34,8 @@ libzepl::FeedPolicy feedOf(const std::string& text) {
     const bool random = text.rfind("random:", 0) == 0;
     const std::optional<std::uint64_t> number = wholeNumber(random ? text.substr(7) : text, large);
     if (!number || (!random && *number == 0))
-        throw Problem("--feed " + text + " is none of the ways of feeding",
-                      "give --feed N (samples), whole, or random:SEED");
+        throw Problem("--feed " + text + " is not a way of feeding",
+                      "give --feed N (samples, at least 1), whole, or random:SEED");
     feed.kind = random ? libzepl::FeedPolicy::Kind::random : libzepl::FeedPolicy::Kind::pieces;
     (random ? feed.seed : feed.piece) = *number;
     return feed;
@@ -49,7 +49,7 @@ std::uint64_t sizeOf(const std::string& text) {
     const std::string digits = shift > 0 ? text.substr(0, text.size() - 1) : text;
     const std::optional<std::uint64_t> number = wholeNumber(digits, large >> shift);
     if (!number || *number == 0)
-        throw Problem("--memory " + text + " is no size",
+        throw Problem("--memory " + text + " is not a size",
                       "give a number of bytes, or one with K, M or G, such as 512M");
     return *number << shift;
 }
@@ -60,7 +60,7 @@ std::map<std::string, std::string> pairsOf(const std::string& form, const std::v
     for (const std::string& text : texts) {
         const std::size_t equals = text.find('=');
         if (equals == 0 || equals == std::string::npos || equals + 1 == text.size())
-            throw Problem(option + " " + text + " names nothing", "write " + form);
+            throw Problem(option + " " + text + " is not " + form.substr(option.size() + 1), "write " + form);
         if (!pairs.emplace(text.substr(0, equals), text.substr(equals + 1)).second)
             throw Problem(option + " " + text + ": " + libzepl::quoted(text.substr(0, equals)) + " is given twice",
                           "give it once");

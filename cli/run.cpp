@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <set>
 
 #include "cli/crash.h"
 #include "cli/modules.h"
 #include "cli/option_values.h"
+#include "cli/pages.h"
 #include "cli/progress.h"
 #include "cli/report_file.h"
 #include "cli/signals.h"
@@ -32,36 +34,49 @@ void tellOutputs(const Report& report) {
     }
 }
 
-bool isToldAsWarning(const Report& report, const std::string& note) {
-    return std::any_of(report.unwritten.begin(), report.unwritten.end(),
-                       [&](const std::string& name) { return note == "nobody writes `" + name + "`"; });
+// The notes, but for those that were warnings.
+void tellNotes(const Report& report) {
+    std::set<std::string> warned;
+    for (const std::string& name : report.unwritten) warned.insert("nobody writes `" + name + "`");
+    for (const std::string& note : report.notes)
+        if (!warned.contains(note)) std::fprintf(stderr, "note: %s\n", note.c_str());
 }
 
 void tellEnd(const Procedure& procedure, const Report& report, const RunArguments& arguments,
-             const std::vector<std::string>& advice) {
+             const std::vector<std::string>& advice, bool checkOnly) {
     std::vector<Diagnostic> diagnostics = diagnose(procedure, report, advice);
-    if (arguments.quiet)
-        std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity == Severity::warning; });
+    // That a result depends on how the input arrives is told where a procedure is checked, and in the report.
+    std::erase_if(diagnostics, [&](const Diagnostic& each) {
+        return (arguments.quiet && each.severity != Severity::error) ||
+               (!checkOnly && each.severity == Severity::arrival);
+    });
     tell(diagnostics, procedure);
     if (arguments.quiet) return;
-    for (const std::string& note : report.notes)
-        if (!isToldAsWarning(report, note)) std::fprintf(stderr, "note: %s\n", note.c_str());
+    tellNotes(report);
     tellOutputs(report);
 }
 
-BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly) {
+// Every option that cannot be read is added to `mistakes`.
+BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly, std::vector<Diagnostic>& mistakes) {
     BindOptions options;
-    options.inputs = pairsOf("--in NAME=FILE", arguments.in);
-    options.outputs = pairsOf("--out NAME=FILE", arguments.out);
-    options.values = pairsOf("--set VARIABLE=VALUE", arguments.set);
-    options.session.info = infoOf(arguments.info);
+    const auto read = [&](auto step) {
+        try {
+            step();
+        } catch (const Problem& problem) {
+            mistakes.push_back({Severity::error, {}, problem.what(), problem.remedy()});
+        }
+    };
+    read([&] { options.inputs = pairsOf("--in NAME=FILE", arguments.in); });
+    read([&] { options.outputs = pairsOf("--out NAME=FILE", arguments.out); });
+    read([&] { options.values = pairsOf("--set VARIABLE=VALUE", arguments.set); });
+    read([&] { options.session.info = infoOf(arguments.info); });
+    if (!arguments.feed.empty()) read([&] { options.session.feed = feedOf(arguments.feed); });
+    if (!arguments.memory.empty()) read([&] { options.session.memoryLimit = sizeOf(arguments.memory); });
     options.session.block = arguments.block;
     options.session.startTime = arguments.startTime;
     options.session.patience = arguments.patience;
     options.session.setUpOnly = setUpOnly;
     options.sync = arguments.sync;
-    if (!arguments.feed.empty()) options.session.feed = feedOf(arguments.feed);
-    if (!arguments.memory.empty()) options.session.memoryLimit = sizeOf(arguments.memory);
     return options;
 }
 
@@ -98,11 +113,11 @@ BoundProcedure boundOf(const Procedure& procedure, const CommandLibrary& library
 
 // Runs what is bound and tells its end; gives the exit status.
 int runBound(BoundProcedure& bound, const Procedure& procedure, const RunArguments& arguments, ProgressLine& progress,
-             Report& report) {
+             Report& report, bool checkOnly) {
     report = bound.session->run();
     report.procedure = arguments.procedure;
     progress.clear();
-    tellEnd(procedure, report, arguments, bound.advice);
+    tellEnd(procedure, report, arguments, bound.advice, checkOnly);
     return exitStatus(report);
 }
 
@@ -111,15 +126,20 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     const WaitScope waiting(*stop);
     CommandLibrary library;
     loadModules(library, arguments.modules);
-    BindOptions options = bindOptions(arguments, setUpOnly);
+    std::vector<Diagnostic> diagnostics;
+    BindOptions options = bindOptions(arguments, setUpOnly, diagnostics);
+    if (hasErrors(diagnostics)) {
+        std::fputs(render(diagnostics, {"zepl", {}}).c_str(), stderr);
+        return wrongCall;
+    }
     options.session.stop = stop;
+    options.session.cautions = pageCautions(library);
     ProgressLine progress(!arguments.quiet);
     options.session.progress = [&](const Progress& state) { progress.show(state); };
     options.session.console = [&](std::string_view text) {
         progress.clear();
         if (!arguments.quiet) std::fwrite(text.data(), 1, text.size(), stderr);
     };
-    std::vector<Diagnostic> diagnostics;
     const Procedure procedure = parseProcedure({arguments.procedure, readTextFile(arguments.procedure)}, diagnostics);
     ReportFile reportFile(arguments.report, procedure, library, options);
     CrashNotice crash(procedure, arguments.report, reportModule(library));
@@ -134,7 +154,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     } else if (bound.session == nullptr) {
         report = refusalReport(procedure, diagnostics);
     } else {
-        status = runBound(bound, procedure, arguments, progress, report);
+        status = runBound(bound, procedure, arguments, progress, report, setUpOnly);
     }
     try {
         reportFile.write(report, library);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -38,20 +39,42 @@ class Binder {
         if (options_.session.stop != nullptr) waiting.emplace(*options_.session.stop);
         options_.session.rate = procedure_.rate;
         bound_.session = std::make_unique<Session>(library_, options_.session);
-        for (const PipeDeclaration& pipe : procedure_.pipes) guarded(pipe.place, [&] { addPipe(pipe); });
-        for (const TriggerDeclaration& trigger : procedure_.triggers)
-            guarded(trigger.place, [&] { addTrigger(trigger); });
-        for (const VariableDeclaration& variable : procedure_.variables) addVariable(variable);
-        for (const VectorDeclaration& vector : procedure_.vectors) guarded(vector.place, [&] { addVector(vector); });
-        for (const CommandUse& use : procedure_.commands) addCommand(use);
-        // Outputs come last: their rate can be that of an input, and nothing is created beside a mistake.
         refuseUnknownOptions();
+        forEach(procedure_.pipes, [&](const PipeDeclaration& pipe) { declare(pipe, [&] { addPipe(pipe); }); });
+        forEach(procedure_.triggers,
+                [&](const TriggerDeclaration& trigger) { declare(trigger, [&] { addTrigger(trigger); }); });
+        forEach(procedure_.variables, [&](const VariableDeclaration& variable) { addVariable(variable); });
+        forEach(procedure_.vectors,
+                [&](const VectorDeclaration& vector) { declare(vector, [&] { addVector(vector); }); });
+        ArgumentBinder binder(names_, *bound_.session, library_, diagnostics_);
+        forEach(procedure_.commands, [&](const CommandUse& use) { addCommand(use, binder); });
+        warnOfNothing();
+        // Outputs come last: their rate can be that of an input, and nothing is created beside a mistake.
         if (!hasErrors(diagnostics_)) addOutputs();
         if (hasErrors(diagnostics_)) bound_.session.reset();
         return std::move(bound_);
     }
 
  private:
+    // Adds statement after statement, up to as many mistakes as anybody reads.
+    template <class Statements, class Add>
+    void forEach(const Statements& statements, Add add) {
+        for (const auto& statement : statements) {
+            if (isFull_) return;
+            isFull_ = diagnostics_.size() >= maxDiagnostics;
+            if (isFull_) return addError(diagnostics_, statement.place, "too many mistakes: the rest is not checked");
+            add(statement);
+        }
+    }
+
+    // Runs `add`, which declares the statement's name. Where it fails, uses of the name are no mistakes of their own.
+    template <class Statement, class Add>
+    void declare(const Statement& statement, Add add) {
+        const std::size_t before = diagnostics_.size();
+        guarded(statement.place, add);
+        if (diagnostics_.size() != before) names_.refused.insert(statement.name);
+    }
+
     void refuse(const ChannelFile& file, const std::string& message, std::string remedy) {
         addError(diagnostics_, file.clause.place, (file.option.empty() ? "" : file.option + ": ") + message,
                  std::move(remedy));
@@ -122,21 +145,22 @@ class Binder {
     }
 
     void addVariable(const VariableDeclaration& declared) {
-        Number value = declared.value;
-        const auto given = options_.values.find(declared.name);
-        if (given != options_.values.end()) {
-            const std::optional<Number> number = parseNumber(given->second);
-            if (!number || !holds(declared.type, *number))
-                return addError(
-                    diagnostics_, {},
-                    "--set " + declared.name + ": " +
-                        (number ? notHeld(declared.type, *number, given->second).message : whyNoNumber(given->second)),
-                    "give a number that " + std::string(nameOf(declared.type)) + " holds");
-            value = *number;
-        }
         std::int64_t cell = 0;
-        storeNumber(declared.type, value, &cell);
+        storeNumber(declared.type, givenValue(declared).value_or(declared.value), &cell);
         names_.variables.emplace(declared.name, bound_.session->addVariable(declared.name, declared.type, &cell));
+    }
+
+    // What --set gives the variable; nothing where it gives none, or none that its type holds, which is reported.
+    std::optional<Number> givenValue(const VariableDeclaration& declared) {
+        const auto given = options_.values.find(declared.name);
+        if (given == options_.values.end()) return std::nullopt;
+        const std::optional<Number> number = parseNumber(given->second);
+        if (number && holds(declared.type, *number)) return number;
+        addError(diagnostics_, {},
+                 "--set " + declared.name + ": " +
+                     (number ? notHeld(declared.type, *number, given->second).message : whyNoNumber(given->second)),
+                 "give a number that " + std::string(nameOf(declared.type)) + " holds");
+        return std::nullopt;
     }
 
     void addVector(const VectorDeclaration& declared) {
@@ -161,23 +185,42 @@ class Binder {
         return bytes;
     }
 
-    void addCommand(const CommandUse& use) {
+    void addCommand(const CommandUse& use, ArgumentBinder& binder) {
         bound_.advice.emplace_back();
         const Command* command = library_.find(use.command);
-        if (command == nullptr) {
+        if (command == nullptr) return refuseCommand(use);
+        std::optional<BoundArguments> bound = binder.bind(*command, use);
+        if (!bound) return;
+        bound_.advice.back() = bound->advice;
+        bound_.session->addTask({use.command, std::move(bound->arguments), use.place.line, std::move(bound->advice)});
+    }
+
+    void refuseCommand(const CommandUse& use) {
+        if (!knownCommands_) {
             std::vector<std::string> known;
             for (const Command& each : library_.commands()) known.push_back(each.name);
-            std::string remedy = suggestion(use.command, known);
-            if (remedy.empty()) remedy = "zepl commands lists the commands";
-            return addError(diagnostics_, use.place, "unknown command " + libzepl::quoted(use.command),
-                            std::move(remedy));
+            knownCommands_.emplace(known);
         }
-        const std::size_t before = diagnostics_.size();
-        BoundArguments arguments = bindArguments(*command, use, names_, *bound_.session, library_, diagnostics_);
-        if (diagnostics_.size() != before) return;
-        bound_.advice.back() = arguments.advice;
-        bound_.session->addTask(
-            {use.command, std::move(arguments.arguments), use.place.line, std::move(arguments.advice)});
+        std::string remedy = knownCommands_->suggestion(use.command);
+        if (remedy.empty()) remedy = "zepl commands lists the commands";
+        addError(diagnostics_, use.place, "unknown command " + libzepl::quoted(use.command), std::move(remedy));
+    }
+
+    // Without commands only files are copied, from an input to an output of the same channel.
+    void warnOfNothing() {
+        const auto copies = [&](const auto& channel) {
+            return inputFile(procedure_, options_, channel.name, channel.from) &&
+                   outputFile(procedure_, options_, channel.name, channel.to);
+        };
+        const auto anyCopies = [&](const auto& channels) {
+            return std::any_of(channels.begin(), channels.end(), copies);
+        };
+        if (!procedure_.commands.empty() || hasErrors(diagnostics_)) return;
+        if (anyCopies(procedure_.pipes) || anyCopies(procedure_.triggers)) return;
+        diagnostics_.push_back({Severity::warning,
+                                {},
+                                "the procedure has no command, so it does nothing",
+                                "add one, COMMAND ( argument, ... ); zepl commands lists them"});
     }
 
     void refuseUnknownOptions() {
@@ -185,11 +228,11 @@ class Binder {
                                        const std::vector<std::string>& known, const std::string& what) {
             for (const auto& [name, value] : given)
                 if (std::find(known.begin(), known.end(), name) == known.end()) {
-                    const std::string near = suggestion(name, known);
+                    const std::string near = suggestion(name, known), is = kindDeclared(name);
                     addError(diagnostics_, {},
                              option + " " + name + "=" + value + ": the procedure declares no " + what + " " +
-                                 libzepl::quoted(name),
-                             near.empty() ? declaredOnes(known) : near);
+                                 libzepl::quoted(name) + (is.empty() ? "" : ", which is a " + is),
+                             near.empty() || !is.empty() ? declaredOnes(known) : near);
                 }
         };
         std::vector<std::string> channels, variables;
@@ -199,6 +242,18 @@ class Binder {
         refuseUnknown(options_.inputs, "--in", channels, "pipe or trigger");
         refuseUnknown(options_.outputs, "--out", channels, "pipe or trigger");
         refuseUnknown(options_.values, "--set", variables, "variable");
+    }
+
+    // What the procedure declares the name as, or an empty text.
+    std::string kindDeclared(const std::string& name) const {
+        const auto has = [&](const auto& list) {
+            return std::any_of(list.begin(), list.end(), [&](const auto& each) { return each.name == name; });
+        };
+        return has(procedure_.pipes)       ? "pipe"
+               : has(procedure_.triggers)  ? "trigger"
+               : has(procedure_.variables) ? "variable"
+               : has(procedure_.vectors)   ? "vector"
+                                           : "";
     }
 
     // False, with the mistake told, when the file is an input or the output of another channel.
@@ -243,6 +298,8 @@ class Binder {
     Diagnostics& diagnostics_;
     BoundProcedure bound_;
     DeclaredNames names_;
+    bool isFull_ = false;
+    std::optional<KnownNames> knownCommands_;  // when one was first looked for in vain
     std::optional<double> inputRate_;
     std::set<std::string> inputFiles_, outputFiles_;
 };
@@ -253,13 +310,18 @@ Place placeOf(const CommandUse& use, std::optional<std::int32_t> index) {
     return use.place;
 }
 
-// Where a channel is declared; no place for an unknown one.
-Place placeOf(const Procedure& procedure, const std::string& channel) {
-    for (const PipeDeclaration& pipe : procedure.pipes)
-        if (pipe.name == channel) return pipe.place;
-    for (const TriggerDeclaration& trigger : procedure.triggers)
-        if (trigger.name == channel) return trigger.place;
-    return {};
+// What to do about a task that failed. A code of the command's says little; its page has what it admits.
+std::string remedyOf(const TaskReport& task) {
+    if (task.state != TaskReport::State::error || !task.remedy.empty()) return task.remedy;
+    return "`zepl help " + task.command + "` says what it admits";
+}
+
+// Where pipes and triggers are declared, by name.
+std::map<std::string_view, Place> placesOfChannels(const Procedure& procedure) {
+    std::map<std::string_view, Place> places;
+    for (const PipeDeclaration& pipe : procedure.pipes) places.emplace(pipe.name, pipe.place);
+    for (const TriggerDeclaration& trigger : procedure.triggers) places.emplace(trigger.name, trigger.place);
+    return places;
 }
 
 }  // namespace
@@ -272,20 +334,36 @@ BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& l
 std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& report,
                                  const std::vector<std::string>& advice) {
     std::vector<Diagnostic> diagnostics;
+    const std::map<std::string_view, Place> channels = placesOfChannels(procedure);
+    const auto placeOfChannel = [&](const std::string& name) {
+        const auto found = channels.find(name);
+        return found == channels.end() ? Place{} : found->second;
+    };
+    if (!report.reason.empty()) addError(diagnostics, placeOfChannel(report.channel), report.reason, report.remedy);
     for (std::size_t i = 0; i < report.tasks.size() && i < procedure.commands.size(); ++i) {
         const TaskReport& task = report.tasks[i];
         const CommandUse& use = procedure.commands[i];
         const bool runs = task.state == TaskReport::State::waiting || task.state == TaskReport::State::running;
         if (!runs)
-            addError(diagnostics, placeOf(use, task.index), use.command + ": " + task.text, task.remedy);
-        else if (i < advice.size() && !advice[i].empty())
+            addError(diagnostics, placeOf(use, task.index), use.command + ": " + task.text, remedyOf(task));
+        else if (i < advice.size() && !advice[i].empty() && task.began)
             diagnostics.push_back({Severity::warning, use.place,
                                    use.command + " took a list that its signature does not describe", advice[i]});
     }
     for (const std::string& name : report.unwritten)
-        diagnostics.push_back({Severity::warning, placeOf(procedure, name), "nobody writes " + libzepl::quoted(name),
-                               "whoever reads it waits for ever; give it a `from` file or a command that writes it"});
-    if (!report.reason.empty()) addError(diagnostics, placeOf(procedure, report.channel), report.reason, report.remedy);
+        diagnostics.push_back({Severity::warning, placeOfChannel(name), "nobody writes " + libzepl::quoted(name),
+                               "its readers would wait forever; give it a `from` file or a command that writes it"});
+    for (const CautionReport& caution : report.cautions)
+        if (caution.task < procedure.commands.size())
+            diagnostics.push_back({caution.isArrival ? Severity::arrival : Severity::caution,
+                                   procedure.commands[caution.task].place, caution.command + ": " + caution.text,
+                                   caution.remedy});
+    if (diagnostics.size() > maxDiagnostics) {
+        const std::string more = std::to_string(diagnostics.size() - maxDiagnostics);
+        diagnostics.resize(maxDiagnostics);
+        const Severity severity = hasErrors(diagnostics) ? Severity::error : Severity::warning;
+        diagnostics.push_back({severity, {}, "too many mistakes: " + more + " more are not shown", {}});
+    }
     return diagnostics;
 }
 
@@ -293,7 +371,9 @@ Report refusalReport(const Procedure& procedure, const std::vector<Diagnostic>& 
     Report report;
     report.procedure = procedure.source.name;
     report.status = Report::Status::refused;
+    std::multimap<int, std::size_t> tasksByLine;
     for (const CommandUse& use : procedure.commands) {
+        tasksByLine.emplace(use.place.line, report.tasks.size());
         TaskReport& task = report.tasks.emplace_back();
         task.line = use.place.line;
         task.command = use.command;
@@ -302,10 +382,11 @@ Report refusalReport(const Procedure& procedure, const std::vector<Diagnostic>& 
         const std::string line =
             diagnostic.place.line > 0 ? "line " + std::to_string(diagnostic.place.line) + ": " : "";
         report.notes.push_back(line + diagnostic.message);
-        for (TaskReport& task : report.tasks) {
-            if (diagnostic.severity != Severity::error || task.line != diagnostic.place.line) continue;
-            task.state = TaskReport::State::refused;
-            task.text = diagnostic.message;
+        if (diagnostic.severity != Severity::error) continue;
+        const auto [first, last] = tasksByLine.equal_range(diagnostic.place.line);
+        for (auto each = first; each != last; ++each) {
+            report.tasks[each->second].state = TaskReport::State::refused;
+            report.tasks[each->second].text = diagnostic.message;
         }
     }
     return report;

@@ -33,7 +33,7 @@ BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& l
                              std::vector<Diagnostic>& diagnostics);
 
 // What the report of a run of the procedure says of mistakes, at their places: tasks that were refused, failed or ended
-// themselves, pipes that nobody writes, lists that a signature does not describe, and why the run itself failed.
+// themselves, pipes that nobody writes, lists that a signature does not describe, cautions, and why the run itself failed.
 // `advice` is that of the bound procedure.
 std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& report,
                                  const std::vector<std::string>& advice);

@@ -10,6 +10,9 @@ namespace libzepl {
 
 namespace {
 
+// Among tens of thousands of names only the first unknown ones get a suggestion: all would take seconds.
+constexpr std::size_t mostCompared = 2000000;
+
 ElementType elementTypeOf(zepl::ParamMask kind) {
     for (ElementType type : allElementTypes)
         if (kind == pipeKind(type) || kind == vectorKind(type) || kind == variableKind(type) ||
@@ -111,30 +114,38 @@ std::vector<BoundArgument> kindsOf(const Signature* signature, const std::vector
 
 }  // namespace
 
-BoundArguments bindArguments(const Command& command, const CommandUse& use, const DeclaredNames& names,
-                             const Session& session, const CommandLibrary& library,
-                             std::vector<Diagnostic>& diagnostics) {
+void ArgumentBinder::refuseUnknown(const Argument& argument) {
+    if (names_.refused.contains(argument.text)) return;
+    if (!known_) {
+        std::vector<std::string> candidates = everyName(names_);
+        const std::vector<std::string>& words = library_.words();
+        candidates.insert(candidates.end(), words.begin(), words.end());
+        known_.emplace(candidates);
+        knownCount_ = candidates.size();
+    }
+    compared_ += knownCount_;
+    const std::string near = compared_ <= mostCompared ? known_->suggestion(argument.text) : std::string();
+    diagnostics_.push_back({Severity::error, argument.place, "unknown name " + libzepl::quoted(argument.text),
+                            near.empty() ? "declare it as a pipe, trigger, variable or vector" : near});
+}
+
+std::optional<BoundArguments> ArgumentBinder::bind(const Command& command, const CommandUse& use) {
     std::vector<LookedUp> lookedUp;
     std::vector<ResolvedArgument> resolved;
     std::vector<std::string> writtenAs;
-    const std::vector<std::string>& words = library.words();
     for (const Argument& argument : use.arguments) {
         std::optional<LookedUp> found = argument.kind == Argument::Kind::word
-                                            ? lookUpName(argument.text, names, session, words)
+                                            ? lookUpName(argument.text, names_, session_, library_.words())
                                             : literalOf(argument);
         if (!found) {
-            std::vector<std::string> candidates = everyName(names);
-            candidates.insert(candidates.end(), words.begin(), words.end());
-            const std::string near = suggestion(argument.text, candidates);
-            diagnostics.push_back({Severity::error, argument.place, "unknown name " + libzepl::quoted(argument.text),
-                                   near.empty() ? "declare it as a pipe, trigger, variable or vector" : near});
+            refuseUnknown(argument);
             continue;
         }
         resolved.push_back(found->resolved);
         lookedUp.push_back(std::move(*found));
         writtenAs.push_back(argument.written);
     }
-    if (lookedUp.size() != use.arguments.size()) return {};
+    if (lookedUp.size() != use.arguments.size()) return std::nullopt;
     BoundArguments bound;
     const std::vector<BoundArgument> kinds = kindsOf(command.parsed.get(), resolved, writtenAs, bound.advice);
     for (std::size_t i = 0; i < lookedUp.size(); ++i) {

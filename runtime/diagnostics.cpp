@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <unordered_set>
 #include <utility>
 
 namespace libzepl {
@@ -141,16 +143,32 @@ std::string indented(std::string_view text) {
     return result;
 }
 
-std::string renderWith(const Diagnostic& diagnostic, const SourceText& source, LineReader& lines) {
+constexpr std::string_view suggesting = "did you mean ";
+
+// Knows which remedies a text has given. A suggestion belongs to the name that its message tells.
+class GivenRemedies {
+ public:
+    bool isNew(const Diagnostic& diagnostic) {
+        const bool suggests = diagnostic.remedy.starts_with(suggesting);
+        return given_.insert((suggests ? diagnostic.message + '\n' : std::string()) + diagnostic.remedy).second;
+    }
+
+ private:
+    std::unordered_set<std::string> given_;
+};
+
+std::string renderWith(const Diagnostic& diagnostic, const SourceText& source, LineReader& lines, bool givesRemedy) {
     const Place& place = diagnostic.place;
     const bool hasPlace = place.line > 0;
     std::string text = visible(source.name);
     if (hasPlace) text.append(":").append(std::to_string(place.line)).append(":").append(std::to_string(place.column));
     if (!text.empty()) text += ": ";
-    text += diagnostic.severity == Severity::error ? "error: " : "warning: ";
+    text += diagnostic.severity == Severity::error     ? "error: "
+            : diagnostic.severity == Severity::warning ? "warning: "
+                                                       : "caution: ";
     text += indented(diagnostic.message) + '\n';
     if (const auto line = hasPlace ? lines.line(place.line) : std::nullopt) text += pictureOf(*line, place);
-    if (!diagnostic.remedy.empty()) text += "  " + indented(diagnostic.remedy) + '\n';
+    if (givesRemedy && !diagnostic.remedy.empty()) text += "  " + indented(diagnostic.remedy) + '\n';
     return text;
 }
 
@@ -165,27 +183,34 @@ constexpr std::size_t longestName = 64;  // longer ones are no slips of the fing
 
 // The letters that were added, left out, replaced, or swapped with their neighbour between two names.
 std::size_t editDistance(std::string_view a, std::string_view b) {
-    std::array<std::array<std::size_t, longestName + 1>, longestName + 1> distance{};
+    using Row = std::array<std::size_t, longestName + 1>;
+    std::array<Row, 3> rows{};  // the current one and the two before it
     for (std::size_t i = 0; i <= a.size(); ++i) {
+        Row &row = rows[i % 3], &above = rows[(i + 2) % 3];
+        const Row& twoAbove = rows[(i + 1) % 3];
         for (std::size_t j = 0; j <= b.size(); ++j) {
-            if (i == 0 || j == 0) {
-                distance[i][j] = i + j;
-                continue;
-            }
-            const std::size_t replaced = distance[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-            distance[i][j] = std::min({distance[i - 1][j] + 1, distance[i][j - 1] + 1, replaced});
+            row[j] = i + j;
+            if (i == 0 || j == 0) continue;
+            const std::size_t replaced = above[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            row[j] = std::min({above[j] + 1, row[j - 1] + 1, replaced});
             if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
-                distance[i][j] = std::min(distance[i][j], distance[i - 2][j - 2] + 1);
+                row[j] = std::min(row[j], twoAbove[j - 2] + 1);
         }
     }
-    return distance[a.size()][b.size()];
+    return rows[a.size() % 3][b.size()];
+}
+
+std::uint64_t lettersIn(std::string_view text) {
+    std::uint64_t letters = 0;
+    for (char c : text) letters |= std::uint64_t{1} << (static_cast<unsigned char>(c) & 63);
+    return letters;
 }
 
 }  // namespace
 
 std::string render(const Diagnostic& diagnostic, const SourceText& source) {
     LineReader lines(source.text);
-    return renderWith(diagnostic, source, lines);
+    return renderWith(diagnostic, source, lines, true);
 }
 
 std::string render(const std::vector<Diagnostic>& diagnostics, const SourceText& source) {
@@ -195,8 +220,10 @@ std::string render(const std::vector<Diagnostic>& diagnostics, const SourceText&
         return std::pair(a->place.line, a->place.column) < std::pair(b->place.line, b->place.column);
     });
     LineReader lines(source.text);
+    GivenRemedies remedies;
     std::string text;
-    for (const Diagnostic* diagnostic : ordered) text += renderWith(*diagnostic, source, lines);
+    for (const Diagnostic* diagnostic : ordered)
+        text += renderWith(*diagnostic, source, lines, remedies.isNew(*diagnostic));
     return text;
 }
 
@@ -205,25 +232,42 @@ bool hasErrors(const std::vector<Diagnostic>& diagnostics) {
                        [](const Diagnostic& diagnostic) { return diagnostic.severity == Severity::error; });
 }
 
-std::string nearestName(std::string_view given, const std::vector<std::string>& candidates) {
+KnownNames::KnownNames(const std::vector<std::string>& names) {
+    for (const std::string& name : names)
+        if (name.size() <= longestName) candidates_.push_back({name, lowerCase(name), lettersIn(lowerCase(name))});
+}
+
+std::string KnownNames::nearest(std::string_view given) const {
     if (given.size() > longestName) return {};
     const std::string wanted = lowerCase(given);
-    std::string nearest;
+    const std::uint64_t letters = lettersIn(wanted);
+    const Candidate* nearest = nullptr;
     std::size_t leastDistance = longestName;
-    for (const std::string& candidate : candidates) {
-        if (candidate.size() > longestName) continue;
-        const std::size_t distance = editDistance(wanted, lowerCase(candidate));
-        if (distance < leastDistance && distance <= candidate.size() / 3) {
-            leastDistance = distance;
-            nearest = candidate;
-        }
+    for (const Candidate& candidate : candidates_) {
+        const std::size_t length = candidate.lower.size(), most = std::min(length / 3, leastDistance - 1);
+        // One letter's change alters the length by one at most, and which letters there are by two.
+        if (length > wanted.size() + most || wanted.size() > length + most) continue;
+        if (static_cast<std::size_t>(std::popcount(letters ^ candidate.letters)) > 2 * most) continue;
+        const std::size_t distance = editDistance(wanted, candidate.lower);
+        if (distance > most) continue;
+        nearest = &candidate;
+        leastDistance = distance;
+        if (distance == 0) break;
     }
-    return nearest;
+    return nearest == nullptr ? std::string() : nearest->name;
+}
+
+std::string KnownNames::suggestion(std::string_view given) const {
+    const std::string name = nearest(given);
+    return name.empty() ? std::string() : std::string(suggesting) + quoted(name) + "?";
+}
+
+std::string nearestName(std::string_view given, const std::vector<std::string>& candidates) {
+    return KnownNames(candidates).nearest(given);
 }
 
 std::string suggestion(std::string_view given, const std::vector<std::string>& candidates) {
-    const std::string nearest = nearestName(given, candidates);
-    return nearest.empty() ? std::string() : "did you mean " + quoted(nearest) + "?";
+    return KnownNames(candidates).suggestion(given);
 }
 
 std::string quoted(std::string_view text) {

@@ -1,6 +1,8 @@
 // Errors and warnings that point at a place in a text.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -15,7 +17,12 @@ struct Place {
     int length = 1;  // bytes to underline, at least 1
 };
 
-enum class Severity { error, warning };
+enum class Severity {
+    error,
+    warning,
+    caution,  // a command does what its user may not expect
+    arrival,  // a caution that the result depends on how the input arrives
+};
 
 struct Diagnostic {
     Severity severity = Severity::error;
@@ -39,7 +46,11 @@ struct SourceText {
 // of the text is valid UTF-8 without control characters, tabs apart: other bytes stand as \xHH.
 std::string render(const Diagnostic& diagnostic, const SourceText& source);
 
-// A block for each diagnostic, in the order of their places; those without a place come first.
+// Past so many nobody reads on: who finds more says so once.
+inline constexpr std::size_t maxDiagnostics = 1000;
+
+// A block for each diagnostic, in the order of their places; those without a place come first. A remedy that the text has
+// given already is not repeated.
 std::string render(const std::vector<Diagnostic>& diagnostics, const SourceText& source);
 
 // A byte order mark, which the first line of a text may start with and which no column counts.
@@ -53,6 +64,22 @@ std::string nearestName(std::string_view given, const std::vector<std::string>& 
 
 // "did you mean `slope`?" for the nearest name; empty when there is none near.
 std::string suggestion(std::string_view given, const std::vector<std::string>& candidates);
+
+// Candidates among which many names are looked for; each look passes over most of them without comparing letters.
+class KnownNames {
+ public:
+    KnownNames() = default;
+    explicit KnownNames(const std::vector<std::string>& names);
+    std::string nearest(std::string_view given) const;
+    std::string suggestion(std::string_view given) const;
+
+ private:
+    struct Candidate {
+        std::string name, lower;
+        std::uint64_t letters;  // which ones it has
+    };
+    std::vector<Candidate> candidates_;
+};
 
 // `text` between backquotes, as messages name things: control characters and what is no UTF-8 stand as \xHH, and of a
 // text over 120 bytes only the beginning is shown.

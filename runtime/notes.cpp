@@ -1,6 +1,7 @@
 // What a run came to, in words: who waits for what, what went on by itself, what was left.
 
 #include <algorithm>
+#include <set>
 
 #include "runtime/going_on.h"
 
@@ -146,9 +147,20 @@ struct Notes {
     }
 };
 
+// The pipes of tasks that have ended: one that ended before it opened its output is what its reader lacks.
+std::set<const Pipe*> pipesOfEnded(const Engine& e) {
+    std::set<const Pipe*> pipes;
+    for (const Task& task : e.tasks)
+        if (task.state == TaskState::ended)
+            for (const PipeEnd& end : task.pipeEnds) pipes.insert(end.channel);
+    return pipes;
+}
+
 void addUnwritten(const Engine& e, Report& report) {
+    const std::set<const Pipe*> ended = pipesOfEnded(e);
     for (const Pipe& pipe : e.pipes) {
         if (pipe.readers.empty() || pipe.writer != nullptr || pipe.inputWrites || pipe.hasStarts) continue;
+        if (ended.contains(&pipe)) continue;
         report.unwritten.push_back(pipe.name);
         report.notes.push_back("nobody writes `" + pipe.name + "`");
     }
@@ -157,9 +169,9 @@ void addUnwritten(const Engine& e, Report& report) {
 }  // namespace
 
 void Engine::addNotes(Report& report) const {
-    if (end == RunEnd::refused) return;
-    if (settled) addUnwritten(*this, report);
-    if (end == RunEnd::setUpsRan) return;
+    const bool setUpFailed = end == RunEnd::refused && reason.empty();
+    if (settled && !setUpFailed) addUnwritten(*this, report);
+    if (end == RunEnd::refused || end == RunEnd::setUpsRan) return;
     Notes notes{*this, report.notes};
     if (end == RunEnd::stopped) report.notes.push_back("the run was stopped on request");
     // Where every output has its count, what still waits or is left is not missed.

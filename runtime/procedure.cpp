@@ -134,7 +134,9 @@ void Parser::refuseStatement(const Token& first) {
 }
 
 void Parser::parseRate(const Token& first) {
-    if (lineOfRate_ != 0) cursor_.refuseAt(first.place, "the rate is given at line " + std::to_string(lineOfRate_));
+    if (lineOfRate_ != 0)
+        cursor_.refuseAt(first.place, "the rate is given at line " + std::to_string(lineOfRate_),
+                         "leave one of the two out");
     lineOfRate_ = first.place.line;
     const Token token = takeNumber();
     const double rate = valueOf(token).real;
@@ -314,7 +316,7 @@ const Parser::ClauseRow& Parser::takeClauseWord(Declaration declaration, Clauses
     for (const ClauseRow& row : clauseRows) {
         if (row.word != token.text || (row.declarations & declaration) == 0) continue;
         if (!clauses.given.try_emplace(row.word, token.place).second)
-            cursor_.refuseAt(token.place, quoted(token.text) + " is given twice");
+            cursor_.refuseAt(token.place, quoted(token.text) + " is given twice", "give it once");
         return row;
     }
     const std::string meant = suggestion(token.text, words);

@@ -25,7 +25,7 @@ void Mistakes::add(const Place& place, std::string message, std::string remedy) 
 
 void Mistakes::add(Diagnostic diagnostic) {
     if (full()) return;
-    if (++count_ > greatestCount) {
+    if (++count_ > maxDiagnostics) {
         diagnostic.message = "too many mistakes: the rest has not been read";
         diagnostic.remedy.clear();
     }

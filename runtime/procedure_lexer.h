@@ -16,12 +16,11 @@ class Mistakes {
     explicit Mistakes(std::vector<Diagnostic>& to) : to_(to) {}
     void add(const Place& place, std::string message, std::string remedy = {});
     void add(Diagnostic diagnostic);
-    bool full() const { return count_ > greatestCount; }
+    bool full() const { return count_ > maxDiagnostics; }
 
  private:
-    static constexpr int greatestCount = 1000;
     std::vector<Diagnostic>& to_;
-    int count_ = 0;
+    std::size_t count_ = 0;
 };
 
 struct ProcedureToken {

@@ -1,6 +1,7 @@
 // What a run came to.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,6 +25,7 @@ struct TaskReport {
     std::optional<std::uint32_t> exit;  // the code that the task ended itself with
     std::string text;                   // what happened, in words
     std::string remedy;                 // what to do next; may be empty
+    bool began = false;                 // its command has been called
 };
 
 struct PipeReport {
@@ -59,6 +61,16 @@ struct OutputReport {
     bool countsEvents = false;  // else samples
 };
 
+// What a task does that its user may not expect.
+struct CautionReport {
+    int line = 0;
+    std::string command;
+    std::string text;        // what happens
+    std::string remedy;      // the way out
+    bool isArrival = false;  // the result depends on how the input arrives
+    std::size_t task = 0;    // its place among the tasks
+};
+
 struct Report {
     enum class Status {
         ok,           // every task is well
@@ -78,6 +90,7 @@ struct Report {
     std::vector<DigitalReport> digital;
     std::vector<std::string> console;
     std::vector<std::string> notes;
+    std::vector<CautionReport> cautions;
     std::vector<std::string> unwritten;  // pipes that are read and that nobody writes
     std::vector<OutputReport> outputs;
     bool outputsFinished = false;  // else they were dropped, or kept under other names, as notes say

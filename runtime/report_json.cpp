@@ -53,6 +53,15 @@ void write(JsonWriter& json, const DigitalReport& bit) {
     json.end();
 }
 
+void write(JsonWriter& json, const CautionReport& caution) {
+    json.beginObject();
+    json.pair("line", caution.line);
+    json.pair("command", caution.command);
+    json.pair("text", caution.text);
+    json.pair("remedy", caution.remedy);
+    json.end();
+}
+
 void write(JsonWriter& json, const std::string& line) { json.value(line); }
 
 template <class Items>
@@ -115,6 +124,7 @@ void writeJson(const Report& report, const ReportModule& module, TextSink& sink)
     writeList(json, "digital", report.digital);
     writeList(json, "console", report.console);
     writeList(json, "notes", report.notes);
+    writeList(json, "cautions", report.cautions);
     json.pair("seconds", report.seconds);
     json.end();
     sink.write("\n");

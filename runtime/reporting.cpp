@@ -3,6 +3,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "runtime/caution_check.h"
 #include "runtime/flow.h"
 
 namespace libzepl {
@@ -73,6 +74,7 @@ void Engine::fillReport(Report& report) const noexcept {
     for (std::size_t i = 0; i < tasks.size(); ++i) {
         TaskReport& each = report.tasks[i];
         each.state = stateOf(tasks[i]);
+        each.began = tasks[i].outcome.began;
         each.code = tasks[i].outcome.code;
         each.index = tasks[i].outcome.index;
         each.exit = tasks[i].outcome.exit;
@@ -104,6 +106,7 @@ Report Engine::makeReport() {
     report.outputs = outputReports;
     addNotes(report);
     report.notes.insert(report.notes.end(), outputNotes.begin(), outputNotes.end());
+    addCautions(*this, report);
     return report;
 }
 

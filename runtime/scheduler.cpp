@@ -57,6 +57,7 @@ void runTask(boost::context::detail::transfer_t transfer) {
     Engine& e = *engine;
     Task& task = *e.current;
     arrived(transfer, task.context);
+    task.outcome.began = true;
     runRoutine(task);
     e.leaveCurrent();
 }

@@ -24,6 +24,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "runtime/cautions.h"
 #include "runtime/commands.h"
 #include "runtime/diagnostics.h"
 #include "runtime/element_type.h"
@@ -67,6 +68,7 @@ struct SessionOptions {
     std::uint64_t patience = std::uint64_t{1} << 26;     // elements that a task may put without taking any
     bool setUpOnly = false;                              // ends when every task's set-up has run
     std::shared_ptr<StopRequest> stop{};                 // what else than requestStop() ends the run
+    std::shared_ptr<const CautionTable> cautions{};      // which cautions to report; none where it is null
     std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver
     std::function<void(std::string_view)> console{};     // what tasks print, as it comes
     // Called when a command has damaged the memory of the process, by a null pointer for instance, so that no run can go on:

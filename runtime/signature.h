@@ -93,7 +93,8 @@ struct ResolvedArgument {
 
 // What a resolved argument is passed as.
 struct BoundArgument {
-    zepl::ParamMask kind = 0;  // exactly one kind
+    zepl::ParamMask kind = 0;                       // exactly one kind
+    const SignatureParameter* parameter = nullptr;  // the signature's, where the list was matched
 };
 
 // The kinds that `arguments` take when they are matched against the signature: alternatives in the signature's order,

@@ -168,7 +168,7 @@ std::vector<ParamMask> kindsFor(const SignatureParameter& parameter, const Resol
 
 std::vector<BoundArgument> naturalKinds(const std::vector<ResolvedArgument>& arguments) {
     std::vector<BoundArgument> kinds;
-    for (const ResolvedArgument& argument : arguments) kinds.push_back({naturalKind(argument)});
+    for (const ResolvedArgument& argument : arguments) kinds.push_back({naturalKind(argument), nullptr});
     return kinds;
 }
 

@@ -352,7 +352,7 @@ std::optional<std::vector<BoundArgument>> matchSignature(const Signature& signat
     Search search(program, arguments);
     if (!search.run()) return std::nullopt;
     std::vector<BoundArgument> bound;
-    for (const Binding& binding : search.path()) bound.push_back({binding.kind});
+    for (const Binding& binding : search.path()) bound.push_back({binding.kind, program.step(binding.step).parameter});
     return bound;
 }
 

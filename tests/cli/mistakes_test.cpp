@@ -106,6 +106,8 @@ TEST_F(Mistakes, AProcedureThatCannotBeBoundIsToldOtherwise) {
          "wanted there\n  ABS (a, 5)\n          ^\n" +
              list + "    2 dest: a pipe of the same type as `src` (int16); but given 5, a whole number\n"},
         {"pipe a : int16\npipe b : int16 to \"b.csv\"\nABS (a, b)\n", "", 2,
+         "p.zp:1:6: warning: nobody writes `a`\n  pipe a : int16\n       ^\n"
+         "  its readers would wait forever; give it a `from` file or a command that writes it\n"
          "p.zp:2:6: error: the output of `b` depends on no input, so nothing would end it\n"
          "  pipe b : int16 to \"b.csv\"\n       ^\n  give it a limit: to FILE limit N\n"},
     });
@@ -149,12 +151,13 @@ TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsNotRefused) {
 
 TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
     const std::string set = "variable v : int16 = 5\n" + good;
-    const std::string feeding = " is none of the ways of feeding\n  give --feed N (samples), whole, or random:SEED\n";
+    const std::string feeding =
+        " is not a way of feeding\n  give --feed N (samples, at least 1), whole, or random:SEED\n";
     const std::string wrongBlock =
         ": the default block is 1 to 16777216 samples\n  --block N sets the block, and what commands are told of it\n";
-    const std::string wrongSize = " is no size\n  give a number of bytes, or one with K, M or G, such as 512M\n";
+    const std::string wrongSize = " is not a size\n  give a number of bytes, or one with K, M or G, such as 512M\n";
     expect({
-        {good, "--in a", 2, "zepl: error: --in a names nothing\n  write --in NAME=FILE\n"},
+        {good, "--in a", 2, "zepl: error: --in a is not NAME=FILE\n  write --in NAME=FILE\n"},
         {good, "--in a=none.csv", 2,
          "p.zp: error: --in a: none.csv: there is no such file\n  check the name and the folder it is relative to\n"},
         {good, "--in c=in.csv", 2,
@@ -200,6 +203,11 @@ TEST_F(Mistakes, ACallThatIsWrongIsToldOtherwise) {
         {"run", "procedure is required\nRun with --help for more information.\n"},
         {"rum p.zp", "zepl: error: zepl has no `rum`\n  did you mean `run`?\n"},
         {"frobnicate", "zepl: error: zepl has no `frobnicate`\n  zepl --help tells what it has\n"},
+        {"p.zp", "zepl: error: zepl has no `p.zp`\n  a procedure is run by `zepl run p.zp`\n"},
+        {"run p.zp more", "zepl: error: zepl run does not take `more`\n  zepl run --help lists what it takes\n"},
+        {"run p.zp --sett x=1", "zepl: error: zepl run has no option `--sett`\n  did you mean `--set`?\n"},
+        {"check p.zp --xyzzy=3",
+         "zepl: error: zepl check has no option `--xyzzy`\n  zepl check --help lists what it takes\n"},
         {"help ABBS", "zepl: error: unknown command `ABBS`\n  did you mean `ABS`?\n"},
         {"help qwerty", "zepl: error: unknown command `qwerty`\n  zepl commands lists the commands\n"},
     };

@@ -106,11 +106,20 @@ TEST_F(ToolRun, ACheckLeavesAFile) {
     EXPECT_EQ(bytesOf("out.csv"), "kept");
 }
 
-TEST_F(ToolRun, ProceduresWithoutCommandsFail) {
-    put("empty.zp", "");
-    put("copy.zp", "pipe a : int16 from \"in.csv\" to \"out.csv\"\n");
-    EXPECT_EQ(call("run empty.zp").status, 0);
-    EXPECT_EQ(call("run copy.zp").status, 0);
+TEST_F(ToolRun, AProcedureWithoutCommandsCopiesOrSaysThatItDoesNothing) {
+    const std::string nothing =
+        ": warning: the procedure has no command, so it does nothing\n"
+        "  add one, COMMAND ( argument, ... ); zepl commands lists them\n";
+    for (const char* text : {"", "# later\n", "rate 5\nvariable v : int16 = 1\n", "pipe a : int16\ntrigger t\n"}) {
+        put("none.zp", text);
+        EXPECT_EQ(call("run none.zp").err, "none.zp" + nothing) << text;
+        EXPECT_EQ(call("check none.zp").err, "none.zp" + nothing + "none.zp: ready to run\n") << text;
+        EXPECT_EQ(call("run none.zp --quiet").status, 0) << text;
+    }
+    put("copy.zp", "pipe a : int16 from \"in.csv\"\n");
+    const Called called = call("run copy.zp --out a=out.csv");
+    EXPECT_EQ(called.err, "wrote out.csv: 3 samples of `a`\n");
+    EXPECT_EQ(called.status, 0);
     EXPECT_EQ(bytesOf("out.csv"), "a\n-1\n2\n-3\n");
 }
 
@@ -120,7 +129,7 @@ TEST_F(ToolRun, AWarningStopsTheRunOrIsToldTwice) {
         "p.zp:1:6: warning: nobody writes `a`\n"
         "  pipe a : int16\n"
         "       ^\n"
-        "  whoever reads it waits for ever; give it a `from` file or a command that writes it\n";
+        "  its readers would wait forever; give it a `from` file or a command that writes it\n";
     for (const auto& [options, said] : {std::pair("", warning.c_str()), {"--quiet", ""}}) {
         const Called called = call("run p.zp " + std::string(options));
         EXPECT_EQ(called.status, 0);
@@ -149,7 +158,7 @@ TEST_F(Reports, ARunThatIsWellIsReportedOtherwise) {
                   {"name": "b", "type": "int16", "written": 3, "unread": 0}],
         "triggers": [{"name": "t", "asserted": 0, "status": 4294967295}],
         "variables": [{"name": "v", "type": "double", "value": "nan"}],
-        "digital": [], "console": [], "notes": []})"));
+        "digital": [], "console": [], "notes": [], "cautions": []})"));
 }
 
 TEST_F(Reports, ATaskThatFailsIsNotNamedInTheReport) {

@@ -59,6 +59,52 @@ TEST_F(Binder, AnArgumentIsPassedAsAnotherKind) {
     }
 }
 
+TEST_F(Binder, AMistakeInAnOptionMakesNoSecondOne) {
+    const std::string text = "variable fs : int16 = 5\npipe a : int16 starts [1]\npipe b : int16\nOFFSET (a, fs, b)\n";
+    for (const char* value : {"20*512", "40000", "0.5"}) {
+        diagnostics_.clear();
+        procedure_ = parseProcedure({at("p.zp").string(), text}, diagnostics_);
+        BindOptions options;
+        options.values = {{"fs", value}};
+        EXPECT_EQ(bindProcedure(procedure_, testLibrary(), options, diagnostics_).session, nullptr);
+        EXPECT_EQ(diagnostics_.size(), 1U) << render(diagnostics_, procedure_.source);
+    }
+}
+
+// Statements of one kind, each with a mistake, up to the bound and past it.
+TEST_F(Binder, MistakesWithoutEndStopAtABound) {
+    for (const char* statement : {"ABBS (a, b)\n", "ABS (a, b)\n", "pipe @ : int16 from \"none.wav\"\n"}) {
+        std::string text;
+        for (int i = 0; i < 2000; ++i) {
+            text += statement;
+            if (const std::size_t name = text.rfind('@'); name != std::string::npos)
+                text.replace(name, 1, "p" + std::to_string(i));
+        }
+        EXPECT_EQ(bind(text).session, nullptr);
+        ASSERT_EQ(diagnostics_.size(), 1001U) << statement;
+        EXPECT_EQ(diagnostics_.back().message, "too many mistakes: the rest is not checked");
+        EXPECT_LE(diagnostics_.back().place.line, 1001);
+    }
+}
+
+TEST_F(Binder, ATaskThatNeverBeganTookNoListThatTheSignatureLacks) {
+    bind("pipe p : int16 starts [1]\nABS (p, 7)\nSCRIPT (\"exit:1\", p)\n");
+    Report report;
+    report.status = Report::Status::failed;
+    report.tasks.resize(2);
+    report.tasks[1].state = TaskReport::State::fault;
+    report.tasks[1].text = "no stack";
+    EXPECT_EQ(diagnose(procedure_, report, {"advice", ""}).size(), 1U);
+}
+
+TEST_F(Binder, ATaskThatEndsBeforeItWritesIsTheOneMistake) {
+    const BoundProcedure bound =
+        bind("pipe a : int16 starts [1]\npipe b : int16\npipe c : int16\nSCRIPT (\"exit:1\", b)\nABS (b, c)\n");
+    const std::vector<Diagnostic> said = diagnose(procedure_, bound.session->run(), bound.advice);
+    ASSERT_EQ(said.size(), 1U) << render(said, procedure_.source);
+    EXPECT_EQ(said[0].message, "SCRIPT: ended itself with code 1");
+}
+
 // Goes on with whatever parameters it got.
 std::uint32_t takeAll(zepl::ParamList) {
     for (;;) zepl::task_switch();

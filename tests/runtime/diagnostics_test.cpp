@@ -90,6 +90,17 @@ TEST(Diagnostics, mistakesAreToldOutOfOrder) {
     EXPECT_FALSE(hasErrors({mistakes[1]}));
 }
 
+TEST(Diagnostics, ARemedyIsGivenOnceAndASuggestionOnceForEachName) {
+    const std::vector<Diagnostic> mistakes{{Severity::error, {}, "no a", "declare it"},
+                                           {Severity::error, {}, "no b", "declare it"},
+                                           {Severity::error, {}, "no slop", "did you mean `slope`?"},
+                                           {Severity::error, {}, "no sloe", "did you mean `slope`?"},
+                                           {Severity::error, {}, "no slop", "did you mean `slope`?"}};
+    EXPECT_EQ(render(mistakes, {}),
+              "error: no a\n  declare it\nerror: no b\nerror: no slop\n  did you mean `slope`?\n"
+              "error: no sloe\n  did you mean `slope`?\nerror: no slop\n");
+}
+
 TEST(Diagnostics, nearestNameIsNotTheOneThatWasMeant) {
     const std::vector<std::string> names{"slope", "DELTA", "delta2", "ecg", "gain", "gains", "x", std::string(65, 'a')};
     const std::vector<std::pair<std::string, std::string>> cases{
