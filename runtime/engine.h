@@ -71,6 +71,7 @@ struct Engine {
     std::uint64_t lastGrown = 1;
     std::uint64_t lastJump = 1;
     std::uint64_t lastDrivenPause = 1;
+    std::uint64_t lastDrivenPut = 1;  // as the looks at the patience find it
     std::uint64_t lastPatienceLook = 1;
     std::uint64_t patienceTurn = 0;  // as of that look
     std::uint64_t lastDelivery = 1;

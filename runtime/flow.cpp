@@ -313,10 +313,6 @@ void takeClock(Engine& e, Task& task) {
     noteTake(e, task, true);
 }
 
-void noteKept(Engine& e, const Pipe& pipe) {
-    if (isDriven(pipe, nullptr)) e.lastFedTake = e.round;
-}
-
 void waitForElements(Engine& e, PipeEnd& end, std::uint64_t n) {
     raiseCapacity(e, *end.channel, n);
     waitForElementsOf(e, end, n);
@@ -395,7 +391,6 @@ void advanceStatus(Engine& e, Trigger& trigger, std::uint32_t position) {
     ++trigger.statusMoves;
     if (trigger.dropping) return;
     e.lastChange = e.round;
-    if (trigger.hasOutput && isDriven(trigger, nullptr)) e.lastFedTake = e.round;
     if (e.current != nullptr) e.current->signalTurn = e.turn;
 }
 

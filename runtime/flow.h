@@ -78,13 +78,6 @@ std::uint32_t takeStatus(Engine& e, TriggerEnd& end);
 // The task looks at the sampling clock. Frames that inputs have given since it last looked are something taken.
 void takeClock(Engine& e, Task& task);
 
-// What the session keeps of a pipe is taken as it is put.
-void noteKept(Engine& e, const Pipe& pipe);
-inline void noteFirstPut(Engine& e, const Pipe& pipe) {
-    if (pipe.retains) noteKept(e, pipe);
-}
-inline void noteFirstPut(Engine&, const Trigger&) {}
-
 // The end found less than it asked for.
 template <class EndType>
 void noteShort(Engine& e, EndType& end) {
@@ -119,7 +112,6 @@ void countPut(Engine& e, EndType& end, std::uint64_t n) {
     if (end.turn != e.turn) {
         end.turn = e.turn;
         end.turnStart = channel.written - n;
-        noteFirstPut(e, channel);
     }
     if (channel.written - end.turnStart >= channel.capacity) e.yieldCurrent();
 }

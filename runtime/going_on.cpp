@@ -16,24 +16,28 @@ void forEachEnd(const Task& task, Look look) {
 std::uint64_t putsOf(const Pipe& pipe) { return pipe.written; }
 std::uint64_t putsOf(const Trigger& trigger) { return trigger.written + trigger.statusMoves; }
 
+// What the task has put in all where somebody reads it.
 std::uint64_t putsOf(const Task& task) {
     std::uint64_t puts = 0;
     forEachEnd(task, [&](const auto& end) {
-        if (end.mode == EndMode::writing) puts += putsOf(*end.channel);
+        if (end.mode == EndMode::writing && !end.channel->dropping) puts += putsOf(*end.channel);
     });
     return puts;
 }
 
 // Finds out whether the task has put more than the session's patience since it last took anything. Never too soon: what it
-// put before the first look after a take is not counted.
-void lookAtPuts(Task& task, std::uint64_t patience) {
+// put before the first look after a take is not counted. True when it goes on with what it took of the inputs.
+bool lookAtPuts(Task& task, std::uint64_t patience) {
     const std::uint64_t puts = putsOf(task);
-    if (task.takeTurn != task.seenTakeTurn) {
+    const bool hasPut = puts != task.putsAtLook;
+    task.putsAtLook = puts;
+    if (task.takeTurn != task.seenTakeTurn || puts < task.putsAtTake) {
         task.seenTakeTurn = task.takeTurn;
-        task.seenPuts = puts;
-    } else if (isDriven(task) && puts - task.seenPuts >= patience) {
+        task.putsAtTake = puts;
+    } else if (isDriven(task) && puts - task.putsAtTake >= patience) {
         task.outOfPatience = true;
     }
+    return hasPut && isDriven(task);
 }
 
 std::string counted(const Pipe& pipe) {
@@ -131,7 +135,7 @@ void Engine::lookAtPatience() {
     patienceTurn = turn;
     TaskSet overdue(tasks.size(), false), moved(overdue);
     for (Task& task : tasks) {
-        lookAtPuts(task, options.patience);
+        if (lookAtPuts(task, options.patience)) lastDrivenPut = round;
         overdue[task.number - 1] = task.outOfPatience;
         moved[task.number - 1] = movedSince(task, sinceTurn);
     }

@@ -195,8 +195,8 @@ void Engine::endPauses() {
 
 // The last round in which something happened that keeps the run going.
 std::uint64_t Engine::lastUseful() const {
-    return std::max(
-        {lastFedTake, lastDelivery, lastDrivenPause, lastLimitedRound(pipeOutputs), lastLimitedRound(triggerOutputs)});
+    return std::max({lastFedTake, lastDelivery, lastDrivenPause, lastDrivenPut, lastLimitedRound(pipeOutputs),
+                     lastLimitedRound(triggerOutputs)});
 }
 
 // When nothing moved for some rounds: lets a channel grow, or the run end.

@@ -78,11 +78,12 @@ struct Task {
 
     Drive ownDrive;
     Drive* drive = &ownDrive;
-    // What it has put since it last took anything, as the looks at the session's patience find it.
     std::uint64_t takeTurn = 0;  // the last turn in which it took something
+    // As the looks at the session's patience find it.
     std::uint64_t seenTakeTurn = 0;
-    std::uint64_t seenPuts = 0;
-    bool outOfPatience = false;
+    std::uint64_t putsAtTake = 0;  // at the first look after that
+    std::uint64_t putsAtLook = 0;
+    bool outOfPatience = false;  // it has put more than the patience since it last took anything
 
     std::uint32_t number = 0;  // from 1; also its parameter list's handle
     const Command* command = nullptr;

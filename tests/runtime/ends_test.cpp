@@ -118,6 +118,14 @@ TEST(Ends, AnOutputWhoseWriterHasEndedNeedsNoLimit) {
     }
 }
 
+TEST(Ends, AReaderThatWaitsForVeryMuchGetsIt) {
+    TestSession session;
+    const PipeId source = session.input("source", countUp(1)), much = session.pipe("much");
+    session.script("read:2 write:3 get:2 150000( put:3,7 switch )", source, much);
+    session.script("read:2 block:2,150000 least:2,150000 ?fetch:2", much);
+    EXPECT_EQ(session.run().console, Lines({"150000"}));
+}
+
 // The reader's takes and what the session keeps end with the patience for the writer, which only took once.
 TEST(Ends, AHoldThatWritesMoreThanThePatienceFails) {
     for (const bool read : {true, false}) {
