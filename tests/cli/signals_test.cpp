@@ -54,6 +54,33 @@ TEST_F(Signals, ASecondEndsARunAtOnceAndLeavesNoTemporaryFile) {
     EXPECT_EQ(bytesOf("c.bin"), "yesterday");
 }
 
+TEST_F(Signals, OneThatComesWhileTheReportIsWrittenChangesNothing) {
+    ASSERT_EQ(::mkfifo(at("r.fifo").c_str(), 0600), 0);
+    left_ = files();
+    const int report = ::open(at("r.fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(::fcntl(report, F_SETPIPE_SZ, 4096), 4096);
+    std::string procedure = bytesOf("p.zp");
+    for (int i = 0; i < 200; ++i) procedure += "variable v" + std::to_string(i) + " : int16 = 1\n";
+    put("p.zp", procedure);
+    LiveTool tool(folder_, {"run", "p.zp", "--report", "r.fifo", "--quiet"}, samples);
+    tool.closeInput();
+    EXPECT_EQ(tool.read(5), samples);
+    for (int there = 0; there < 4096;) ASSERT_EQ(::ioctl(report, FIONREAD, &there), 0);
+    tool.send(SIGTERM);
+    EXPECT_EQ(::fcntl(report, F_SETFL, 0), 0);
+    std::string json;
+    char piece[4096];
+    for (ssize_t got = 1; got > 0;) {
+        got = ::read(report, piece, sizeof piece);
+        if (got > 0) json.append(piece, static_cast<std::size_t>(got));
+    }
+    ::close(report);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(nlohmann::json::parse(json)["status"], "ok");
+    EXPECT_EQ(files(), left_);
+    EXPECT_EQ(bytesOf("c.bin"), samples);
+}
+
 TEST_F(Signals, OneEndsSetUpsThatWaitForAFifo) {
     ASSERT_EQ(::mkfifo(at("taps.csv").c_str(), 0600) + ::mkfifo(at("b.csv").c_str(), 0600), 0);
     put("p.zp",
