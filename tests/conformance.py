@@ -9,6 +9,8 @@ import re
 import subprocess
 import sys
 
+import conformance_page
+
 BUILDS = {
     "release": ("g++", "-O3"),
     "clang": ("clang++", "-O3"),
@@ -86,6 +88,8 @@ def main():
     print()
     print(LEGEND)
     print("\n".join(commands))
+    if kept := conformance_page.section(conformance_page.PAGE.read_text(), "Architectures"):
+        print("\n" + kept, end="")
     failed = any(test.get("failures") for tests in results.values() for test in tests)
     sys.exit(1 if failed or any("| NO |" in row for row in commands) else 0)
 

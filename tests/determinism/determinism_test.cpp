@@ -2,10 +2,12 @@
 // of all capacities. What it makes of the input must be the same.
 //
 // The environment's ARRIVALS chooses the seeds of the arrivals: FIRST-LAST, or a single one. What was run of each command is
-// recorded with the test's result, for tests/conformance.
+// recorded with the test's result, for tests/conformance. Where OUTPUTS names a folder, what each case gives under the usual
+// arrival goes there, for tests/architectures.
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <set>
 
 #include "runtime/context.h"
@@ -93,7 +95,7 @@ int failuresSoFar() { return testing::UnitTest::GetInstance()->current_test_info
 
 // What was run of a command.
 struct Record {
-    std::uint64_t runs = 0;
+    std::uint64_t cases = 0, runs = 0;
     std::uint64_t digest = 14695981039346656037U;  // of all that must be the same, by FNV-1a
     std::set<std::string> types{}, why{};
 
@@ -101,12 +103,28 @@ struct Record {
         for (const PipeDeclaration& pipe : procedure.pipes)
             if (pipe.from || pipe.to || !pipe.starts.empty()) types.insert(std::string(nameOf(pipe.type)));
         if (one.why != "") why.insert(one.why);
+        ++cases;
         for (const auto& [name, bytes] : outputs) {
             if (varying.count(name) != 0) continue;
             for (const char byte : bytes) digest = (digest ^ static_cast<unsigned char>(byte)) * 1099511628211U;
         }
     }
 };
+
+// A file for each output that must be the same: COMMAND-CASE-OUTPUT.TYPE, with the type of a pipe's elements.
+void writeOutputs(const std::string& caseName, const Procedure& procedure, const Bytes& outputs,
+                  const std::set<std::string>& varying) {
+    const char* folder = std::getenv("OUTPUTS");
+    if (folder == nullptr) return;
+    for (const auto& [name, bytes] : outputs) {
+        if (varying.count(name) != 0) continue;
+        std::string type = "bytes";
+        for (const PipeDeclaration& pipe : procedure.pipes)
+            if (pipe.name == name) type = nameOf(pipe.type);
+        std::ofstream file(std::string(folder) + "/" + caseName + "-" + name + "." + type, std::ios::binary);
+        EXPECT_TRUE(file << bytes << std::flush) << folder;
+    }
+}
 
 std::string joined(const std::set<std::string>& words) {
     std::string line;
@@ -120,6 +138,7 @@ void expectNoDifference(const Case& one, const std::string& text, Seeds seeds, R
     const std::set<std::string> varying = varyingOutputs(repeated.procedure());
     const Run expected = shownBy(repeated, one, varying);
     record.add(one, repeated.procedure(), expected.outputs, varying);
+    writeOutputs(one.command + "-" + std::to_string(record.cases), repeated.procedure(), expected.outputs, varying);
     const int failures = failuresSoFar();
     for (std::uint64_t seed = seeds.first; seed <= seeds.last && failuresSoFar() == failures; ++seed) {
         SCOPED_TRACE("to run it again: ARRIVALS=" + std::to_string(seed));
