@@ -108,6 +108,12 @@ const Operation operations[] = {
     LIBZEPL_OPERATION(atan2),
     LIBZEPL_OPERATION(pow),
     LIBZEPL_OPERATION(isqrt),
+    LIBZEPL_OPERATION(exp_array),
+    LIBZEPL_OPERATION(log10_array),
+    LIBZEPL_OPERATION(cos_array),
+    LIBZEPL_OPERATION(sin_array),
+    LIBZEPL_OPERATION(atan2_array),
+    LIBZEPL_OPERATION(pow_array),
     LIBZEPL_OPERATION(ModuleOpen),
     LIBZEPL_OPERATION(ModuleProcAddressGet),
     LIBZEPL_OPERATION(ModuleClose),
@@ -118,7 +124,7 @@ const Operation operations[] = {
     LIBZEPL_OPERATION(RtlUnwind),
 };
 #undef LIBZEPL_OPERATION
-static_assert(sizeof operations / sizeof *operations == 70);
+static_assert(sizeof operations / sizeof *operations == 76);
 
 // Gives the text to the caller's console. What that throws must not pass through a task's frames, which are never unwound:
 // the run ends, and run() passes it on.

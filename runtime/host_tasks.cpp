@@ -1,9 +1,7 @@
 // Tasks, system information, vectors and memory for tasks.
 
 #include <chrono>
-#include <cmath>
 
-#include "host/mathematics.h"
 #include "host/memory.h"
 #include "host/modules.h"
 #include "host/system_info.h"
@@ -133,18 +131,5 @@ void free(void* pointer) {
     Engine& e = running();
     if (pointer != nullptr && !e.current->arena.free(pointer)) misuse(e, "frees what it has not allocated");
 }
-
-double sqrt(double x) { return std::sqrt(x); }
-double fabs(double x) { return std::fabs(x); }
-double floor(double x) { return std::floor(x); }
-double exp(double x) { return std::exp(x); }
-double log10(double x) { return std::log10(x); }
-double cos(double x) { return std::cos(x); }
-double sin(double x) { return std::sin(x); }
-double atan2(double y, double x) { return std::atan2(y, x); }
-double pow(double x, double y) { return std::pow(x, y); }
-
-// The double root of a 32-bit value is exact where the value is a square and never rounds up to the next integer.
-std::int32_t isqrt(std::int32_t value) { return value > 0 ? static_cast<std::int32_t>(std::sqrt(value)) : 0; }
 
 }  // namespace zepl

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "arith/angle_table.h"
+#include "frame/vector_clones.h"
 
 namespace zcmds {
 
@@ -20,6 +21,17 @@ std::int32_t upperAngle(std::int64_t height, std::int64_t re) {
     return re > 0 ? t : halfTurn - t;
 }
 
+ZCMDS_VECTOR_CLONES void widen(const float* re, const float* im, double* x, double* y, std::int32_t n) {
+    for (std::int32_t i = 0; i < n; ++i) {
+        x[i] = re[i];
+        y[i] = im[i];
+    }
+}
+
+ZCMDS_VECTOR_CLONES void narrow(const double* from, float* to, std::int32_t n) {
+    for (std::int32_t i = 0; i < n; ++i) to[i] = static_cast<float>(from[i]);
+}
+
 }  // namespace
 
 std::int32_t fixedAngle(std::int32_t im, std::int32_t re) {
@@ -27,6 +39,16 @@ std::int32_t fixedAngle(std::int32_t im, std::int32_t re) {
     if (re == 0) return im > 0 ? quarterTurn : -quarterTurn;
     const std::int32_t upper = upperAngle(std::abs(std::int64_t{im}), re);
     return im > 0 ? upper : -upper;
+}
+
+// In double, and rounded once.
+void anglesOf(const float* re, const float* im, float* angles, std::int32_t n) {
+    inPieces(n, [=](std::int32_t start, std::int32_t count) {
+        double x[mathematicsPiece], y[mathematicsPiece];
+        widen(re + start, im + start, x, y, count);
+        mathematics.atan2Array(y, x, y, count);
+        narrow(y, angles + start, count);
+    });
 }
 
 }  // namespace zcmds

@@ -16,7 +16,15 @@ inline std::int16_t angle(std::int16_t re, std::int16_t im) {
     return static_cast<std::int16_t>(fixedAngle(im, re) >> 16);
 }
 inline std::int32_t angle(std::int32_t re, std::int32_t im) { return fixedAngle(im, re); }
-inline float angle(float re, float im) { return static_cast<float>(mathematics.atan2(im, re)); }
-inline double angle(double re, double im) { return mathematics.atan2(im, re); }
+
+// Of `n` pairs; `angles` may be in the place of either part.
+void anglesOf(const float* re, const float* im, float* angles, std::int32_t n);
+inline void anglesOf(const double* re, const double* im, double* angles, std::int32_t n) {
+    mathematics.atan2Array(im, re, angles, n);
+}
+template <class Integer>
+void anglesOf(const Integer* re, const Integer* im, Integer* angles, std::int32_t n) {
+    for (std::int32_t i = 0; i < n; ++i) angles[i] = angle(re[i], im[i]);
+}
 
 }  // namespace zcmds

@@ -11,7 +11,7 @@ const char* const cangleSignature =
     "destr  )";
 
 std::uint32_t cangle(ParamList list) {
-    return combineStreams(list, [](auto re, auto im) { return angle(re, im); });
+    return combineStreams(list, [](auto* re, const auto* im, std::int32_t n) { anglesOf(re, im, re, n); });
 }
 
 }  // namespace zcmds

@@ -10,7 +10,9 @@ const char* const cmagSignature =
     "( in    pipe     (int16|int32|float|double)  srcr ,   in    typeof(srcr)  srci ,   out   typeof(srcr)  destr )";
 
 std::uint32_t cmag(ParamList list) {
-    return combineStreams(list, [](auto re, auto im) { return magnitude(re, im); });
+    return combineStreams(list, []<class Element>(Element* re, const Element* im, std::int32_t n) {
+        combineBlock(re, im, n, [](Element x, Element y) { return magnitude(x, y); });
+    });
 }
 
 }  // namespace zcmds

@@ -2,6 +2,7 @@
 // point: their levels come from tables.
 
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 #include "arith/level_tables.h"
@@ -12,6 +13,7 @@
 #include "frame/exact.h"
 #include "frame/mathematics.h"
 #include "frame/values.h"
+#include "frame/vector_clones.h"
 #include "host/parameters.h"
 
 namespace zcmds {
@@ -74,12 +76,37 @@ std::int32_t level(std::int32_t x, std::int32_t reference, std::int32_t scale) {
 
 // Each step is rounded to the type. Silence has the level of the least normal float, in double as well.
 template <class Real>
-Real level(Real x, Real reference, Real scale) {
+ZCMDS_VECTOR_CLONES void ratiosOf(const Real* x, double* ratios, std::int32_t n, Real reference) {
     constexpr Real floor = std::numeric_limits<float>::min();
-    const Real magnitude = x < 0 ? -x : x;
-    const Real ratio = (magnitude < floor ? floor : magnitude) / reference;
-    const auto decibels = static_cast<Real>(20.0 * mathematics.log10(ratio));
-    return decibels * scale;
+    for (std::int32_t i = 0; i < n; ++i) {
+        const Real magnitude = x[i] < 0 ? -x[i] : x[i];
+        const Real ratio = (magnitude < floor ? floor : magnitude) / reference;
+        ratios[i] = ratio;
+    }
+}
+
+template <class Real>
+ZCMDS_VECTOR_CLONES void scaleLevels(const double* logarithms, Real* levels, std::int32_t n, Real scale) {
+    for (std::int32_t i = 0; i < n; ++i) {
+        const auto decibels = static_cast<Real>(20.0 * logarithms[i]);
+        levels[i] = decibels * scale;
+    }
+}
+
+template <class Real>
+void replaceByLevels(Real* elements, std::int32_t n, Real reference, Real scale) {
+    inPieces(n, [=](std::int32_t start, std::int32_t count) {
+        double values[mathematicsPiece];
+        ratiosOf(elements + start, values, count, reference);
+        mathematics.log10Array(values, values, count);
+        scaleLevels(values, elements + start, count, scale);
+    });
+}
+
+template <class Integer>
+requires std::is_integral_v<Integer>
+void replaceByLevels(Integer* elements, std::int32_t n, Integer reference, Integer scale) {
+    transformBlock(elements, n, [=](Integer x) { return level(x, reference, scale); });
 }
 
 }  // namespace
@@ -96,10 +123,10 @@ std::uint32_t decibel(ParamList list) {
     openInPlacePair(params, pair, reader, writer, 1000);
     const Slot reference = params[2], scale = params[3];
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        transformBlocksAnew<Element>(reader, writer, [reference, scale] {
-            return [by = *valueIn<Element>(reference), times = *valueIn<Element>(scale)](Element x) {
-                return level(x, by, times);
-            };
+        // Both can change while the command runs. No other task runs inside a block, so that once for each is enough.
+        processBlocks<Element>(reader, writer, [reference, scale](Element* elements, std::int32_t n) {
+            replaceByLevels(elements, n, *valueIn<Element>(reference), *valueIn<Element>(scale));
+            return n;
         });
     });
 }

@@ -32,9 +32,10 @@ ZCMDS_VECTOR_CLONES void combineBlock(Element* re, const Element* im, std::int32
     for (std::int32_t i = 0; i < n; ++i) re[i] = function(re[i], im[i]);
 }
 
-// The entry of a command (srcr, srci, destr): each pair becomes `function(re, im)`, which is defined for every type.
-template <class Function>
-std::uint32_t combineStreams(ParamList list, Function function) {
+// The entry of a command (srcr, srci, destr): `combine(re, im, n)`, which is defined for every type, leaves the results of
+// the `n` pairs in the place of the real parts.
+template <class Combine>
+std::uint32_t combineStreams(ParamList list, Combine combine) {
     StreamReader real, imaginary;
     StreamWriter writer;
     const ParamPair pair{.source = 1, .destination = 3};
@@ -45,9 +46,7 @@ std::uint32_t combineStreams(ParamList list, Function function) {
     openInPlacePair(params, pair, real, writer, 1000);
     openReader(imaginary, handleIn<PipeHandle>(params[2]), 1000);
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        processPairs<Element>(
-            real, imaginary, writer, writer,
-            [function](Element* re, const Element* im, std::int32_t n) { combineBlock(re, im, n, function); });
+        processPairs<Element>(real, imaginary, writer, writer, combine);
     });
 }
 

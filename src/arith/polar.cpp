@@ -1,5 +1,7 @@
 // POLAR gives the magnitudes and the angles of a complex stream.
 
+#include <algorithm>
+
 #include "arith/angle.h"
 #include "arith/magnitude.h"
 #include "arith/pair_loop.h"
@@ -16,11 +18,12 @@ namespace {
 
 template <class Element>
 void polarBlock(Element* re, Element* im, std::int32_t n) {
-    for (std::int32_t i = 0; i < n; ++i) {
-        const Element x = re[i], y = im[i];
-        re[i] = magnitude(x, y);
-        im[i] = angle(x, y);
-    }
+    inPieces(n, [=](std::int32_t start, std::int32_t count) {
+        Element angles[mathematicsPiece];
+        anglesOf(re + start, im + start, angles, count);
+        combineBlock(re + start, im + start, count, [](Element x, Element y) { return magnitude(x, y); });
+        std::copy_n(angles, count, im + start);
+    });
 }
 
 }  // namespace

@@ -31,14 +31,14 @@ struct RampState {
 };
 
 // The constants make each curve end at about 0.
-double restOfRamp(RampShape shape, double k, double n) {
+void fillRamp(RampShape shape, double* rests, std::int32_t n) {
     switch (shape) {
         case RampShape::exponential:
-            return exponentialRest(-2.65 * k / n, 0.9193018, 2.0999997);
+            return fillExponential(rests, n, n, 0.9193018, 2.0999997);
         case RampShape::hyperbolic:
-            return (fallingTangent(k, n) + 0.9990000701) / 1.998001402;
+            return fillHyperbolic(rests, n, [](double tangent) { return (tangent + 0.9990000701) / 1.998001402; });
         default:
-            return linearRest(k, n);
+            return fillLinear(rests, n);
     }
 }
 
@@ -49,8 +49,7 @@ void prepareRamp(RampState& state) {
     else if (zepl::pipe_num(state.periodPipe) != 0)
         state.rampLength = static_cast<std::int16_t>(zepl::pipe_get(state.periodPipe));
     if (state.rampLength > longestRamp) state.rampLength = longestRamp;
-    for (std::int32_t i = 0; i < state.rampLength; ++i)
-        state.rampTable[i] = restOfRamp(state.shapeCode, i + 1, state.rampLength);
+    fillRamp(state.shapeCode, state.rampTable, state.rampLength);
 }
 
 template <class Element>

@@ -38,14 +38,14 @@ struct ScramState {
 
 // These constants are not those of PIDRAMP: but for the straight one, the ramps stop short of the target, which the hold
 // then gives.
-double restOfScram(RampShape shape, double k, double n) {
+void fillScram(RampShape shape, double* rests, std::int32_t n) {
     switch (shape) {
         case RampShape::exponential:
-            return exponentialRest(-2.65 * k / (n + 1), 0.92, 2.1);
+            return fillExponential(rests, n, n + 1.0, 0.92, 2.1);
         case RampShape::hyperbolic:
-            return 0.5 * (1 + fallingTangent(k, n));
+            return fillHyperbolic(rests, n, [](double tangent) { return 0.5 * (1 + tangent); });
         default:
-            return linearRest(k, n);
+            return fillLinear(rests, n);
     }
 }
 
@@ -54,8 +54,7 @@ template <class Element>
 void prepare(ScramState<Element>& state) {
     const auto length = static_cast<std::size_t>(std::max(state.duration, 0));
     state.rampTable = static_cast<std::byte*>(zepl::ralloc(length * sizeof(double)));
-    auto* const table = reinterpret_cast<double*>(state.rampTable);
-    for (std::int32_t i = 0; i < state.duration; ++i) table[i] = restOfScram(state.shapeCode, i + 1, state.duration);
+    fillScram(state.shapeCode, reinterpret_cast<double*>(state.rampTable), state.duration);
     state.holdBlock = static_cast<Element*>(zepl::ralloc(holdLength * sizeof(Element)));
     std::fill_n(state.holdBlock, holdLength, state.target);
 }

@@ -22,18 +22,34 @@ inline RampShape rampShapeAt(const Slot* params, std::int32_t index) {
     zepl::param_error_msg(ParamError::unknownWord, index);
 }
 
-// What a straight ramp of `n` values has still to go at its `k`-th, as a fraction.
-inline double linearRest(double k, double n) { return 1 - k / n; }
-
-// A decay whose second term takes away what the first leaves: `divisor` over `span` of it.
-inline double exponentialRest(double x, double span, double divisor) {
-    return mathematics.exp(x) + x * mathematics.exp(x / span) / divisor;
+// Fills in what a straight ramp of `n` values has still to go at each, as a fraction.
+inline void fillLinear(double* rests, std::int32_t n) {
+    for (std::int32_t i = 0; i < n; ++i) rests[i] = 1 - (i + 1.0) / n;
 }
 
-// A hyperbolic tangent from near 1 to near -1, centred on the ramp.
-inline double fallingTangent(double k, double n) {
-    const double e = mathematics.exp(15.200744836496987 * (k - n / 2) / n);
-    return (1 - e) / (1 + e);
+// Of a decay over `length` values, of which there are `n`, whose second term takes away what the first leaves: `divisor` over
+// `span` of it.
+inline void fillExponential(double* rests, std::int32_t n, double length, double span, double divisor) {
+    inPieces(n, [=](std::int32_t start, std::int32_t count) {
+        double x[mathematicsPiece] = {}, second[mathematicsPiece] = {};
+        double* const rest = rests + start;
+        for (std::int32_t i = 0; i < count; ++i) {
+            x[i] = -2.65 * (start + i + 1.0) / length;
+            second[i] = x[i] / span;
+        }
+        mathematics.expArray(x, rest, count);
+        mathematics.expArray(second, second, count);
+        for (std::int32_t i = 0; i < count; ++i) rest[i] = rest[i] + x[i] * second[i] / divisor;
+    });
+}
+
+// Of a hyperbolic tangent from near 1 to near -1, centred on the ramp, of whose value at each `rest` makes the fraction.
+template <class Rest>
+void fillHyperbolic(double* rests, std::int32_t n, Rest rest) {
+    const double length = n;
+    for (std::int32_t i = 0; i < n; ++i) rests[i] = 15.200744836496987 * (i + 1.0 - length / 2) / length;
+    mathematics.expArray(rests, rests, n);
+    for (std::int32_t i = 0; i < n; ++i) rests[i] = rest((1 - rests[i]) / (1 + rests[i]));
 }
 
 // From `to` back to `from`, in the element's type: integers wrap.

@@ -15,8 +15,12 @@ namespace {
 constexpr const char* requiredOperations[] = {
     "CommandInstall",
     "RaiseException",
+    "atan2",
+    "cos",
     "digital_set_bit",
     "exit",
+    "exp",
+    "log10",
     "malloc",
     "param_error_msg",
     "param_process",
@@ -41,7 +45,9 @@ constexpr const char* requiredOperations[] = {
     "pipe_rem",
     "pipe_value_get",
     "pipe_value_put",
+    "pow",
     "ralloc",
+    "sin",
     "sys_get_info",
     "sys_get_task_ID",
     "sys_get_time",
@@ -88,6 +94,13 @@ void bindMathematics(zepl::ModuleHandle host) {
     bind(host, "sin", mathematics.sin);
     bind(host, "atan2", mathematics.atan2);
     bind(host, "pow", mathematics.pow);
+    // A host need not have these.
+    bind(host, "exp_array", mathematics.expArray);
+    bind(host, "log10_array", mathematics.log10Array);
+    bind(host, "cos_array", mathematics.cosArray);
+    bind(host, "sin_array", mathematics.sinArray);
+    bind(host, "atan2_array", mathematics.atan2Array);
+    bind(host, "pow_array", mathematics.powArray);
 }
 
 [[gnu::constructor]] void startUp() {

@@ -35,7 +35,7 @@ struct ChirpState {
     Law law{};
     ParamMask elementType = 0;
     std::int32_t blockBytes = 0;  // of the greatest block
-    void (*emitSample)(const ChirpState& state, std::int32_t n, double angle) = nullptr;
+    void (*emitSamples)(const ChirpState& state, std::int32_t start, double* angles, std::int32_t n) = nullptr;
     PipeHandle chirpPipe{};
     PbufHandle outputPbuf{};
     void* sweepData = nullptr;     // the pbuf's buffer, a whole sweep
@@ -46,9 +46,12 @@ struct ChirpState {
     double highOmega = 0;   // radians per sample
 };
 
+// The samples from `start` on at `n` angles, in whose place their cosines are left.
 template <class Element>
-void emit(const ChirpState& state, std::int32_t n, double angle) {
-    static_cast<Element*>(state.sweepData)[n] = truncateTo<Element>(mathematics.cos(angle) * state.amplitude);
+void emit(const ChirpState& state, std::int32_t start, double* angles, std::int32_t n) {
+    mathematics.cosArray(angles, angles, n);
+    Element* const samples = static_cast<Element*>(state.sweepData) + start;
+    for (std::int32_t i = 0; i < n; ++i) samples[i] = truncateTo<Element>(angles[i] * state.amplitude);
 }
 
 // How far sample `n` is on the way from the low to the high frequency: 0 to 1 over the sweep, or to 1 at its middle and back.
@@ -60,38 +63,54 @@ double wayAt(const ChirpState& state, double n) {
     return u > 1.0 ? 2.0 - u : u;
 }
 
-// The angular frequency at sample `n`, radians per sample. Sample -1 is an extrapolation.
+// The angular frequencies of the `n` samples, at most a piece, from `start` on, radians per sample. Sample -1 is an
+// extrapolation.
 template <Law law, Direction direction>
-double omegaAt(const ChirpState& state, double n) {
-    const double u = wayAt<direction>(state, n), low = state.lowOmega, high = state.highOmega;
-    if constexpr (law == Law::linear) return (1.0 - u) * low + u * high;
-    if constexpr (law == Law::quadratic) return (1.0 - u * u) * low + u * u * high;
-    return low * mathematics.pow(high / low, u);
+void omegasFrom(const ChirpState& state, std::int32_t start, double* omegas, std::int32_t n) {
+    const double low = state.lowOmega, high = state.highOmega;
+    for (std::int32_t i = 0; i < n; ++i) {
+        const double u = wayAt<direction>(state, static_cast<double>(start) + i);
+        if constexpr (law == Law::linear) omegas[i] = (1.0 - u) * low + u * high;
+        if constexpr (law == Law::quadratic) omegas[i] = (1.0 - u * u) * low + u * u * high;
+        if constexpr (law == Law::logarithmic) omegas[i] = u;
+    }
+    if constexpr (law == Law::logarithmic) {
+        double ratios[mathematicsPiece] = {};
+        std::fill_n(ratios, n, high / low);
+        mathematics.powArray(ratios, omegas, omegas, n);
+        for (std::int32_t i = 0; i < n; ++i) omegas[i] = low * omegas[i];
+    }
 }
 
-using OmegaFunction = double(const ChirpState& state, double n);
+using OmegaFunction = void(const ChirpState& state, std::int32_t start, double* omegas, std::int32_t n);
 
 OmegaFunction* omegaFunctionOf(const ChirpState& state) {
     static constexpr OmegaFunction* functions[][2] = {
-        {omegaAt<Law::linear, Direction::oneWay>, omegaAt<Law::linear, Direction::outAndBack>},
-        {omegaAt<Law::quadratic, Direction::oneWay>, omegaAt<Law::quadratic, Direction::outAndBack>},
-        {omegaAt<Law::logarithmic, Direction::oneWay>, omegaAt<Law::logarithmic, Direction::outAndBack>},
+        {omegasFrom<Law::linear, Direction::oneWay>, omegasFrom<Law::linear, Direction::outAndBack>},
+        {omegasFrom<Law::quadratic, Direction::oneWay>, omegasFrom<Law::quadratic, Direction::outAndBack>},
+        {omegasFrom<Law::logarithmic, Direction::oneWay>, omegasFrom<Law::logarithmic, Direction::outAndBack>},
     };
     return functions[static_cast<std::uint32_t>(state.law)][static_cast<std::uint32_t>(state.direction)];
 }
 
 // Integrates the frequency by the Adams-Moulton rule of third order. The angle is never wrapped.
 void computeSweep(const ChirpState& state) {
-    OmegaFunction* const omega = omegaFunctionOf(state);
-    double older = omega(state, -1.0), old = omega(state, 0.0), angle = state.startPhase;
-    state.emitSample(state, 0, angle);
-    for (std::int32_t n = 1; n < state.sweepLength; ++n) {
-        const double now = omega(state, n);
-        angle += (5.0 * now + 8.0 * old - older) / 12.0;
-        older = old;
-        old = now;
-        state.emitSample(state, n, angle);
-    }
+    OmegaFunction* const omegas = omegaFunctionOf(state);
+    double first[2], angle = state.startPhase, values[mathematicsPiece] = {angle};
+    omegas(state, -1, first, 2);
+    double older = first[0], old = first[1];
+    state.emitSamples(state, 0, values, 1);
+    inPieces(state.sweepLength - 1, [&](std::int32_t start, std::int32_t n) {
+        omegas(state, start + 1, values, n);
+        for (std::int32_t i = 0; i < n; ++i) {
+            const double now = values[i];
+            angle += (5.0 * now + 8.0 * old - older) / 12.0;
+            older = old;
+            old = now;
+            values[i] = angle;
+        }
+        state.emitSamples(state, start + 1, values, n);
+    });
 }
 
 // The value that the word stands for. The values are numbered from 0, and each has two words, one behind the other.
@@ -115,7 +134,7 @@ double readPeriod(ParamList list, const Slot* params, std::int32_t position) {
 void readAmplitude(const Slot* params, ChirpState& state) {
     forElementType(state.elementType, [&]<class Element>() -> std::uint32_t {
         state.amplitude = static_cast<double>(*valueIn<Element>(params[3]));
-        state.emitSample = emit<Element>;
+        state.emitSamples = emit<Element>;
         state.blockBytes = greatestBlock * static_cast<std::int32_t>(sizeof(Element));
         return 0;
     });

@@ -25,11 +25,13 @@ void squareShape(const WaveState&, double* phases, std::int32_t n) {
 }
 
 void sineShape(const WaveState&, double* phases, std::int32_t n) {
-    for (std::int32_t i = 0; i < n; ++i) phases[i] = mathematics.sin(std::numbers::pi * phases[i]);
+    transformBlock(phases, n, [](double p) { return std::numbers::pi * p; });
+    mathematics.sinArray(phases, phases, n);
 }
 
 void cosineShape(const WaveState&, double* phases, std::int32_t n) {
-    for (std::int32_t i = 0; i < n; ++i) phases[i] = mathematics.cos(std::numbers::pi * phases[i]);
+    transformBlock(phases, n, [](double p) { return std::numbers::pi * p; });
+    mathematics.cosArray(phases, phases, n);
 }
 
 // The jump's middle, where the phase hits it.

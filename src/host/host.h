@@ -1,5 +1,5 @@
-// The whole contract between a module and its host: 70 operations. None of them returns a failure that a module must
-// test: what goes wrong in a host is the host's to report.
+// The whole contract between a module and its host: 70 operations, and 6 on arrays (host/mathematics.h) that a host need not
+// have. None of them returns a failure that a module must test: what goes wrong in a host is the host's to report.
 #pragma once
 
 #include "host/codes.h"

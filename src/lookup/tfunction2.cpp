@@ -5,7 +5,6 @@
 
 #include "frame/commands.h"
 #include "frame/element_type.h"
-#include "frame/mathematics.h"
 #include "host/parameters.h"
 #include "lookup/transfer.h"
 
@@ -20,23 +19,27 @@ const char* const tfunction2Signature =
 namespace {
 
 // The limits look at the amplitude, the root of the auto spectrum, but the result is cross over auto itself.
-TransferPoint ratioOf(double r1, double r2, double i2, double lim1, double lim2) {
-    const double m1 = std::sqrt(r1), m2 = std::sqrt(r2 * r2 + i2 * i2);
-    if (m1 < lim1 || m2 / m1 < lim2) return {};
-    return {20.0 * mathematics.log10(m2 / r1), mathematics.atan2(i2, r2)};
+template <class Element>
+ZCMDS_VECTOR_CLONES void ratiosOf(const Element* power, const Element* realCross, const Element* imaginaryCross,
+                                  std::int32_t n, double lim1, double lim2, TransferPiece& piece) {
+    for (std::int32_t i = 0; i < n; ++i) {
+        const auto r1 = static_cast<double>(power[i]);
+        const auto r2 = static_cast<double>(realCross[i]), i2 = static_cast<double>(imaginaryCross[i]);
+        const double m1 = std::sqrt(r1), m2 = std::sqrt(r2 * r2 + i2 * i2);
+        piece.weak[i] = (m1 < lim1) | (m2 / m1 < lim2);
+        piece.ratio[i] = m2 / r1;
+        piece.x[i] = r2;
+        piece.y[i] = i2;
+    }
 }
 
-// Each position is read from all three blocks before it is written: the results share the buffers of the first two.
 template <class Element>
 void transformBlock(const TransferState& state, std::int32_t n) {
     const auto* r1 = static_cast<const Element*>(state.srcr1.ptr);
     const auto *r2 = static_cast<const Element*>(state.srcr2.ptr), *i2 = static_cast<const Element*>(state.srci2.ptr);
-    auto *mag = static_cast<Element*>(state.mag.ptr), *phase = static_cast<Element*>(state.phase.ptr);
-    for (std::int32_t i = 0; i < n; ++i) {
-        const TransferPoint point = ratioOf(static_cast<double>(r1[i]), static_cast<double>(r2[i]),
-                                            static_cast<double>(i2[i]), state.lim1, state.lim2);
-        storeTransferPoint(point, state.scale, mag[i], phase[i]);
-    }
+    transformPositions<Element>(state, n, [&](std::int32_t at, std::int32_t count, TransferPiece& piece) {
+        ratiosOf(r1 + at, r2 + at, i2 + at, count, state.lim1, state.lim2, piece);
+    });
 }
 
 }  // namespace

@@ -98,11 +98,16 @@ void putPolar(const DftState& state) {
     Element* const magnitude = dataOf<Element>(state.firstBuf);
     Element* const phase = dataOf<Element>(state.secondBuf);
     const double length = state.length;
-    for (std::int32_t i = 0; i < state.nterms; ++i) {
-        const double re = realPart(state.terms[i]), im = imaginaryPart(state.terms[i]);
-        magnitude[i] = truncateTo<Element>(std::sqrt(re * re + im * im) / length);
-        phase[i] = phaseTo<Element>(mathematics.atan2(im, re));
-    }
+    inPieces(state.nterms, [&](std::int32_t start, std::int32_t count) {
+        double x[mathematicsPiece], y[mathematicsPiece];
+        for (std::int32_t i = 0; i < count; ++i) {
+            const double re = x[i] = realPart(state.terms[start + i]),
+                         im = y[i] = imaginaryPart(state.terms[start + i]);
+            magnitude[start + i] = truncateTo<Element>(std::sqrt(re * re + im * im) / length);
+        }
+        mathematics.atan2Array(y, x, y, count);
+        for (std::int32_t i = 0; i < count; ++i) phase[start + i] = phaseTo<Element>(y[i]);
+    });
 }
 
 // The power of int16 samples is delivered in int32.

@@ -1,5 +1,6 @@
 #include "spectral/dft_window.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "frame/mathematics.h"
@@ -10,31 +11,49 @@ namespace zcmds {
 
 namespace {
 
-using Weight = double (*)(std::uint32_t index, std::uint32_t length);
+// Fills in the entries of `n` indices, at most a piece, from `first` on.
+using Weights = void (*)(std::uint32_t first, std::uint32_t length, double* weights, std::int32_t n);
 
-double angleOf(std::uint32_t index, std::uint32_t length) { return (index * 6.283185307179586) / length; }
-
-double rectangular(std::uint32_t, std::uint32_t) { return 1.0; }
-
-double bartlett(std::uint32_t index, std::uint32_t length) {
-    const double x = static_cast<double>(index) / length;
-    return x <= 0.5 ? 2.0 * x : (1.0 - x) * 2.0;
+template <class Weight>
+void weigh(std::uint32_t first, double* weights, std::int32_t n, Weight weight) {
+    for (std::int32_t i = 0; i < n; ++i) weights[i] = weight(first + static_cast<std::uint32_t>(i));
 }
 
-double vonHann(std::uint32_t index, std::uint32_t length) {
-    return (1.0 - mathematics.cos(angleOf(index, length))) * 0.5;
+void rectangular(std::uint32_t, std::uint32_t, double* weights, std::int32_t n) { std::fill_n(weights, n, 1.0); }
+
+void bartlett(std::uint32_t first, std::uint32_t length, double* weights, std::int32_t n) {
+    weigh(first, weights, n, [=](std::uint32_t index) {
+        const double x = static_cast<double>(index) / length;
+        return x <= 0.5 ? 2.0 * x : (1.0 - x) * 2.0;
+    });
 }
 
-double hamming(std::uint32_t index, std::uint32_t length) {
-    return 0.54 - mathematics.cos(angleOf(index, length)) * 0.46;
+// Of the indices' parts of `turn`.
+void cosines(std::uint32_t first, std::uint32_t length, double* values, std::int32_t n, double turn) {
+    weigh(first, values, n, [=](std::uint32_t index) { return (index * turn) / length; });
+    mathematics.cosArray(values, values, n);
 }
 
-double blackman(std::uint32_t index, std::uint32_t length) {
-    const double doubled = (index * 12.56637061435917) / length;
-    return (0.42 - mathematics.cos(angleOf(index, length)) * 0.5) + mathematics.cos(doubled) * 0.08;
+constexpr double fullTurn = 6.283185307179586;
+
+void vonHann(std::uint32_t first, std::uint32_t length, double* weights, std::int32_t n) {
+    cosines(first, length, weights, n, fullTurn);
+    for (std::int32_t i = 0; i < n; ++i) weights[i] = (1.0 - weights[i]) * 0.5;
 }
 
-constexpr Weight weights[] = {rectangular, bartlett, vonHann, hamming, blackman};
+void hamming(std::uint32_t first, std::uint32_t length, double* weights, std::int32_t n) {
+    cosines(first, length, weights, n, fullTurn);
+    for (std::int32_t i = 0; i < n; ++i) weights[i] = 0.54 - weights[i] * 0.46;
+}
+
+void blackman(std::uint32_t first, std::uint32_t length, double* weights, std::int32_t n) {
+    double doubled[mathematicsPiece];
+    cosines(first, length, weights, n, fullTurn);
+    cosines(first, length, doubled, n, 12.56637061435917);
+    for (std::int32_t i = 0; i < n; ++i) weights[i] = (0.42 - weights[i] * 0.5) + doubled[i] * 0.08;
+}
+
+constexpr Weights windows[] = {rectangular, bartlett, vonHann, hamming, blackman};
 
 float* allocateTable(std::uint32_t length) {
     return static_cast<float*>(zepl::ralloc(std::size_t{length} * sizeof(float)));
@@ -66,7 +85,13 @@ const float* tableOf(VectorHandle vector, std::uint32_t length) {
 
 DftWindow makeDftWindow(std::int32_t code, std::uint32_t length) {
     float* table = allocateTable(length);
-    for (std::uint32_t i = 0; i < length; ++i) table[i] = static_cast<float>(weights[code](i, length));
+    for (std::uint32_t first = 0; first < length;) {
+        double weights[mathematicsPiece];
+        const std::uint32_t n = std::min<std::uint32_t>(length - first, mathematicsPiece);
+        windows[code](first, length, weights, static_cast<std::int32_t>(n));
+        std::transform(weights, weights + n, table + first, [](double weight) { return static_cast<float>(weight); });
+        first += n;
+    }
     return {.code = code, .length = length, .table = table};
 }
 

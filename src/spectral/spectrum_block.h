@@ -12,7 +12,8 @@ namespace zcmds {
 
 struct SpectrumBlock;
 using BlockOperation = void (*)(SpectrumBlock& block);
-using WindowWeight = double (*)(std::int32_t index, const SpectrumBlock& block);
+// Fills in the weights of `n` elements, at most a piece, from `first` on.
+using WindowWeights = void(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n);
 
 inline void doNothing(SpectrumBlock&) {}
 
@@ -34,9 +35,9 @@ struct SpectrumBlock {
     BlockOperation postOp = doNothing;     // turns parts into power, magnitude or polar form in place
     BlockOperation rNarrowOp = doNothing;  // narrow re and im to the type of the outputs, in place
     BlockOperation iNarrowOp = doNothing;
-    BlockOperation writeOp = doNothing;   // sends the block to the outputs
-    WindowWeight windowWeight = nullptr;  // the weight of an element, by a window's name; null without a named window
-    double* weights = nullptr;            // the N weights, kept from keepWindowWeights on
+    BlockOperation writeOp = doNothing;      // sends the block to the outputs
+    WindowWeights* windowWeights = nullptr;  // of the named window; null without one
+    double* weights = nullptr;               // the N weights, kept from keepWindowWeights on
 };
 
 // Takes the work buffers and opens the pipes; each pipe has a pbuf on one of the buffers, of blocks of exactly N, or of

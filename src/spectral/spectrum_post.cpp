@@ -51,20 +51,30 @@ void foldedMagnitude(SpectrumBlock& block) {
 }
 
 // A real part that is next to nothing gives a quarter turn, also where the imaginary part is nothing as well.
-double guardedPhase(double im, double re) {
+ZCMDS_VECTOR_CLONES void guardPhases(const double* re, const double* im, double* phases, std::int32_t n) {
     constexpr double tiny = 1.0000000180025095e-35,
                      quarterTurn = 1.5707963267948966;  // tiny: 1e-35 in single precision
-    if (re >= -tiny && re <= tiny) return im < 0.0 ? -quarterTurn : quarterTurn;
-    return mathematics.atan2(im, re);
-}
-
-void plainPolar(SpectrumBlock& block) {
-    for (std::int32_t i = 0; i < block.outCount; ++i) {
-        const double re = block.re[i], im = block.im[i];
-        block.re[i] = std::sqrt(re * re + im * im);
-        block.im[i] = guardedPhase(im, re);
+    for (std::int32_t i = 0; i < n; ++i) {
+        const double turned = im[i] < 0.0 ? -quarterTurn : quarterTurn;
+        phases[i] = re[i] >= -tiny && re[i] <= tiny ? turned : phases[i];
     }
 }
+
+void doNotGuard(const double*, const double*, double*, std::int32_t) {}
+
+// re becomes the magnitudes and im the phases of `n` elements.
+template <class Guard>
+void polarOf(double* re, double* im, std::int32_t n, double factor, Guard guard) {
+    inPieces(n, [=](std::int32_t start, std::int32_t count) {
+        double phases[mathematicsPiece];
+        mathematics.atan2Array(im + start, re + start, phases, count);
+        guard(re + start, im + start, phases, count);
+        magnitudeOf(re + start, im + start, 0, count, factor);
+        std::copy_n(phases, count, im + start);
+    });
+}
+
+void plainPolar(SpectrumBlock& block) { polarOf(block.re, block.im, block.outCount, plain, guardPhases); }
 
 void foldedPolar(SpectrumBlock& block) {
     double* const re = block.re;
@@ -72,11 +82,7 @@ void foldedPolar(SpectrumBlock& block) {
     const std::int32_t middle = block.length / 2;
     im[0] = mathematics.atan2(0.0, re[0]);
     re[0] = std::sqrt(re[0] * re[0]);
-    for (std::int32_t i = 1; i < middle; ++i) {
-        const double phase = mathematics.atan2(im[i], re[i]);
-        re[i] = std::sqrt((re[i] * re[i] + im[i] * im[i]) * 2.0);
-        im[i] = phase;
-    }
+    polarOf(re + 1, im + 1, middle - 1, folded, doNotGuard);
     if (block.length % 2 != 0) {
         im[middle] = mathematics.atan2(0.0, re[middle]);
         if (re[middle] < 0.0) re[middle] = -re[middle];

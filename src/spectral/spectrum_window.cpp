@@ -20,43 +20,72 @@ namespace {
 
 constexpr double fullTurn = 6.283185307179586;
 
-double angleOf(std::int32_t index, const SpectrumBlock& block) { return (index * fullTurn) / block.length; }
+// Fills in the weights of `n` indices, at most a piece, from `first` on, each from its index alone.
+template <class Weight>
+void weigh(std::int32_t first, double* weights, std::int32_t n, Weight weight) {
+    for (std::int32_t i = 0; i < n; ++i) weights[i] = weight(first + i);
+}
 
-double bartlettMiddle(std::int32_t index, const SpectrumBlock& block) {
-    const double x = index * 2.0 / block.length;
-    return 1.0 > x ? x : 2.0 - x;
+void bartlettMiddle(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    weigh(first, weights, n, [&](std::int32_t index) {
+        const double x = index * 2.0 / block.length;
+        return 1.0 > x ? x : 2.0 - x;
+    });
 }
 
 // No triangle, and kept so: it falls to just over 0.5, jumps to -0.5 and rises through 0 to just under 1.
-double bartlettEnds(std::int32_t index, const SpectrumBlock& block) {
-    const double x = index * 2.0 / block.length;
-    return 0.5 > x ? 1.0 - x : x - 1.0;
+void bartlettEnds(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    weigh(first, weights, n, [&](std::int32_t index) {
+        const double x = index * 2.0 / block.length;
+        return 0.5 > x ? 1.0 - x : x - 1.0;
+    });
 }
 
-double vonHannMiddle(std::int32_t index, const SpectrumBlock& block) {
-    return 0.5 - 0.5 * mathematics.cos(angleOf(index, block));
+// The cosines of `times` the indices' angles.
+void cosines(const SpectrumBlock& block, std::int32_t first, double* values, std::int32_t n, double times) {
+    weigh(first, values, n, [&](std::int32_t index) { return times * ((index * fullTurn) / block.length); });
+    mathematics.cosArray(values, values, n);
 }
 
-double vonHannEnds(std::int32_t index, const SpectrumBlock& block) {
-    return 0.5 * mathematics.cos(angleOf(index, block)) + 0.5;
+// constant + factor * cosine, by which all windows of one cosine are told.
+template <class Weight>
+void ofCosine(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n, Weight weight) {
+    cosines(block, first, weights, n, 1.0);
+    for (std::int32_t i = 0; i < n; ++i) weights[i] = weight(weights[i]);
 }
 
-double hammingMiddle(std::int32_t index, const SpectrumBlock& block) {
-    return 0.54 - 0.46 * mathematics.cos(angleOf(index, block));
+void vonHannMiddle(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    ofCosine(block, first, weights, n, [](double cosine) { return 0.5 - 0.5 * cosine; });
 }
 
-double hammingEnds(std::int32_t index, const SpectrumBlock& block) {
-    return 0.46 * mathematics.cos(angleOf(index, block)) + 0.54;
+void vonHannEnds(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    ofCosine(block, first, weights, n, [](double cosine) { return 0.5 * cosine + 0.5; });
 }
 
-double blackmanMiddle(std::int32_t index, const SpectrumBlock& block) {
-    const double t = angleOf(index, block);
-    return (0.42 - 0.5 * mathematics.cos(t)) + 0.08 * mathematics.cos(2.0 * t);
+void hammingMiddle(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    ofCosine(block, first, weights, n, [](double cosine) { return 0.54 - 0.46 * cosine; });
 }
 
-double blackmanEnds(std::int32_t index, const SpectrumBlock& block) {
-    const double t = angleOf(index, block);
-    return (0.5 * mathematics.cos(t) + 0.42) + 0.08 * mathematics.cos(2.0 * t);
+void hammingEnds(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    ofCosine(block, first, weights, n, [](double cosine) { return 0.46 * cosine + 0.54; });
+}
+
+template <class Weight>
+void ofTwoCosines(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n, Weight weight) {
+    double doubled[mathematicsPiece];
+    cosines(block, first, weights, n, 1.0);
+    cosines(block, first, doubled, n, 2.0);
+    for (std::int32_t i = 0; i < n; ++i) weights[i] = weight(weights[i], doubled[i]);
+}
+
+void blackmanMiddle(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    ofTwoCosines(block, first, weights, n,
+                 [](double cosine, double doubled) { return (0.42 - 0.5 * cosine) + 0.08 * doubled; });
+}
+
+void blackmanEnds(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    ofTwoCosines(block, first, weights, n,
+                 [](double cosine, double doubled) { return (0.5 * cosine + 0.42) + 0.08 * doubled; });
 }
 
 // The weight at -1 <= u <= 1, whose middle is the window's peak.
@@ -64,20 +93,24 @@ double kaiserAt(double u, const SpectrumBlock& block) {
     return kaiserBessel(block.kaiserBeta * std::sqrt(1.0 - u * u)) / block.kaiserNorm;
 }
 
-double kaiserMiddle(std::int32_t index, const SpectrumBlock& block) {
-    const double part = static_cast<double>(index) / block.length;
-    return kaiserAt(part * 2.0 - 1.0, block);
+void kaiserMiddle(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    weigh(first, weights, n, [&](std::int32_t index) {
+        const double part = static_cast<double>(index) / block.length;
+        return kaiserAt(part * 2.0 - 1.0, block);
+    });
 }
 
-double kaiserEnds(std::int32_t index, const SpectrumBlock& block) {
-    const std::int32_t k = index <= block.length / 2 ? index : block.length - index;
-    const double part = static_cast<double>(k) / block.length;
-    return kaiserAt(part * 2.0, block);
+void kaiserEnds(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n) {
+    weigh(first, weights, n, [&](std::int32_t index) {
+        const std::int32_t k = index <= block.length / 2 ? index : block.length - index;
+        const double part = static_cast<double>(k) / block.length;
+        return kaiserAt(part * 2.0, block);
+    });
 }
 
 struct NamedWindow {
     const char* name;
-    WindowWeight weight[2];  // by variant
+    WindowWeights* weights[2];  // by variant
 };
 
 constexpr NamedWindow namedWindows[] = {
@@ -145,12 +178,12 @@ double kaiserBessel(double x) {
 
 bool selectWindowByName(SpectrumBlock& block, std::int32_t variant, const char* name) {
     block.windowOp = doNothing;
-    block.windowWeight = nullptr;
+    block.windowWeights = nullptr;
     for (const NamedWindow& window : namedWindows) {
         if (std::strcmp(window.name, name) != 0) continue;
-        block.windowWeight = window.weight[variant];
-        if (block.windowWeight != nullptr) block.windowOp = applyKeptWeights;
-        if (block.windowWeight == kaiserMiddle || block.windowWeight == kaiserEnds)
+        block.windowWeights = window.weights[variant];
+        if (block.windowWeights != nullptr) block.windowOp = applyKeptWeights;
+        if (block.windowWeights == kaiserMiddle || block.windowWeights == kaiserEnds)
             block.kaiserBeta = block.kaiserNorm = 0.0;
         return true;
     }
@@ -161,7 +194,7 @@ bool selectWindowByVector(SpectrumBlock& block, VectorHandle vector) {
     const BlockOperation window = vectorWindowFor(zepl::vector_type(vector));
     if (window == nullptr) return false;
     block.windowOp = window;
-    block.windowWeight = nullptr;
+    block.windowWeights = nullptr;
     return true;
 }
 
@@ -172,9 +205,11 @@ void takeWindowVector(SpectrumBlock& block, VectorHandle vector, std::int32_t in
 }
 
 void keepWindowWeights(SpectrumBlock& block) {
-    if (block.windowWeight == nullptr) return;
+    if (block.windowWeights == nullptr) return;
     block.weights = static_cast<double*>(zepl::ralloc(static_cast<std::size_t>(block.length) * sizeof(double)));
-    for (std::int32_t i = 0; i < block.length; ++i) block.weights[i] = block.windowWeight(i, block);
+    inPieces(block.length, [&](std::int32_t start, std::int32_t count) {
+        block.windowWeights(block, start, block.weights + start, count);
+    });
 }
 
 }  // namespace zcmds

@@ -3,6 +3,7 @@
 
 #include <numbers>
 
+#include "host/mathematics.h"
 #include "tests/arith/arith_support.h"
 
 namespace libzepl {
@@ -132,7 +133,7 @@ TEST(Cangle, AnAngleOfRealsIsNotInRadians) {
     const auto [re, im] = pairSamples<float>();
     const auto have = ofPairs("CANGLE", re, im);
     for (std::size_t i = 0; i < re.size(); ++i)
-        ASSERT_EQ(have[i], static_cast<float>(std::atan2(double{im[i]}, double{re[i]})));
+        ASSERT_EQ(have[i], static_cast<float>(zepl::atan2(double{im[i]}, double{re[i]})));
     EXPECT_EQ(ofPairs<double>("CANGLE", {-1}, {-0.0}), std::vector{-std::numbers::pi});
 }
 

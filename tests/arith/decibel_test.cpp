@@ -1,6 +1,7 @@
 // DECIBEL against the logarithm that its tables stand for, and to the digit where that is told.
 
 #include "arith/level_tables.h"
+#include "host/mathematics.h"
 #include "tests/arith/arith_support.h"
 
 namespace libzepl {
@@ -76,7 +77,7 @@ TEST(DecibelEdges, TheyDifferFromWhatIsPromised) {
 }
 
 TEST(DecibelReals, AStepIsNotRoundedToTheType) {
-    const auto inDouble = [](double x) { return 20.0 * std::log10(std::max(std::abs(x), 0x1p-126) / 0.3) * 1.7; };
+    const auto inDouble = [](double x) { return 20.0 * zepl::log10(std::max(std::abs(x), 0x1p-126) / 0.3) * 1.7; };
     std::vector<double> doubles = randomSamples<double>(3000, 4);
     doubles.insert(doubles.end(), {0.0, -0.0, 1e-300, INFINITY});
     expectEach<double>("DECIBEL", doubles, {doubleConstant(0.3), doubleConstant(1.7)}, inDouble);
@@ -84,7 +85,7 @@ TEST(DecibelReals, AStepIsNotRoundedToTheType) {
     floats.insert(floats.end(), {0.0F, -0.0F, -1e-45F, INFINITY});
     expectEach<float>("DECIBEL", floats, {floatConstant(0.3F), floatConstant(1.7F)}, [](float x) {
         const volatile float ratio = std::max(std::abs(x), 0x1p-126F) / 0.3F;
-        const volatile auto level = static_cast<float>(20.0 * std::log10(static_cast<double>(ratio)));
+        const volatile auto level = static_cast<float>(20.0 * zepl::log10(static_cast<double>(ratio)));
         return level * 1.7F;
     });
 }

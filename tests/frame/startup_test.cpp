@@ -1,9 +1,10 @@
 // The module's start-up under hosts of every sort.
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 #include <set>
 
+#include "host/mathematics.h"
 #include "tests/support/child_output.h"
 
 namespace libzepl {
@@ -54,10 +55,16 @@ TEST(StartUp, AMissingOperationIsNotNamed) {
                      "ModuleClose 7", "not installed"}));
 }
 
-TEST(StartUp, AMissingFunctionOfMathematicsIsAnError) {
-    const Lines lines = sceneOf("install " + module + "lack:sin lack:pow");
+TEST(StartUp, AHostNeedNotHaveMathematicsOnArrays) {
+    const Lines lines = sceneOf("install " + module + "lack:sin_array lack:pow_array");
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "terminate_msg"), 0);
     EXPECT_EQ(lines.back(), "result 1");
+}
+
+TEST(StartUp, AHostMustHaveMathematics) {
+    EXPECT_EQ(
+        without("look up", sceneOf("install " + module + "lack:sin lack:pow")),
+        Lines({"ModuleOpen ZEPL", missing("pow"), missing("sin"), "terminate_msg", "ModuleClose 7", "not installed"}));
 }
 
 TEST(StartUp, WithoutAHostSomethingIsLookedUpOrClosed) {
@@ -68,30 +75,30 @@ TEST(StartUp, WithoutAHostSomethingIsLookedUpOrClosed) {
     EXPECT_EQ(lines.back(), "result 1");
 }
 
-// The six functions as a scene tells them.
-Lines valued(double exp, double log10, double cos, double sin, double atan2, double pow) {
-    const std::pair<const char*, double> values[] = {{"exp", exp}, {"log10", log10}, {"cos", cos},
-                                                     {"sin", sin}, {"atan2", atan2}, {"pow", pow}};
+// The six functions as a scene tells them, each as the scalar operation and on an array.
+Lines valued(std::array<double, 6> scalar, std::array<double, 6> array) {
+    constexpr const char* names[] = {"exp", "log10", "cos", "sin", "atan2", "pow"};
     Lines lines;
-    for (const auto& [name, value] : values) {
-        char text[64];
-        std::snprintf(text, sizeof text, "%s %a", name, value);
+    for (std::size_t i = 0; i < 6; ++i) {
+        char text[100];
+        std::snprintf(text, sizeof text, "%s %a, array %a", names[i], scalar[i], array[i]);
         lines.emplace_back(text);
     }
     return lines;
 }
 
-TEST(StartUp, MathematicsIsBoundToTheWrongFunction) {
+TEST(StartUp, MathematicsIsTheHostsAndOnArraysTheScalarOneWhereItHasNone) {
     const auto bound = [](const std::string& traits) {
         return without("look up", without("Module", sceneOf("mathematics " + startUpAlone + traits)));
     };
-    const volatile double x = 0.5, y = 0.25;  // so that the library computes them
-    const Lines standard =
-        valued(std::exp(x), std::log10(x), std::cos(x), std::sin(x), std::atan2(x, y), std::pow(x, y));
-    EXPECT_EQ(bound("nohost"), standard);
-    EXPECT_EQ(bound("lack:exp lack:log10 lack:cos lack:sin lack:atan2 lack:pow"), standard);
-    EXPECT_EQ(bound(""), valued(1.5, 2.5, 3.5, 4.5, 5.25, 50.25));
-    EXPECT_EQ(bound("lack:cos"), valued(1.5, 2.5, std::cos(x), 4.5, 5.25, 50.25));
+    const std::array linked{zepl::exp(0.5), zepl::log10(0.5),       zepl::cos(0.5),
+                            zepl::sin(0.5), zepl::atan2(0.5, 0.25), zepl::pow(0.5, 0.25)};
+    const std::array scalar{1.5, 2.5, 3.5, 4.5, 5.25, 50.25}, array{-1.5, -2.5, -3.5, -4.5, -5.25, -50.25};
+    EXPECT_EQ(bound("nohost"), valued(linked, linked));
+    EXPECT_EQ(bound(""), valued(scalar, array));
+    EXPECT_EQ(bound("lack:exp_array lack:log10_array lack:cos_array lack:sin_array lack:atan2_array lack:pow_array"),
+              valued(scalar, scalar));
+    EXPECT_EQ(bound("lack:cos_array"), valued(scalar, {-1.5, -2.5, 3.5, -4.5, -5.25, -50.25}));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "host/mathematics.h"
 #include "tests/support/covered.h"
 #include "tests/support/given.h"
 #include "tests/support/samples.h"
@@ -22,7 +23,7 @@ struct Law {
 
 double linear(double u) { return (1 - u) * low + u * high; }
 double quadratic(double u) { return (1 - u * u) * low + u * u * high; }
-double logarithmic(double u) { return low * std::pow(high / low, u); }
+double logarithmic(double u) { return low * zepl::pow(high / low, u); }
 
 const Law laws[] = {{"LINEAR UNIDIRECTIONAL", false, linear},   {"LIN BIDIRECTIONAL", true, linear},
                     {"QUADRATIC UNIDIR", false, quadratic},     {"QUAD BIDIR", true, quadratic},
@@ -36,11 +37,11 @@ TEST(Chirp, ABitDiffersFromTheRule) {
             const double u = (law.outAndBack ? 2 * n : n) / (sweep - 1);
             return law.omega(u > 1 && law.outAndBack ? 2 - u : u);
         };
-        std::vector<double> expected{std::cos(0.25) * 20000};
+        std::vector<double> expected{zepl::cos(0.25) * 20000};
         double angle = 0.25;
         for (int n = 1; n < sweep; ++n) {
             angle = angle + (5 * omega(n) + 8 * omega(n - 1) - omega(n - 2)) / 12;
-            expected.push_back(std::cos(angle) * 20000);
+            expected.push_back(zepl::cos(angle) * 20000);
         }
         std::vector<std::int16_t> truncated;
         for (const double x : expected) truncated.push_back(static_cast<std::int16_t>(x));
@@ -53,7 +54,7 @@ TEST(Chirp, ASweepIsNotRepeatedWhole) {
     for (const std::size_t length : {1U, 2U, 2048U, 2049U, 4097U}) {
         const std::string list = "LOG UNIDIR 30000 " + std::to_string(length) + " 10 100 0.5";
         const std::vector<std::int32_t> samples = generated<std::int32_t>("CHIRP", list, 3 * length);
-        EXPECT_EQ(samples[0], static_cast<std::int32_t>(std::cos(0.5) * 30000));
+        EXPECT_EQ(samples[0], static_cast<std::int32_t>(zepl::cos(0.5) * 30000));
         for (std::size_t n = length; n < samples.size(); ++n) ASSERT_EQ(samples[n], samples[n - length]) << length;
     }
 }

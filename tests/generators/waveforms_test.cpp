@@ -3,6 +3,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "host/mathematics.h"
 #include "tests/support/arrivals.h"
 #include "tests/support/covered.h"
 #include "tests/support/given.h"
@@ -15,8 +16,8 @@ const Covers covers[] = {Covers("COSINEWAVE"), Covers("SAWTOOTH"), Covers("SINEW
                          Covers("TRIANGLE")};
 
 double shapeAt(const std::string& command, double p) {
-    if (command == "COSINEWAVE") return std::cos(std::numbers::pi * p);
-    if (command == "SINEWAVE") return std::sin(std::numbers::pi * p);
+    if (command == "COSINEWAVE") return zepl::cos(std::numbers::pi * p);
+    if (command == "SINEWAVE") return zepl::sin(std::numbers::pi * p);
     if (command == "SAWTOOTH") return std::fabs(p) == 1 ? 0 : p;
     if (command == "SQUAREWAVE") return p < 0 ? -1 : 1;
     return p >= 0.5 ? 2 * (1 - p) : p <= -0.5 ? -2 * (p + 1) : 2 * p;

@@ -1,5 +1,6 @@
 // DFT against its recurrences run one after the other, bit for bit.
 
+#include "host/mathematics.h"
 #include "tests/spectral/spectral_support.h"
 #include "tests/support/covered.h"
 
@@ -26,7 +27,7 @@ std::pair<First, Second> resultOf(int mode, double coeff, double sine, double s1
     if (mode == 0) return {truncated<First>(re / length), truncated<Second>(im / length)};
     if (mode == 4) return {truncated<First>(squares / static_cast<std::uint32_t>(n * n)), Second{}};
     if (mode == 5) return {truncated<First>(std::sqrt(squares) / length), Second{}};
-    return {truncated<First>(std::sqrt(re * re + im * im) / length), truncated<Second>(std::atan2(im, re) * turn)};
+    return {truncated<First>(std::sqrt(re * re + im * im) / length), truncated<Second>(zepl::atan2(im, re) * turn)};
 }
 
 template <class First, class Element>
@@ -37,7 +38,7 @@ void expectRecurrences(int mode, const std::string& outputs, const std::vector<s
     std::vector<Element> second;
     for (std::size_t at = 0; at + n <= samples.size(); at += n) {
         for (const std::int32_t k : terms) {
-            const double theta = k * 6.283185307179586 / static_cast<double>(n), coeff = std::cos(theta) * 2;
+            const double theta = k * 6.283185307179586 / static_cast<double>(n), coeff = zepl::cos(theta) * 2;
             double s1 = 0, s2 = 0;
             for (std::size_t i = 0; i < n; ++i) {
                 const double v =
@@ -45,7 +46,7 @@ void expectRecurrences(int mode, const std::string& outputs, const std::vector<s
                 s2 = s1;
                 s1 = v;
             }
-            const auto result = resultOf<First, Element>(mode, coeff, std::sin(theta), s1, s2, n);
+            const auto result = resultOf<First, Element>(mode, coeff, zepl::sin(theta), s1, s2, n);
             first.push_back(result.first);
             second.push_back(result.second);
         }

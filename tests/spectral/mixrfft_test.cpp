@@ -1,6 +1,7 @@
 // MIXRFFT: windows, forms of the spectrum and conversions against their plain definitions, bit for bit; its list of
 // parameters with all that may be left out.
 
+#include "host/mathematics.h"
 #include "tests/spectral/spectral_support.h"
 #include "tests/support/covered.h"
 
@@ -113,7 +114,7 @@ Parts formOf(const std::string& form, const Parts& parts, bool folded) {
         const double power = alone ? re * re : folded ? squares * 2 : squares;
         made.re.push_back(form == "POWER" ? power : alone ? std::fabs(re) : std::sqrt(power));
         const bool tiny = !folded && std::fabs(re) <= 1.0000000180025095e-35;
-        made.im.push_back(tiny ? std::copysign(1.5707963267948966, im < 0 ? -1 : 1) : std::atan2(alone ? 0 : im, re));
+        made.im.push_back(tiny ? std::copysign(1.5707963267948966, im < 0 ? -1 : 1) : zepl::atan2(alone ? 0 : im, re));
     }
     return made;
 }
@@ -168,9 +169,9 @@ TEST(Narrowing, APhaseIsNotItsShareOfTheFullTurn) {
         {0, 0, quarter},
         {0, -1, -quarter},
         {1.0000000180025095e-35, -3, -quarter},
-        {-1, 0.1, std::atan2(0.1, -1)},
+        {-1, 0.1, zepl::atan2(0.1, -1)},
         {-1.0000000180025095e-35, 0, quarter},
-        {1.1e-35, 3e-35, std::atan2(3e-35, 1.1e-35)},
+        {1.1e-35, 3e-35, zepl::atan2(3e-35, 1.1e-35)},
     };
     for (const auto& [re, im, phase] : cases) {
         const auto phaseIn = [&, parts = Parts{{re, 0, 0, 0}, {im, 0, 0, 0}}](const std::string& output) {

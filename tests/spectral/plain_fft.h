@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/mathematics.h"
 #include "spectral/fft_engine.h"
 
 namespace zcmds::plain {
@@ -23,7 +24,7 @@ inline Point timesI(Point x) { return {-x.im, x.re}; }
 // The turns of the offsets below `span` of a stage. The recurrence begins with turn 1, which only factor 4 gets from it.
 inline std::vector<Point> turnsOf(std::int32_t factor, std::int32_t span, double halfAngle) {
     const double x = halfAngle / (static_cast<double>(span) * factor);
-    const double cd = 2 * std::sin(x) * std::sin(x), sd = std::sin(2 * x);
+    const double cd = 2 * zepl::sin(x) * zepl::sin(x), sd = zepl::sin(2 * x);
     const auto next = [=](Point w) {
         const double t = w.re - (cd * w.re + sd * w.im), u = w.im + (sd * w.re - cd * w.im);
         return (2.0 - (t * t + u * u)) * Point{t, u};
@@ -63,8 +64,8 @@ inline void transform5(Points& x, double sign) {
 
 // Cosine and sine of the multiples 1 to factor of the angle, the upper half mirrored.
 inline Points oddTable(std::size_t factor, double sign) {
-    const double angle = sign * 6.283185307179586 / static_cast<double>(factor), c = std::cos(angle),
-                 s = std::sin(angle);
+    const double angle = sign * 6.283185307179586 / static_cast<double>(factor), c = zepl::cos(angle),
+                 s = zepl::sin(angle);
     Points table(factor);
     table[factor - 1] = {1, 0};
     for (std::size_t j = 0; j < factor / 2; ++j) {

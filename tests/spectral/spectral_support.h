@@ -5,6 +5,7 @@
 #include <numbers>
 #include <sstream>
 
+#include "host/mathematics.h"
 #include "tests/support/samples.h"
 #include "tests/support/session_support.h"
 
@@ -119,7 +120,7 @@ inline std::complex<double> directTransform(const Doubles& block, std::size_t k)
 inline double weightOf(const std::string& name, bool reverse, std::size_t i, std::size_t n, double beta = 1) {
     const auto index = static_cast<double>(i), length = static_cast<double>(n),
                mirrored = static_cast<double>(std::min(i, n - i));
-    const double t = index * 6.283185307179586 / length, c = std::cos(t), x = index * 2.0 / length;
+    const double t = index * 6.283185307179586 / length, c = zepl::cos(t), x = index * 2.0 / length;
     const auto bessel = [](double argument) {
         const double q = (argument / 3.75) * (argument / 3.75);
         double sum = 0;
@@ -130,7 +131,7 @@ inline double weightOf(const std::string& name, bool reverse, std::size_t i, std
     if (name == "BARTLETT") return reverse ? (x < 0.5 ? 1.0 - x : x - 1.0) : x < 1.0 ? x : 2.0 - x;
     if (name == "VONHANN") return reverse ? 0.5 * c + 0.5 : 0.5 - 0.5 * c;
     if (name == "HAMMING") return reverse ? 0.46 * c + 0.54 : 0.54 - 0.46 * c;
-    if (name == "BLACKMAN") return (reverse ? 0.5 * c + 0.42 : 0.42 - 0.5 * c) + 0.08 * std::cos(2 * t);
+    if (name == "BLACKMAN") return (reverse ? 0.5 * c + 0.42 : 0.42 - 0.5 * c) + 0.08 * zepl::cos(2 * t);
     if (name == "RECTANGULAR") return 1;
     const double u = reverse ? mirrored / length * 2.0 : index / length * 2.0 - 1.0;
     return bessel(beta * std::sqrt(1.0 - u * u)) / bessel(beta);

@@ -42,12 +42,18 @@ void install(const char* file) { note("result %u", installCommands(file)); }
 
 void mathematics(const char* file) {
     const zcmds::Mathematics& bound = *entryOf<const zcmds::Mathematics*()>(load(file), "boundMathematics")();
-    note("exp %a", bound.exp(0.5));
-    note("log10 %a", bound.log10(0.5));
-    note("cos %a", bound.cos(0.5));
-    note("sin %a", bound.sin(0.5));
-    note("atan2 %a", bound.atan2(0.5, 0.25));
-    note("pow %a", bound.pow(0.5, 0.25));
+    const double x = 0.5, y = 0.25;
+    const auto noteBoth = [](const char* name, double scalar, auto computeArray) {
+        double result = 0;
+        computeArray(&result);
+        note("%s %a, array %a", name, scalar, result);
+    };
+    noteBoth("exp", bound.exp(x), [&](double* result) { bound.expArray(&x, result, 1); });
+    noteBoth("log10", bound.log10(x), [&](double* result) { bound.log10Array(&x, result, 1); });
+    noteBoth("cos", bound.cos(x), [&](double* result) { bound.cosArray(&x, result, 1); });
+    noteBoth("sin", bound.sin(x), [&](double* result) { bound.sinArray(&x, result, 1); });
+    noteBoth("atan2", bound.atan2(x, y), [&](double* result) { bound.atan2Array(&x, &y, result, 1); });
+    noteBoth("pow", bound.pow(x, y), [&](double* result) { bound.powArray(&x, &y, result, 1); });
 }
 
 void absoluteValues(const char* file) { runAbsoluteValues(file, zepl::pipeInt16); }

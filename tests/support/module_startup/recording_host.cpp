@@ -32,6 +32,14 @@ const std::map<std::string, void*> mathematicalFunctions{
     {"sin", reinterpret_cast<void*>(+[](double x) { return x + 4; })},
     {"atan2", reinterpret_cast<void*>(+[](double y, double x) { return 10 * y + x; })},
     {"pow", reinterpret_cast<void*>(+[](double x, double y) { return 100 * x + y; })},
+    {"exp_array", reinterpret_cast<void*>(+[](const double* x, double* r, std::int32_t) { *r = -*x - 1; })},
+    {"log10_array", reinterpret_cast<void*>(+[](const double* x, double* r, std::int32_t) { *r = -*x - 2; })},
+    {"cos_array", reinterpret_cast<void*>(+[](const double* x, double* r, std::int32_t) { *r = -*x - 3; })},
+    {"sin_array", reinterpret_cast<void*>(+[](const double* x, double* r, std::int32_t) { *r = -*x - 4; })},
+    {"atan2_array",
+     reinterpret_cast<void*>(+[](const double* y, const double* x, double* r, std::int32_t) { *r = -10 * *y - *x; })},
+    {"pow_array",
+     reinterpret_cast<void*>(+[](const double* x, const double* y, double* r, std::int32_t) { *r = -100 * *x - *y; })},
 };
 
 }  // namespace
