@@ -6,13 +6,6 @@ namespace libzepl {
 
 namespace {
 
-// Calls `look` with each channel end of the task, of pipes and of triggers.
-template <class Look>
-void forEachEnd(const Task& task, Look look) {
-    std::for_each(task.pipeEnds.begin(), task.pipeEnds.end(), look);
-    std::for_each(task.triggerEnds.begin(), task.triggerEnds.end(), look);
-}
-
 std::uint64_t putsOf(const Pipe& pipe) { return pipe.written; }
 std::uint64_t putsOf(const Trigger& trigger) { return trigger.written + trigger.statusMoves; }
 

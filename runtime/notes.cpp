@@ -18,13 +18,6 @@ std::string thereAre(std::uint64_t n) { return std::to_string(n) + (n == 1 ? " i
 const char* unitOf(const Pipe&) { return "sample"; }
 const char* unitOf(const Trigger&) { return "event"; }
 
-// Calls `look` with each channel end of the task, of pipes and of triggers.
-template <class Look>
-void forEachEnd(const Task& task, Look look) {
-    for (const PipeEnd& end : task.pipeEnds) look(end);
-    for (const TriggerEnd& end : task.triggerEnds) look(end);
-}
-
 bool leavesSomething(const Task& task) {
     bool leaves = false;
     forEachEnd(task, [&](const auto& end) { leaves |= end.mode == EndMode::reading && end.available() > 0; });

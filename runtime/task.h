@@ -100,4 +100,11 @@ struct Task {
     TaskReport outcome;
 };
 
+// Calls `look` with each channel end of the task, of pipes and of triggers.
+template <class Look>
+void forEachEnd(const Task& task, Look look) {
+    for (const PipeEnd& end : task.pipeEnds) look(end);
+    for (const TriggerEnd& end : task.triggerEnds) look(end);
+}
+
 }  // namespace libzepl

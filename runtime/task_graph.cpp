@@ -10,23 +10,19 @@ namespace {
 // Calls `look` with each task that reads what `task` writes, once for each way.
 template <class Look>
 void forEachReader(const Task& task, Look look) {
-    const auto lookAt = [&](const auto& end) {
+    forEachEnd(task, [&](const auto& end) {
         if (end.channel->writer != &end) return;
         for (const auto* reader : end.channel->readers)
             if (reader->task != nullptr) look(*reader->task);
-    };
-    std::for_each(task.pipeEnds.begin(), task.pipeEnds.end(), lookAt);
-    std::for_each(task.triggerEnds.begin(), task.triggerEnds.end(), lookAt);
+    });
 }
 
 // Calls `look` with each task whose writing `task` reads.
 template <class Look>
 void forEachWriter(const Task& task, Look look) {
-    const auto lookAt = [&](const auto& end) {
+    forEachEnd(task, [&](const auto& end) {
         if (end.mode == EndMode::reading && end.channel->writer != nullptr) look(*end.channel->writer->task);
-    };
-    std::for_each(task.pipeEnds.begin(), task.pipeEnds.end(), lookAt);
-    std::for_each(task.triggerEnds.begin(), task.triggerEnds.end(), lookAt);
+    });
 }
 
 template <class ForEachNext>
