@@ -17,7 +17,7 @@ namespace libzepl {
 
 namespace {
 
-constinit thread_local LoadState threadsLoadState [[gnu::tls_model("initial-exec")]];
+constinit thread_local LoadState threadsLoadState;
 
 }  // namespace
 

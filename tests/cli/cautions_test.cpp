@@ -61,10 +61,13 @@ std::string conditionsThatHold(const CautionRow& row) {
     options.session.cautions = table;
     const BoundProcedure bound = bindProcedure(procedure, testLibrary(), options, diagnostics);
     if (bound.session == nullptr) return render(diagnostics, procedure.source);
-    for (std::uint32_t id = 0; id < 7; ++id)
-        withElementType(procedure.pipes[id].type,
-                        [&]<class Element>() { bound.session->feed<Element>(PipeId{id}, std::vector<Element>(5)); });
-    bound.session->setInput(TriggerId{0}, {{true, 3}});
+    for (std::size_t i = 0; i < 7; ++i) {
+        const PipeDeclaration& pipe = procedure.pipes[i];
+        withElementType(pipe.type, [&]<class Element>() {
+            bound.session->feed<Element>(bound.session->pipeNamed(pipe.name), std::vector<Element>(5));
+        });
+    }
+    bound.session->setInput(bound.session->triggerNamed(procedure.triggers[0].name), {{true, 3}});
     const Report report = bound.session->run();
     if (report.status != Report::Status::ok) return report.tasks[0].text + report.reason;
     std::string holding;
