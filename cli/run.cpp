@@ -25,18 +25,24 @@ void tell(const std::vector<Diagnostic>& diagnostics, const Procedure& procedure
     std::fputs(render(diagnostics, procedure.source).c_str(), stderr);
 }
 
+void tellDiagnostics(std::vector<Diagnostic> diagnostics, const Procedure& procedure, bool quiet) {
+    if (quiet) std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity != Severity::error; });
+    tell(diagnostics, procedure);
+}
+
 // What came out where.
 void tellOutputs(const Report& report) {
     for (const OutputReport& output : report.outputs) {
         if (output.file.empty()) continue;
-        const std::string count = counted(output.count, output.countsEvents ? "event" : "sample");
+        const std::string unit = output.countsEvents ? "event" : output.channels > 1 ? "frame" : "sample";
+        const std::string count = counted(output.count / output.channels, unit);
         std::fprintf(stderr, "wrote %s: %s of `%s`\n", output.file.c_str(), count.c_str(), output.channel.c_str());
     }
 }
 
 // The notes, but for those that were warnings.
 void tellNotes(const Report& report) {
-    std::set<std::string> warned;
+    std::set<std::string> warned(report.warned.begin(), report.warned.end());
     for (const std::string& name : report.unwritten) warned.insert("nobody writes `" + name + "`");
     for (const std::string& note : report.notes)
         if (!warned.contains(note)) std::fprintf(stderr, "note: %s\n", note.c_str());
@@ -46,11 +52,9 @@ void tellEnd(const Procedure& procedure, const Report& report, const RunArgument
              const std::vector<std::string>& advice, bool checkOnly) {
     std::vector<Diagnostic> diagnostics = diagnose(procedure, report, advice);
     // That a result depends on how the input arrives is told where a procedure is checked, and in the report.
-    std::erase_if(diagnostics, [&](const Diagnostic& each) {
-        return (arguments.quiet && each.severity != Severity::error) ||
-               (!checkOnly && each.severity == Severity::arrival);
-    });
-    tell(diagnostics, procedure);
+    std::erase_if(diagnostics,
+                  [&](const Diagnostic& each) { return !checkOnly && each.severity == Severity::arrival; });
+    tellDiagnostics(std::move(diagnostics), procedure, arguments.quiet);
     if (arguments.quiet) return;
     tellNotes(report);
     tellOutputs(report);
@@ -145,7 +149,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     CrashNotice crash(procedure, arguments.report, reportModule(library));
     options.session.crashed = [&crash](Report& report, std::size_t task) { crash.end(report, task); };
     BoundProcedure bound = boundOf(procedure, library, options, diagnostics);
-    tell(diagnostics, procedure);
+    tellDiagnostics(diagnostics, procedure, arguments.quiet);
     Report report;
     int status = wrongCall;
     if (stop->requested()) {

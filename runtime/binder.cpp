@@ -80,6 +80,13 @@ class Binder {
                  std::move(remedy));
     }
 
+    // A warning is a note of the report, too.
+    void warn(const std::optional<Diagnostic>& warning) {
+        if (!warning) return;
+        diagnostics_.push_back(*warning);
+        bound_.session->addNote(warning->message, true);
+    }
+
     // Runs `step`; a Problem of it becomes a mistake at the place, or at the file's. False when there was one.
     template <class Step>
     bool guarded(Place place, Step step) {
@@ -105,13 +112,9 @@ class Binder {
     }
 
     void noteInput(const ChannelFile& file) {
-        if (!inputFiles_.insert(identityOf(file.path)).second && file.path == "-")
+        if (!inputFiles_.insert(identityOf(file.path)).second && isStandardStream(file.path))
             refuse(file, "standard input can feed one channel only", "read the others from files");
-        if (file.path == "-") inputFiles_.insert(identityOf(STDIN_FILENO));
-    }
-
-    static ReadRequest readRequest(const ChannelFile& file, ElementType type) {
-        return {file.path, type, file.clause.channel, file.clause.column, file.clause.conversion};
+        if (isStandardStream(file.path)) inputFiles_.insert(identityOf(STDIN_FILENO));
     }
 
     void addPipe(const PipeDeclaration& declared) {
@@ -127,8 +130,8 @@ class Binder {
         if (!from) return;
         guarded(*from, [&] {
             noteInput(*from);
-            std::unique_ptr<Source> source = openSource(readRequest(*from, declared.type));
-            if (!inputRate_) inputRate_ = source->rate();
+            std::unique_ptr<Source> source = openSource(readRequest(*from, declared.type, declared.interleaved));
+            warn(rates_.add(*from, source->rate()));
             bound_.session->setInput(id, std::move(source));
         });
     }
@@ -140,7 +143,7 @@ class Binder {
         if (!from) return;
         guarded(*from, [&] {
             noteInput(*from);
-            bound_.session->setInput(id, readTriggerRows(from->path));
+            bound_.session->setInput(id, readTriggerRows(from->path, from->clause.format));
         });
     }
 
@@ -169,7 +172,9 @@ class Binder {
             const ChannelFile file{*declared.from, pathBeside(procedure_, declared.from->path), {}};
             guarded(file, [&] {
                 noteInput(file);
-                bytes = readVector(readRequest(file, declared.type));
+                std::vector<std::string> notes;
+                bytes = readVector(readRequest(file, declared.type, declared.interleaved), notes);
+                for (const std::string& note : notes) bound_.session->addNote(note);
             });
         } else {
             bytes = bytesOf(declared.type, declared.values);
@@ -258,7 +263,7 @@ class Binder {
 
     // False, with the mistake told, when the file is an input or the output of another channel.
     bool claimOutput(const ChannelFile& file) {
-        const bool standard = file.path == "-";
+        const bool standard = isStandardStream(file.path);
         const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);
         const std::string name = standard ? "standard output" : libzepl::quoted(file.path.string());
         if (!identity.empty() && inputFiles_.count(identity) != 0) {
@@ -275,19 +280,26 @@ class Binder {
         for (const PipeDeclaration& pipe : procedure_.pipes) {
             const std::optional<ChannelFile> to = outputFile(procedure_, options_, pipe.name, pipe.to);
             if (!to || !claimOutput(*to)) continue;
-            const std::optional<std::uint64_t> limit = to->clause.limit;
-            const WriteRequest request{to->path,  pipe.type, procedure_.rate.value_or(inputRate_.value_or(1000)),
-                                       pipe.name, limit,     outputOptions()};
-            guarded(*to, [&] { bound_.session->setOutput(names_.pipes.at(pipe.name), createSink(request), limit); });
+            guarded(*to, [&] { addOutput(pipe, *to); });
         }
         for (const TriggerDeclaration& trigger : procedure_.triggers) {
             const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger.name, trigger.to);
             if (!to || !claimOutput(*to)) continue;
             guarded(*to, [&] {
                 bound_.session->setOutput(names_.triggers.at(trigger.name),
-                                          createTriggerSink(to->path, outputOptions()), to->clause.limit);
+                                          createTriggerSink(to->path, outputOptions(), to->clause.format),
+                                          to->clause.limit);
             });
         }
+    }
+
+    void addOutput(const PipeDeclaration& pipe, const ChannelFile& to) {
+        const PipeId id = names_.pipes.at(pipe.name);
+        WriteRequest request = writeRequest(to, pipe, rates_.rate().value_or(1000));
+        request.output = outputOptions();
+        bound_.session->setOutput(id, createSink(request), request.limit);
+        if (!to.clause.rate && statesRate(request.path, request.format))
+            bound_.session->noteRate(id, {to.path.string(), request.rate, !rates_.rate()});
     }
 
     OutputOptions outputOptions() const { return {.sync = options_.sync, .checkOnly = options_.session.setUpOnly}; }
@@ -300,7 +312,7 @@ class Binder {
     DeclaredNames names_;
     bool isFull_ = false;
     std::optional<KnownNames> knownCommands_;  // when one was first looked for in vain
-    std::optional<double> inputRate_;
+    InputRates rates_{procedure_.rate};
     std::set<std::string> inputFiles_, outputFiles_;
 };
 

@@ -27,6 +27,25 @@ std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptio
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
                                       const std::optional<FileClause>& declared);
 
+// What is asked of a file by its clauses.
+ReadRequest readRequest(const ChannelFile& file, ElementType type, std::optional<std::int64_t> interleaved);
+WriteRequest writeRequest(const ChannelFile& file, const PipeDeclaration& pipe, double rate);
+
+// The rates that the inputs state, against each other and against the procedure's own.
+class InputRates {
+ public:
+    explicit InputRates(std::optional<double> stated) : stated_(stated) {}
+    // Takes the rate of the next input, if it states one; gives a warning where it differs.
+    std::optional<Diagnostic> add(const ChannelFile& file, std::optional<double> rate);
+    // The run's; nothing where neither the procedure nor an input states one.
+    std::optional<double> rate() const { return stated_ ? stated_ : first_; }
+
+ private:
+    std::optional<double> stated_;  // by the procedure
+    std::optional<double> first_;
+    std::string firstName_;
+};
+
 // One text for each file, however it is named, also where it is not there yet; empty for a device or a socket,
 // which any number can use. "-" is a text of its own.
 std::string identityOf(const std::filesystem::path& path);

@@ -100,8 +100,10 @@ struct Engine {
     std::vector<std::string> outputNotes;
     RunEnd end = RunEnd::goesOn;
     bool outputsFinished = false;
-    std::string reason;         // of a failure of the run itself
-    std::string reasonChannel;  // the channel that it is about, or empty
+    std::vector<std::string> notes;   // of those who made the session
+    std::vector<std::string> warned;  // those of them that were shown
+    std::string reason;               // of a failure of the run itself
+    std::string reasonChannel;        // the channel that it is about, or empty
     std::string remedy;
     std::chrono::steady_clock::time_point began;
     std::chrono::steady_clock::time_point lastProgress;
@@ -178,6 +180,7 @@ struct Engine {
     void prepareForCrash();
     void tellCrash(const char* what) noexcept;
     void addNotes(Report& report) const;
+    void addRateNotes(Report& report) const;
 
     // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.
     bool clockRuns() const { return anyDelivery || (settled && !hasInputs()); }

@@ -14,14 +14,22 @@
 
 namespace libzepl {
 
+// More channels than that are a mistake.
+inline constexpr int maxChannels = 1 << 20;
+
 // Which elements of which file. Every failure below is a Problem that names the file, the place in it, the reason, and
 // what to do.
 struct ReadRequest {
-    std::filesystem::path path;  // "-" is raw standard input
+    std::filesystem::path path;  // "-" is standard input, raw; "-.wav" and the like are standard input in that format
     ElementType type = ElementType::int16;
-    std::optional<std::int64_t> channel;                            // from 1
-    std::optional<std::variant<std::int64_t, std::string>> column;  // from 1, or the column's heading
-    std::string conversion;                                         // empty, or one of conversionNames()
+    std::optional<std::int64_t> channel{};                            // from 1
+    std::optional<std::variant<std::int64_t, std::string>> column{};  // from 1, or the column's heading
+    std::string conversion{};                                         // empty, or one of conversionNames()
+    // All channels, frame by frame; the file must have just as many. A file of several channels is refused when neither one
+    // of them nor all are asked for.
+    std::optional<std::int64_t> interleaved{};
+    bool partial = false;  // takes what is there of a file that is cut or damaged, and says so in the source's notes
+    std::string format{};  // `wav`, `flac`, `npy`, `csv`, `raw` and so on, whatever the name ends in; empty: as it ends
 };
 
 // The conversions that can be asked for when a file's samples don't fit the pipe's type, and what each does, for messages
@@ -48,6 +56,8 @@ class Source {
     virtual int channels() const = 0;
     // Frames a second, where the file tells.
     virtual std::optional<double> rate() const = 0;
+    // What the file lacked where that was asked to be put up with; complete once the end was read.
+    virtual std::vector<std::string> notes() const { return {}; }
 };
 
 std::unique_ptr<Source> openSource(const ReadRequest& request);
@@ -75,21 +85,42 @@ class Output {
 class Sink : public Output {
  public:
     virtual void write(const void* from, std::size_t count) = 0;
+    // Elements to a frame. Only whole frames are written.
+    virtual int channels() const { return 1; }
 };
 
 struct WriteRequest {
-    std::filesystem::path path;  // "-" is raw standard output
+    std::filesystem::path path;  // "-" is standard output, raw; "-.wav" and the like are standard output in that format
     ElementType type = ElementType::int16;
-    double rate = 1000;                  // frames a second, for formats that keep it
-    std::string name;                    // the pipe's name: a CSV's heading
-    std::optional<std::uint64_t> limit;  // elements, where known: a format that cannot hold them refuses
+    double rate = 1000;                    // frames a second, for formats that keep it
+    std::string name{};                    // the pipe's name: a CSV's heading
+    std::optional<std::uint64_t> limit{};  // elements, where known: a format that cannot hold them refuses
     OutputOptions output{};
+    int channels = 1;      // elements to a frame: the file's channels, a CSV's columns
+    std::string format{};  // as of a ReadRequest
 };
 
 std::unique_ptr<Sink> createSink(const WriteRequest& request);
 
-// A vector's elements from a file of any of the formats, as the raw bytes of `type`.
-std::vector<std::byte> readVector(const ReadRequest& request);
+// The rate that an output's file states without having been told so.
+struct UntoldRate {
+    std::string file;
+    double rate = 1000;    // frames a second
+    bool assumed = false;  // else it is the procedure's or an input's
+};
+
+// Whether files of that name and format state a rate.
+bool statesRate(const std::filesystem::path& path, const std::string& format);
+
+// Whether the name is standard input or output: "-", or "-.wav" and the like.
+bool isStandardStream(const std::filesystem::path& path);
+
+// Whether the name itself tells the format of what it names.
+bool tellsFormat(const std::filesystem::path& path);
+
+// A vector's elements from a file of any of the formats, as the raw bytes of `type`. What the file lacked is added to
+// `notes`.
+std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::string>& notes);
 
 // A row of a trigger's file: an assertion or a status.
 struct TriggerRow {
@@ -98,14 +129,15 @@ struct TriggerRow {
 };
 
 // Reads a trigger's file: CSV with the heading "event,position" and rows "assert,P" and "status,P".
-std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path);
+std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path, const std::string& format = {});
 
 // Takes what goes to a trigger's file.
 class TriggerSink : public Output {
  public:
     virtual void write(const TriggerRow& row) = 0;
 };
-std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path, OutputOptions options = {});
+std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path, OutputOptions options = {},
+                                               const std::string& format = {});
 
 // The bytes of a file as text, for procedures.
 std::string readTextFile(const std::filesystem::path& path);

@@ -41,6 +41,8 @@ class OutputFinisher {
         added.report.channel = output.end.channel->name;
         added.report.count = output.count;
         added.report.countsEvents = events;
+        if constexpr (std::is_same_v<EngineOutput, PipeOutput>)
+            added.report.channels = static_cast<std::uint64_t>(output.sink->channels());
     }
 
     void fail(const Problem& problem) {

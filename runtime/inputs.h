@@ -59,6 +59,7 @@ struct PipeOutput {
     std::uint64_t count = 0;      // elements taken
     std::uint64_t lastRound = 0;  // in which it took something
     bool independent = false;     // depends on no input
+    std::optional<UntoldRate> untoldRate;
 
     bool complete() const { return limit && count >= *limit; }
 };

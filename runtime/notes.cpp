@@ -138,6 +138,17 @@ struct Notes {
                 lines.push_back("the output of `" + output.end.channel->name + "` has " + counted(output.count, unit) +
                                 " of the " + std::to_string(*output.limit) + " asked for");
     }
+
+    void addIncompleteFrames() {
+        for (const PipeOutput& output : e.pipeOutputs) {
+            if (output.sink == nullptr) continue;
+            const auto channels = static_cast<std::uint64_t>(output.sink->channels());
+            if (output.count % channels != 0)
+                lines.push_back("`" + output.end.channel->name + "` ends with " +
+                                counted(output.count % channels, "sample") + " of an incomplete frame of " +
+                                std::to_string(channels) + ", not written");
+        }
+    }
 };
 
 // The pipes of tasks that have ended: one that ended before it opened its output is what its reader lacks.
@@ -163,18 +174,26 @@ void addUnwritten(const Engine& e, Report& report) {
 
 void Engine::addNotes(Report& report) const {
     const bool setUpFailed = end == RunEnd::refused && reason.empty();
-    if (settled && !setUpFailed) addUnwritten(*this, report);
+    if (setUpFailed) return;
+    report.notes = notes;
+    report.warned = warned;
+    for (const PipeInput& input : pipeInputs)
+        if (input.source != nullptr)
+            for (std::string& note : input.source->notes()) report.notes.push_back(std::move(note));
+    if (end != RunEnd::refused) addRateNotes(report);
+    if (settled) addUnwritten(*this, report);
     if (end == RunEnd::refused || end == RunEnd::setUpsRan) return;
-    Notes notes{*this, report.notes};
+    Notes found{*this, report.notes};
     if (end == RunEnd::stopped) report.notes.push_back("the run was stopped on request");
     // Where every output has its count, what still waits or is left is not missed.
     if (end != RunEnd::complete)
-        for (const Task& task : tasks) notes.addTask(task);
-    if (notes.ranOut()) notes.addHeldUpInputs();
-    notes.addUnread(pipes);
-    notes.addUnread(triggers);
-    notes.addShortOutputs(pipeOutputs, "sample");
-    notes.addShortOutputs(triggerOutputs, "event");
+        for (const Task& task : tasks) found.addTask(task);
+    if (found.ranOut()) found.addHeldUpInputs();
+    found.addUnread(pipes);
+    found.addUnread(triggers);
+    found.addShortOutputs(pipeOutputs, "sample");
+    found.addShortOutputs(triggerOutputs, "event");
+    found.addIncompleteFrames();
 }
 
 }  // namespace libzepl

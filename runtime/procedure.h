@@ -48,6 +48,9 @@ struct FileClause {
     std::optional<std::variant<std::int64_t, std::string>> column;  // from 1, or the column's heading
     std::string conversion;                                         // after `convert`; empty when none is asked for
     std::optional<std::uint64_t> limit;                             // elements or events
+    bool partial = false;                                           // reads what is there of a file that is cut
+    std::string format;                                             // after `format`; empty: as the name ends
+    std::optional<double> rate;                                     // frames a second, that the output states
 };
 
 struct PipeDeclaration {
@@ -58,7 +61,8 @@ struct PipeDeclaration {
     std::vector<Number> starts;
     std::optional<FileClause> from;
     std::optional<FileClause> to;
-    Place capacityPlace;  // of its number
+    Place capacityPlace;                      // of its number
+    std::optional<std::int64_t> interleaved;  // channels, frame by frame
 };
 
 struct TriggerDeclaration {
@@ -81,6 +85,7 @@ struct VectorDeclaration {
     ElementType type = ElementType::int16;
     std::vector<Number> values;
     std::optional<FileClause> from;
+    std::optional<std::int64_t> interleaved;
 };
 
 // One argument of a command: a name or bare word, a number, or a text.

@@ -58,7 +58,8 @@ struct OutputReport {
     std::string channel;
     std::string file;  // that has what was written, under its own name; empty for streams, and where there is none
     std::uint64_t count = 0;
-    bool countsEvents = false;  // else samples
+    bool countsEvents = false;   // else samples
+    std::uint64_t channels = 1;  // samples to a frame
 };
 
 // What a task does that its user may not expect.
@@ -91,6 +92,7 @@ struct Report {
     std::vector<std::string> console;
     std::vector<std::string> notes;
     std::vector<CautionReport> cautions;
+    std::vector<std::string> warned;     // those of the notes that were shown before the run
     std::vector<std::string> unwritten;  // pipes that are read and that nobody writes
     std::vector<OutputReport> outputs;
     bool outputsFinished = false;  // else they were dropped, or kept under other names, as notes say

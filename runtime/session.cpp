@@ -326,6 +326,17 @@ void Session::setOutput(TriggerId id, std::unique_ptr<TriggerSink> sink, std::op
     addReadingOutput(engine_->triggerOutputs, trigger, std::move(sink), limit);
 }
 
+void Session::addNote(std::string note, bool warned) {
+    if (warned) engine_->warned.push_back(note);
+    engine_->notes.push_back(std::move(note));
+}
+
+void Session::noteRate(PipeId id, const UntoldRate& rate) {
+    const Pipe& pipe = objectOf(unstarted(), id);
+    for (PipeOutput& output : engine_->pipeOutputs)
+        if (output.end.channel == &pipe) output.untoldRate = rate;
+}
+
 void Session::collect(PipeId id, std::optional<std::uint64_t> limit, std::uint64_t expected) {
     Engine& e = unstarted();
     Pipe& pipe = objectOf(e, id);

@@ -140,6 +140,11 @@ class Session {
     void setOutput(PipeId pipe, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit = {});
     void setOutput(TriggerId trigger, std::unique_ptr<TriggerSink> sink, std::optional<std::uint64_t> limit = {});
 
+    // Adds a note to the report; `warned` says that the caller has shown it already.
+    void addNote(std::string note, bool warned = false);
+    // Has the report say so where the rate of an output's file is assumed, or is not that of what is written.
+    void noteRate(PipeId output, const UntoldRate& rate);
+
     // Input from the caller's memory, which must last as long as the session; elements of the pipe's type, `channels` to a
     // frame.
     void feedMemory(PipeId pipe, const void* elements, std::uint64_t count, int channels = 1);

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <bit>
+#include <cctype>
 #include <cstring>
+#include <utility>
 
 #include "runtime/diagnostics.h"
+#include "runtime/files/sound_layout.h"
 
 namespace libzepl {
 
@@ -46,33 +49,46 @@ void widenAll(const std::byte* from, std::size_t count, SampleFormat format, Sam
     widen<std::int64_t, std::int64_t>(from, count, block);
 }
 
+constexpr std::size_t longestFrame = std::size_t{1} << 20;  // bytes that are read together
+
 }  // namespace
 
-Problem incompleteSample(const std::string& name, std::uint64_t rest, SampleFormat format) {
-    return fileProblem(name,
-                       "it ends with " + counted(rest, "byte") + " of an incomplete " + describe(format) + " sample",
-                       "check the type and that the file is whole");
+std::string incompleteSample(std::uint64_t rest, const RecordingFacts& facts) {
+    return "it ends with " + counted(rest, "byte") + " of an incomplete " +
+           (facts.channels == 1
+                ? describe(facts.format) + " sample"
+                : "frame of " + std::to_string(facts.channels) + " " + describe(facts.format) + " samples");
 }
 
-BinaryRecording::BinaryRecording(std::unique_ptr<InputFile> file, const RecordingFacts& facts, bool bigEndian)
+BinaryRecording::BinaryRecording(std::unique_ptr<InputFile> file, const RecordingFacts& facts, bool bigEndian,
+                                 Completeness complete)
     : Recording(facts),
       file_(std::move(file)),
       width_(static_cast<std::size_t>(facts.format.bits) / 8),
+      unit_(width_ * static_cast<std::size_t>(facts.channels)),
       bigEndian_(bigEndian),
-      bytes_(blockSize * width_) {
+      complete_(std::move(complete)) {
+    if (unit_ > longestFrame) unit_ = width_;
+    bytes_.resize(std::max<std::size_t>(blockSize * width_ / unit_, 1) * unit_);
     if (facts.frames) left_ = *facts.frames * static_cast<std::uint64_t>(facts.channels);
 }
 
-// The bytes of the next whole samples: what is there, so that a stream is not held up for a full block.
+// The bytes of the next whole frames: what is there, so that a stream is not held up for a full block.
 std::size_t BinaryRecording::readBytes() {
-    const std::uint64_t wanted = std::min<std::uint64_t>(left_.value_or(blockSize), blockSize) * width_;
-    std::size_t got = file_->readSome(bytes_.data(), static_cast<std::size_t>(wanted));
-    if (got % width_ != 0) got += file_->read(bytes_.data() + got, width_ - got % width_);
-    if (got % width_ != 0) throw incompleteSample(file_->name(), got % width_, facts().format);
-    if (left_ && got == 0 && wanted > 0)
-        throw fileProblem(file_->name(),
-                          "it ends " + counted(*left_, "sample") + " before the end that its header tells of",
-                          "check that the file is whole");
+    if (ended_) return 0;
+    const std::uint64_t samples = bytes_.size() / width_;
+    const auto wanted = static_cast<std::size_t>(std::min(left_.value_or(samples), samples) * width_);
+    std::size_t got = file_->readSome(bytes_.data(), wanted);
+    if (got % unit_ != 0) got += file_->read(bytes_.data() + got, std::min(unit_ - got % unit_, wanted - got));
+    if (std::exchange(refusesHeaders_, false)) refuseHeader(file_->name(), bytes_.data(), got);
+    const std::size_t rest = got % unit_;
+    ended_ = rest != 0 || got == 0;
+    if (left_ && ended_ && wanted > rest)
+        complete_.lacks("it ends " + counted(*left_ - got / width_, "sample") +
+                        " before the end that its header announces");
+    else if (rest != 0)
+        complete_.lacks(incompleteSample(rest, facts()));
+    got -= rest;
     if (left_) *left_ -= got / width_;
     return got;
 }
@@ -82,6 +98,16 @@ void BinaryRecording::read(SampleBlock& block) {
     if (bigEndian_)
         for (std::size_t at = 0; at < got; at += width_) std::reverse(bytes_.data() + at, bytes_.data() + at + width_);
     widenAll(bytes_.data(), got / width_, facts().format, block);
+}
+
+void refuseHeader(const std::string& name, const std::byte* start, std::size_t count) {
+    const std::string_view format = formatStartingWith({reinterpret_cast<const char*>(start), count});
+    if (format.empty()) return;
+    std::string word(format);
+    for (char& letter : word) letter = static_cast<char>(std::tolower(letter));
+    throw fileProblem(name, "it starts as " + std::string(format) + " files do, and raw samples are expected",
+                      "read it in that format, by `-." + word + "` for standard input or `format " + word +
+                          "`; `format raw` takes it as samples all the same");
 }
 
 }  // namespace libzepl

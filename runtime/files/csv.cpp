@@ -10,6 +10,7 @@
 #include "runtime/files/formats.h"
 #include "runtime/files/input_file.h"
 #include "runtime/files/output_file.h"
+#include "runtime/files/recording.h"
 
 namespace libzepl {
 
@@ -18,7 +19,7 @@ namespace {
 // The lines of a CSV file that hold numbers, cell by cell. The heading line is taken at the start.
 class CsvTable {
  public:
-    explicit CsvTable(const std::filesystem::path& path) : lines_(path) {
+    CsvTable(const std::filesystem::path& path, bool partial) : lines_(path), complete_(lines_.name(), partial) {
         if (!readRow()) return;
         columns_ = cells_.size();
         if (isHeading())
@@ -31,6 +32,7 @@ class CsvTable {
     bool next() {
         if (!held_ && !readRow()) return false;
         held_ = false;
+        if (cells_.size() != columns_ && leavesOut()) return false;
         if (cells_.size() != columns_)
             throw lines_.problem("the line has " + counted(cells_.size(), "cell") + ", and the first line has " +
                                      std::to_string(columns_),
@@ -44,6 +46,13 @@ class CsvTable {
     std::size_t columns() const { return columns_; }
     const std::vector<std::string>& headings() const { return headings_; }
     const LineReader& lines() const { return lines_; }
+    const std::vector<std::string>& notes() const { return complete_.notes(); }
+    // Whether the line may be left out since it was cut: it is the last one, has no line ending, and what is there is wanted.
+    bool leavesOut() {
+        if (!complete_.partial() || !lines_.atOpenEnd()) return false;
+        complete_.lacks("its last line, " + std::to_string(lines_.lineNumber()) + ", is cut");
+        return true;
+    }
 
  private:
     bool readRow() {
@@ -52,21 +61,27 @@ class CsvTable {
             if (!line) return false;
             if (withoutSpaces(*line).empty()) continue;
             line_ = *line;
-            if (!cells_.split(line_))
+            const bool splits = cells_.split(line_);
+            if (!splits && leavesOut()) return false;
+            if (!splits)
                 throw lines_.problem("a quoted cell does not end",
                                      "close the quotes before the comma or the line's end");
             return true;
         }
     }
 
-    // Empty cells don't make a heading, so that a gap in the first line of numbers is found.
+    // A word makes a heading. An empty cell, or one that starts like a number, makes none, so that a gap or a broken number in
+    // the first line of numbers is found.
     bool isHeading() const {
-        for (std::size_t i = 0; i < columns_; ++i)
-            if (!cells_[i].empty() && !isNumber(cells_[i])) return true;
+        for (std::size_t i = 0; i < columns_; ++i) {
+            if (cells_[i].empty() || isNumber(cells_[i])) continue;
+            if (cells_.isQuoted(i) || !startsLikeNumber(cells_[i])) return true;
+        }
         return false;
     }
 
     LineReader lines_;
+    Completeness complete_;
     std::string_view line_;
     CsvCells cells_;
     bool held_ = false;  // the row in cells_ is still to be given
@@ -116,6 +131,8 @@ std::vector<std::size_t> wantedColumns(const CsvTable& table, const ReadRequest&
                     return columnNumbered(table, column);
             },
             *request.column)};
+    if (table.columns() > 0)
+        checkInterleaving(table.lines().name(), static_cast<std::int64_t>(table.columns()), request, "column");
     std::vector<std::size_t> all(table.columns());
     std::iota(all.begin(), all.end(), std::size_t{0});
     return all;
@@ -140,7 +157,7 @@ template <class T>
 class CsvSource final : public Source {
  public:
     explicit CsvSource(const ReadRequest& request)
-        : table_(request.path),
+        : table_(request.path, request.partial),
           type_(request.type),
           conversion_(conversionOf(request)),
           columns_(wantedColumns(table_, request)),
@@ -163,6 +180,7 @@ class CsvSource final : public Source {
     std::optional<std::uint64_t> length() const override { return std::nullopt; }
     int channels() const override { return columns_.empty() ? 1 : static_cast<int>(columns_.size()); }
     std::optional<double> rate() const override { return std::nullopt; }
+    std::vector<std::string> notes() const override { return table_.notes(); }
 
  private:
     T element(std::size_t column) const {
@@ -212,28 +230,44 @@ class CsvSource final : public Source {
 
 class CsvSink final : public FileSink<Sink> {
  public:
-    explicit CsvSink(const WriteRequest& request) : FileSink(request.path, request.output), type_(request.type) {
-        // A name such as `inf` would be read back as a number.
-        if (!request.name.empty() && !isNumber(request.name)) file_.write(request.name + "\n");
+    explicit CsvSink(const WriteRequest& request)
+        : FileSink(request.path, request.output),
+          type_(request.type),
+          columns_(static_cast<std::size_t>(request.channels)) {
+        writeHeading(request.name);
     }
+    // Whole rows.
     void write(const void* from, std::size_t count) override {
         withElementType(type_, [&]<class T>() {
-            for (std::size_t i = 0; i < count; ++i) writeNumber(static_cast<const T*>(from)[i]);
+            const T* const numbers = static_cast<const T*>(from);
+            for (std::size_t i = 0; i < count; ++i) writeNumber(numbers[i], (i + 1) % columns_ == 0 ? '\n' : ',');
         });
     }
 
  private:
+    void writeHeading(const std::string& name) {
+        if (name.empty()) return;
+        if (columns_ > 1) {
+            for (std::size_t i = 1; i <= columns_; ++i)
+                file_.write(name + "[" + std::to_string(i) + (i < columns_ ? "]," : "]\n"));
+        } else if (!isNumber(name)) {
+            // A name such as `inf` would be read back as a number.
+            file_.write(name + "\n");
+        }
+    }
+
     template <class T>
-    void writeNumber(T number) {
+    void writeNumber(T number, char after) {
         if constexpr (std::is_floating_point_v<T>)
-            if (std::isnan(number)) return file_.write("nan\n");
+            if (std::isnan(number)) return file_.write(after == ',' ? "nan," : "nan\n");
         std::array<char, 32> text;
         char* const end = std::to_chars(text.data(), text.data() + text.size() - 1, number).ptr;
-        *end = '\n';
+        *end = after;
         file_.write(text.data(), static_cast<std::size_t>(end + 1 - text.data()));
     }
 
     ElementType type_;
+    std::size_t columns_;
 };
 
 }  // namespace

@@ -22,6 +22,13 @@ bool isNumber(std::string_view cell) {
     return fault == CellFault::none || fault == CellFault::outOfRange;
 }
 
+bool startsLikeNumber(std::string_view cell) {
+    const auto isAt = [&](std::string_view marks) { return !cell.empty() && marks.find(cell.front()) != marks.npos; };
+    if (isAt("+-")) cell.remove_prefix(1);
+    if (isAt(".")) cell.remove_prefix(1);
+    return isAt("0123456789");
+}
+
 bool isTiny(std::string_view cell) {
     long double number = 1;
     std::from_chars(cell.data(), cell.data() + cell.size(), number);
@@ -47,9 +54,11 @@ bool CsvCells::takeQuoted(std::string_view& rest) {
 
 bool CsvCells::split(std::string_view line) {
     cells_.clear();
+    quoted_.clear();
     unquoted_.clear();
     for (std::string_view rest = withoutSpaces(line);; rest = withoutSpaces(rest.substr(1))) {
-        if (!rest.empty() && rest.front() == '"') {
+        quoted_.push_back(!rest.empty() && rest.front() == '"');
+        if (quoted_.back()) {
             if (!takeQuoted(rest)) return false;
         } else {
             const std::string_view cell = rest.substr(0, rest.find(','));

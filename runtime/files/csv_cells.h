@@ -17,17 +17,22 @@ class CsvCells {
     bool split(std::string_view line);
     std::size_t size() const { return cells_.size(); }
     std::string_view operator[](std::size_t index) const { return cells_[index]; }
+    bool isQuoted(std::size_t index) const { return quoted_[index]; }
 
  private:
     bool takeQuoted(std::string_view& rest);
 
     std::vector<std::string_view> cells_;
+    std::vector<bool> quoted_;
     std::deque<std::string> unquoted_;  // cells with quotes in them
 };
 
 std::string_view withoutSpaces(std::string_view text);
 
 bool isNumber(std::string_view cell);
+
+// Whether the cell starts with a digit, maybe after a sign or a point, as numbers, times and dates do.
+bool startsLikeNumber(std::string_view cell);
 
 // Whether a number that is out of a type's range is so for being too near to zero.
 bool isTiny(std::string_view cell);

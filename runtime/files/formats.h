@@ -7,13 +7,25 @@
 
 namespace libzepl {
 
-enum class FileKind { standardStream, sound, npy, csv, raw };
+enum class FileKind { sound, npy, csv, raw };
 
-// The kind that the path's ending names; a Problem that lists the endings for another one.
-FileKind kindOf(const std::filesystem::path& path);
+// The kind that `format` names, or where it is empty the path's ending; a Problem that lists what there is for another one.
+FileKind kindOf(const std::filesystem::path& path, const std::string& format);
 
 // The path's ending with its point, in small letters.
 std::string endingOf(const std::filesystem::path& path);
+
+// The ending of the files of that format, or where it is empty the path's own.
+std::string endingOf(const std::filesystem::path& path, const std::string& format);
+
+// Of "-.wav" the path becomes "-", and the format `wav` where none is given.
+template <class Request>
+Request withFormat(Request request) {
+    if (!isStandardStream(request.path)) return request;
+    if (request.format.empty() && request.path != "-") request.format = request.path.string().substr(2);
+    request.path = "-";
+    return request;
+}
 
 // Whether the sound library reads files of that ending, and all such endings for messages.
 bool isSoundEnding(std::string_view ending);

@@ -27,6 +27,17 @@ Problem openProblem(const std::string& name, int error) {
     return fileProblem(name, "cannot be opened: " + systemText(error));
 }
 
+bool writeAll(int descriptor, const std::byte* from, std::size_t count) {
+    while (count > 0) {
+        const ssize_t done = ::write(descriptor, from, count);
+        if (done < 0 && errno != EINTR) return false;
+        if (done < 0) continue;
+        from += done;
+        count -= static_cast<std::size_t>(done);
+    }
+    return true;
+}
+
 }  // namespace
 
 Problem fileProblem(const std::string& name, const std::string& reason, std::string remedy) {
@@ -35,6 +46,12 @@ Problem fileProblem(const std::string& name, const std::string& reason, std::str
 
 std::string counted(std::uint64_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+void Completeness::lacks(const std::string& reason) {
+    if (!partial_)
+        throw fileProblem(name_, reason, "check that the file is whole; `partial` after its name reads what is there");
+    notes_.push_back(name_ + ": " + reason + "; `partial` took what is there");
 }
 
 void checkStandardStream(int descriptor, const std::string& name) {
@@ -68,16 +85,59 @@ InputFile::~InputFile() {
 
 bool InputFile::ready() const { return !waits_ || isReadable(descriptor_); }
 
-std::size_t InputFile::readSome(void* to, std::size_t count) {
+// A call of the system that gives a count, again where a signal broke it off.
+template <class Call>
+std::size_t InputFile::retried(Call call) {
     for (;;) {
         if (waits_)
             awaitReadable(descriptor_, name_);
         else
             endIfStopped(name_);
-        const ssize_t got = ::read(descriptor_, to, count);
-        if (got >= 0) return static_cast<std::size_t>(got);
+        const ssize_t done = call();
+        if (done >= 0) return static_cast<std::size_t>(done);
         if (errno != EINTR && errno != EAGAIN) throw fileProblem(name_, "cannot be read: " + systemText(errno));
     }
+}
+
+std::size_t InputFile::readSome(void* to, std::size_t count) {
+    return retried([&] { return ::read(descriptor_, to, count); });
+}
+
+std::size_t InputFile::readAt(std::uint64_t offset, void* to, std::size_t count) {
+    std::size_t done = 0;
+    while (done < count) {
+        const std::size_t got = retried([&] {
+            return ::pread(descriptor_, static_cast<std::byte*>(to) + done, count - done,
+                           static_cast<off_t>(offset + done));
+        });
+        if (got == 0) break;
+        done += got;
+    }
+    return done;
+}
+
+void InputFile::spool(const std::vector<std::byte>& taken) {
+    std::string path = (std::filesystem::temp_directory_path() / "zeplXXXXXX").string();
+    struct Descriptor {
+        ~Descriptor() {
+            if (number > STDIN_FILENO) ::close(number);
+        }
+        int number;
+    } copy{::mkostemp(path.data(), O_CLOEXEC)};
+    if (copy.number < 0) throw fileProblem(name_, "cannot be kept in a temporary file: " + systemText(errno));
+    ::unlink(path.c_str());
+    std::vector<std::byte> piece = taken;
+    std::uint64_t size = 0;
+    for (std::size_t got = taken.size();; got = readSome(piece.data(), piece.size())) {
+        if (!writeAll(copy.number, piece.data(), got))
+            throw fileProblem(name_, "cannot be kept in a temporary file: " + systemText(errno));
+        size += got;
+        if (got == 0 && !piece.empty()) break;
+        piece.resize(pieceSize);
+    }
+    std::swap(descriptor_, copy.number);
+    size_ = size;
+    waits_ = false;
 }
 
 std::size_t InputFile::read(void* to, std::size_t count) {
@@ -117,11 +177,25 @@ std::optional<std::string_view> LineReader::next() {
     ++lineNumber_;
     const std::size_t end = endOfLine();
     if (end == text_.size() && next_ == end) return std::nullopt;
+    openEnd_ = end == text_.size();
     std::string_view line(text_.data() + next_, end - next_);
+    checkText(line);
     next_ = end + (end < text_.size() ? 1 : 0);
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (lineNumber_ == 1 && line.starts_with(byteOrderMark)) line.remove_prefix(byteOrderMark.size());
     return line;
+}
+
+void LineReader::checkText(std::string_view line) const {
+    if (lineNumber_ == 1 && startsAsWideText(line))
+        throw fileProblem(name(), "it is UTF-16 or UTF-32 text", "save it as UTF-8");
+    if (line.find('\0') != std::string_view::npos)
+        throw problem("the line has a NUL character", "check that the file is text, in UTF-8");
+}
+
+bool startsAsWideText(std::string_view text) {
+    using namespace std::string_view_literals;
+    return text.starts_with("\xFF\xFE"sv) || text.starts_with("\xFE\xFF"sv) || text.starts_with("\0\0\xFE\xFF"sv);
 }
 
 Problem LineReader::problem(const std::string& reason, std::string remedy) const {

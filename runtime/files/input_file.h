@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "runtime/diagnostics.h"
 
@@ -17,6 +19,21 @@ Problem fileProblem(const std::string& name, const std::string& reason, std::str
 
 // "1 byte", "2 bytes".
 std::string counted(std::uint64_t count, const std::string& noun);
+
+// What a file lacks is refused, or, where what is there was asked for, noted.
+class Completeness {
+ public:
+    Completeness(std::string name, bool partial) : name_(std::move(name)), partial_(partial) {}
+    bool partial() const { return partial_; }
+    const std::vector<std::string>& notes() const { return notes_; }
+    // Throws a Problem with the reason, unless what is there is wanted.
+    void lacks(const std::string& reason);
+
+ private:
+    std::string name_;
+    bool partial_;
+    std::vector<std::string> notes_;
+};
 
 // Throws the Problem of a standard stream that the caller has closed, or opened for the other direction.
 void checkStandardStream(int descriptor, const std::string& name);
@@ -39,8 +56,17 @@ class InputFile {
     std::size_t readSome(void* to, std::size_t count);
     // Up to `count` bytes, fewer only at the end.
     std::size_t read(void* to, std::size_t count);
+    // The same from an offset of a file with a size; what is read one after the other stays where it is.
+    std::size_t readAt(std::uint64_t offset, void* to, std::size_t count);
+
+    // Puts a file with a size, without a name, in the place of what comes from a stream: `taken`, which was read already, and
+    // all that follows.
+    void spool(const std::vector<std::byte>& taken);
 
  private:
+    template <class Call>
+    std::size_t retried(Call call);
+
     std::string name_;
     int descriptor_ = -1;
     bool waits_ = false;  // a pipe, a device or the like, whose reads can wait
@@ -53,6 +79,8 @@ class LineReader {
 
     explicit LineReader(const std::filesystem::path& path) : file_(path) {}
 
+    // Whether the line that next() gave last has no line ending.
+    bool atOpenEnd() const { return openEnd_; }
     // The next line without its line ending (LF or CR LF) and, on the first, without a byte order mark; valid until the
     // next call. Nothing at the end.
     std::optional<std::string_view> next();
@@ -69,11 +97,16 @@ class LineReader {
  private:
     std::size_t endOfLine();
     bool readMore();
+    void checkText(std::string_view line) const;
 
     InputFile file_;
     std::string text_;
     std::size_t next_ = 0;
+    bool openEnd_ = false;
     std::uint64_t lineNumber_ = 0;
 };
+
+// Whether the text starts with the byte order mark of UTF-16 or UTF-32.
+bool startsAsWideText(std::string_view text);
 
 }  // namespace libzepl

@@ -35,6 +35,8 @@ class EntryReader {
             expect("}");
             break;
         }
+        skipSpaces();
+        if (!text_.empty()) throw bad("something after its dictionary: " + libzepl::quoted(text_));
         return entries;
     }
 
@@ -201,11 +203,12 @@ NpyHeader readNpyHeader(InputFile& file) {
     return header;
 }
 
-std::string npyHeader(ElementType type, std::uint64_t length) {
+std::string npyHeader(ElementType type, std::uint64_t frames, std::uint64_t channels) {
     static constexpr std::array<std::string_view, 4> types{"<i2", "<i4", "<f4", "<f8"};
     constexpr std::size_t textSize = writtenHeaderSize - magic.size() - 4;
     std::string text = "{'descr': '" + std::string(types[static_cast<std::size_t>(type)]) +
-                       "', 'fortran_order': False, 'shape': (" + std::to_string(length) + ",), }";
+                       "', 'fortran_order': False, 'shape': (" + std::to_string(frames) + "," +
+                       (channels == 1 ? "" : " " + std::to_string(channels)) + "), }";
     text.resize(textSize - 1, ' ');
     std::string header(magic);
     header += {'\x01', '\x00', static_cast<char>(textSize), '\x00'};

@@ -15,7 +15,8 @@ struct NpyHeader {
 // Reads the header at the start of the file. Arrays of shape (n,) and of shape (frames, channels) in C order pass.
 NpyHeader readNpyHeader(InputFile& file);
 
-// A header of a fixed size, whatever the length, for `length` elements of `type`.
-std::string npyHeader(ElementType type, std::uint64_t length);
+// A header of a fixed size, whatever the length, for `frames` of `channels` elements of `type`: of shape (frames,) for one
+// channel, else (frames, channels).
+std::string npyHeader(ElementType type, std::uint64_t frames, std::uint64_t channels);
 
 }  // namespace libzepl

@@ -1,5 +1,7 @@
 // Raw files: elements in the pipe's type, little endian, and nothing else.
 
+#include <array>
+
 #include "runtime/files/binary_recording.h"
 #include "runtime/files/formats.h"
 #include "runtime/files/output_file.h"
@@ -18,6 +20,19 @@ class RawSink final : public FileSink<Sink> {
     std::size_t width_;
 };
 
+// Raw data has as many channels as the request says.
+int channelsOf(const ReadRequest& request, const std::string& name) {
+    const std::int64_t channels = request.interleaved.value_or(1);
+    if (channels >= 1 && channels <= maxChannels) return static_cast<int>(channels);
+    throw fileProblem(name, std::to_string(channels) + " channels are not possible",
+                      "a file has 1 to " + std::to_string(maxChannels) + " channels");
+}
+
+void refuseStart(InputFile& file) {
+    std::array<std::byte, 12> start{};
+    refuseHeader(file.name(), start.data(), file.readAt(0, start.data(), start.size()));
+}
+
 }  // namespace
 
 std::unique_ptr<Source> openRaw(const ReadRequest& request) {
@@ -25,15 +40,20 @@ std::unique_ptr<Source> openRaw(const ReadRequest& request) {
     if (request.channel)
         throw fileProblem(file->name(), "raw data does not tell how many channels it has",
                           "convert it to .npy of shape (frames, channels), or to .wav");
-    const std::size_t width = widthOf(request.type);
+    Completeness complete(file->name(), request.partial);
     RecordingFacts facts;
     facts.format = formatOf(request.type);
+    facts.channels = channelsOf(request, file->name());
+    const std::size_t frame = widthOf(request.type) * static_cast<std::size_t>(facts.channels);
     if (file->size()) {
-        if (const auto rest = *file->size() % width; rest != 0)
-            throw incompleteSample(file->name(), rest, facts.format);
-        facts.frames = *file->size() / width;
+        if (request.format.empty()) refuseStart(*file);
+        if (const auto rest = *file->size() % frame; rest != 0) complete.lacks(incompleteSample(rest, facts));
+        facts.frames = *file->size() / frame;
     }
-    return convertedSource(std::make_unique<BinaryRecording>(std::move(file), facts, false), request);
+    const bool mayBeOther = !file->size() && request.format.empty();
+    auto recording = std::make_unique<BinaryRecording>(std::move(file), facts, false, std::move(complete));
+    if (mayBeOther) recording->refuseHeaders();
+    return convertedSource(std::move(recording), request);
 }
 
 std::unique_ptr<Sink> createRaw(const WriteRequest& request) { return std::make_unique<RawSink>(request); }

@@ -13,7 +13,8 @@ namespace {
 void checkChannel(const RecordingFacts& facts, const ReadRequest& request) {
     const std::string name = request.path.string();
     if (request.column) throw fileProblem(name, "only CSV files have columns", "choose a channel with `channel K`");
-    if (!request.channel || (*request.channel >= 1 && *request.channel <= facts.channels)) return;
+    if (!request.channel) return checkInterleaving(name, facts.channels, request, "channel");
+    if (*request.channel >= 1 && *request.channel <= facts.channels) return;
     throw fileProblem(name, "there is no channel " + std::to_string(*request.channel),
                       facts.channels == 1 ? "the recording has one channel"
                                           : "the recording has the channels 1 to " + std::to_string(facts.channels));
@@ -57,6 +58,7 @@ class ConvertedSource final : public Source {
     }
     int channels() const override { return stride_ > 1 ? 1 : recording_->facts().channels; }
     std::optional<double> rate() const override { return recording_->facts().rate; }
+    std::vector<std::string> notes() const override { return recording_->notes(); }
 
  private:
     // A block may hold nothing of the chosen channel, so blocks are read until one does.
@@ -116,6 +118,18 @@ class ConvertedSource final : public Source {
 };
 
 }  // namespace
+
+void checkInterleaving(const std::string& name, std::int64_t there, const ReadRequest& request,
+                       const std::string& unit) {
+    const std::string all = counted(static_cast<std::uint64_t>(there), unit);
+    if (request.interleaved && *request.interleaved != there)
+        throw fileProblem(name, "it has " + all + ", and not " + std::to_string(*request.interleaved),
+                          "take all with `interleaved " + std::to_string(there) + "`, or one with `" + unit + " K`");
+    if (!request.interleaved && there > 1)
+        throw fileProblem(
+            name, "it has " + all + ", and which of them is not said",
+            "take one with `" + unit + " K`, or all, frame by frame, with `interleaved " + std::to_string(there) + "`");
+}
 
 std::unique_ptr<Source> convertedSource(std::unique_ptr<Recording> recording, const ReadRequest& request) {
     checkChannel(recording->facts(), request);

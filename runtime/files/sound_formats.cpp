@@ -21,17 +21,18 @@ constexpr std::array<int, 4> only16Bit{SF_FORMAT_PCM_16, 0, 0, 0};
 constexpr std::uint64_t twoGigabytes = (std::uint64_t{1} << 31) - 4096, fourGigabytes = (std::uint64_t{1} << 32) - 4096;
 constexpr std::uint64_t unbounded = std::numeric_limits<std::int64_t>::max() - 4096;
 constexpr int anyRate = std::numeric_limits<int>::max();
+constexpr int manyChannels = 1024;
 
 constexpr std::array<SoundFormat, 9> writable{{
-    {".wav", "WAV", SF_FORMAT_WAV, allEncodings, fourGigabytes, anyRate},
-    {".flac", "FLAC", SF_FORMAT_FLAC, only16Bit, unbounded, 655350},
-    {".aiff", "AIFF", SF_FORMAT_AIFF, allEncodings, twoGigabytes, anyRate},
-    {".aif", "AIFF", SF_FORMAT_AIFF, allEncodings, twoGigabytes, anyRate},
-    {".au", "AU", SF_FORMAT_AU, allEncodings, fourGigabytes, anyRate},
-    {".snd", "AU", SF_FORMAT_AU, allEncodings, fourGigabytes, anyRate},
-    {".w64", "W64", SF_FORMAT_W64, allEncodings, unbounded, anyRate},
-    {".caf", "CAF", SF_FORMAT_CAF, allEncodings, unbounded, anyRate},
-    {".rf64", "RF64", SF_FORMAT_RF64, allEncodings, unbounded, anyRate},
+    {".wav", "WAV", SF_FORMAT_WAV, allEncodings, fourGigabytes, manyChannels, anyRate},
+    {".flac", "FLAC", SF_FORMAT_FLAC, only16Bit, unbounded, 8, 655350},
+    {".aiff", "AIFF", SF_FORMAT_AIFF, allEncodings, twoGigabytes, manyChannels, anyRate},
+    {".aif", "AIFF", SF_FORMAT_AIFF, allEncodings, twoGigabytes, manyChannels, anyRate},
+    {".au", "AU", SF_FORMAT_AU, allEncodings, fourGigabytes, manyChannels, anyRate},
+    {".snd", "AU", SF_FORMAT_AU, allEncodings, fourGigabytes, manyChannels, anyRate},
+    {".w64", "W64", SF_FORMAT_W64, allEncodings, unbounded, manyChannels, anyRate},
+    {".caf", "CAF", SF_FORMAT_CAF, allEncodings, unbounded, manyChannels, anyRate},
+    {".rf64", "RF64", SF_FORMAT_RF64, allEncodings, unbounded, manyChannels, anyRate},
 }};
 
 constexpr std::array<std::string_view, 20> onlyRead{".ogg", ".oga", ".opus", ".mp3", ".aifc", ".avr", ".htk",
@@ -96,9 +97,9 @@ std::string soundEndings() {
     return all;
 }
 
-const SoundFormat& soundFormatFor(const std::filesystem::path& path) {
-    const std::string ending = endingOf(path);
-    if (const SoundFormat* const format = findWritable(ending)) return *format;
+const SoundFormat& soundFormatFor(const std::filesystem::path& path, const std::string& format) {
+    const std::string ending = endingOf(path, format);
+    if (const SoundFormat* const found = findWritable(ending)) return *found;
     throw fileProblem(path.string(), "files that end in " + ending + " can be read, not written",
                       "write .wav, .flac, .aiff, .au, .w64, .caf, .rf64, .npy, .csv or .bin");
 }
@@ -110,6 +111,11 @@ void checkSoundRequest(const WriteRequest& request, const SoundFormat& format) {
             name, std::string(format.name) + " does not hold the type `" + std::string(nameOf(request.type)) + "`",
             "write .wav, .w64, .caf or .npy, which hold every type");
     checkRate(request, format);
+    if (request.channels > format.maxChannels)
+        throw fileProblem(name,
+                          std::string(format.name) + " holds at most " + std::to_string(format.maxChannels) +
+                              " channels, and not " + std::to_string(request.channels),
+                          "write .npy or .csv, which hold any number");
     if (request.limit && *request.limit > format.mostBytes / widthOf(request.type))
         throw fileProblem(name,
                           std::to_string(*request.limit) + " elements are more than " + std::string(format.name) +

@@ -17,13 +17,17 @@ struct SoundFormat {
     int container = 0;               // the library's number of the format
     std::array<int, 4> encodings{};  // the library's number for each ElementType; 0 where the format has none
     std::uint64_t mostBytes = 0;     // of samples
-    int highestRate = 0;             // frames a second; rates are whole and at least 1
+    int maxChannels = 0;
+    int highestRate = 0;  // frames a second; rates are whole and at least 1
 };
 
-// The format that files of that ending are written in; a Problem where they are only read.
-const SoundFormat& soundFormatFor(const std::filesystem::path& path);
+// The format that files of that ending are written in, or of that format; a Problem where they are only read.
+const SoundFormat& soundFormatFor(const std::filesystem::path& path, const std::string& format = {});
 
-// Refuses a type, rate or limit that the format does not hold.
+// Writes a format to a stream, which cannot be gone back to: WAV and AU with a header that leaves the length open.
+std::unique_ptr<Sink> createSoundStream(const WriteRequest& request, const SoundFormat& format);
+
+// Refuses a type, rate, limit or number of channels that the format does not hold.
 void checkSoundRequest(const WriteRequest& request, const SoundFormat& format);
 
 std::unique_ptr<Sink> createSound(const WriteRequest& request, const SoundFormat& format);

@@ -1,8 +1,10 @@
-// Recordings written through the sound library, with one channel.
+// Recordings written through the sound library.
 
 #include <sndfile.h>
 
 #include <exception>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "runtime/diagnostics.h"
@@ -16,7 +18,22 @@ namespace {
 
 // The file that the library writes through. No exception may pass through the library, so the first is kept.
 struct LibraryFile {
-    explicit LibraryFile(OutputFile& written) : file(written) {}
+    explicit LibraryFile(OutputFile& written) : file(written), streams(written.isStream()) {}
+
+    std::uint64_t length() const { return streams ? sent : file.size(); }
+    std::uint64_t position() const { return streams ? place : file.position(); }
+    void seek(std::uint64_t to) {
+        place = to;
+        if (!streams) file.seek(to);
+    }
+    // What has been sent to a stream cannot be changed: its header keeps the length open.
+    void write(const void* from, std::size_t count) {
+        if (!streams || place == sent) {
+            file.write(from, count);
+            sent += count;
+        }
+        place += count;
+    }
 
     template <class Action>
     bool keepingErrors(Action action) {
@@ -34,27 +51,41 @@ struct LibraryFile {
     }
 
     OutputFile& file;
+    bool streams;
+    std::uint64_t place = 0, sent = 0;  // of a stream
     std::exception_ptr error;
 };
 
 LibraryFile& libraryFile(void* data) { return *static_cast<LibraryFile*>(data); }
 
-sf_count_t fileLength(void* data) { return static_cast<sf_count_t>(libraryFile(data).file.size()); }
+sf_count_t fileLength(void* data) { return static_cast<sf_count_t>(libraryFile(data).length()); }
 
-sf_count_t filePosition(void* data) { return static_cast<sf_count_t>(libraryFile(data).file.position()); }
+sf_count_t filePosition(void* data) { return static_cast<sf_count_t>(libraryFile(data).position()); }
 
 sf_count_t seekFile(sf_count_t offset, int whence, void* data) {
     LibraryFile& file = libraryFile(data);
     const sf_count_t base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? filePosition(data) : fileLength(data);
-    const bool moved = file.keepingErrors([&] { file.file.seek(static_cast<std::uint64_t>(base + offset)); });
+    const bool moved = file.keepingErrors([&] { file.seek(static_cast<std::uint64_t>(base + offset)); });
     return moved ? base + offset : -1;
 }
 
 sf_count_t readNothing(void*, sf_count_t, void*) { return 0; }
 
+// The library stamps the chunk of peaks that it gives RF64, and the same run writes the same bytes: the time becomes 0.
+std::string withoutTime(const void* header, std::size_t count) {
+    std::string bytes(static_cast<const char*>(header), count);
+    const std::size_t peaks = bytes.find("PEAK");
+    if (peaks != std::string::npos && peaks + 16 <= count) bytes.replace(peaks + 12, 4, 4, '\0');
+    return bytes;
+}
+
 sf_count_t writeFile(const void* from, sf_count_t count, void* data) {
     LibraryFile& file = libraryFile(data);
-    return file.keepingErrors([&] { file.file.write(from, static_cast<std::size_t>(count)); }) ? count : 0;
+    if (count >= 4 && file.position() == 0 && std::string_view(static_cast<const char*>(from), 4) == "RF64") {
+        const std::string header = withoutTime(from, static_cast<std::size_t>(count));
+        return file.keepingErrors([&] { file.write(header.data(), header.size()); }) ? count : 0;
+    }
+    return file.keepingErrors([&] { file.write(from, static_cast<std::size_t>(count)); }) ? count : 0;
 }
 
 sf_count_t writeElements(SNDFILE* sound, const void* from, sf_count_t count, ElementType type) {
@@ -75,7 +106,7 @@ class SoundSink final : public FileSink<Sink> {
     SoundSink(const WriteRequest& request, const SoundFormat& format)
         : FileSink(request.path, request.output), library_(file_), type_(request.type), format_(format) {
         SF_INFO info{};
-        info.channels = 1;
+        info.channels = request.channels;
         info.samplerate = static_cast<int>(request.rate);
         info.format = format.container | format.encodings[static_cast<std::size_t>(type_)];
         SF_VIRTUAL_IO access{fileLength, seekFile, readNothing, writeFile, filePosition};
@@ -85,7 +116,7 @@ class SoundSink final : public FileSink<Sink> {
         for (const int setting : {SFC_SET_NORM_FLOAT, SFC_SET_NORM_DOUBLE, SFC_SET_CLIPPING, SFC_SET_ADD_PEAK_CHUNK})
             sf_command(sound_, setting, nullptr, SF_FALSE);
         // The header with the peaks is longer than the one that the first write puts in its place.
-        file_.clear();
+        if (!library_.streams) file_.clear();
     }
     ~SoundSink() override {
         if (sound_ != nullptr) sf_close(sound_);
@@ -130,11 +161,12 @@ class SoundSink final : public FileSink<Sink> {
 
 std::unique_ptr<Sink> createSound(const WriteRequest& request, const SoundFormat& format) {
     checkSoundRequest(request, format);
+    if (isStream(request.path) && format.container != SF_FORMAT_FLAC) return createSoundStream(request, format);
     return std::make_unique<SoundSink>(request, format);
 }
 
 std::unique_ptr<Sink> createSound(const WriteRequest& request) {
-    return createSound(request, soundFormatFor(request.path));
+    return createSound(request, soundFormatFor(request.path, request.format));
 }
 
 }  // namespace libzepl

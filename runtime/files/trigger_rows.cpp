@@ -12,9 +12,13 @@ namespace {
 
 constexpr const char* heading = "event,position";
 
-void checkEnding(const std::filesystem::path& path) {
-    if (path == "-" || endingOf(path) != ".csv")
-        throw fileProblem(path.string(), "the file of a trigger is CSV", "give a name that ends in .csv");
+// What the file of a trigger is opened by.
+std::filesystem::path csvPath(const std::filesystem::path& path, const std::string& format) {
+    const ReadRequest request = withFormat(ReadRequest{.path = path, .format = format});
+    if (endingOf(request.path, request.format) != ".csv")
+        throw fileProblem(path.string(), "the file of a trigger is CSV",
+                          "give a name that ends in .csv, or say `format csv` after it");
+    return request.path;
 }
 
 bool isAssertion(const CsvCells& cells, const LineReader& lines) {
@@ -55,9 +59,8 @@ class CsvTriggerSink final : public FileSink<TriggerSink> {
 
 }  // namespace
 
-std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path) {
-    checkEnding(path);
-    LineReader lines(path);
+std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path, const std::string& format) {
+    LineReader lines(csvPath(path, format));
     CsvCells cells;
     if (!nextRow(lines, cells) || cells[0] != "event" || cells[1] != "position")
         throw lines.problem("the heading `" + std::string(heading) + "` is missing", "put it on the first line");
@@ -67,9 +70,9 @@ std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path) {
     return rows;
 }
 
-std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path, OutputOptions options) {
-    checkEnding(path);
-    return std::make_unique<CsvTriggerSink>(path, options);
+std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path, OutputOptions options,
+                                               const std::string& format) {
+    return std::make_unique<CsvTriggerSink>(csvPath(path, format), options);
 }
 
 }  // namespace libzepl

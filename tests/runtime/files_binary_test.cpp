@@ -61,10 +61,10 @@ TEST_F(BinaryTest, channelsComeApartWhereFramesStraddleBlocks) {
     std::string samples;
     for (int i = 0; i < 30000; ++i) samples += {static_cast<char>(i), static_cast<char>(i >> 8)};
     put("a.npy", npy(entries("<i2", "(3, 10000)"), samples));
-    const auto whole = openSource(reading("a.npy")), one = openSource(channelOf("a.npy", 9999));
+    const auto whole = openSource(allOf("a.npy", 10000)), one = openSource(channelOf("a.npy", 9999));
     EXPECT_EQ(whole->channels(), 10000);
     EXPECT_EQ(whole->length(), 30000U);
-    EXPECT_EQ(elementsOf<std::int16_t>("a.npy").at(29999), 29999);
+    EXPECT_EQ(elementsOf<std::int16_t>(allOf("a.npy", 10000)).at(29999), 29999);
     EXPECT_EQ(one->channels(), 1);
     EXPECT_EQ(one->length(), 3U);
     EXPECT_EQ(elementsOf<std::int16_t>(channelOf("a.npy", 9999)), (std::vector<std::int16_t>{9998, 19998, 29998}));
@@ -73,6 +73,7 @@ TEST_F(BinaryTest, channelsComeApartWhereFramesStraddleBlocks) {
 }
 
 TEST_F(BinaryTest, aBadNpyFilePassesOrIsRefusedWithAnotherReason) {
+    const std::string cut = " | check that the file is whole; `partial` after its name reads what is there";
     const std::string anew = " | save the array anew", whole = " | check that the file is whole";
     const std::string types = " cannot be read | save the array as one of i1, i2, i4, i8, u1, u2, u4, f4, f8";
     const auto shaped = [](const std::string& shape) { return npy(entries("<f8", shape), ""); };
@@ -83,8 +84,9 @@ TEST_F(BinaryTest, aBadNpyFilePassesOrIsRefusedWithAnotherReason) {
         {"\x93NUMPY\x04"s + good.substr(7), ": its version is none of 1.0, 2.0 and 3.0" + anew},
         {good.substr(0, 9), ": it ends within its header" + whole},
         {good.substr(0, 40), ": it ends within its header" + whole},
-        {good.substr(0, good.size() - 1), ": its header tells of 2 samples, and it holds 1" + whole},
+        {good.substr(0, good.size() - 1), ": its header announces 2 frames, but it holds 1" + cut},
         {"\x93NUMPY\x02\0\xFF\xFF\xFF\xFF"s, ": its header of 4294967295 bytes is too long to be right" + anew},
+        {npy(entries("<f8", "(0,)") + "junk", ""), ": its header has something after its dictionary: `junk`" + anew},
         {npy("{}", ""), ": its header lacks one of `descr`, `fortran_order` and `shape`" + anew},
         {npy("{'size': 5}", ""), ": its header has the unknown entry `size`" + anew},
         {npy("{'descr': [('x', '<i2')]}", ""),
@@ -113,7 +115,9 @@ TEST_F(BinaryTest, nanBecomesAnInteger) {
     std::string samples(24, '\0');
     samples.replace(20, 4, "\x00\x00\xC0\x7F"s);
     put("a.npy", npy(entries("<f4", "(3, 2)"), samples));
-    EXPECT_EQ(refusedRead(reading("a.npy", ElementType::int16, "rounded")),
+    ReadRequest request = allOf("a.npy", 2);
+    request.conversion = "rounded";
+    EXPECT_EQ(refusedRead(request),
               "a.npy: sample 2 of channel 2 is nan, which no integer type holds (samples count from 0) | "
               "declare the type `float` or `double`");
 }
@@ -147,7 +151,7 @@ TEST_F(BinaryTest, aRawFileOfBrokenElementsOrWithAChannelIsRead) {
     expectRefusals("a.bin", ElementType::float64,
                    {{"12345678901",
                      ": it ends with 3 bytes of an incomplete double sample | "
-                     "check the type and that the file is whole"}});
+                     "check that the file is whole; `partial` after its name reads what is there"}});
 }
 
 }  // namespace

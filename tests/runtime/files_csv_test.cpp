@@ -6,38 +6,46 @@
 namespace libzepl {
 namespace {
 
+using namespace std::string_literals;
 using CsvTest = FilesTest;
 
 TEST_F(CsvTest, elementsAreLostOrMixedUpByTheLayout) {
     const struct {
         std::string_view text;
         std::vector<std::int32_t> expected;
+        int columns = 1;
     } cases[] = {
         {"", {}},
-        {"a,b\n", {}},
+        {"a,b\n", {}, 2},
         {"1\r\n2", {1, 2}},
         {"\357\273\2775\n", {5}},
-        {"\n \n1, 2\n\n 3 ,\t4\n  \n", {1, 2, 3, 4}},
-        {"time, value\n1,2\n3,4\n", {1, 2, 3, 4}},
-        {"\"a, \"\"b\"\"\" , c\n1,2\n", {1, 2}},
-        {"\"1\" , 2\n", {1, 2}},
+        {"\n \n1, 2\n\n 3 ,\t4\n  \n", {1, 2, 3, 4}, 2},
+        {"time, value\n1,2\n3,4\n", {1, 2, 3, 4}, 2},
+        {"time, 50Hz\n1,2\n", {1, 2}, 2},
+        {"\"50 Hz\"\n1\n", {1}},
+        {"\"a, \"\"b\"\"\" , c\n1,2\n", {1, 2}, 2},
+        {"\"1\" , 2\n", {1, 2}, 2},
         {"+7\n-8\n", {7, -8}},
-        {"2147483647,-2147483648\n", {2147483647, std::numeric_limits<std::int32_t>::min()}},
+        {"2147483647,-2147483648\n", {2147483647, std::numeric_limits<std::int32_t>::min()}, 2},
     };
     for (const auto& row : cases) {
         put("ecg.csv", row.text);
-        EXPECT_EQ(elementsOf<std::int32_t>("ecg.csv"), row.expected) << row.text;
+        ReadRequest request = reading("ecg.csv", ElementType::int32);
+        if (row.columns > 1) request.interleaved = row.columns;
+        EXPECT_EQ(elementsOf<std::int32_t>(request), row.expected) << row.text;
     }
 }
 
 TEST_F(CsvTest, theChosenColumnIsAnother) {
+    put("ecg.csv", "10:00,1\n10:01,3\n");
+    EXPECT_EQ(elementsOf<std::int16_t>(columnOf("ecg.csv", 2)), (std::vector<std::int16_t>{1, 3})) << "no heading";
     put("ecg.csv", "time,\"lead, one\",lead two\n10:00,1,2\n10:01,3,4\n");
     const std::vector<std::int16_t> one{1, 3}, two{2, 4};
     EXPECT_EQ(elementsOf<std::int16_t>(columnOf("ecg.csv", "lead, one")), one);
     EXPECT_EQ(elementsOf<std::int16_t>(columnOf("ecg.csv", 3)), two);
     EXPECT_EQ(openSource(columnOf("ecg.csv", 3))->channels(), 1);
     EXPECT_EQ(elementsOf<std::int16_t>(channelOf("ecg.csv", 2)), one);
-    const auto whole = openSource(reading("ecg.csv"));
+    const auto whole = openSource(allOf("ecg.csv", 3));
     EXPECT_EQ(whole->channels(), 3);
     EXPECT_EQ(whole->length(), std::nullopt);
     EXPECT_EQ(whole->rate(), std::nullopt);
@@ -58,16 +66,29 @@ TEST_F(CsvTest, aBadCellPassesOrIsRefusedWithAnotherReason) {
     const std::string wider = " | declare a wider type, or ask for `convert rounded`";
     const std::string open = ": a quoted cell does not end | close the quotes before the comma or the line's end";
     const Refusals ofIntegers{
-        {"a,b\n1,2\n\n3,abc\n", ":4: `abc` in column 2" + noNumber},
+        {"a\n1\n\nabc\n", ":4: `abc` in column 1" + noNumber},
+        {"1.2.3\n4\n", ":1: `1.2.3` in column 1" + noNumber},
+        {"a\n\0"s, ":2: the line has a NUL character | check that the file is text, in UTF-8"},
+        {"\xFF\xFE"
+         "1\0\n\0"s,
+         ": it is UTF-16 or UTF-32 text | save it as UTF-8"},
+        {"\xFE\xFF\0"
+         "1\0\n"s,
+         ": it is UTF-16 or UTF-32 text | save it as UTF-8"},
         {"1\n+-1\n", ":2: `+-1` in column 1" + noNumber},
         {"1\n1.5\n", ":2: `1.5` in column 1 is no integer | declare `float` or `double`, or ask for `convert rounded`"},
         {"32768\n", ":1: `32768` in column 1 is outside the range of `int16`, -32768 to 32767" + wider},
-        {"1,\n", ":1: the cell in column 2 is empty | fill it, or take out the line"},
-        {"1,2\n3\n", ":2: the line has 1 cell, and the first line has 2 | give every line the same number of cells"},
+        {"1\n,2\n", ":2: the line has 2 cells, and the first line has 1 | give every line the same number of cells"},
+        {"1,2\n",
+         ": it has 2 columns, and which of them is not said | "
+         "take one with `column K`, or all, frame by frame, with `interleaved 2`"},
         {"a\n\"1\n", ":2" + open},
         {"a\n\"1\"2\n", ":2" + open},
     };
     expectRefusals("ecg.csv", ElementType::int16, ofIntegers);
+    put("ecg.csv", "1,\n");
+    EXPECT_EQ(refusedRead(columnOf("ecg.csv", 2)),
+              "ecg.csv:1: the cell in column 2 is empty | fill it, or take out the line");
     expectRefusals("ecg.csv", ElementType::float32,
                    {{"1e39\n", ":1: `1e39` in column 1 is outside the range of `float` | declare `double`"}});
     expectRefusals("ecg.csv", ElementType::float64,
@@ -153,7 +174,7 @@ TEST_F(CsvTest, triggerRowsAreLostOrBadOnesTaken) {
         EXPECT_EQ(refusal([&] { readTriggerRows(at("beat.csv")); }), "beat.csv" + expected);
     }
     EXPECT_EQ(refusal([&] { createTriggerSink(at("beat.wav")); }),
-              "beat.wav: the file of a trigger is CSV | give a name that ends in .csv");
+              "beat.wav: the file of a trigger is CSV | give a name that ends in .csv, or say `format csv` after it");
 }
 
 }  // namespace

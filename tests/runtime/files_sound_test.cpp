@@ -3,6 +3,7 @@
 #include <sndfile.h>
 
 #include "tests/runtime/files_support.h"
+#include "tests/support/system_calls.h"
 
 namespace libzepl {
 namespace {
@@ -49,8 +50,8 @@ TEST_F(SoundTest, countsOfSomeWidthAreScaled) {
         record(row.name, row.format, edges);
         std::vector<std::int32_t> expected;
         for (int edge : edges) expected.push_back(edge >> row.shift);
-        EXPECT_EQ(elementsOf<std::int32_t>(row.name), expected) << row.name;
-        const auto source = openSource(reading(row.name, ElementType::int32));
+        EXPECT_EQ(elementsOf<std::int32_t>(allOf(row.name, 2, ElementType::int32)), expected) << row.name;
+        const auto source = openSource(allOf(row.name, 2, ElementType::int32));
         EXPECT_EQ(source->length(), 4U) << row.name;
         EXPECT_EQ(source->channels(), 2) << row.name;
         EXPECT_EQ(source->rate(), 360.0) << row.name;
@@ -60,7 +61,7 @@ TEST_F(SoundTest, countsOfSomeWidthAreScaled) {
 TEST_F(SoundTest, realsAreScaledOrClipped) {
     const std::vector<double> values{2.5, -3.5, 40000.0, 0.5};
     for (const auto& [name, format] : {std::pair("a.wav", SF_FORMAT_DOUBLE), {"b.wav", SF_FORMAT_FLOAT}}) {
-        record(name, SF_FORMAT_WAV | format, values);
+        record(name, SF_FORMAT_WAV | format, values, 1);
         EXPECT_EQ(elementsOf<double>(name), values) << name;
     }
     EXPECT_EQ(elementsOf<std::int16_t>("b.wav", "rounded"), (std::vector<std::int16_t>{2, -4, 32767, 0}));
@@ -71,7 +72,7 @@ TEST_F(SoundTest, realsAreScaledOrClipped) {
 }
 
 TEST_F(SoundTest, aRecordingThatDoesNotFitIsTakenOrNotExplained) {
-    record("a.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, std::vector<int>{1 << 8, -1 << 8});
+    record("a.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, std::vector<int>{1 << 8, -1 << 8}, 1);
     EXPECT_EQ(refusedRead("a.wav"),
               "a.wav: its 24-bit integer samples do not fit the type `int16` without loss | declare `int32` or `float` "
               "or `double`, or ask for `convert rounded`, `convert truncated` or `convert scaled`");
@@ -98,6 +99,49 @@ TEST_F(SoundTest, someFormatLosesElementsInWriting) {
     }
     save<std::int16_t>("a.flac", {});
     EXPECT_TRUE(elementsOf<std::int16_t>("a.flac").empty());
+}
+
+TEST_F(SoundTest, TheSameSamplesGiveTheSameBytesAtAnyTime) {
+    const RunningClock clock;
+    for (const std::string name : {"a.wav", "a.flac", "a.aiff", "a.aif", "a.au", "a.snd", "a.w64", "a.caf", "a.rf64"}) {
+        const auto written = [&]<class T>(T) {
+            save<T>(name, {1, -1, 3});
+            return bytesOf(name);
+        };
+        EXPECT_EQ(written(std::int16_t{}), written(std::int16_t{})) << name;
+        if (name == "a.flac") continue;
+        EXPECT_EQ(written(std::int32_t{}), written(std::int32_t{})) << name;
+        EXPECT_EQ(written(float{}), written(float{})) << name;
+        EXPECT_EQ(written(double{}), written(double{})) << name;
+    }
+}
+
+TEST_F(SoundTest, SeveralChannelsAreWrittenFrameByFrame) {
+    const std::vector<std::int16_t> samples{1, 2, 3, 4, 5, 6, 7};
+    for (const std::string name : {"a.wav", "a.flac", "a.caf", "a.npy", "a.csv", "a.bin"}) {
+        WriteRequest request = writing<std::int16_t>(name);
+        request.channels = 3;
+        const auto sink = createSink(request);
+        for (const std::int16_t& sample : samples) sink->write(&sample, 1);
+        sink->finish();
+        const auto source = openSource(allOf(name, 3));
+        EXPECT_EQ(elementsOf<std::int16_t>(*source), (std::vector<std::int16_t>{1, 2, 3, 4, 5, 6})) << name;
+        EXPECT_EQ(source->channels(), 3) << name;
+        if (name == "a.bin") continue;
+        const std::string unit = name == "a.csv" ? "column" : "channel",
+                          rest = "or all, frame by frame, with `interleaved 3`";
+        EXPECT_EQ(refusedRead(name), name + ": it has 3 " + unit +
+                                         "s, and which of them is not said | take one with `" + unit + " K`, " + rest);
+        EXPECT_EQ(refusedRead(allOf(name, 2)), name + ": it has 3 " + unit +
+                                                   "s, and not 2 | take all with `interleaved 3`, "
+                                                   "or one with `" +
+                                                   unit + " K`");
+    }
+    EXPECT_EQ(bytesOf("a.csv"), "signal[1],signal[2],signal[3]\n1,2,3\n4,5,6\n");
+    WriteRequest request = writing<std::int16_t>("b.flac");
+    request.channels = 9;
+    EXPECT_EQ(refusal([&] { createSink(request); }),
+              "b.flac: FLAC holds at most 8 channels, and not 9 | write .npy or .csv, which hold any number");
 }
 
 TEST_F(SoundTest, aFormatThatCannotHoldTheOutputTakesIt) {

@@ -36,6 +36,16 @@ class FilesTest : public testing::Test {
                         const std::string& conversion = {}) const {
         return {.path = at(name), .type = type, .channel = {}, .column = {}, .conversion = conversion};
     }
+    ReadRequest allOf(const std::string& name, std::int64_t channels, ElementType type = ElementType::int16) const {
+        ReadRequest request = reading(name, type);
+        request.interleaved = channels;
+        return request;
+    }
+    ReadRequest partOf(const std::string& name, ElementType type = ElementType::int16) const {
+        ReadRequest request = reading(name, type);
+        request.partial = true;
+        return request;
+    }
 
     ReadRequest channelOf(const std::string& name, std::int64_t channel) const {
         return {.path = at(name), .type = ElementType::int16, .channel = channel, .column = {}, .conversion = {}};
@@ -47,11 +57,14 @@ class FilesTest : public testing::Test {
     // Read in pieces of seven, so that no piece falls on a block's end.
     template <class T>
     static std::vector<T> elementsOf(const ReadRequest& request) {
-        const auto source = openSource(request);
+        return elementsOf<T>(*openSource(request));
+    }
+    template <class T>
+    static std::vector<T> elementsOf(Source& source) {
         std::vector<T> elements;
         for (std::size_t got = 7; got == 7;) {
             elements.resize(elements.size() + 7);
-            got = source->read(elements.data() + elements.size() - 7, 7);
+            got = source.read(elements.data() + elements.size() - 7, 7);
             elements.resize(elements.size() - 7 + got);
         }
         return elements;
@@ -93,7 +106,8 @@ class FilesTest : public testing::Test {
         return "nothing refused";
     }
     std::string refusedRead(const ReadRequest& request) const {
-        return refusal([&] { readVector(request); });
+        std::vector<std::string> notes;
+        return refusal([&] { readVector(request, notes); });
     }
     std::string refusedRead(const std::string& name) const { return refusedRead(reading(name)); }
 

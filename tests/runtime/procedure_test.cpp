@@ -96,7 +96,8 @@ TEST(Procedure, formOfTheLinesMatters) {
 }
 
 TEST(Procedure, mistakeIsToldWrong) {
-    const std::string clauses = "a pipe takes capacity, starts, from, channel, column, convert, to, limit";
+    const std::string clauses =
+        "a pipe takes capacity, starts, interleaved, from, channel, column, convert, partial, to, limit, rate, format";
     const std::string natural = " is out of range: int16 holds -32768 to 32767";
     const std::string beyond = " is out of range: float holds up to 3.4028235e38 and inf | double holds it";
     const std::string noInteger = "write it without a point or an exponent, or take float or double";
@@ -119,13 +120,23 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"pipe x : int16 limit 3 from -", "1:16 `limit` without `to` and a file"},
         {"vector x : int16 convert round", "1:18 `convert` without `from` and a file"},
         {"pipe x : int16 from - column 1 channel 1", "1:32 `channel` and `column` exclude each other"},
+        {"pipe x : int16 from - interleaved 2 channel 1", "1:23 `interleaved` and `channel` exclude each other"},
+        {"pipe x : int16 from - interleaved 2 column 1", "1:37 `column` and `interleaved` exclude each other"},
+        {"pipe x : int16 interleaved 0", "1:28 `interleaved` takes an integer from 1 to 1048576, not `0`"},
+        {"pipe x : int16 interleaved 4 to - limit 6",
+         "1:35 6 elements are no whole frames of 4 channels | give a multiple of 4"},
+        {"pipe x : int16 to - partial", "1:21 `partial` without `from` and a file"},
+        {"pipe x : int16 from - rate 5", "1:23 `rate` without `to` and a file"},
+        {"pipe x : int16 to - rate 0", "1:26 a rate is a positive, finite number, not `0`"},
+        {"pipe x : int16 format wav from -", "1:23 `format` goes after the file that it is of"},
+        {"pipe x : int16 from - format wav format au", "1:41 `format` is given twice for one file"},
         {"pipe x : int16 from \"\"", "1:21 the file's name is empty"},
         {"pipe x : int16 from a", "1:21 expected a file's name in double quotes, or `-`, not `a`"},
         {"pipe x : int16 from", "1:20 expected a file's name in double quotes, or `-`, but the line ends here"},
         {"pipe x : int16 capacity 0", "1:25 `capacity` takes an integer from 1, not `0`"},
         {"pipe x : int16 capacity 1e3", "1:25 `capacity` takes an integer from 1, not `1e3`"},
         {"pipe x : int16 starts []", "1:24 expected a number, not `]`"},
-        {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit"},
+        {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit, format"},
         {"vector x : int16", "1:17 expected `= [ ... ]` or `from` and a file, but the line ends here"},
         {"vector x : int16 = [1 2]", "1:23 expected `,` or `]`, not `2`"},
         {"vector x : int16 = [1] from -", "1:24 expected the end of the line, not `from` | write one statement a line"},
@@ -166,11 +177,26 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"A ('a')", "1:4 `'` cannot stand here | texts stand in double quotes"},
         {"A (a) # \x01\x02", "1:9 `\\x01\\x02` cannot stand here | a procedure is plain text"},
         {"A (a)\rB (b)", "1:6 `\\x0D` cannot stand here | a procedure is plain text"},
+        {std::string("\xFF\xFEr\0", 4), "1:1 the text is UTF-16 or UTF-32 | save it as UTF-8"},
         {std::string("A (\0", 4), "1:4 a NUL character | a procedure is plain text in UTF-8"},
         {std::string("\xEF\xBB\xBF\0", 4), "1:1 a NUL character | a procedure is plain text in UTF-8"},
         {std::string("A (a)\nB\0(b", 10), "2:2 a NUL character | a procedure is plain text in UTF-8"},
     };
     for (const auto& [text, mistakes] : cases) EXPECT_EQ(parse(text).mistakes, mistakes + "\n") << text;
+}
+
+TEST(Procedure, EachFileOfAPipeHasItsClauses) {
+    const auto [p, mistakes] = parse(
+        "pipe x : int16 from \"f\" format wav partial interleaved 2 to \"g\" format npy rate 12.5 limit 4\n"
+        "vector v : int16 from \"f\" format csv interleaved 3\ntrigger t from \"f\" format csv\n");
+    EXPECT_EQ(mistakes, "");
+    const PipeDeclaration& pipe = p.pipes.at(0);
+    EXPECT_EQ(pipe.from->format + " " + pipe.to->format + " " + p.vectors.at(0).from->format, "wav npy csv");
+    EXPECT_TRUE(pipe.from->partial && !pipe.to->partial);
+    EXPECT_EQ(pipe.to->rate, 12.5);
+    EXPECT_EQ(pipe.interleaved, 2);
+    EXPECT_EQ(p.vectors.at(0).interleaved, 3);
+    EXPECT_EQ(p.triggers.at(0).from->format, "csv");
 }
 
 TEST(Procedure, oneMissingBracketSpoilsTheStatementsBehindIt) {

@@ -1,0 +1,107 @@
+// Recordings that come through pipes, which cannot be gone back in.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "tests/runtime/files_support.h"
+
+namespace libzepl {
+namespace {
+
+class Streams : public FilesTest {
+ protected:
+    // Reads what is written to a pipe of that name in pieces of growing length, without caring whether anybody still reads.
+    std::vector<std::int16_t> streamed(ReadRequest request, const std::string& bytes,
+                                       std::vector<std::string>* notes = {}) {
+        ::mkfifo(request.path.c_str(), 0600);
+        std::thread writer([&] {
+            const int to = ::open(request.path.c_str(), O_WRONLY);
+            std::size_t piece = 1;
+            for (std::size_t at = 0; at < bytes.size(); at += piece++)
+                if (::write(to, bytes.data() + at, std::min(piece, bytes.size() - at)) < 0) break;
+            ::close(to);
+        });
+        std::vector<std::int16_t> elements;
+        refused_ = refusal([&] {
+            const auto source = openSource(request);
+            elements = elementsOf<std::int16_t>(*source);
+            if (notes != nullptr) *notes = source->notes();
+        });
+        writer.join();
+        std::filesystem::remove(request.path);
+        return elements;
+    }
+
+    std::string refused_;
+};
+
+TEST_F(Streams, EveryFormatIsReadAsFromAFile) {
+    const std::vector<std::int16_t> samples = noise(9000);
+    for (const std::string ending : {"wav", "flac", "aiff", "au", "w64", "caf", "rf64", "npy", "csv", "bin"}) {
+        save<std::int16_t>("file." + ending, samples);
+        EXPECT_EQ(streamed(reading("pipe." + ending), bytesOf("file." + ending)), samples) << ending << refused_;
+        if (ending == "bin") continue;
+        ReadRequest named = reading("pipe");
+        named.format = ending;
+        EXPECT_EQ(streamed(named, bytesOf("file." + ending)), samples) << ending << refused_;
+    }
+}
+
+TEST_F(Streams, AHeaderWithoutALengthLetsTheStreamGoOn) {
+    const std::vector<std::int16_t> samples = noise(3000);
+    save<std::int16_t>("file.wav", samples);
+    for (const std::string& size : {std::string(4, '\xFF'), std::string(4, '\0'), std::string("\0\xF0\xFF\x7F", 4)})
+        EXPECT_EQ(streamed(reading("pipe.wav"), bytesOf("file.wav").replace(40, 4, size)), samples) << refused_;
+}
+
+TEST_F(Streams, AStreamThatEndsEarlyIsRefusedWhereItEnds) {
+    const std::string cut = " | check that the file is whole; `partial` after its name reads what is there";
+    for (const std::string ending : {"wav", "flac", "npy", "w64"}) {
+        const std::vector<std::int16_t> samples = noise(9000);
+        save<std::int16_t>("file." + ending, samples);
+        const std::string bytes = bytesOf("file." + ending).substr(0, 12001);
+        streamed(reading("pipe." + ending), bytes);
+        EXPECT_TRUE(refused_.ends_with(cut)) << ending << ": " << refused_;
+        std::vector<std::string> notes;
+        const auto part = streamed(partOf("pipe." + ending), bytes, &notes);
+        EXPECT_EQ(refused_, "nothing refused") << ending;
+        EXPECT_TRUE(part.size() > 4000 && std::equal(part.begin(), part.end(), samples.begin())) << ending;
+        EXPECT_EQ(notes.size(), 1U) << ending;
+    }
+    streamed(reading("pipe.bin"), "12345");
+    EXPECT_EQ(refused_, "pipe.bin: it ends with 1 byte of an incomplete 16-bit integer sample" + cut);
+}
+
+TEST_F(Streams, AHeaderIsNotTakenForSamples) {
+    for (const auto& [start, format] :
+         {std::pair("RIFF", "WAV"), {"fLaC", "FLAC"}, {"OggS", "OGG"}, {"\x93NUMPY", "NPY"}}) {
+        const std::string bytes = start + std::string(20, '\1');
+        streamed(reading("pipe.bin"), bytes);
+        const std::string reason = std::string("it starts as ") + format + " files do, and raw samples are expected";
+        EXPECT_EQ(refused_.substr(10, reason.size()), reason);
+        put("file.bin", bytes);
+        EXPECT_EQ(refusedRead("file.bin").substr(10, reason.size()), reason);
+        ReadRequest raw = reading("file.bin");
+        raw.format = "raw";
+        EXPECT_EQ(elementsOf<std::int16_t>(raw).size(), bytes.size() / 2);
+    }
+}
+
+TEST_F(Streams, WhatNeedsALengthIsNotWrittenToAStream) {
+    for (const auto& [path, format] :
+         {std::pair("-.npy", "NPY"), {"-.aiff", "AIFF"}, {"-.caf", "CAF"}, {"-.W64", "W64"}}) {
+        const WriteRequest request{.path = path, .type = ElementType::int16};
+        EXPECT_EQ(refusal([&] { createSink(request); }),
+                  std::string("standard output: ") + format +
+                      " states its length before its samples, and a stream's is not known by then | "
+                      "write WAV, AU, FLAC, CSV or raw samples");
+    }
+    EXPECT_EQ(refusal([&] { createSink(WriteRequest{.path = "-.wavv", .type = ElementType::int16}); }).substr(0, 28),
+              "-: there is no format `wavv`");
+}
+
+}  // namespace
+}  // namespace libzepl
