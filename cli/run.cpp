@@ -52,8 +52,8 @@ void tellEnd(const Procedure& procedure, const Report& report, const RunArgument
              const std::vector<std::string>& advice, bool checkOnly) {
     std::vector<Diagnostic> diagnostics = diagnose(procedure, report, advice);
     // That a result depends on how the input arrives is told where a procedure is checked, and in the report.
-    std::erase_if(diagnostics,
-                  [&](const Diagnostic& each) { return !checkOnly && each.severity == Severity::arrival; });
+    if (!checkOnly)
+        std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity == Severity::arrival; });
     tellDiagnostics(std::move(diagnostics), procedure, arguments.quiet);
     if (arguments.quiet) return;
     tellNotes(report);

@@ -180,6 +180,7 @@ struct Engine {
     void prepareForCrash();
     void tellCrash(const char* what) noexcept;
     void addNotes(Report& report) const;
+    void addFileNotes(Report& report) const;
     void addRateNotes(Report& report) const;
 
     // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.

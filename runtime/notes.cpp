@@ -172,16 +172,20 @@ void addUnwritten(const Engine& e, Report& report) {
 
 }  // namespace
 
-void Engine::addNotes(Report& report) const {
-    const bool setUpFailed = end == RunEnd::refused && reason.empty();
-    if (setUpFailed) return;
-    report.notes = notes;
-    report.warned = warned;
+// What files lacked, and what their rates are.
+void Engine::addFileNotes(Report& report) const {
     for (const PipeInput& input : pipeInputs)
         if (input.source != nullptr)
             for (std::string& note : input.source->notes()) report.notes.push_back(std::move(note));
-    if (end != RunEnd::refused) addRateNotes(report);
-    if (settled) addUnwritten(*this, report);
+    addRateNotes(report);
+}
+
+void Engine::addNotes(Report& report) const {
+    report.notes = notes;
+    report.warned = warned;
+    if (end != RunEnd::refused) addFileNotes(report);
+    const bool setUpFailed = end == RunEnd::refused && reason.empty();
+    if (settled && !setUpFailed) addUnwritten(*this, report);
     if (end == RunEnd::refused || end == RunEnd::setUpsRan) return;
     Notes found{*this, report.notes};
     if (end == RunEnd::stopped) report.notes.push_back("the run was stopped on request");

@@ -91,8 +91,8 @@ struct Report {
     std::vector<DigitalReport> digital;
     std::vector<std::string> console;
     std::vector<std::string> notes;
+    std::vector<std::string> warned;  // those of the notes that were shown before the run
     std::vector<CautionReport> cautions;
-    std::vector<std::string> warned;     // those of the notes that were shown before the run
     std::vector<std::string> unwritten;  // pipes that are read and that nobody writes
     std::vector<OutputReport> outputs;
     bool outputsFinished = false;  // else they were dropped, or kept under other names, as notes say
