@@ -42,7 +42,7 @@ std::vector<const Command*> matching(const CommandLibrary& library, const std::s
 
 class StandardOutput : public TextSink {
  public:
-    void write(std::string_view text) override { std::fwrite(text.data(), 1, text.size(), stdout); }
+    void write(std::string_view text) override { print(text); }
 };
 
 void printJson(const std::vector<const Command*>& commands) {

@@ -1,13 +1,9 @@
 #include "cli/crash.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "cli/run.h"
@@ -63,8 +59,8 @@ class DescriptorSink : public TextSink {
 
 }  // namespace
 
-CrashNotice::CrashNotice(const Procedure& procedure, std::string reportName, ReportModule module)
-    : procedure_(procedure.source.name), reportName_(std::move(reportName)), module_(std::move(module)) {
+CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, ReportModule module)
+    : procedure_(procedure.source.name), file_(file), module_(std::move(module)) {
     std::vector<Diagnostic> diagnostics;
     for (const CommandUse& use : procedure.commands)
         diagnostics.push_back(
@@ -80,30 +76,14 @@ CrashNotice::CrashNotice(const Procedure& procedure, std::string reportName, Rep
         left.remove_prefix(std::min<std::size_t>(left.size(), 1));  // the line feed
     }
     // A link is followed; what is no ordinary file is written into.
-    if (reportName_.empty() || reportName_ == "-") return;
-    std::error_code error;
-    const std::filesystem::path target = std::filesystem::canonical(reportName_, error);
-    if (!error) reportName_ = target.string();
-    if (error || std::filesystem::is_regular_file(target, error))
-        temporaryName_ = reportName_ + ".part" + std::to_string(::getpid()) + "-crash";
 }
 
-void CrashNotice::writeReport(const Report& report) {
-    if (reportName_.empty()) return;
-    int descriptor = STDOUT_FILENO;
-    if (!temporaryName_.empty())
-        descriptor = ::open(temporaryName_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    else if (reportName_ != "-")
-        descriptor = ::open(reportName_.c_str(), O_WRONLY | O_CLOEXEC);
-    DescriptorSink sink(descriptor);
+// False when it could not be written.
+bool CrashNotice::writeReport(const Report& report) {
+    if (file_ == nullptr) return true;
+    DescriptorSink sink(file_->descriptor());
     writeJson(report, module_, sink);
-    const bool whole = sink.flush();
-    if (temporaryName_.empty()) return;
-    if (whole && ::fsync(descriptor) == 0 && ::rename(temporaryName_.c_str(), reportName_.c_str()) == 0) return;
-    ::unlink(temporaryName_.c_str());
-    DescriptorSink message(STDERR_FILENO);
-    message.write("zepl: error: the report cannot be written\n");
-    message.flush();
+    return sink.flush() && file_->publishFromHandler();
 }
 
 void CrashNotice::end(Report& report, std::size_t task) {
@@ -113,9 +93,12 @@ void CrashNotice::end(Report& report, std::size_t task) {
     message.write(parts_[2 * task + 1]);
     message.write("\n");
     message.flush();
-    temporaryFiles::unlinkAll();
     report.procedure.swap(procedure_);
-    writeReport(report);
+    if (!writeReport(report)) {
+        message.write("zepl: error: the report cannot be written\n");
+        message.flush();
+    }
+    temporaryFiles::unlinkAll();
     ::_exit(runFailed);
 }
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/commands.h"
+#include "runtime/files/output_file.h"
 #include "runtime/procedure.h"
 #include "runtime/report.h"
 
@@ -15,8 +15,8 @@ namespace cli {
 // All texts are made beforehand, since that happens in a signal's handler.
 class CrashNotice {
  public:
-    // `reportName` may be empty; `module` is the one that the report names.
-    CrashNotice(const libzepl::Procedure& procedure, std::string reportName, libzepl::ReportModule module);
+    // `file` is the report's, to which nothing was written yet, or null; `module` is the one that it names.
+    CrashNotice(const libzepl::Procedure& procedure, libzepl::OutputFile* file, libzepl::ReportModule module);
 
     CrashNotice(const CrashNotice&) = delete;
     CrashNotice& operator=(const CrashNotice&) = delete;
@@ -24,12 +24,12 @@ class CrashNotice {
     [[noreturn]] void end(libzepl::Report& report, std::size_t task);
 
  private:
-    void writeReport(const libzepl::Report& report);
+    bool writeReport(const libzepl::Report& report);
 
     std::string blocks_;                   // for each task, what is shown before and after what happened
     std::vector<std::string_view> parts_;  // of `blocks_`: two for each task
     std::string procedure_;
-    std::string reportName_, temporaryName_;
+    libzepl::OutputFile* file_;
     libzepl::ReportModule module_;
 };
 

@@ -115,13 +115,29 @@ constexpr const char* noMemory =
     "zepl: error: the system has no more memory\n  close other programs, or raise what a process may take (ulimit "
     "-v)\n";
 
-// Without any memory even an exception cannot be made. All else that terminates the program is a fault.
-[[noreturn]] void endWithoutMemory() {
-    if (std::malloc(1) != nullptr) std::abort();
+// Whether the program is terminated for want of memory: without any, even an exception cannot be made.
+bool lacksMemory() {
+    const std::exception_ptr thrown = std::current_exception();
+    try {
+        if (thrown != nullptr) std::rethrow_exception(thrown);
+    } catch (const std::bad_alloc&) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+    return std::malloc(1) == nullptr;
+}
+
+// All else that terminates the program is a fault.
+[[noreturn]] void onTerminate() {
+    if (!lacksMemory()) std::abort();
     std::fputs(noMemory, stderr);
     libzepl::temporaryFiles::unlinkAll();
     ::_exit(cli::runFailed);
 }
+
+// Before anything else: libraries allocate what they keep for the whole program.
+[[gnu::constructor(101)]] void setTerminate() { std::set_terminate(onTerminate); }
 
 int dispatch(int count, char** words) {
     CLI::App app(overview, "zepl");
@@ -151,6 +167,7 @@ int dispatch(int count, char** words) {
         refuseUnknownAction(app, count, words);
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError)) refuseUnknownOption(app);
         std::ostringstream text, said;
+        for (std::ios* stream : {&text, &said}) stream->exceptions(std::ios::badbit);  // nothing is left out in silence
         const int status = app.exit(error, text, said);
         cli::print(text.str());
         std::fputs(said.str().c_str(), stderr);
@@ -191,7 +208,6 @@ int statusOfCall(int count, char** words) {
 }  // namespace
 
 int main(int count, char** words) {
-    std::set_terminate(endWithoutMemory);
     cli::openClosedStreams();
     // A closed output and a file that grows too large are told as errors, not by a silent end.
     std::signal(SIGPIPE, SIG_IGN);

@@ -2,10 +2,24 @@
 
 #include "runtime/binder_files.h"
 #include "runtime/files/stream_wait.h"
+#include "runtime/json_writer.h"
 
 namespace cli {
 
 using libzepl::Problem;
+
+namespace {
+
+class FileText : public libzepl::TextSink {
+ public:
+    explicit FileText(libzepl::OutputFile& file) : file_(file) {}
+    void write(std::string_view text) override { file_.write(text); }
+
+ private:
+    libzepl::OutputFile& file_;
+};
+
+}  // namespace
 
 libzepl::ReportModule reportModule(const libzepl::CommandLibrary& library) {
     const libzepl::LoadedModule& module = library.modules().front();
@@ -31,7 +45,8 @@ ReportFile::ReportFile(const std::string& name, const libzepl::Procedure& proced
 void ReportFile::write(const libzepl::Report& report, const libzepl::CommandLibrary& library) {
     if (file_ == nullptr) return;
     try {
-        file_->write(libzepl::toJson(report, reportModule(library)));
+        FileText text(*file_);
+        libzepl::writeJson(report, reportModule(library), text);
         file_->finish();
     } catch (const Problem& problem) {
         throw Problem(std::string("--report: ") + problem.what(), problem.remedy());

@@ -19,6 +19,7 @@ class ReportFile {
     ReportFile(const std::string& name, const libzepl::Procedure& procedure, const libzepl::CommandLibrary& library,
                const libzepl::BindOptions& options);
 
+    libzepl::OutputFile* file() { return file_.get(); }  // null when there is none
     void write(const libzepl::Report& report, const libzepl::CommandLibrary& library);
 
  private:

@@ -47,7 +47,8 @@ class Binder {
         forEach(procedure_.vectors,
                 [&](const VectorDeclaration& vector) { declare(vector, [&] { addVector(vector); }); });
         ArgumentBinder binder(names_, *bound_.session, library_, diagnostics_);
-        forEach(procedure_.commands, [&](const CommandUse& use) { addCommand(use, binder); });
+        forEach(procedure_.commands,
+                [&](const CommandUse& use) { guarded(use.place, [&] { addCommand(use, binder); }); });
         warnOfNothing();
         // Outputs come last: their rate can be that of an input, and nothing is created beside a mistake.
         if (!hasErrors(diagnostics_)) addOutputs();
@@ -173,7 +174,8 @@ class Binder {
             guarded(file, [&] {
                 noteInput(file);
                 std::vector<std::string> notes;
-                bytes = readVector(readRequest(file, declared.type, declared.interleaved), notes);
+                bytes = readVector(readRequest(file, declared.type, declared.interleaved), notes,
+                                   options_.session.memoryLimit);
                 for (const std::string& note : notes) bound_.session->addNote(note);
             });
         } else {

@@ -22,6 +22,7 @@ constexpr std::string_view arrivalRemedy =
 
 Words wordsOf(const std::string& text) {
     std::istringstream stream(text);
+    stream.exceptions(std::ios::badbit);  // a lack of memory is no end of the text
     Words words;
     for (std::string word; stream >> word;) words.push_back(word);
     return words;
@@ -127,6 +128,7 @@ struct Field {
 
 std::vector<Field> fieldsIn(std::string_view text) {
     std::istringstream stream{std::string(text)};
+    stream.exceptions(std::ios::badbit);
     std::vector<Field> fields;
     for (std::string line; std::getline(stream, line);) {
         const std::size_t start = line.find_first_not_of(' ');

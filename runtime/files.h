@@ -119,8 +119,9 @@ bool isStandardStream(const std::filesystem::path& path);
 bool tellsFormat(const std::filesystem::path& path);
 
 // A vector's elements from a file of any of the formats, as the raw bytes of `type`. What the file lacked is added to
-// `notes`.
-std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::string>& notes);
+// `notes`. A file of much more than `mostBytes` is refused while it is read.
+std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::string>& notes,
+                                  std::uint64_t mostBytes = ~std::uint64_t{0});
 
 // A row of a trigger's file: an assertion or a status.
 struct TriggerRow {

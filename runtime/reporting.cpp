@@ -1,7 +1,7 @@
 // What a run came to, in figures.
 
+#include <algorithm>
 #include <cstring>
-#include <sstream>
 
 #include "runtime/caution_check.h"
 #include "runtime/flow.h"
@@ -35,10 +35,11 @@ void fill(VariableReport& report, const Variable& variable) {
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        lines.push_back(line);
+    for (std::string_view left = text; !left.empty();) {
+        std::string_view line = left.substr(0, left.find('\n'));
+        left.remove_prefix(std::min(line.size() + 1, left.size()));
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        lines.emplace_back(line);
     }
     return lines;
 }

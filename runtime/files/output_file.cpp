@@ -197,4 +197,12 @@ bool OutputFile::hasFailedFile() const {
     return !stream_ && ::lstat(failedName().c_str(), &status) == 0;
 }
 
+bool OutputFile::publishFromHandler() noexcept {
+    if (temporary_.empty()) return true;
+    struct stat old {};
+    if (replaces() && ::stat(place_.path.c_str(), &old) == 0 && ::fchmod(descriptor_, old.st_mode & 07777) != 0)
+        return false;
+    return ::rename(temporary_.c_str(), place_.path.c_str()) == 0;
+}
+
 }  // namespace libzepl

@@ -44,6 +44,10 @@ class OutputFile {
         complete();
         publish();
     }
+    // For a signal's handler: where to write by itself what nothing was written to yet, and the name for that. False when it
+    // cannot be given.
+    int descriptor() const { return descriptor_; }
+    bool publishFromHandler() noexcept;
     // The name for what a failed run wrote, and whether there is a file of that name.
     std::string failedName() const { return withSuffix(place_.path, ".failed").string(); }
     bool hasFailedFile() const;

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "runtime/context.h"
 #include "tool_support.h"
 
 namespace libzepl {
@@ -89,7 +90,11 @@ TEST_F(Crash, OfAForkOfACommandIsTheForksAlone) {
     put("p.zp", procedureOf("read:2 ?forkleave:11 ?forknull"));
     const Called called = call("run p.zp" + probe);
     EXPECT_EQ(called.status, 0);
+#if defined(LIBZEPL_ADDRESS_SANITIZER)  // which takes the fork's signal for itself
+    EXPECT_TRUE(called.err.starts_with("11\n")) << called.err;
+#else
     EXPECT_TRUE(called.err.starts_with("11\n-11\n")) << called.err;
+#endif
     EXPECT_EQ(bytesOf("out.csv"), "b\n1\n2\n3\n");
 }
 

@@ -219,6 +219,16 @@ TEST_F(Mistakes, ACallThatIsWrongIsToldOtherwise) {
     }
 }
 
+TEST_F(Mistakes, TheMemoryLimitHoldsWhileAVectorIsReadFromAFile) {
+    put("ones.bin", std::string(3000000, '\1'));
+    put("p.zp", "vector v : int16 from \"ones.bin\"\n");
+    const Called called = call("run p.zp --memory 1M");
+    EXPECT_EQ(called.status, 2);
+    EXPECT_NE(called.err.find("ones.bin: has more elements than the memory limit of 1048576 bytes has room for"),
+              std::string::npos)
+        << called.err;
+}
+
 TEST_F(Mistakes, ASystemWithoutMemoryIsBlamedOnTheLimitOrLeavesAnOutput) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     GTEST_SKIP() << "instrumented programs take more addresses than can be limited";

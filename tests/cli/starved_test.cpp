@@ -22,6 +22,7 @@ struct Scene {
 
 const Scene scenes[] = {
     {{"version"}, 0},
+    {{"help"}, 0},
     {{"commands", "--json"}, 0},
     {{"help", "FFT"}, 0},
     {{"check", "good.zp"}, 0},
@@ -142,10 +143,12 @@ TEST_F(Starved, EveryCallEndsInOrderAtWhicheverAllocationFails) {
                 if (called.status == full.status && called.out == full.out && found == made) continue;
                 EXPECT_TRUE(called.status == 1 || called.status == 2) << called.status;
                 EXPECT_NE(called.err, "");
-                for (const auto& [name, bytes] : found)
+                for (const auto& [name, bytes] : found) {
+                    if (name.ends_with(".failed")) continue;
                     EXPECT_TRUE(before.contains(name) &&
                                 (name == "r.json" || bytes == before.at(name) || bytes == made.at(name)))
                         << name << ": " << bytes;
+                }
             }
     }
 }

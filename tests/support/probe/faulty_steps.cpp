@@ -13,7 +13,8 @@ namespace {
 
 // Instrumentation would see the fault before the processor does.
 __attribute__((no_sanitize("undefined"), no_sanitize("address"))) std::int64_t readAt(std::uintptr_t address) {
-    return *reinterpret_cast<const volatile std::int64_t*>(address);
+    volatile std::uintptr_t unknown = address;  // so that no compiler objects
+    return *reinterpret_cast<const volatile std::int64_t*>(unknown);
 }
 
 std::int64_t endOfFork(Step* step, std::int64_t argument) {

@@ -51,13 +51,13 @@ struct AtExit {
 }  // namespace
 
 extern "C" {
-void* malloc(std::size_t bytes) { return fails() ? nullptr : __libc_malloc(bytes); }
-void* calloc(std::size_t n, std::size_t bytes) { return fails() ? nullptr : __libc_calloc(n, bytes); }
-void* realloc(void* old, std::size_t bytes) { return fails() ? nullptr : __libc_realloc(old, bytes); }
-void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
+void* malloc(std::size_t bytes) noexcept { return fails() ? nullptr : __libc_malloc(bytes); }
+void* calloc(std::size_t n, std::size_t bytes) noexcept { return fails() ? nullptr : __libc_calloc(n, bytes); }
+void* realloc(void* old, std::size_t bytes) noexcept { return fails() ? nullptr : __libc_realloc(old, bytes); }
+void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept {
     return fails() ? nullptr : __libc_memalign(alignment, bytes);
 }
-int posix_memalign(void** to, std::size_t alignment, std::size_t bytes) {
+int posix_memalign(void** to, std::size_t alignment, std::size_t bytes) noexcept {
     if (fails()) return ENOMEM;
     *to = __libc_memalign(alignment, bytes);
     return *to != nullptr ? 0 : ENOMEM;
