@@ -107,7 +107,7 @@ TEST(Procedure, mistakeIsToldWrong) {
          "1:5 expected `(` and the arguments of `FOO`, not `a` | a line is a declaration (rate, pipe, trigger, "
          "variable, vector) or COMMAND ( argument, ... )"},
         {"5 (a)", "1:1 expected a declaration or a command, not `5`"},
-        {"rate 1\nrate 2", "2:1 the rate is given at line 1"},
+        {"rate 1\nrate 2", "2:1 the rate is given at line 1 | leave one of the two out"},
         {"rate 0", "1:6 a rate is a positive, finite number, not `0`"},
         {"rate inf", "1:6 a rate is a positive, finite number, not `inf`"},
         {"rate nan", "1:6 a rate is a positive, finite number, not `nan`"},
@@ -116,7 +116,7 @@ TEST(Procedure, mistakeIsToldWrong) {
         {"pipe x : byte", "1:10 unknown type `byte` | the types are int16, int32, float and double"},
         {"pipe x : int16 form \"a\"", "1:16 unknown clause `form` | did you mean `from`?"},
         {"pipe x : int16 = 3", "1:16 expected a clause or the end of the line, not `=` | " + clauses},
-        {"pipe x : int16 from \"a\" from -", "1:25 `from` is given twice"},
+        {"pipe x : int16 from \"a\" from -", "1:25 `from` is given twice | give it once"},
         {"pipe x : int16 limit 3 from -", "1:16 `limit` without `to` and a file"},
         {"vector x : int16 convert round", "1:18 `convert` without `from` and a file"},
         {"pipe x : int16 from - column 1 channel 1", "1:32 `channel` and `column` exclude each other"},

@@ -85,7 +85,7 @@ TEST(Report, AsJsonTellsAll) {
                       {"name": "infinite", "type": "float", "value": "inf"},
                       {"name": "whole", "type": "int16", "value": -7}],
         "digital": [{"frame": 2, "bit": 19, "value": 1}],
-        "console": ["one", "two", "\uFFFD"], "notes": []})");
+        "console": ["one", "two", "\uFFFD"], "notes": [], "cautions": []})");
     for (const auto& [key, value] : expected.items()) EXPECT_EQ(json[key], value) << key;
     EXPECT_EQ(json.size(), expected.size() + 1);
     EXPECT_GE(json["seconds"], 0.0);
