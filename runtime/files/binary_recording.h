@@ -23,7 +23,7 @@ class BinaryRecording final : public Recording {
     // Refuses what starts as a file of another format does.
     void refuseHeaders() { refusesHeaders_ = true; }
     bool ready() const override { return file_->ready(); }
-    int descriptor() const override { return file_->descriptor(); }
+    int descriptor() const override { return file_->waitDescriptor(); }
 
  private:
     std::size_t readBytes();

@@ -176,7 +176,7 @@ class CsvSource final : public Source {
         return count;
     }
     bool ready() const override { return next_ < columns_.size() || table_.ready(); }
-    int descriptor() const override { return table_.lines().descriptor(); }
+    int descriptor() const override { return table_.lines().waitDescriptor(); }
     std::optional<std::uint64_t> length() const override { return std::nullopt; }
     int channels() const override { return columns_.empty() ? 1 : static_cast<int>(columns_.size()); }
     std::optional<double> rate() const override { return std::nullopt; }

@@ -52,6 +52,8 @@ class InputFile {
 
     // Whether readSome() would not wait for a stream.
     bool ready() const;
+    // What to wait on while it is not ready; -1 for a file, which always is.
+    int waitDescriptor() const { return waits_ ? descriptor_ : -1; }
     // What one call of the system gives, up to `count` bytes; 0 at the end.
     std::size_t readSome(void* to, std::size_t count);
     // Up to `count` bytes, fewer only at the end.
@@ -87,7 +89,7 @@ class LineReader {
 
     // Whether next() would not wait for a stream, but in the middle of a line.
     bool ready() const { return text_.find('\n', next_) != std::string::npos || file_.ready(); }
-    int descriptor() const { return file_.descriptor(); }
+    int waitDescriptor() const { return file_.waitDescriptor(); }
 
     // A Problem at the line that next() gave last: "name:line: reason".
     Problem problem(const std::string& reason, std::string remedy = {}) const;
