@@ -375,8 +375,10 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
     if (diagnostics.size() > maxDiagnostics) {
         const std::string more = std::to_string(diagnostics.size() - maxDiagnostics);
         diagnostics.resize(maxDiagnostics);
-        const Severity severity = hasErrors(diagnostics) ? Severity::error : Severity::warning;
-        diagnostics.push_back({severity, {}, "too many mistakes: " + more + " more are not shown", {}});
+        if (hasErrors(diagnostics))
+            addError(diagnostics, {}, "too many mistakes: " + more + " more are not shown");
+        else
+            diagnostics.push_back({Severity::warning, {}, "too many warnings: " + more + " more are not shown", {}});
     }
     return diagnostics;
 }
