@@ -7,6 +7,7 @@ are the commands' in substance, not to the bit."""
 
 import functools
 import importlib.util
+import math
 import os
 import sys
 import time
@@ -14,6 +15,8 @@ import time
 LIBRARIES = {"NumPy": "numpy", "SciPy": "scipy", "GNU Radio": "gnuradio"}
 if importlib.util.find_spec("numpy"):
     import numpy as np
+
+    np.seterr(all="ignore")
 
 SAMPLES = 1 << 20
 BLOCK = 100  # of the statistics: block, window and block length
@@ -60,6 +63,48 @@ ELEMENTWISE = {
     "DECIBEL": lambda x: level(x).astype(x.dtype),
     "CMAG": lambda x: np.hypot(x, x).astype(x.dtype),
     "CANGLE": lambda x: np.arctan2(x, x).astype(x.dtype),
+    "POLAR": lambda x: (np.hypot(x, x).astype(x.dtype), np.arctan2(x, x).astype(x.dtype)),
+}
+
+# In double, as the commands compute them, and rounded once.
+IN_DOUBLE = {
+    "CANGLE": lambda x: np.arctan2(x, x, dtype=np.float64).astype(x.dtype),
+}
+
+
+def transfer(x):
+    quotient = (x + 1j * x) / (x + 1j * x)
+    return 20 * np.log10(np.abs(quotient)), np.angle(quotient)
+
+
+def transfer_from_power(x):
+    return 20 * np.log10(np.hypot(x, x) / x), np.arctan2(x, x)
+
+
+def wave(shape, x):
+    index = np.arange(SAMPLES, dtype=np.float64)
+    return (1000 * shape(2 * np.pi / 314.159 * index)).astype(x.dtype)
+
+
+def chirp(x, omega):
+    way = np.arange(SAMPLES, dtype=np.float64) / (SAMPLES - 1)
+    return (1000 * np.cos(np.cumsum(omega(way)))).astype(x.dtype)
+
+
+def polar_spectrum(x):
+    spectrum = np.fft.rfft(x.reshape(-1, 1024))[:, :512] / 1024
+    return np.abs(spectrum).astype(x.dtype), np.angle(spectrum).astype(x.dtype)
+
+
+LOW, HIGH = math.tau / 100, math.tau / 10
+MATHEMATICAL = {
+    "TFUNCTION1": transfer,
+    "TFUNCTION2": transfer_from_power,
+    "SINEWAVE_direct": lambda x: wave(np.sin, x),
+    "COSINEWAVE_direct": lambda x: wave(np.cos, x),
+    "CHIRP_LIN": lambda x: chirp(x, lambda way: (1 - way) * LOW + way * HIGH),
+    "CHIRP_LOG": lambda x: chirp(x, lambda way: LOW * (HIGH / LOW) ** way),
+    "FFT_polar": polar_spectrum,
 }
 
 
@@ -85,11 +130,13 @@ STATISTICS = {
 }
 
 
-def numpy_work(name):
-    command, kind = name.split("_")
+def numpy_work(name, in_double=False):
+    command, kind = name.rsplit("_", 1)
     x = recording(kind)
+    if command in MATHEMATICAL:
+        return functools.partial(MATHEMATICAL[command], x), SAMPLES
     if command in ELEMENTWISE:
-        return functools.partial(ELEMENTWISE[command], x), SAMPLES
+        return functools.partial((IN_DOUBLE if in_double else ELEMENTWISE)[command], x), SAMPLES
     rows = x[: SAMPLES // BLOCK * BLOCK].reshape(-1, BLOCK)
     total = np.int64 if x.dtype.kind == "i" else np.float64
     return functools.partial(STATISTICS[command], rows, x, total), SAMPLES
@@ -133,7 +180,7 @@ def gnu_radio_work(_name):
     return flow_graph_peers.gnu_radio_graph()
 
 
-WORK = {"NumPy": numpy_work, "SciPy": scipy_work, "GNU Radio": gnu_radio_work}
+WORK = {"NumPy": numpy_work, "NumPy, in double": functools.partial(numpy_work, in_double=True), "SciPy": scipy_work, "GNU Radio": gnu_radio_work}
 
 
 @functools.lru_cache(None)

@@ -61,11 +61,9 @@ class DescriptorSink : public TextSink {
 
 CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, ReportModule module)
     : procedure_(procedure.source.name), file_(file), module_(std::move(module)) {
-    std::vector<Diagnostic> diagnostics;
     for (const CommandUse& use : procedure.commands)
-        diagnostics.push_back(
-            {Severity::error, use.place, use.command + ": " + happened, remedy + std::string(1, nextTask)});
-    blocks_ = render(diagnostics, procedure.source);
+        blocks_ += render({Severity::error, use.place, use.command + ": " + happened, remedy + std::string(1, nextTask)},
+                          procedure.source);
     std::string_view left = blocks_;
     while (!left.empty()) {
         for (const char end : {happened, nextTask}) {
@@ -75,7 +73,6 @@ CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, ReportMod
         }
         left.remove_prefix(std::min<std::size_t>(left.size(), 1));  // the line feed
     }
-    // A link is followed; what is no ordinary file is written into.
 }
 
 // False when it could not be written.

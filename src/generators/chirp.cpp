@@ -11,6 +11,7 @@
 #include "frame/exact.h"
 #include "frame/mathematics.h"
 #include "frame/values.h"
+#include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
@@ -48,7 +49,7 @@ struct ChirpState {
 
 // The samples from `start` on at `n` angles, in whose place their cosines are left.
 template <class Element>
-void emit(const ChirpState& state, std::int32_t start, double* angles, std::int32_t n) {
+ZCMDS_VECTOR_CLONES void emit(const ChirpState& state, std::int32_t start, double* angles, std::int32_t n) {
     mathematics.cosArray(angles, angles, n);
     Element* const samples = static_cast<Element*>(state.sweepData) + start;
     for (std::int32_t i = 0; i < n; ++i) samples[i] = truncateTo<Element>(angles[i] * state.amplitude);
@@ -66,7 +67,7 @@ double wayAt(const ChirpState& state, double n) {
 // The angular frequencies of the `n` samples, at most a piece, from `start` on, radians per sample. Sample -1 is an
 // extrapolation.
 template <Law law, Direction direction>
-void omegasFrom(const ChirpState& state, std::int32_t start, double* omegas, std::int32_t n) {
+ZCMDS_VECTOR_CLONES void omegasFrom(const ChirpState& state, std::int32_t start, double* omegas, std::int32_t n) {
     const double low = state.lowOmega, high = state.highOmega;
     for (std::int32_t i = 0; i < n; ++i) {
         const double u = wayAt<direction>(state, static_cast<double>(start) + i);
@@ -93,23 +94,24 @@ OmegaFunction* omegaFunctionOf(const ChirpState& state) {
     return functions[static_cast<std::uint32_t>(state.law)][static_cast<std::uint32_t>(state.direction)];
 }
 
-// Integrates the frequency by the Adams-Moulton rule of third order. The angle is never wrapped.
+// How far the angle goes to each of `n` samples, by the Adams-Moulton rule of third order; `omegas` begins two samples before.
+ZCMDS_VECTOR_CLONES void anglesBetween(const double* omegas, double* steps, std::int32_t n) {
+    for (std::int32_t i = 0; i < n; ++i) steps[i] = (5.0 * omegas[i + 2] + 8.0 * omegas[i + 1] - omegas[i]) / 12.0;
+}
+
+// Integrates the frequency. The angle is never wrapped.
 void computeSweep(const ChirpState& state) {
-    OmegaFunction* const omegas = omegaFunctionOf(state);
-    double first[2], angle = state.startPhase, values[mathematicsPiece] = {angle};
-    omegas(state, -1, first, 2);
-    double older = first[0], old = first[1];
-    state.emitSamples(state, 0, values, 1);
+    OmegaFunction* const omegasFrom = omegaFunctionOf(state);
+    double omegas[mathematicsPiece + 2], angle = state.startPhase, angles[mathematicsPiece] = {angle};
+    omegasFrom(state, -1, omegas, 2);
+    state.emitSamples(state, 0, angles, 1);
     inPieces(state.sweepLength - 1, [&](std::int32_t start, std::int32_t n) {
-        omegas(state, start + 1, values, n);
-        for (std::int32_t i = 0; i < n; ++i) {
-            const double now = values[i];
-            angle += (5.0 * now + 8.0 * old - older) / 12.0;
-            older = old;
-            old = now;
-            values[i] = angle;
-        }
-        state.emitSamples(state, start + 1, values, n);
+        omegasFrom(state, start + 1, omegas + 2, n);
+        anglesBetween(omegas, angles, n);
+        for (std::int32_t i = 0; i < n; ++i) angles[i] = angle += angles[i];
+        state.emitSamples(state, start + 1, angles, n);
+        omegas[0] = omegas[n];
+        omegas[1] = omegas[n + 1];
     });
 }
 

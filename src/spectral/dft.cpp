@@ -99,7 +99,7 @@ void putPolar(const DftState& state) {
     Element* const phase = dataOf<Element>(state.secondBuf);
     const double length = state.length;
     inPieces(state.nterms, [&](std::int32_t start, std::int32_t count) {
-        double x[mathematicsPiece]{}, y[mathematicsPiece]{};
+        double x[mathematicsPiece] = {}, y[mathematicsPiece] = {};
         for (std::int32_t i = 0; i < count; ++i) {
             const double re = x[i] = realPart(state.terms[start + i]),
                          im = y[i] = imaginaryPart(state.terms[start + i]);

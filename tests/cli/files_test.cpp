@@ -81,7 +81,7 @@ TEST_F(ToolFiles, ARateThatAnOutputDoesNotHaveIsNoted) {
               "note: c.wav states the rate of `a`, 44100, and has one frame for 7 of its frames: "
               "`rate 6300` after its name states its own\nwrote c.wav: 215 samples of `b`\n");
     // What is left unread of the input at the end of the run is no other rate.
-    EXPECT_EQ(said("pipe a : int16 from \"b.wav\"\npipe b : int16 to \"c.wav\"\nFFT (a, 800, b)").find("states"),
+    EXPECT_EQ(said("pipe a : int16 from \"b.wav\"\npipe b : int16 to \"c.wav\"\nAVERAGE (a, 800, b)").find("states"),
               std::string::npos);
     EXPECT_EQ(
         said("pipe a : int16 from \"in.csv\" to \"c.wav\""),

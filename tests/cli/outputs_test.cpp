@@ -142,8 +142,8 @@ TEST_F(Outputs, FifosAndDevicesAreWrittenInto) {
     EXPECT_EQ(call("run p.zp --out b=/dev/full").status, 1);
     EXPECT_EQ(
         call("run p.zp --out b=fifo.npy").err,
-        "p.zp: error: --out b: fifo.npy: a pipe or a device cannot take this format, whose first bytes are written "
-        "last\n  write .csv or .bin to it, or write a file\n");
+        "p.zp: error: --out b: fifo.npy: NPY states its length before its samples, and a stream's is not known by then\n"
+        "  write WAV, AU, FLAC, CSV or raw samples\n");
 }
 
 TEST_F(Outputs, AReportGoesToStandardOutput) {

@@ -86,7 +86,7 @@ TEST_F(BinaryTest, aBadNpyFilePassesOrIsRefusedWithAnotherReason) {
         {good.substr(0, 40), ": it ends within its header" + whole},
         {good.substr(0, good.size() - 1), ": its header announces 2 frames, but it holds 1" + cut},
         {"\x93NUMPY\x02\0\xFF\xFF\xFF\xFF"s, ": its header of 4294967295 bytes is too long to be right" + anew},
-        {npy(entries("<f8", "(0,)") + "junk", ""), ": its header has something after its dictionary: `junk`" + anew},
+        {npy(entries("<f8", "(0,)") + "junk", ""), ": its header has something after its dictionary: `junk\\x0A`" + anew},
         {npy("{}", ""), ": its header lacks one of `descr`, `fortran_order` and `shape`" + anew},
         {npy("{'size': 5}", ""), ": its header has the unknown entry `size`" + anew},
         {npy("{'descr': [('x', '<i2')]}", ""),
