@@ -62,8 +62,9 @@ class DescriptorSink : public TextSink {
 CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, ReportModule module)
     : procedure_(procedure.source.name), file_(file), module_(std::move(module)) {
     for (const CommandUse& use : procedure.commands)
-        blocks_ += render({Severity::error, use.place, use.command + ": " + happened, remedy + std::string(1, nextTask)},
-                          procedure.source);
+        blocks_ +=
+            render({Severity::error, use.place, use.command + ": " + happened, remedy + std::string(1, nextTask)},
+                   procedure.source);
     std::string_view left = blocks_;
     while (!left.empty()) {
         for (const char end : {happened, nextTask}) {

@@ -184,7 +184,7 @@ class ToldCautions : public ToolTest {};
 
 TEST_F(ToldCautions, AreToldOnceEachByRunCheckAndReport) {
     put("p.zp",
-        "pipe ecg : int16 from \"data/ecg208.wav\"\npipe y : int16 to \"y.wav\"\nFIRLOWPASS (ecg, 2, y)\n"
+        "pipe ecg : int16 from \"data/ecg208.wav\"\npipe y : int16 to \"y.wav\" rate 180\nFIRLOWPASS (ecg, 2, y)\n"
         "pipe z : int16\nFIRLOWPASS (y, 2, z)\n");
     const auto block = [](const std::string& line, const std::string& use) {
         return "p.zp:" + line +

@@ -51,12 +51,13 @@ TEST_F(Mistakes, ARecordingThatCannotBeReadIsToldOtherwise) {
         at21("data", "the name has no ending that tells the format",
              "the endings are .npy, .csv, .bin, .wav, .flac, .aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, "
              ".opus, .mp3, .aifc, .avr, .htk, .iff, .svx, .mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, "
-             ".sph"),
+             ".sph; `format wav` and so on after the name says what another one holds"),
         at21("bad.wav", "it cannot be read as a recording: Format not recognised.",
              "check that the file is whole and what its ending says"),
         at21("float.wav", "its float samples do not fit the type `int16` without loss",
              "declare `float` or `double`, or ask for `convert rounded`, `convert truncated` or `convert scaled`"),
-        at21("cut.npy", "its header tells of 4 samples, and it holds 2", "check that the file is whole"),
+        at21("cut.npy", "its header announces 4 frames, but it holds 2",
+             "check that the file is whole; `partial` after its name reads what is there"),
     });
 }
 
@@ -172,9 +173,8 @@ TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
         {good, "--feed random:", 2, "zepl: error: --feed random:" + feeding},
         {good, "--memory 0", 2, "zepl: error: --memory 0" + wrongSize},
         {good, "--memory 8589934592G", 2, "zepl: error: --memory 8589934592G" + wrongSize},
-        {good, "--memory 1K", 1,
-         "p.zp:3:1: error: ABS: memory ran out at its stack: the limit is 1024 bytes\n  ABS (a, b)\n  ^~~\n"
-         "  use fewer tasks, or raise the limit with --memory\n"},
+        {good, "--memory 1K", 2,
+         "p.zp:3:1: error: no memory is left for ABS\n  ABS (a, b)\n  ^~~\n  use fewer tasks, or raise --memory\n"},
         {good, "--info 4=4294967296", 2,
          "zepl: error: --info 4=4294967296 is no pair of 32-bit numbers\n"
          "  write --info SELECTOR=VALUE, such as --info 30=0\n"},

@@ -140,10 +140,10 @@ TEST_F(Outputs, FifosAndDevicesAreWrittenInto) {
     EXPECT_EQ(call("run p.zp --out b=/dev/null").status, 0);
     EXPECT_EQ(call("run p.zp --out b=/dev/stdout").out, std::string("\1\0\2\0\3\0", 6));
     EXPECT_EQ(call("run p.zp --out b=/dev/full").status, 1);
-    EXPECT_EQ(
-        call("run p.zp --out b=fifo.npy").err,
-        "p.zp: error: --out b: fifo.npy: NPY states its length before its samples, and a stream's is not known by then\n"
-        "  write WAV, AU, FLAC, CSV or raw samples\n");
+    EXPECT_EQ(call("run p.zp --out b=fifo.npy").err,
+              "p.zp: error: --out b: fifo.npy: NPY states its length before its samples, and a stream's is not known "
+              "by then\n"
+              "  write WAV, AU, FLAC, CSV or raw samples\n");
 }
 
 TEST_F(Outputs, AReportGoesToStandardOutput) {

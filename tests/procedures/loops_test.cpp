@@ -54,11 +54,10 @@ TEST_F(Loops, PidTakesEachSetPointWhenItComes) {
         const Ran ran = run(controlLoop(""), feed);
         EXPECT_EQ(ran.status, 1);
         EXPECT_EQ(ran.notes(), Lines({"PID (line 5) went on by itself when the inputs had ended",
-                                      "SCALE (line 6) went on by itself when the inputs had ended",
-                                      "what the failed run wrote of `drive` is in drive.bin.failed"}));
+                                      "SCALE (line 6) went on by itself when the inputs had ended"}));
         Controller controller;
         std::size_t taken = 0;
-        for (const double drive : elementsOf<double>("drive.bin.failed")) {
+        for (const double drive : elementsOf<double>("drive.bin")) {
             Controller next = controller;
             const bool takes = taken < setpoints.size() && next.drive(setpoints[taken]) == drive;
             if (takes) {
@@ -103,15 +102,11 @@ TEST_F(Loops, AHoldBesideAnotherBranch) {
         EXPECT_EQ(ran.unread("levels"), 999U);
         Lines notes{"PIDSCRAM (line 6) left 999 samples of `levels` unread"};
         if (!limited) notes.insert(notes.begin(), "PIDSCRAM (line 6) went on by itself when the inputs had ended");
-        const std::string failed = limited ? "" : ".failed";
-        for (const std::string output : {"driven", "size"})
-            if (!limited)
-                notes.push_back("what the failed run wrote of `" + output + "` is in " + output + ".bin.failed");
         EXPECT_EQ(ran.notes(), notes);
-        const std::vector<std::int16_t> driven = elementsOf<std::int16_t>(std::string("driven.bin") + failed);
+        const std::vector<std::int16_t> driven = elementsOf<std::int16_t>("driven.bin");
         EXPECT_TRUE(limited ? driven.size() == 3000 : driven.size() > 65536);
         EXPECT_TRUE(driven == scrammed(levels, 0, driven.size()));
-        EXPECT_TRUE(elementsOf<std::int16_t>(std::string("size.bin") + failed) == rectified(recording()));
+        EXPECT_TRUE(elementsOf<std::int16_t>("size.bin") == rectified(recording()));
     }
 }
 
@@ -123,7 +118,7 @@ TEST_F(Loops, AnAlarmOnTheWay) {
         const Ran ran = run("pipe driven : int16 to \"driven.bin\" limit 3000\n" + scram, feed);
         const std::size_t passed = 999 - ran.unread("levels");
         EXPECT_EQ(elementsOf<std::int16_t>("driven.bin"), scrammed(levels, passed, 3000)) << feed;
-        EXPECT_TRUE(elementsOf<std::int16_t>(std::string("size.bin") + failed) == rectified(recording())) << feed;
+        EXPECT_TRUE(elementsOf<std::int16_t>("size.bin") == rectified(recording())) << feed;
     }
 }
 
@@ -156,7 +151,7 @@ TEST_F(Loops, ARingThatGainsByItself) {
     EXPECT_EQ(ran.status, 0);
     EXPECT_EQ(ran.notes(),
               Lines({"ABS (line 3) waits for room in `copy`", "REPLICATE (line 4) waits for room in `ring`"}));
-    EXPECT_TRUE(elementsOf<std::int16_t>(std::string("size.bin") + failed) == rectified(recording()));
+    EXPECT_TRUE(elementsOf<std::int16_t>("size.bin") == rectified(recording()));
 }
 
 }  // namespace

@@ -81,7 +81,8 @@ TEST_F(OutputTest, aFileThatCannotBeReadIsNotNamed) {
     EXPECT_EQ(refusedRead("noending"),
               "noending: the name has no ending that tells the format | the endings are .npy, .csv, .bin, .wav, .flac, "
               ".aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, .opus, .mp3, .aifc, .avr, .htk, .iff, .svx, "
-              ".mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, .sph");
+              ".mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, .sph; `format wav` and so on after the name "
+              "says what another one holds");
     if (::geteuid() == 0) return;  // whom no permission binds
     std::filesystem::permissions(put("secret.csv", "1\n"), std::filesystem::perms::none);
     EXPECT_EQ(refusedRead("secret.csv"),
@@ -116,7 +117,7 @@ TEST_F(OutputTest, standardStreamsLoseElementsOrHideTheirEnd) {
     EXPECT_EQ(source->length(), std::nullopt);
     EXPECT_EQ(broken,
               "standard input: it ends with 1 byte of an incomplete 16-bit integer sample | "
-              "check the type and that the file is whole");
+              "check that the file is whole; `partial` after its name reads what is there");
 }
 
 TEST_F(OutputTest, aClosedReaderOfStandardOutputGoesUnnoticed) {

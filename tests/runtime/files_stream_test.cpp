@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <thread>
 
 #include "tests/runtime/files_support.h"
@@ -13,6 +14,7 @@ namespace {
 
 class Streams : public FilesTest {
  protected:
+    Streams() { std::signal(SIGPIPE, SIG_IGN); }
     // Reads what is written to a pipe of that name in pieces of growing length, without caring whether anybody still reads.
     std::vector<std::int16_t> streamed(ReadRequest request, const std::string& bytes,
                                        std::vector<std::string>* notes = {}) {

@@ -62,7 +62,7 @@ class FilesTest : public testing::Test {
     template <class T>
     static std::vector<T> elementsOf(Source& source) {
         std::vector<T> elements;
-        for (std::size_t got = 7; got == 7;) {
+        for (std::size_t got = 7; got != 0;) {
             elements.resize(elements.size() + 7);
             got = source.read(elements.data() + elements.size() - 7, 7);
             elements.resize(elements.size() - 7 + got);
