@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -115,7 +116,15 @@ constexpr const char* noMemory =
     "zepl: error: the system has no more memory\n  close other programs, or raise what a process may take (ulimit "
     "-v)\n";
 
-// Whether the program is terminated for want of memory: without any, even an exception cannot be made.
+std::atomic<bool> memoryRanOut{false};
+
+[[noreturn]] void onMemoryRanOut() {
+    memoryRanOut = true;
+    throw std::bad_alloc();
+}
+
+// Whether the program is terminated for want of memory: an exception that says so came to a function that lets none out, or
+// could not even be made.
 bool lacksMemory() {
     const std::exception_ptr thrown = std::current_exception();
     try {
@@ -125,7 +134,7 @@ bool lacksMemory() {
     } catch (...) {
         return false;
     }
-    return std::malloc(1) == nullptr;
+    return memoryRanOut || std::malloc(1) == nullptr;
 }
 
 // All else that terminates the program is a fault.
@@ -137,7 +146,10 @@ bool lacksMemory() {
 }
 
 // Before anything else: libraries allocate what they keep for the whole program.
-[[gnu::constructor(101)]] void setTerminate() { std::set_terminate(onTerminate); }
+[[gnu::constructor(101)]] void setHandlers() {
+    std::set_new_handler(onMemoryRanOut);
+    std::set_terminate(onTerminate);
+}
 
 int dispatch(int count, char** words) {
     CLI::App app(overview, "zepl");

@@ -166,11 +166,15 @@ bool markLiving(int descriptor) {
 
 void removeDeadTemporaries(const fs::path& path) {
     const std::string stem = stemOf(path, longestTemporarySuffix);
-    std::error_code error;
-    for (fs::directory_iterator entry(folderOf(path), error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        if (name.starts_with(stem) && isTemporarySuffix(std::string_view(name).substr(stem.size())))
-            removeIfDead(entry->path());
+    // Walked by the form that throws: the other terminates the program when memory runs out.
+    try {
+        for (const fs::directory_entry& entry : fs::directory_iterator(folderOf(path))) {
+            const std::string name = entry.path().filename().string();
+            if (name.starts_with(stem) && isTemporarySuffix(std::string_view(name).substr(stem.size())))
+                removeIfDead(entry.path());
+        }
+    } catch (const fs::filesystem_error&) {
+        return;  // a folder that cannot be listed can be written to all the same
     }
 }
 
