@@ -46,7 +46,7 @@ class OutputFinisher {
     }
 
     void fail(const Problem& problem) {
-        if (e_.end == RunEnd::failed) return;
+        if (e_.end == RunEnd::failed || !e_.reason.empty()) return;
         e_.end = RunEnd::failed;
         e_.reason = problem.what();
         e_.remedy = problem.remedy();
@@ -142,7 +142,7 @@ class OutputFinisher {
 void Engine::finishOutputs() {
     if (!settled || end == RunEnd::refused || end == RunEnd::setUpsRan) return;
     OutputFinisher(*this).finish();
-    outputsFinished = status() != Report::Status::failed;
+    outputsFinished = end != RunEnd::failed;
 }
 
 }  // namespace libzepl

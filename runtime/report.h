@@ -95,7 +95,7 @@ struct Report {
     std::vector<CautionReport> cautions;
     std::vector<std::string> unwritten;  // pipes that are read and that nobody writes
     std::vector<OutputReport> outputs;
-    bool outputsFinished = false;  // else they were dropped, or kept under other names, as notes say
+    bool outputsFinished = false;  // else they were dropped, or what there was of them is kept: notes say where
     double seconds = 0;
 };
 

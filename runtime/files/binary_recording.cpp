@@ -73,14 +73,27 @@ BinaryRecording::BinaryRecording(std::unique_ptr<InputFile> file, const Recordin
     if (facts.frames) left_ = *facts.frames * static_cast<std::uint64_t>(facts.channels);
 }
 
+// Reads on, byte by byte, while what came of a stream could be the beginning of a header.
+std::size_t BinaryRecording::restOfStart(std::size_t got) {
+    const auto* start = reinterpret_cast<const char*>(bytes_.data());
+    std::size_t more = 0;
+    while (got > 0 && got + more < bytes_.size() && mayBecomeStart({start, got + more}) &&
+           file_->read(bytes_.data() + got + more, 1) == 1)
+        ++more;
+    return more;
+}
+
 // The bytes of the next whole frames: what is there, so that a stream is not held up for a full block.
 std::size_t BinaryRecording::readBytes() {
     if (ended_) return 0;
     const std::uint64_t samples = bytes_.size() / width_;
     const auto wanted = static_cast<std::size_t>(std::min(left_.value_or(samples), samples) * width_);
     std::size_t got = file_->readSome(bytes_.data(), wanted);
+    if (std::exchange(refusesHeaders_, false)) {
+        got += restOfStart(got);
+        refuseHeader(file_->name(), bytes_.data(), got);
+    }
     if (got % unit_ != 0) got += file_->read(bytes_.data() + got, std::min(unit_ - got % unit_, wanted - got));
-    if (std::exchange(refusesHeaders_, false)) refuseHeader(file_->name(), bytes_.data(), got);
     const std::size_t rest = got % unit_;
     ended_ = rest != 0 || got == 0;
     if (left_ && ended_ && wanted > rest)

@@ -26,6 +26,7 @@ class BinaryRecording final : public Recording {
     int descriptor() const override { return file_->waitDescriptor(); }
 
  private:
+    std::size_t restOfStart(std::size_t got);
     std::size_t readBytes();
 
     std::unique_ptr<InputFile> file_;

@@ -285,6 +285,12 @@ std::string_view formatStartingWith(std::string_view bytes) {
     return {};
 }
 
+bool mayBecomeStart(std::string_view bytes) {
+    return std::any_of(std::begin(starts), std::end(starts), [&](const Start& start) {
+        return bytes.size() < start.bytes.size() && start.bytes.starts_with(bytes);
+    });
+}
+
 bool flows(std::string_view format) {
     return std::any_of(starts.begin(), starts.end(),
                        [&](const Start& start) { return start.format == format && start.flows; });

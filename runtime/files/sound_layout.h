@@ -38,6 +38,8 @@ void patchSizes(SoundBytes& bytes, const SoundLayout& layout, std::uint64_t data
 
 // The format that a file starts as, such as "WAV", by its first bytes (12 tell all); empty for none of the known ones.
 std::string_view formatStartingWith(std::string_view bytes);
+// Whether these first bytes of a stream could be the beginning of such a start.
+bool mayBecomeStart(std::string_view bytes);
 
 // Whether a stream of the format can be read as it comes; others are read whole first.
 bool flows(std::string_view format);

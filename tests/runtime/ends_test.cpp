@@ -137,6 +137,7 @@ TEST(Ends, AHoldThatWritesMoreThanThePatienceFails) {
         if (read) session.task("ABS", held, result);
         const Report report = session.run();
         EXPECT_EQ(report.status, Report::Status::failed);
+        EXPECT_TRUE(report.outputsFinished);
         EXPECT_EQ(report.channel, read ? "result" : "held");
         const std::size_t count = session.collected<std::int32_t>(result).size();
         EXPECT_TRUE(count >= 2000 && count < 4000) << count;
