@@ -43,7 +43,7 @@ TEST(Memory, TheLimitEndsTheRunWithTheTaskAndTheRequest) {
 }
 
 TEST(Memory, RequestsCountInWhole64s) {
-    for (const std::uint64_t whole : {64, 128, 65536}) {
+    for (const std::uint64_t whole : std::initializer_list<std::uint64_t>{64, 128, 65536}) {
         EXPECT_EQ(costOf(whole - 63), costOf(whole)) << whole;
         EXPECT_EQ(costOf(whole + 1), costOf(whole) + 64) << whole;
     }
