@@ -255,6 +255,9 @@ void Engine::refuseStart(Task& task) {
 void Engine::endCurrent(TaskReport::State state, std::string text, std::string remedyText) {
     Task& task = *current;
     task.outcome.state = state;
+    // Reserved storage must not pass to the arguments, whose frames are left for good.
+    std::string().swap(task.outcome.text);
+    std::string().swap(task.outcome.remedy);
     task.outcome.text = std::move(text);
     task.outcome.remedy = std::move(remedyText);
     leaveCurrent();
