@@ -74,7 +74,9 @@ TEST_F(Crash, OfALoadedModuleIsSaidWithTheModule) {
     const std::pair<const char*, const char*> cases[] = {
         {"install_crashes", "used a null pointer"},
         {"install_exits", "called exit(0)"},
+#if !defined(LIBZEPL_ADDRESS_SANITIZER)  // whose own loading lets the exception through
         {"start_up_throws", "aborted the program"},
+#endif
     };
     for (const auto& [name, happened] : cases) {
         const std::string file = std::string(TEST_BAD_MODULE_DIR "/") + name + ".zlm";

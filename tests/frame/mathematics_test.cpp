@@ -40,7 +40,7 @@ TEST(Imports, NeitherTheModuleNorTheLibraryCallsTheCLibrarysMathematics) {
     const std::filesystem::path module = TEST_MODULE_FILE;
     for (const std::filesystem::path& file : {module, module.parent_path() / "libzepl.so"}) {
         const std::set<std::string> imports = importsOf(file);
-        EXPECT_TRUE(imports.contains("memcpy")) << file << ": no list of imports";
+        EXPECT_GT(imports.size(), 10U) << file << ": no list of imports";
         for (const std::string& name : imports) EXPECT_FALSE(isInexact(name)) << file << ": " << name;
     }
 }
