@@ -170,8 +170,8 @@ TEST_F(Reports, ATaskThatFailsIsNotNamedInTheReport) {
     } cases[] = {
         {"SCRIPT (\"exit:7\")", probe.c_str(), 1,
          R"({"line": 1, "command": "SCRIPT", "state": "exited", "exit": 7, "text": "ended itself with code 7"})"},
-        {"DIVIDE (1)", probe.c_str(), 1,
-         R"({"line": 1, "command": "DIVIDE", "state": "fault", "code": 3221225620, "text": "integer division by zero"})"},
+        {"SCRIPT (\"raise:0xC0000094\")", probe.c_str(), 1,
+         R"({"line": 1, "command": "SCRIPT", "state": "fault", "code": 3221225620, "text": "integer division by zero"})"},
         {"pipe a : int16 from \"in.csv\"\npipe b : int32\nABS (a, b)", "", 2,
          R"({"line": 3, "command": "ABS", "state": "error", "code": 3, "index": 2,
              "text": "parameter 2, `b`: its element type differs from that of the parameter it goes with"})"},
