@@ -17,13 +17,12 @@ namespace {
 
 using namespace libzepl;
 
-// Stand in a text for what is known later: what happened, and where the text of the next task begins.
-constexpr char happened = '\1', nextTask = '\2';
+// Stands in a text for what is known later.
+constexpr char happened = '\1';
 
-constexpr const char* remedy =
-    "the run cannot go on, since memory may be damaged, and the outputs are dropped; it is a fault of the command: "
-    "report it "
-    "to the author of its module";
+constexpr std::string_view remedy =
+    "  the run cannot go on, since memory may be damaged, and the outputs are dropped; it is a fault of the command: "
+    "report it to the author of its module\n";
 
 // Writes with the calls alone that a signal's handler may make.
 class DescriptorSink : public TextSink {
@@ -61,18 +60,18 @@ class DescriptorSink : public TextSink {
 
 CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, ReportModule module)
     : procedure_(procedure.source.name), file_(file), module_(std::move(module)) {
+    std::vector<Diagnostic> diagnostics;
     for (const CommandUse& use : procedure.commands)
-        blocks_ +=
-            render({Severity::error, use.place, use.command + ": " + happened, remedy + std::string(1, nextTask)},
-                   procedure.source);
+        diagnostics.push_back({Severity::error, use.place, use.command + ": " + happened, {}});
+    blocks_ = render(diagnostics, procedure.source);
+    // Each block is the line with the message, the command's own and the one with the caret.
     std::string_view left = blocks_;
     while (!left.empty()) {
-        for (const char end : {happened, nextTask}) {
-            const std::size_t length = std::min(left.find(end), left.size());
-            parts_.push_back(left.substr(0, length));
-            left.remove_prefix(std::min(length + 1, left.size()));
-        }
-        left.remove_prefix(std::min<std::size_t>(left.size(), 1));  // the line feed
+        const std::size_t before = left.find(happened);
+        std::size_t end = before;
+        for (int line = 0; line < 3; ++line) end = left.find('\n', end) + 1;
+        parts_.push_back({left.substr(0, before), left.substr(before + 1, end - before - 1)});
+        left.remove_prefix(end);
     }
 }
 
@@ -86,10 +85,10 @@ bool CrashNotice::writeReport(const Report& report) {
 
 void CrashNotice::end(Report& report, std::size_t task) {
     DescriptorSink message(STDERR_FILENO);
-    message.write(parts_[2 * task]);
+    message.write(parts_[task].before);
     message.write(report.tasks[task].text);
-    message.write(parts_[2 * task + 1]);
-    message.write("\n");
+    message.write(parts_[task].after);
+    message.write(remedy);
     message.flush();
     report.procedure.swap(procedure_);
     if (!writeReport(report)) {

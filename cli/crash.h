@@ -26,8 +26,12 @@ class CrashNotice {
  private:
     bool writeReport(const libzepl::Report& report);
 
-    std::string blocks_;                   // for each task, what is shown before and after what happened
-    std::vector<std::string_view> parts_;  // of `blocks_`: two for each task
+    struct Parts {
+        std::string_view before, after;  // what is shown before and after what happened
+    };
+
+    std::string blocks_;
+    std::vector<Parts> parts_;  // of `blocks_`, for each task
     std::string procedure_;
     libzepl::OutputFile* file_;
     libzepl::ReportModule module_;
