@@ -291,9 +291,11 @@ bool mayBecomeStart(std::string_view bytes) {
     });
 }
 
-bool flows(std::string_view format) {
+bool flows(std::string_view bytes) {
+    if (bytes.starts_with("FORM"))
+        return bytes.substr(0, 11).ends_with("AIF");  // AIFF and AIFC; 8SVX looks for more at its end
     return std::any_of(starts.begin(), starts.end(),
-                       [&](const Start& start) { return start.format == format && start.flows; });
+                       [&](const Start& start) { return start.flows && bytes.starts_with(start.bytes); });
 }
 
 }  // namespace libzepl

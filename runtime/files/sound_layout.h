@@ -41,7 +41,7 @@ std::string_view formatStartingWith(std::string_view bytes);
 // Whether these first bytes of a stream could be the beginning of such a start.
 bool mayBecomeStart(std::string_view bytes);
 
-// Whether a stream of the format can be read as it comes; others are read whole first.
-bool flows(std::string_view format);
+// Whether a stream with these first bytes (12 of them) can be read as it comes; others are read whole first.
+bool flows(std::string_view bytes);
 
 }  // namespace libzepl

@@ -169,8 +169,13 @@ std::unique_ptr<SoundBytes> soundBytes(const ReadRequest& request) {
     std::array<char, 12> start{};
     const std::size_t got = bytes->peek(0, start.data(), start.size());
     if (got == 0) throw fileProblem(bytes->name(), "the file is empty", "check that the recording was made");
-    if (!bytes->size() && !flows(formatStartingWith({start.data(), got}))) bytes->spool();
+    if (!bytes->size() && !flows({start.data(), got})) bytes->spool();
     return bytes;
+}
+
+bool isFlac(SoundBytes& bytes) {
+    std::array<char, 4> start{};
+    return bytes.peek(0, start.data(), start.size()) == 4 && std::string_view(start.data(), 4) == "fLaC";
 }
 
 Sound openLibrary(SoundBytes& bytes, SF_INFO& info) {
@@ -192,6 +197,7 @@ std::unique_ptr<Source> openSound(const ReadRequest& request) {
     std::unique_ptr<SoundBytes> bytes = soundBytes(request);
     Completeness complete(bytes->name(), request.partial);
     const std::optional<SoundLayout> layout = readSoundLayout(*bytes);
+    if (!bytes->size() && !layout && !isFlac(*bytes)) bytes->spool();  // the library looks for samples up to the end
     SoundEnd end = SoundEnd::stated;
     if (bytes->size() && layout) checkExtent(*bytes, *layout, complete);
     if (bytes->size() && !layout)

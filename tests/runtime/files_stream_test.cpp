@@ -52,6 +52,14 @@ TEST_F(Streams, EveryFormatIsReadAsFromAFile) {
     }
 }
 
+TEST_F(Streams, AHeaderWithoutSamplesIsRefusedAtTheEndOfTheStream) {
+    const std::string chunk("COMM\0\0\7\x12\0\1\0\0\0\0\0\0\0\0\x1e\xef", 20);
+    for (const std::string form : {"8SVX", "AIFF", "XXXX"}) {
+        streamed(reading("pipe.aiff"), std::string("FORM\0\0\0\x38", 8) + form + "AIFF" + chunk);
+        EXPECT_NE(refused_.find("it cannot be read as a recording"), std::string::npos) << form << ": " << refused_;
+    }
+}
+
 TEST_F(Streams, AHeaderWithoutALengthLetsTheStreamGoOn) {
     const std::vector<std::int16_t> samples = noise(3000);
     save<std::int16_t>("file.wav", samples);
