@@ -1,6 +1,6 @@
 #include "cli/report_file.h"
 
-#include "runtime/binder_files.h"
+#include "runtime/binder/files.h"
 #include "runtime/files/stream_wait.h"
 #include "runtime/json_writer.h"
 

@@ -2,7 +2,7 @@
 
 #include <sys/resource.h>
 
-#include "runtime/context.h"
+#include "runtime/engine/context.h"
 #include "tool_support.h"
 
 namespace libzepl {

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <set>
 
-#include "runtime/context.h"
+#include "runtime/engine/context.h"
 #include "tests/determinism/arith_cases.h"
 #include "tests/determinism/control_cases.h"
 #include "tests/determinism/digital_cases.h"

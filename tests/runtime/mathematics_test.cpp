@@ -5,7 +5,7 @@
 #include <numbers>
 
 #include "host/mathematics.h"
-#include "runtime/mathematics.h"
+#include "runtime/host/mathematics.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {

@@ -1,6 +1,6 @@
 // What tasks allocate, and the session's limit.
 
-#include "runtime/memory.h"
+#include "runtime/base/memory.h"
 #include "tests/support/session_support.h"
 
 namespace libzepl {

@@ -1,0 +1,411 @@
+#include "runtime/binder.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "runtime/binder/arguments.h"
+#include "runtime/binder/files.h"
+#include "runtime/files/stream_wait.h"
+
+namespace libzepl {
+
+namespace {
+
+using Diagnostics = std::vector<Diagnostic>;
+
+void addError(Diagnostics& diagnostics, Place place, std::string message, std::string remedy = {}) {
+    diagnostics.push_back({Severity::error, place, std::move(message), std::move(remedy)});
+}
+
+// "the procedure declares `a`, `b`", for a name that is none of them.
+std::string declaredOnes(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + libzepl::quoted(name);
+    return list.empty() ? "it declares none" : "it declares " + list;
+}
+
+// Makes the session, statement by statement.
+class Binder {
+ public:
+    Binder(const Procedure& procedure, const CommandLibrary& library, BindOptions options, Diagnostics& diagnostics)
+        : procedure_(procedure), library_(library), options_(std::move(options)), diagnostics_(diagnostics) {}
+
+    BoundProcedure bind() {
+        std::optional<WaitScope> waiting;
+        if (options_.session.stop != nullptr) waiting.emplace(*options_.session.stop);
+        options_.session.rate = procedure_.rate;
+        bound_.session = std::make_unique<Session>(library_, options_.session);
+        refuseUnknownOptions();
+        forEach(procedure_.pipes, [&](const PipeDeclaration& pipe) { declare(pipe, [&] { addPipe(pipe); }); });
+        forEach(procedure_.triggers,
+                [&](const TriggerDeclaration& trigger) { declare(trigger, [&] { addTrigger(trigger); }); });
+        forEach(procedure_.variables, [&](const VariableDeclaration& variable) { addVariable(variable); });
+        forEach(procedure_.vectors,
+                [&](const VectorDeclaration& vector) { declare(vector, [&] { addVector(vector); }); });
+        ArgumentBinder binder(names_, *bound_.session, library_, diagnostics_);
+        forEach(procedure_.commands,
+                [&](const CommandUse& use) { guarded(use.place, [&] { addCommand(use, binder); }); });
+        warnOfNothing();
+        // Outputs come last: their rate can be that of an input, and nothing is created beside a mistake.
+        if (!hasErrors(diagnostics_)) addOutputs();
+        if (hasErrors(diagnostics_)) bound_.session.reset();
+        return std::move(bound_);
+    }
+
+ private:
+    // Adds statement after statement, up to as many mistakes as anybody reads.
+    template <class Statements, class Add>
+    void forEach(const Statements& statements, Add add) {
+        for (const auto& statement : statements) {
+            if (isFull_) return;
+            isFull_ = diagnostics_.size() >= maxDiagnostics;
+            if (isFull_) return addError(diagnostics_, statement.place, "too many mistakes: the rest is not checked");
+            add(statement);
+        }
+    }
+
+    // Runs `add`, which declares the statement's name. Where it fails, uses of the name are no mistakes of their own.
+    template <class Statement, class Add>
+    void declare(const Statement& statement, Add add) {
+        const std::size_t before = diagnostics_.size();
+        guarded(statement.place, add);
+        if (diagnostics_.size() != before) names_.refused.insert(statement.name);
+    }
+
+    void refuse(const ChannelFile& file, const std::string& message, std::string remedy) {
+        addError(diagnostics_, file.clause.place, (file.option.empty() ? "" : file.option + ": ") + message,
+                 std::move(remedy));
+    }
+
+    // A warning is a note of the report, too.
+    void warn(const std::optional<Diagnostic>& warning) {
+        if (!warning) return;
+        diagnostics_.push_back(*warning);
+        bound_.session->addNote(warning->message, true);
+    }
+
+    // Runs `step`; a Problem of it becomes a mistake at the place, or at the file's. False when there was one.
+    template <class Step>
+    bool guarded(Place place, Step step) {
+        try {
+            step();
+            return true;
+        } catch (const Interrupted&) {
+            throw;
+        } catch (const Problem& problem) {
+            addError(diagnostics_, place, problem.what(), problem.remedy());
+            return false;
+        }
+    }
+    template <class Step>
+    void guarded(const ChannelFile& file, Step step) {
+        try {
+            step();
+        } catch (const Interrupted&) {
+            throw;
+        } catch (const Problem& problem) {
+            refuse(file, problem.what(), problem.remedy());
+        }
+    }
+
+    void noteInput(const ChannelFile& file) {
+        if (!inputFiles_.insert(identityOf(file.path)).second && isStandardStream(file.path))
+            refuse(file, "standard input can feed one channel only", "read the others from files");
+        if (isStandardStream(file.path)) inputFiles_.insert(identityOf(STDIN_FILENO));
+    }
+
+    void addPipe(const PipeDeclaration& declared) {
+        PipeSettings settings{declared.name, declared.type, declared.capacity, {}};
+        settings.starts = bytesOf(declared.type, declared.starts);
+        // The name is known also where the pipe is refused, so that its uses are no mistakes.
+        PipeId id{};
+        if (!guarded(declared.capacity ? declared.capacityPlace : declared.place,
+                     [&] { id = bound_.session->addPipe(std::move(settings)); }))
+            id = bound_.session->addPipe({.name = declared.name, .type = declared.type});
+        names_.pipes.emplace(declared.name, id);
+        const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared.name, declared.from);
+        if (!from) return;
+        guarded(*from, [&] {
+            noteInput(*from);
+            std::unique_ptr<Source> source = openSource(readRequest(*from, declared.type, declared.interleaved));
+            warn(rates_.add(*from, source->rate()));
+            bound_.session->setInput(id, std::move(source));
+        });
+    }
+
+    void addTrigger(const TriggerDeclaration& declared) {
+        const TriggerId id = bound_.session->addTrigger(declared.name);
+        names_.triggers.emplace(declared.name, id);
+        const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared.name, declared.from);
+        if (!from) return;
+        guarded(*from, [&] {
+            noteInput(*from);
+            bound_.session->setInput(id, readTriggerRows(from->path, from->clause.format));
+        });
+    }
+
+    void addVariable(const VariableDeclaration& declared) {
+        std::int64_t cell = 0;
+        storeNumber(declared.type, givenValue(declared).value_or(declared.value), &cell);
+        names_.variables.emplace(declared.name, bound_.session->addVariable(declared.name, declared.type, &cell));
+    }
+
+    // What --set gives the variable; nothing where it gives none, or none that its type holds, which is reported.
+    std::optional<Number> givenValue(const VariableDeclaration& declared) {
+        const auto given = options_.values.find(declared.name);
+        if (given == options_.values.end()) return std::nullopt;
+        const std::optional<Number> number = parseNumber(given->second);
+        if (number && holds(declared.type, *number)) return number;
+        addError(diagnostics_, {},
+                 "--set " + declared.name + ": " +
+                     (number ? notHeld(declared.type, *number, given->second).message : whyNoNumber(given->second)),
+                 "give a number that " + std::string(nameOf(declared.type)) + " holds");
+        return std::nullopt;
+    }
+
+    void addVector(const VectorDeclaration& declared) {
+        std::vector<std::byte> bytes;
+        if (declared.from) {
+            const ChannelFile file{*declared.from, pathBeside(procedure_, declared.from->path), {}};
+            guarded(file, [&] {
+                noteInput(file);
+                std::vector<std::string> notes;
+                bytes = readVector(readRequest(file, declared.type, declared.interleaved), notes,
+                                   options_.session.memoryLimit);
+                for (const std::string& note : notes) bound_.session->addNote(note);
+            });
+        } else {
+            bytes = bytesOf(declared.type, declared.values);
+        }
+        names_.vectors.emplace(declared.name,
+                               bound_.session->addVector(declared.name, declared.type, std::move(bytes)));
+    }
+
+    std::vector<std::byte> bytesOf(ElementType type, const std::vector<Number>& numbers) {
+        std::vector<std::byte> bytes(numbers.size() * widthOf(type));
+        for (std::size_t i = 0; i < numbers.size(); ++i)
+            storeNumber(type, numbers[i], bytes.data() + i * widthOf(type));
+        return bytes;
+    }
+
+    void addCommand(const CommandUse& use, ArgumentBinder& binder) {
+        bound_.advice.emplace_back();
+        const Command* command = library_.find(use.command);
+        if (command == nullptr) return refuseCommand(use);
+        std::optional<BoundArguments> bound = binder.bind(*command, use);
+        if (!bound) return;
+        bound_.advice.back() = bound->advice;
+        bound_.session->addTask({use.command, std::move(bound->arguments), use.place.line, std::move(bound->advice)});
+    }
+
+    void refuseCommand(const CommandUse& use) {
+        if (!knownCommands_) {
+            std::vector<std::string> known;
+            for (const Command& each : library_.commands()) known.push_back(each.name);
+            knownCommands_.emplace(known);
+        }
+        std::string remedy = knownCommands_->suggestion(use.command);
+        if (remedy.empty()) remedy = "zepl commands lists the commands";
+        addError(diagnostics_, use.place, "unknown command " + libzepl::quoted(use.command), std::move(remedy));
+    }
+
+    // Without commands only files are copied, from an input to an output of the same channel.
+    void warnOfNothing() {
+        const auto copies = [&](const auto& channel) {
+            return inputFile(procedure_, options_, channel.name, channel.from) &&
+                   outputFile(procedure_, options_, channel.name, channel.to);
+        };
+        const auto anyCopies = [&](const auto& channels) {
+            return std::any_of(channels.begin(), channels.end(), copies);
+        };
+        if (!procedure_.commands.empty() || hasErrors(diagnostics_)) return;
+        if (anyCopies(procedure_.pipes) || anyCopies(procedure_.triggers)) return;
+        diagnostics_.push_back({Severity::warning,
+                                {},
+                                "the procedure has no command, so it does nothing",
+                                "add one, COMMAND ( argument, ... ); zepl commands lists them"});
+    }
+
+    void refuseUnknownOptions() {
+        const auto refuseUnknown = [&](const std::map<std::string, std::string>& given, const std::string& option,
+                                       const std::vector<std::string>& known, const std::string& what) {
+            for (const auto& [name, value] : given)
+                if (std::find(known.begin(), known.end(), name) == known.end()) {
+                    const std::string near = suggestion(name, known), is = kindDeclared(name);
+                    addError(diagnostics_, {},
+                             option + " " + name + "=" + value + ": the procedure declares no " + what + " " +
+                                 libzepl::quoted(name) + (is.empty() ? "" : ", which is a " + is),
+                             near.empty() || !is.empty() ? declaredOnes(known) : near);
+                }
+        };
+        std::vector<std::string> channels, variables;
+        for (const PipeDeclaration& pipe : procedure_.pipes) channels.push_back(pipe.name);
+        for (const TriggerDeclaration& trigger : procedure_.triggers) channels.push_back(trigger.name);
+        for (const VariableDeclaration& variable : procedure_.variables) variables.push_back(variable.name);
+        refuseUnknown(options_.inputs, "--in", channels, "pipe or trigger");
+        refuseUnknown(options_.outputs, "--out", channels, "pipe or trigger");
+        refuseUnknown(options_.values, "--set", variables, "variable");
+    }
+
+    // What the procedure declares the name as, or an empty text.
+    std::string kindDeclared(const std::string& name) const {
+        const auto has = [&](const auto& list) {
+            return std::any_of(list.begin(), list.end(), [&](const auto& each) { return each.name == name; });
+        };
+        return has(procedure_.pipes)       ? "pipe"
+               : has(procedure_.triggers)  ? "trigger"
+               : has(procedure_.variables) ? "variable"
+               : has(procedure_.vectors)   ? "vector"
+                                           : "";
+    }
+
+    // False, with the mistake told, when the file is an input or the output of another channel.
+    bool claimOutput(const ChannelFile& file) {
+        const bool standard = isStandardStream(file.path);
+        const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);
+        const std::string name = standard ? "standard output" : libzepl::quoted(file.path.string());
+        if (!identity.empty() && inputFiles_.count(identity) != 0) {
+            refuse(file, name + " is also an input", "write to another file");
+            return false;
+        }
+        const bool first = !standard || outputFiles_.insert("-").second;
+        if (first && (identity.empty() || outputFiles_.insert(identity).second)) return true;
+        refuse(file, name + " is written by another channel", "give each output a file of its own");
+        return false;
+    }
+
+    void addOutputs() {
+        for (const PipeDeclaration& pipe : procedure_.pipes) {
+            const std::optional<ChannelFile> to = outputFile(procedure_, options_, pipe.name, pipe.to);
+            if (!to || !claimOutput(*to)) continue;
+            guarded(*to, [&] { addOutput(pipe, *to); });
+        }
+        for (const TriggerDeclaration& trigger : procedure_.triggers) {
+            const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger.name, trigger.to);
+            if (!to || !claimOutput(*to)) continue;
+            guarded(*to, [&] {
+                bound_.session->setOutput(names_.triggers.at(trigger.name),
+                                          createTriggerSink(to->path, outputOptions(), to->clause.format),
+                                          to->clause.limit);
+            });
+        }
+    }
+
+    void addOutput(const PipeDeclaration& pipe, const ChannelFile& to) {
+        const PipeId id = names_.pipes.at(pipe.name);
+        WriteRequest request = writeRequest(to, pipe, rates_.rate().value_or(1000));
+        request.output = outputOptions();
+        bound_.session->setOutput(id, createSink(request), request.limit);
+        if (!to.clause.rate && statesRate(request.path, request.format))
+            bound_.session->noteRate(id, {to.path.string(), request.rate, !rates_.rate()});
+    }
+
+    OutputOptions outputOptions() const { return {.sync = options_.sync, .checkOnly = options_.session.setUpOnly}; }
+
+    const Procedure& procedure_;
+    const CommandLibrary& library_;
+    BindOptions options_;
+    Diagnostics& diagnostics_;
+    BoundProcedure bound_;
+    DeclaredNames names_;
+    bool isFull_ = false;
+    std::optional<KnownNames> knownCommands_;  // when one was first looked for in vain
+    InputRates rates_{procedure_.rate};
+    std::set<std::string> inputFiles_, outputFiles_;
+};
+
+Place placeOf(const CommandUse& use, std::optional<std::int32_t> index) {
+    if (index && *index >= 1 && static_cast<std::size_t>(*index) <= use.arguments.size())
+        return use.arguments[static_cast<std::size_t>(*index - 1)].place;
+    return use.place;
+}
+
+// What to do about a task that failed. A code of the command's says little; its page has what it admits.
+std::string remedyOf(const TaskReport& task) {
+    if (task.state != TaskReport::State::error || !task.remedy.empty()) return task.remedy;
+    return "`zepl help " + task.command + "` says what it admits";
+}
+
+// Where pipes and triggers are declared, by name.
+std::map<std::string_view, Place> placesOfChannels(const Procedure& procedure) {
+    std::map<std::string_view, Place> places;
+    for (const PipeDeclaration& pipe : procedure.pipes) places.emplace(pipe.name, pipe.place);
+    for (const TriggerDeclaration& trigger : procedure.triggers) places.emplace(trigger.name, trigger.place);
+    return places;
+}
+
+}  // namespace
+
+BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& library, BindOptions options,
+                             std::vector<Diagnostic>& diagnostics) {
+    return Binder(procedure, library, std::move(options), diagnostics).bind();
+}
+
+std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& report,
+                                 const std::vector<std::string>& advice) {
+    std::vector<Diagnostic> diagnostics;
+    const std::map<std::string_view, Place> channels = placesOfChannels(procedure);
+    const auto placeOfChannel = [&](const std::string& name) {
+        const auto found = channels.find(name);
+        return found == channels.end() ? Place{} : found->second;
+    };
+    if (!report.reason.empty()) addError(diagnostics, placeOfChannel(report.channel), report.reason, report.remedy);
+    for (std::size_t i = 0; i < report.tasks.size() && i < procedure.commands.size(); ++i) {
+        const TaskReport& task = report.tasks[i];
+        const CommandUse& use = procedure.commands[i];
+        const bool runs = task.state == TaskReport::State::waiting || task.state == TaskReport::State::running;
+        if (!runs)
+            addError(diagnostics, placeOf(use, task.index), use.command + ": " + task.text, remedyOf(task));
+        else if (i < advice.size() && !advice[i].empty() && task.began)
+            diagnostics.push_back({Severity::warning, use.place,
+                                   use.command + " took a list that its signature does not describe", advice[i]});
+    }
+    for (const std::string& name : report.unwritten)
+        diagnostics.push_back({Severity::warning, placeOfChannel(name), "nobody writes " + libzepl::quoted(name),
+                               "its readers would wait forever; give it a `from` file or a command that writes it"});
+    for (const CautionReport& caution : report.cautions)
+        if (caution.task < procedure.commands.size())
+            diagnostics.push_back({caution.isArrival ? Severity::arrival : Severity::caution,
+                                   procedure.commands[caution.task].place, caution.command + ": " + caution.text,
+                                   caution.remedy});
+    if (diagnostics.size() > maxDiagnostics) {
+        const std::string more = std::to_string(diagnostics.size() - maxDiagnostics);
+        diagnostics.resize(maxDiagnostics);
+        if (hasErrors(diagnostics))
+            addError(diagnostics, {}, "too many mistakes: " + more + " more are not shown");
+        else
+            diagnostics.push_back({Severity::warning, {}, "too many warnings: " + more + " more are not shown", {}});
+    }
+    return diagnostics;
+}
+
+Report refusalReport(const Procedure& procedure, const std::vector<Diagnostic>& diagnostics) {
+    Report report;
+    report.procedure = procedure.source.name;
+    report.status = Report::Status::refused;
+    std::multimap<int, std::size_t> tasksByLine;
+    for (const CommandUse& use : procedure.commands) {
+        tasksByLine.emplace(use.place.line, report.tasks.size());
+        TaskReport& task = report.tasks.emplace_back();
+        task.line = use.place.line;
+        task.command = use.command;
+    }
+    for (const Diagnostic& diagnostic : diagnostics) {
+        const std::string line =
+            diagnostic.place.line > 0 ? "line " + std::to_string(diagnostic.place.line) + ": " : "";
+        report.notes.push_back(line + diagnostic.message);
+        if (diagnostic.severity != Severity::error) continue;
+        const auto [first, last] = tasksByLine.equal_range(diagnostic.place.line);
+        for (auto each = first; each != last; ++each) {
+            report.tasks[each->second].state = TaskReport::State::refused;
+            report.tasks[each->second].text = diagnostic.message;
+        }
+    }
+    return report;
+}
+
+}  // namespace libzepl

@@ -1,0 +1,139 @@
+#include "runtime/binder/files.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <map>
+
+namespace libzepl {
+
+namespace {
+
+std::optional<ChannelFile> fileOf(const Procedure& procedure, const std::string& option,
+                                  const std::map<std::string, std::string>& given, const std::string& name,
+                                  const std::optional<FileClause>& declared) {
+    const auto replaced = given.find(name);
+    if (replaced == given.end()) {
+        if (!declared) return std::nullopt;
+        return ChannelFile{*declared, pathBeside(procedure, declared->path), {}};
+    }
+    ChannelFile file{declared.value_or(FileClause{}), replaced->second, option + " " + name};
+    file.clause.path = replaced->second;
+    if (tellsFormat(replaced->second)) file.clause.format.clear();
+    file.clause.place = {};
+    return file;
+}
+
+std::string identityOf(const struct stat& status) {
+    if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode) && !S_ISDIR(status.st_mode)) return {};
+    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+}
+
+}  // namespace
+
+std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name) {
+    if (isStandardStream(name) || std::filesystem::path(name).is_absolute()) return name;
+    return std::filesystem::path(procedure.source.name).parent_path() / name;
+}
+
+std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
+                                     const std::optional<FileClause>& declared) {
+    return fileOf(procedure, "--in", options.inputs, name, declared);
+}
+
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
+                                      const std::optional<FileClause>& declared) {
+    return fileOf(procedure, "--out", options.outputs, name, declared);
+}
+
+std::string identityOf(const std::filesystem::path& path) {
+    if (isStandardStream(path)) return "-";
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0) return identityOf(status);
+    std::error_code error;
+    // The canonical form of a relative path that is not there stays relative.
+    const std::filesystem::path canonical = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
+    return error ? path.string() : canonical.string();
+}
+
+ReadRequest readRequest(const ChannelFile& file, ElementType type, std::optional<std::int64_t> interleaved) {
+    const FileClause& clause = file.clause;
+    ReadRequest request{.path = file.path, .type = type};
+    request.channel = clause.channel;
+    request.column = clause.column;
+    request.conversion = clause.conversion;
+    request.interleaved = interleaved;
+    request.partial = clause.partial;
+    request.format = clause.format;
+    return request;
+}
+
+WriteRequest writeRequest(const ChannelFile& file, const PipeDeclaration& pipe, double rate) {
+    WriteRequest request{.path = file.path, .type = pipe.type, .rate = file.clause.rate.value_or(rate)};
+    request.name = pipe.name;
+    request.limit = file.clause.limit;
+    request.channels = static_cast<int>(pipe.interleaved.value_or(1));
+    request.format = file.clause.format;
+    return request;
+}
+
+std::string rateText(double rate) {
+    std::array<char, 32> text;
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), rate).ptr};
+}
+
+std::optional<Diagnostic> InputRates::add(const ChannelFile& file, std::optional<double> rate) {
+    if (!rate) return std::nullopt;
+    const std::string name = file.path.filename().string();
+    const std::string states = (file.option.empty() ? "" : file.option + ": ") + name + " states " + rateText(*rate) +
+                               " frames a second, and ";
+    Diagnostic warning{Severity::warning, file.clause.place, "", ""};
+    if (stated_ && *rate != *stated_) {
+        warning.message = states + "the procedure's `rate` is " + rateText(*stated_);
+        warning.remedy = "the run goes by `rate " + rateText(*stated_) + "`; correct it, or leave it out";
+    } else if (!stated_ && first_ && *rate != *first_) {
+        warning.message = states + firstName_ + " " + rateText(*first_);
+        warning.remedy = "the run goes by the first, " + rateText(*first_) + "; `rate` says another one";
+    }
+    if (!first_) {
+        first_ = rate;
+        firstName_ = name;
+    }
+    if (warning.message.empty()) return std::nullopt;
+    return warning;
+}
+
+std::string identityOf(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 ? identityOf(status) : std::string();
+}
+
+std::string useOfFile(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
+                      const std::filesystem::path& path) {
+    std::map<std::string, std::string> uses;
+    const auto add = [&](const std::filesystem::path& used, int standard, const std::string& use) {
+        uses.emplace(isStandardStream(used) ? identityOf(standard) : identityOf(used), use);
+        if (isStandardStream(used) && standard == STDOUT_FILENO) uses.emplace("-", use);
+    };
+    const auto addChannel = [&](const auto& channel) {
+        const std::string name = libzepl::quoted(channel.name);
+        if (const auto from = inputFile(procedure, options, channel.name, channel.from))
+            add(from->path, STDIN_FILENO, "is read by " + name);
+        if (const auto to = outputFile(procedure, options, channel.name, channel.to))
+            add(to->path, STDOUT_FILENO, "is written by " + name);
+    };
+    add(procedure.source.name, -1, "is the procedure");
+    for (const LoadedModule& module : library.modules()) add(module.path, -1, "is a module");
+    for (const PipeDeclaration& pipe : procedure.pipes) addChannel(pipe);
+    for (const TriggerDeclaration& trigger : procedure.triggers) addChannel(trigger);
+    for (const VectorDeclaration& vector : procedure.vectors)
+        if (vector.from)
+            add(pathBeside(procedure, vector.from->path), STDIN_FILENO, "is read by " + libzepl::quoted(vector.name));
+    uses.erase("");
+    const auto found = uses.find(identityOf(path));
+    return found == uses.end() ? std::string() : found->second;
+}
+
+}  // namespace libzepl

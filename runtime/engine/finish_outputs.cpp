@@ -1,0 +1,148 @@
+// The end of the outputs: all that is written is completed first, and only then does each file get a name, so that a failure
+// leaves as few as can be with the new content.
+
+#include "runtime/engine/flow.h"
+#include "runtime/files/output_file.h"
+
+namespace libzepl {
+
+namespace {
+
+struct FinishedOutput {
+    OutputReport report;
+    Output* output;
+    std::string lost;  // why what was written could not be completed
+};
+
+class OutputFinisher {
+ public:
+    explicit OutputFinisher(Engine& e) : e_(e) {
+        for (PipeOutput& output : e.pipeOutputs)
+            if (output.sink != nullptr) add(output, false);
+        for (TriggerOutput& output : e.triggerOutputs)
+            if (output.sink != nullptr) add(output, true);
+    }
+
+    void finish() {
+        writeFinalStatus();
+        for (FinishedOutput& each : outputs_) complete(each);
+        if (e_.status() == Report::Status::failed)
+            keepAll();
+        else
+            publishAll();
+        for (FinishedOutput& each : outputs_) e_.outputReports.push_back(std::move(each.report));
+    }
+
+ private:
+    template <class EngineOutput>
+    void add(EngineOutput& output, bool events) {
+        FinishedOutput& added = outputs_.emplace_back();
+        added.output = output.sink.get();
+        added.report.channel = output.end.channel->name;
+        added.report.count = output.count;
+        added.report.countsEvents = events;
+        if constexpr (std::is_same_v<EngineOutput, PipeOutput>)
+            added.report.channels = static_cast<std::uint64_t>(output.sink->channels());
+    }
+
+    void fail(const Problem& problem) {
+        if (e_.end == RunEnd::failed || !e_.reason.empty()) return;
+        e_.end = RunEnd::failed;
+        e_.reason = problem.what();
+        e_.remedy = problem.remedy();
+    }
+
+    void writeFinalStatus() {
+        for (TriggerOutput& output : e_.triggerOutputs) {
+            if (output.sink == nullptr) continue;
+            try {
+                output.sink->write({.asserts = false, .position = output.end.channel->status});
+            } catch (const Problem& problem) {
+                fail(problem);
+            }
+        }
+    }
+
+    // Of a run that failed only files are finished, under another name.
+    void complete(FinishedOutput& each) {
+        if (e_.end == RunEnd::failed && each.output->file() == nullptr) return;
+        try {
+            each.output->complete();
+        } catch (const Problem& problem) {
+            fail(problem);
+            each.lost = problem.what();
+        }
+    }
+
+    void publishAll() {
+        std::vector<std::string> reasons, remedies;
+        for (FinishedOutput& each : outputs_) {
+            if (each.output->file() == nullptr) continue;
+            try {
+                each.report.file = each.output->file()->publish();
+                tellEarlierFailure(*each.output->file());
+            } catch (const Problem& problem) {
+                reasons.push_back(problem.what());
+            }
+        }
+        if (reasons.empty()) return;
+        e_.end = RunEnd::failed;
+        e_.reason = joined(reasons, "; ");
+        std::vector<std::string> standing;
+        for (const FinishedOutput& each : outputs_)
+            if (!each.report.file.empty()) standing.push_back(each.report.file);
+        e_.remedy = standing.empty() ? "no output has its new content"
+                                     : joined(standing, ", ") + (standing.size() == 1 ? " has its" : " have their") +
+                                           " new content, the others not";
+        keepAll();
+    }
+
+    // Gives other names to what has none yet.
+    void keepAll() {
+        for (FinishedOutput& each : outputs_)
+            if (OutputFile* file = each.output->file();
+                file != nullptr && each.report.file.empty() && !file->isStream())
+                keep(each, *file);
+    }
+
+    void keep(FinishedOutput& each, OutputFile& file) {
+        const std::string what = "what the failed run wrote of `" + each.report.channel + "` ";
+        const bool replaces = file.hasFailedFile();
+        std::string reason = each.lost;
+        try {
+            if (reason.empty()) {
+                e_.outputNotes.push_back(what + "is in " + file.publish(true) +
+                                         (replaces ? ", in place of what an earlier one wrote" : "") +
+                                         (file.replaces() ? "; " + file.name() + " is as it was" : ""));
+                return;
+            }
+        } catch (const Problem& problem) {
+            reason = problem.what();
+        }
+        e_.outputNotes.push_back(what + "is lost: " + reason);
+    }
+
+    void tellEarlierFailure(const OutputFile& file) {
+        if (file.hasFailedFile()) e_.outputNotes.push_back(file.failedName() + " is of an earlier run, which failed");
+    }
+
+    static std::string joined(const std::vector<std::string>& texts, const std::string& between) {
+        std::string all;
+        for (const std::string& text : texts) all += (all.empty() ? "" : between) + text;
+        return all;
+    }
+
+    Engine& e_;
+    std::vector<FinishedOutput> outputs_;
+};
+
+}  // namespace
+
+// Outputs of a run that did not get past its set-ups are dropped.
+void Engine::finishOutputs() {
+    if (!settled || end == RunEnd::refused || end == RunEnd::setUpsRan) return;
+    OutputFinisher(*this).finish();
+    outputsFinished = end != RunEnd::failed;
+}
+
+}  // namespace libzepl

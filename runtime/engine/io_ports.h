@@ -1,0 +1,79 @@
+// Inputs and outputs of a session, as the session keeps them.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <random>
+#include <vector>
+
+#include "runtime/engine/channels.h"
+#include "runtime/files.h"
+
+namespace libzepl {
+
+// How large the next piece of an input is.
+class PieceSizes {
+ public:
+    PieceSizes() = default;
+    // `seed` and `input` choose the sequence of random pieces; `largest` bounds them.
+    PieceSizes(std::uint64_t fixedPiece, std::optional<std::uint64_t> seed, std::uint64_t input, std::uint64_t largest);
+    std::uint64_t next();
+
+ private:
+    std::uint64_t fixed_ = 1;
+    std::uint64_t largest_ = 1;
+    bool random_ = false;
+    std::mt19937_64 generator_;
+};
+
+struct PipeInput {
+    Pipe* pipe = nullptr;
+    std::unique_ptr<Source> source;     // or:
+    const std::byte* memory = nullptr;  // elements of the caller's
+    std::optional<std::uint64_t> length;
+    std::uint64_t delivered = 0;
+    std::uint64_t channels = 1;  // elements to a frame
+    bool ended = false;
+    bool borrows = false;  // the pipe's storage is the caller's memory itself
+    PieceSizes pieces;
+
+    // Whether something can be taken of it, or its end be seen, without waiting.
+    bool ready() const { return source == nullptr || source->ready(); }
+};
+
+struct TriggerInput {
+    Trigger* trigger = nullptr;
+    std::vector<TriggerRow> rows;
+    std::size_t next = 0;
+    std::int64_t position = -1;  // of the last row given, unwrapped
+    PieceSizes pieces;
+
+    bool ended() const { return next == rows.size(); }
+};
+
+struct PipeOutput {
+    PipeEnd end;  // reads, unless the pipe retains what the session collects
+    std::unique_ptr<Sink> sink;
+    std::optional<std::uint64_t> limit;
+    std::uint64_t count = 0;      // elements taken
+    std::uint64_t lastRound = 0;  // in which it took something
+    bool independent = false;     // depends on no input
+    std::optional<UntoldRate> untoldRate;
+
+    bool complete() const { return limit && count >= *limit; }
+};
+
+struct TriggerOutput {
+    TriggerEnd end;
+    std::unique_ptr<TriggerSink> sink;  // or:
+    std::vector<std::uint32_t> events;  // what the session collects
+    std::optional<std::uint64_t> limit;
+    std::uint64_t count = 0;
+    std::uint64_t lastRound = 0;
+    bool independent = false;
+
+    bool complete() const { return limit && count >= *limit; }
+};
+
+}  // namespace libzepl

@@ -1,0 +1,134 @@
+// What may follow the head of a declaration.
+
+#include <utility>
+
+#include "runtime/files.h"
+#include "runtime/procedure/parser.h"
+
+namespace libzepl {
+
+namespace {
+
+using Token = ProcedureToken;
+using Kind = Token::Kind;
+
+constexpr std::string_view formatClause = "format";
+
+}  // namespace
+
+const std::array<ProcedureParser::ClauseRow, 12> ProcedureParser::clauseRows{{
+    {"capacity", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { p.takeCapacity(to); }},
+    {"starts", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { to.starts = p.takeValues(p.declaredType_); }},
+    {"interleaved", inPipe | inVector, "", "channel",
+     [](ProcedureParser& p, Clauses& to) { to.interleaved = p.takeCount("interleaved", maxChannels); }},
+    {"from", inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFrom(to); }},
+    {"channel", inPipe | inVector, "from", "column",
+     [](ProcedureParser& p, Clauses& to) { to.from.channel = p.takeCount("channel"); }},
+    {"column", inPipe | inVector, "from", "interleaved", [](ProcedureParser& p, Clauses& to) { p.takeColumn(to); }},
+    {"convert", inPipe | inVector, "from", "",
+     [](ProcedureParser& p, Clauses& to) { to.from.conversion = p.cursor_.takeWord("the name of a conversion").text; }},
+    {"partial", inPipe | inVector, "from", "", [](ProcedureParser&, Clauses& to) { to.from.partial = true; }},
+    {"to", inPipe | inTrigger, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
+    {"limit", inPipe | inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize("limit"); }},
+    {"rate", inPipe, "to", "", [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(); }},
+    {formatClause, inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
+}};
+
+Clauses ProcedureParser::takeClauses(Declaration declaration) {
+    Clauses clauses;
+    while (cursor_.peek().kind != Kind::end) takeClauseWord(declaration, clauses).read(*this, clauses);
+    checkPartners(clauses);
+    checkFrames(clauses);
+    return clauses;
+}
+
+const ProcedureParser::ClauseRow& ProcedureParser::takeClauseWord(Declaration declaration, Clauses& clauses) {
+    std::string allowed = declaration == inPipe ? "a pipe" : declaration == inTrigger ? "a trigger" : "a vector";
+    allowed += " takes";
+    const std::vector<std::string> words = clauseWords(declaration);
+    for (const std::string& word : words) allowed += (word == words.front() ? " " : ", ") + word;
+    if (cursor_.peek().kind != Kind::word) cursor_.refuse("a clause or the end of the line", allowed);
+    const Token token = cursor_.take();
+    for (const ClauseRow& row : clauseRows) {
+        if (row.word != token.text || (row.declarations & declaration) == 0) continue;
+        // Each file of a declaration can have its format.
+        if (!clauses.given.try_emplace(row.word, token.place).second && row.word != formatClause)
+            cursor_.refuseAt(token.place, quoted(token.text) + " is given twice", "give it once");
+        return row;
+    }
+    const std::string meant = suggestion(token.text, words);
+    cursor_.refuseAt(token.place, "unknown clause " + quoted(token.text), meant.empty() ? allowed : meant);
+}
+
+std::vector<std::string> ProcedureParser::clauseWords(Declaration declaration) {
+    std::vector<std::string> words;
+    for (const ClauseRow& row : clauseRows)
+        if ((row.declarations & declaration) != 0) words.emplace_back(row.word);
+    return words;
+}
+
+void ProcedureParser::checkPartners(const Clauses& clauses) {
+    for (const ClauseRow& row : clauseRows) {
+        const auto found = clauses.given.find(row.word);
+        if (found == clauses.given.end()) continue;
+        if (!row.needs.empty() && !clauses.given.contains(row.needs))
+            cursor_.refuseAt(found->second, quoted(row.word) + " without " + quoted(row.needs) + " and a file");
+        if (clauses.given.contains(row.excludes))
+            cursor_.refuseAt(found->second, quoted(row.word) + " and " + quoted(row.excludes) + " exclude each other");
+    }
+}
+
+void ProcedureParser::checkFrames(const Clauses& clauses) {
+    if (!clauses.interleaved || !clauses.to.limit) return;
+    const auto channels = static_cast<std::uint64_t>(*clauses.interleaved);
+    if (*clauses.to.limit % channels != 0)
+        cursor_.refuseAt(clauses.given.at("limit"),
+                         std::to_string(*clauses.to.limit) + " elements are no whole frames of " +
+                             std::to_string(channels) + " channels",
+                         "give a multiple of " + std::to_string(channels));
+}
+
+void ProcedureParser::takeFrom(Clauses& clauses) {
+    takeFile(clauses.from);
+    clauses.last = Clauses::Last::from;
+}
+
+void ProcedureParser::takeTo(Clauses& clauses) {
+    takeFile(clauses.to);
+    clauses.last = Clauses::Last::to;
+}
+
+// `format` goes with the file before it.
+void ProcedureParser::takeFormat(Clauses& clauses) {
+    const Token word = cursor_.takeWord("the name of a format");
+    if (clauses.last == Clauses::Last::none)
+        cursor_.refuseAt(word.place, libzepl::quoted(formatClause) + " goes after the file that it is of");
+    std::string& format = clauses.last == Clauses::Last::from ? clauses.from.format : clauses.to.format;
+    if (!format.empty()) cursor_.refuseAt(word.place, libzepl::quoted(formatClause) + " is given twice for one file");
+    format = word.text;
+}
+
+void ProcedureParser::takeCapacity(Clauses& clauses) {
+    clauses.capacityPlace = cursor_.peek().place;
+    clauses.capacity = takeSize("capacity");
+}
+
+void ProcedureParser::takeFile(FileClause& file) {
+    const Token& next = cursor_.peek();
+    if (next.kind != Kind::text && !next.isMark('-')) cursor_.refuse("a file's name in double quotes, or `-`");
+    const Token token = cursor_.take();
+    file.path = token.kind == Kind::text ? unquoted(token.text) : std::string(token.text);
+    file.place = token.place;
+    if (file.path.empty()) cursor_.refuseAt(token.place, "the file's name is empty");
+}
+
+void ProcedureParser::takeColumn(Clauses& clauses) {
+    if (cursor_.peek().kind == Kind::text)
+        clauses.from.column = unquoted(cursor_.take().text);
+    else if (atNumber())
+        clauses.from.column = takeCount("column");
+    else
+        cursor_.refuse("a column's number, or its heading in double quotes");
+}
+
+}  // namespace libzepl

@@ -1,0 +1,95 @@
+#include "runtime/procedure/statement_cursor.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace libzepl {
+
+namespace {
+
+using Kind = ProcedureToken::Kind;
+
+}  // namespace
+
+StatementCursor::StatementCursor(std::string_view text, Mistakes& mistakes)
+    : mistakes_(mistakes), lexer_(text, mistakes), next_(lexer_.next()), afterNext_(lexer_.next()) {}
+
+void StatementCursor::leaveStatement() {
+    while (!atStatementEnd()) advance();
+    atStart_ = true;
+    openBrackets_ = 0;
+}
+
+bool StatementCursor::startsLikeStatement() const {
+    if (next_.kind != Kind::word || afterNext_.startsLine) return false;
+    if (afterNext_.isMark('(')) return true;
+    const bool opensDeclaration =
+        std::find(declarationWords.begin(), declarationWords.end(), next_.text) != declarationWords.end();
+    return opensDeclaration && (afterNext_.kind == Kind::word || afterNext_.kind == Kind::number);
+}
+
+bool StatementCursor::atStatementEnd() const {
+    if (!hasStatement()) return true;
+    if (atStart_ || !next_.startsLine) return false;
+    return openBrackets_ == 0 || startsLikeStatement();
+}
+
+void StatementCursor::advance() {
+    if (next_.isMark('(') || next_.isMark('[')) {
+        if (openBrackets_++ == 0) outermost_ = next_;
+    } else if (next_.isMark(')') || next_.isMark(']')) {
+        openBrackets_ = std::max(0, openBrackets_ - 1);
+    }
+    behindLast_ = {next_.place.line, next_.place.column + next_.place.length, 1};
+    atStart_ = false;
+    next_ = std::exchange(afterNext_, lexer_.next());
+}
+
+const ProcedureToken& StatementCursor::peek() const {
+    static const ProcedureToken statementEnd;
+    if (atStatementEnd()) return statementEnd;
+    if (next_.kind == Kind::bad) throw StatementBroken();
+    return next_;
+}
+
+ProcedureToken StatementCursor::take() {
+    const ProcedureToken token = peek();
+    advance();
+    return token;
+}
+
+bool StatementCursor::takeIf(char mark) {
+    if (!peek().isMark(mark)) return false;
+    advance();
+    return true;
+}
+
+ProcedureToken StatementCursor::takeWord(std::string_view wanted) {
+    if (peek().kind != Kind::word) refuse(wanted);
+    return take();
+}
+
+void StatementCursor::takeMark(char mark, std::string_view wanted) {
+    if (!takeIf(mark)) refuse(wanted);
+}
+
+void StatementCursor::takeEnd() {
+    if (peek().kind != Kind::end) refuse("the end of the line", "write one statement a line");
+}
+
+void StatementCursor::refuse(std::string_view wanted, std::string remedy) const {
+    const ProcedureToken& given = peek();
+    if (given.kind != Kind::end)
+        refuseAt(given.place, "expected " + std::string(wanted) + ", not " + quoted(given.text), std::move(remedy));
+    if (openBrackets_ > 0)
+        refuseAt(outermost_.place, quoted(outermost_.text) + " is not closed",
+                 outermost_.isMark('(') ? "close it with `)`" : "close it with `]`");
+    refuseAt(behindLast_, "expected " + std::string(wanted) + ", but the line ends here", std::move(remedy));
+}
+
+void StatementCursor::refuseAt(const Place& place, std::string message, std::string remedy) const {
+    mistakes_.add(place, std::move(message), std::move(remedy));
+    throw StatementBroken();
+}
+
+}  // namespace libzepl

@@ -1,0 +1,56 @@
+// The division of a procedure into statements, with what all of them need to be read.
+#pragma once
+
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "runtime/procedure/lexer.h"
+
+namespace libzepl {
+
+// The words that open a declaration. They are words by position only: any of them can name a pipe.
+inline constexpr std::array<std::string_view, 5> declarationWords{"rate", "pipe", "trigger", "variable", "vector"};
+
+// Thrown to leave a statement that cannot be read, when its mistake has been added.
+struct StatementBroken {};
+
+// Goes through the tokens of a procedure statement by statement. A statement goes on over line ends while a bracket is
+// open, but not over a line that starts like a statement: there the bracket was left open.
+class StatementCursor {
+ public:
+    StatementCursor(std::string_view text, Mistakes& mistakes);
+
+    bool hasStatement() const { return next_.kind != ProcedureToken::Kind::end; }
+    // Passes over the rest of the statement, to the start of the next one.
+    void leaveStatement();
+
+    // The next token of the statement; Kind::end where it is over. Throws StatementBroken at a bad one.
+    const ProcedureToken& peek() const;
+    ProcedureToken take();
+    bool takeIf(char mark);
+    // Take what must stand here, or refuse what does; `wanted` is what the message calls it.
+    ProcedureToken takeWord(std::string_view wanted);
+    void takeMark(char mark, std::string_view wanted);
+    void takeEnd();
+
+    // Adds the mistake that something else than `wanted` stands here, and leaves the statement.
+    [[noreturn]] void refuse(std::string_view wanted, std::string remedy = {}) const;
+    // Adds a mistake at the place and leaves the statement.
+    [[noreturn]] void refuseAt(const Place& place, std::string message, std::string remedy = {}) const;
+
+ private:
+    bool startsLikeStatement() const;
+    bool atStatementEnd() const;
+    void advance();
+
+    Mistakes& mistakes_;
+    ProcedureLexer lexer_;
+    ProcedureToken next_, afterNext_;
+    bool atStart_ = true;       // whether nothing of the statement has been taken
+    int openBrackets_ = 0;      // of the statement, up to `next_`
+    ProcedureToken outermost_;  // the bracket that was opened first
+    Place behindLast_;          // behind the last token that was taken
+};
+
+}  // namespace libzepl

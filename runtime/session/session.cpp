@@ -1,0 +1,414 @@
+#include "runtime/session.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <utility>
+
+#include "runtime/engine/flow.h"
+#include "runtime/session/session_ids.h"
+#include "runtime/session/task_arguments.h"
+
+namespace libzepl {
+
+namespace {
+
+template <class Id>
+TaskArgument objectArgument(zepl::ParamMask kind, Id id, const std::string& name) {
+    TaskArgument argument;
+    argument.kind = kind;
+    argument.object = static_cast<std::uint64_t>(id);
+    argument.name = name;
+    return argument;
+}
+
+// Collects into memory, for an output with a limit.
+class MemorySink : public Sink {
+ public:
+    MemorySink(MemoryBudget& budget, std::size_t width) : budget_(budget), width_(width) {}
+    void write(const void* from, std::size_t count) override {
+        const auto* bytes = static_cast<const std::byte*>(from);
+        const std::size_t size = bytes_.size() + count * width_;
+        if (size > bytes_.capacity()) grow(std::max(size, 2 * bytes_.capacity()));
+        bytes_.insert(bytes_.end(), bytes, bytes + count * width_);
+    }
+    void finish() override {}
+    const std::vector<std::byte>& bytes() const { return bytes_; }
+
+ private:
+    void grow(std::size_t capacity) {
+        Charge charge;
+        if (!charge.take(budget_, costOf(capacity)))
+            throw Problem("no memory is left for what is to be collected", "raise --memory");
+        bytes_.reserve(capacity);
+        charge_ = std::move(charge);
+    }
+
+    MemoryBudget& budget_;
+    Charge charge_;
+    std::size_t width_;
+    std::vector<std::byte> bytes_;
+};
+
+// An empty name becomes one, so that messages can use it.
+std::string nameFor(std::string given, const char* what, std::size_t number) {
+    return given.empty() ? what + (" " + std::to_string(number)) : given;
+}
+
+// What a task's record takes, its stack and what it allocates apart: three deques of a node each among it.
+std::uint64_t costOfTask(const TaskSettings& settings) {
+    constexpr std::uint64_t deque = 768, perArgument = sizeof(Parameter) + sizeof(PipeEnd) + 64;
+    std::uint64_t cost = sizeof(Task) + 3 * deque + 512 + settings.signatureAdvice.size();
+    for (const TaskArgument& argument : settings.arguments)
+        cost += perArgument + argument.name.size() + argument.text.size();
+    return cost;
+}
+
+// A pipe's starts and a vector come as bytes.
+void checkWhole(const std::string& name, ElementType type, std::size_t bytes) {
+    if (bytes % widthOf(type) == 0) return;
+    throw Problem(libzepl::quoted(name) + " is given " + std::to_string(bytes) +
+                      " bytes, which are no whole number of its " + std::string(nameOf(type)) + " elements",
+                  "give the bytes of whole elements");
+}
+
+// Storage for a capacity is a power of two of elements.
+void checkCapacity(const Engine& e, const std::string& name, const PipeSettings& settings) {
+    const std::uint64_t most = std::min(std::bit_floor(e.memory.limit() / widthOf(settings.type)), maxElements);
+    if (settings.capacity.value_or(0) <= most) return;
+    throw Problem("a capacity of " + std::to_string(*settings.capacity) + " elements for " + libzepl::quoted(name) +
+                      " is more than the memory limit of " + std::to_string(e.memory.limit()) +
+                      " bytes has room for, at most " + std::to_string(most),
+                  "ask for less, or raise --memory");
+}
+
+void checkBlock(const std::string& what, std::uint32_t block) {
+    if (block >= 1 && block <= maxBlock) return;
+    throw Problem(what + " is 1 to " + std::to_string(maxBlock) + " elements, and not " + std::to_string(block),
+                  "take a block in that range, such as 1024");
+}
+
+SessionOptions checked(SessionOptions options) {
+    checkBlock("the default block", options.block);
+    const auto told = options.info.find(static_cast<std::uint32_t>(zepl::SysInfo::defaultBlock));
+    if (told != options.info.end()) checkBlock("what selector 17 tells, the default block,", told->second);
+    if (options.rate && !(*options.rate > 0 && std::isfinite(*options.rate)))
+        throw Problem(
+            "a rate is a positive, finite number of frames a second, and not " + std::to_string(*options.rate),
+            "leave it out for that of the first recording");
+    return options;
+}
+
+template <class Id, class Objects>
+Id idNamed(const Engine& e, const Objects& objects, std::string_view name) {
+    std::vector<std::string> names;
+    for (const auto& object : objects) names.push_back(object.name);
+    const auto found = std::find(names.begin(), names.end(), name);
+    if (found == names.end())
+        throw Problem("the session has no " + libzepl::quoted(name) + " of this sort", suggestion(name, names));
+    return idAt<Id>(e, static_cast<std::size_t>(found - names.begin()));
+}
+
+template <class ChannelType>
+void claimInput(ChannelType& channel) {
+    if (channel.inputWrites)
+        throw Problem(libzepl::quoted(channel.name) + " has an input already", "give each channel one input");
+    channel.inputWrites = true;
+}
+
+bool isCollected(const Pipe& pipe) { return pipe.retains; }
+bool isCollected(const Trigger&) { return false; }
+
+template <class ChannelType>
+void checkNoOutput(const ChannelType& channel) {
+    if (channel.hasOutput || isCollected(channel))
+        throw Problem(libzepl::quoted(channel.name) + " has an output already",
+                      "collect each channel once, or give it one sink");
+}
+
+// Adds an output that reads the channel. Without a sink the session itself keeps what comes.
+template <class Outputs, class ChannelType, class SinkPointer>
+void addReadingOutput(Outputs& outputs, ChannelType& channel, SinkPointer sink, std::optional<std::uint64_t> limit) {
+    checkNoOutput(channel);
+    auto& output = outputs.emplace_back();
+    output.end.channel = &channel;
+    channel.hasOutput = true;
+    channel.watched = true;
+    output.sink = std::move(sink);
+    output.limit = limit;
+}
+
+PipeInput& addInput(Engine& e, Pipe& pipe, std::optional<std::uint64_t> length, int channels) {
+    if (channels < 1)
+        throw Problem("the input of " + libzepl::quoted(pipe.name) + " has " + std::to_string(channels) +
+                          " channels, and 1 is the least",
+                      "give the elements of a frame");
+    if (length.value_or(0) > maxElements)
+        throw Problem("the input of " + libzepl::quoted(pipe.name) + " has " + std::to_string(*length) +
+                          " elements, more than any memory holds",
+                      "give the number of elements, not of bytes; none where it is unknown");
+    claimInput(pipe);
+    PipeInput& input = e.pipeInputs.emplace_back();
+    input.pipe = &pipe;
+    input.length = length;
+    input.ended = length == std::uint64_t{0};
+    input.channels = static_cast<std::uint64_t>(channels);
+    return input;
+}
+
+template <class Sink>
+void checkSink(const std::string& name, const std::unique_ptr<Sink>& sink) {
+    if (sink == nullptr)
+        throw Problem("the output of " + libzepl::quoted(name) + " is given no sink", "collect() needs none");
+}
+
+std::uint32_t nextNumber() {
+    static std::atomic<std::uint32_t> last{0};
+    return ++last;
+}
+
+}  // namespace
+
+Engine::Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions)
+    : number(nextNumber()),
+      library(commandLibrary),
+      options(std::move(sessionOptions)),
+      memory(options.memoryLimit),
+      stop(options.stop) {
+    if (stop == nullptr) stop = std::make_shared<StopRequest>();
+}
+
+Session::Session(const CommandLibrary& library, SessionOptions options)
+    : engine_(std::make_unique<Engine>(library, checked(std::move(options)))) {}
+
+Session::~Session() = default;
+
+Engine& Session::unstarted() const {
+    if (!engine_->started) return *engine_;
+    throw Problem("the session has run: it takes nothing more and runs once", "make another session");
+}
+
+PipeId Session::addPipe(PipeSettings settings) {
+    Engine& e = unstarted();
+    std::string name = nameFor(std::move(settings.name), "pipe", e.pipes.size() + 1);
+    checkWhole(name, settings.type, settings.starts.size());
+    checkCapacity(e, name, settings);
+    Pipe pipe;
+    pipe.name = std::move(name);
+    pipe.type = settings.type;
+    pipe.widthShift = settings.type == ElementType::int16 ? 1 : settings.type == ElementType::float64 ? 3 : 2;
+    const std::uint64_t starts = settings.starts.size() >> pipe.widthShift;
+    pipe.capacity = std::max<std::uint64_t>(settings.capacity.value_or(4 * std::uint64_t{e.options.block}), 1);
+    pipe.capacity = std::max(pipe.capacity, starts);
+    if (starts > 0) {
+        if (!makeStorage(e, pipe))
+            throw Problem("no memory is left for the pipe " + libzepl::quoted(pipe.name), "raise --memory");
+        pipe.copyIn(settings.starts.data(), starts);
+        pipe.written = starts;
+        pipe.hasStarts = true;
+    }
+    e.pipes.push_back(std::move(pipe));
+    return idOfLast<PipeId>(e, e.pipes);
+}
+
+TriggerId Session::addTrigger(std::string name) {
+    Engine& e = unstarted();
+    Trigger& trigger = e.triggers.emplace_back();
+    trigger.name = nameFor(std::move(name), "trigger", e.triggers.size());
+    trigger.capacity = triggerCapacity;
+    trigger.storageUntil = ~std::uint64_t{0};
+    return idOfLast<TriggerId>(e, e.triggers);
+}
+
+VariableId Session::addVariable(std::string name, ElementType type, const void* value) {
+    Engine& e = unstarted();
+    name = nameFor(std::move(name), "variable", e.variables.size() + 1);
+    if (value == nullptr)
+        throw Problem(libzepl::quoted(name) + " is given no value", "give the address of one of its type");
+    Variable& variable = e.variables.emplace_back();
+    variable.name = std::move(name);
+    variable.type = type;
+    storeCell(variable.cell, type, value);
+    return idOfLast<VariableId>(e, e.variables);
+}
+
+VectorId Session::addVector(std::string name, ElementType type, std::vector<std::byte> elements) {
+    Engine& e = unstarted();
+    name = nameFor(std::move(name), "vector", e.vectors.size() + 1);
+    checkWhole(name, type, elements.size());
+    const std::uint64_t cost = costOf(elements.size()) + sizeof(Vector) + name.size();
+    AlignedBytes bytes = e.memory.take(cost) ? allocateAligned(elements.size()) : nullptr;
+    if (bytes == nullptr) throw Problem("no memory is left for the vector " + libzepl::quoted(name), "raise --memory");
+    if (!elements.empty()) std::memcpy(bytes.get(), elements.data(), elements.size());
+    e.vectors.push_back({std::move(name), type, elements.size() / widthOf(type), std::move(bytes)});
+    return idOfLast<VectorId>(e, e.vectors);
+}
+
+void Session::addTask(TaskSettings settings) {
+    Engine& e = unstarted();
+    const Command* command = e.library.find(settings.command);
+    if (command == nullptr)
+        throw Problem("unknown command " + libzepl::quoted(settings.command), "the library's commands() are known");
+    checkArguments(e, settings);
+    if (!e.memory.take(costOfTask(settings)))
+        throw Problem("no memory is left for " + settings.command, "use fewer tasks, or raise --memory");
+    Task& task = e.tasks.emplace_back(e.memory);
+    task.number = static_cast<std::uint32_t>(e.tasks.size());
+    task.command = command;
+    task.line = settings.line;
+    task.signatureAdvice = std::move(settings.signatureAdvice);
+    makeParameters(e, task, settings.arguments);
+}
+
+TaskArgument Session::use(PipeId id) const {
+    const Pipe& pipe = objectOf(*engine_, id);
+    return objectArgument(pipeKind(pipe.type), id, pipe.name);
+}
+
+TaskArgument Session::use(TriggerId id) const {
+    return objectArgument(zepl::triggerKind, id, objectOf(*engine_, id).name);
+}
+
+TaskArgument Session::use(VariableId id) const {
+    const Variable& variable = objectOf(*engine_, id);
+    return objectArgument(variableKind(variable.type), id, variable.name);
+}
+
+TaskArgument Session::use(VectorId id) const {
+    const Vector& vector = objectOf(*engine_, id);
+    return objectArgument(vectorKind(vector.type), id, vector.name);
+}
+
+PipeId Session::pipeNamed(std::string_view name) const { return idNamed<PipeId>(*engine_, engine_->pipes, name); }
+
+TriggerId Session::triggerNamed(std::string_view name) const {
+    return idNamed<TriggerId>(*engine_, engine_->triggers, name);
+}
+
+VariableId Session::variableNamed(std::string_view name) const {
+    return idNamed<VariableId>(*engine_, engine_->variables, name);
+}
+
+void Session::setInput(PipeId id, std::unique_ptr<Source> source) {
+    Pipe& pipe = objectOf(unstarted(), id);
+    if (source == nullptr)
+        throw Problem("the input of " + libzepl::quoted(pipe.name) + " is given no source", "open one, or use feed()");
+    addInput(*engine_, pipe, source->length(), source->channels()).source = std::move(source);
+}
+
+void Session::setInput(TriggerId id, std::vector<TriggerRow> rows) {
+    Engine& e = unstarted();
+    Trigger& trigger = objectOf(e, id);
+    if (!e.memory.take(costOf(rows.capacity() * sizeof(TriggerRow))))
+        throw Problem("no memory is left for the events of " + libzepl::quoted(trigger.name), "raise --memory");
+    claimInput(trigger);
+    TriggerInput& input = engine_->triggerInputs.emplace_back();
+    input.trigger = &trigger;
+    input.rows = std::move(rows);
+}
+
+void Session::feedMemory(PipeId id, const void* elements, std::uint64_t count, int channels) {
+    Pipe& pipe = objectOf(unstarted(), id);
+    if (elements == nullptr && count != 0)
+        throw Problem(libzepl::quoted(pipe.name) + " is fed from no memory", "give the address of its elements");
+    addInput(*engine_, pipe, count, channels).memory = static_cast<const std::byte*>(elements);
+}
+
+void Session::setOutput(PipeId id, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit) {
+    Pipe& pipe = objectOf(unstarted(), id);
+    checkSink(pipe.name, sink);
+    addReadingOutput(engine_->pipeOutputs, pipe, std::move(sink), limit);
+}
+
+void Session::setOutput(TriggerId id, std::unique_ptr<TriggerSink> sink, std::optional<std::uint64_t> limit) {
+    Trigger& trigger = objectOf(unstarted(), id);
+    checkSink(trigger.name, sink);
+    addReadingOutput(engine_->triggerOutputs, trigger, std::move(sink), limit);
+}
+
+void Session::addNote(std::string note, bool warned) {
+    if (warned) engine_->warned.push_back(note);
+    engine_->notes.push_back(std::move(note));
+}
+
+void Session::noteRate(PipeId id, const UntoldRate& rate) {
+    const Pipe& pipe = objectOf(unstarted(), id);
+    for (PipeOutput& output : engine_->pipeOutputs)
+        if (output.end.channel == &pipe) output.untoldRate = rate;
+}
+
+void Session::collect(PipeId id, std::optional<std::uint64_t> limit, std::uint64_t expected) {
+    Engine& e = unstarted();
+    Pipe& pipe = objectOf(e, id);
+    if (limit || pipe.hasStarts)
+        return setOutput(id, std::make_unique<MemorySink>(e.memory, widthOf(pipe.type)), limit);
+    checkNoOutput(pipe);
+    pipe.retains = true;
+    if (expected > 0 && !makeStorage(*engine_, pipe, expected)) {
+        pipe.retains = false;
+        throw Problem("no memory is left for the " + std::to_string(expected) + " elements of " +
+                          libzepl::quoted(pipe.name) + " that are to be collected",
+                      "expect fewer, or raise --memory");
+    }
+    engine_->pipeOutputs.emplace_back().end.channel = &pipe;
+}
+
+void Session::collect(TriggerId id, std::optional<std::uint64_t> limit) {
+    addReadingOutput(engine_->triggerOutputs, objectOf(unstarted(), id), std::unique_ptr<TriggerSink>(), limit);
+}
+
+void Session::expectElements(PipeId id, ElementType type) const {
+    const Pipe& pipe = objectOf(*engine_, id);
+    if (pipe.type == type) return;
+    throw Problem(libzepl::quoted(pipe.name) + " is a pipe of " + std::string(nameOf(pipe.type)) + ", and not of " +
+                      std::string(nameOf(type)),
+                  "feed and collect elements of its own type");
+}
+
+const std::byte* Session::collectedBytes(PipeId id, std::uint64_t& count) const {
+    const Pipe& pipe = objectOf(*engine_, id);
+    for (const PipeOutput& output : engine_->pipeOutputs) {
+        if (output.end.channel != &pipe) continue;
+        if (output.sink == nullptr) {
+            count = pipe.written;
+            return pipe.storage;
+        }
+        if (const auto* sink = dynamic_cast<const MemorySink*>(output.sink.get())) {
+            count = sink->bytes().size() >> pipe.widthShift;
+            return sink->bytes().data();
+        }
+    }
+    throw Problem(libzepl::quoted(pipe.name) + " was not collected", "call collect() before the run");
+}
+
+std::vector<std::uint32_t> Session::collectedEvents(TriggerId id) const {
+    const Trigger& trigger = objectOf(*engine_, id);
+    for (const TriggerOutput& output : engine_->triggerOutputs)
+        if (output.end.channel == &trigger && output.sink == nullptr) return output.events;
+    throw Problem(libzepl::quoted(trigger.name) + " was not collected", "call collect() before the run");
+}
+
+// The cell of an integer is sign-extended, so that it reads right at every width.
+const void* Session::cellOf(VariableId id, bool asInteger, std::size_t width) const {
+    const Variable& variable = objectOf(*engine_, id);
+    const bool fits = isInteger(variable.type) ? asInteger : !asInteger && width == widthOf(variable.type);
+    if (fits) return variable.cell.bytes;
+    throw Problem(libzepl::quoted(variable.name) + " is a variable of " + std::string(nameOf(variable.type)),
+                  "ask for a value of its own type");
+}
+
+void Session::setTriggerMode(TriggerId id, std::uint32_t mode) { objectOf(*engine_, id).mode = mode; }
+
+void Session::setTriggerProperty(TriggerId id, std::uint32_t selector, std::uint32_t value) {
+    objectOf(*engine_, id).properties[selector] = value;
+}
+
+Report Session::run() {
+    Engine& e = unstarted();
+    e.started = true;
+    return e.run();
+}
+
+void Session::requestStop() { engine_->stop->request(); }
+
+}  // namespace libzepl
