@@ -66,12 +66,6 @@ void printJson(const std::vector<const Command*>& commands) {
     output.write("\n");
 }
 
-std::string version(std::uint32_t hundredths) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%u.%02u", hundredths / 100, hundredths % 100);
-    return text;
-}
-
 }  // namespace
 
 int listCommands(const CatalogueArguments& arguments) {
@@ -115,10 +109,10 @@ int explainCommand(const CatalogueArguments& arguments) {
 int tellVersions(const CatalogueArguments& arguments) {
     CommandLibrary library;
     loadModules(library, arguments.modules);
-    print("runtime: build " + version(hostBuildVersion) + ", interface " + version(hostInterfaceVersion) + "\n");
+    print("runtime: build " + versionText(hostBuildVersion) + ", interface " + versionText(hostInterfaceVersion) + "\n");
     for (const LoadedModule& module : library.modules())
-        print("module " + module.name + ": build " + version(module.buildVersion) + ", interface " +
-              version(module.interfaceVersion) + ", " + (module.compatible ? "compatible" : "not compatible") +
+        print("module " + module.name + ": build " + versionText(module.buildVersion) + ", interface " +
+              versionText(module.interfaceVersion) + ", " + (module.compatible ? "compatible" : "not compatible") +
               " with this runtime\n");
     return allWell;
 }

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "runtime/diagnostics.h"
-#include "runtime/procedure.h"
+#include "runtime/number.h"
 
 namespace cli {
 

@@ -20,6 +20,9 @@ namespace libzepl {
 inline constexpr std::uint32_t hostBuildVersion = 100;
 inline constexpr std::uint32_t hostInterfaceVersion = 104;
 
+// "1.04" for a version in hundredths.
+std::string versionText(std::uint32_t hundredths);
+
 struct Signature;
 
 struct Command {

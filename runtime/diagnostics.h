@@ -65,7 +65,7 @@ std::string nearestName(std::string_view given, const std::vector<std::string>& 
 // "did you mean `slope`?" for the nearest name; empty when there is none near.
 std::string suggestion(std::string_view given, const std::vector<std::string>& candidates);
 
-// Candidates among which many names are looked for; each look passes over most of them without comparing letters.
+// DeadlockSearch among which many names are looked for; each look passes over most of them without comparing letters.
 class KnownNames {
  public:
     KnownNames() = default;

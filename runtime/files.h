@@ -119,9 +119,9 @@ bool isStandardStream(const std::filesystem::path& path);
 bool tellsFormat(const std::filesystem::path& path);
 
 // A vector's elements from a file of any of the formats, as the raw bytes of `type`. What the file lacked is added to
-// `notes`. A file of much more than `mostBytes` is refused while it is read.
+// `notes`. A file of much more than `maxBytes` is refused while it is read.
 std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::string>& notes,
-                                  std::uint64_t mostBytes = ~std::uint64_t{0});
+                                  std::uint64_t maxBytes = ~std::uint64_t{0});
 
 // A row of a trigger's file: an assertion or a status.
 struct TriggerRow {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "runtime/diagnostics.h"
-#include "runtime/procedure.h"
+#include "runtime/number.h"
 
 namespace libzepl {
 
@@ -111,7 +111,7 @@ std::optional<std::vector<BoundArgument>> matchSignature(const Signature& signat
 // The kinds that arguments take by themselves, for a command without a signature or a list that fits none: an integer
 // int16, or int32 where int16 does not hold it, else double; a number with a point double; a word of `region` the
 // host's keyword, any other word a declared keyword.
-std::vector<BoundArgument> naturalKinds(const std::vector<ResolvedArgument>& arguments);
+std::vector<BoundArgument> defaultKinds(const std::vector<ResolvedArgument>& arguments);
 
 // Why `arguments` don't fit, for people: a line for each parameter with the signature's name for it, what it admits,
 // and what was given, for the alternative that fits furthest; `names` are the arguments as the user wrote them.

@@ -26,7 +26,7 @@ std::uint64_t costOf(std::uint64_t bytes) {
     return cost < largeBlock ? cost : cost + page;
 }
 
-bool MemoryBudget::take(std::uint64_t bytes) {
+bool MemoryBudget::reserve(std::uint64_t bytes) {
     if (bytes > limit_ - used_) return false;
     used_ += bytes;
     return true;
@@ -51,13 +51,13 @@ AlignedBytes allocateAligned(std::size_t bytes) {
 }
 
 bool Arena::makeBlock(std::size_t bytes, Block& block) {
-    if (!block.charge.take(budget_, costOf(bytes))) return false;
+    if (!block.charge.reserve(budget_, costOf(bytes))) return false;
     block.bytes = allocateAligned(bytes);
     block.size = bytes;
     return block.bytes != nullptr;
 }
 
-void* Arena::allocateForLife(std::size_t bytes) {
+void* Arena::allocateForTask(std::size_t bytes) {
     if (bytes > SIZE_MAX / 2) return nullptr;
     const std::size_t size = roundedUp(bytes == 0 ? 1 : bytes);
     if (forLife_.empty() || size > forLife_.back().size - lastUsed_) {

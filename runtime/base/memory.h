@@ -16,8 +16,8 @@ class MemoryBudget {
  public:
     explicit MemoryBudget(std::uint64_t limit) : limit_(limit) {}
     // False, with nothing counted, when the limit would be passed.
-    bool take(std::uint64_t bytes);
-    void giveBack(std::uint64_t bytes) { used_ -= bytes; }
+    bool reserve(std::uint64_t bytes);
+    void release(std::uint64_t bytes) { used_ -= bytes; }
     std::uint64_t limit() const { return limit_; }
 
  private:
@@ -37,11 +37,11 @@ class Charge {
         return *this;
     }
     ~Charge() {
-        if (budget_ != nullptr) budget_->giveBack(bytes_);
+        if (budget_ != nullptr) budget_->release(bytes_);
     }
     // Once for each. False, with nothing counted, when the limit would be passed.
-    bool take(MemoryBudget& budget, std::uint64_t bytes) {
-        if (!budget.take(bytes)) return false;
+    bool reserve(MemoryBudget& budget, std::uint64_t bytes) {
+        if (!budget.reserve(bytes)) return false;
         budget_ = &budget;
         bytes_ = bytes;
         return true;
@@ -76,7 +76,7 @@ class Arena {
     Arena& operator=(const Arena&) = delete;
 
     // Both give null when the budget or the machine has no more.
-    void* allocateForLife(std::size_t bytes);   // zeroed, aligned to 64 bytes
+    void* allocateForTask(std::size_t bytes);   // zeroed, aligned to 64 bytes
     void* allocateFromHeap(std::size_t bytes);  // given back by free()
     // False when `pointer` did not come from allocateFromHeap.
     bool free(void* pointer);

@@ -1,4 +1,5 @@
-// Numbers as procedures write them. Everything here is free of locales.
+#include "runtime/number.h"
+
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -6,8 +7,6 @@
 #include <string>
 #include <system_error>
 #include <type_traits>
-
-#include "runtime/procedure.h"
 
 namespace libzepl {
 

@@ -105,11 +105,11 @@ TaskArgument taskArgument(const LookedUp& argument, zepl::ParamMask kind) {
 
 std::vector<BoundArgument> kindsOf(const Signature* signature, const std::vector<ResolvedArgument>& arguments,
                                    const std::vector<std::string>& writtenAs, std::string& advice) {
-    if (signature == nullptr) return naturalKinds(arguments);
+    if (signature == nullptr) return defaultKinds(arguments);
     if (std::optional<std::vector<BoundArgument>> kinds = matchSignature(*signature, arguments)) return *kinds;
     advice = explainMismatch(*signature, arguments, writtenAs);
     if (advice.ends_with('\n')) advice.pop_back();  // who tells of it ends the line
-    return naturalKinds(arguments);
+    return defaultKinds(arguments);
 }
 
 }  // namespace

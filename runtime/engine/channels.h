@@ -15,42 +15,42 @@
 namespace libzepl {
 
 struct Task;
-struct PipeEnd;
-struct TriggerEnd;
+struct PipePort;
+struct TriggerPort;
 
-enum class EndMode : std::uint8_t { closed, reading, writing };
+enum class PortMode : std::uint8_t { closed, reading, writing };
 
-// What pipes and triggers share. One task or one input writes; what readers have not taken yet is held, up to the capacity.
-template <class End>
+// What pipes and triggers share. One task or one input writes; what readers have not read yet is held, up to the capacity.
+template <class PortType>
 struct Channel {
     std::string name;
-    std::uint64_t capacity = 0;   // the most that is held for the slowest reader
-    std::uint64_t written = 0;    // elements or events put so far
-    std::uint64_t slowest = 0;    // at most what the slowest reader has taken; brought up to date when it looks full
-    std::uint64_t atSlowest = 1;  // readers that stand there; right while a writer waits
-    std::uint64_t writableUntil = 0;  // `written` can go up to here without a look at readers and storage
-    std::uint64_t storageUntil = 0;   // the storage takes elements up to here
-    std::uint64_t takenRound = 0;     // the last round in which a reader took something
-    std::vector<End*> readers;        // open ends of tasks, and of an output that drains at the end of a round
-    End* writer = nullptr;            // the open end that writes, also after its task has ended
+    std::uint64_t capacity = 0;       // the most that is held for the slowest reader
+    std::uint64_t writePosition = 0;  // elements or events written so far
+    std::uint64_t tail = 0;  // at most where the slowest reader is; brought up to date when the channel looks full
+    std::uint64_t readersAtTail = 1;  // readers that are there; right while a writer waits
+    std::uint64_t writeLimit = 0;     // `writePosition` can go up to here without a look at readers and storage
+    std::uint64_t storageLimit = 0;   // the storage takes elements up to here
+    std::uint64_t readRound = 0;      // the last round in which a reader read something
+    std::vector<PortType*> readers;   // open ports of tasks, and of an output that drains at the end of a round
+    PortType* writer = nullptr;       // the open port that writes, also after its task has ended
     Task* waitingWriter = nullptr;    // the task that waits for room
     std::uint32_t waitingReaders = 0;
-    bool inputWrites = false;  // an input file or memory is its writer
-    bool watched = false;      // a put must be followed by a look at waiting readers and outputs
+    bool inputWrites = false;    // an input file or memory is its writer
+    bool notifyOnWrite = false;  // after a write, waiting readers and outputs must be looked at
     bool hasOutput = false;
-    bool hadReader = false;  // a task has read it, though it may have ended since
-    bool hasStarts = false;  // elements were there before anything ran
-    bool dropping = false;   // nobody reads it, and all set-ups have run
+    bool hadReader = false;           // a task has read it, though it may have ended since
+    bool hasInitialElements = false;  // elements were there before anything ran
+    bool discarding = false;          // nobody reads it, and all set-ups have run
 };
 
-struct Pipe : Channel<PipeEnd> {
+struct Pipe : Channel<PipePort> {
     ElementType type = ElementType::int16;
     unsigned widthShift = 1;       // log2 of the element's bytes
-    std::byte* storage = nullptr;  // element `n` stands at index n & mask
+    std::byte* storage = nullptr;  // element `n` is at index n & mask
     std::uint64_t mask = 0;
     AlignedBytes own;            // the storage, where it is the pipe's own
     std::uint64_t ownBytes = 0;  // as counted against the session's memory
-    bool retains = false;        // unbounded storage: keeps all that was written, for a session that collects it
+    bool keepsAll = false;       // unbounded storage: keeps all that was written, for a session that collects it
 
     // Copies `n` elements at the running count `from` out of or into the storage.
     void copyOut(std::uint64_t from, void* to, std::uint64_t n) const {
@@ -61,7 +61,7 @@ struct Pipe : Channel<PipeEnd> {
     }
     void copyIn(const void* from, std::uint64_t n) {
         const auto* bytes = static_cast<const std::byte*>(from);
-        const std::uint64_t index = written & mask, first = std::min(n, mask - index + 1);
+        const std::uint64_t index = writePosition & mask, first = std::min(n, mask - index + 1);
         std::memcpy(storage + (index << widthShift), bytes, first << widthShift);
         if (first < n) std::memcpy(storage, bytes + (first << widthShift), (n - first) << widthShift);
     }
@@ -76,7 +76,7 @@ struct Pipe : Channel<PipeEnd> {
             std::memcpy(to, place, 8);
     }
     void copyOneIn(const void* from) {
-        std::byte* place = storage + ((written & mask) << widthShift);
+        std::byte* place = storage + ((writePosition & mask) << widthShift);
         if (widthShift == 1)
             std::memcpy(place, from, 2);
         else if (widthShift == 2)
@@ -86,12 +86,12 @@ struct Pipe : Channel<PipeEnd> {
     }
 };
 
-struct Trigger : Channel<TriggerEnd> {
+struct Trigger : Channel<TriggerPort> {
     std::uint32_t status = 0xFFFFFFFF;  // before sample 0
     std::uint64_t statusMoves = 0;
     std::uint32_t mode = 0;  // what trigger_get_opmode answers
     std::map<std::uint32_t, std::uint32_t> properties;
-    std::vector<std::uint32_t> ring;  // event `n` stands at index n & (size - 1), the size being a power of two
+    std::vector<std::uint32_t> ring;  // event `n` is at index n & (size - 1), the size being a power of two
     Charge ringCharge;
 
     std::uint32_t eventAt(std::uint64_t n) const { return ring[n & (ring.size() - 1)]; }
@@ -99,31 +99,31 @@ struct Trigger : Channel<TriggerEnd> {
 
 // One parameter's use of a channel: a handle stands for it. An output has one as well, with no task.
 template <class ChannelType>
-struct End {
+struct Port {
     ChannelType* channel = nullptr;
     Task* task = nullptr;
     std::int32_t position = 0;  // of the parameter
-    EndMode mode = EndMode::closed;
-    std::uint64_t taken = 0;       // the running count of the next element or event to take
-    std::uint64_t opened = 0;      // `taken` when it was opened
-    std::uint64_t wanted = 0;      // elements or events that the task waits for; 0 when it does not wait here
-    std::uint64_t turn = 0;        // the last turn in which something was moved
-    std::uint64_t turnStart = 0;   // of a writer: what was written before that turn
-    std::uint64_t fastTurn = 0;    // the turn in which values go by the short way
-    std::uint64_t fastUntil = 0;   // of a writer: up to what count of written values, in that turn
-    bool fed = false;              // of a reader: what it took in its last turn was input-driven
-    std::uint64_t shortRound = 0;  // the last round in which less was there than the task asked for
+    PortMode mode = PortMode::closed;
+    std::uint64_t readPosition = 0;   // the running count of the next element or event to read
+    std::uint64_t openPosition = 0;   // `readPosition` when it was opened
+    std::uint64_t wanted = 0;         // elements or events that the task waits for; 0 when it does not wait here
+    std::uint64_t turn = 0;           // the last turn in which something was moved
+    std::uint64_t turnStart = 0;      // of a writer: the write position before that turn
+    std::uint64_t fastPathTurn = 0;   // the turn in which values go by the fast path
+    std::uint64_t fastPathLimit = 0;  // of a writer: up to what write position, in that turn
+    bool inputDriven = false;         // of a reader: what it read in its last turn was input-driven
+    std::uint64_t underrunRound = 0;  // the last round in which less was there than the task asked for
 
-    std::uint64_t available() const { return channel->written - taken; }
+    std::uint64_t available() const { return channel->writePosition - readPosition; }
 };
 
-struct PipeEnd : End<Pipe> {};
-struct TriggerEnd : End<Trigger> {
+struct PipePort : Port<Pipe> {};
+struct TriggerPort : Port<Trigger> {
     std::uint32_t seenStatus = 0xFFFFFFFF;  // of a reader: the last that it knows
 };
 
 struct Pbuf {
-    PipeEnd* end = nullptr;
+    PipePort* port = nullptr;
     void* data = nullptr;
     std::int32_t count = 0;
     std::int32_t minimum = 1;

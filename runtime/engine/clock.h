@@ -29,7 +29,7 @@ class VirtualClock {
     std::uint64_t frame() const { return (now_ - start_) / unitsPerFrame; }
     // When `milliseconds` from now (a thousand of them have `rate` frames of a thousand units) will have passed; at least one unit ahead.
     std::uint64_t after(std::uint32_t milliseconds) const {
-        const double units = std::clamp(std::ceil(milliseconds * rate_), 1.0, longestPause);
+        const double units = std::clamp(std::ceil(milliseconds * rate_), 1.0, maxPause);
         return now_ + static_cast<std::uint64_t>(units);
     }
     // Whole frames that can pass before `time` is passed.
@@ -38,7 +38,7 @@ class VirtualClock {
     }
 
  private:
-    static constexpr double longestPause = 0x1p60;  // units; only an absurd rate has longer ones
+    static constexpr double maxPause = 0x1p60;  // units; only an absurd rate has longer ones
 
     double rate_ = 1000;
     std::uint64_t now_ = 0;

@@ -1,7 +1,6 @@
-// The end of the outputs: all that is written is completed first, and only then does each file get a name, so that a failure
-// leaves as few as can be with the new content.
+#include "runtime/engine/finish_outputs.h"
 
-#include "runtime/engine/flow.h"
+#include "runtime/base/wording.h"
 #include "runtime/files/output_file.h"
 
 namespace libzepl {
@@ -17,9 +16,9 @@ struct FinishedOutput {
 class OutputFinisher {
  public:
     explicit OutputFinisher(Engine& e) : e_(e) {
-        for (PipeOutput& output : e.pipeOutputs)
+        for (PipeOutput& output : e.graph.pipeOutputs)
             if (output.sink != nullptr) add(output, false);
-        for (TriggerOutput& output : e.triggerOutputs)
+        for (TriggerOutput& output : e.graph.triggerOutputs)
             if (output.sink != nullptr) add(output, true);
     }
 
@@ -30,7 +29,7 @@ class OutputFinisher {
             keepAll();
         else
             publishAll();
-        for (FinishedOutput& each : outputs_) e_.outputReports.push_back(std::move(each.report));
+        for (FinishedOutput& each : outputs_) e_.outcome.outputReports.push_back(std::move(each.report));
     }
 
  private:
@@ -38,25 +37,20 @@ class OutputFinisher {
     void add(EngineOutput& output, bool events) {
         FinishedOutput& added = outputs_.emplace_back();
         added.output = output.sink.get();
-        added.report.channel = output.end.channel->name;
+        added.report.channel = output.port.channel->name;
         added.report.count = output.count;
         added.report.countsEvents = events;
         if constexpr (std::is_same_v<EngineOutput, PipeOutput>)
             added.report.channels = static_cast<std::uint64_t>(output.sink->channels());
     }
 
-    void fail(const Problem& problem) {
-        if (e_.end == RunEnd::failed || !e_.reason.empty()) return;
-        e_.end = RunEnd::failed;
-        e_.reason = problem.what();
-        e_.remedy = problem.remedy();
-    }
+    void fail(const Problem& problem) { e_.outcome.failLate(problem.what(), problem.remedy()); }
 
     void writeFinalStatus() {
-        for (TriggerOutput& output : e_.triggerOutputs) {
+        for (TriggerOutput& output : e_.graph.triggerOutputs) {
             if (output.sink == nullptr) continue;
             try {
-                output.sink->write({.asserts = false, .position = output.end.channel->status});
+                output.sink->write({.asserts = false, .position = output.port.channel->status});
             } catch (const Problem& problem) {
                 fail(problem);
             }
@@ -65,7 +59,7 @@ class OutputFinisher {
 
     // Of a run that failed only files are finished, under another name.
     void complete(FinishedOutput& each) {
-        if (e_.end == RunEnd::failed && each.output->file() == nullptr) return;
+        if (e_.outcome.end == RunEnd::failed && each.output->file() == nullptr) return;
         try {
             each.output->complete();
         } catch (const Problem& problem) {
@@ -80,20 +74,21 @@ class OutputFinisher {
             if (each.output->file() == nullptr) continue;
             try {
                 each.report.file = each.output->file()->publish();
-                tellEarlierFailure(*each.output->file());
+                noteEarlierFailure(*each.output->file());
             } catch (const Problem& problem) {
                 reasons.push_back(problem.what());
             }
         }
         if (reasons.empty()) return;
-        e_.end = RunEnd::failed;
-        e_.reason = joined(reasons, "; ");
+        e_.outcome.end = RunEnd::failed;
+        e_.outcome.reason = joined(reasons, "; ", "; ");
         std::vector<std::string> standing;
         for (const FinishedOutput& each : outputs_)
             if (!each.report.file.empty()) standing.push_back(each.report.file);
-        e_.remedy = standing.empty() ? "no output has its new content"
-                                     : joined(standing, ", ") + (standing.size() == 1 ? " has its" : " have their") +
-                                           " new content, the others not";
+        e_.outcome.remedy = standing.empty()
+                                ? "no output has its new content"
+                                : joined(standing, ", ") + (standing.size() == 1 ? " has its" : " have their") +
+                                      " new content, the others not";
         keepAll();
     }
 
@@ -111,25 +106,20 @@ class OutputFinisher {
         std::string reason = each.lost;
         try {
             if (reason.empty()) {
-                e_.outputNotes.push_back(what + "is in " + file.publish(true) +
-                                         (replaces ? ", in place of what an earlier one wrote" : "") +
-                                         (file.replaces() ? "; " + file.name() + " is as it was" : ""));
+                e_.outcome.outputNotes.push_back(what + "is in " + file.publish(true) +
+                                                 (replaces ? ", in place of what an earlier one wrote" : "") +
+                                                 (file.replaces() ? "; " + file.name() + " is as it was" : ""));
                 return;
             }
         } catch (const Problem& problem) {
             reason = problem.what();
         }
-        e_.outputNotes.push_back(what + "is lost: " + reason);
+        e_.outcome.outputNotes.push_back(what + "is lost: " + reason);
     }
 
-    void tellEarlierFailure(const OutputFile& file) {
-        if (file.hasFailedFile()) e_.outputNotes.push_back(file.failedName() + " is of an earlier run, which failed");
-    }
-
-    static std::string joined(const std::vector<std::string>& texts, const std::string& between) {
-        std::string all;
-        for (const std::string& text : texts) all += (all.empty() ? "" : between) + text;
-        return all;
+    void noteEarlierFailure(const OutputFile& file) {
+        if (file.hasFailedFile())
+            e_.outcome.outputNotes.push_back(file.failedName() + " is of an earlier run, which failed");
     }
 
     Engine& e_;
@@ -138,11 +128,10 @@ class OutputFinisher {
 
 }  // namespace
 
-// Outputs of a run that did not get past its set-ups are dropped.
-void Engine::finishOutputs() {
-    if (!settled || end == RunEnd::refused || end == RunEnd::setUpsRan) return;
-    OutputFinisher(*this).finish();
-    outputsFinished = end != RunEnd::failed;
+void finishOutputs(Engine& e) {
+    if (!e.setUpDone || e.outcome.end == RunEnd::refused || e.outcome.end == RunEnd::checkedOnly) return;
+    OutputFinisher(e).finish();
+    e.outcome.outputsFinished = e.outcome.end != RunEnd::failed;
 }
 
 }  // namespace libzepl

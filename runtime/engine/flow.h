@@ -1,130 +1,118 @@
-// How elements and events move: waiting for them, waiting for room, and the bookkeeping of puts and takes, the same for
-// pipes and triggers. The common case of each is a few instructions in line; the rest is in flow.cpp.
+// How elements and events move between tasks: waiting for them, waiting for room (back-pressure), and the bookkeeping of reads
+// and writes, the same for pipes and triggers. The common case of each is a few instructions in line; the rest is in flow.cpp,
+// where the templates are instantiated for both kinds of ports and channels.
 #pragma once
 
 #include <algorithm>
 
 #include "runtime/engine/engine.h"
+#include "runtime/engine/storage.h"
 
 namespace libzepl {
 
-// How many rounds must be quiet before the hub concludes something from it.
-inline constexpr std::uint64_t quietRounds = 8;
-// For how many rounds tasks may go on without taking anything that inputs drive.
-inline constexpr std::uint64_t recentRounds = 65536;
-// The most elements or events that anything is asked to hold: more than any memory does, and few enough to be multiplied.
-inline constexpr std::uint64_t maxElements = std::uint64_t{1} << 56;
-// How many pauses may end without a look whether the run is to stop.
-inline constexpr std::uint32_t mostJumps = 4096;
 // The least capacity of a trigger: events unread by the slowest reader.
 inline constexpr std::uint64_t triggerCapacity = 4096;
 
-// Opens an end of the current task (or of an output, which has none). A second writer is refused.
-void openEnd(Engine& e, PipeEnd& end, EndMode mode);
-void openEnd(Engine& e, TriggerEnd& end, EndMode mode);
+// Opens a port of the current task (or of an output, which has none). A second writer is refused.
+template <class PortType>
+void openPort(Engine& e, PortType& port, PortMode mode);
 
-// Lets go of a channel.
-void closeEnd(Engine& e, PipeEnd& end);
-void closeEnd(Engine& e, TriggerEnd& end);
+// Lets go of the channel.
+template <class PortType>
+void closePort(Engine& e, PortType& port);
 
-// Brings `slowest`, `dropping` and `writableUntil` up to date.
-void lookAtReaders(Engine& e, Pipe& pipe);
-void lookAtReaders(Engine& e, Trigger& trigger);
+// Brings the channel's tail, its write limit, and whether it discards what is written up to date.
+template <class ChannelType>
+void updateWriteLimit(Engine& e, ChannelType& channel);
 
-// Waits until `n` are there for the end.
-void waitForElements(Engine& e, PipeEnd& end, std::uint64_t n);
-void waitForElements(Engine& e, TriggerEnd& end, std::uint64_t n);
+// Waits until `n` are there for the port.
+template <class PortType>
+void waitForElements(Engine& e, PortType& port, std::uint64_t n);
 
 // Waits until the channel takes more; false when nobody reads it.
-bool waitForRoom(Engine& e, PipeEnd& end);
-bool waitForRoom(Engine& e, TriggerEnd& end);
+template <class PortType>
+bool waitForRoom(Engine& e, PortType& port);
 
-// `n` more were put where nobody reads. Ends the turn once a capacity was put.
-void countDropped(Engine& e, PipeEnd& end, std::uint64_t n);
-void countDropped(Engine& e, TriggerEnd& end, std::uint64_t n);
+// Counts `n` more that were written where nobody reads. Ends the turn once a capacity was written.
+template <class PortType>
+void discardWrite(Engine& e, PortType& port, std::uint64_t n);
 
 // Makes the channel hold at least `n`; the task ends when there is no memory for it.
 void raiseCapacity(Engine& e, Pipe& pipe, std::uint64_t n);
-// The same for the hub: false, with nothing changed, when there is no memory for it.
+// The same for the dispatcher: false, with nothing changed, when there is no memory for it.
 bool tryCapacity(Engine& e, Pipe& pipe, std::uint64_t n);
 bool tryCapacity(Engine& e, Trigger& trigger, std::uint64_t n);
-// Makes room in the storage of a pipe whose storage is full or not there yet: for its capacity, or, where it keeps all that
-// is written, for at least `expected` elements in all. False when there is no memory for it.
-bool makeStorage(Engine& e, Pipe& pipe, std::uint64_t expected = 0);
 
-// What comes behind a put or a take, where somebody waits for it.
-void notifyReaders(Engine& e, Pipe& pipe);
-void notifyReaders(Engine& e, Trigger& trigger);
-void notifyWriter(Engine& e, Pipe& pipe);
-void notifyWriter(Engine& e, Trigger& trigger);
-
-// The end takes something for the first time in this turn: notes whether inputs drive it.
-void beginTakingTurn(Engine& e, PipeEnd& end);
-void beginTakingTurn(Engine& e, TriggerEnd& end);
-
-// What an input writes is input-driven, and so is what a task writes that lately took such: there is work left that the
-// inputs brought, and the run goes on. What a task takes out of a cycle that it stands on is not, since a cycle can go on by
-// itself, and neither is what a task writes that has put more than the session's patience since it last took anything.
-bool isDriven(const Task& task);
-bool isDriven(const Pipe& pipe, const Task* reader);  // no reader is an output
-bool isDriven(const Trigger& trigger, const Task* reader);
-
-// The task takes something. Called once in a turn for what is taken there.
-void noteTake(Engine& e, Task& task, bool driven);
-
-// The status, as a task looks at it. One that has moved since it last looked is something taken.
-std::uint32_t takeStatus(Engine& e, TriggerEnd& end);
-
-// The task looks at the sampling clock. Frames that inputs have given since it last looked are something taken.
-void takeClock(Engine& e, Task& task);
-
-// The end found less than it asked for.
-template <class EndType>
-void noteShort(Engine& e, EndType& end) {
-    end.shortRound = e.round;
-}
-
-// Whether a waiting writer may find room, since the last of the slowest readers has gone on from `before`. So a take costs the
-// same however many readers there are.
+// What comes after a write or a read, where somebody waits for it.
 template <class ChannelType>
-bool leavesSlowest(ChannelType& channel, std::uint64_t before) {
-    return before == channel.slowest && --channel.atSlowest == 0;
+void notifyReaders(Engine& e, ChannelType& channel);
+template <class ChannelType>
+void notifyWriter(Engine& e, ChannelType& channel);
+
+// The port reads for the first time in this turn: notes whether inputs drive what it reads.
+template <class PortType>
+void markFirstRead(Engine& e, PortType& port);
+
+// What an input writes is input-driven, and so is what a task writes that lately read such: there is work left that the
+// inputs brought, and the run continues. What a task reads out of a cycle that it belongs to is not, since a cycle can go on by
+// itself, and neither is what a task writes that has written more than the session's patience since it last read anything.
+bool isInputDriven(const Task& task);
+template <class ChannelType>
+bool isInputDriven(const ChannelType& channel, const Task* reader);  // no reader is an output
+
+// The task reads something. Called once in a turn for what is read there.
+void noteRead(Engine& e, Task& task, bool inputDriven);
+
+// The status, as a task looks at it. One that has moved since it last looked counts as something read.
+std::uint32_t readStatus(Engine& e, TriggerPort& port);
+
+// The task looks at the sampling clock. Frames that inputs have given since it last looked count as something read.
+void readClock(Engine& e, Task& task);
+
+// The port found less than it asked for.
+template <class PortType>
+void noteUnderrun(Engine& e, PortType& port) {
+    port.underrunRound = e.scheduler.round;
 }
 
-template <class EndType>
-void countTake(Engine& e, EndType& end, std::uint64_t n) {
-    auto& channel = *end.channel;
-    end.taken += n;
-    e.lastChange = e.round;
-    channel.takenRound = e.round;
-    if (end.turn != e.turn) beginTakingTurn(e, end);
-    if (channel.waitingWriter != nullptr && leavesSlowest(channel, end.taken - n)) notifyWriter(e, channel);
+// Whether a waiting writer may find room, since the last of the readers at the tail has gone on from `before`. So a read costs
+// the same however many readers there are.
+template <class ChannelType>
+bool leavesTail(ChannelType& channel, std::uint64_t before) {
+    return before == channel.tail && --channel.readersAtTail == 0;
 }
 
-// Behind a put of `n`, which the channel has room for. A task that put a whole capacity since it was resumed yields, so
+template <class PortType>
+void commitRead(Engine& e, PortType& port, std::uint64_t n) {
+    auto& channel = *port.channel;
+    port.readPosition += n;
+    e.activity.noteChange(e.scheduler.round);
+    channel.readRound = e.scheduler.round;
+    if (port.turn != e.scheduler.turn) markFirstRead(e, port);
+    if (channel.waitingWriter != nullptr && leavesTail(channel, port.readPosition - n)) notifyWriter(e, channel);
+}
+
+// After a write of `n`, which the channel had room for. A task that wrote a whole capacity since it was resumed yields, so
 // that none can keep the thread.
-template <class EndType>
-void countPut(Engine& e, EndType& end, std::uint64_t n) {
-    auto& channel = *end.channel;
-    channel.written += n;
-    e.lastChange = e.round;
-    if (channel.watched) notifyReaders(e, channel);
-    if (end.turn != e.turn) {
-        end.turn = e.turn;
-        end.turnStart = channel.written - n;
+template <class PortType>
+void commitWrite(Engine& e, PortType& port, std::uint64_t n) {
+    auto& channel = *port.channel;
+    channel.writePosition += n;
+    e.activity.noteChange(e.scheduler.round);
+    if (channel.notifyOnWrite) notifyReaders(e, channel);
+    if (port.turn != e.scheduler.turn) {
+        port.turn = e.scheduler.turn;
+        port.turnStart = channel.writePosition - n;
     }
-    if (channel.written - end.turnStart >= channel.capacity) e.yieldCurrent();
+    if (channel.writePosition - port.turnStart >= channel.capacity) yieldCurrent(e);
 }
 
 // The transfers themselves.
-void takeElements(Engine& e, PipeEnd& end, void* to, std::uint64_t n);  // `n` are there
-void dropElements(Engine& e, PipeEnd& end, std::uint64_t n);            // `n` are there
-void putElements(Engine& e, PipeEnd& end, const void* from, std::uint64_t n);
-std::uint32_t takeEvent(Engine& e, TriggerEnd& end);  // one is there
-void putEvent(Engine& e, TriggerEnd& end, std::uint32_t position);
-
-// Whether an input can give something to the pipe.
-bool hasRoom(Engine& e, Pipe& pipe);
+void readElements(Engine& e, PipePort& port, void* to, std::uint64_t n);  // `n` are there
+void skipElements(Engine& e, PipePort& port, std::uint64_t n);            // `n` are there
+void writeElements(Engine& e, PipePort& port, const void* from, std::uint64_t n);
+std::uint32_t readEvent(Engine& e, TriggerPort& port);  // one is there
+void writeEvent(Engine& e, TriggerPort& port, std::uint32_t position);
 
 // Adds an event without waiting, for inputs; the trigger has room. False when there is no memory for it.
 bool appendEvent(Engine& e, Trigger& trigger, std::uint32_t position);

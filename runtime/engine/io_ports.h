@@ -12,17 +12,17 @@
 
 namespace libzepl {
 
-// How large the next piece of an input is.
-class PieceSizes {
+// How large the next chunk of an input is.
+class ChunkSizes {
  public:
-    PieceSizes() = default;
-    // `seed` and `input` choose the sequence of random pieces; `largest` bounds them.
-    PieceSizes(std::uint64_t fixedPiece, std::optional<std::uint64_t> seed, std::uint64_t input, std::uint64_t largest);
+    ChunkSizes() = default;
+    // `seed` and `input` choose the sequence of random chunks; `max` bounds them.
+    ChunkSizes(std::uint64_t fixedChunk, std::optional<std::uint64_t> seed, std::uint64_t input, std::uint64_t max);
     std::uint64_t next();
 
  private:
     std::uint64_t fixed_ = 1;
-    std::uint64_t largest_ = 1;
+    std::uint64_t max_ = 1;
     bool random_ = false;
     std::mt19937_64 generator_;
 };
@@ -35,10 +35,10 @@ struct PipeInput {
     std::uint64_t delivered = 0;
     std::uint64_t channels = 1;  // elements to a frame
     bool ended = false;
-    bool borrows = false;  // the pipe's storage is the caller's memory itself
-    PieceSizes pieces;
+    bool zeroCopy = false;  // the pipe's storage is the caller's memory itself
+    ChunkSizes chunks;
 
-    // Whether something can be taken of it, or its end be seen, without waiting.
+    // Whether something can be read from it, or its end be seen, without waiting.
     bool ready() const { return source == nullptr || source->ready(); }
 };
 
@@ -47,30 +47,28 @@ struct TriggerInput {
     std::vector<TriggerRow> rows;
     std::size_t next = 0;
     std::int64_t position = -1;  // of the last row given, unwrapped
-    PieceSizes pieces;
+    ChunkSizes chunks;
 
     bool ended() const { return next == rows.size(); }
 };
 
 struct PipeOutput {
-    PipeEnd end;  // reads, unless the pipe retains what the session collects
+    PipePort port;  // reads, unless the pipe keeps all, for a session that collects it
     std::unique_ptr<Sink> sink;
     std::optional<std::uint64_t> limit;
-    std::uint64_t count = 0;      // elements taken
-    std::uint64_t lastRound = 0;  // in which it took something
-    bool independent = false;     // depends on no input
+    std::uint64_t count = 0;   // elements taken
+    bool independent = false;  // depends on no input
     std::optional<UntoldRate> untoldRate;
 
     bool complete() const { return limit && count >= *limit; }
 };
 
 struct TriggerOutput {
-    TriggerEnd end;
+    TriggerPort port;
     std::unique_ptr<TriggerSink> sink;  // or:
     std::vector<std::uint32_t> events;  // what the session collects
     std::optional<std::uint64_t> limit;
     std::uint64_t count = 0;
-    std::uint64_t lastRound = 0;
     bool independent = false;
 
     bool complete() const { return limit && count >= *limit; }

@@ -9,9 +9,9 @@
 #include <cstdlib>
 
 #include "runtime/engine/engine.h"
+#include "runtime/engine/load_state.h"
 #include "runtime/engine/stack_guard.h"
 #include "runtime/files/temporary_files.h"
-#include "runtime/host/load_state.h"
 
 namespace libzepl {
 
@@ -21,9 +21,10 @@ namespace {
 void endModulesCall(const char* function, int status) {
     if (!isSessionsProcess()) return;
     char text[128];
-    if (engine != nullptr && engine->current != nullptr) {
+    if (engine != nullptr && engine->scheduler.current != nullptr) {
         std::snprintf(text, sizeof text, "called %s(%d), which would end the whole program", function, status);
-        engine->endCurrent(TaskReport::State::fault, text, "it is a fault of the command: a task ends by itself alone");
+        endCurrent(*engine, TaskReport::State::fault, text,
+                   "it is a fault of the command: a task ends by itself alone");
     }
     if (loadState().crashed == nullptr || !*loadState().crashed) return;
     std::snprintf(text, sizeof text, "called %s(%d)", function, status);

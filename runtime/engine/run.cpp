@@ -1,9 +1,13 @@
-// A run from its first task to its report.
+#include "runtime/engine/run.h"
 
 #include <algorithm>
 #include <utility>
 
+#include "runtime/engine/finish_outputs.h"
 #include "runtime/engine/flow.h"
+#include "runtime/engine/inputs.h"
+#include "runtime/engine/rounds.h"
+#include "runtime/engine/streams.h"
 #include "runtime/files/output_file.h"
 #include "runtime/files/stream_wait.h"
 
@@ -24,36 +28,36 @@ class CurrentEngine {
 };
 
 // An input of the caller's memory that nothing else concerns is read where it stands.
-void borrowMemory(PipeInput& input) {
+void useZeroCopy(PipeInput& input) {
     Pipe& pipe = *input.pipe;
-    if (input.memory == nullptr || pipe.hasStarts || pipe.retains || *input.length == 0) return;
-    input.borrows = true;
+    if (input.memory == nullptr || pipe.hasInitialElements || pipe.keepsAll || *input.length == 0) return;
+    input.zeroCopy = true;
     pipe.storage = const_cast<std::byte*>(input.memory);  // only read: the input is the pipe's one writer
     pipe.mask = ~std::uint64_t{0} >> 1;
-    pipe.storageUntil = ~std::uint64_t{0};
+    pipe.storageLimit = ~std::uint64_t{0};
 }
 
 double rateOf(const Engine& e) {
     if (e.options.rate) return *e.options.rate;
-    for (const PipeInput& input : e.pipeInputs)
+    for (const PipeInput& input : e.graph.pipeInputs)
         if (input.source != nullptr && input.source->rate()) return *input.source->rate();
     return 1000;
 }
 
 void prepareInputs(Engine& e) {
     const FeedPolicy& feed = e.options.feed;
-    const std::uint64_t piece = feed.piece != 0 ? feed.piece : e.options.block;
+    const std::uint64_t chunk = feed.piece != 0 ? feed.piece : e.options.block;
     std::optional<std::uint64_t> seed;
     if (feed.kind == FeedPolicy::Kind::random) seed = feed.seed;
     std::uint64_t number = 0;
-    e.inputsStandInMemory = e.triggerInputs.empty() && !e.options.progress;
-    for (PipeInput& input : e.pipeInputs) {
-        input.pieces = PieceSizes(piece, seed, number++, 2 * std::uint64_t{e.options.block});
-        borrowMemory(input);
-        e.inputsStandInMemory = e.inputsStandInMemory && input.borrows;
+    e.feed.inputsInMemory = e.graph.triggerInputs.empty() && !e.options.progress;
+    for (PipeInput& input : e.graph.pipeInputs) {
+        input.chunks = ChunkSizes(chunk, seed, number++, 2 * std::uint64_t{e.options.block});
+        useZeroCopy(input);
+        e.feed.inputsInMemory = e.feed.inputsInMemory && input.zeroCopy;
     }
-    for (TriggerInput& input : e.triggerInputs)
-        input.pieces = PieceSizes(piece, seed, number++, 2 * std::uint64_t{e.options.block});
+    for (TriggerInput& input : e.graph.triggerInputs)
+        input.chunks = ChunkSizes(chunk, seed, number++, 2 * std::uint64_t{e.options.block});
 }
 
 template <class Outputs>
@@ -65,51 +69,46 @@ bool anyStream(const Outputs& outputs) {
 }
 
 void findStreams(Engine& e) {
-    e.hasLiveInputs = std::any_of(e.pipeInputs.begin(), e.pipeInputs.end(), [](const PipeInput& input) {
-        return input.source != nullptr && input.source->descriptor() >= 0;
-    });
-    e.hasStreamOutputs = anyStream(e.pipeOutputs) || anyStream(e.triggerOutputs);
+    e.streams.hasLiveInputs =
+        std::any_of(e.graph.pipeInputs.begin(), e.graph.pipeInputs.end(),
+                    [](const PipeInput& input) { return input.source != nullptr && input.source->descriptor() >= 0; });
+    e.streams.hasOutputs = anyStream(e.graph.pipeOutputs) || anyStream(e.graph.triggerOutputs);
 }
 
 }  // namespace
 
-Report Engine::run() {
-    const CurrentEngine guard(*this);
-    const WaitScope waiting(*stop, [this] { flushStreams(); });
-    began = lastProgress = lastFlush = std::chrono::steady_clock::now();
-    findStreams(*this);
-    prepareForCrash();
-    clock = VirtualClock(rateOf(*this), options.startTime);
-    prepareInputs(*this);
-    for (Pipe& pipe : pipes) lookAtReaders(*this, pipe);
-    for (Trigger& trigger : triggers) lookAtReaders(*this, trigger);
-    for (PipeOutput& output : pipeOutputs)
-        if (output.sink != nullptr) openEnd(*this, output.end, EndMode::reading);
-    for (TriggerOutput& output : triggerOutputs) openEnd(*this, output.end, EndMode::reading);
+void runSession(Engine& e) {
+    const CurrentEngine guard(e);
+    const WaitScope waiting(*e.stop, [&e] { flushStreams(e); });
+    e.outcome.began = e.feed.lastProgress = e.streams.lastFlush = std::chrono::steady_clock::now();
+    findStreams(e);
+    e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
+    prepareInputs(e);
+    for (Pipe& pipe : e.graph.pipes) updateWriteLimit(e, pipe);
+    for (Trigger& trigger : e.graph.triggers) updateWriteLimit(e, trigger);
+    for (PipeOutput& output : e.graph.pipeOutputs)
+        if (output.sink != nullptr) openPort(e, output.port, PortMode::reading);
+    for (TriggerOutput& output : e.graph.triggerOutputs) openPort(e, output.port, PortMode::reading);
     try {
-        if (options.feed.kind == FeedPolicy::Kind::whole) deliverWhole();
-        for (Task& task : tasks)
-            if (end == RunEnd::goesOn) startTask(task);
-        roundLeft = readyCount;
-        runRounds();
-        if (consoleError != nullptr) std::rethrow_exception(std::exchange(consoleError, nullptr));
+        if (e.options.feed.kind == FeedPolicy::Kind::whole) deliverWhole(e);
+        for (Task& task : e.graph.tasks)
+            if (e.outcome.isRunning()) startTask(e, task);
+        runRounds(e);
+        if (e.outcome.consoleError != nullptr) std::rethrow_exception(std::exchange(e.outcome.consoleError, nullptr));
     } catch (const Interrupted&) {
-        end = RunEnd::stopped;
+        e.outcome.end = RunEnd::stopped;
     } catch (const Problem& problem) {
-        end = RunEnd::failed;
-        reason = problem.what();
-        remedy = problem.remedy();
+        e.outcome.end = RunEnd::failed;
+        e.outcome.reason = problem.what();
+        e.outcome.remedy = problem.remedy();
     } catch (const std::bad_alloc&) {
         // The report needs some of what the tasks hold.
-        for (Task& task : tasks) task.giveMemoryBack();
-        end = RunEnd::failed;
-        reason = "the system has no more memory";
-        remedy = "close other programs, or raise what a process may take (ulimit -v)";
+        for (Task& task : e.graph.tasks) task.releaseMemory();
+        e.outcome.end = RunEnd::failed;
+        e.outcome.reason = "the system has no more memory";
+        e.outcome.remedy = "close other programs, or raise what a process may take (ulimit -v)";
     }
-    finishOutputs();
-    Report report = makeReport();
-    for (Task& task : tasks) releaseTask(task);
-    return report;
+    finishOutputs(e);
 }
 
 }  // namespace libzepl

@@ -7,8 +7,8 @@
 #include <mutex>
 
 #include "runtime/engine/engine.h"
+#include "runtime/engine/load_state.h"
 #include "runtime/files/temporary_files.h"
-#include "runtime/host/load_state.h"
 
 namespace libzepl {
 
@@ -24,12 +24,12 @@ std::array<struct sigaction, caught.size()> old;
 std::atomic<::pid_t> owner{0};
 std::atomic<bool> crashing{false};
 
-// Leaves the current task, from a signal's handler, for the hub. afterRescue() says why, since a handler must not.
+// Leaves the current task, from a signal's handler, for the dispatcher. afterRescue() says why, since a handler must not.
 [[noreturn]] void leaveFaultedTask(Engine& e) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
-    __sanitizer_start_switch_fiber(nullptr, e.hub.stackBottom, e.hub.stackSize);
+    __sanitizer_start_switch_fiber(nullptr, e.scheduler.dispatcher.stackBottom, e.scheduler.dispatcher.stackSize);
 #endif
-    siglongjmp(e.rescue, 1);
+    siglongjmp(e.scheduler.rescue, 1);
 }
 
 bool isRaisedHere(const siginfo_t& info) { return info.si_code > 0 || info.si_pid == ::getpid(); }
@@ -60,16 +60,17 @@ const char* textOf(int signal, const siginfo_t& info) {
 
 // Says what the module did that is loaded, or the task that runs, and so ends the process where there is somebody to say it
 // to.
-void tellCrash(const char* what) {
+void reportCrash(const char* what) {
     // A second fault, in telling the first one.
     if (crashing.exchange(true)) {
         temporaryFiles::unlinkAll();
         ::_exit(1);
     }
-    if (engine != nullptr && engine->current != nullptr)
-        engine->tellCrash(what);
-    else if (loadState().crashed != nullptr && *loadState().crashed)
+    if (engine != nullptr && engine->scheduler.current != nullptr) {
+        if (engine->crashed) engine->crashed(what);
+    } else if (loadState().crashed != nullptr && *loadState().crashed) {
         (*loadState().crashed)(what);
+    }
     crashing = false;
 }
 
@@ -85,15 +86,15 @@ void passOn(int signal, const siginfo_t& info) {
 
 void onFault(int signal, siginfo_t* info, void*) {
     Engine* e = engine;
-    const bool inTask = e != nullptr && e->current != nullptr;
+    const bool inTask = e != nullptr && e->scheduler.current != nullptr;
     if ((!inTask && loadState().crashed == nullptr) || !isSessionsProcess() || !isRaisedHere(*info))
         return passOn(signal, *info);
-    if (inTask && isOverflow(*e->current, signal, *info)) leaveFaultedTask(*e);
+    if (inTask && isOverflow(*e->scheduler.current, signal, *info)) leaveFaultedTask(*e);
     if (inTask && isDivideFault(signal, *info)) {
-        e->current->outcome.code = static_cast<std::uint32_t>(zepl::Fault::integerDivide);
+        e->scheduler.current->outcome.code = static_cast<std::uint32_t>(zepl::Fault::integerDivide);
         leaveFaultedTask(*e);
     }
-    tellCrash(textOf(signal, *info));
+    reportCrash(textOf(signal, *info));
     passOn(signal, *info);
 }
 
@@ -127,15 +128,15 @@ void StackGuard::afterRescue(Engine& e) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     const void* bottom = nullptr;
     std::size_t size = 0;
-    __sanitizer_finish_switch_fiber(e.hub.fakeStack, &bottom, &size);
+    __sanitizer_finish_switch_fiber(e.scheduler.dispatcher.fakeStack, &bottom, &size);
 #endif
-    Task& task = *e.current;
-    e.current = nullptr;
+    Task& task = *e.scheduler.current;
+    e.scheduler.current = nullptr;
     if (task.outcome.code)
         task.end(TaskReport::State::fault, "integer division by zero", "look at the divisor that it is given");
     else
         task.end(TaskReport::State::fault, "its stack is used up");
-    e.dead.push_back(&task);
+    e.scheduler.ended.push_back(&task);
 }
 
 }  // namespace libzepl

@@ -23,7 +23,7 @@ class StackGuard {
     StackGuard& operator=(const StackGuard&) = delete;
     ~StackGuard();
 
-    // To be called where the rescue arrives: the hub runs again.
+    // To be called where the rescue arrives: the dispatcher runs again.
     static void afterRescue(Engine& e);
 
  private:

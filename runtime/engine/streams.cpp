@@ -1,7 +1,6 @@
-// Streams on both sides of a run: it waits for live inputs once nothing more can be computed, and lets the readers of its
-// outputs have what is written.
+#include "runtime/engine/streams.h"
 
-#include "runtime/engine/flow.h"
+#include "runtime/engine/inputs.h"
 #include "runtime/files/output_file.h"
 #include "runtime/files/stream_wait.h"
 
@@ -21,27 +20,25 @@ void flushAll(const Outputs& outputs) {
 
 }  // namespace
 
-void Engine::flushStreams() {
-    if (!hasStreamOutputs) return;
-    flushAll(pipeOutputs);
-    flushAll(triggerOutputs);
-    lastFlush = std::chrono::steady_clock::now();
+void flushStreams(Engine& e) {
+    if (!e.streams.hasOutputs) return;
+    flushAll(e.graph.pipeOutputs);
+    flushAll(e.graph.triggerOutputs);
+    e.streams.lastFlush = std::chrono::steady_clock::now();
 }
 
-void Engine::flushStreamsInTime() {
-    if (std::chrono::steady_clock::now() - lastFlush >= flushInterval) flushStreams();
+void flushStreamsInTime(Engine& e) {
+    if (std::chrono::steady_clock::now() - e.streams.lastFlush >= flushInterval) flushStreams(e);
 }
 
-// Waits until a live input has something where only that is missing: for some rounds nothing was taken of what inputs gave,
-// or nothing came for very many. Returns, too, when a stop is requested; false when there is nothing to wait for.
-bool Engine::awaitLiveInputs() {
-    if (round - std::max(lastFedTake, lastDelivery) < quietRounds && round - lastDelivery < recentRounds) return false;
+bool awaitLiveInputs(Engine& e) {
+    if (!e.activity.isLiveInputAwaited(e.scheduler.round)) return false;
+    updateRoom(e);
     std::vector<int> awaited;
-    for (PipeInput& input : pipeInputs)
-        if (!input.ended && hasRoom(*this, *input.pipe) && !input.ready())
-            awaited.push_back(input.source->descriptor());
+    for (PipeInput& input : e.graph.pipeInputs)
+        if (!input.ended && hasRoom(*input.pipe) && !input.ready()) awaited.push_back(input.source->descriptor());
     if (awaited.empty()) return false;
-    flushStreams();
+    flushStreams(e);
     awaitAny(awaited);
     return true;
 }

@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "host/handles.h"
@@ -43,10 +44,11 @@ struct Parameter {
 
 enum class TaskState : std::uint8_t { ready, waitingForElements, waitingForEvent, waitingForRoom, pausing, ended };
 
-// How lately a task took something that inputs drive. The tasks of a cycle share one, so that the cycle counts as a whole.
+// How lately a task read something that inputs drive. The tasks of a cycle share one, so that the cycle counts as a whole.
 struct Drive {
-    std::uint32_t turnsLeft = 0;  // for so many more turns of taking other things, what the tasks write is input-driven
-    std::uint32_t window = 256;   // what a take of something input-driven makes of it
+    std::uint32_t turnsLeft =
+        0;                       // for so many more turns of reading other things, what the tasks write is input-driven
+    std::uint32_t window = 256;  // what a read of something input-driven makes of it
 };
 
 struct Task {
@@ -57,33 +59,32 @@ struct Task {
 
     // What becomes of it, in texts that need no memory, as far as they have room.
     void end(TaskReport::State endState, std::string_view text, std::string_view remedy = {}) noexcept;
-    // What it took of the machine; it is not to run again.
-    void giveMemoryBack();
+    // What it took of the machine; it does not run again.
+    void releaseMemory();
     // Makes room for such texts.
     void reserveTexts();
 
     Context context;
     Task* nextReady = nullptr;
     TaskState state = TaskState::ready;
-    PipeEnd* waitingPipe = nullptr;  // the end that it waits at, when it does
-    TriggerEnd* waitingTrigger = nullptr;
-    std::uint64_t due = 0;          // of a pause, in units of the clock
-    std::uint32_t readingEnds = 0;  // channels that it has open for reading
+    std::variant<PipePort*, TriggerPort*> waitingAt;  // the port that it waits at, when it does
+    std::uint64_t due = 0;                            // of a pause, in units of the clock
+    std::uint32_t readingPorts = 0;                   // channels that it has open for reading
     std::uint64_t signalTurn = 0;   // the last turn in which it moved a status on, set a digital bit or paused
-    std::uint64_t pausedTicks = 0;  // since it last took something
-    bool waitsOn = false;           // its pause only goes on with what it waited for before, as the inputs made it
+    std::uint64_t pausedTicks = 0;  // since it last read something
+    bool continuesWait = false;     // its pause only continues what it waited for before, as the inputs made it
     std::uint64_t seenFrames = 0;   // frames that inputs had given when it last looked at the clock
     bool followsClock = false;      // it has looked at the sampling clock
     bool takesGenerators = false;   // what it takes from a generator counts as from an input
 
     Drive ownDrive;
     Drive* drive = &ownDrive;
-    std::uint64_t takeTurn = 0;  // the last turn in which it took something
-    // As the looks at the session's patience find it.
-    std::uint64_t seenTakeTurn = 0;
-    std::uint64_t putsAtTake = 0;  // at the first look after that
-    std::uint64_t putsAtLook = 0;
-    bool outOfPatience = false;  // it has put more than the patience since it last took anything
+    std::uint64_t readTurn = 0;  // the last turn in which it read something
+    // As the checks of the session's patience find it.
+    std::uint64_t seenReadTurn = 0;
+    std::uint64_t writesAtRead = 0;  // at the first check after that
+    std::uint64_t writesAtCheck = 0;
+    bool outOfPatience = false;  // it has written more than the patience since it last read anything
 
     std::uint32_t number = 0;  // from 1; also its parameter list's handle
     const Command* command = nullptr;
@@ -92,19 +93,19 @@ struct Task {
     std::deque<Parameter> parameters;  // position 1 first; addresses of cells and texts stay
     std::vector<zepl::Slot> slots;     // indexed from 1
     bool listChecked = false;          // its command knows how many parameters there are
-    std::deque<PipeEnd> pipeEnds;
-    std::deque<TriggerEnd> triggerEnds;
+    std::deque<PipePort> pipePorts;
+    std::deque<TriggerPort> triggerPorts;
     Arena arena;
     Stack stack;
     std::uint64_t stackBytes = 0;  // as counted against the session's memory
     TaskReport outcome;
 };
 
-// Calls `look` with each channel end of the task, of pipes and of triggers.
-template <class Look>
-void forEachEnd(const Task& task, Look look) {
-    for (const PipeEnd& end : task.pipeEnds) look(end);
-    for (const TriggerEnd& end : task.triggerEnds) look(end);
+// Calls `look` with each port of the task, of pipes and of triggers.
+template <class TaskType, class Look>
+void forEachPort(TaskType& task, Look look) {
+    for (auto& port : task.pipePorts) look(port);
+    for (auto& port : task.triggerPorts) look(port);
 }
 
 }  // namespace libzepl

@@ -10,9 +10,9 @@ namespace {
 // Calls `look` with each task that reads what `task` writes, once for each way.
 template <class Look>
 void forEachReader(const Task& task, Look look) {
-    forEachEnd(task, [&](const auto& end) {
-        if (end.channel->writer != &end) return;
-        for (const auto* reader : end.channel->readers)
+    forEachPort(task, [&](const auto& port) {
+        if (port.channel->writer != &port) return;
+        for (const auto* reader : port.channel->readers)
             if (reader->task != nullptr) look(*reader->task);
     });
 }
@@ -20,15 +20,15 @@ void forEachReader(const Task& task, Look look) {
 // Calls `look` with each task whose writing `task` reads.
 template <class Look>
 void forEachWriter(const Task& task, Look look) {
-    forEachEnd(task, [&](const auto& end) {
-        if (end.mode == EndMode::reading && end.channel->writer != nullptr) look(*end.channel->writer->task);
+    forEachPort(task, [&](const auto& port) {
+        if (port.mode == PortMode::reading && port.channel->writer != nullptr) look(*port.channel->writer->task);
     });
 }
 
 template <class ForEachNext>
 TaskSet closed(const Engine& e, TaskSet tasks, ForEachNext forEachNext) {
     std::vector<const Task*> unfollowed;
-    for (const Task& task : e.tasks)
+    for (const Task& task : e.graph.tasks)
         if (tasks[task.number - 1]) unfollowed.push_back(&task);
     while (!unfollowed.empty()) {
         const Task& task = *unfollowed.back();
@@ -44,11 +44,11 @@ TaskSet closed(const Engine& e, TaskSet tasks, ForEachNext forEachNext) {
 // Strongly connected components (R. E. Tarjan, 1972), without recursion: there can be thousands of tasks in a row.
 class Cycles {
  public:
-    explicit Cycles(Engine& e) : numbers_(e.tasks.size(), 0), lowest_(numbers_), open_(numbers_.size(), false) {
-        for (const Task& task : e.tasks) turnsLeft_.push_back(task.drive->turnsLeft);
-        for (Task& task : e.tasks) {
+    explicit Cycles(Engine& e) : numbers_(e.graph.tasks.size(), 0), lowest_(numbers_), open_(numbers_.size(), false) {
+        for (const Task& task : e.graph.tasks) turnsLeft_.push_back(task.drive->turnsLeft);
+        for (Task& task : e.graph.tasks) {
             if (numbers_[indexOf(task)] == 0) enter(task);
-            while (!way_.empty()) goOn();
+            while (!path_.empty()) goOn();
         }
     }
 
@@ -65,12 +65,12 @@ class Cycles {
         numbers_[indexOf(task)] = lowest_[indexOf(task)] = ++entered_;
         open_[indexOf(task)] = true;
         unjoined_.push_back(&task);
-        Step& step = way_.emplace_back(Step{&task});
+        Step& step = path_.emplace_back(Step{&task});
         forEachReader(task, [&](Task& reader) { step.readers.push_back(&reader); });
     }
 
     void goOn() {
-        Step& step = way_.back();
+        Step& step = path_.back();
         if (step.next == step.readers.size()) return leave();
         Task& reader = *step.readers[step.next++];
         if (numbers_[indexOf(reader)] == 0)
@@ -80,12 +80,12 @@ class Cycles {
     }
 
     void leave() {
-        Task& task = *way_.back().task;
-        const auto& readers = way_.back().readers;
+        Task& task = *path_.back().task;
+        const auto& readers = path_.back().readers;
         const bool readsItself = std::find(readers.begin(), readers.end(), &task) != readers.end();
-        way_.pop_back();
+        path_.pop_back();
         if (lowest_[indexOf(task)] == numbers_[indexOf(task)]) join(task, readsItself);
-        if (!way_.empty()) lower(*way_.back().task, lowest_[indexOf(task)]);
+        if (!path_.empty()) lower(*path_.back().task, lowest_[indexOf(task)]);
     }
 
     void lower(const Task& task, std::uint32_t number) {
@@ -112,7 +112,7 @@ class Cycles {
     std::vector<bool> open_;                       // entered, and not joined yet
     std::vector<std::uint32_t> turnsLeft_{};
     std::vector<Task*> unjoined_{};
-    std::vector<Step> way_{};
+    std::vector<Step> path_{};
     std::uint32_t entered_ = 0;
 };
 
@@ -127,16 +127,29 @@ TaskSet withAllBefore(const Engine& e, TaskSet tasks) {
 }
 
 TaskSet tasksOnInputs(const Engine& e) {
-    TaskSet tasks(e.tasks.size(), false);
-    for (const Task& task : e.tasks)
-        tasks[task.number - 1] = task.state == TaskState::ended || (task.followsClock && e.hasInputs());
+    TaskSet tasks(e.graph.tasks.size(), false);
+    for (const Task& task : e.graph.tasks)
+        tasks[task.number - 1] = task.state == TaskState::ended || (task.followsClock && e.graph.hasInputs());
     const auto addReaders = [&](const auto& channel) {
         for (const auto* reader : channel.readers)
             if (reader->task != nullptr) tasks[reader->task->number - 1] = true;
     };
-    for (const PipeInput& input : e.pipeInputs) addReaders(*input.pipe);
-    for (const TriggerInput& input : e.triggerInputs) addReaders(*input.trigger);
+    for (const PipeInput& input : e.graph.pipeInputs) addReaders(*input.pipe);
+    for (const TriggerInput& input : e.graph.triggerInputs) addReaders(*input.trigger);
     return withAllAfter(e, std::move(tasks));
+}
+
+void findGeneratorReaders(Engine& e) {
+    TaskSet writers(e.graph.tasks.size(), false);
+    const auto addWriter = [&](const auto& output) {
+        const auto* writer = output.port.channel->writer;
+        if (output.port.mode != PortMode::reading || writer == nullptr) return;
+        if (output.independent || !e.graph.hasInputs()) writers[writer->task->number - 1] = true;
+    };
+    std::for_each(e.graph.pipeOutputs.begin(), e.graph.pipeOutputs.end(), addWriter);
+    std::for_each(e.graph.triggerOutputs.begin(), e.graph.triggerOutputs.end(), addWriter);
+    const TaskSet wanted = withAllBefore(e, std::move(writers));
+    for (Task& task : e.graph.tasks) task.takesGenerators = wanted[task.number - 1];
 }
 
 void joinCycles(Engine& e) { Cycles cycles(e); }

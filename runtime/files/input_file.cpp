@@ -44,10 +44,6 @@ Problem fileProblem(const std::string& name, const std::string& reason, std::str
     return Problem(name + ": " + reason, std::move(remedy));
 }
 
-std::string counted(std::uint64_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 void Completeness::lacks(const std::string& reason) {
     if (!partial_)
         throw fileProblem(name_, reason, "check that the file is whole; `partial` after its name reads what is there");

@@ -10,15 +10,13 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/base/wording.h"
 #include "runtime/diagnostics.h"
 
 namespace libzepl {
 
 // A Problem about a file: "name: reason".
 Problem fileProblem(const std::string& name, const std::string& reason, std::string remedy = {});
-
-// "1 byte", "2 bytes".
-std::string counted(std::uint64_t count, const std::string& noun);
 
 // What a file lacks is refused, or, where what is there was asked for, noted.
 class Completeness {

@@ -11,7 +11,7 @@ namespace libzepl {
 namespace {
 
 constexpr std::string_view magic = "\x93NUMPY";
-constexpr std::size_t longestHeader = 65536;
+constexpr std::size_t maxHeader = 65536;
 constexpr std::size_t writtenHeaderSize = 128;
 
 // The three entries of a header's dictionary, as they were written.
@@ -193,7 +193,7 @@ NpyHeader readNpyHeader(InputFile& file) {
         throw fileProblem(file.name(), "its version is none of 1.0, 2.0 and 3.0", "save the array anew");
     const std::size_t digits = version == 1 ? 2 : 4;
     const std::size_t length = textLength(file, digits);
-    if (length > longestHeader)
+    if (length > maxHeader)
         throw fileProblem(file.name(), "its header of " + std::to_string(length) + " bytes is too long to be right",
                           "save the array anew");
     std::string text(length, '\0');

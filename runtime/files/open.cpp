@@ -141,8 +141,7 @@ std::unique_ptr<Sink> createSink(const WriteRequest& given) {
     return std::make_unique<FrameSink>(std::move(sink), request);
 }
 
-std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::string>& notes,
-                                  std::uint64_t mostBytes) {
+std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::string>& notes, std::uint64_t maxBytes) {
     constexpr std::size_t piece = 65536;  // elements
     const std::unique_ptr<Source> source = openSource(request);
     const std::size_t width = widthOf(request.type);
@@ -150,10 +149,10 @@ std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::s
     std::size_t got = 0;
     do {
         const std::size_t kept = bytes.size();
-        if (kept > mostBytes)
+        if (kept > maxBytes)
             throw fileProblem(
                 request.path.string(),
-                "has more elements than the memory limit of " + std::to_string(mostBytes) + " bytes has room for",
+                "has more elements than the memory limit of " + std::to_string(maxBytes) + " bytes has room for",
                 "read it into a pipe, or raise --memory");
         bytes.resize(kept + piece * width);
         got = source->read(bytes.data() + kept, piece);

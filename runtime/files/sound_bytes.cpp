@@ -7,7 +7,7 @@ namespace libzepl {
 
 namespace {
 
-constexpr std::uint64_t longestHeader = std::uint64_t{16} << 20;  // bytes
+constexpr std::uint64_t maxHeader = std::uint64_t{16} << 20;  // bytes
 constexpr std::uint64_t endless = std::uint64_t{1} << 62;
 
 SoundBytes& bytesOf(void* data) { return *static_cast<SoundBytes*>(data); }
@@ -19,7 +19,7 @@ std::uint64_t SoundBytes::end() const { return end_.value_or(file_->size().value
 // Reads a stream on until the bytes up to offset + count are kept, or it ends.
 std::size_t SoundBytes::readKept(std::uint64_t offset, std::byte* to, std::size_t count) {
     constexpr std::size_t piece = 4096;
-    while (kept_.size() < offset + count && !ended_ && offset + count <= longestHeader) {
+    while (kept_.size() < offset + count && !ended_ && offset + count <= maxHeader) {
         const std::size_t before = kept_.size();
         kept_.resize(before + piece);
         const std::size_t got = file_->readSome(kept_.data() + before, piece);

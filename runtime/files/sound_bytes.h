@@ -25,7 +25,7 @@ class SoundBytes {
     // Lets `bytes` be read at the offset in place of the file's own.
     void patch(std::uint64_t offset, const std::string& bytes);
     // Where what is read ends; at first the file's size.
-    void endAt(std::uint64_t end) { end_ = end; }
+    void portAt(std::uint64_t end) { end_ = end; }
     // Where the library reads next.
     std::uint64_t position() const { return flows_ ? flowed_ : position_; }
     // From now on a stream is read as it comes, from `start` on and without seeking: wherever the library asks for bytes, it

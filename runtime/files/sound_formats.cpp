@@ -75,11 +75,11 @@ const SoundFormat* findWritable(std::string_view ending) {
 
 void checkRate(const WriteRequest& request, const SoundFormat& format) {
     const bool whole = request.rate == std::floor(request.rate);
-    if (whole && request.rate >= 1 && request.rate <= format.highestRate) return;
+    if (whole && request.rate >= 1 && request.rate <= format.maxRate) return;
     std::array<char, 32> rate;
     char* const end = std::to_chars(rate.data(), rate.data() + rate.size(), request.rate).ptr;
     throw fileProblem(request.path.string(),
-                      std::string(format.name) + " keeps whole rates from 1 to " + std::to_string(format.highestRate) +
+                      std::string(format.name) + " keeps whole rates from 1 to " + std::to_string(format.maxRate) +
                           " frames a second, and not " + std::string(rate.data(), end),
                       "write .npy, .csv or .bin, which go with any rate");
 }
@@ -116,10 +116,10 @@ void checkSoundRequest(const WriteRequest& request, const SoundFormat& format) {
                           std::string(format.name) + " holds at most " + std::to_string(format.maxChannels) +
                               " channels, and not " + std::to_string(request.channels),
                           "write .npy or .csv, which hold any number");
-    if (request.limit && *request.limit > format.mostBytes / widthOf(request.type))
+    if (request.limit && *request.limit > format.maxBytes / widthOf(request.type))
         throw fileProblem(name,
                           std::to_string(*request.limit) + " elements are more than " + std::string(format.name) +
-                              " holds, at most " + std::to_string(format.mostBytes / widthOf(request.type)),
+                              " holds, at most " + std::to_string(format.maxBytes / widthOf(request.type)),
                           "write .w64 or .npy, which have no such limit");
 }
 

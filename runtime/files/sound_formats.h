@@ -16,9 +16,9 @@ struct SoundFormat {
     std::string_view name;           // in messages
     int container = 0;               // the library's number of the format
     std::array<int, 4> encodings{};  // the library's number for each ElementType; 0 where the format has none
-    std::uint64_t mostBytes = 0;     // of samples
+    std::uint64_t maxBytes = 0;      // of samples
     int maxChannels = 0;
-    int highestRate = 0;  // frames a second; rates are whole and at least 1
+    int maxRate = 0;  // frames a second; rates are whole and at least 1
 };
 
 // The format that files of that ending are written in, or of that format; a Problem where they are only read.

@@ -125,10 +125,10 @@ class SoundSink final : public FileSink<Sink> {
     SoundSink& operator=(const SoundSink&) = delete;
 
     void write(const void* from, std::size_t count) override {
-        if (count > format_.mostBytes / widthOf(type_) - written_)
+        if (count > format_.maxBytes / widthOf(type_) - written_)
             throw fileProblem(file_.name(),
                               "the recording grows past what " + std::string(format_.name) + " holds, " +
-                                  std::to_string(format_.mostBytes / widthOf(type_)) + " elements",
+                                  std::to_string(format_.maxBytes / widthOf(type_)) + " elements",
                               "write .w64 or .npy, which have no such limit");
         const auto due = static_cast<sf_count_t>(count);
         const sf_count_t done = writeElements(sound_, from, due, type_);

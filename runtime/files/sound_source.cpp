@@ -154,7 +154,7 @@ void checkExtent(SoundBytes& bytes, const SoundLayout& layout, Completeness& com
 // A stream without a length, which may also be stated as 0, goes on to its end. The library is told of very many samples.
 bool isOpenStream(SoundBytes& bytes, const SoundLayout& layout) {
     if (!layout.isOpen && layout.dataBytes != 0) {
-        bytes.endAt(layout.dataStart + layout.dataBytes);
+        bytes.portAt(layout.dataStart + layout.dataBytes);
         return false;
     }
     const std::uint64_t many =

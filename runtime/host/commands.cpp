@@ -2,8 +2,10 @@
 
 #include <dlfcn.h>
 
+#include <utility>
+
+#include "runtime/engine/load_state.h"
 #include "runtime/engine/stack_guard.h"
-#include "runtime/host/load_state.h"
 #include "runtime/signature.h"
 
 namespace libzepl {
@@ -17,11 +19,6 @@ Function* entryOf(void* handle, const char* name, const std::filesystem::path& p
         throw Problem(libzepl::quoted(path.string()) + " is no module: it has no " + name,
                       "name a file with the ending .zlm that exports ModuleInstall");
     return reinterpret_cast<Function*>(address);
-}
-
-std::string version(std::uint32_t hundredths) {
-    const std::uint32_t rest = hundredths % 100;
-    return std::to_string(hundredths / 100) + "." + (rest < 10 ? "0" : "") + std::to_string(rest);
 }
 
 std::string withoutLineEnd(std::string text) {
@@ -77,6 +74,11 @@ std::uint32_t callEntry(const std::string& file, const char* name, Entry* entry,
 
 }  // namespace
 
+std::string versionText(std::uint32_t hundredths) {
+    const std::uint32_t rest = hundredths % 100;
+    return std::to_string(hundredths / 100) + "." + (rest < 10 ? "0" : "") + std::to_string(rest);
+}
+
 CommandLibrary::~CommandLibrary() {
     for (void* handle : handles_) ::dlclose(handle);
 }
@@ -109,8 +111,8 @@ void CommandLibrary::installAll(const std::filesystem::path& path, void* handle)
     auto* install = entryOf<Install>(handle, "ModuleInstall", path);
     if (callEntry(file, "ModuleCompatibilityCheck", check, hostBuildVersion, hostInterfaceVersion, std::uint32_t{0}) ==
         0)
-        throw Problem("the module " + file + " refuses this host, build " + version(hostBuildVersion) + ", interface " +
-                          version(hostInterfaceVersion),
+        throw Problem("the module " + file + " refuses this host, build " + versionText(hostBuildVersion) +
+                          ", interface " + versionText(hostInterfaceVersion),
                       "use a module that was made for it");
     zepl::VersionRecord record{.recordSize = sizeof record, .buildVersion = 0, .interfaceVersion = 0};
     if (callEntry(file, "ModuleVersion", tell, &record) == 0)
@@ -149,6 +151,11 @@ bool CommandLibrary::install(const char* name, zepl::CommandRoutine entry, const
     }
     commands_.push_back(std::move(command));
     return true;
+}
+
+std::string takeLoadConsole() {
+    LoadState& state = loadState();
+    return {state.console.data(), std::exchange(state.printed, 0)};
 }
 
 const Command* CommandLibrary::find(std::string_view name) const {

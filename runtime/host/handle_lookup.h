@@ -10,7 +10,7 @@ inline Engine& running() { return *engine; }
 
 // Out of line, so that what every operation does stays short.
 [[noreturn, gnu::cold, gnu::noinline]] void endForHandle(Engine& e, std::uint32_t handle, const char* what);
-[[noreturn, gnu::cold, gnu::noinline]] void endForMode(Engine& e, const std::string& channel, EndMode mode);
+[[noreturn, gnu::cold, gnu::noinline]] void endForMode(Engine& e, const std::string& channel, PortMode mode);
 
 template <class Item>
 [[gnu::always_inline]] inline Item& itemOf(Engine& e, const HandleTable<Item>& items, std::uint32_t handle,
@@ -20,40 +20,40 @@ template <class Item>
     return items[handle];
 }
 
-inline PipeEnd& pipeEnd(Engine& e, zepl::PipeHandle handle) {
-    return itemOf(e, e.pipeHandles, static_cast<std::uint32_t>(handle), "pipe");
+inline PipePort& pipePort(Engine& e, zepl::PipeHandle handle) {
+    return itemOf(e, e.graph.pipeHandles, static_cast<std::uint32_t>(handle), "pipe");
 }
-inline TriggerEnd& triggerEnd(Engine& e, zepl::TriggerHandle handle) {
-    return itemOf(e, e.triggerHandles, static_cast<std::uint32_t>(handle), "trigger");
+inline TriggerPort& triggerPort(Engine& e, zepl::TriggerHandle handle) {
+    return itemOf(e, e.graph.triggerHandles, static_cast<std::uint32_t>(handle), "trigger");
 }
 inline Pbuf& pbufOf(Engine& e, zepl::PbufHandle handle) {
-    return itemOf(e, e.pbufHandles, static_cast<std::uint32_t>(handle), "pbuf");
+    return itemOf(e, e.graph.pbufHandles, static_cast<std::uint32_t>(handle), "pbuf");
 }
 
 // The end, which must be open in that mode.
-template <class EndType>
-[[gnu::always_inline]] inline EndType& checkMode(Engine& e, EndType& end, EndMode mode) {
-    if (end.mode != mode) [[unlikely]]
-        endForMode(e, end.channel->name, mode);
-    return end;
+template <class PortType>
+[[gnu::always_inline]] inline PortType& checkMode(Engine& e, PortType& port, PortMode mode) {
+    if (port.mode != mode) [[unlikely]]
+        endForMode(e, port.channel->name, mode);
+    return port;
 }
 template <class Handle>
-[[gnu::always_inline]] inline auto& readingEnd(Engine& e, Handle handle) {
+[[gnu::always_inline]] inline auto& readingPort(Engine& e, Handle handle) {
     if constexpr (std::is_same_v<Handle, zepl::PipeHandle>)
-        return checkMode(e, pipeEnd(e, handle), EndMode::reading);
+        return checkMode(e, pipePort(e, handle), PortMode::reading);
     else
-        return checkMode(e, triggerEnd(e, handle), EndMode::reading);
+        return checkMode(e, triggerPort(e, handle), PortMode::reading);
 }
 template <class Handle>
-[[gnu::always_inline]] inline auto& writingEnd(Engine& e, Handle handle) {
+[[gnu::always_inline]] inline auto& writingPort(Engine& e, Handle handle) {
     if constexpr (std::is_same_v<Handle, zepl::PipeHandle>)
-        return checkMode(e, pipeEnd(e, handle), EndMode::writing);
+        return checkMode(e, pipePort(e, handle), PortMode::writing);
     else
-        return checkMode(e, triggerEnd(e, handle), EndMode::writing);
+        return checkMode(e, triggerPort(e, handle), PortMode::writing);
 }
 
-inline EndMode endMode(zepl::OpenMode mode) {
-    return mode == zepl::OpenMode::write ? EndMode::writing : EndMode::reading;
+inline PortMode portMode(zepl::OpenMode mode) {
+    return mode == zepl::OpenMode::write ? PortMode::writing : PortMode::reading;
 }
 
 // A count as the module gives it; a negative one is none.

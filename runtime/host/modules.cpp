@@ -11,23 +11,9 @@
 #include "host/host.h"
 #include "runtime/commands.h"
 #include "runtime/engine/engine.h"
-#include "runtime/host/load_state.h"
+#include "runtime/engine/load_state.h"
 
 namespace libzepl {
-
-namespace {
-
-constinit thread_local LoadState threadsLoadState;
-
-}  // namespace
-
-LoadState& loadState() { return threadsLoadState; }
-
-void LoadState::print(std::string_view text) {
-    const std::size_t shown = std::min(text.size(), console.size() - printed);
-    std::memcpy(console.data() + printed, text.data(), shown);
-    printed += shown;
-}
 
 namespace {
 
@@ -128,17 +114,17 @@ static_assert(sizeof operations / sizeof *operations == 76);
 
 // Gives the text to the caller's console. What that throws must not pass through a task's frames, which are never unwound:
 // the run ends, and run() passes it on.
-void tellConsole(Engine& e, const char* text) {
-    if (e.current == nullptr) return e.options.console(text);
+void passToConsole(Engine& e, const char* text) {
+    if (e.scheduler.current == nullptr) return e.options.console(text);
     try {
         return e.options.console(text);
     } catch (...) {
-        e.consoleError = std::current_exception();
+        e.outcome.consoleError = std::current_exception();
     }
-    e.finish(RunEnd::failed);
-    Context& left = e.current->context;
-    e.current = nullptr;
-    switchContext(left, e.hub);
+    e.outcome.finish(RunEnd::failed);
+    Context& left = e.scheduler.current->context;
+    e.scheduler.current = nullptr;
+    switchContext(left, e.scheduler.dispatcher);
 }
 
 // The text with the room that it doubles in, and its lines in the report.
@@ -152,18 +138,13 @@ void print(const char* text) {
         loadState().print(text);
         return;
     }
-    if (engine->current != nullptr && !engine->memory.take(costOfPrinting(text)))
+    if (engine->scheduler.current != nullptr && !engine->graph.memory.reserve(costOfPrinting(text)))
         outOfMemory(*engine, "what it prints");
-    engine->console += text;
-    if (engine->options.console) tellConsole(*engine, text);
+    engine->outcome.console += text;
+    if (engine->options.console) passToConsole(*engine, text);
 }
 
 }  // namespace
-
-std::string takeLoadConsole() {
-    LoadState& state = loadState();
-    return {state.console.data(), std::exchange(state.printed, 0)};
-}
 
 }  // namespace libzepl
 
@@ -190,13 +171,13 @@ std::uint32_t CommandInstall(InstallContext, const char* name, CommandRoutine en
 }
 
 void terminate_msg() {
-    if (engine == nullptr || engine->current == nullptr) {
+    if (engine == nullptr || engine->scheduler.current == nullptr) {
         loadState().terminated = true;
         return;
     }
     Engine& e = *engine;
-    e.finish(RunEnd::failed, e.current->label() + " ended the run");
-    e.endCurrent(TaskReport::State::fault, "ended the run");
+    e.outcome.finish(RunEnd::failed, e.scheduler.current->label() + " ended the run");
+    endCurrent(e, TaskReport::State::fault, "ended the run");
 }
 
 std::int32_t printf(const char* format, ...) {

@@ -1,4 +1,5 @@
 #include "runtime/host/parameter_texts.h"
+#include "runtime/base/wording.h"
 
 #include <vector>
 
@@ -7,15 +8,6 @@
 namespace libzepl {
 
 namespace {
-
-std::string joined(const std::vector<std::string>& words) {
-    std::string text;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        if (i > 0) text += i + 1 == words.size() ? " or " : ", ";
-        text += words[i];
-    }
-    return text;
-}
 
 // "a pipe of int16 or int32" when the mask has kinds of the family, else nothing.
 std::string family(zepl::ParamMask mask, const std::string& what, zepl::ParamMask (*kindOf)(ElementType)) {

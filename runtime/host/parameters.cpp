@@ -15,8 +15,8 @@ namespace {
 
 Task& taskOf(Engine& e, ParamList list) {
     const auto number = static_cast<std::uint32_t>(list);
-    if (number - 1 >= e.tasks.size()) misuse(e, "its parameter list was never given");
-    return e.tasks[number - 1];
+    if (number - 1 >= e.graph.tasks.size()) misuse(e, "its parameter list was never given");
+    return e.graph.tasks[number - 1];
 }
 
 // Gives the mask of one position after the other, reading each from the variable arguments when it is asked for.
@@ -46,9 +46,9 @@ class MaskReader {
 };
 
 [[noreturn]] void refuse(Engine& e, std::int32_t position, std::string text) {
-    Task& task = *e.current;
+    Task& task = *e.scheduler.current;
     task.outcome.index = position;
-    e.endCurrent(TaskReport::State::refused, std::move(text), task.signatureAdvice);
+    endCurrent(e, TaskReport::State::refused, std::move(text), task.signatureAdvice);
 }
 
 // The texts are made here, not in the operations, whose frames are left for good and must own nothing.
@@ -111,10 +111,10 @@ ParamMask param_type(ParamList list, std::int32_t index) {
 
 void param_error_msg(ParamError code, std::int32_t index) {
     Engine& e = running();
-    Task& task = *e.current;
+    Task& task = *e.scheduler.current;
     task.outcome.code = static_cast<std::uint32_t>(code);
     task.outcome.index = index;
-    e.endCurrent(TaskReport::State::error, setUpErrorText(task, code, index), task.signatureAdvice);
+    endCurrent(e, TaskReport::State::error, setUpErrorText(task, code, index), task.signatureAdvice);
 }
 
 }  // namespace zepl

@@ -10,47 +10,47 @@ using namespace libzepl;
 
 void pipe_open(PipeHandle pipe, OpenMode mode) {
     Engine& e = running();
-    openEnd(e, pipeEnd(e, pipe), endMode(mode));
+    openPort(e, pipePort(e, pipe), portMode(mode));
 }
 
 std::int32_t pipe_num(PipeHandle pipe) {
     Engine& e = running();
-    PipeEnd& end = readingEnd(e, pipe);
-    if (end.available() == 0) noteShort(e, end);
-    return countFor(end.available());
+    PipePort& port = readingPort(e, pipe);
+    if (port.available() == 0) noteUnderrun(e, port);
+    return countFor(port.available());
 }
 
 namespace {
 
-std::int32_t countUpTo(Engine& e, PipeEnd& end, std::uint64_t most) {
-    if (end.available() >= most) return countFor(most);
-    noteShort(e, end);
-    return countFor(end.available());
+std::int32_t countUpTo(Engine& e, PipePort& port, std::uint64_t most) {
+    if (port.available() >= most) return countFor(most);
+    noteUnderrun(e, port);
+    return countFor(port.available());
 }
 
-[[gnu::noinline]] std::int32_t raiseAndCount(Engine& e, PipeEnd& end, std::uint64_t most) {
-    raiseCapacity(e, *end.channel, most);
-    return countUpTo(e, end, most);
+[[gnu::noinline]] std::int32_t raiseAndCount(Engine& e, PipePort& port, std::uint64_t most) {
+    raiseCapacity(e, *port.channel, most);
+    return countUpTo(e, port, most);
 }
 
 }  // namespace
 
 std::int32_t pipe_num_complete(PipeHandle pipe, std::int32_t limit) {
     Engine& e = running();
-    PipeEnd& end = readingEnd(e, pipe);
+    PipePort& port = readingPort(e, pipe);
     const std::uint64_t most = countFrom(limit);
-    if (most > end.channel->capacity) [[unlikely]]
-        return raiseAndCount(e, end, most);
-    return countUpTo(e, end, most);
+    if (most > port.channel->capacity) [[unlikely]]
+        return raiseAndCount(e, port, most);
+    return countUpTo(e, port, most);
 }
 
 void pipe_rem(PipeHandle pipe, std::int32_t n) {
     Engine& e = running();
-    PipeEnd& end = readingEnd(e, pipe);
+    PipePort& port = readingPort(e, pipe);
     for (std::uint64_t left = countFrom(n); left > 0;) {
-        if (end.available() == 0) waitForElements(e, end, 1);
-        const std::uint64_t piece = std::min(left, end.available());
-        dropElements(e, end, piece);
+        if (port.available() == 0) waitForElements(e, port, 1);
+        const std::uint64_t piece = std::min(left, port.available());
+        skipElements(e, port, piece);
         left -= piece;
     }
 }
@@ -60,51 +60,53 @@ void pipe_rem(PipeHandle pipe, std::int32_t n) {
 
 namespace {
 
-[[gnu::noinline]] void getValueWithCare(Engine& e, PipeHandle pipe, void* destination) {
-    PipeEnd& end = readingEnd(e, pipe);
-    if (end.available() == 0) waitForElements(e, end, 1);
-    end.channel->copyOneOut(end.taken, destination);
-    countTake(e, end, 1);
-    e.tookFedValue |= end.fed;
-    end.fastTurn = end.channel->waitingWriter == nullptr ? e.turn : 0;
+[[gnu::noinline]] void getValueSlow(Engine& e, PipeHandle pipe, void* destination) {
+    PipePort& port = readingPort(e, pipe);
+    if (port.available() == 0) waitForElements(e, port, 1);
+    port.channel->copyOneOut(port.readPosition, destination);
+    commitRead(e, port, 1);
+    e.scheduler.readDrivenValue |= port.inputDriven;
+    port.fastPathTurn = port.channel->waitingWriter == nullptr ? e.scheduler.turn : 0;
 }
 
-[[gnu::noinline]] void putValueWithCare(Engine& e, PipeHandle pipe, const void* source) {
-    PipeEnd& end = writingEnd(e, pipe);
-    Pipe& channel = *end.channel;
-    if (channel.written >= channel.writableUntil && !waitForRoom(e, end)) return countDropped(e, end, 1);
+[[gnu::noinline]] void putValueSlow(Engine& e, PipeHandle pipe, const void* source) {
+    PipePort& port = writingPort(e, pipe);
+    Pipe& channel = *port.channel;
+    if (channel.writePosition >= channel.writeLimit && !waitForRoom(e, port)) return discardWrite(e, port, 1);
     channel.copyOneIn(source);
-    countPut(e, end, 1);
+    commitWrite(e, port, 1);
     // The put that completes a capacity in one turn yields, which is the long way's to do.
-    end.fastUntil = std::min(channel.writableUntil, end.turnStart + channel.capacity - 1);
-    end.fastTurn = channel.watched || end.turn != e.turn ? 0 : e.turn;
+    port.fastPathLimit = std::min(channel.writeLimit, port.turnStart + channel.capacity - 1);
+    port.fastPathTurn = channel.notifyOnWrite || port.turn != e.scheduler.turn ? 0 : e.scheduler.turn;
 }
 
 }  // namespace
 
 void pipe_value_get(PipeHandle pipe, void* destination) {
     Engine& e = running();
-    PipeEnd& end = pipeEnd(e, pipe);
-    if (end.fastTurn != e.turn || end.taken == end.channel->written) return getValueWithCare(e, pipe, destination);
-    end.channel->copyOneOut(end.taken, destination);
-    ++end.taken;
-    e.tookFedValue |= end.fed;
+    PipePort& port = pipePort(e, pipe);
+    if (port.fastPathTurn != e.scheduler.turn || port.readPosition == port.channel->writePosition)
+        return getValueSlow(e, pipe, destination);
+    port.channel->copyOneOut(port.readPosition, destination);
+    ++port.readPosition;
+    e.scheduler.readDrivenValue |= port.inputDriven;
 }
 
 void pipe_value_put(PipeHandle pipe, const void* source) {
     Engine& e = running();
-    PipeEnd& end = pipeEnd(e, pipe);
-    Pipe& channel = *end.channel;
-    if (end.fastTurn != e.turn || channel.written >= end.fastUntil) return putValueWithCare(e, pipe, source);
+    PipePort& port = pipePort(e, pipe);
+    Pipe& channel = *port.channel;
+    if (port.fastPathTurn != e.scheduler.turn || channel.writePosition >= port.fastPathLimit)
+        return putValueSlow(e, pipe, source);
     channel.copyOneIn(source);
-    ++channel.written;
+    ++channel.writePosition;
 }
 
 std::int32_t pipe_get(PipeHandle pipe) {
-    const PipeEnd& end = pipeEnd(running(), pipe);
+    const PipePort& port = pipePort(running(), pipe);
     std::int64_t cell = 0;
     pipe_value_get(pipe, &cell);
-    return end.channel->widthShift == 1 ? static_cast<std::int16_t>(cell) : static_cast<std::int32_t>(cell);
+    return port.channel->widthShift == 1 ? static_cast<std::int16_t>(cell) : static_cast<std::int32_t>(cell);
 }
 
 void pipe_put(PipeHandle pipe, std::int32_t value) {
@@ -117,18 +119,18 @@ constexpr std::uint64_t pbufCost = sizeof(Pbuf) + 4 * sizeof(Pbuf*);
 
 PbufHandle pbuf_open(PipeHandle pipe, std::int32_t capacity) {
     Engine& e = running();
-    PipeEnd& end = pipeEnd(e, pipe);
-    if (end.mode == EndMode::closed) misuse(e, "opens a pbuf on `" + end.channel->name + "` before the pipe");
-    if (!e.memory.take(pbufCost)) outOfMemory(e, "a block's record");
-    Pbuf& pbuf = e.pbufs.emplace_back();
-    pbuf.end = &end;
+    PipePort& port = pipePort(e, pipe);
+    if (port.mode == PortMode::closed) misuse(e, "opens a pbuf on `" + port.channel->name + "` before the pipe");
+    if (!e.graph.memory.reserve(pbufCost)) outOfMemory(e, "a block's record");
+    Pbuf& pbuf = e.graph.pbufs.emplace_back();
+    pbuf.port = &port;
     if (capacity > 0) {
-        const std::uint64_t bytes = countFrom(capacity) << end.channel->widthShift;
-        pbuf.data = e.current->arena.allocateForLife(bytes);
+        const std::uint64_t bytes = countFrom(capacity) << port.channel->widthShift;
+        pbuf.data = e.scheduler.current->arena.allocateForTask(bytes);
         if (pbuf.data == nullptr) outOfMemory(e, "a buffer of " + std::to_string(bytes) + " bytes");
         pbuf.maximum = capacity;
     }
-    return static_cast<PbufHandle>(e.pbufHandles.add(pbuf));
+    return static_cast<PbufHandle>(e.graph.pbufHandles.add(pbuf));
 }
 
 void* pbuf_get_data_ptr(PbufHandle pbuf) { return pbufOf(running(), pbuf).data; }
@@ -143,16 +145,16 @@ void pbuf_set_cnt(PbufHandle pbuf, std::int32_t n) { pbufOf(running(), pbuf).cou
 std::int32_t pbuf_get(PbufHandle handle) {
     Engine& e = running();
     Pbuf& pbuf = pbufOf(e, handle);
-    PipeEnd& end = checkMode(e, *pbuf.end, EndMode::reading);
+    PipePort& port = checkMode(e, *pbuf.port, PortMode::reading);
     // A least count above the greatest could never be delivered, so the greatest bounds it.
     const std::uint64_t most = countFrom(pbuf.maximum), least = std::min(countFrom(pbuf.minimum), most);
-    if (end.available() < least) waitForElements(e, end, least);
-    const std::uint64_t n = std::min(end.available(), most);
+    if (port.available() < least) waitForElements(e, port, least);
+    const std::uint64_t n = std::min(port.available(), most);
     if (n > 0) {
-        if (pbuf.data == nullptr) misuse(e, "gets a block of `" + end.channel->name + "` with no data area");
-        takeElements(e, end, pbuf.data, n);
+        if (pbuf.data == nullptr) misuse(e, "gets a block of `" + port.channel->name + "` with no data area");
+        readElements(e, port, pbuf.data, n);
     } else {
-        noteShort(e, end);
+        noteUnderrun(e, port);
     }
     pbuf.count = static_cast<std::int32_t>(n);
     return pbuf.count;
@@ -161,11 +163,11 @@ std::int32_t pbuf_get(PbufHandle handle) {
 void pbuf_put(PbufHandle handle) {
     Engine& e = running();
     Pbuf& pbuf = pbufOf(e, handle);
-    PipeEnd& end = checkMode(e, *pbuf.end, EndMode::writing);
+    PipePort& port = checkMode(e, *pbuf.port, PortMode::writing);
     const std::uint64_t n = countFrom(pbuf.count);
-    if (n > 0 && pbuf.data == nullptr) misuse(e, "puts a block to `" + end.channel->name + "` with no data area");
+    if (n > 0 && pbuf.data == nullptr) misuse(e, "puts a block to `" + port.channel->name + "` with no data area");
     pbuf.count = 0;
-    putElements(e, end, pbuf.data, n);
+    writeElements(e, port, pbuf.data, n);
 }
 
 void pbuf_put_set_cnt(PbufHandle handle, std::int32_t n) {

@@ -7,48 +7,48 @@
 #include "host/system_info.h"
 #include "host/tasks.h"
 #include "host/vectors.h"
-#include "runtime/engine/going_on.h"
+#include "runtime/engine/self_sustaining.h"
 #include "runtime/host/handle_lookup.h"
 
 namespace zepl {
 
 using namespace libzepl;
 
-void task_switch() { running().yieldCurrent(); }
+void task_switch() { yieldCurrent(running()); }
 
 void task_pause(std::uint32_t ticks) {
     // A long wait is made of many pauses in a row. None that a command makes lasts longer.
-    constexpr std::uint64_t longestWait = std::uint64_t{1} << 32;
+    constexpr std::uint64_t maxWait = std::uint64_t{1} << 32;
     Engine& e = running();
-    if (ticks == 0) return e.yieldCurrent();
-    Task& task = *e.current;
-    task.due = e.clock.after(ticks);
+    if (ticks == 0) return yieldCurrent(e);
+    Task& task = *e.scheduler.current;
+    task.due = e.timing.clock.after(ticks);
     task.pausedTicks += ticks;
-    task.waitsOn = isDriven(task) && !movedSince(task, e.turn - 1) && task.pausedTicks <= longestWait;
-    if (e.pausesAlone()) return;
-    task.signalTurn = e.turn;
+    task.continuesWait = isInputDriven(task) && !movedSince(task, e.scheduler.turn - 1) && task.pausedTicks <= maxWait;
+    if (skipPause(e)) return;
+    task.signalTurn = e.scheduler.turn;
     task.state = TaskState::pausing;
-    e.pausing.push_back(&task);
-    e.switchAway();
+    e.timing.pausing.push_back(&task);
+    switchAway(e);
 }
 
 void exit(std::uint32_t code) {
     Engine& e = running();
-    e.current->outcome.exit = code;
-    e.endCurrent(TaskReport::State::exited, "ended itself with code " + std::to_string(code));
+    e.scheduler.current->outcome.exit = code;
+    endCurrent(e, TaskReport::State::exited, "ended itself with code " + std::to_string(code));
 }
 
 void RaiseException(Fault fault) {
     Engine& e = running();
-    e.current->outcome.code = static_cast<std::uint32_t>(fault);
+    e.scheduler.current->outcome.code = static_cast<std::uint32_t>(fault);
     const bool overflow = fault == Fault::integerOverflow;
-    e.endCurrent(TaskReport::State::fault,
-                 overflow ? "the quotient of an integer division is out of range" : "integer division by zero",
-                 "look at the divisor that it is given");
+    endCurrent(e, TaskReport::State::fault,
+               overflow ? "the quotient of an integer division is out of range" : "integer division by zero",
+               "look at the divisor that it is given");
 }
 
 void RtlUnwind(void*, void*, void*, void*) {
-    running().endCurrent(TaskReport::State::fault, "the command's frames were left after an exception");
+    endCurrent(running(), TaskReport::State::fault, "the command's frames were left after an exception");
 }
 
 std::uint32_t sys_get_info(SysInfo selector) {
@@ -57,10 +57,10 @@ std::uint32_t sys_get_info(SysInfo selector) {
     if (found != e.options.info.end()) return found->second;
     const bool ofClock =
         selector == SysInfo::clock || selector == SysInfo::clockUnitsPerFrame || selector == SysInfo::clockRunning;
-    if (ofClock) takeClock(e, *e.current);
+    if (ofClock) readClock(e, *e.scheduler.current);
     switch (selector) {
         case SysInfo::clock:
-            return static_cast<std::uint32_t>(e.clock.now());
+            return static_cast<std::uint32_t>(e.timing.clock.now());
         case SysInfo::clockUnitsPerFrame:
             return VirtualClock::unitsPerFrame;
         case SysInfo::clockRunning:
@@ -74,9 +74,9 @@ std::uint32_t sys_get_info(SysInfo selector) {
     }
 }
 
-std::uint32_t sys_get_task_ID() { return running().current->number; }
+std::uint32_t sys_get_task_ID() { return running().scheduler.current->number; }
 
-std::uint32_t sys_get_time() { return static_cast<std::uint32_t>(running().clock.now()); }
+std::uint32_t sys_get_time() { return static_cast<std::uint32_t>(running().timing.clock.now()); }
 
 std::uint64_t u64SystemTicksGet() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -90,18 +90,18 @@ std::uint64_t u64UsToSysTicks(std::uint32_t lowWord, std::uint32_t highWord) {
 void digital_set_bit(std::uint32_t bit, std::uint32_t value) {
     Engine& e = running();
     // With the room that a list doubles in, and the report's copy.
-    if (!e.memory.take(4 * sizeof(DigitalReport))) outOfMemory(e, "the digital changes");
-    e.digital.push_back({e.clock.frame(), bit, value});
-    e.lastChange = e.round;
-    e.current->signalTurn = e.turn;
+    if (!e.graph.memory.reserve(4 * sizeof(DigitalReport))) outOfMemory(e, "the digital changes");
+    e.outcome.digital.push_back({e.timing.clock.frame(), bit, value});
+    e.activity.noteChange(e.scheduler.round);
+    e.scheduler.current->signalTurn = e.scheduler.turn;
 }
 
 namespace {
 
 const Vector& vectorOf(Engine& e, VectorHandle vector) {
     const auto handle = static_cast<std::uint32_t>(vector);
-    if (handle - 1 >= e.vectors.size()) misuse(e, "vector handle " + std::to_string(handle) + " was never given");
-    return e.vectors[handle - 1];
+    if (handle - 1 >= e.graph.vectors.size()) misuse(e, "vector handle " + std::to_string(handle) + " was never given");
+    return e.graph.vectors[handle - 1];
 }
 
 void* checked(Engine& e, void* pointer, std::size_t bytes) {
@@ -117,19 +117,19 @@ ParamMask vector_type(VectorHandle vector) { return vectorKind(vectorOf(running(
 
 void* ralloc(std::size_t bytes) {
     Engine& e = running();
-    return checked(e, e.current->arena.allocateForLife(bytes), bytes);
+    return checked(e, e.scheduler.current->arena.allocateForTask(bytes), bytes);
 }
 
 void* malloc(std::size_t bytes) {
     Engine& e = running();
-    return checked(e, e.current->arena.allocateFromHeap(bytes), bytes);
+    return checked(e, e.scheduler.current->arena.allocateFromHeap(bytes), bytes);
 }
 
 void* alloc_zero_mem(std::size_t bytes) { return zepl::malloc(bytes); }
 
 void free(void* pointer) {
     Engine& e = running();
-    if (pointer != nullptr && !e.current->arena.free(pointer)) misuse(e, "frees what it has not allocated");
+    if (pointer != nullptr && !e.scheduler.current->arena.free(pointer)) misuse(e, "frees what it has not allocated");
 }
 
 }  // namespace zepl

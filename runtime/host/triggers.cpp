@@ -10,107 +10,106 @@ using namespace libzepl;
 namespace {
 
 // Removes what the reader has not yet taken of the samples before `position`, as far as they are there or, with `wait`, all.
-void removeBefore(Engine& e, PipeEnd& end, std::uint32_t position, bool wait) {
+void removeBefore(Engine& e, PipePort& port, std::uint32_t position, bool wait) {
     for (;;) {
-        const auto taken = static_cast<std::uint32_t>(end.taken - end.opened);
+        const auto taken = static_cast<std::uint32_t>(port.readPosition - port.openPosition);
         const auto left = static_cast<std::int32_t>(position - taken);
         if (left <= 0) return;
-        if (end.available() == 0) {
-            noteShort(e, end);
+        if (port.available() == 0) {
+            noteUnderrun(e, port);
             if (!wait) return;
-            waitForElements(e, end, 1);
+            waitForElements(e, port, 1);
         }
-        dropElements(e, end, std::min<std::uint64_t>(static_cast<std::uint64_t>(left), end.available()));
+        skipElements(e, port, std::min<std::uint64_t>(static_cast<std::uint64_t>(left), port.available()));
     }
 }
 
 // Waits for an event, resumed in each round all the same, since the status alone can move on too.
-void pollForEvent(Engine& e, TriggerEnd& end) {
-    noteShort(e, end);
-    Task& task = *end.task;
-    e.pushReady(task);
+void pollForEvent(Engine& e, TriggerPort& port) {
+    noteUnderrun(e, port);
+    Task& task = *port.task;
+    e.scheduler.pushReady(task);
     task.state = TaskState::waitingForEvent;
-    task.waitingTrigger = &end;
-    task.waitingPipe = nullptr;
-    e.switchAway();
+    task.waitingAt = &port;
+    switchAway(e);
 }
 
 }  // namespace
 
 void trigger_open(TriggerHandle trigger, OpenMode mode) {
     Engine& e = running();
-    openEnd(e, triggerEnd(e, trigger), endMode(mode));
+    openPort(e, triggerPort(e, trigger), portMode(mode));
 }
 
 std::int32_t trigger_num(TriggerHandle trigger) {
     Engine& e = running();
-    TriggerEnd& end = readingEnd(e, trigger);
-    if (end.available() == 0) noteShort(e, end);
-    return countFor(end.available());
+    TriggerPort& port = readingPort(e, trigger);
+    if (port.available() == 0) noteUnderrun(e, port);
+    return countFor(port.available());
 }
 
 std::uint32_t trigger_get(TriggerHandle trigger) {
     Engine& e = running();
-    TriggerEnd& end = readingEnd(e, trigger);
-    if (end.available() == 0) waitForElements(e, end, 1);
-    return takeEvent(e, end);
+    TriggerPort& port = readingPort(e, trigger);
+    if (port.available() == 0) waitForElements(e, port, 1);
+    return readEvent(e, port);
 }
 
 std::uint32_t trigger_get_immediate(TriggerHandle trigger, std::int32_t* flag) {
     Engine& e = running();
-    TriggerEnd& end = readingEnd(e, trigger);
-    *flag = end.available() > 0 ? 1 : 0;
-    if (*flag != 0) return takeEvent(e, end);
-    noteShort(e, end);
-    return takeStatus(e, end);
+    TriggerPort& port = readingPort(e, trigger);
+    *flag = port.available() > 0 ? 1 : 0;
+    if (*flag != 0) return readEvent(e, port);
+    noteUnderrun(e, port);
+    return readStatus(e, port);
 }
 
 std::uint32_t trigger_get_status(TriggerHandle trigger) {
     Engine& e = running();
-    return takeStatus(e, triggerEnd(e, trigger));
+    return readStatus(e, triggerPort(e, trigger));
 }
 
 void trigger_put(TriggerHandle trigger, std::uint32_t position) {
     Engine& e = running();
-    putEvent(e, writingEnd(e, trigger), position);
+    writeEvent(e, writingPort(e, trigger), position);
 }
 
 void trigger_set_status(TriggerHandle trigger, std::uint32_t position) {
     Engine& e = running();
-    TriggerEnd& end = triggerEnd(e, trigger);
+    TriggerPort& port = triggerPort(e, trigger);
     // What a reader says here frees nothing: it holds back only what it has not read.
-    if (end.mode == EndMode::writing) advanceStatus(e, *end.channel, position);
+    if (port.mode == PortMode::writing) advanceStatus(e, *port.channel, position);
 }
 
 void trigger_updt_put(TriggerHandle trigger, std::uint32_t count) {
     Engine& e = running();
-    TriggerEnd& end = writingEnd(e, trigger);
-    putEvent(e, end, end.channel->status + count);
+    TriggerPort& port = writingPort(e, trigger);
+    writeEvent(e, port, port.channel->status + count);
 }
 
 void trigger_updt_status(TriggerHandle trigger, std::uint32_t count) {
     Engine& e = running();
-    TriggerEnd& end = triggerEnd(e, trigger);
-    if (end.mode == EndMode::writing) advanceStatus(e, *end.channel, end.channel->status + count);
+    TriggerPort& port = triggerPort(e, trigger);
+    if (port.mode == PortMode::writing) advanceStatus(e, *port.channel, port.channel->status + count);
 }
 
 std::uint32_t trigger_wait(TriggerHandle trigger, PipeHandle pipe, std::uint32_t, std::uint32_t) {
     Engine& e = running();
-    TriggerEnd& events = readingEnd(e, trigger);
-    PipeEnd& samples = readingEnd(e, pipe);
+    TriggerPort& events = readingPort(e, trigger);
+    PipePort& samples = readingPort(e, pipe);
     while (events.available() == 0) {
-        removeBefore(e, samples, takeStatus(e, events) + 1, false);
+        removeBefore(e, samples, readStatus(e, events) + 1, false);
         pollForEvent(e, events);
     }
-    const std::uint32_t position = takeEvent(e, events);
+    const std::uint32_t position = readEvent(e, events);
     removeBefore(e, samples, position, true);
     return position;
 }
 
-std::uint32_t trigger_get_opmode(TriggerHandle trigger) { return triggerEnd(running(), trigger).channel->mode; }
+std::uint32_t trigger_get_opmode(TriggerHandle trigger) { return triggerPort(running(), trigger).channel->mode; }
 
 std::uint32_t trigger_get_property(TriggerHandle trigger, std::uint32_t selector) {
-    const auto& properties = triggerEnd(running(), trigger).channel->properties;
+    const auto& properties = triggerPort(running(), trigger).channel->properties;
     const auto found = properties.find(selector);
     return found == properties.end() ? 0 : found->second;
 }

@@ -80,7 +80,7 @@ using VariableUses = std::unordered_map<zepl::Slot, std::size_t>;
 
 VariableUses variableUses(const Engine& e) {
     VariableUses uses;
-    for (const Task& task : e.tasks) {
+    for (const Task& task : e.graph.tasks) {
         std::set<zepl::Slot> its;
         for (const Parameter& parameter : task.parameters)
             if ((parameter.kind & zepl::variableScalar) != 0 && its.insert(parameter.slot).second)
@@ -125,9 +125,9 @@ class NamedList {
     const Parameter& at(std::size_t position) const { return task_.parameters[position]; }
     // The task's end at a parameter; null for none.
     template <class Ends>
-    static auto endAt(const Ends& ends, std::size_t position) -> decltype(&ends.front()) {
-        for (const auto& end : ends)
-            if (end.position == static_cast<std::int32_t>(position + 1)) return &end;
+    static auto portAt(const Ends& ends, std::size_t position) -> decltype(&ends.front()) {
+        for (const auto& port : ends)
+            if (port.position == static_cast<std::int32_t>(position + 1)) return &port;
         return nullptr;
     }
 
@@ -178,7 +178,7 @@ bool NamedList::holdsOf(const CautionTerm& term, std::size_t position) const {
         case TermForm::unlike:
             return find(term.words[0]) != nullptr && typeOf(parameter) != typeOf(*find(term.words[0]));
         case TermForm::unsorted:
-            return (parameter.kind & zepl::anyVector) != 0 && isUnsorted(e_.vectors[parameter.slot - 1]);
+            return (parameter.kind & zepl::anyVector) != 0 && isUnsorted(e_.graph.vectors[parameter.slot - 1]);
         case TermForm::arrives:
             return arrives(position);
         case TermForm::passes:
@@ -188,9 +188,9 @@ bool NamedList::holdsOf(const CautionTerm& term, std::size_t position) const {
         default:
             break;
     }
-    const PipeEnd* end = endAt(task_.pipeEnds, position);
+    const PipePort* port = portAt(task_.pipePorts, position);
     std::set<const Pipe*> followed;
-    return end != nullptr && bypasses(*end->channel, term.words, followed);
+    return port != nullptr && bypasses(*port->channel, term.words, followed);
 }
 
 bool NamedList::compares(const CautionTerm& term) const {
@@ -209,7 +209,7 @@ std::optional<Value> NamedList::valueOf(const CautionValue& value) const {
             return static_cast<double>(e_.options.block);
         case ValueForm::length:
             if (parameter == nullptr || (parameter->kind & zepl::anyVector) == 0) return std::nullopt;
-            return static_cast<double>(e_.vectors[parameter->slot - 1].length);
+            return static_cast<double>(e_.graph.vectors[parameter->slot - 1].length);
         case ValueForm::sum:
             return first && second ? std::optional<Value>(*first + *second) : std::nullopt;
         case ValueForm::product:
@@ -243,31 +243,31 @@ bool NamedList::isUnsorted(const Vector& vector) const {
 }
 
 bool NamedList::arrives(std::size_t position) const {
-    const auto isFilled = [](const auto* end) {
-        return end != nullptr && (end->channel->inputWrites || end->channel->writer != nullptr);
+    const auto isFilled = [](const auto* port) {
+        return port != nullptr && (port->channel->inputWrites || port->channel->writer != nullptr);
     };
-    return isFilled(endAt(task_.pipeEnds, position)) || isFilled(endAt(task_.triggerEnds, position));
+    return isFilled(portAt(task_.pipePorts, position)) || isFilled(portAt(task_.triggerPorts, position));
 }
 
 bool NamedList::passes(std::size_t position, double count) const {
-    if (e_.end == RunEnd::setUpsRan) return true;
+    if (e_.outcome.end == RunEnd::checkedOnly) return true;
     constexpr std::uint32_t beforeFirst = 0xFFFFFFFF;  // a trigger's status before sample 0
-    const PipeEnd* pipe = endAt(task_.pipeEnds, position);
-    const TriggerEnd* trigger = endAt(task_.triggerEnds, position);
-    if (pipe != nullptr) return static_cast<double>(pipe->channel->written) > count;
+    const PipePort* pipe = portAt(task_.pipePorts, position);
+    const TriggerPort* trigger = portAt(task_.triggerPorts, position);
+    if (pipe != nullptr) return static_cast<double>(pipe->channel->writePosition) > count;
     return trigger != nullptr && trigger->channel->status != beforeFirst && trigger->channel->status > count;
 }
 
 bool NamedList::bypasses(const Pipe& pipe, const std::vector<std::string>& commands, std::set<const Pipe*>& followed) {
     if (!followed.insert(&pipe).second) return false;
-    if (pipe.hasOutput || pipe.retains) return true;
-    return std::any_of(pipe.readers.begin(), pipe.readers.end(), [&](const PipeEnd* reader) {
+    if (pipe.hasOutput || pipe.keepsAll) return true;
+    return std::any_of(pipe.readers.begin(), pipe.readers.end(), [&](const PipePort* reader) {
         const std::string& command = reader->task->command->name;
         if (command == commands.front()) return false;
         if (std::find(commands.begin(), commands.end(), command) == commands.end()) return true;
-        const auto& ends = reader->task->pipeEnds;
-        return std::any_of(ends.begin(), ends.end(), [&](const PipeEnd& end) {
-            return end.mode == EndMode::writing && bypasses(*end.channel, commands, followed);
+        const auto& ends = reader->task->pipePorts;
+        return std::any_of(ends.begin(), ends.end(), [&](const PipePort& port) {
+            return port.mode == PortMode::writing && bypasses(*port.channel, commands, followed);
         });
     });
 }
@@ -276,10 +276,10 @@ bool NamedList::bypasses(const Pipe& pipe, const std::vector<std::string>& comma
 
 void addCautions(const Engine& e, Report& report) {
     const CautionTable* table = e.options.cautions.get();
-    if (table == nullptr || !e.settled || e.end == RunEnd::refused) return;
+    if (table == nullptr || !e.setUpDone || e.outcome.end == RunEnd::refused) return;
     const std::vector<bool> onInput = tasksOnInputs(e);
     const VariableUses uses = variableUses(e);
-    for (const Task& task : e.tasks) {
+    for (const Task& task : e.graph.tasks) {
         const std::vector<Caution>& cautions = table->of(task.command->name);
         if (cautions.empty()) continue;
         const NamedList list(e, task, uses);

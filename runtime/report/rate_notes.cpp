@@ -6,7 +6,7 @@
 #include <cmath>
 #include <set>
 
-#include "runtime/engine/flow.h"
+#include "runtime/report/run_notes.h"
 
 namespace libzepl {
 
@@ -39,13 +39,13 @@ class Upstream {
  private:
     void follow(const Pipe& pipe, double frames) {
         if (!visited_.insert(&pipe).second) return;
-        for (const PipeInput& input : e_.pipeInputs)
+        for (const PipeInput& input : e_.graph.pipeInputs)
             if (input.pipe == &pipe) found_.push_back({&input, frames * static_cast<double>(input.channels)});
         if (pipe.writer == nullptr || pipe.writer->task == nullptr) return;
-        for (const PipeEnd& end : pipe.writer->task->pipeEnds) {
-            if (&end == pipe.writer || end.taken <= end.opened) continue;
-            const double taken = static_cast<double>(end.taken - end.opened);
-            follow(*end.channel, frames * static_cast<double>(pipe.written) / taken);
+        for (const PipePort& port : pipe.writer->task->pipePorts) {
+            if (&port == pipe.writer || port.readPosition <= port.openPosition) continue;
+            const double taken = static_cast<double>(port.readPosition - port.openPosition);
+            follow(*port.channel, frames * static_cast<double>(pipe.writePosition) / taken);
         }
     }
 
@@ -66,7 +66,7 @@ std::string remedyFor(double rate) {
 }
 
 double rateOf(const PipeInput& input, const Engine& e) {
-    return input.source != nullptr ? input.source->rate().value_or(e.clock.rate()) : e.clock.rate();
+    return input.source != nullptr ? input.source->rate().value_or(e.timing.clock.rate()) : e.timing.clock.rate();
 }
 
 std::string contradiction(const PipeOutput& output, const Ratio& ratio) {
@@ -81,10 +81,10 @@ std::string contradiction(const PipeOutput& output, const Ratio& ratio) {
 std::optional<Ratio> contradicted(const Engine& e, const PipeOutput& output) {
     constexpr std::uint64_t fewest = 8;  // frames, of which nothing follows
     const double channels = output.sink != nullptr ? output.sink->channels() : 1;
-    const Pipe& pipe = *output.end.channel;
+    const Pipe& pipe = *output.port.channel;
     std::optional<Ratio> wrong;
     for (const Ratio& ratio : Upstream(e).from(pipe, channels)) {
-        const bool isLong = std::min(pipe.written, ratio.input->delivered) >= fewest;
+        const bool isLong = std::min(pipe.writePosition, ratio.input->delivered) >= fewest;
         if (!isLong || rateOf(*ratio.input, e) != output.untoldRate->rate || wholeFactor(ratio.frames) == 0)
             return std::nullopt;
         if (!wrong) wrong = ratio;
@@ -94,15 +94,15 @@ std::optional<Ratio> contradicted(const Engine& e, const PipeOutput& output) {
 
 }  // namespace
 
-void Engine::addRateNotes(Report& report) const {
-    for (const PipeOutput& output : pipeOutputs) {
+void addRateNotes(const Engine& e, Report& report) {
+    for (const PipeOutput& output : e.graph.pipeOutputs) {
         if (!output.untoldRate) continue;
         const UntoldRate& untold = *output.untoldRate;
         if (untold.assumed)
             report.notes.push_back(untold.file + " states " + numberText(untold.rate) +
                                    " frames a second, which is assumed, since no input states a rate: "
                                    "`rate R` in the procedure or after the file's name states the right one");
-        else if (const std::optional<Ratio> wrong = contradicted(*this, output))
+        else if (const std::optional<Ratio> wrong = contradicted(e, output))
             report.notes.push_back(contradiction(output, *wrong));
     }
 }

@@ -1,17 +1,17 @@
-// What a run came to, in words: who waits for what, what went on by itself, what was left.
+#include "runtime/report/run_notes.h"
 
 #include <algorithm>
 #include <set>
 
-#include "runtime/engine/going_on.h"
+#include "runtime/base/wording.h"
+#include "runtime/engine/self_sustaining.h"
+#include "runtime/engine/task_graph.h"
+
+#include "runtime/engine/self_sustaining.h"
 
 namespace libzepl {
 
 namespace {
-
-std::string counted(std::uint64_t n, const std::string& thing) {
-    return std::to_string(n) + " " + thing + (n == 1 ? "" : "s");
-}
 
 std::string thereAre(std::uint64_t n) { return std::to_string(n) + (n == 1 ? " is there" : " are there"); }
 
@@ -20,24 +20,23 @@ const char* unitOf(const Trigger&) { return "event"; }
 
 bool leavesSomething(const Task& task) {
     bool leaves = false;
-    forEachEnd(task, [&](const auto& end) { leaves |= end.mode == EndMode::reading && end.available() > 0; });
+    forEachPort(task, [&](const auto& port) { leaves |= port.mode == PortMode::reading && port.available() > 0; });
     return leaves;
 }
 
 bool waitsWhereNobodyReads(const Task& task) {
-    return task.waitingPipe != nullptr ? task.waitingPipe->channel->dropping : task.waitingTrigger->channel->dropping;
+    return std::visit([](const auto* port) { return port->channel->discarding; }, task.waitingAt);
 }
 
 std::string waitText(const Task& task) {
     if (task.state == TaskState::waitingForElements) {
-        const PipeEnd& end = *task.waitingPipe;
-        return "waits for " + counted(end.wanted, "sample") + " of `" + end.channel->name + "`, " +
-               thereAre(end.available());
+        const PipePort& port = *std::get<PipePort*>(task.waitingAt);
+        return "waits for " + counted(port.wanted, "sample") + " of `" + port.channel->name + "`, " +
+               thereAre(port.available());
     }
-    if (task.state == TaskState::waitingForEvent)
-        return "waits for an event of `" + task.waitingTrigger->channel->name + "`";
     const std::string& name =
-        task.waitingPipe != nullptr ? task.waitingPipe->channel->name : task.waitingTrigger->channel->name;
+        std::visit([](const auto* port) -> const std::string& { return port->channel->name; }, task.waitingAt);
+    if (task.state == TaskState::waitingForEvent) return "waits for an event of `" + name + "`";
     return "waits for room in `" + name + "`";
 }
 
@@ -60,31 +59,31 @@ struct Notes {
     std::vector<std::string>& lines;
     TaskSet onInput = tasksOnInputs(e);
 
-    bool wentOn(const Task& task) const { return e.end == RunEnd::endless && goesOnByItself(e, task); }
+    bool wentOn(const Task& task) const { return e.outcome.end == RunEnd::selfSustaining && sustainsItself(e, task); }
 
     void addTask(const Task& task) {
         if (task.state == TaskState::ended) return;
         if (wentOn(task))
             lines.push_back(task.label() + " went on by itself when " +
-                            (e.hasInputs() ? "the inputs had ended" : "nothing more could come of it"));
+                            (e.graph.hasInputs() ? "the inputs had ended" : "nothing more could come of it"));
         else if (worthANote(task))
             lines.push_back(task.label() + " " + waitText(task));
         if (ranOut()) addLeft(task);
     }
 
     // The run ended for want of anything to do, so what is left stays so.
-    bool ranOut() const { return e.end == RunEnd::quiet || e.end == RunEnd::endless; }
+    bool ranOut() const { return e.outcome.end == RunEnd::quiescent || e.outcome.end == RunEnd::selfSustaining; }
 
     // What comes from an input and is left, where the note on the task's wait does not tell it.
     void addLeft(const Task& task) {
         std::vector<const void*> told;
-        if (task.state == TaskState::waitingForElements) told.push_back(task.waitingPipe->channel);
-        forEachEnd(task, [&](const auto& end) {
-            const auto& channel = *end.channel;
-            if (end.mode != EndMode::reading || end.available() == 0 || !comesFromInput(channel)) return;
+        if (task.state == TaskState::waitingForElements) told.push_back(std::get<PipePort*>(task.waitingAt)->channel);
+        forEachPort(task, [&](const auto& port) {
+            const auto& channel = *port.channel;
+            if (port.mode != PortMode::reading || port.available() == 0 || !comesFromInput(channel)) return;
             if (std::find(told.begin(), told.end(), &channel) != told.end()) return;
             told.push_back(&channel);
-            lines.push_back(task.label() + " left " + counted(end.available(), unitOf(channel)) + " of `" +
+            lines.push_back(task.label() + " left " + counted(port.available(), unitOf(channel)) + " of `" +
                             channel.name + "` unread");
         });
     }
@@ -97,10 +96,10 @@ struct Notes {
     }
 
     void addHeldUpInputs() {
-        for (const PipeInput& input : e.pipeInputs)
-            if (!input.ended && !input.pipe->dropping)
+        for (const PipeInput& input : e.graph.pipeInputs)
+            if (!input.ended && !input.pipe->discarding)
                 addHeldUp(*input.pipe, input.delivered, input.length.value_or(0), "sample");
-        for (const TriggerInput& input : e.triggerInputs)
+        for (const TriggerInput& input : e.graph.triggerInputs)
             if (!input.ended()) addHeldUp(*input.trigger, input.next, input.rows.size(), "row");
     }
 
@@ -116,7 +115,7 @@ struct Notes {
     template <class Channels>
     void addUnread(const Channels& channels) {
         for (const auto& channel : channels) {
-            if (!channel.dropping || channel.hasOutput) continue;
+            if (!channel.discarding || channel.hasOutput) continue;
             if (channel.hadReader)
                 lines.push_back("nobody reads `" + channel.name + "` any more");
             else if (comesFromSource(channel))
@@ -128,23 +127,23 @@ struct Notes {
     static bool comesFromSource(const ChannelType& channel) {
         if (channel.writer == nullptr) return channel.inputWrites;
         const Task& task = *channel.writer->task;
-        return task.readingEnds == 0 && task.state != TaskState::ended;
+        return task.readingPorts == 0 && task.state != TaskState::ended;
     }
 
     template <class Outputs>
     void addShortOutputs(const Outputs& outputs, const std::string& unit) {
         for (const auto& output : outputs)
             if (output.limit && !output.complete())
-                lines.push_back("the output of `" + output.end.channel->name + "` has " + counted(output.count, unit) +
+                lines.push_back("the output of `" + output.port.channel->name + "` has " + counted(output.count, unit) +
                                 " of the " + std::to_string(*output.limit) + " asked for");
     }
 
     void addIncompleteFrames() {
-        for (const PipeOutput& output : e.pipeOutputs) {
+        for (const PipeOutput& output : e.graph.pipeOutputs) {
             if (output.sink == nullptr) continue;
             const auto channels = static_cast<std::uint64_t>(output.sink->channels());
             if (output.count % channels != 0)
-                lines.push_back("`" + output.end.channel->name + "` ends with " +
+                lines.push_back("`" + output.port.channel->name + "` ends with " +
                                 counted(output.count % channels, "sample") + " of an incomplete frame of " +
                                 std::to_string(channels) + ", not written");
         }
@@ -154,49 +153,49 @@ struct Notes {
 // The pipes of tasks that have ended: one that ended before it opened its output is what its reader lacks.
 std::set<const Pipe*> pipesOfEnded(const Engine& e) {
     std::set<const Pipe*> pipes;
-    for (const Task& task : e.tasks)
+    for (const Task& task : e.graph.tasks)
         if (task.state == TaskState::ended)
-            for (const PipeEnd& end : task.pipeEnds) pipes.insert(end.channel);
+            for (const PipePort& port : task.pipePorts) pipes.insert(port.channel);
     return pipes;
 }
 
 void addUnwritten(const Engine& e, Report& report) {
     const std::set<const Pipe*> ended = pipesOfEnded(e);
-    for (const Pipe& pipe : e.pipes) {
-        if (pipe.readers.empty() || pipe.writer != nullptr || pipe.inputWrites || pipe.hasStarts) continue;
+    for (const Pipe& pipe : e.graph.pipes) {
+        if (pipe.readers.empty() || pipe.writer != nullptr || pipe.inputWrites || pipe.hasInitialElements) continue;
         if (ended.contains(&pipe)) continue;
         report.unwritten.push_back(pipe.name);
         report.notes.push_back("nobody writes `" + pipe.name + "`");
     }
 }
 
-}  // namespace
-
 // What files lacked, and what their rates are.
-void Engine::addFileNotes(Report& report) const {
-    for (const PipeInput& input : pipeInputs)
+void addFileNotes(const Engine& e, Report& report) {
+    for (const PipeInput& input : e.graph.pipeInputs)
         if (input.source != nullptr)
             for (std::string& note : input.source->notes()) report.notes.push_back(std::move(note));
-    addRateNotes(report);
+    addRateNotes(e, report);
 }
 
-void Engine::addNotes(Report& report) const {
-    report.notes = notes;
-    report.warned = warned;
-    if (end != RunEnd::refused) addFileNotes(report);
-    const bool setUpFailed = end == RunEnd::refused && reason.empty();
-    if (settled && !setUpFailed) addUnwritten(*this, report);
-    if (end == RunEnd::refused || end == RunEnd::setUpsRan) return;
-    Notes found{*this, report.notes};
-    if (end == RunEnd::stopped) report.notes.push_back("the run was stopped on request");
+}  // namespace
+
+void addNotes(const Engine& e, Report& report) {
+    report.notes = e.outcome.notes;
+    report.warned = e.outcome.warned;
+    if (e.outcome.end != RunEnd::refused) addFileNotes(e, report);
+    const bool setUpFailed = e.outcome.end == RunEnd::refused && e.outcome.reason.empty();
+    if (e.setUpDone && !setUpFailed) addUnwritten(e, report);
+    if (e.outcome.end == RunEnd::refused || e.outcome.end == RunEnd::checkedOnly) return;
+    Notes found{e, report.notes};
+    if (e.outcome.end == RunEnd::stopped) report.notes.push_back("the run was stopped on request");
     // Where every output has its count, what still waits or is left is not missed.
-    if (end != RunEnd::complete)
-        for (const Task& task : tasks) found.addTask(task);
+    if (e.outcome.end != RunEnd::complete)
+        for (const Task& task : e.graph.tasks) found.addTask(task);
     if (found.ranOut()) found.addHeldUpInputs();
-    found.addUnread(pipes);
-    found.addUnread(triggers);
-    found.addShortOutputs(pipeOutputs, "sample");
-    found.addShortOutputs(triggerOutputs, "event");
+    found.addUnread(e.graph.pipes);
+    found.addUnread(e.graph.triggers);
+    found.addShortOutputs(e.graph.pipeOutputs, "sample");
+    found.addShortOutputs(e.graph.triggerOutputs, "event");
     found.addIncompleteFrames();
 }
 

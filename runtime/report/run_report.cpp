@@ -1,10 +1,10 @@
-// What a run came to, in figures.
+#include "runtime/report/run_report.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "runtime/engine/flow.h"
 #include "runtime/report/caution_check.h"
+#include "runtime/report/run_notes.h"
 
 namespace libzepl {
 
@@ -46,90 +46,82 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 }  // namespace
 
-Report::Status Engine::status() const noexcept {
-    if (end == RunEnd::refused) return Report::Status::refused;
-    if (end == RunEnd::failed || !reason.empty()) return Report::Status::failed;
-    for (const Task& task : tasks)
-        if (task.state == TaskState::ended) return Report::Status::failed;
-    return end == RunEnd::stopped ? Report::Status::interrupted : Report::Status::ok;
-}
-
 // The names of all that is reported.
-Report Engine::outlineReport() const {
+Report outlineReport(const Engine& e) {
     Report report;
-    for (const Task& task : tasks) {
+    for (const Task& task : e.graph.tasks) {
         TaskReport& each = report.tasks.emplace_back();
         each.line = task.line;
         each.command = task.command->name;
     }
-    for (const Pipe& pipe : pipes) report.pipes.push_back({pipe.name, pipe.type, 0, 0});
-    for (const Trigger& trigger : triggers) report.triggers.push_back({trigger.name, 0, 0});
-    for (const Variable& variable : variables) report.variables.push_back({variable.name, variable.type, {}});
+    for (const Pipe& pipe : e.graph.pipes) report.pipes.push_back({pipe.name, pipe.type, 0, 0});
+    for (const Trigger& trigger : e.graph.triggers) report.triggers.push_back({trigger.name, 0, 0});
+    for (const Variable& variable : e.graph.variables) report.variables.push_back({variable.name, variable.type, {}});
     return report;
 }
 
 // The figures of what an outline names. Allocates nothing, and takes no lock.
-void Engine::fillReport(Report& report) const noexcept {
-    report.status = status();
-    report.outputsFinished = outputsFinished;
-    for (std::size_t i = 0; i < tasks.size(); ++i) {
+void fillReport(const Engine& e, Report& report) noexcept {
+    report.status = e.status();
+    report.outputsFinished = e.outcome.outputsFinished;
+    for (std::size_t i = 0; i < e.graph.tasks.size(); ++i) {
         TaskReport& each = report.tasks[i];
-        each.state = stateOf(tasks[i]);
-        each.began = tasks[i].outcome.began;
-        each.code = tasks[i].outcome.code;
-        each.index = tasks[i].outcome.index;
-        each.exit = tasks[i].outcome.exit;
+        each.state = stateOf(e.graph.tasks[i]);
+        each.began = e.graph.tasks[i].outcome.began;
+        each.code = e.graph.tasks[i].outcome.code;
+        each.index = e.graph.tasks[i].outcome.index;
+        each.exit = e.graph.tasks[i].outcome.exit;
     }
-    for (std::size_t i = 0; i < pipes.size(); ++i) {
-        report.pipes[i].written = pipes[i].written;
-        report.pipes[i].unread = unreadOf(pipes[i]);
+    for (std::size_t i = 0; i < e.graph.pipes.size(); ++i) {
+        report.pipes[i].written = e.graph.pipes[i].writePosition;
+        report.pipes[i].unread = unreadOf(e.graph.pipes[i]);
     }
-    for (std::size_t i = 0; i < triggers.size(); ++i) {
-        report.triggers[i].asserted = triggers[i].written;
-        report.triggers[i].status = triggers[i].status;
+    for (std::size_t i = 0; i < e.graph.triggers.size(); ++i) {
+        report.triggers[i].asserted = e.graph.triggers[i].writePosition;
+        report.triggers[i].status = e.graph.triggers[i].status;
     }
-    for (std::size_t i = 0; i < variables.size(); ++i) fill(report.variables[i], variables[i]);
-    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+    for (std::size_t i = 0; i < e.graph.variables.size(); ++i) fill(report.variables[i], e.graph.variables[i]);
+    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - e.outcome.began).count();
 }
 
-Report Engine::makeReport() {
-    Report report = outlineReport();
-    fillReport(report);
-    report.reason = reason;
-    report.remedy = remedy;
-    report.channel = reasonChannel;
-    for (std::size_t i = 0; i < tasks.size(); ++i) {
-        report.tasks[i].text = tasks[i].outcome.text;
-        report.tasks[i].remedy = tasks[i].outcome.remedy;
+Report makeReport(const Engine& e) {
+    Report report = outlineReport(e);
+    fillReport(e, report);
+    report.reason = e.outcome.reason;
+    report.remedy = e.outcome.remedy;
+    report.channel = e.outcome.reasonChannel;
+    for (std::size_t i = 0; i < e.graph.tasks.size(); ++i) {
+        report.tasks[i].text = e.graph.tasks[i].outcome.text;
+        report.tasks[i].remedy = e.graph.tasks[i].outcome.remedy;
     }
-    report.digital = digital;
-    report.console = linesOf(console);
-    report.outputs = outputReports;
-    addNotes(report);
-    report.notes.insert(report.notes.end(), outputNotes.begin(), outputNotes.end());
-    addCautions(*this, report);
+    report.digital = e.outcome.digital;
+    report.console = linesOf(e.outcome.console);
+    report.outputs = e.outcome.outputReports;
+    addNotes(e, report);
+    report.notes.insert(report.notes.end(), e.outcome.outputNotes.begin(), e.outcome.outputNotes.end());
+    addCautions(e, report);
     return report;
 }
 
-// Makes now what cannot be made when a command has left the memory of the process in doubt.
-void Engine::prepareForCrash() {
-    if (!options.crashed) return;
-    crashReport = outlineReport();
-    crashReport.notes.emplace_back(
+CrashReporter::CrashReporter(Engine& e) : e_(e) {
+    if (!e.options.crashed) return;
+    report_ = outlineReport(e);
+    report_.notes.emplace_back(
         "the program had to end at once: the outputs are dropped, and what was printed is not here");
-    crashText.reserve(128);
+    text_.reserve(128);
+    e.crashed = [this](const char* what) { say(what); };
 }
 
-// From a signal's handler, with the process as the command left it.
-void Engine::tellCrash(const char* what) noexcept {
-    if (!options.crashed) return;
-    fillReport(crashReport);
-    crashReport.status = Report::Status::failed;
-    TaskReport& task = crashReport.tasks[current->number - 1];
+CrashReporter::~CrashReporter() { e_.crashed = nullptr; }
+
+void CrashReporter::say(const char* what) noexcept {
+    fillReport(e_, report_);
+    report_.status = Report::Status::failed;
+    TaskReport& task = report_.tasks[e_.scheduler.current->number - 1];
     task.state = TaskReport::State::fault;
-    crashText.assign(std::string_view(what).substr(0, crashText.capacity()));
-    task.text.swap(crashText);
-    options.crashed(crashReport, current->number - 1);
+    text_.assign(std::string_view(what).substr(0, text_.capacity()));
+    task.text.swap(text_);
+    e_.options.crashed(report_, e_.scheduler.current->number - 1);
 }
 
 }  // namespace libzepl

@@ -6,6 +6,9 @@
 #include <utility>
 
 #include "runtime/engine/flow.h"
+#include "runtime/engine/rounds.h"
+#include "runtime/engine/run.h"
+#include "runtime/report/run_report.h"
 #include "runtime/session/session_ids.h"
 #include "runtime/session/task_arguments.h"
 
@@ -38,7 +41,7 @@ class MemorySink : public Sink {
  private:
     void grow(std::size_t capacity) {
         Charge charge;
-        if (!charge.take(budget_, costOf(capacity)))
+        if (!charge.reserve(budget_, costOf(capacity)))
             throw Problem("no memory is left for what is to be collected", "raise --memory");
         bytes_.reserve(capacity);
         charge_ = std::move(charge);
@@ -57,7 +60,7 @@ std::string nameFor(std::string given, const char* what, std::size_t number) {
 
 // What a task's record takes, its stack and what it allocates apart: three deques of a node each among it.
 std::uint64_t costOfTask(const TaskSettings& settings) {
-    constexpr std::uint64_t deque = 768, perArgument = sizeof(Parameter) + sizeof(PipeEnd) + 64;
+    constexpr std::uint64_t deque = 768, perArgument = sizeof(Parameter) + sizeof(PipePort) + 64;
     std::uint64_t cost = sizeof(Task) + 3 * deque + 512 + settings.signatureAdvice.size();
     for (const TaskArgument& argument : settings.arguments)
         cost += perArgument + argument.name.size() + argument.text.size();
@@ -74,10 +77,10 @@ void checkWhole(const std::string& name, ElementType type, std::size_t bytes) {
 
 // Storage for a capacity is a power of two of elements.
 void checkCapacity(const Engine& e, const std::string& name, const PipeSettings& settings) {
-    const std::uint64_t most = std::min(std::bit_floor(e.memory.limit() / widthOf(settings.type)), maxElements);
+    const std::uint64_t most = std::min(std::bit_floor(e.graph.memory.limit() / widthOf(settings.type)), maxElements);
     if (settings.capacity.value_or(0) <= most) return;
     throw Problem("a capacity of " + std::to_string(*settings.capacity) + " elements for " + libzepl::quoted(name) +
-                      " is more than the memory limit of " + std::to_string(e.memory.limit()) +
+                      " is more than the memory limit of " + std::to_string(e.graph.memory.limit()) +
                       " bytes has room for, at most " + std::to_string(most),
                   "ask for less, or raise --memory");
 }
@@ -116,7 +119,7 @@ void claimInput(ChannelType& channel) {
     channel.inputWrites = true;
 }
 
-bool isCollected(const Pipe& pipe) { return pipe.retains; }
+bool isCollected(const Pipe& pipe) { return pipe.keepsAll; }
 bool isCollected(const Trigger&) { return false; }
 
 template <class ChannelType>
@@ -131,9 +134,9 @@ template <class Outputs, class ChannelType, class SinkPointer>
 void addReadingOutput(Outputs& outputs, ChannelType& channel, SinkPointer sink, std::optional<std::uint64_t> limit) {
     checkNoOutput(channel);
     auto& output = outputs.emplace_back();
-    output.end.channel = &channel;
+    output.port.channel = &channel;
     channel.hasOutput = true;
-    channel.watched = true;
+    channel.notifyOnWrite = true;
     output.sink = std::move(sink);
     output.limit = limit;
 }
@@ -148,7 +151,7 @@ PipeInput& addInput(Engine& e, Pipe& pipe, std::optional<std::uint64_t> length, 
                           " elements, more than any memory holds",
                       "give the number of elements, not of bytes; none where it is unknown");
     claimInput(pipe);
-    PipeInput& input = e.pipeInputs.emplace_back();
+    PipeInput& input = e.graph.pipeInputs.emplace_back();
     input.pipe = &pipe;
     input.length = length;
     input.ended = length == std::uint64_t{0};
@@ -162,21 +165,7 @@ void checkSink(const std::string& name, const std::unique_ptr<Sink>& sink) {
         throw Problem("the output of " + libzepl::quoted(name) + " is given no sink", "collect() needs none");
 }
 
-std::uint32_t nextNumber() {
-    static std::atomic<std::uint32_t> last{0};
-    return ++last;
-}
-
 }  // namespace
-
-Engine::Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions)
-    : number(nextNumber()),
-      library(commandLibrary),
-      options(std::move(sessionOptions)),
-      memory(options.memoryLimit),
-      stop(options.stop) {
-    if (stop == nullptr) stop = std::make_shared<StopRequest>();
-}
 
 Session::Session(const CommandLibrary& library, SessionOptions options)
     : engine_(std::make_unique<Engine>(library, checked(std::move(options)))) {}
@@ -190,7 +179,7 @@ Engine& Session::unstarted() const {
 
 PipeId Session::addPipe(PipeSettings settings) {
     Engine& e = unstarted();
-    std::string name = nameFor(std::move(settings.name), "pipe", e.pipes.size() + 1);
+    std::string name = nameFor(std::move(settings.name), "pipe", e.graph.pipes.size() + 1);
     checkWhole(name, settings.type, settings.starts.size());
     checkCapacity(e, name, settings);
     Pipe pipe;
@@ -201,47 +190,47 @@ PipeId Session::addPipe(PipeSettings settings) {
     pipe.capacity = std::max<std::uint64_t>(settings.capacity.value_or(4 * std::uint64_t{e.options.block}), 1);
     pipe.capacity = std::max(pipe.capacity, starts);
     if (starts > 0) {
-        if (!makeStorage(e, pipe))
+        if (!makeStorage(e.graph.memory, pipe))
             throw Problem("no memory is left for the pipe " + libzepl::quoted(pipe.name), "raise --memory");
         pipe.copyIn(settings.starts.data(), starts);
-        pipe.written = starts;
-        pipe.hasStarts = true;
+        pipe.writePosition = starts;
+        pipe.hasInitialElements = true;
     }
-    e.pipes.push_back(std::move(pipe));
-    return idOfLast<PipeId>(e, e.pipes);
+    e.graph.pipes.push_back(std::move(pipe));
+    return idOfLast<PipeId>(e, e.graph.pipes);
 }
 
 TriggerId Session::addTrigger(std::string name) {
     Engine& e = unstarted();
-    Trigger& trigger = e.triggers.emplace_back();
-    trigger.name = nameFor(std::move(name), "trigger", e.triggers.size());
+    Trigger& trigger = e.graph.triggers.emplace_back();
+    trigger.name = nameFor(std::move(name), "trigger", e.graph.triggers.size());
     trigger.capacity = triggerCapacity;
-    trigger.storageUntil = ~std::uint64_t{0};
-    return idOfLast<TriggerId>(e, e.triggers);
+    trigger.storageLimit = ~std::uint64_t{0};
+    return idOfLast<TriggerId>(e, e.graph.triggers);
 }
 
 VariableId Session::addVariable(std::string name, ElementType type, const void* value) {
     Engine& e = unstarted();
-    name = nameFor(std::move(name), "variable", e.variables.size() + 1);
+    name = nameFor(std::move(name), "variable", e.graph.variables.size() + 1);
     if (value == nullptr)
         throw Problem(libzepl::quoted(name) + " is given no value", "give the address of one of its type");
-    Variable& variable = e.variables.emplace_back();
+    Variable& variable = e.graph.variables.emplace_back();
     variable.name = std::move(name);
     variable.type = type;
     storeCell(variable.cell, type, value);
-    return idOfLast<VariableId>(e, e.variables);
+    return idOfLast<VariableId>(e, e.graph.variables);
 }
 
 VectorId Session::addVector(std::string name, ElementType type, std::vector<std::byte> elements) {
     Engine& e = unstarted();
-    name = nameFor(std::move(name), "vector", e.vectors.size() + 1);
+    name = nameFor(std::move(name), "vector", e.graph.vectors.size() + 1);
     checkWhole(name, type, elements.size());
     const std::uint64_t cost = costOf(elements.size()) + sizeof(Vector) + name.size();
-    AlignedBytes bytes = e.memory.take(cost) ? allocateAligned(elements.size()) : nullptr;
+    AlignedBytes bytes = e.graph.memory.reserve(cost) ? allocateAligned(elements.size()) : nullptr;
     if (bytes == nullptr) throw Problem("no memory is left for the vector " + libzepl::quoted(name), "raise --memory");
     if (!elements.empty()) std::memcpy(bytes.get(), elements.data(), elements.size());
-    e.vectors.push_back({std::move(name), type, elements.size() / widthOf(type), std::move(bytes)});
-    return idOfLast<VectorId>(e, e.vectors);
+    e.graph.vectors.push_back({std::move(name), type, elements.size() / widthOf(type), std::move(bytes)});
+    return idOfLast<VectorId>(e, e.graph.vectors);
 }
 
 void Session::addTask(TaskSettings settings) {
@@ -250,10 +239,10 @@ void Session::addTask(TaskSettings settings) {
     if (command == nullptr)
         throw Problem("unknown command " + libzepl::quoted(settings.command), "the library's commands() are known");
     checkArguments(e, settings);
-    if (!e.memory.take(costOfTask(settings)))
+    if (!e.graph.memory.reserve(costOfTask(settings)))
         throw Problem("no memory is left for " + settings.command, "use fewer tasks, or raise --memory");
-    Task& task = e.tasks.emplace_back(e.memory);
-    task.number = static_cast<std::uint32_t>(e.tasks.size());
+    Task& task = e.graph.tasks.emplace_back(e.graph.memory);
+    task.number = static_cast<std::uint32_t>(e.graph.tasks.size());
     task.command = command;
     task.line = settings.line;
     task.signatureAdvice = std::move(settings.signatureAdvice);
@@ -279,14 +268,14 @@ TaskArgument Session::use(VectorId id) const {
     return objectArgument(vectorKind(vector.type), id, vector.name);
 }
 
-PipeId Session::pipeNamed(std::string_view name) const { return idNamed<PipeId>(*engine_, engine_->pipes, name); }
+PipeId Session::pipeNamed(std::string_view name) const { return idNamed<PipeId>(*engine_, engine_->graph.pipes, name); }
 
 TriggerId Session::triggerNamed(std::string_view name) const {
-    return idNamed<TriggerId>(*engine_, engine_->triggers, name);
+    return idNamed<TriggerId>(*engine_, engine_->graph.triggers, name);
 }
 
 VariableId Session::variableNamed(std::string_view name) const {
-    return idNamed<VariableId>(*engine_, engine_->variables, name);
+    return idNamed<VariableId>(*engine_, engine_->graph.variables, name);
 }
 
 void Session::setInput(PipeId id, std::unique_ptr<Source> source) {
@@ -299,10 +288,10 @@ void Session::setInput(PipeId id, std::unique_ptr<Source> source) {
 void Session::setInput(TriggerId id, std::vector<TriggerRow> rows) {
     Engine& e = unstarted();
     Trigger& trigger = objectOf(e, id);
-    if (!e.memory.take(costOf(rows.capacity() * sizeof(TriggerRow))))
+    if (!e.graph.memory.reserve(costOf(rows.capacity() * sizeof(TriggerRow))))
         throw Problem("no memory is left for the events of " + libzepl::quoted(trigger.name), "raise --memory");
     claimInput(trigger);
-    TriggerInput& input = engine_->triggerInputs.emplace_back();
+    TriggerInput& input = engine_->graph.triggerInputs.emplace_back();
     input.trigger = &trigger;
     input.rows = std::move(rows);
 }
@@ -317,44 +306,44 @@ void Session::feedMemory(PipeId id, const void* elements, std::uint64_t count, i
 void Session::setOutput(PipeId id, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit) {
     Pipe& pipe = objectOf(unstarted(), id);
     checkSink(pipe.name, sink);
-    addReadingOutput(engine_->pipeOutputs, pipe, std::move(sink), limit);
+    addReadingOutput(engine_->graph.pipeOutputs, pipe, std::move(sink), limit);
 }
 
 void Session::setOutput(TriggerId id, std::unique_ptr<TriggerSink> sink, std::optional<std::uint64_t> limit) {
     Trigger& trigger = objectOf(unstarted(), id);
     checkSink(trigger.name, sink);
-    addReadingOutput(engine_->triggerOutputs, trigger, std::move(sink), limit);
+    addReadingOutput(engine_->graph.triggerOutputs, trigger, std::move(sink), limit);
 }
 
 void Session::addNote(std::string note, bool warned) {
-    if (warned) engine_->warned.push_back(note);
-    engine_->notes.push_back(std::move(note));
+    if (warned) engine_->outcome.warned.push_back(note);
+    engine_->outcome.notes.push_back(std::move(note));
 }
 
 void Session::noteRate(PipeId id, const UntoldRate& rate) {
     const Pipe& pipe = objectOf(unstarted(), id);
-    for (PipeOutput& output : engine_->pipeOutputs)
-        if (output.end.channel == &pipe) output.untoldRate = rate;
+    for (PipeOutput& output : engine_->graph.pipeOutputs)
+        if (output.port.channel == &pipe) output.untoldRate = rate;
 }
 
 void Session::collect(PipeId id, std::optional<std::uint64_t> limit, std::uint64_t expected) {
     Engine& e = unstarted();
     Pipe& pipe = objectOf(e, id);
-    if (limit || pipe.hasStarts)
-        return setOutput(id, std::make_unique<MemorySink>(e.memory, widthOf(pipe.type)), limit);
+    if (limit || pipe.hasInitialElements)
+        return setOutput(id, std::make_unique<MemorySink>(e.graph.memory, widthOf(pipe.type)), limit);
     checkNoOutput(pipe);
-    pipe.retains = true;
-    if (expected > 0 && !makeStorage(*engine_, pipe, expected)) {
-        pipe.retains = false;
+    pipe.keepsAll = true;
+    if (expected > 0 && !makeStorage(engine_->graph.memory, pipe, expected)) {
+        pipe.keepsAll = false;
         throw Problem("no memory is left for the " + std::to_string(expected) + " elements of " +
                           libzepl::quoted(pipe.name) + " that are to be collected",
                       "expect fewer, or raise --memory");
     }
-    engine_->pipeOutputs.emplace_back().end.channel = &pipe;
+    engine_->graph.pipeOutputs.emplace_back().port.channel = &pipe;
 }
 
 void Session::collect(TriggerId id, std::optional<std::uint64_t> limit) {
-    addReadingOutput(engine_->triggerOutputs, objectOf(unstarted(), id), std::unique_ptr<TriggerSink>(), limit);
+    addReadingOutput(engine_->graph.triggerOutputs, objectOf(unstarted(), id), std::unique_ptr<TriggerSink>(), limit);
 }
 
 void Session::expectElements(PipeId id, ElementType type) const {
@@ -367,10 +356,10 @@ void Session::expectElements(PipeId id, ElementType type) const {
 
 const std::byte* Session::collectedBytes(PipeId id, std::uint64_t& count) const {
     const Pipe& pipe = objectOf(*engine_, id);
-    for (const PipeOutput& output : engine_->pipeOutputs) {
-        if (output.end.channel != &pipe) continue;
+    for (const PipeOutput& output : engine_->graph.pipeOutputs) {
+        if (output.port.channel != &pipe) continue;
         if (output.sink == nullptr) {
-            count = pipe.written;
+            count = pipe.writePosition;
             return pipe.storage;
         }
         if (const auto* sink = dynamic_cast<const MemorySink*>(output.sink.get())) {
@@ -383,8 +372,8 @@ const std::byte* Session::collectedBytes(PipeId id, std::uint64_t& count) const 
 
 std::vector<std::uint32_t> Session::collectedEvents(TriggerId id) const {
     const Trigger& trigger = objectOf(*engine_, id);
-    for (const TriggerOutput& output : engine_->triggerOutputs)
-        if (output.end.channel == &trigger && output.sink == nullptr) return output.events;
+    for (const TriggerOutput& output : engine_->graph.triggerOutputs)
+        if (output.port.channel == &trigger && output.sink == nullptr) return output.events;
     throw Problem(libzepl::quoted(trigger.name) + " was not collected", "call collect() before the run");
 }
 
@@ -406,7 +395,11 @@ void Session::setTriggerProperty(TriggerId id, std::uint32_t selector, std::uint
 Report Session::run() {
     Engine& e = unstarted();
     e.started = true;
-    return e.run();
+    const CrashReporter crashes(e);
+    runSession(e);
+    Report report = makeReport(e);
+    for (Task& task : e.graph.tasks) releaseTask(e, task);
+    return report;
 }
 
 void Session::requestStop() { engine_->stop->request(); }

@@ -28,9 +28,9 @@ auto& objectIn(const Engine& e, Objects& objects, Id id, const char* what) {
 }
 
 // What the id stands for; a Problem where it is not of this session.
-inline Pipe& objectOf(Engine& e, PipeId id) { return objectIn(e, e.pipes, id, "pipe"); }
-inline Trigger& objectOf(Engine& e, TriggerId id) { return objectIn(e, e.triggers, id, "trigger"); }
-inline Variable& objectOf(Engine& e, VariableId id) { return objectIn(e, e.variables, id, "variable"); }
-inline Vector& objectOf(Engine& e, VectorId id) { return objectIn(e, e.vectors, id, "vector"); }
+inline Pipe& objectOf(Engine& e, PipeId id) { return objectIn(e, e.graph.pipes, id, "pipe"); }
+inline Trigger& objectOf(Engine& e, TriggerId id) { return objectIn(e, e.graph.triggers, id, "trigger"); }
+inline Variable& objectOf(Engine& e, VariableId id) { return objectIn(e, e.graph.variables, id, "variable"); }
+inline Vector& objectOf(Engine& e, VectorId id) { return objectIn(e, e.graph.vectors, id, "vector"); }
 
 }  // namespace libzepl

@@ -56,9 +56,9 @@ class ParameterMaker {
  private:
     zepl::Slot slotOf(const TaskArgument& argument, Parameter& parameter) {
         if ((argument.kind & zepl::anyPipe) != 0)
-            return handleOf(task_.pipeEnds, e_.pipeHandles, objectAs<PipeId>(e_, argument));
+            return handleOf(task_.pipePorts, e_.graph.pipeHandles, objectAs<PipeId>(e_, argument));
         if ((argument.kind & zepl::triggerKind) != 0)
-            return handleOf(task_.triggerEnds, e_.triggerHandles, objectAs<TriggerId>(e_, argument));
+            return handleOf(task_.triggerPorts, e_.graph.triggerHandles, objectAs<TriggerId>(e_, argument));
         if ((argument.kind & zepl::anyVector) != 0) return static_cast<std::uint32_t>(argument.object) + 1;
         if ((argument.kind & zepl::variableScalar) != 0) return addressOf(objectAs<VariableId>(e_, argument).cell);
         if ((argument.kind & (zepl::stringKind | zepl::declaredKeyword)) != 0)
@@ -67,13 +67,13 @@ class ParameterMaker {
     }
     static zepl::Slot addressOf(Cell& cell) { return reinterpret_cast<zepl::Slot>(cell.bytes); }
 
-    template <class EndType, class ChannelType>
-    zepl::Slot handleOf(std::deque<EndType>& ends, HandleTable<EndType>& handles, ChannelType& channel) {
-        EndType& end = ends.emplace_back();
-        end.channel = &channel;
-        end.task = &task_;
-        end.position = static_cast<std::int32_t>(task_.parameters.size());
-        return handles.add(end);
+    template <class PortType, class ChannelType>
+    zepl::Slot handleOf(std::deque<PortType>& ends, HandleTable<PortType>& handles, ChannelType& channel) {
+        PortType& port = ends.emplace_back();
+        port.channel = &channel;
+        port.task = &task_;
+        port.position = static_cast<std::int32_t>(task_.parameters.size());
+        return handles.add(port);
     }
 
     Engine& e_;
@@ -81,20 +81,6 @@ class ParameterMaker {
 };
 
 }  // namespace
-
-void storeCell(Cell& cell, ElementType type, const void* value) {
-    std::memset(cell.bytes, 0, sizeof cell.bytes);
-    withElementType(type, [&]<class Element>() {
-        Element element;
-        std::memcpy(&element, value, sizeof element);
-        if constexpr (std::is_integral_v<Element>) {
-            const std::int64_t wide = element;
-            std::memcpy(cell.bytes, &wide, sizeof wide);
-        } else {
-            std::memcpy(cell.bytes, &element, sizeof element);
-        }
-    });
-}
 
 TaskArgument int16Constant(std::int16_t value) { return constantOf(zepl::constantInt16, ElementType::int16, value); }
 TaskArgument int32Constant(std::int32_t value) { return constantOf(zepl::constantInt32, ElementType::int32, value); }

@@ -12,21 +12,21 @@ using Form = SignatureType::Form;
 using Kinds = std::vector<ParamMask>;
 
 // The union of what a parameter's types admit.
-struct Admission {
+struct AcceptedKinds {
     ParamMask kinds = 0;          // for every argument
     ParamMask unsignedKinds = 0;  // for every argument, an untyped number being taken as unsigned
     ParamMask narrowKinds = 0;    // for every argument but an untyped number, which takes the type that is asked for
     std::vector<const SignatureType*> keywords;
 };
 
-ParamMask kindOf(Noun noun, Direction direction, ElementType type) {
+ParamMask kindOf(ParameterClass noun, Direction direction, ElementType type) {
     const bool written = direction == Direction::out;
-    if (noun == Noun::pipe) return pipeKind(type);
-    if (noun == Noun::vector) return written ? 0 : vectorKind(type);
+    if (noun == ParameterClass::pipe) return pipeKind(type);
+    if (noun == ParameterClass::vector) return written ? 0 : vectorKind(type);
     return written ? variableKind(type) : variableKind(type) | constantKind(type);
 }
 
-void admitScalars(const SignatureType& type, Noun noun, Direction direction, Admission& admission) {
+void admitScalars(const SignatureType& type, ParameterClass noun, Direction direction, AcceptedKinds& admission) {
     for (const std::string& name : type.scalars) {
         // There is no kind for int8, so nothing can be given for it.
         if (const auto element = elementTypeNamed(name)) admission.kinds |= kindOf(noun, direction, *element);
@@ -35,22 +35,22 @@ void admitScalars(const SignatureType& type, Noun noun, Direction direction, Adm
     }
 }
 
-void admitReferred(Form form, Noun noun, Direction direction, ElementType type, Admission& admission) {
+void admitReferred(Form form, ParameterClass noun, Direction direction, ElementType type, AcceptedKinds& admission) {
     admission.kinds |= kindOf(noun, direction, type);
     const bool tiedToStream = form == Form::elementOf || form == Form::contentOf;
-    if (tiedToStream && noun == Noun::value && type == ElementType::int32 && direction != Direction::out)
+    if (tiedToStream && noun == ParameterClass::value && type == ElementType::int32 && direction != Direction::out)
         admission.narrowKinds |= kindOf(noun, direction, ElementType::int16);
 }
 
 void admit(const SignatureParameter& parameter, const SignatureType& type, const ReferenceLookup& referenced,
-           Admission& admission) {
+           AcceptedKinds& admission) {
     for (const SignatureType& choice : type.choices) admit(parameter, choice, referenced, admission);
     if (type.form == Form::keyword) admission.keywords.push_back(&type);
-    const Referred referred = type.reference.empty() ? Referred{} : referenced(type.reference);
-    const Noun noun = nounOf(parameter, type, referred.noun);
-    if (noun == Noun::trigger) admission.kinds |= zepl::triggerKind;
-    if (noun == Noun::text && parameter.direction != Direction::out) admission.kinds |= zepl::stringKind;
-    if (noun != Noun::pipe && noun != Noun::value && noun != Noun::vector) return;
+    const ReferenceTarget referred = type.reference.empty() ? ReferenceTarget{} : referenced(type.reference);
+    const ParameterClass noun = classOf(parameter, type, referred.noun);
+    if (noun == ParameterClass::trigger) admission.kinds |= zepl::triggerKind;
+    if (noun == ParameterClass::text && parameter.direction != Direction::out) admission.kinds |= zepl::stringKind;
+    if (noun != ParameterClass::pipe && noun != ParameterClass::value && noun != ParameterClass::vector) return;
     if (type.reference.empty()) return admitScalars(type, noun, parameter.direction, admission);
     if (referred.type) admitReferred(type.form, noun, parameter.direction, *referred.type, admission);
 }
@@ -65,7 +65,7 @@ void addInteger(Kinds& kinds, ParamMask admitted, ElementType type, const Number
 }
 
 // A type that holds the value with its sign comes before one that holds its bits alone.
-Kinds untypedNumberKinds(const Number& number, const Admission& admission) {
+Kinds untypedNumberKinds(const Number& number, const AcceptedKinds& admission) {
     using Int16 = std::numeric_limits<std::int16_t>;
     using Int32 = std::numeric_limits<std::int32_t>;
     const ParamMask unsignedKinds = admission.unsignedKinds;
@@ -81,7 +81,7 @@ Kinds untypedNumberKinds(const Number& number, const Admission& admission) {
     return kinds;
 }
 
-Kinds wordKinds(const std::string& word, const Admission& admission) {
+Kinds wordKinds(const std::string& word, const AcceptedKinds& admission) {
     const auto declares = [&](const SignatureType* type) {
         return std::find(type->words.begin(), type->words.end(), word) != type->words.end();
     };
@@ -97,7 +97,7 @@ Kinds wordKinds(const std::string& word, const Admission& admission) {
 
 ParamMask naturalNumberKind(const ResolvedArgument& argument) {
     if (argument.typed) return constantKind(argument.type);
-    Admission anyType;
+    AcceptedKinds anyType;
     anyType.kinds = zepl::constantInteger | zepl::constantDouble;
     return untypedNumberKinds(argument.number, anyType).front();
 }
@@ -123,40 +123,40 @@ ParamMask naturalKind(const ResolvedArgument& argument) {
 
 }  // namespace
 
-Referred referredBy(ParamMask kind) {
+ReferenceTarget referredBy(ParamMask kind) {
     for (ElementType type : allElementTypes) {
-        if (kind == pipeKind(type)) return {Noun::pipe, type};
-        if (kind == vectorKind(type)) return {Noun::vector, type};
-        if (kind == variableKind(type) || kind == constantKind(type)) return {Noun::value, type};
+        if (kind == pipeKind(type)) return {ParameterClass::pipe, type};
+        if (kind == vectorKind(type)) return {ParameterClass::vector, type};
+        if (kind == variableKind(type) || kind == constantKind(type)) return {ParameterClass::value, type};
     }
-    if (kind == zepl::triggerKind) return {Noun::trigger, {}};
-    if (kind == zepl::stringKind) return {Noun::text, {}};
-    return {(kind & zepl::anyKeyword) != 0 ? Noun::keyword : Noun::unknown, {}};
+    if (kind == zepl::triggerKind) return {ParameterClass::trigger, {}};
+    if (kind == zepl::stringKind) return {ParameterClass::text, {}};
+    return {(kind & zepl::anyKeyword) != 0 ? ParameterClass::keyword : ParameterClass::unknown, {}};
 }
 
-Noun nounOf(const SignatureParameter& parameter, const SignatureType& type, Noun referred) {
-    if (parameter.kind == SignatureKind::trigger) return Noun::trigger;
+ParameterClass classOf(const SignatureParameter& parameter, const SignatureType& type, ParameterClass referred) {
+    if (parameter.kind == SignatureKind::trigger) return ParameterClass::trigger;
     switch (type.form) {
         case Form::string:
-            return Noun::text;
+            return ParameterClass::text;
         case Form::keyword:
-            return Noun::keyword;
+            return ParameterClass::keyword;
         case Form::vectors:
-            return Noun::vector;
+            return ParameterClass::vector;
         case Form::choice:
-            return Noun::unknown;
+            return ParameterClass::unknown;
         default:
             break;
     }
-    if (parameter.kind == SignatureKind::pipe) return Noun::pipe;
+    if (parameter.kind == SignatureKind::pipe) return ParameterClass::pipe;
     if (type.form == Form::typeOf && parameter.kind == SignatureKind::none) return referred;
     const bool mayBeVector = type.form == Form::typeOf || type.form == Form::contentOf;
-    return mayBeVector && referred == Noun::vector ? Noun::vector : Noun::value;
+    return mayBeVector && referred == ParameterClass::vector ? ParameterClass::vector : ParameterClass::value;
 }
 
 std::vector<ParamMask> kindsFor(const SignatureParameter& parameter, const ResolvedArgument& argument,
                                 const ReferenceLookup& referenced) {
-    Admission admission;
+    AcceptedKinds admission;
     admit(parameter, parameter.type, referenced, admission);
     if (argument.kind == ResolvedArgument::Kind::word) return wordKinds(argument.text, admission);
     if (argument.kind == ResolvedArgument::Kind::number && !argument.typed)
@@ -166,7 +166,7 @@ std::vector<ParamMask> kindsFor(const SignatureParameter& parameter, const Resol
     return (admitted & kind) != 0 ? Kinds{kind} : Kinds{};
 }
 
-std::vector<BoundArgument> naturalKinds(const std::vector<ResolvedArgument>& arguments) {
+std::vector<BoundArgument> defaultKinds(const std::vector<ResolvedArgument>& arguments) {
     std::vector<BoundArgument> kinds;
     for (const ResolvedArgument& argument : arguments) kinds.push_back({naturalKind(argument), nullptr});
     return kinds;

@@ -10,20 +10,20 @@
 
 namespace libzepl {
 
-enum class Noun { unknown, pipe, value, vector, text, keyword, trigger };
+enum class ParameterClass { unknown, pipe, value, vector, text, keyword, trigger };
 
 // What a parameter that typeof, elementof or contentof names turned out to be, as far as it is known.
-struct Referred {
-    Noun noun = Noun::unknown;
+struct ReferenceTarget {
+    ParameterClass noun = ParameterClass::unknown;
     std::optional<ElementType> type;
 };
-using ReferenceLookup = std::function<Referred(const std::string& name)>;
+using ReferenceLookup = std::function<ReferenceTarget(const std::string& name)>;
 
 // What a parameter passed as `kind` is.
-Referred referredBy(zepl::ParamMask kind);
+ReferenceTarget referredBy(zepl::ParamMask kind);
 
 // What a parameter of `type`, which is its own or one of its choices, is when `type.reference` is a `referred`.
-Noun nounOf(const SignatureParameter& parameter, const SignatureType& type, Noun referred);
+ParameterClass classOf(const SignatureParameter& parameter, const SignatureType& type, ParameterClass referred);
 
 // "a pipe of int16 or int32", "a value of the same type as `src` (int16)".
 std::string describe(const SignatureParameter& parameter, const ReferenceLookup& referenced);

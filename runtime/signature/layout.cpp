@@ -2,6 +2,7 @@
 #include <map>
 #include <utility>
 
+#include "runtime/base/wording.h"
 #include "runtime/signature.h"
 #include "runtime/signature/kinds.h"
 
@@ -12,29 +13,19 @@ namespace {
 using NodeForm = SignatureNode::Form;
 using TypeForm = SignatureType::Form;
 
-// "a", "a or b", "a, b or c".
-std::string joined(const std::vector<std::string>& parts) {
-    std::string text;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (i > 0) text += i + 1 == parts.size() ? " or " : ", ";
-        text += parts[i];
-    }
-    return text;
-}
-
-std::string article(Noun noun, Direction direction) {
+std::string article(ParameterClass noun, Direction direction) {
     switch (noun) {
-        case Noun::pipe:
+        case ParameterClass::pipe:
             return "a pipe";
-        case Noun::value:
+        case ParameterClass::value:
             return direction == Direction::out ? "a variable" : "a value";
-        case Noun::vector:
+        case ParameterClass::vector:
             return "a vector";
-        case Noun::text:
+        case ParameterClass::text:
             return "a text";
-        case Noun::keyword:
+        case ParameterClass::keyword:
             return "a word";
-        case Noun::trigger:
+        case ParameterClass::trigger:
             return "a trigger";
         default:
             return "a parameter";
@@ -48,7 +39,7 @@ std::string describeKeyword(const SignatureType& type) {
     return (type.words.size() > 1 ? "one of the words " : "the word ") + joined(type.words);
 }
 
-std::string describeReferring(const SignatureType& type, const std::string& noun, const Referred& referred) {
+std::string describeReferring(const SignatureType& type, const std::string& noun, const ReferenceTarget& referred) {
     std::string text = noun + " of the same type as " + quoted(type.reference);
     if (referred.type) text += " (" + std::string(nameOf(*referred.type)) + ")";
     return text;
@@ -62,11 +53,11 @@ std::string describeType(const SignatureParameter& parameter, const SignatureTyp
         for (const SignatureType& choice : type.choices) parts.push_back(describeType(parameter, choice, referenced));
         return joined(parts);
     }
-    const Referred referred = type.reference.empty() ? Referred{} : referenced(type.reference);
-    const Noun noun = nounOf(parameter, type, referred.noun);
+    const ReferenceTarget referred = type.reference.empty() ? ReferenceTarget{} : referenced(type.reference);
+    const ParameterClass noun = classOf(parameter, type, referred.noun);
     std::string text = article(noun, parameter.direction);
     if (!type.reference.empty()) {
-        if (noun != Noun::text && noun != Noun::trigger && noun != Noun::keyword)
+        if (noun != ParameterClass::text && noun != ParameterClass::trigger && noun != ParameterClass::keyword)
             text = describeReferring(type, text, referred);
     } else if (!type.scalars.empty()) {
         text += " of " + joined(type.scalars);
@@ -96,7 +87,7 @@ class Layout {
     void addLine(std::string_view line, std::size_t indent);
 
     std::string text_;
-    std::map<std::string, Noun> nouns_;
+    std::map<std::string, ParameterClass> nouns_;
 };
 
 void Layout::add(const SignatureNode& node, std::size_t indent) {
@@ -110,16 +101,17 @@ void Layout::add(const SignatureNode& node, std::size_t indent) {
 }
 
 void Layout::addParameter(const SignatureParameter& parameter, std::size_t indent) {
-    const auto referenced = [this](const std::string& name) { return Referred{nouns_[name], {}}; };
+    const auto referenced = [this](const std::string& name) { return ReferenceTarget{nouns_[name], {}}; };
     addLine(std::string(wordFor(parameter.direction)) + " " + parameter.name + ": " + describe(parameter, referenced),
             indent);
     const std::string& reference = parameter.type.reference;
-    nouns_[parameter.name] = nounOf(parameter, parameter.type, reference.empty() ? Noun::unknown : nouns_[reference]);
+    nouns_[parameter.name] =
+        classOf(parameter, parameter.type, reference.empty() ? ParameterClass::unknown : nouns_[reference]);
 }
 
 void Layout::addAlternatives(const SignatureNode& node, std::size_t indent) {
-    const std::map<std::string, Noun> before = nouns_;
-    std::map<std::string, Noun> after;
+    const std::map<std::string, ParameterClass> before = nouns_;
+    std::map<std::string, ParameterClass> after;
     for (const SignatureNode& child : node.children) {
         nouns_ = before;
         addLine(&child == &node.children.front() ? "either" : "or", indent);

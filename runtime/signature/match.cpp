@@ -154,7 +154,7 @@ class Search {
 
     const Program& program_;
     const Arguments& arguments_;
-    std::size_t patience_;
+    std::size_t stateBudget_;
     std::vector<State> open_;
     std::set<std::vector<std::size_t>> tried_;
     std::vector<Binding> path_, furthestPath_;
@@ -165,7 +165,7 @@ class Search {
 constexpr std::size_t greatestSearch = 1000000;
 
 Search::Search(const Program& program, const Arguments& arguments)
-    : program_(program), arguments_(arguments), patience_(greatestSearch / (program.slots() + 2)) {}
+    : program_(program), arguments_(arguments), stateBudget_(greatestSearch / (program.slots() + 2)) {}
 
 bool Search::run() {
     open_.push_back({0, 0, std::vector<ParamMask>(program_.slots()), {}});
@@ -173,7 +173,7 @@ bool Search::run() {
         const State state = std::move(open_.back());
         open_.pop_back();
         if (!isNew(state)) continue;
-        if (patience_-- == 0) return false;
+        if (stateBudget_-- == 0) return false;
         path_.resize(state.argument);
         if (state.argument > 0) path_.back() = state.last;
         if (advance(state)) return true;

@@ -167,7 +167,7 @@ TEST_F(SoundTest, aFormatThatCannotHoldTheOutputTakesIt) {
 
 TEST_F(SoundTest, anOutputGrowsPastItsFormat) {
     SoundFormat small = soundFormatFor("a.wav");
-    small.mostBytes = 10;
+    small.maxBytes = 10;
     const auto sink = createSound(writing<std::int16_t>("a.wav"), small);
     const std::vector<std::int16_t> elements(5);
     sink->write(elements.data(), 4);

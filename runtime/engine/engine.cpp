@@ -1,0 +1,34 @@
+#include "runtime/engine/engine.h"
+
+#include <atomic>
+#include <utility>
+
+namespace libzepl {
+
+constinit thread_local Engine* engine [[gnu::tls_model("initial-exec")]] = nullptr;
+
+namespace {
+
+std::uint32_t nextNumber() {
+    static std::atomic<std::uint32_t> last{0};
+    return ++last;
+}
+
+}  // namespace
+
+Engine::Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions)
+    : number(nextNumber()),
+      library(commandLibrary),
+      options(std::move(sessionOptions)),
+      stop(options.stop != nullptr ? options.stop : std::make_shared<StopRequest>()),
+      graph(options.memoryLimit) {}
+
+Report::Status Engine::status() const noexcept {
+    if (outcome.end == RunEnd::refused) return Report::Status::refused;
+    if (outcome.end == RunEnd::failed || !outcome.reason.empty()) return Report::Status::failed;
+    for (const Task& task : graph.tasks)
+        if (task.state == TaskState::ended) return Report::Status::failed;
+    return outcome.end == RunEnd::stopped ? Report::Status::interrupted : Report::Status::ok;
+}
+
+}  // namespace libzepl

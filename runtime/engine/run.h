@@ -1,0 +1,12 @@
+// A run from its first task to the end of its outputs.
+#pragma once
+
+#include "runtime/engine/engine.h"
+
+namespace libzepl {
+
+// Runs the session on this thread. What became of it is in the engine's parts; tasks keep what they have open, for who
+// reports it. What the caller's progress or console threw comes out here, unless it was a Problem.
+void runSession(Engine& e);
+
+}  // namespace libzepl

@@ -1,0 +1,17 @@
+// Streams on both sides of a run: it sleeps for live inputs once nothing more can be computed, and lets the readers of its
+// outputs have what is written.
+#pragma once
+
+#include "runtime/engine/engine.h"
+
+namespace libzepl {
+
+// Sleeps until a live input has something, where only that is missing. Returns, too, when a stop is requested; false when
+// there is nothing to wait for.
+bool awaitLiveInputs(Engine& e);
+
+void flushStreams(Engine& e);
+// The same, at most some times a second.
+void flushStreamsInTime(Engine& e);
+
+}  // namespace libzepl
