@@ -109,7 +109,8 @@ int explainCommand(const CatalogueArguments& arguments) {
 int tellVersions(const CatalogueArguments& arguments) {
     CommandLibrary library;
     loadModules(library, arguments.modules);
-    print("runtime: build " + versionText(hostBuildVersion) + ", interface " + versionText(hostInterfaceVersion) + "\n");
+    print("runtime: build " + versionText(hostBuildVersion) + ", interface " + versionText(hostInterfaceVersion) +
+          "\n");
     for (const LoadedModule& module : library.modules())
         print("module " + module.name + ": build " + versionText(module.buildVersion) + ", interface " +
               versionText(module.interfaceVersion) + ", " + (module.compatible ? "compatible" : "not compatible") +
