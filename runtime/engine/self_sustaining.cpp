@@ -163,7 +163,7 @@ void finishSelfSustaining(Engine& e) {
                                 limit + "; or, if the task comes to an end, raise --patience");
     const std::string wrote = whatItWrote(task);
     e.outcome.finish(RunEnd::selfSustaining,
-                     namesOf(cut) + ", and " + task.label() + " goes on by itself when the inputs have ended" +
+                     namesOf(cut) + ", and " + task.label() + " continues by itself after the inputs have ended" +
                          (wrote.empty() ? "" : ": it wrote " + wrote),
                      limit);
 }

@@ -106,7 +106,7 @@ class EntryReader {
     }
 
     Problem bad(const std::string& what) const {
-        return fileProblem(name_, "its header has " + what, "save the array anew");
+        return fileProblem(name_, "its header has " + what, "save the array again");
     }
 
     std::string_view text_;
@@ -148,7 +148,7 @@ void applyShape(const std::vector<std::uint64_t>& shape, bool fortranOrder, cons
     const std::uint64_t channels = shape.size() == 2 ? shape[1] : 1;
     constexpr std::uint64_t mostBytes = std::numeric_limits<std::int64_t>::max();
     if (channels < 1 || channels > std::numeric_limits<int>::max() || shape[0] > mostBytes / 8 / channels)
-        throw fileProblem(name, text + " is impossible for a recording", "save the array anew");
+        throw fileProblem(name, text + " is impossible for a recording", "save the array again");
     facts.frames = shape[0];
     facts.channels = static_cast<int>(channels);
 }
@@ -156,7 +156,7 @@ void applyShape(const std::vector<std::uint64_t>& shape, bool fortranOrder, cons
 NpyHeader parseHeader(std::string_view text, const std::string& name) {
     const Entries entries = EntryReader(text, name).read();
     if (!entries.type || !entries.fortranOrder || !entries.shape)
-        throw fileProblem(name, "its header lacks one of `descr`, `fortran_order` and `shape`", "save the array anew");
+        throw fileProblem(name, "its header lacks one of `descr`, `fortran_order` and `shape`", "save the array again");
     NpyHeader header;
     header.facts.format = formatOfType(*entries.type, name);
     header.bigEndian = entries.type->front() == '>';
@@ -187,15 +187,15 @@ NpyHeader readNpyHeader(InputFile& file) {
     const std::size_t got = file.read(start.data(), start.size());
     if (got < magic.size() || std::string_view(start.data(), magic.size()) != magic)
         throw fileProblem(file.name(), got == 0 ? "the file is empty" : "it does not start as an .npy file does",
-                          "save the array anew");
+                          "save the array again");
     const int version = start[6];
     if (got < start.size() || version < 1 || version > 3)
-        throw fileProblem(file.name(), "its version is none of 1.0, 2.0 and 3.0", "save the array anew");
+        throw fileProblem(file.name(), "its version is none of 1.0, 2.0 and 3.0", "save the array again");
     const std::size_t digits = version == 1 ? 2 : 4;
     const std::size_t length = textLength(file, digits);
     if (length > maxHeader)
         throw fileProblem(file.name(), "its header of " + std::to_string(length) + " bytes is too long to be right",
-                          "save the array anew");
+                          "save the array again");
     std::string text(length, '\0');
     readAll(file, text);
     NpyHeader header = parseHeader(text, file.name());

@@ -99,7 +99,7 @@ FileKind kindOf(const std::filesystem::path& path, const std::string& format) {
     if (const auto kind = kindOfEnding(ending)) return *kind;
     if (isStream(path)) return FileKind::raw;
     throw fileProblem(path.string(),
-                      ending.empty() ? "the name has no ending that tells the format"
+                      ending.empty() ? "the name has no ending that says which format it is"
                                      : "the ending " + libzepl::quoted(ending) + " is of no known format",
                       "the endings are .npy, .csv, .bin, " + soundEndings() +
                           "; `format wav` and so on after the name says what another one holds");

@@ -38,7 +38,7 @@ void refuseStart(InputFile& file) {
 std::unique_ptr<Source> openRaw(const ReadRequest& request) {
     auto file = std::make_unique<InputFile>(request.path);
     if (request.channel)
-        throw fileProblem(file->name(), "raw data does not tell how many channels it has",
+        throw fileProblem(file->name(), "raw data does not say how many channels it has",
                           "convert it to .npy of shape (frames, channels), or to .wav");
     Completeness complete(file->name(), request.partial);
     RecordingFacts facts;

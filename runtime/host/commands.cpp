@@ -116,7 +116,7 @@ void CommandLibrary::installAll(const std::filesystem::path& path, void* handle)
                       "use a module that was made for it");
     zepl::VersionRecord record{.recordSize = sizeof record, .buildVersion = 0, .interfaceVersion = 0};
     if (callEntry(file, "ModuleVersion", tell, &record) == 0)
-        throw Problem("the module " + file + " does not tell its version", "use another build of the module");
+        throw Problem("the module " + file + " does not report its version", "use another build of the module");
     loading_ = path.stem().string();
     refusal_.clear();
     loadState().library = this;
@@ -124,7 +124,7 @@ void CommandLibrary::installAll(const std::filesystem::path& path, void* handle)
     loadState().library = nullptr;
     if (!installed)
         throw Problem("the module " + file + " could not install its commands" +
-                          (refusal_.empty() ? ", and tells no reason" : ": " + refusal_),
+                          (refusal_.empty() ? ", and reports no reason" : ": " + refusal_),
                       "use another build of the module");
     modules_.push_back({loading_, path, record.buildVersion, record.interfaceVersion, true});
 }

@@ -57,7 +57,7 @@ std::string errorText(zepl::ParamError code) {
         case zepl::ParamError::tooMany:
             return "this and what follows is too much";
         case zepl::ParamError::wrongKind:
-            return "a parameter of this kind cannot stand here";
+            return "a parameter of this kind cannot be here";
     }
     return "error " + std::to_string(static_cast<std::uint32_t>(code));
 }

@@ -155,13 +155,13 @@ void ProcedureLexer::reportCharacters() {
         remedy = "a procedure is plain text";
     } else if (isBeyondAscii(at(0))) {
         while (isBeyondAscii(at(0))) ++at_;
-        remedy = "names have letters from A to Z, digits and `_`; texts stand in double quotes";
+        remedy = "names have letters from A to Z, digits and `_`; texts are written in double quotes";
     } else {
-        if (at(0) == '\'') remedy = "texts stand in double quotes";
+        if (at(0) == '\'') remedy = "texts are written in double quotes";
         ++at_;
     }
     if (std::exchange(reportedLine_, line_) == line_) return;
-    mistakes_.add(placeFrom(start), quoted(text_.substr(start, at_ - start)) + " cannot stand here", remedy);
+    mistakes_.add(placeFrom(start), quoted(text_.substr(start, at_ - start)) + " cannot be here", remedy);
 }
 
 std::string unquoted(std::string_view text) {

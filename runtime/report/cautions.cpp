@@ -163,7 +163,7 @@ void CautionTable::add(const std::string& command, std::string_view text) {
         } else if (field.key == "remedy" && !isOpen && !cautions.empty()) {
             cautions.back().remedy = field.text;
         } else {
-            refuse("field " + quoted(field.key) + " cannot stand here",
+            refuse("field " + quoted(field.key) + " cannot be here",
                    "write `when`, then `caution` or `arrival`, then `remedy`");
         }
     }

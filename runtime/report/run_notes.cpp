@@ -64,7 +64,7 @@ struct Notes {
     void addTask(const Task& task) {
         if (task.state == TaskState::ended) return;
         if (wentOn(task))
-            lines.push_back(task.label() + " went on by itself when " +
+            lines.push_back(task.label() + " was still running by itself when " +
                             (e.graph.hasInputs() ? "the inputs had ended" : "nothing more could come of it"));
         else if (worthANote(task))
             lines.push_back(task.label() + " " + waitText(task));

@@ -94,7 +94,7 @@ void checkBlock(const std::string& what, std::uint32_t block) {
 SessionOptions checked(SessionOptions options) {
     checkBlock("the default block", options.block);
     const auto told = options.info.find(static_cast<std::uint32_t>(zepl::SysInfo::defaultBlock));
-    if (told != options.info.end()) checkBlock("what selector 17 tells, the default block,", told->second);
+    if (told != options.info.end()) checkBlock("the answer of selector 17, the default block,", told->second);
     if (options.rate && !(*options.rate > 0 && std::isfinite(*options.rate)))
         throw Problem(
             "a rate is a positive, finite number of frames a second, and not " + std::to_string(*options.rate),

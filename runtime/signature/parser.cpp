@@ -307,8 +307,7 @@ std::string Parser::reference() {
     expect("(");
     const int offset = token().offset;
     std::string name = word("a parameter's name");
-    if (!known_.contains(name))
-        throw SignatureError("no parameter " + quoted(name) + " stands in front of this", offset);
+    if (!known_.contains(name)) throw SignatureError("no parameter " + quoted(name) + " comes before this", offset);
     expect(")");
     return name;
 }

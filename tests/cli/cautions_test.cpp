@@ -249,9 +249,9 @@ TEST(Cautions, ATextThatCannotBeReadIsRefused) {
         {"when: a >\ncaution: x\n", "a caution's comparison has no value that can be read"},
         {"when: a is given and\ncaution: x\n", "a caution's condition cannot be read: ``"},
         {"when: always\n", "a caution's condition has no text"},
-        {"caution: x\n", "a caution's field `caution` cannot stand here"},
-        {"when: always\nremedy: x\n", "a caution's field `remedy` cannot stand here"},
-        {"when: always\ncaution: x\nadvice: y\n", "a caution's field `advice` cannot stand here"},
+        {"caution: x\n", "a caution's field `caution` cannot be here"},
+        {"when: always\nremedy: x\n", "a caution's field `remedy` cannot be here"},
+        {"when: always\ncaution: x\nadvice: y\n", "a caution's field `advice` cannot be here"},
         {"nothing\n", "a caution's line cannot be read: `nothing`"},
     };
     for (const auto& [text, said] : texts) {

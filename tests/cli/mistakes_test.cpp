@@ -48,7 +48,7 @@ TEST_F(Mistakes, ARecordingThatCannotBeReadIsToldOtherwise) {
     };
     expect({
         at21("none.wav", "there is no such file", "check the name and the folder it is relative to"),
-        at21("data", "the name has no ending that tells the format",
+        at21("data", "the name has no ending that says which format it is",
              "the endings are .npy, .csv, .bin, .wav, .flac, .aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, "
              ".opus, .mp3, .aifc, .avr, .htk, .iff, .svx, .mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, "
              ".sph; `format wav` and so on after the name says what another one holds"),

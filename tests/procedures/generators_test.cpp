@@ -91,8 +91,8 @@ TEST_F(Generators, RandomMergedWithARecording) {
                 "MERGEF (ecg, noise, link)\n",
                 "--block 8 " + feed);
         EXPECT_EQ(ran.status, 1);
-        EXPECT_EQ(ran.notes(), Lines({"RANDOM (line 4) went on by itself when the inputs had ended",
-                                      "MERGEF (line 5) went on by itself when the inputs had ended"}));
+        EXPECT_EQ(ran.notes(), Lines({"RANDOM (line 4) was still running by itself when the inputs had ended",
+                                      "MERGEF (line 5) was still running by itself when the inputs had ended"}));
         EXPECT_EQ(ran.unread("ecg"), 0U);
         const std::vector<std::int16_t> link = elementsOf<std::int16_t>("link.bin");
         ASSERT_EQ(link.size() % 2, 0U);
@@ -119,8 +119,8 @@ TEST_F(Generators, AGeneratorWithoutInputsEndsWithItsLastOutput) {
     EXPECT_EQ(ran.status, 0);
     EXPECT_TRUE(elementsOf<std::int16_t>("wave.bin") == randomFromOne(5000));
     EXPECT_EQ(bytesOf("mark.csv"), "event,position\nstatus,5000\n");
-    EXPECT_EQ(ran.notes(), Lines({"RANDOM (line 5) went on by itself when nothing more could come of it",
-                                  "SCALE (line 6) went on by itself when nothing more could come of it",
+    EXPECT_EQ(ran.notes(), Lines({"RANDOM (line 5) was still running by itself when nothing more could come of it",
+                                  "SCALE (line 6) was still running by itself when nothing more could come of it",
                                   "the output of `mark` has 0 events of the 5 asked for"}));
 }
 

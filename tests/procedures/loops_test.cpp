@@ -53,8 +53,8 @@ TEST_F(Loops, PidTakesEachSetPointWhenItComes) {
     for (const std::string feed : {"", "--feed random:4"}) {
         const Ran ran = run(controlLoop(""), feed);
         EXPECT_EQ(ran.status, 1);
-        EXPECT_EQ(ran.notes(), Lines({"PID (line 5) went on by itself when the inputs had ended",
-                                      "SCALE (line 6) went on by itself when the inputs had ended"}));
+        EXPECT_EQ(ran.notes(), Lines({"PID (line 5) was still running by itself when the inputs had ended",
+                                      "SCALE (line 6) was still running by itself when the inputs had ended"}));
         Controller controller;
         std::size_t taken = 0;
         for (const double drive : elementsOf<double>("drive.bin")) {
@@ -101,7 +101,8 @@ TEST_F(Loops, AHoldBesideAnotherBranch) {
         EXPECT_EQ(ran.states(), Lines({"PIDSCRAM running", "ABS waiting"}));
         EXPECT_EQ(ran.unread("levels"), 999U);
         Lines notes{"PIDSCRAM (line 6) left 999 samples of `levels` unread"};
-        if (!limited) notes.insert(notes.begin(), "PIDSCRAM (line 6) went on by itself when the inputs had ended");
+        if (!limited)
+            notes.insert(notes.begin(), "PIDSCRAM (line 6) was still running by itself when the inputs had ended");
         EXPECT_EQ(ran.notes(), notes);
         const std::vector<std::int16_t> driven = elementsOf<std::int16_t>("driven.bin");
         EXPECT_TRUE(limited ? driven.size() == 3000 : driven.size() > 65536);

@@ -81,7 +81,7 @@ TEST_F(SlowWork, AnOutputByTheClockOfARecordingNeedsNoLimit) {
     }
 }
 
-const std::string goesOn = "went on by itself when the inputs had ended";
+const std::string goesOn = "was still running by itself when the inputs had ended";
 
 // Each of these goes on by itself after the inputs, so that nobody asked for the length of its output.
 TEST_F(SlowWork, AnOutputThatGoesOnByItselfNeedsALimit) {
@@ -98,7 +98,8 @@ TEST_F(SlowWork, AnOutputThatGoesOnByItselfNeedsALimit) {
     } cases[] = {
         {held, "--patience 5000", "PIDSCRAM (line 4) wrote ",
          " samples of `driven`, more than the patience allows without taking anything"},
-        {merged, "", "RANDOM (line 3) goes on by itself when the inputs have ended: it wrote ", " samples of `noise`"},
+        {merged, "", "RANDOM (line 3) continues by itself after the inputs have ended: it wrote ",
+         " samples of `noise`"},
     };
     for (const auto& [procedure, options, writer, reason] : cases) {
         const Ran cut = run(procedure + "pipe size : int16 to \"size.bin\"\n", options);

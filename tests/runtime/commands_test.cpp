@@ -36,11 +36,11 @@ const std::pair<std::string, std::string> modulesRefused[] = {
     {"entry_missing",
      "% is no module: it has no ModuleInstall\nname a file with the ending .zlm that exports ModuleInstall"},
     {"host_refused", "the module % refuses this host, build 1.00, interface 1.04\nuse a module that was made for it"},
-    {"version_untold", "the module % does not tell its version\nuse another build of the module"},
+    {"version_untold", "the module % does not report its version\nuse another build of the module"},
     {"start_up_ended",
      "the module % ended its start-up: no power on this host\nuse a module and a host that go together"},
     {"install_failed",
-     "the module % could not install its commands, and tells no reason\nuse another build of the module"},
+     "the module % could not install its commands, and reports no reason\nuse another build of the module"},
     {"install_throws",
      "an exception left ModuleInstall of the module %: `the table is empty`\nit is a fault of the module: report it to "
      "its "

@@ -22,7 +22,7 @@ TEST(Ends, WhenEveryOutputHasItsCount) {
 }
 
 TEST(Ends, WhatGoesOnByItselfEndsWithTheInputsAndIsNamed) {
-    const std::string named = "SCRIPT (line 1) went on by itself when the inputs had ended";
+    const std::string named = "SCRIPT (line 1) was still running by itself when the inputs had ended";
     const struct {
         const char* steps;
         Lines notes;
@@ -57,7 +57,7 @@ TEST(Ends, WhatOnlyPollsIsNotNamedBesideWhatGoesOn) {
     session.script("read:2 write:3 *( move:2,3 switch )", ring, ring);
     session.script("read:2 *( switch )", source);
     session.script("read:2 write:3 *( move:2,3 )", session.loop("there", {1}), session.pipe("back"));
-    EXPECT_EQ(session.run().notes, Lines({"SCRIPT (line 1) went on by itself when the inputs had ended",
+    EXPECT_EQ(session.run().notes, Lines({"SCRIPT (line 1) was still running by itself when the inputs had ended",
                                           "SCRIPT (line 2) left 500 samples of `source` unread"}));
 }
 
@@ -73,9 +73,9 @@ TEST(Ends, AGeneratorDoesNotKeepARunGoingForAnOutputThatHangsElsewhere) {
     session.script("write:2 3( put:2,# )", brief);
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::ok);
-    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) went on by itself when nothing more could come of it",
-                                   "ABS (line 2) went on by itself when nothing more could come of it",
-                                   "ABS (line 3) went on by itself when nothing more could come of it",
+    EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) was still running by itself when nothing more could come of it",
+                                   "ABS (line 2) was still running by itself when nothing more could come of it",
+                                   "ABS (line 3) was still running by itself when nothing more could come of it",
                                    "the output of `brief` has 3 samples of the 10 asked for",
                                    "the output of `never` has 0 events of the 5 asked for"}));
 }

@@ -74,7 +74,7 @@ TEST_F(BinaryTest, channelsComeApartWhereFramesStraddleBlocks) {
 
 TEST_F(BinaryTest, aBadNpyFilePassesOrIsRefusedWithAnotherReason) {
     const std::string cut = " | check that the file is whole; `partial` after its name reads what is there";
-    const std::string anew = " | save the array anew", whole = " | check that the file is whole";
+    const std::string anew = " | save the array again", whole = " | check that the file is whole";
     const std::string types = " cannot be read | save the array as one of i1, i2, i4, i8, u1, u2, u4, f4, f8";
     const auto shaped = [](const std::string& shape) { return npy(entries("<f8", shape), ""); };
     const std::string good = npy(entries("<f8", "(2,)"), std::string(16, '\0'));
@@ -145,7 +145,7 @@ TEST_F(BinaryTest, aRawFileOfBrokenElementsOrWithAChannelIsRead) {
     put("a.bin", "");
     EXPECT_TRUE(elementsOf<double>("a.bin").empty());
     EXPECT_EQ(refusedRead(channelOf("a.bin", 1)),
-              "a.bin: raw data does not tell how many channels it has | "
+              "a.bin: raw data does not say how many channels it has | "
               "convert it to .npy of shape (frames, channels), or to .wav");
     EXPECT_EQ(refusedRead(columnOf("a.bin", 1)),
               "a.bin: only CSV files have columns | choose a channel with `channel K`");

@@ -79,7 +79,8 @@ TEST_F(OutputTest, aFileThatCannotBeReadIsNotNamed) {
                   name + ": there is no such file | check the name and the folder it is relative to");
     EXPECT_EQ(refusedRead("folder.wav"), "folder.wav: is a folder, not a file | name a file in it");
     EXPECT_EQ(refusedRead("noending"),
-              "noending: the name has no ending that tells the format | the endings are .npy, .csv, .bin, .wav, .flac, "
+              "noending: the name has no ending that says which format it is | the endings are .npy, .csv, .bin, .wav, "
+              ".flac, "
               ".aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, .opus, .mp3, .aifc, .avr, .htk, .iff, .svx, "
               ".mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, .sph; `format wav` and so on after the name "
               "says what another one holds");

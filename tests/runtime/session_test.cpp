@@ -131,7 +131,7 @@ TEST(Session, BlocksAndRatesOutOfRangeAreRefused) {
         EXPECT_EQ(refusalOf([&] {
                       TestSession({.info = {{17, block}}});
                   }),
-                  "what selector 17 tells, the default block," + allowed);
+                  "the answer of selector 17, the default block," + allowed);
     }
     for (const double rate : {0.0, -1.0, HUGE_VAL, std::nan("")})
         EXPECT_NE(refusalOf([&] { TestSession({.rate = rate}); }), "nothing is refused") << rate;
