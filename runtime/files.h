@@ -50,11 +50,11 @@ class Source {
     // Whether read() would not wait for a live stream, and what to wait on where it would: -1 for what never waits.
     virtual bool ready() const { return true; }
     virtual int descriptor() const { return -1; }
-    // The elements in all, where the file tells; without `channel`, channels() to a frame.
+    // The elements in all, where the file says; without `channel`, channels() to a frame.
     virtual std::optional<std::uint64_t> length() const = 0;
     // Elements of this source to a frame.
     virtual int channels() const = 0;
-    // Frames a second, where the file tells.
+    // Frames a second, where the file says.
     virtual std::optional<double> rate() const = 0;
     // What the file lacked where that was asked to be put up with; complete once the end was read.
     virtual std::vector<std::string> notes() const { return {}; }
@@ -115,7 +115,7 @@ bool statesRate(const std::filesystem::path& path, const std::string& format);
 // Whether the name is standard input or output: "-", or "-.wav" and the like.
 bool isStandardStream(const std::filesystem::path& path);
 
-// Whether the name itself tells the format of what it names.
+// Whether the name itself says in which format it is.
 bool tellsFormat(const std::filesystem::path& path);
 
 // A vector's elements from a file of any of the formats, as the raw bytes of `type`. What the file lacked is added to

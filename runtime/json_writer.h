@@ -52,7 +52,7 @@ class JsonWriter {
     int depth_ = 0;
     bool afterKey_ = false;
     std::uint32_t lists_ = 0;     // a bit for each level: whether it is a list
-    std::uint32_t nonEmpty_ = 0;  // a bit for each level: whether something stands in it
+    std::uint32_t nonEmpty_ = 0;  // a bit for each level: whether something is in it
 };
 
 }  // namespace libzepl

@@ -65,10 +65,10 @@ struct VectorDeclaration {
 struct Argument {
     enum class Kind { word, number, text };
     Kind kind = Kind::word;
-    std::string written;  // as it stands in the procedure, without a number's type
+    std::string written;  // as it is in the procedure, without a number's type
     std::string text;     // the word; the number as written; the text without its quotes and with its escapes resolved
     Number number;        // for Kind::number
-    std::optional<ElementType> type;  // the type written behind a number, as in 5:int32
+    std::optional<ElementType> type;  // the type written after a number, as in 5:int32
     Place place;
 };
 
@@ -89,7 +89,7 @@ struct Procedure {
 };
 
 // Parses the text. Every independent mistake is added to `diagnostics`: a statement that cannot be read is left out, and
-// reading goes on at the next one, up to 1,000 errors. A text over 16 MiB is refused. Names declared twice are reported
+// reading continues at the next one, up to 1,000 errors. A text over 16 MiB is refused. Names declared twice are reported
 // here; whether names and commands exist is the binder's to judge. The words nan and inf are numbers in an argument unless
 // the procedure declares them.
 Procedure parseProcedure(SourceText source, std::vector<Diagnostic>& diagnostics);

@@ -81,7 +81,7 @@ struct Report {
     };
     std::string procedure;
     Status status = Status::ok;
-    std::string reason;  // why the run itself failed or was refused, where no task tells; may be empty
+    std::string reason;  // why the run itself failed or was refused, where no task does; may be empty
     std::string remedy;
     std::string channel;  // the pipe or trigger that the reason is about; may be empty
     std::vector<TaskReport> tasks;

@@ -36,7 +36,7 @@ namespace libzepl {
 
 struct Engine;
 
-// What a session gave for what it was told to add. Another session refuses it.
+// What a session gave for what was added to it. Another session refuses it.
 enum class PipeId : std::uint64_t {};
 enum class TriggerId : std::uint64_t {};
 enum class VariableId : std::uint64_t {};
@@ -54,7 +54,7 @@ struct FeedPolicy {
 
 struct Progress {
     std::uint64_t delivered = 0;            // elements that inputs have given
-    std::optional<std::uint64_t> expected;  // in all, where every input tells
+    std::optional<std::uint64_t> expected;  // in all, where every input says
     double seconds = 0;                     // since the run began
 };
 
@@ -71,8 +71,8 @@ struct SessionOptions {
     std::shared_ptr<const CautionTable> cautions{};      // which cautions to report; none where it is null
     std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver
     std::function<void(std::string_view)> console{};     // what tasks print, as it comes
-    // Called when a command has damaged the memory of the process, by a null pointer for instance, so that no run can go on:
-    // in a signal's handler, where nothing may be allocated or locked. It says what `report.tasks[task]` tells and ends the
+    // Called when a command has damaged the memory of the process, by a null pointer for instance, so that no run can continue:
+    // in a signal's handler, where nothing may be allocated or locked. It says what `report.tasks[task]` says and ends the
     // process. Without it the signal goes where it went before the session.
     std::function<void(Report& report, std::size_t task)> crashed{};
 };
@@ -105,7 +105,7 @@ struct TaskSettings {
     std::string command{};
     std::vector<TaskArgument> arguments{};
     int line = 0;                   // of the procedure; 0 is none
-    std::string signatureAdvice{};  // what the signature admits, where the list does not fit it: told with a refusal
+    std::string signatureAdvice{};  // what the signature admits, where the list does not fit it: said with a refusal
 };
 
 // Every misuse is a Problem, and leaves the session as it was: an id of another session, what the type or the limits do not
@@ -172,7 +172,7 @@ class Session {
     // here, and outputs are dropped.
     Report run();
 
-    // Ends a run that goes on in another thread or is interrupted by a signal, at the end of its round, also while it waits
+    // Ends a run that continues in another thread or is interrupted by a signal, at the end of its round, also while it waits
     // for a stream. Safe in a signal handler.
     void requestStop();
 

@@ -15,7 +15,7 @@ namespace libzepl {
 enum class Direction { in, out, constant };
 enum class SignatureKind { none, pipe, storage, trigger };  // none: it follows from the type
 
-// What stands behind direction and kind.
+// What stands after direction and kind.
 struct SignatureType {
     enum class Form {
         scalars,    // a choice of scalar types, a class being the choice of its types
@@ -57,7 +57,7 @@ struct Signature {
     SignatureNode root;
 };
 
-// A mistake in a signature string; the message tells its place too, as the byte counted from 1.
+// A mistake in a signature string; the message says its place, too, as the byte counted from 1.
 class SignatureError : public Problem {
  public:
     SignatureError(const std::string& message, int offset);
@@ -70,7 +70,7 @@ class SignatureError : public Problem {
 // Parses a signature string of at most 65,536 bytes with brackets at most 32 deep. Throws SignatureError.
 //
 // Commas separate and mean nothing else. One is needed between two parameters; beside a bracketed group it can be left
-// out, and it can stand behind the last or in front of the first part of a group or an alternative, since groups carry
+// out, and it can come after the last or before the first part of a group or an alternative, since groups carry
 // their commas inside. Two commas in a row are refused.
 Signature parseSignature(std::string_view text);
 

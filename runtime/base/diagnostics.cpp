@@ -13,7 +13,7 @@ namespace libzepl {
 
 namespace {
 
-constexpr std::size_t greatestShown = 120;  // bytes of one line or name
+constexpr std::size_t maxShown = 120;  // bytes of one line or name
 
 unsigned byteAt(std::string_view text, std::size_t at) { return static_cast<unsigned char>(text[at]); }
 
@@ -32,9 +32,9 @@ std::size_t characterLength(std::string_view text) {
         code = code << 6 | (byteAt(text, i) & 0x3F);
     }
     // From 0x80 to 0x9F are control characters; what else lies below the least code is a longer form than needed.
-    constexpr std::array<std::uint32_t, 5> leastCode{0, 0, 0xA0, 0x800, 0x10000};
+    constexpr std::array<std::uint32_t, 5> minCode{0, 0, 0xA0, 0x800, 0x10000};
     const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
-    return code >= leastCode[length] && code <= 0x10FFFF && !isSurrogate ? length : 0;
+    return code >= minCode[length] && code <= 0x10FFFF && !isSurrogate ? length : 0;
 }
 
 std::string escapedByte(unsigned byte) {
@@ -106,8 +106,8 @@ struct Range {
 
 // The part of `line` that is shown for a mistake at `caret`.
 Range shownRange(std::string_view line, std::size_t caret) {
-    if (line.size() <= greatestShown) return {0, line.size()};
-    const std::size_t room = greatestShown - 6;  // dots at both ends
+    if (line.size() <= maxShown) return {0, line.size()};
+    const std::size_t room = maxShown - 6;  // dots at both ends
     const std::size_t from = std::min(caret - std::min(caret, room / 2), line.size() - room);
     return {characterStart(line, from), characterStart(line, from + room)};
 }
@@ -145,7 +145,7 @@ std::string indented(std::string_view text) {
 
 constexpr std::string_view suggesting = "did you mean ";
 
-// Knows which remedies a text has given. A suggestion belongs to the name that its message tells.
+// Knows which remedies a text has given. A suggestion belongs to the name that its message is about.
 class GivenRemedies {
  public:
     bool isNew(const Diagnostic& diagnostic) {
@@ -179,11 +179,11 @@ std::string lowerCase(std::string_view text) {
     return lower;
 }
 
-constexpr std::size_t longestName = 64;  // longer ones are no slips of the finger
+constexpr std::size_t maxName = 64;  // longer ones are no slips of the finger
 
 // The letters that were added, left out, replaced, or swapped with their neighbour between two names.
 std::size_t editDistance(std::string_view a, std::string_view b) {
-    using Row = std::array<std::size_t, longestName + 1>;
+    using Row = std::array<std::size_t, maxName + 1>;
     std::array<Row, 3> rows{};  // the current one and the two before it
     for (std::size_t i = 0; i <= a.size(); ++i) {
         Row &row = rows[i % 3], &above = rows[(i + 2) % 3];
@@ -234,24 +234,24 @@ bool hasErrors(const std::vector<Diagnostic>& diagnostics) {
 
 KnownNames::KnownNames(const std::vector<std::string>& names) {
     for (const std::string& name : names)
-        if (name.size() <= longestName) candidates_.push_back({name, lowerCase(name), lettersIn(lowerCase(name))});
+        if (name.size() <= maxName) candidates_.push_back({name, lowerCase(name), lettersIn(lowerCase(name))});
 }
 
 std::string KnownNames::nearest(std::string_view given) const {
-    if (given.size() > longestName) return {};
+    if (given.size() > maxName) return {};
     const std::string wanted = lowerCase(given);
     const std::uint64_t letters = lettersIn(wanted);
     const Candidate* nearest = nullptr;
-    std::size_t leastDistance = longestName;
+    std::size_t minDistance = maxName;
     for (const Candidate& candidate : candidates_) {
-        const std::size_t length = candidate.lower.size(), most = std::min(length / 3, leastDistance - 1);
+        const std::size_t length = candidate.lower.size(), most = std::min(length / 3, minDistance - 1);
         // One letter's change alters the length by one at most, and which letters there are by two.
         if (length > wanted.size() + most || wanted.size() > length + most) continue;
         if (static_cast<std::size_t>(std::popcount(letters ^ candidate.letters)) > 2 * most) continue;
         const std::size_t distance = editDistance(wanted, candidate.lower);
         if (distance > most) continue;
         nearest = &candidate;
-        leastDistance = distance;
+        minDistance = distance;
         if (distance == 0) break;
     }
     return nearest == nullptr ? std::string() : nearest->name;
@@ -271,8 +271,8 @@ std::string suggestion(std::string_view given, const std::vector<std::string>& c
 }
 
 std::string quoted(std::string_view text) {
-    if (text.size() <= greatestShown) return '`' + visible(text) + '`';
-    return '`' + visible(text.substr(0, characterStart(text, greatestShown - 3))) + "...`";
+    if (text.size() <= maxShown) return '`' + visible(text) + '`';
+    return '`' + visible(text.substr(0, characterStart(text, maxShown - 3))) + "...`";
 }
 
 Problem::Problem(const std::string& message, std::string remedy)

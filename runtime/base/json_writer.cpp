@@ -101,7 +101,7 @@ void JsonWriter::key(std::string_view name) {
 
 void JsonWriter::text(std::string_view text) {
     char room[6];
-    std::size_t plain = 0;  // bytes at the beginning that can stand as they are
+    std::size_t plain = 0;  // bytes at the beginning that can stay as they are
     const auto replace = [&](std::string_view by, std::size_t bytes) {
         sink_.write(text.substr(0, plain));
         sink_.write(by);

@@ -22,8 +22,8 @@ Reading readInteger(std::string_view digits, int base, bool negative, Number& nu
     const char* const end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, magnitude, base);
     if (error == std::errc::invalid_argument || stop != end) return Reading::malformed;
-    const std::uint64_t greatest = std::uint64_t{std::numeric_limits<std::int64_t>::max()} + (negative ? 1 : 0);
-    if (error != std::errc() || magnitude > greatest) return Reading::integerTooLarge;
+    const std::uint64_t max = std::uint64_t{std::numeric_limits<std::int64_t>::max()} + (negative ? 1 : 0);
+    if (error != std::errc() || magnitude > max) return Reading::integerTooLarge;
     number.isInteger = true;
     number.integer = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
     number.real = negative ? -static_cast<double>(magnitude) : static_cast<double>(magnitude);
@@ -57,8 +57,8 @@ Reading readNumber(std::string_view text, Number& number) {
 }
 
 struct IntegerRange {
-    std::int64_t least, greatest;
-    std::int64_t values() const { return greatest - least + 1; }
+    std::int64_t min, max;
+    std::int64_t values() const { return max - min + 1; }
 };
 
 IntegerRange rangeOf(ElementType integerType) {
@@ -69,7 +69,7 @@ IntegerRange rangeOf(ElementType integerType) {
 std::string remedyFor(ElementType type, const Number& number, std::string_view text) {
     const IntegerRange range = rangeOf(type);
     const bool isHexadecimal = text.find_first_of("xX") != std::string_view::npos;
-    if (isHexadecimal && number.integer > range.greatest && number.integer < range.values())
+    if (isHexadecimal && number.integer > range.max && number.integer < range.values())
         return "for the bits of " + quoted(text) + " write " + std::to_string(number.integer - range.values());
     return holds(ElementType::int32, number) ? "int32 holds it" : "";
 }
@@ -100,7 +100,7 @@ bool holds(ElementType type, const Number& number) {
     if (type == ElementType::float32) return std::isinf(number.real) || !(std::fabs(number.real) >= beyondFloat);
     if (type == ElementType::float64) return true;
     const IntegerRange range = rangeOf(type);
-    return number.isInteger && number.integer >= range.least && number.integer <= range.greatest;
+    return number.isInteger && number.integer >= range.min && number.integer <= range.max;
 }
 
 void storeNumber(ElementType type, const Number& number, void* cell) {
@@ -125,8 +125,8 @@ Diagnostic notHeld(ElementType type, const Number& number, std::string_view text
         return diagnostic;
     }
     const IntegerRange range = rangeOf(type);
-    diagnostic.message = quoted(text) + " is out of range: " + name + " holds " + std::to_string(range.least) + " to " +
-                         std::to_string(range.greatest);
+    diagnostic.message = quoted(text) + " is out of range: " + name + " holds " + std::to_string(range.min) + " to " +
+                         std::to_string(range.max);
     diagnostic.remedy = remedyFor(type, number, text);
     return diagnostic;
 }

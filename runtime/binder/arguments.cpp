@@ -11,7 +11,7 @@ namespace libzepl {
 namespace {
 
 // Among tens of thousands of names only the first unknown ones get a suggestion: all would take seconds.
-constexpr std::size_t mostCompared = 2000000;
+constexpr std::size_t maxCompared = 2000000;
 
 ElementType elementTypeOf(zepl::ParamMask kind) {
     for (ElementType type : allElementTypes)
@@ -108,7 +108,7 @@ std::vector<BoundArgument> kindsOf(const Signature* signature, const std::vector
     if (signature == nullptr) return defaultKinds(arguments);
     if (std::optional<std::vector<BoundArgument>> kinds = matchSignature(*signature, arguments)) return *kinds;
     advice = explainMismatch(*signature, arguments, writtenAs);
-    if (advice.ends_with('\n')) advice.pop_back();  // who tells of it ends the line
+    if (advice.ends_with('\n')) advice.pop_back();  // whoever reports it ends the line
     return defaultKinds(arguments);
 }
 
@@ -124,7 +124,7 @@ void ArgumentBinder::refuseUnknown(const Argument& argument) {
         knownCount_ = candidates.size();
     }
     compared_ += knownCount_;
-    const std::string near = compared_ <= mostCompared ? known_->suggestion(argument.text) : std::string();
+    const std::string near = compared_ <= maxCompared ? known_->suggestion(argument.text) : std::string();
     diagnostics_.push_back({Severity::error, argument.place, "unknown name " + libzepl::quoted(argument.text),
                             near.empty() ? "declare it as a pipe, trigger, variable or vector" : near});
 }

@@ -263,7 +263,7 @@ class Binder {
                                            : "";
     }
 
-    // False, with the mistake told, when the file is an input or the output of another channel.
+    // False, with the mistake reported, when the file is an input or the output of another channel.
     bool claimOutput(const ChannelFile& file) {
         const bool standard = isStandardStream(file.path);
         const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);

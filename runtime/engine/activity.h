@@ -1,8 +1,8 @@
 // When something last happened in a run, by rounds, and what may be concluded when it did not for a while.
 //
 // A run moves on by what its inputs bring. Elements that an input wrote are input-driven, and so is what a task writes that
-// lately read such; a run in which input-driven work goes on is never cut short. Everything else, such as a generator that
-// nobody limits, a loop that feeds itself or a task that polls, may go on for ever, so it is no reason to continue.
+// lately read such; a run in which input-driven work continues is never cut short. Everything else, such as a generator that
+// nobody limits, a loop that feeds itself or a task that polls, may continue for ever, so it is no reason to continue.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace libzepl {
 // For so many rounds something must be missing before anything is concluded from it: what a task does in one round can take
 // some rounds to show at the others.
 inline constexpr std::uint64_t quietRounds = 8;
-// For so many rounds tasks may go on without reading anything that inputs drive.
+// For so many rounds tasks may continue without reading anything that inputs drive.
 inline constexpr std::uint64_t maxUndrivenRounds = 65536;
 
 class Activity {

@@ -68,7 +68,7 @@ inline boost::context::detail::transfer_t libzeplJump(boost::context::detail::fc
 }
 #endif
 
-// Tells the context that was left where to go on, once the new one runs.
+// Tells the context that was left where to continue, once the new one runs.
 inline void arrived(boost::context::detail::transfer_t transfer, Context& here) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     const void* bottom = nullptr;

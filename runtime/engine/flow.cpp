@@ -162,7 +162,7 @@ void discardWrite(Engine& e, PortType& port, std::uint64_t n) {
     channel.writePosition += n;
     channel.tail = channel.writePosition;
     if (channel.writePosition - port.turnStart < channel.capacity) return;
-    // A pure source has nothing else to do; growth lets it go on if its other outputs need it.
+    // A pure source has nothing else to do; growth lets it continue if its other outputs need it.
     if (port.task->readingPorts == 0)
         waitAsOnFull(e, port);
     else

@@ -54,7 +54,7 @@ template <class PortType>
 void markFirstRead(Engine& e, PortType& port);
 
 // What an input writes is input-driven, and so is what a task writes that lately read such: there is work left that the
-// inputs brought, and the run continues. What a task reads out of a cycle that it belongs to is not, since a cycle can go on by
+// inputs brought, and the run continues. What a task reads out of a cycle that it belongs to is not, since a cycle can continue by
 // itself, and neither is what a task writes that has written more than the session's patience since it last read anything.
 bool isInputDriven(const Task& task);
 template <class ChannelType>

@@ -14,7 +14,7 @@ enum class RunEnd {
     running,
     complete,        // every output has its count
     quiescent,       // inputs have ended and nothing moves
-    selfSustaining,  // inputs have ended and only what goes on by itself still moves; failed where there is a reason
+    selfSustaining,  // inputs have ended and only what continues by itself still moves; failed where there is a reason
     stopped,         // on request
     checkedOnly,     // the set-ups have run, and no more was asked for
     refused,         // a set-up failed, or the procedure cannot run

@@ -1,5 +1,5 @@
 // The C library's ways out of a program. A command that takes one ends its own task alone: nothing of the program is torn
-// down under the other tasks and the outputs. Everybody else's call goes on to the C library.
+// down under the other tasks and the outputs. Everybody else's call reaches the C library.
 
 #include <dlfcn.h>
 #include <sys/syscall.h>

@@ -36,7 +36,7 @@ void deliverOnce(Engine& e) {
     if (deliverInputs(e)) e.activity.noteDelivery(e.scheduler.round);
 }
 
-// In the context of the task that ends the round, where most rounds of inputs that stand in memory need no more than that.
+// In the context of the task that ends the round, where most rounds of inputs in memory need no more than that.
 bool serviceRoundEnd(Engine& e) {
     Scheduler& scheduler = e.scheduler;
     if (scheduler.serviceRequested || !e.setUpDone || !e.timing.pausing.empty() || e.stopRequested()) return true;

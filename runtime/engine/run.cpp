@@ -27,7 +27,7 @@ class CurrentEngine {
     Engine* outer_;
 };
 
-// An input of the caller's memory that nothing else concerns is read where it stands.
+// An input of the caller's memory that nothing else concerns is read where it is.
 void useZeroCopy(PipeInput& input) {
     Pipe& pipe = *input.pipe;
     if (input.memory == nullptr || pipe.hasInitialElements || pipe.keepsAll || *input.length == 0) return;

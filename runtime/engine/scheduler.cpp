@@ -72,7 +72,7 @@ std::string ranOut(const Engine& e, std::string what) {
     return text;
 }
 
-// How many pieces of memory the system lets a process map; 0 where it does not tell.
+// How many pieces of memory the system lets a process map; 0 where it does not say.
 std::uint64_t maxMappings() {
     std::uint64_t most = 0;
     std::ifstream("/proc/sys/vm/max_map_count") >> most;

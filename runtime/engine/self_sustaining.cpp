@@ -23,7 +23,7 @@ std::uint64_t writesOf(const Task& task) {
 }
 
 // Finds out whether the task has written more than the session's patience since it last read anything. Never too soon: what it
-// put before the first look after a take is not counted. True when it goes on with what it took of the inputs.
+// wrote before the first check after a read is not counted. True when it continues with what it read of the inputs.
 bool noteWrites(Task& task, std::uint64_t patience) {
     const std::uint64_t writes = writesOf(task);
     const bool hasWritten = writes != task.writesAtCheck;
@@ -73,7 +73,7 @@ void addCut(const Outputs& outputs, const TaskSet& sustaining, std::vector<CutOu
     }
 }
 
-// Which of the tasks that go on is the likeliest to be the reason that others do.
+// Which of the tasks that continue is the likeliest to be the reason that others do.
 int rankOf(const Task& task) {
     if (task.outOfPatience) return 3;
     if (task.readingPorts == 0) return 2;

@@ -1,4 +1,4 @@
-// What goes on by itself: a generator that nobody limits, a loop that feeds itself, a task that polls. It is no reason for a
+// What continues by itself: a generator that nobody limits, a loop that feeds itself, a task that polls. It is no reason for a
 // run to continue when the inputs have ended.
 #pragma once
 

@@ -29,9 +29,9 @@ void Task::releaseMemory() {
 }
 
 void Task::reserveTexts() {
-    constexpr std::size_t longest = 160;
-    outcome.text.reserve(longest);
-    outcome.remedy.reserve(longest);
+    constexpr std::size_t maxText = 160;
+    outcome.text.reserve(maxText);
+    outcome.remedy.reserve(maxText);
 }
 
 }  // namespace libzepl

@@ -92,7 +92,7 @@ class Cycles {
         lowest_[indexOf(task)] = std::min(lowest_[indexOf(task)], number);
     }
 
-    // The tasks entered since `first`, with it, are a cycle, or it stands alone.
+    // The tasks entered since `first`, with it, are a cycle, or it is alone.
     void join(Task& first, bool readsItself) {
         const bool isCycle = readsItself || unjoined_.back() != &first;
         first.ownDrive = {.window = isCycle ? recentTurnsOfCycle : Drive().window};

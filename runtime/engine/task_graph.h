@@ -18,7 +18,7 @@ TaskSet withAllBefore(const Engine& e, TaskSet tasks);
 // that has ended gives nothing more, just as an input that has ended, and counts as one.
 TaskSet tasksOnInputs(const Engine& e);
 
-// Notes for which tasks generators go on: for the outputs alone that lack something yet; beside inputs, for those that depend
+// Notes for which tasks generators continue: for the outputs alone that lack something yet; beside inputs, for those that depend
 // on no input.
 void findGeneratorReaders(Engine& e);
 

@@ -49,7 +49,7 @@ void widenAll(const std::byte* from, std::size_t count, SampleFormat format, Sam
     widen<std::int64_t, std::int64_t>(from, count, block);
 }
 
-constexpr std::size_t longestFrame = std::size_t{1} << 20;  // bytes that are read together
+constexpr std::size_t maxFrame = std::size_t{1} << 20;  // bytes that are read together
 
 }  // namespace
 
@@ -68,7 +68,7 @@ BinaryRecording::BinaryRecording(std::unique_ptr<InputFile> file, const Recordin
       unit_(width_ * static_cast<std::size_t>(facts.channels)),
       bigEndian_(bigEndian),
       complete_(std::move(complete)) {
-    if (unit_ > longestFrame) unit_ = width_;
+    if (unit_ > maxFrame) unit_ = width_;
     bytes_.resize(std::max<std::size_t>(blockSize * width_ / unit_, 1) * unit_);
     if (facts.frames) left_ = *facts.frames * static_cast<std::uint64_t>(facts.channels);
 }

@@ -1,4 +1,4 @@
-// Samples of a fixed width, one behind the other, as raw and .npy files hold them.
+// Samples of a fixed width, one after the other, as raw and .npy files hold them.
 #pragma once
 
 #include "runtime/files/input_file.h"

@@ -35,7 +35,7 @@ bool isTiny(std::string_view cell) {
     return std::fabs(number) < 1;
 }
 
-// Takes a quoted cell from the start of `rest`, up to the comma behind it or the end. A doubled quote means one.
+// Takes a quoted cell from the start of `rest`, up to the comma after it or the end. A doubled quote means one.
 bool CsvCells::takeQuoted(std::string_view& rest) {
     std::string text;
     for (std::size_t at = 1; at < rest.size(); ++at) {

@@ -154,12 +154,12 @@ bool LineReader::readMore() {
     return got > 0;
 }
 
-// The offset behind the last character of the next line, reading as far as it takes.
+// The offset after the last character of the next line, reading as far as it takes.
 std::size_t LineReader::endOfLine() {
     std::size_t searched = next_;
     for (;;) {
         const std::size_t end = text_.find('\n', searched);
-        if ((end == std::string::npos ? text_.size() : end) - next_ > longestLine)
+        if ((end == std::string::npos ? text_.size() : end) - next_ > maxLine)
             throw problem("the line is longer than a mebibyte", "check that the file is text");
         if (end != std::string::npos) return end;
         text_.erase(0, next_);

@@ -75,7 +75,7 @@ class InputFile {
 
 class LineReader {
  public:
-    static constexpr std::size_t longestLine = std::size_t{1} << 20;  // bytes
+    static constexpr std::size_t maxLine = std::size_t{1} << 20;  // bytes
 
     explicit LineReader(const std::filesystem::path& path) : file_(path) {}
 

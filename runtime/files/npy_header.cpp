@@ -146,8 +146,8 @@ void applyShape(const std::vector<std::uint64_t>& shape, bool fortranOrder, cons
         throw fileProblem(name, "it is stored channel by channel (Fortran order)",
                           "save it in C order, frame by frame");
     const std::uint64_t channels = shape.size() == 2 ? shape[1] : 1;
-    constexpr std::uint64_t mostBytes = std::numeric_limits<std::int64_t>::max();
-    if (channels < 1 || channels > std::numeric_limits<int>::max() || shape[0] > mostBytes / 8 / channels)
+    constexpr std::uint64_t maxBytes = std::numeric_limits<std::int64_t>::max();
+    if (channels < 1 || channels > std::numeric_limits<int>::max() || shape[0] > maxBytes / 8 / channels)
         throw fileProblem(name, text + " is impossible for a recording", "save the array again");
     facts.frames = shape[0];
     facts.channels = static_cast<int>(channels);

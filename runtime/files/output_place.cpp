@@ -35,7 +35,7 @@ std::string digest(std::string_view text) {
 
 fs::path folderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : fs::path("."); }
 
-std::size_t longestName(const fs::path& folder) {
+std::size_t maxName(const fs::path& folder) {
     const long most = ::pathconf(folder.c_str(), _PC_NAME_MAX);
     return most > 0 ? static_cast<std::size_t>(most) : NAME_MAX;
 }
@@ -43,9 +43,9 @@ std::size_t longestName(const fs::path& folder) {
 // The beginning of a name that leaves room for `suffix` bytes, with a digest of what is left out.
 std::string stemOf(const fs::path& path, std::size_t suffix) {
     const std::string name = path.filename().string();
-    const std::size_t most = longestName(folderOf(path));
-    if (name.size() + suffix <= most) return name;
-    std::size_t kept = most - std::min(most, suffix + 9);
+    const std::size_t max = maxName(folderOf(path));
+    if (name.size() + suffix <= max) return name;
+    std::size_t kept = max - std::min(max, suffix + 9);
     while (kept > 0 && (static_cast<unsigned char>(name[kept]) & 0xC0) == 0x80) --kept;
     return name.substr(0, kept) + "~" + digest(name);
 }
@@ -61,7 +61,7 @@ const std::string& machineMark() {
 }
 
 // A temporary name is the stem, then ".PROCESS-NUMBER-MACHINE.part".
-constexpr std::size_t longestTemporarySuffix = 1 + 10 + 1 + 10 + 1 + 8 + 5;
+constexpr std::size_t maxTemporarySuffix = 1 + 10 + 1 + 10 + 1 + 8 + 5;
 
 bool isTemporarySuffix(std::string_view text) {
     const std::string ending = "-" + machineMark() + ".part";
@@ -96,9 +96,9 @@ std::optional<int> ownDescriptor(const fs::path& path) {
 
 // Follows symbolic links, up to a descriptor of this process.
 fs::path followed(const fs::path& named) {
-    constexpr int mostLinks = 40;
+    constexpr int maxLinks = 40;
     fs::path path = named;
-    for (int links = 0; links <= mostLinks; ++links) {
+    for (int links = 0; links <= maxLinks; ++links) {
         std::error_code error;
         if (ownDescriptor(path) || !fs::is_symlink(fs::symlink_status(path, error))) return path;
         const fs::path target = fs::read_symlink(path, error);
@@ -153,7 +153,7 @@ fs::path withSuffix(const fs::path& path, std::string_view suffix) {
 
 fs::path temporaryNameOf(const fs::path& path) {
     static std::atomic<unsigned> number{0};
-    return path.parent_path() / (stemOf(path, longestTemporarySuffix) + "." + std::to_string(::getpid()) + "-" +
+    return path.parent_path() / (stemOf(path, maxTemporarySuffix) + "." + std::to_string(::getpid()) + "-" +
                                  std::to_string(number++) + "-" + machineMark() + ".part");
 }
 
@@ -165,7 +165,7 @@ bool markLiving(int descriptor) {
 }
 
 void removeDeadTemporaries(const fs::path& path) {
-    const std::string stem = stemOf(path, longestTemporarySuffix);
+    const std::string stem = stemOf(path, maxTemporarySuffix);
     // Walked by the form that throws: the other terminates the program when memory runs out.
     try {
         for (const fs::directory_entry& entry : fs::directory_iterator(folderOf(path))) {

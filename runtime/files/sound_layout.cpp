@@ -10,9 +10,9 @@ namespace libzepl {
 
 namespace {
 
-constexpr int mostChunks = 10000;
+constexpr int maxChunks = 10000;
 
-// How the chunks of a format stand one after the other.
+// How the chunks of a format are one after the other.
 struct ChunkStyle {
     std::uint64_t first = 12;  // offset of the first one
     std::size_t idBytes = 4, sizeBytes = 4;
@@ -68,7 +68,7 @@ std::optional<std::uint64_t> endOf(const Chunk& chunk, const ChunkStyle& style) 
 template <class Look>
 std::optional<Chunk> findChunk(SoundBytes& bytes, const ChunkStyle& style, std::string_view wanted, Look look) {
     std::uint64_t offset = style.first;
-    for (int i = 0; i < mostChunks; ++i) {
+    for (int i = 0; i < maxChunks; ++i) {
         const std::optional<Chunk> chunk = chunkAt(bytes, offset, style);
         if (!chunk || chunk->id == wanted) return chunk;
         look(*chunk);

@@ -21,7 +21,7 @@ struct SoundLayout {
     std::uint64_t dataStart = 0;
     std::uint64_t dataBytes = 0;   // as the header says
     bool isOpen = false;           // the header leaves the length open, so they go to the end of a file that has fewer
-    std::uint64_t frameBytes = 0;  // where samples stand one after the other; else 0
+    std::uint64_t frameBytes = 0;  // where samples are one after the other; else 0
     bool isChunked = false;        // what follows the samples are chunks like the others
     std::vector<SizeField> sizes;  // where the library goes by them
 };
@@ -36,7 +36,7 @@ bool endsInChunks(SoundBytes& bytes, std::uint64_t offset, std::uint64_t size);
 // Writes the right sizes into the header as the library reads it.
 void patchSizes(SoundBytes& bytes, const SoundLayout& layout, std::uint64_t dataBytes);
 
-// The format that a file starts as, such as "WAV", by its first bytes (12 tell all); empty for none of the known ones.
+// The format that a file starts as, such as "WAV", by its first bytes (12 suffice); empty for none of the known ones.
 std::string_view formatStartingWith(std::string_view bytes);
 // Whether these first bytes of a stream could be the beginning of such a start.
 bool mayBecomeStart(std::string_view bytes);

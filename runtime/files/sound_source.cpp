@@ -74,7 +74,7 @@ class SoundRecording final : public Recording {
         sf_count_t frames = 0;
         if (!ended_) frames = readf(sound_.get(), samples.data(), blockFrames_);
         if (frames <= 0 && !ended_ && end_ == SoundEnd::open) {
-            // It goes on after what its header seems to promise.
+            // It continues past what its header seems to promise.
             sf_seek(sound_.get(), 0, SEEK_SET);
             frames = readf(sound_.get(), samples.data(), blockFrames_);
         }
@@ -151,7 +151,7 @@ void checkExtent(SoundBytes& bytes, const SoundLayout& layout, Completeness& com
     if (used != layout.dataBytes) patchSizes(bytes, layout, used);
 }
 
-// A stream without a length, which may also be stated as 0, goes on to its end. The library is told of very many samples.
+// A stream without a length, which may also be stated as 0, continues to its end. The library is told of very many samples.
 bool isOpenStream(SoundBytes& bytes, const SoundLayout& layout) {
     if (!layout.isOpen && layout.dataBytes != 0) {
         bytes.portAt(layout.dataStart + layout.dataBytes);

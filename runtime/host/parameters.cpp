@@ -30,7 +30,7 @@ class MaskReader {
         if (groupSize_ > 0 && groupRead_) return group_[groupNext_++ % groupSize_];
         ParamMask mask = va_arg(*arguments_, ParamMask);
         if (mask != beginRepeat) return mask;
-        for (mask = va_arg(*arguments_, ParamMask); mask != endRepeat && groupSize_ < largestGroup;
+        for (mask = va_arg(*arguments_, ParamMask); mask != endRepeat && groupSize_ < maxGroup;
              mask = va_arg(*arguments_, ParamMask))
             group_[groupSize_++] = mask;
         groupRead_ = true;
@@ -38,9 +38,9 @@ class MaskReader {
     }
 
  private:
-    static constexpr std::size_t largestGroup = 64;
+    static constexpr std::size_t maxGroup = 64;
     std::va_list* arguments_;
-    ParamMask group_[largestGroup]{};
+    ParamMask group_[maxGroup]{};
     std::size_t groupSize_ = 0, groupNext_ = 0;
     bool groupRead_ = false;
 };

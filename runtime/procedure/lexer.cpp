@@ -40,7 +40,7 @@ Place ProcedureLexer::placeFrom(std::size_t start) const {
     return {line_, static_cast<int>(start - lineStart_) + 1, std::max(1, static_cast<int>(at_ - start))};
 }
 
-// A carriage return belongs to the line feed behind it; behind the last line it may stand alone.
+// A carriage return belongs to the line feed after it; after the last line it may be alone.
 bool ProcedureLexer::atLineEnd() const {
     const std::size_t offset = at(0) == '\r' ? 1 : 0;
     return at_ + offset >= text_.size() || at(offset) == '\n';

@@ -13,7 +13,7 @@
 
 namespace libzepl {
 
-// The declarations that a clause can stand in.
+// The declarations that a clause can be in.
 enum Declaration : unsigned { inPipe = 1, inTrigger = 2, inVector = 4 };
 
 // What follows the head of a declaration, and where which clause was given.
@@ -43,7 +43,7 @@ class ProcedureParser {
     struct ClauseRow {
         std::string_view word;
         unsigned declarations;
-        std::string_view needs;     // the clause that must stand in the same declaration
+        std::string_view needs;     // the clause that must be in the same declaration
         std::string_view excludes;  // the clause that must not
         void (*read)(ProcedureParser&, Clauses&);
     };

@@ -16,7 +16,7 @@ namespace {
 using Token = ProcedureToken;
 using Kind = Token::Kind;
 
-constexpr std::size_t greatestText = std::size_t{16} << 20;  // bytes
+constexpr std::size_t maxText = std::size_t{16} << 20;  // bytes
 
 Place placeOf(std::size_t offset, std::string_view text) {
     const std::string_view before = text.substr(0, offset);
@@ -34,7 +34,7 @@ void ProcedureParser::parse() {
         try {
             parseStatement();
         } catch (const StatementBroken&) {
-            // The mistake has been added; reading goes on at the next statement.
+            // The mistake has been added; reading continues at the next statement.
         }
         cursor_.leaveStatement();
     }
@@ -241,7 +241,7 @@ Procedure parseProcedure(SourceText source, std::vector<Diagnostic>& diagnostics
     procedure.source = std::move(source);
     const std::string& text = procedure.source.text;
     Mistakes mistakes(diagnostics);
-    if (text.size() > greatestText) {
+    if (text.size() > maxText) {
         mistakes.add(Place{}, "a procedure of over 16 MiB", "is this a recording? it is named in a `from` clause");
         return procedure;
     }

@@ -40,7 +40,7 @@ void StatementCursor::advance() {
     } else if (next_.isMark(')') || next_.isMark(']')) {
         openBrackets_ = std::max(0, openBrackets_ - 1);
     }
-    behindLast_ = {next_.place.line, next_.place.column + next_.place.length, 1};
+    afterLast_ = {next_.place.line, next_.place.column + next_.place.length, 1};
     atStart_ = false;
     next_ = std::exchange(afterNext_, lexer_.next());
 }
@@ -84,7 +84,7 @@ void StatementCursor::refuse(std::string_view wanted, std::string remedy) const 
     if (openBrackets_ > 0)
         refuseAt(outermost_.place, quoted(outermost_.text) + " is not closed",
                  outermost_.isMark('(') ? "close it with `)`" : "close it with `]`");
-    refuseAt(behindLast_, "expected " + std::string(wanted) + ", but the line ends here", std::move(remedy));
+    refuseAt(afterLast_, "expected " + std::string(wanted) + ", but the line ends here", std::move(remedy));
 }
 
 void StatementCursor::refuseAt(const Place& place, std::string message, std::string remedy) const {

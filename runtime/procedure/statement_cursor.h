@@ -15,7 +15,7 @@ inline constexpr std::array<std::string_view, 5> declarationWords{"rate", "pipe"
 // Thrown to leave a statement that cannot be read, when its mistake has been added.
 struct StatementBroken {};
 
-// Goes through the tokens of a procedure statement by statement. A statement goes on over line ends while a bracket is
+// Goes through the tokens of a procedure statement by statement. A statement continues over line ends while a bracket is
 // open, but not over a line that starts like a statement: there the bracket was left open.
 class StatementCursor {
  public:
@@ -29,12 +29,12 @@ class StatementCursor {
     const ProcedureToken& peek() const;
     ProcedureToken take();
     bool takeIf(char mark);
-    // Take what must stand here, or refuse what does; `wanted` is what the message calls it.
+    // Take what must be here, or refuse what does; `wanted` is what the message calls it.
     ProcedureToken takeWord(std::string_view wanted);
     void takeMark(char mark, std::string_view wanted);
     void takeEnd();
 
-    // Adds the mistake that something else than `wanted` stands here, and leaves the statement.
+    // Adds the mistake that something else than `wanted` is here, and leaves the statement.
     [[noreturn]] void refuse(std::string_view wanted, std::string remedy = {}) const;
     // Adds a mistake at the place and leaves the statement.
     [[noreturn]] void refuseAt(const Place& place, std::string message, std::string remedy = {}) const;
@@ -50,7 +50,7 @@ class StatementCursor {
     bool atStart_ = true;       // whether nothing of the statement has been taken
     int openBrackets_ = 0;      // of the statement, up to `next_`
     ProcedureToken outermost_;  // the bracket that was opened first
-    Place behindLast_;          // behind the last token that was taken
+    Place afterLast_;           // after the last token that was taken
 };
 
 }  // namespace libzepl

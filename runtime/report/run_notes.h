@@ -1,4 +1,4 @@
-// What a run came to, in words: who waits for what, what went on by itself, what was left.
+// What a run came to, in words: who waits for what, what continued by itself, what was left.
 #pragma once
 
 #include "runtime/engine/engine.h"

@@ -124,7 +124,7 @@ struct Binding {
 };
 
 // The search for a way through the signature, the preferred ways first. A state is where in the signature, at which
-// argument, and with which kinds behind the references; one that was tried before fails again, or is a group that
+// argument, and with which kinds after the references; one that was tried before fails again, or is a group that
 // repeats without taking an argument, so it is never tried twice.
 class Search {
  public:
@@ -135,7 +135,7 @@ class Search {
     const std::vector<Binding>& path() const { return path_; }
 
     // After a search in vain: the first of the ways that took the most arguments, and the steps at which the ways that
-    // took as many did not go on.
+    // took as many did not continue.
     const std::vector<Binding>& furthestPath() const { return furthestPath_; }
     const std::vector<std::size_t>& stuckSteps() const { return stuckSteps_; }
 

@@ -10,7 +10,7 @@ namespace libzepl {
 namespace {
 
 constexpr std::size_t longestSignature = 65536;
-constexpr int deepestNesting = 32;  // the parsed form is walked recursively
+constexpr int maxNesting = 32;  // the parsed form is walked recursively
 
 // A word, a mark of one character, or the end, whose text is empty.
 struct Token {
@@ -100,7 +100,7 @@ class Parser {
     std::vector<Token> tokens_;
     std::size_t at_ = 0;
     int depth_ = 0;
-    std::set<std::string> known_;  // the parameters that can stand in front of this place
+    std::set<std::string> known_;  // the parameters that can come before this place
 };
 
 bool Parser::accept(std::string_view text) {
@@ -124,8 +124,8 @@ void Parser::failExpecting(const std::string& what) const {
 }
 
 void Parser::enter() {
-    if (++depth_ > deepestNesting)
-        throw SignatureError("brackets are nested more than " + std::to_string(deepestNesting) + " deep",
+    if (++depth_ > maxNesting)
+        throw SignatureError("brackets are nested more than " + std::to_string(maxNesting) + " deep",
                              tokens_[at_ - 1].offset);
 }
 
