@@ -59,8 +59,9 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
     command.add_option("--report", arguments.report, "Write what the run came to as JSON; - is standard output")
         ->type_name("FILE.json");
     command
-        .add_option("--feed", arguments.feed, "Give the input in pieces of N samples, all at once, or in random pieces")
-        ->type_name("N|whole|random:SEED");
+        .add_option("--feed", arguments.feed,
+                    "Give the input in pieces of N samples, all at once, a frame at a time, or in random pieces")
+        ->type_name("N|whole|lockstep|random:SEED");
     command.add_option("--block", arguments.block, "The default block size in samples, 1024 unless given")
         ->type_name("N")
         ->check(CLI::Range(std::uint32_t{1}, libzepl::maxBlock));

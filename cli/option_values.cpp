@@ -27,15 +27,15 @@ constexpr std::uint64_t large = std::numeric_limits<std::int64_t>::max();
 
 libzepl::FeedPolicy feedOf(const std::string& text) {
     libzepl::FeedPolicy feed;
-    if (text == "whole") {
-        feed.kind = libzepl::FeedPolicy::Kind::whole;
+    if (text == "whole" || text == "lockstep") {
+        feed.kind = text == "whole" ? libzepl::FeedPolicy::Kind::whole : libzepl::FeedPolicy::Kind::lockstep;
         return feed;
     }
     const bool random = text.rfind("random:", 0) == 0;
     const std::optional<std::uint64_t> number = wholeNumber(random ? text.substr(7) : text, large);
     if (!number || (!random && *number == 0))
         throw Problem("--feed " + text + " is not a way of feeding",
-                      "give --feed N (samples, at least 1), whole, or random:SEED");
+                      "give --feed N (samples, at least 1), whole, lockstep, or random:SEED");
     feed.kind = random ? libzepl::FeedPolicy::Kind::random : libzepl::FeedPolicy::Kind::pieces;
     (random ? feed.seed : feed.piece) = *number;
     return feed;

@@ -10,7 +10,7 @@
 
 namespace cli {
 
-// "1000", "whole" or "random:7".
+// "1000", "whole", "lockstep" or "random:7".
 libzepl::FeedPolicy feedOf(const std::string& text);
 
 // Bytes: "4294967296", "512K", "64M", "4G".

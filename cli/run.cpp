@@ -75,6 +75,7 @@ BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly, std::vect
     read([&] { options.values = pairsOf("--set VARIABLE=VALUE", arguments.set); });
     read([&] { options.session.info = infoOf(arguments.info); });
     if (!arguments.feed.empty()) read([&] { options.session.feed = feedOf(arguments.feed); });
+    options.feedGiven = !arguments.feed.empty();
     if (!arguments.memory.empty()) read([&] { options.session.memoryLimit = sizeOf(arguments.memory); });
     options.session.block = arguments.block;
     options.session.startTime = arguments.startTime;

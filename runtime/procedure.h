@@ -81,6 +81,7 @@ struct CommandUse {
 struct Procedure {
     SourceText source;
     std::optional<double> rate;  // frames a second
+    bool lockstep = false;       // `feed lockstep`
     std::vector<PipeDeclaration> pipes;
     std::vector<TriggerDeclaration> triggers;
     std::vector<VariableDeclaration> variables;

@@ -46,7 +46,9 @@ inline constexpr std::uint32_t maxBlock = std::uint32_t{1} << 24;  // elements o
 
 // In which pieces inputs arrive.
 struct FeedPolicy {
-    enum class Kind { pieces, whole, random };
+    // In lockstep each input gives one frame, all inputs together, when nothing else can move: no task is ready, or for 8
+    // rounds nothing has moved. A loop that goes on by itself is given 65,536 rounds.
+    enum class Kind { pieces, whole, random, lockstep };
     Kind kind = Kind::pieces;
     std::uint64_t piece = 0;  // elements; 0 is the default block
     std::uint64_t seed = 0;   // of Kind::random

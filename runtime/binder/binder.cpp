@@ -38,6 +38,8 @@ class Binder {
         std::optional<WaitScope> waiting;
         if (options_.session.stop != nullptr) waiting.emplace(*options_.session.stop);
         options_.session.rate = procedure_.rate;
+        FeedPolicy& feed = options_.session.feed;
+        if (procedure_.lockstep && !options_.feedGiven) feed.kind = FeedPolicy::Kind::lockstep;
         bound_.session = std::make_unique<Session>(library_, options_.session);
         refuseUnknownOptions();
         forEach(procedure_.pipes, [&](const PipeDeclaration& pipe) { declare(pipe, [&] { addPipe(pipe); }); });

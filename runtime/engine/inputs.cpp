@@ -123,6 +123,18 @@ bool deliverRows(Engine& e, TriggerInput& input, bool pipesEnded) {
     return given;
 }
 
+bool isLockstep(const Engine& e) { return e.options.feed.kind == FeedPolicy::Kind::lockstep; }
+
+// Whether each input can give its next frame, and what the last ones led to is done.
+bool isLockstepDue(const Engine& e) {
+    const std::uint64_t round = e.scheduler.round;
+    const bool isDone =
+        e.scheduler.readyCount == 0 || e.activity.isQuiescent(round) || e.activity.isSelfSustaining(round);
+    return isDone && std::all_of(e.graph.pipeInputs.begin(), e.graph.pipeInputs.end(), [](const PipeInput& input) {
+               return input.ended || (hasRoom(*input.pipe) && input.ready());
+           });
+}
+
 }  // namespace
 
 bool hasRoom(const Pipe& pipe) {
@@ -140,6 +152,7 @@ void updateRoom(Engine& e) {
 }
 
 bool inputCanDeliver(const Engine& e) {
+    if (isLockstep(e)) return isLockstepDue(e);
     for (const PipeInput& input : e.graph.pipeInputs)
         if (!input.ended && input.pipe->readRound != e.scheduler.round && hasRoom(*input.pipe)) return true;
     for (const TriggerInput& input : e.graph.triggerInputs)
@@ -166,9 +179,10 @@ bool deliverInputs(Engine& e) {
     bool given = false;
     const std::uint64_t before = e.feed.furthestFrame;
     updateRoom(e);
+    if (isLockstep(e) && !isLockstepDue(e)) return false;
     for (PipeInput& input : e.graph.pipeInputs) {
-        if (input.ended || input.pipe->readRound == e.scheduler.round || !hasRoom(*input.pipe) || !input.ready())
-            continue;
+        const bool isRead = !isLockstep(e) && input.pipe->readRound == e.scheduler.round;
+        if (input.ended || isRead || !hasRoom(*input.pipe) || !input.ready()) continue;
         const std::uint64_t most = std::min(input.chunks.next(), elementsUntilPause(e, input, before));
         if (most > 0 && deliverChunk(e, input, most)) given = true;
     }

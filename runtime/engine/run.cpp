@@ -49,15 +49,17 @@ void prepareInputs(Engine& e) {
     const std::uint64_t chunk = feed.piece != 0 ? feed.piece : e.options.block;
     std::optional<std::uint64_t> seed;
     if (feed.kind == FeedPolicy::Kind::random) seed = feed.seed;
+    const bool isLockstep = feed.kind == FeedPolicy::Kind::lockstep;
     std::uint64_t number = 0;
     e.feed.inputsInMemory = e.graph.triggerInputs.empty() && !e.options.progress;
     for (PipeInput& input : e.graph.pipeInputs) {
-        input.chunks = ChunkSizes(chunk, seed, number++, 2 * std::uint64_t{e.options.block});
+        input.chunks =
+            ChunkSizes(isLockstep ? input.channels : chunk, seed, number++, 2 * std::uint64_t{e.options.block});
         useZeroCopy(input);
         e.feed.inputsInMemory = e.feed.inputsInMemory && input.zeroCopy;
     }
     for (TriggerInput& input : e.graph.triggerInputs)
-        input.chunks = ChunkSizes(chunk, seed, number++, 2 * std::uint64_t{e.options.block});
+        input.chunks = ChunkSizes(isLockstep ? 1 : chunk, seed, number++, 2 * std::uint64_t{e.options.block});
 }
 
 template <class Outputs>

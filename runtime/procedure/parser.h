@@ -51,6 +51,7 @@ class ProcedureParser {
 
     void parseStatement();
     void parseRate(const Token& first);
+    void parseFeed(const Token& first);
     void parsePipe();
     void parseTrigger();
     void parseVariable();

@@ -45,6 +45,7 @@ void ProcedureParser::parseStatement() {
     const Token first = cursor_.takeWord("a declaration or a command");
     if (cursor_.peek().isMark('(')) return parseCommand(first);
     if (first.text == "rate") return parseRate(first);
+    if (first.text == "feed") return parseFeed(first);
     if (first.text == "pipe") return parsePipe();
     if (first.text == "trigger") return parseTrigger();
     if (first.text == "variable") return parseVariable();
@@ -56,8 +57,9 @@ void ProcedureParser::parseStatement() {
 void ProcedureParser::refuseStatement(const Token& first) {
     const std::string meant = suggestion(first.text, {declarationWords.begin(), declarationWords.end()});
     if (!meant.empty()) cursor_.refuseAt(first.place, "unknown declaration " + quoted(first.text), meant);
-    cursor_.refuse("`(` and the arguments of " + quoted(first.text),
-                   "a line is a declaration (rate, pipe, trigger, variable, vector) or COMMAND ( argument, ... )");
+    cursor_.refuse(
+        "`(` and the arguments of " + quoted(first.text),
+        "a line is a declaration (rate, feed, pipe, trigger, variable, vector) or COMMAND ( argument, ... )");
 }
 
 void ProcedureParser::parseRate(const Token& first) {
@@ -68,6 +70,17 @@ void ProcedureParser::parseRate(const Token& first) {
     const double rate = takeRate();
     cursor_.takeEnd();
     procedure_.rate = rate;
+}
+
+void ProcedureParser::parseFeed(const Token& first) {
+    if (procedure_.lockstep)
+        cursor_.refuseAt(first.place, "`feed lockstep` is given twice", "leave one of the two out");
+    const Token how = cursor_.takeWord("`lockstep`");
+    if (how.text != "lockstep")
+        cursor_.refuseAt(how.place, "a procedure's inputs feed in lockstep, and not " + quoted(how.text),
+                         "write feed lockstep; --feed has the other ways");
+    cursor_.takeEnd();
+    procedure_.lockstep = true;
 }
 
 double ProcedureParser::takeRate() {

@@ -153,7 +153,7 @@ TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsNotRefused) {
 TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
     const std::string set = "variable v : int16 = 5\n" + good;
     const std::string feeding =
-        " is not a way of feeding\n  give --feed N (samples, at least 1), whole, or random:SEED\n";
+        " is not a way of feeding\n  give --feed N (samples, at least 1), whole, lockstep, or random:SEED\n";
     const std::string wrongBlock =
         ": the default block is 1 to 16777216 samples\n  --block N sets the block, and what commands are told of it\n";
     const std::string wrongSize = " is not a size\n  give a number of bytes, or one with K, M or G, such as 512M\n";
