@@ -1,12 +1,12 @@
 // BOUND holds each sample between two limits, which are read once, at the start.
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

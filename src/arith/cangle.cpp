@@ -2,7 +2,7 @@
 
 #include "arith/angle.h"
 #include "arith/pair_loop.h"
-#include "frame/commands.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -2,7 +2,7 @@
 
 #include "arith/magnitude.h"
 #include "arith/pair_loop.h"
-#include "frame/commands.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -7,7 +7,6 @@
 
 #include "arith/level_tables.h"
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
@@ -15,6 +14,7 @@
 #include "frame/values.h"
 #include "frame/vector_clones.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

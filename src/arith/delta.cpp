@@ -1,12 +1,12 @@
 // DELTA gives the difference of each sample from the one before it. The first sample only primes it.
 
 #include "arith/unary.h"
-#include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -5,7 +5,7 @@
 #include "arith/angle.h"
 #include "arith/magnitude.h"
 #include "arith/pair_loop.h"
-#include "frame/commands.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -5,13 +5,13 @@
 #include <cstdint>
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/values.h"
 #include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -5,12 +5,12 @@
 #include <type_traits>
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

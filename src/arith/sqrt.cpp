@@ -3,11 +3,11 @@
 #include <cmath>
 
 #include "arith/unary.h"
-#include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/integer_sqrt.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -1,12 +1,12 @@
 // PID1 is the plain controller for int16: its gains are scaled integers, which can be changed at any sample, and its set
 // point is a variable. It computes in single precision.
 
-#include "frame/commands.h"
 #include "frame/types.h"
 #include "host/modules.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -7,10 +7,10 @@
 
 #include "control/value_pipes.h"
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -6,11 +6,11 @@
 #include "control/ramp.h"
 #include "control/value_pipes.h"
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "host/memory.h"
 #include "host/pbufs.h"
 #include "host/triggers.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

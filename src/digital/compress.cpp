@@ -3,13 +3,13 @@
 
 #include <cstdlib>
 
-#include "frame/commands.h"
 #include "frame/mask_list.h"
 #include "host/memory.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
 #include "host/vectors.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

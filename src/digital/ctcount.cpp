@@ -1,8 +1,8 @@
 // CTCOUNT adds the steps of a free-running 16-bit counter up to a total. The first reading counts in full, from 0.
 
 #include "digital/counter.h"
-#include "frame/commands.h"
 #include "frame/exact.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

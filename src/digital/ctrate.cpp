@@ -1,8 +1,8 @@
 // CTRATE gives the steps of a free-running 16-bit counter from reading to reading. The first one is 0.
 
 #include "digital/counter.h"
-#include "frame/commands.h"
 #include "frame/vector_clones.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

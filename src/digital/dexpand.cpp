@@ -3,7 +3,6 @@
 
 #include <cstring>
 
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/memory.h"
 #include "host/parameters.h"
@@ -11,6 +10,7 @@
 #include "host/pipes.h"
 #include "host/system_info.h"
 #include "host/vectors.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

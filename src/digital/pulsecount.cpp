@@ -1,11 +1,11 @@
 // PULSECOUNT counts the rising edges of one bit of a digital stream into a variable, modulo 65536.
 
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -3,12 +3,12 @@
 
 #include <new>
 
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "host/memory.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

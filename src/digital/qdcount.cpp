@@ -3,13 +3,13 @@
 
 #include <cstring>
 
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -1,10 +1,10 @@
 // QDECODE decodes the two signals of a quadrature encoder, on neighbouring bits of a digital port, into a position.
 
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

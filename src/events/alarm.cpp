@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/values.h"
@@ -13,6 +12,7 @@
 #include "host/pipes.h"
 #include "host/system_info.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

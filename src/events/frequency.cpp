@@ -1,11 +1,11 @@
 // FREQUENCY counts the assertions of a trigger in windows of a fixed number of samples.
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -1,9 +1,9 @@
 // NTH keeps every n-th assertion of a trigger; those between become status.
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "host/parameters.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

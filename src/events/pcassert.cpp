@@ -2,12 +2,12 @@
 // from a running count: of the values in a pipe, or of frames by the host's clock.
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
 #include "host/system_info.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -2,9 +2,9 @@
 // comes later, and so on. What a source asserts while it is not its turn is dropped once it is overtaken.
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "frame/mask_list.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

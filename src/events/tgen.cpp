@@ -1,10 +1,10 @@
 // TGEN asserts at a fixed period, from nothing, as far ahead as the trigger takes it.
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -5,12 +5,12 @@
 #include <algorithm>
 
 #include "events/toggle_scan.h"
-#include "frame/commands.h"
 #include "frame/cursors.h"
 #include "frame/exact.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
 #include "host/triggers.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

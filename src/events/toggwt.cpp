@@ -5,7 +5,6 @@
 #include <bit>
 
 #include "events/toggwt_format.h"
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
@@ -13,6 +12,7 @@
 #include "host/system_info.h"
 #include "host/tasks.h"
 #include "host/triggers.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "host/parameters.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

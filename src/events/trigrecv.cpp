@@ -2,10 +2,10 @@
 
 #include "events/trigger_source.h"
 #include "events/trigger_stream.h"
-#include "frame/commands.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

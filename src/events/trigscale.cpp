@@ -1,10 +1,10 @@
 // TRIGSCALE moves the positions of a trigger to the sample clock of another stream: adds an offset, divides, multiplies.
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -5,13 +5,13 @@
 
 #include "events/trigger_source.h"
 #include "events/trigger_stream.h"
-#include "frame/commands.h"
 #include "frame/mask_list.h"
 #include "frame/values.h"
 #include "host/memory.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "events/trigger_source.h"
-#include "frame/commands.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

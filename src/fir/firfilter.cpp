@@ -2,10 +2,10 @@
 // coefficients and destination each have a type of their own.
 
 #include "fir/fir_engine.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/vectors.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -3,8 +3,8 @@
 
 #include "fir/fir_engine.h"
 #include "fir/fir_lowpass.h"
-#include "frame/commands.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

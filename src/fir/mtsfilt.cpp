@@ -10,7 +10,6 @@
 #include <cstddef>
 
 #include "fir/mtsfilt_kernels.h"
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "frame/vector_clones.h"
 #include "host/memory.h"
@@ -18,6 +17,7 @@
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

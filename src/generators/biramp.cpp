@@ -2,12 +2,12 @@
 // returns over some others.
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_loop.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "generators/wave_state.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -6,7 +6,6 @@
 #include <numbers>
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/mathematics.h"
@@ -15,6 +14,7 @@
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -1,7 +1,7 @@
 // COSINEWAVE generates a cosine, which starts at its upper peak.
 
-#include "frame/commands.h"
 #include "generators/waveform.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -2,7 +2,6 @@
 // (P. L'Ecuyer, Efficient and portable combined random number generators, Communications of the ACM 31, 1988). A seed other
 // than 0 gives the same sequence on every machine.
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/values.h"
@@ -12,6 +11,7 @@
 #include "host/pipes.h"
 #include "host/system_info.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -1,7 +1,7 @@
 // SAWTOOTH generates a ramp that rises through the whole cycle and jumps back. It starts in the middle of the ramp.
 
-#include "frame/commands.h"
 #include "generators/waveform.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

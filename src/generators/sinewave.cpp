@@ -1,7 +1,7 @@
 // SINEWAVE generates a sine, which starts at its middle and rises.
 
-#include "frame/commands.h"
 #include "generators/waveform.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

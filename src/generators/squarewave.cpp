@@ -1,7 +1,7 @@
 // SQUAREWAVE generates half a cycle at the upper peak, where it starts, and half a cycle at the lower.
 
-#include "frame/commands.h"
 #include "generators/waveform.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

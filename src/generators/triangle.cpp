@@ -1,7 +1,7 @@
 // TRIANGLE generates a wave of two even ramps, which starts at its middle and rises.
 
-#include "frame/commands.h"
 #include "generators/waveform.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

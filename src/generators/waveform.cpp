@@ -3,13 +3,13 @@
 #include <cmath>
 #include <cstring>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/values.h"
 #include "generators/wave_shapes.h"
 #include "host/memory.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -3,7 +3,6 @@
 
 #include <functional>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/extreme.h"
 #include "frame/values.h"
@@ -12,6 +11,7 @@
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/triggers.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -5,13 +5,13 @@
 #include <cmath>
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/vector_clones.h"
 #include "host/memory.h"
 #include "host/parameters.h"
 #include "host/vectors.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

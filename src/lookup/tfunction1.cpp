@@ -3,10 +3,10 @@
 
 #include <cmath>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "host/parameters.h"
 #include "lookup/transfer.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "frame/commands.h"
 #include "frame/cursors.h"
 #include "frame/exact.h"
 #include "frame/vector_clones.h"
@@ -14,6 +13,7 @@
 #include "host/parameters.h"
 #include "host/system_info.h"
 #include "lookup/thermocouple_types.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

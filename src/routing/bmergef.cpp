@@ -1,13 +1,13 @@
 // BMERGEF puts several streams of one type onto one pipe, by whole blocks, in the order in which the blocks are complete.
 // Each block stands behind a tag, the number of its source.
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 #include "routing/source_tag.h"
 
 namespace zcmds {

@@ -1,9 +1,9 @@
 // DISCARD throws streams away that nobody needs, so that their pipes do not fill up.
 
-#include "frame/commands.h"
 #include "frame/mask_list.h"
 #include "host/pipes.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

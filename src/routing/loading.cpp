@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "host/memory.h"
@@ -13,6 +12,7 @@
 #include "host/pipes.h"
 #include "host/system_info.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

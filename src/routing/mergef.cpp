@@ -4,13 +4,13 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "frame/commands.h"
 #include "frame/vector_clones.h"
 #include "host/memory.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 #include "routing/source_tag.h"
 
 namespace zcmds {

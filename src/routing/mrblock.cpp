@@ -1,13 +1,13 @@
 // MRBLOCK gives the most recent block of a stream on request, and lets the older data go.
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "frame/commands.h"
 #include "frame/exact.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

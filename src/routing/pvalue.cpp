@@ -2,12 +2,12 @@
 
 #include <type_traits>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 
 namespace zcmds {
 

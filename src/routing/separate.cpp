@@ -1,9 +1,9 @@
 // SEPARATE deals one stream out to several in strict rotation, and puts values together again that stand in the stream as
 // their raw bytes.
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "routing/split_task.h"
 
 namespace zcmds {

@@ -1,11 +1,11 @@
 // SEPARATEF takes a stream apart that MERGEF made: each value goes to the destination whose number, its tag, stands before
 // it, and values that stand in the stream as their raw bytes are put together again.
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "host/modules.h"
 #include "host/parameters.h"
 #include "host/tasks.h"
+#include "module/commands.h"
 #include "routing/split_task.h"
 
 namespace zcmds {

@@ -6,11 +6,11 @@
 #include <cstring>
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "host/system_info.h"
+#include "module/commands.h"
 #include "routing/chunk_size.h"
 #include "routing/element_word.h"
 

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstring>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/values.h"
 #include "frame/vector_clones.h"
@@ -13,6 +12,7 @@
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 #include "spectral/narrowing.h"
 #include "spectral/spectrum_block.h"
 

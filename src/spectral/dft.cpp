@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstddef>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/mathematics.h"
@@ -18,6 +17,7 @@
 #include "host/pipes.h"
 #include "host/system_info.h"
 #include "host/vectors.h"
+#include "module/commands.h"
 #include "spectral/dft_terms.h"
 #include "spectral/dft_window.h"
 

@@ -1,11 +1,11 @@
 // FFT gives the spectrum of blocks of a power of two of samples. One small number chooses direction, inputs, outputs and
 // what is made of the parts; MIXRFFT spells these out and takes other lengths.
 
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/modules.h"
 #include "host/parameters.h"
 #include "host/vectors.h"
+#include "module/commands.h"
 #include "spectral/spectrum_block.h"
 
 namespace zcmds {

@@ -3,10 +3,10 @@
 
 #include <cstring>
 
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/modules.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "spectral/spectrum_block.h"
 
 namespace zcmds {

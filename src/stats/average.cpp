@@ -1,8 +1,8 @@
 // AVERAGE gives the mean of each block of samples. Integer means are rounded, halves away from zero.
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "stats/block_reducer.h"
 #include "stats/block_sums.h"
 

@@ -8,12 +8,12 @@
 #include <cstdint>
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/memory.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 #include "stats/block_average.h"
 
 namespace zcmds {

@@ -1,7 +1,7 @@
 // BINTEGRATE gives the sum of each block of samples. An int16 stream can have its sums as int32.
 
-#include "frame/commands.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "stats/running_sum.h"
 
 // There is no signature: the parameters are source, destination and block length.

@@ -1,6 +1,6 @@
 // HIGH gives the greatest sample of each block and, if asked, its position in the block.
 
-#include "frame/commands.h"
+#include "module/commands.h"
 #include "stats/extreme.h"
 
 namespace zcmds {

@@ -1,8 +1,8 @@
 // INTEGRATE gives the sum of all samples so far, or of those since its last restart. An int16 stream can have it as int32.
 
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "stats/running_sum.h"
 
 // There is no signature: the parameters are source, destination and, if wanted, the number of samples after which the sum

@@ -2,9 +2,9 @@
 // that the centre of the window stands at the output: the average lags behind its samples by nothing.
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
+#include "module/commands.h"
 #include "stats/running_sum.h"
 
 namespace zcmds {

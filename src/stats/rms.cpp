@@ -2,10 +2,10 @@
 
 #include <cmath>
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "frame/integer_sqrt.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "stats/block_reducer.h"
 #include "stats/block_sums.h"
 

@@ -2,9 +2,9 @@
 // restarts, every `reset` samples, or of the last `window` samples.
 
 #include "frame/checks.h"
-#include "frame/commands.h"
 #include "frame/values.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "stats/running_sum.h"
 
 namespace zcmds {

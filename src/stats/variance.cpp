@@ -1,8 +1,8 @@
 // VARIANCE gives the population variance of each block of samples. An int16 stream can have it as int32, without a clamp.
 
-#include "frame/commands.h"
 #include "frame/element_type.h"
 #include "host/parameters.h"
+#include "module/commands.h"
 #include "stats/block_reducer.h"
 #include "stats/block_sums.h"
 

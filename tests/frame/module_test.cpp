@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <set>
 
-#include "frame/version.h"
+#include "module/version.h"
 #include "runtime/signature.h"
 #include "tests/support/child_output.h"
 #include "tests/support/covered.h"

@@ -1,6 +1,6 @@
 // The module's entries over tables of this program's own, with what the module's tables lack now or have once only.
 
-#include "frame/module.cpp"
+#include "module/module.cpp"
 #include "recording_host.h"
 
 namespace zcmds {

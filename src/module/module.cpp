@@ -1,7 +1,7 @@
 // The module's three exports.
 
-#include "frame/command_table.h"
-#include "frame/version.h"
+#include "module/command_table.h"
+#include "module/version.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "frame/command_table.h"
+#include "module/command_table.h"
 
-#include "frame/commands.h"
+#include "module/commands.h"
 
 namespace zcmds {
 
