@@ -3,7 +3,10 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cctype>
+#include <map>
 #include <set>
+#include <sstream>
 
 #include "module/version.h"
 #include "runtime/signature.h"
@@ -16,20 +19,29 @@ namespace {
 
 const std::string module = "'" TEST_MODULE_FILE "' ";
 
-// The commands in the order in which they are offered: first those with the usual stack, then those with more.
-const Lines mainCommands{
-    "ABS",        "ALARM",      "AVERAGE",  "BAVERAGE",   "BINTEGRATE", "BIRAMP",     "BMERGEF",   "BOUND",
-    "CANGLE",     "CHIRP",      "CMAG",     "COMPRESS",   "CTCOUNT",    "CTRATE",     "DECIBEL",   "DELTA",
-    "DEXPAND",    "DFT",        "DISCARD",  "FINDMAX",    "FIRFILTER",  "FIRLOWPASS", "FREQUENCY", "HIGH",
-    "INTERP",     "INTEGRATE",  "LOADING",  "LOW",        "MERGEF",     "MRBLOCK",    "MTSFILT",   "NTH",
-    "OFFSET",     "PCASSERT",   "PCOUNT",   "PID",        "PID1",       "PIDLATCH",   "PIDRAMP",   "PIDSCRAM",
-    "POLAR",      "PULSECOUNT", "PVALUE",   "PWM",        "QDCOUNT",    "QDECODE",    "RANDOM",    "RANGE",
-    "RAVERAGE",   "REPLICATE",  "RMS",      "RSUM",       "SCALE",      "SEPARATE",   "SEPARATEF", "SKIP",
-    "SQRT",       "STDDEV",     "TCOLLATE", "TFUNCTION1", "TFUNCTION2", "THERMO",     "TAND",      "TGEN",
-    "TOGGLE",     "TOGGWT",     "TOR",      "TRIGRECV",   "TRIGSCALE",  "TRIGSEND",   "TSTAMP",    "VARIANCE",
-    "COSINEWAVE", "SAWTOOTH",   "SINEWAVE", "SQUAREWAVE", "TRIANGLE"};
-const Lines transformCommands{"CORRELATE", "CROSSPOWER", "FFT", "MIXRFFT"};
-const std::set<std::string> withoutSignature{"BINTEGRATE", "INTEGRATE", "PID1"};
+struct Row {
+    std::string name, entry, signature;
+    const char* space;  // on the stack, beyond the usual
+};
+
+const std::vector<Row> rows{
+#define COMMAND(name, entry, signature) {name, #entry, #signature, "0"},
+#define COMMAND_WITHOUT_SIGNATURE(name, entry) {name, #entry, "", "0"},
+#include "module/commands.def"
+#define FFT_COMMAND(name, entry, signature) {name, #entry, #signature, "4000"},
+#include "module/commands.def"
+};
+
+// The commands of the first release in the order in which they are offered, first those with the usual stack. Later ones may
+// come between them.
+const char* const releasedMain =
+    "ABS ALARM AVERAGE BAVERAGE BINTEGRATE BIRAMP BMERGEF BOUND CANGLE CHIRP CMAG COMPRESS CTCOUNT CTRATE DECIBEL "
+    "DELTA DEXPAND DFT DISCARD FINDMAX FIRFILTER FIRLOWPASS FREQUENCY HIGH INTERP INTEGRATE LOADING LOW MERGEF "
+    "MRBLOCK MTSFILT NTH OFFSET PCASSERT PCOUNT PID PID1 PIDLATCH PIDRAMP PIDSCRAM POLAR PULSECOUNT PVALUE PWM "
+    "QDCOUNT QDECODE RANDOM RANGE RAVERAGE REPLICATE RMS RSUM SCALE SEPARATE SEPARATEF SKIP SQRT STDDEV TCOLLATE "
+    "TFUNCTION1 TFUNCTION2 THERMO TAND TGEN TOGGLE TOGGWT TOR TRIGRECV TRIGSCALE TRIGSEND TSTAMP VARIANCE "
+    "COSINEWAVE SAWTOOTH SINEWAVE SQUAREWAVE TRIANGLE";
+const char* const releasedTransforms = "CORRELATE CROSSPOWER FFT MIXRFFT";
 
 template <class Function>
 Function* entryOf(const char* name) {
@@ -42,12 +54,9 @@ Function* entryOf(const char* name) {
 // What a host must note of the offers.
 Lines offers() {
     Lines lines;
-    const auto offer = [&](const std::string& name, const char* space) {
-        lines.push_back(name + ": context 89abcdef, record 16, space " + space + ", attributes 80000000, " +
-                        (withoutSignature.contains(name) ? "no signature" : "signature"));
-    };
-    for (const std::string& name : mainCommands) offer(name, "0");
-    for (const std::string& name : transformCommands) offer(name, "4000");
+    for (const Row& row : rows)
+        lines.push_back(row.name + ": context 89abcdef, record 16, space " + row.space + ", attributes 80000000, " +
+                        (row.signature.empty() ? "no signature" : "signature"));
     lines.emplace_back("result 1");
     return lines;
 }
@@ -86,6 +95,34 @@ TEST(Module, CommandsAreOfferedInAnotherOrderOrWithOtherWords) {
     std::erase_if(offered,
                   [](const std::string& line) { return line.starts_with("look up") || line.starts_with("Module"); });
     EXPECT_EQ(offered, offers());
+}
+
+TEST(Module, TheFirstReleasesCommandsKeepOrderAndStack) {
+    auto row = rows.begin();
+    for (const auto& [released, space] : {std::pair(releasedMain, "0"), {releasedTransforms, "4000"}}) {
+        std::istringstream names(released);
+        for (std::string name; names >> name; ++row) {
+            row = std::find_if(row, rows.end(), [&name](const Row& other) { return other.name == name; });
+            ASSERT_NE(row, rows.end()) << name;
+            EXPECT_STREQ(row->space, space) << name;
+        }
+    }
+}
+
+TEST(Module, ARowNamesItsCommandsOwnEntryAndSignature) {
+    const std::map<std::string, std::string> sharing{
+        {"BINTEGRATE", ""},         {"INTEGRATE", ""},          {"PID1", ""},
+        {"DELTA", "abs"},           {"RMS", "average"},         {"TOR", "tcollate"},
+        {"SAWTOOTH", "cosinewave"}, {"SINEWAVE", "cosinewave"}, {"SQUAREWAVE", "cosinewave"},
+        {"TRIANGLE", "cosinewave"}};
+    for (const Row& row : rows) {
+        std::string entry = row.name;
+        for (char& letter : entry) letter = static_cast<char>(std::tolower(letter));
+        EXPECT_EQ(row.entry, entry);
+        const auto shared = sharing.find(row.name);
+        const std::string owner = shared == sharing.end() ? entry : shared->second;
+        EXPECT_EQ(row.signature, owner.empty() ? "" : owner + "Signature") << row.name;
+    }
 }
 
 TEST(Module, AnOfferIsLeftOutBehindARefusalOrBeyondTheTablesEnd) {
