@@ -24,14 +24,14 @@ const char* const correlateSignature =
 
 namespace {
 
-constexpr std::int32_t greatestSize = 1048576;
+constexpr std::int32_t maxSize = 1048576;
 
 // Multiplies 2, 3, 5 and 7 into products, to find the smallest at or above a target.
 struct SizeSearch {
     std::int32_t target;
-    std::int32_t best = greatestSize;
+    std::int32_t best = maxSize;
 
-    // Goes on from `product` with the primes from this one on.
+    // Continues from `product` with the primes from this one on.
     void tryPrimes(const std::int32_t* prime, std::int32_t product) {
         constexpr std::int32_t last = 2;
         for (;; product *= *prime) {
@@ -48,14 +48,14 @@ struct SizeSearch {
 // The smallest number at or above `target` with no prime factor above 7; 0 for one below 0 or above 2^20.
 std::int32_t correlateSize(std::int32_t target) {
     constexpr std::int32_t primes[] = {7, 5, 3, 2};
-    if (target < 0 || target > greatestSize) return 0;
+    if (target < 0 || target > maxSize) return 0;
     SizeSearch search{.target = target};
     search.tryPrimes(primes, 1);
     return search.best;
 }
 
 struct CorrelateState {
-    std::int32_t lead = 0, lag = 0, block = 0;  // lags before and behind 0, and what the size is made from
+    std::int32_t lead = 0, lag = 0, block = 0;  // lags before and after 0, and what the size is made from
     std::int32_t length = 0;                    // N
     std::int32_t outCount = 0;                  // lead + lag + 1
     PipeHandle dest{};

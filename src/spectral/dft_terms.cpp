@@ -68,8 +68,8 @@ void setDftTerm(DftTerm& term, std::uint32_t index, std::uint32_t length) {
 // A step of a term waits for the step before it, so the more terms run side by side the better; lanes without a term cost
 // less than another round.
 void advanceDftTerms(DftTerm* terms, std::int32_t termCount, const double* y, std::int32_t n) {
-    constexpr std::int32_t greatest = 64;
-    for (std::int32_t first = 0; first < termCount; first += greatest) {
+    constexpr std::int32_t maxLanes = 64;
+    for (std::int32_t first = 0; first < termCount; first += maxLanes) {
         const std::int32_t left = termCount - first;
         if (left <= 8)
             advanceGroup<8>(terms + first, left, y, n);
@@ -78,7 +78,7 @@ void advanceDftTerms(DftTerm* terms, std::int32_t termCount, const double* y, st
         else if (left <= 32)
             advanceGroup<32>(terms + first, left, y, n);
         else
-            advanceGroup<greatest>(terms + first, std::min(left, greatest), y, n);
+            advanceGroup<maxLanes>(terms + first, std::min(left, maxLanes), y, n);
     }
 }
 

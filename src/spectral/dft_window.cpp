@@ -28,7 +28,7 @@ void bartlett(std::uint32_t first, std::uint32_t length, double* weights, std::i
     });
 }
 
-// Of the indices' parts of `turn`.
+// The cosines of index * turn / length.
 void cosines(std::uint32_t first, std::uint32_t length, double* values, std::int32_t n, double turn) {
     weigh(first, values, n, [=](std::uint32_t index) { return (index * turn) / length; });
     mathematics.cosArray(values, values, n);

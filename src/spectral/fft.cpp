@@ -58,7 +58,7 @@ void selectWindow(SpectrumBlock& block, Slot window, ParamMask kind) {
     zepl::param_error_msg(ParamError::notPositive, 3);
 }
 
-// The mode's row; a mode that is none is refused, the unsupported one stands in for power.
+// The mode's row; what is no mode is refused, and the unsupported one becomes power.
 std::int16_t checkedMode(std::int16_t mode) {
     if (mode < 0 || mode > unsupportedMode) zepl::param_error_msg(ParamError::notPositive, 1);
     if (mode != unsupportedMode) return mode;

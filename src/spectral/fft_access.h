@@ -1,5 +1,5 @@
-// The ways in which eight butterflies at a time take their elements from memory and give them back. Element p of a butterfly
-// is p * span behind its element 0.
+// The ways in which eight butterflies at a time load their elements from memory and store them. Element p of a butterfly
+// is p * span after its element 0.
 #pragma once
 
 #include "spectral/fft_lanes.h"
@@ -14,8 +14,10 @@ struct SideBySide {
     double* b;
     std::ptrdiff_t span;
 
-    ZCMDS_INLINE Points get(std::ptrdiff_t p) const { return {load<Lanes>(a + p * span), load<Lanes>(b + p * span)}; }
-    ZCMDS_INLINE void put(std::ptrdiff_t p, const Points& x) const {
+    ZCMDS_INLINE ComplexLanes get(std::ptrdiff_t p) const {
+        return {load<Lanes>(a + p * span), load<Lanes>(b + p * span)};
+    }
+    ZCMDS_INLINE void put(std::ptrdiff_t p, const ComplexLanes& x) const {
         store(a + p * span, x.re);
         store(b + p * span, x.im);
     }
@@ -35,8 +37,8 @@ struct TwoGroups {
         store(to, lowHalf(lanes));
         store(to + other, highHalf(lanes));
     }
-    ZCMDS_INLINE Points get(std::ptrdiff_t p) const { return {gather(a + p * span), gather(b + p * span)}; }
-    ZCMDS_INLINE void put(std::ptrdiff_t p, const Points& x) const {
+    ZCMDS_INLINE ComplexLanes get(std::ptrdiff_t p) const { return {gather(a + p * span), gather(b + p * span)}; }
+    ZCMDS_INLINE void put(std::ptrdiff_t p, const ComplexLanes& x) const {
         scatter(a + p * span, x.re);
         scatter(b + p * span, x.im);
     }
@@ -69,8 +71,8 @@ struct ManyGroups {
             for (int i = 0; i < count; ++i) x[first[i]] = lanes[i];
         }
     }
-    ZCMDS_INLINE Points get(std::ptrdiff_t p) const { return {gather(a + p * span), gather(b + p * span)}; }
-    ZCMDS_INLINE void put(std::ptrdiff_t p, const Points& x) const {
+    ZCMDS_INLINE ComplexLanes get(std::ptrdiff_t p) const { return {gather(a + p * span), gather(b + p * span)}; }
+    ZCMDS_INLINE void put(std::ptrdiff_t p, const ComplexLanes& x) const {
         scatter(a + p * span, x.re);
         scatter(b + p * span, x.im);
     }

@@ -11,7 +11,7 @@
 namespace zcmds {
 
 // Unnamed, here and in all headers of the transform: they are built for several instruction sets, and what one of those
-// builds leaves as a function must not stand in for that of another.
+// builds leaves as a function must not be taken for that of another.
 namespace {
 
 #define ZCMDS_INLINE [[gnu::always_inline]] inline
@@ -24,22 +24,22 @@ using QuarterLanes [[gnu::vector_size(16)]] = double;
 using LaneMask [[gnu::vector_size(64)]] = std::int64_t;
 
 template <class Integer>
-ZCMDS_INLINE constexpr Integer lesser(Integer x, Integer y) {
+ZCMDS_INLINE constexpr Integer min(Integer x, Integer y) {
     return x < y ? x : y;
 }
 
 // A complex number in each lane.
-struct Points {
+struct ComplexLanes {
     Lanes re, im;
 };
 
-// A rotation in each lane: cosine and sine.
-struct Turns {
+// A twiddle factor in each lane: cosine and sine.
+struct Twiddles {
     Lanes c, s;
 };
 
-ZCMDS_INLINE Points turned(const Points& x, const Turns& turn) {
-    return {turn.c * x.re - turn.s * x.im, turn.s * x.re + turn.c * x.im};
+ZCMDS_INLINE ComplexLanes rotated(const ComplexLanes& x, const Twiddles& twiddle) {
+    return {twiddle.c * x.re - twiddle.s * x.im, twiddle.s * x.re + twiddle.c * x.im};
 }
 
 ZCMDS_INLINE Lanes broadcast(double x) { return Lanes{} + x; }
@@ -68,8 +68,9 @@ ZCMDS_INLINE HalfLanes highHalf(const Lanes& lanes) { return __builtin_shuffleve
 ZCMDS_INLINE QuarterLanes lowHalf(const HalfLanes& lanes) { return __builtin_shufflevector(lanes, lanes, 0, 1); }
 ZCMDS_INLINE QuarterLanes highHalf(const HalfLanes& lanes) { return __builtin_shufflevector(lanes, lanes, 2, 3); }
 
-// `count` neighbours in the first lanes, two to four of HalfLanes and five to eight of Lanes; what the other lanes hold does
-// not matter. A count that fills no vector is taken and given in two parts that overlap, so that nothing else is touched.
+// `count` neighbours in the first lanes, two to four of HalfLanes and five to eight of Lanes; what the other lanes hold
+// does not matter. A count that fills no vector is loaded and stored in two parts that overlap, so that nothing else is
+// touched.
 template <int count>
 ZCMDS_INLINE auto loadRow(const double* from) {
     if constexpr (count == 4) {
@@ -79,7 +80,7 @@ ZCMDS_INLINE auto loadRow(const double* from) {
     } else {
         constexpr int fifth = 12 - count;  // where element 4 is in the two parts
         return __builtin_shufflevector(load<HalfLanes>(from), load<HalfLanes>(from + count - 4), 0, 1, 2, 3, fifth,
-                                       lesser(fifth + 1, 7), lesser(fifth + 2, 7), 7);
+                                       min(fifth + 1, 7), min(fifth + 2, 7), 7);
     }
 }
 

@@ -43,9 +43,9 @@ ZCMDS_INLINE void forEachTilePair(const FftPlan& plan, Visit visit) {
 }
 
 ZCMDS_INLINE void swapElements(double* x, std::int32_t i, std::int32_t j) {
-    const double kept = x[i];
+    const double held = x[i];
     x[i] = x[j];
-    x[j] = kept;
+    x[j] = held;
 }
 
 void permuteSquares(double* a, double* b, const FftPlan& plan) {
@@ -77,7 +77,7 @@ ZCMDS_INLINE void finishNarrow(double* a, double* b, std::ptrdiff_t rowLength, c
     }
     transposeHalves(re);
     transposeHalves(im);
-    Points x[4] = {{re[0], im[0]}, {re[1], im[1]}, {re[2], im[2]}, {re[3], im[3]}};
+    ComplexLanes x[4] = {{re[0], im[0]}, {re[1], im[1]}, {re[2], im[2]}, {re[3], im[3]}};
     kernel.transform(x);
     for (int r = 0; r < f; ++r) {
         const std::ptrdiff_t first = pair.images[0] + r * rowLength, second = pair.images[1] + r * rowLength;
@@ -92,7 +92,7 @@ ZCMDS_INLINE void finishNarrow(double* a, double* b, std::ptrdiff_t rowLength, c
 // The butterflies of one tile of up to eight rows and columns.
 template <class Kernel>
 ZCMDS_INLINE void transformTile(const double* a, const double* b, std::ptrdiff_t rowLength, const Kernel& kernel,
-                                Points (&x)[laneCount]) {
+                                ComplexLanes (&x)[laneCount]) {
     Lanes re[laneCount] = {}, im[laneCount] = {};
     for (int r = 0; r < Kernel::factor; ++r) {
         re[r] = loadRow<Kernel::factor>(a + r * rowLength);
@@ -107,7 +107,7 @@ ZCMDS_INLINE void transformTile(const double* a, const double* b, std::ptrdiff_t
 template <class Kernel>
 ZCMDS_INLINE void finishWide(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
                              const TilePair& pair) {
-    Points x[2][laneCount];
+    ComplexLanes x[2][laneCount];
     for (int i = 0; i < 2; ++i) transformTile(a + pair.tiles[i], b + pair.tiles[i], rowLength, kernel, x[i]);
     for (int i = 0; i < 2; ++i) {
         for (int r = 0; r < Kernel::factor; ++r) {
@@ -124,7 +124,7 @@ template <class Kernel>
 ZCMDS_INLINE void lastStageOfTiles(double* a, double* b, const FftPlan& plan, const Kernel& kernel, double scale) {
     const std::ptrdiff_t rowLength = plan.spans[1];
     forEachTilePair(plan, [=](const TilePair& pair) {
-        if constexpr (Kernel::most <= 4)
+        if constexpr (Kernel::maxFactor <= 4)
             finishNarrow(a, b, rowLength, kernel, scale, pair);
         else
             finishWide(a, b, rowLength, kernel, scale, pair);
@@ -137,11 +137,11 @@ ZCMDS_INLINE void moveAlongCycles(double* a, double* b, const FftPlan& plan, std
     const auto at = [=](int i, std::ptrdiff_t k) { return (i % 2 == 0 ? a : b) + i / 2 * block + k * run; };
     const std::int16_t* members = plan.cycles + 1;
     for (std::int32_t length = members[-1]; length > 0; length = members[-1]) {
-        double kept[2 * blocks][width];
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(kept[i], at(i, members[0]), sizeof kept[i]);
+        double held[2 * blocks][width];
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(held[i], at(i, members[0]), sizeof held[i]);
         for (std::int32_t m = 1; m < length; ++m)
-            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[m - 1]), at(i, members[m]), sizeof kept[i]);
-        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[length - 1]), kept[i], sizeof kept[i]);
+            for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[m - 1]), at(i, members[m]), sizeof held[i]);
+        for (int i = 0; i < 2 * blocks; ++i) std::memcpy(at(i, members[length - 1]), held[i], sizeof held[i]);
         members += length + 1;
     }
 }

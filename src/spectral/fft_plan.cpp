@@ -27,7 +27,7 @@ bool takeOddSquares(FftPlan& plan, std::int32_t& m) {
     std::int32_t j = 3;
     do {
         for (; m % (j * j) == 0; m /= j * j) {
-            if (j > fftLargestFactor) return false;
+            if (j > fftMaxFactor) return false;
             appendSquare(plan, j);
         }
         j += 2;
@@ -42,13 +42,13 @@ bool takeFreeFactors(FftPlan& plan, std::int32_t m) {
         m /= 4;
     }
     std::int32_t product = 1;
-    for (std::int32_t j = 2; j <= fftLargestFactor && j <= m; j += j == 2 ? 1 : 2) {
+    for (std::int32_t j = 2; j <= fftMaxFactor && j <= m; j += j == 2 ? 1 : 2) {
         if (m % j != 0) continue;
         appendFree(plan, j);
         m /= j;
         product *= j;
     }
-    return m == 1 && product <= fftLargestCore;
+    return m == 1 && product <= fftMaxCore;
 }
 
 // The squares, largest power of two first, then the core.
@@ -150,72 +150,75 @@ void listCycles(FftPlan& plan) {
     *to = 0;
 }
 
-// Calls visit(j, cosine, sine) for turns 1 to last of the stage.
+// Calls visit(j, cosine, sine) for the twiddles 1 to last of the stage.
 template <class Visit>
-void followTurns(const FftTurns& turns, std::int32_t last, Visit visit) {
-    double c = turns.c1, s = turns.s1;
+void forEachTwiddle(const FftTwiddles& twiddles, std::int32_t last, Visit visit) {
+    double c = twiddles.c1, s = twiddles.s1;
     for (std::int32_t j = 1; j <= last; ++j) {
         visit(j, c, s);
-        advanceTurn(turns, c, s);
+        nextTwiddle(twiddles, c, s);
     }
 }
 
-// Turn 1 is the step as it stands, but for factor 4, which gets it corrected like all others.
-void setStep(FftTurns& turns, double halfAngle, std::int32_t factor) {
-    const double x = halfAngle / (static_cast<double>(turns.span) * factor), sine = mathematics.sin(x);
-    turns.cd = 2 * sine * sine;
-    turns.sd = mathematics.sin(2 * x);
-    turns.c1 = 1.0 - turns.cd;
-    turns.s1 = turns.sd;
+// Twiddle 1 is the step itself, except with factor 4, which gets it corrected like all others.
+void setStep(FftTwiddles& twiddles, double halfAngle, std::int32_t factor) {
+    const double x = halfAngle / (static_cast<double>(twiddles.span) * factor), sine = mathematics.sin(x);
+    twiddles.cd = 2 * sine * sine;
+    twiddles.sd = mathematics.sin(2 * x);
+    twiddles.c1 = 1.0 - twiddles.cd;
+    twiddles.s1 = twiddles.sd;
     if (factor != 4) return;
-    turns.c1 = 1.0;
-    turns.s1 = 0.0;
-    advanceTurn(turns, turns.c1, turns.s1);
+    twiddles.c1 = 1.0;
+    twiddles.s1 = 0.0;
+    nextTwiddle(twiddles, twiddles.c1, twiddles.s1);
 }
 
-// A factor of 2 has turns up to the middle of the span; those beyond are their mirror images, with the cosine negated.
-void keepAllTurns(const FftTurns& turns, std::int32_t factor, double* c, double* s) {
+// A factor of 2 has twiddles up to the middle of the span; those beyond are their mirror images, with the cosine negated.
+void tabulateTwiddles(const FftTwiddles& twiddles, std::int32_t factor, double* c, double* s) {
     const bool mirrored = factor == 2;
     c[0] = 1.0;
     s[0] = 0.0;
-    followTurns(turns, mirrored ? turns.span / 2 : turns.span - 1, [&](std::int32_t j, double cosine, double sine) {
-        if (mirrored) {
-            c[turns.span - j] = -cosine;
-            s[turns.span - j] = sine;
-        }
-        c[j] = cosine;
-        s[j] = sine;
+    forEachTwiddle(twiddles, mirrored ? twiddles.span / 2 : twiddles.span - 1,
+                   [&](std::int32_t j, double cosine, double sine) {
+                       if (mirrored) {
+                           c[twiddles.span - j] = -cosine;
+                           s[twiddles.span - j] = sine;
+                       }
+                       c[j] = cosine;
+                       s[j] = sine;
+                   });
+}
+
+// Stores the points from which eight runs continue. Long runs begin 16 elements further apart than an eighth of the stage:
+// at powers of two apart, what they work on would fall into the same few sets of the cache.
+void storeRunStarts(FftTwiddles& twiddles, std::int32_t factor) {
+    twiddles.count =
+        factor == 2 ? (twiddles.span % 16 == 0 ? twiddles.span / 2 : twiddles.span / 2 + 1) : twiddles.span;
+    twiddles.interval = (twiddles.count + 63) / 64 * 8;
+    if (twiddles.interval >= 128) twiddles.interval += 16;
+    std::fill_n(twiddles.c, 8, 1.0);
+    std::fill_n(twiddles.s, 8, 0.0);
+    forEachTwiddle(twiddles, twiddles.count - 1, [&](std::int32_t j, double cosine, double sine) {
+        if (j % twiddles.interval != 0) return;
+        twiddles.c[j / twiddles.interval] = cosine;
+        twiddles.s[j / twiddles.interval] = sine;
     });
 }
 
-// Keeps the points from which eight runs go on. Long runs begin 16 elements further apart than an eighth of the stage: at
-// powers of two apart, what they work on would fall into the same few sets of the cache.
-void keepPoints(FftTurns& turns, std::int32_t factor) {
-    turns.count = factor == 2 ? (turns.span % 16 == 0 ? turns.span / 2 : turns.span / 2 + 1) : turns.span;
-    turns.interval = (turns.count + 63) / 64 * 8;
-    if (turns.interval >= 128) turns.interval += 16;
-    std::fill_n(turns.c, 8, 1.0);
-    std::fill_n(turns.s, 8, 0.0);
-    followTurns(turns, turns.count - 1, [&](std::int32_t j, double cosine, double sine) {
-        if (j % turns.interval != 0) return;
-        turns.c[j / turns.interval] = cosine;
-        turns.s[j / turns.interval] = sine;
-    });
-}
-
-void fillTurns(FftPlan& plan) {
-    std::int32_t span = plan.ns, kept = 0;
+void fillTwiddles(FftPlan& plan) {
+    std::int32_t span = plan.ns, tabulated = 0;
     for (std::int32_t i = 0; i < plan.factorCount; ++i) {
-        FftTurns& turns = plan.turns[i];
-        turns.span = span /= plan.factors[i];
-        setStep(turns, plan.halfAngle, plan.factors[i]);
-        if (span > fftShortSpan) {
-            keepPoints(turns, plan.factors[i]);
+        FftTwiddles& twiddles = plan.twiddles[i];
+        twiddles.span = span /= plan.factors[i];
+        setStep(twiddles, plan.halfAngle, plan.factors[i]);
+        if (span > fftMaxTableSpan) {
+            storeRunStarts(twiddles, plan.factors[i]);
             continue;
         }
-        turns.kept = kept;
-        kept += span;
-        keepAllTurns(turns, plan.factors[i], plan.keptC + turns.kept, plan.keptS + turns.kept);
+        twiddles.tableStart = tabulated;
+        tabulated += span;
+        tabulateTwiddles(twiddles, plan.factors[i], plan.tableC + twiddles.tableStart,
+                         plan.tableS + twiddles.tableStart);
     }
 }
 
@@ -223,8 +226,8 @@ void fillTurns(FftPlan& plan) {
 
 bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t length, std::int32_t span,
                   std::int32_t stride, FftPlan& plan) {
-    constexpr std::int32_t longest = 1 << 24;
-    if (length < 1 || total > longest || total != length || span != length || stride != 1) return false;
+    constexpr std::int32_t maxLength = 1 << 24;
+    if (length < 1 || total > maxLength || total != length || span != length || stride != 1) return false;
     plan.direction = direction;
     plan.total = total;
     plan.length = length;
@@ -235,7 +238,7 @@ bool fftPlanBuild(std::int32_t direction, std::int32_t total, std::int32_t lengt
     if (!factorLength(plan)) return false;
     fillFreeProducts(plan);
     fillSpans(plan);
-    fillTurns(plan);
+    fillTwiddles(plan);
     plan.jf = 0;
     plan.permutationTop = 0;
     if (plan.freeCount < 1) return true;

@@ -8,29 +8,29 @@ namespace zcmds {
 
 namespace {
 
-// Turns (c, s), a point on the unit circle, by the stage's step. The first-order correction keeps it on the circle.
+// Rotates (c, s), a point on the unit circle, by the stage's step. The first-order correction keeps it on the circle.
 template <class Value>
-ZCMDS_INLINE void advanceTurn(const FftTurns& turns, Value& c, Value& s) {
-    const Value t = c - (turns.cd * c + turns.sd * s);
-    const Value u = s + (turns.sd * c - turns.cd * s);
+ZCMDS_INLINE void nextTwiddle(const FftTwiddles& twiddles, Value& c, Value& s) {
+    const Value t = c - (twiddles.cd * c + twiddles.sd * s);
+    const Value u = s + (twiddles.sd * c - twiddles.cd * s);
     const Value correction = 2.0 - (t * t + u * u);
     c = correction * t;
     s = correction * u;
 }
 
-// Eight runs of a stage's recurrence side by side: run r goes on from turn r * interval.
-class TurnRuns {
+// Eight runs of a stage's recurrence side by side: run r continues from twiddle r * interval.
+class TwiddleRuns {
  public:
-    ZCMDS_INLINE explicit TurnRuns(const FftTurns& turns)
-        : turns_(turns), c_(load<Lanes>(turns.c)), s_(load<Lanes>(turns.s)) {
+    ZCMDS_INLINE explicit TwiddleRuns(const FftTwiddles& twiddles)
+        : twiddles_(twiddles), c_(load<Lanes>(twiddles.c)), s_(load<Lanes>(twiddles.s)) {
         step(0);
-        // Turn 1 need not be what the recurrence makes of turn 0.
-        c_[0] = turns.c1;
-        s_[0] = turns.s1;
+        // Twiddle 1 need not be what the recurrence makes of twiddle 0.
+        c_[0] = twiddles.c1;
+        s_[0] = twiddles.s1;
         for (int i = 1; i < laneCount; ++i) step(i);
     }
 
-    // Makes the eight turns of each run that were stepped through readable.
+    // Makes the last eight twiddles of each run readable.
     ZCMDS_INLINE void publish() {
         transpose(cosines_);
         transpose(sines_);
@@ -47,7 +47,7 @@ class TurnRuns {
     ZCMDS_INLINE void step(int i) {
         cosines_[i] = c_;
         sines_[i] = s_;
-        advanceTurn(turns_, c_, s_);
+        nextTwiddle(twiddles_, c_, s_);
     }
 
     alignas(64) double c[laneCount][laneCount];  // c[r] are the cosines of run r
@@ -56,7 +56,7 @@ class TurnRuns {
     alignas(64) double nextS[laneCount];
 
  private:
-    const FftTurns& turns_;
+    const FftTwiddles& twiddles_;
     Lanes c_, s_;
     Lanes cosines_[laneCount], sines_[laneCount];
 };

@@ -1,5 +1,5 @@
 // One stage of the transform: the butterflies of one factor over all groups. Output p of the butterfly at offset j of its
-// group is turned by the p-th power of the stage's turn j; offset 0 is not turned.
+// group is multiplied by the p-th power of the stage's twiddle j; offset 0 is not.
 #pragma once
 
 #include "spectral/fft_access.h"
@@ -20,55 +20,59 @@ struct StageArea {
 
 // What becomes of a butterfly's outputs: nothing,
 struct Plain {
-    ZCMDS_INLINE Points operator()(std::int32_t /*p*/, const Points& x) const { return x; }
+    ZCMDS_INLINE ComplexLanes operator()(std::int32_t /*p*/, const ComplexLanes& x) const { return x; }
 };
 
 // scaled,
 struct Scaled {
     double scale;
 
-    ZCMDS_INLINE Points operator()(std::int32_t /*p*/, const Points& x) const { return {x.re * scale, x.im * scale}; }
+    ZCMDS_INLINE ComplexLanes operator()(std::int32_t /*p*/, const ComplexLanes& x) const {
+        return {x.re * scale, x.im * scale};
+    }
 };
 
-// turned,
+// rotated,
 template <class Kernel>
-struct Turned {
-    Turns powers[Kernel::most];
+struct Rotated {
+    Twiddles powers[Kernel::maxFactor];
 
-    ZCMDS_INLINE Turned(const Kernel& kernel, const Turns& turn) {
-        powers[1] = turn;
+    ZCMDS_INLINE Rotated(const Kernel& kernel, const Twiddles& twiddle) {
+        powers[1] = twiddle;
         for (std::int32_t p = 2; p < kernel.factor; ++p) {
-            const Turns last = powers[p - 1];
-            powers[p] = {last.c * turn.c - last.s * turn.s, last.s * turn.c + turn.s * last.c};
+            const Twiddles last = powers[p - 1];
+            powers[p] = {last.c * twiddle.c - last.s * twiddle.s, last.s * twiddle.c + twiddle.s * last.c};
         }
     }
-    ZCMDS_INLINE Points operator()(std::int32_t p, const Points& x) const { return p == 0 ? x : turned(x, powers[p]); }
+    ZCMDS_INLINE ComplexLanes operator()(std::int32_t p, const ComplexLanes& x) const {
+        return p == 0 ? x : rotated(x, powers[p]);
+    }
 };
 
-// or turned in the lanes whose mask is set.
+// or rotated in the lanes whose mask is set.
 template <class Kernel>
-struct TurnedInSome {
-    Turned<Kernel> turns;
+struct RotatedInSome {
+    Rotated<Kernel> twiddles;
     LaneMask mask;
 
-    ZCMDS_INLINE TurnedInSome(const Kernel& kernel, const Turns& turn, const LaneMask& lanes)
-        : turns(kernel, turn), mask(lanes) {}
-    ZCMDS_INLINE Points operator()(std::int32_t p, const Points& x) const {
+    ZCMDS_INLINE RotatedInSome(const Kernel& kernel, const Twiddles& twiddle, const LaneMask& lanes)
+        : twiddles(kernel, twiddle), mask(lanes) {}
+    ZCMDS_INLINE ComplexLanes operator()(std::int32_t p, const ComplexLanes& x) const {
         if (p == 0) return x;
-        const Points y = turns(p, x);
+        const ComplexLanes y = twiddles(p, x);
         return {mask ? y.re : x.re, mask ? y.im : x.im};
     }
 };
 
 template <class Kernel, class Access, class Finish>
 ZCMDS_INLINE void butterfly(const Kernel& kernel, const Access& access, const Finish& finish) {
-    Points x[Kernel::most];
+    ComplexLanes x[Kernel::maxFactor];
     for (std::int32_t p = 0; p < kernel.factor; ++p) x[p] = access.get(p);
     kernel.transform(x);
     for (std::int32_t p = 0; p < kernel.factor; ++p) access.put(p, finish(p, x[p]));
 }
 
-// `offset` and the seven behind it, in every group.
+// `offset` and the seven after it, in every group.
 template <class Kernel, class Finish>
 ZCMDS_INLINE void runEachGroup(StageArea area, const Kernel& kernel, std::int32_t offset, const Finish& finish) {
     const std::ptrdiff_t group = std::ptrdiff_t{area.span} * kernel.factor;
@@ -76,7 +80,7 @@ ZCMDS_INLINE void runEachGroup(StageArea area, const Kernel& kernel, std::int32_
         butterfly(kernel, SideBySide{area.a + at, area.b + at, area.span}, finish);
 }
 
-// `offset` and the three behind it, two groups at a time; an odd last group is taken twice.
+// `offset` and the three after it, two groups at a time; an odd last group is processed twice.
 template <class Kernel, class Finish>
 ZCMDS_INLINE void runGroupPairs(StageArea area, const Kernel& kernel, std::int32_t offset, const Finish& finish) {
     const std::ptrdiff_t group = std::ptrdiff_t{area.span} * kernel.factor;
@@ -84,23 +88,23 @@ ZCMDS_INLINE void runGroupPairs(StageArea area, const Kernel& kernel, std::int32
         butterfly(kernel, TwoGroups{area.a + at, area.b + at, area.span, at + group < area.length ? group : 0}, finish);
 }
 
-// `offset`, and with four groups at a time the one behind it. The last group fills the last four or eight up.
+// `offset`, and with four groups at a time the one after it. The last group fills up the last four or eight.
 template <int count, class Kernel, class Finish>
 ZCMDS_INLINE void runGroups(StageArea area, const Kernel& kernel, std::int32_t offset, const Finish& finish) {
     const std::ptrdiff_t group = std::ptrdiff_t{area.span} * kernel.factor, last = area.length - group + offset;
     ManyGroups<count> access{area.a, area.b, area.span, {}};
     for (std::ptrdiff_t at = offset; at <= last; at += count * group) {
-        for (std::ptrdiff_t i = 0; i < count; ++i) access.first[i] = lesser(at + i * group, last);
+        for (std::ptrdiff_t i = 0; i < count; ++i) access.first[i] = min(at + i * group, last);
         butterfly(kernel, access, finish);
     }
 }
 
 template <class Kernel>
-ZCMDS_INLINE void runEight(StageArea area, const Kernel& kernel, std::int32_t offset, const Turns& turn) {
+ZCMDS_INLINE void runEight(StageArea area, const Kernel& kernel, std::int32_t offset, const Twiddles& twiddle) {
     if (offset == 0)
-        runEachGroup(area, kernel, offset, TurnedInSome(kernel, turn, LaneMask{0, -1, -1, -1, -1, -1, -1, -1}));
+        runEachGroup(area, kernel, offset, RotatedInSome(kernel, twiddle, LaneMask{0, -1, -1, -1, -1, -1, -1, -1}));
     else
-        runEachGroup(area, kernel, offset, Turned(kernel, turn));
+        runEachGroup(area, kernel, offset, Rotated(kernel, twiddle));
 }
 
 template <class Kernel>
@@ -108,7 +112,8 @@ ZCMDS_INLINE void runFour(StageArea area, const Kernel& kernel, std::int32_t off
     const HalfLanes cosines = load<HalfLanes>(c), sines = load<HalfLanes>(s);
     const std::int64_t first = offset == 0 ? 0 : -1;
     const LaneMask mask{first, -1, -1, -1, first, -1, -1, -1};
-    runGroupPairs(area, kernel, offset, TurnedInSome(kernel, Turns{join(cosines, cosines), join(sines, sines)}, mask));
+    runGroupPairs(area, kernel, offset,
+                  RotatedInSome(kernel, Twiddles{join(cosines, cosines), join(sines, sines)}, mask));
 }
 
 template <class Kernel>
@@ -116,7 +121,8 @@ ZCMDS_INLINE void runTwo(StageArea area, const Kernel& kernel, std::int32_t offs
     const HalfLanes cosines{c[0], c[1], c[0], c[1]}, sines{s[0], s[1], s[0], s[1]};
     const std::int64_t first = offset == 0 ? 0 : -1;
     const LaneMask mask{first, -1, first, -1, first, -1, first, -1};
-    runGroups<4>(area, kernel, offset, TurnedInSome(kernel, Turns{join(cosines, cosines), join(sines, sines)}, mask));
+    runGroups<4>(area, kernel, offset,
+                 RotatedInSome(kernel, Twiddles{join(cosines, cosines), join(sines, sines)}, mask));
 }
 
 template <class Kernel>
@@ -124,10 +130,10 @@ ZCMDS_INLINE void runOne(StageArea area, const Kernel& kernel, std::int32_t offs
     if (offset == 0)
         runGroups<8>(area, kernel, offset, Plain{});
     else
-        runGroups<8>(area, kernel, offset, Turned(kernel, Turns{broadcast(c), broadcast(s)}));
+        runGroups<8>(area, kernel, offset, Rotated(kernel, Twiddles{broadcast(c), broadcast(s)}));
 }
 
-// Offsets from `first` to `end`, with the turns from that of `first` on.
+// Offsets from `first` to `end`, with the twiddles from that of `first` on.
 template <class Kernel>
 [[gnu::noinline]] void runOffsets(StageArea area, const Kernel& kernel, std::int32_t first, std::int32_t end,
                                   const double* c, const double* s) {
@@ -139,7 +145,7 @@ template <class Kernel>
     if (i < count) runOne(area, kernel, first + i, c[i], s[i]);
 }
 
-// The offsets of a long stage that make no full eight, with their turns.
+// The offsets of a long stage that make no full eight, with their twiddles.
 struct RaggedOffsets {
     std::int32_t first, end;
     double c[2 * laneCount], s[2 * laneCount];
@@ -150,29 +156,30 @@ struct RaggedOffsets {
     }
 };
 
-// The eight turns of run r, which begin at `offset`.
+// The eight twiddles of run r, which begin at `offset`.
 template <class Kernel>
-ZCMDS_INLINE void runTurns(StageArea area, const Kernel& kernel, const TurnRuns& runs, int r, std::int32_t offset,
-                           RaggedOffsets& ragged) {
+ZCMDS_INLINE void runTwiddles(StageArea area, const Kernel& kernel, const TwiddleRuns& runs, int r, std::int32_t offset,
+                              RaggedOffsets& ragged) {
     if (offset < ragged.first) return runEight(area, kernel, offset, {load<Lanes>(runs.c[r]), load<Lanes>(runs.s[r])});
-    for (std::int32_t j = offset; j < lesser(offset + laneCount, ragged.end); ++j)
+    for (std::int32_t j = offset; j < min(offset + laneCount, ragged.end); ++j)
         ragged.put(j, runs.c[r][j - offset], runs.s[r][j - offset]);
 }
 
 // Eight offsets and their mirror images. The middle of the span is its own image, and its cosine is not negated.
-ZCMDS_INLINE void runMirrored(StageArea area, const Radix2& kernel, const TurnRuns& runs, int r, std::int32_t offset) {
-    const Turns turn{load<Lanes>(runs.c[r]), load<Lanes>(runs.s[r])};
-    runEight(area, kernel, offset, turn);
+ZCMDS_INLINE void runMirrored(StageArea area, const Radix2& kernel, const TwiddleRuns& runs, int r,
+                              std::int32_t offset) {
+    const Twiddles twiddle{load<Lanes>(runs.c[r]), load<Lanes>(runs.s[r])};
+    runEight(area, kernel, offset, twiddle);
     const std::int32_t image = area.span - offset - laneCount;
-    Lanes c = -__builtin_shufflevector(turn.c, broadcast(runs.nextC[r]), 8, 7, 6, 5, 4, 3, 2, 1);
-    const Lanes s = __builtin_shufflevector(turn.s, broadcast(runs.nextS[r]), 8, 7, 6, 5, 4, 3, 2, 1);
+    Lanes c = -__builtin_shufflevector(twiddle.c, broadcast(runs.nextC[r]), 8, 7, 6, 5, 4, 3, 2, 1);
+    const Lanes s = __builtin_shufflevector(twiddle.s, broadcast(runs.nextS[r]), 8, 7, 6, 5, 4, 3, 2, 1);
     if (2 * image == area.span) c[0] = -c[0];
-    runEachGroup(area, kernel, image, Turned(kernel, Turns{c, s}));
+    runEachGroup(area, kernel, image, Rotated(kernel, Twiddles{c, s}));
 }
 
-// Factor 2 has turns up to half the span. Those beyond are their mirror images, with the cosine negated.
-ZCMDS_INLINE void runTurns(StageArea area, const Radix2& kernel, const TurnRuns& runs, int r, std::int32_t offset,
-                           RaggedOffsets& ragged) {
+// Factor 2 has twiddles up to half the span. Those beyond are their mirror images, with the cosine negated.
+ZCMDS_INLINE void runTwiddles(StageArea area, const Radix2& kernel, const TwiddleRuns& runs, int r, std::int32_t offset,
+                              RaggedOffsets& ragged) {
     if (offset < ragged.first) return runMirrored(area, kernel, runs, r, offset);
     for (std::int32_t j = offset; j < offset + laneCount && 2 * j <= area.span; ++j) {
         const double c = runs.c[r][j - offset], s = runs.s[r][j - offset];
@@ -181,16 +188,16 @@ ZCMDS_INLINE void runTurns(StageArea area, const Radix2& kernel, const TurnRuns&
     }
 }
 
-// All offsets but the ragged ones. The next turns are made while butterflies use the last.
+// All offsets but the ragged ones. The next twiddles are made while butterflies use the last.
 template <class Kernel>
-ZCMDS_INLINE void runEights(StageArea area, const Kernel& kernel, const FftTurns& turns, RaggedOffsets& ragged) {
-    TurnRuns runs(turns);
-    for (std::int32_t i = 0; i < turns.interval; i += laneCount) {
-        const bool more = i + laneCount < turns.interval;
+ZCMDS_INLINE void runEights(StageArea area, const Kernel& kernel, const FftTwiddles& twiddles, RaggedOffsets& ragged) {
+    TwiddleRuns runs(twiddles);
+    for (std::int32_t i = 0; i < twiddles.interval; i += laneCount) {
+        const bool more = i + laneCount < twiddles.interval;
         runs.publish();
         for (int r = 0; r < laneCount; ++r) {
-            const std::int32_t offset = r * turns.interval + i;
-            if (offset < turns.count) runTurns(area, kernel, runs, r, offset, ragged);
+            const std::int32_t offset = r * twiddles.interval + i;
+            if (offset < twiddles.count) runTwiddles(area, kernel, runs, r, offset, ragged);
             if (more) runs.step(r);
         }
     }
@@ -198,14 +205,15 @@ ZCMDS_INLINE void runEights(StageArea area, const Kernel& kernel, const FftTurns
 
 // A stage that is not the last.
 template <class Kernel>
-void runStage(StageArea area, const Kernel& kernel, const FftPlan& plan, const FftTurns& turns) {
-    if (turns.span <= fftShortSpan)
-        return runOffsets(area, kernel, 0, turns.span, plan.keptC + turns.kept, plan.keptS + turns.kept);
-    constexpr bool mirrored = Kernel::most == 2;
+void runStage(StageArea area, const Kernel& kernel, const FftPlan& plan, const FftTwiddles& twiddles) {
+    if (twiddles.span <= fftMaxTableSpan)
+        return runOffsets(area, kernel, 0, twiddles.span, plan.tableC + twiddles.tableStart,
+                          plan.tableS + twiddles.tableStart);
+    constexpr bool mirrored = Kernel::maxFactor == 2;
     RaggedOffsets ragged;
     ragged.first = mirrored ? area.span / 16 * 8 : area.span / 8 * 8;
     ragged.end = mirrored ? area.span - ragged.first : area.span;
-    runEights(area, kernel, turns, ragged);
+    runEights(area, kernel, twiddles, ragged);
     runOffsets(area, kernel, ragged.first, ragged.end, ragged.c, ragged.s);
 }
 

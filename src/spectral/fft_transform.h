@@ -12,7 +12,7 @@ namespace zcmds {
 namespace {
 
 // The tables outlive the block: they are the same for the next.
-// Only the first angle's cosine and sine are calculated; the others follow by turning, and the upper half by mirroring.
+// Only the first angle's cosine and sine are calculated; the others follow by rotation, and the upper half by mirroring.
 void fillOddTables(FftPlan& plan, std::int32_t factor) {
     if (factor == plan.jf) return;
     plan.jf = factor;
@@ -57,17 +57,17 @@ ZCMDS_INLINE void withKernel(FftPlan& plan, std::int32_t factor, Use use) {
 // Elements whose stages follow each other in the nearest cache.
 constexpr std::int32_t cachedLength = 4096;
 
-// The stages from `first` on, of `length` elements. In a long stretch each group goes through all its further stages on its
+// The stages from `first` on, of `length` elements. In a long array each group goes through all its further stages on its
 // own: a stage over many long groups would jump between places that share their cache lines' sets.
 void runStages(double* a, double* b, std::int32_t length, FftPlan& plan, std::int32_t first) {
     for (std::int32_t i = first; i + 1 < plan.factorCount; ++i) {
-        const FftTurns& turns = plan.turns[i];
+        const FftTwiddles& twiddles = plan.twiddles[i];
         withKernel(plan, plan.factors[i], [&](const auto& kernel) {
-            runStage({a, b, length, turns.span}, kernel, plan, turns);
+            runStage({a, b, length, twiddles.span}, kernel, plan, twiddles);
         });
         if (length <= cachedLength) continue;
-        for (std::int32_t start = 0; start < length; start += turns.span)
-            runStages(a + start, b + start, turns.span, plan, i + 1);
+        for (std::int32_t start = 0; start < length; start += twiddles.span)
+            runStages(a + start, b + start, twiddles.span, plan, i + 1);
         return;
     }
 }
@@ -76,7 +76,7 @@ void runStages(double* a, double* b, std::int32_t length, FftPlan& plan, std::in
 void finish(double* a, double* b, FftPlan& plan, double scale) {
     withKernel(plan, plan.factors[plan.factorCount - 1], [&](const auto& kernel) {
         using Kernel = std::decay_t<decltype(kernel)>;
-        if constexpr (Kernel::most <= laneCount) {
+        if constexpr (Kernel::maxFactor <= laneCount) {
             if (plan.squareCount > 0) return lastStageOfTiles(a, b, plan, kernel, scale);
         }
         runGroups<8>({a, b, plan.length, 1}, kernel, 0, Scaled{scale});

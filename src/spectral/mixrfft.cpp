@@ -20,7 +20,7 @@ const char* const mixrfftSignature =
 
 namespace {
 
-// A walk along the parameters, since what stands at a position hangs on what was left out before it.
+// A walk along the parameters, since what a position holds depends on what was left out before it.
 struct ParameterWalk {
     ParamList list;
     const Slot* params;
@@ -69,9 +69,9 @@ double takeWindowParameter(ParameterWalk& walk) {
     return beta;
 }
 
-// A vector, a window's name with Kaiser's shape behind it, or nothing: then whatever is next is left to the input.
+// A vector, a window's name with Kaiser's shape after it, or nothing: then whatever is next is left to the input.
 void takeWindow(SpectrumBlock& block, std::int32_t direction, ParameterWalk& walk) {
-    constexpr std::int32_t blamedForLength = 2;  // also where the direction stands there
+    constexpr std::int32_t blamedForLength = 2;  // also where that is the direction
     if ((walk.kind() & anyVector) != 0)
         return takeWindowVector(block, walk.takeHandle<VectorHandle>(), blamedForLength);
     const char* name = walk.isKeyword() ? walk.word() : "NOMATCH";
@@ -105,7 +105,7 @@ PipeHandle outputAt(const ParameterWalk& walk, std::int32_t position) {
     return handleIn<PipeHandle>(walk.params[position]);
 }
 
-// The word for what is made of the parts, and one output or two behind it.
+// The word for what is made of the parts, and one output or two after it.
 void takePostAndOutputs(SpectrumBlock& block, const ParameterWalk& walk) {
     const std::int32_t post = walk.position, first = post + 1, second = post + 2;
     if (!walk.isKeyword()) zepl::param_error_msg(ParamError::missing, post);

@@ -11,8 +11,8 @@ namespace zcmds {
 // Clamps to the element's range, then truncates toward zero or rounds; a NaN passes the clamp.
 template <class Element>
 constexpr Element clampTo(double x) {
-    constexpr double bottom = std::numeric_limits<Element>::lowest(), top = std::numeric_limits<Element>::max();
-    return truncateTo<Element>(x > top ? top : bottom > x ? bottom : x);
+    constexpr double min = std::numeric_limits<Element>::lowest(), max = std::numeric_limits<Element>::max();
+    return truncateTo<Element>(x > max ? max : min > x ? min : x);
 }
 
 // The same for integers; floating elements round, and overflow to infinity.

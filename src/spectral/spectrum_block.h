@@ -61,14 +61,14 @@ void selectWriteOp(SpectrumBlock& block);
 bool selectWindowByName(SpectrumBlock& block, std::int32_t variant, const char* name);
 
 // Chooses the window that `vector`, whose start is in windowVector, holds: integers are fractions of their type's full
-// scale. False, and nothing is chosen, for a vector of no known type. The entries are read anew at every block.
+// scale. False, and nothing is chosen, for a vector of no known type. The entries are read again for every block.
 bool selectWindowByVector(SpectrumBlock& block, VectorHandle vector);
 
 // The same for a parameter at position `index`, which must have N entries.
 void takeWindowVector(SpectrumBlock& block, VectorHandle vector, std::int32_t index);
 
 // Computes the weights of a named window, which do not change from block to block: 8 bytes a sample of the task's memory,
-// beside the 16 of its work buffers. To be called once, when all that the window hangs on is set.
+// beside the 16 of its work buffers. To be called once, when everything that the window depends on is set.
 void keepWindowWeights(SpectrumBlock& block);
 
 // The modified Bessel function of the first kind and order 0, as one fixed polynomial.

@@ -50,13 +50,13 @@ void foldedMagnitude(SpectrumBlock& block) {
     if (block.length % 2 != 0) block.re[middle] = std::fabs(block.re[middle]);
 }
 
-// A real part that is next to nothing gives a quarter turn, also where the imaginary part is nothing as well.
+// A real part that is almost zero gives a quarter turn, also where the imaginary part is zero as well.
 ZCMDS_VECTOR_CLONES void guardPhases(const double* re, const double* im, double* phases, std::int32_t n) {
     constexpr double tiny = 1.0000000180025095e-35,
                      quarterTurn = 1.5707963267948966;  // tiny: 1e-35 in single precision
     for (std::int32_t i = 0; i < n; ++i) {
-        const double turned = im[i] < 0.0 ? -quarterTurn : quarterTurn;
-        phases[i] = re[i] >= -tiny && re[i] <= tiny ? turned : phases[i];
+        const double quarter = im[i] < 0.0 ? -quarterTurn : quarterTurn;
+        phases[i] = re[i] >= -tiny && re[i] <= tiny ? quarter : phases[i];
     }
 }
 

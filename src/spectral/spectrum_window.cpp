@@ -47,7 +47,7 @@ void cosines(const SpectrumBlock& block, std::int32_t first, double* values, std
     mathematics.cosArray(values, values, n);
 }
 
-// constant + factor * cosine, by which all windows of one cosine are told.
+// A window of one cosine: `weight` of it.
 template <class Weight>
 void ofCosine(const SpectrumBlock& block, std::int32_t first, double* weights, std::int32_t n, Weight weight) {
     cosines(block, first, weights, n, 1.0);
@@ -127,7 +127,7 @@ ZCMDS_VECTOR_CLONES void multiply(double* __restrict re, double* __restrict im, 
     }
 }
 
-void applyKeptWeights(SpectrumBlock& block) { multiply(block.re, block.im, block.weights, block.length); }
+void applyWeights(SpectrumBlock& block) { multiply(block.re, block.im, block.weights, block.length); }
 
 // A fraction of the integer type's full scale; floating entries are the weights themselves.
 template <class Entry>
@@ -182,7 +182,7 @@ bool selectWindowByName(SpectrumBlock& block, std::int32_t variant, const char* 
     for (const NamedWindow& window : namedWindows) {
         if (std::strcmp(window.name, name) != 0) continue;
         block.windowWeights = window.weights[variant];
-        if (block.windowWeights != nullptr) block.windowOp = applyKeptWeights;
+        if (block.windowWeights != nullptr) block.windowOp = applyWeights;
         if (block.windowWeights == kaiserMiddle || block.windowWeights == kaiserEnds)
             block.kaiserBeta = block.kaiserNorm = 0.0;
         return true;
