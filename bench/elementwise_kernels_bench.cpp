@@ -63,7 +63,7 @@ void addKernels(const std::string& type) {
         benchmark::DoNotOptimize(&copy);
     });
     addBesideCopy("ABS", [](Element* e) { transformBlock(e, blockSize, [](Element x) { return absolute(x); }); });
-    addBesideCopy("OFFSET", [](Element* e) { transformBlock(e, blockSize, RaisedBy<Element>(3)); });
+    addBesideCopy("OFFSET", [](Element* e) { transformBlock(e, blockSize, SaturatingAdd<Element>(3)); });
     addBesideCopy("DELTA", [](Element* e) { differencesInBlock<Element>(e, blockSize, 3); });
     addBesideCopy("BOUND", [](Element* e) { transformBlock(e, blockSize, Bounded<Element>{-1000, 1000}); });
 }

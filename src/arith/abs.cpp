@@ -19,7 +19,7 @@ template <class Integer>
 Integer absolute(Integer x) {
     return saturatingAbsolute(x);
 }
-float absolute(float x) { return absoluteThroughDouble(x); }
+float absolute(float x) { return quietingAbsolute(x); }
 double absolute(double x) { return std::fabs(x); }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The angle of re + i*im in each element type: in fractions of a half turn in the integer types, whose greatest value stands
-// for +pi, and in radians in the floating ones.
+// The angle of re + i*im in each element type: in fractions of a half turn in the integer types, whose maximum means +pi,
+// and in radians in the floating ones.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace zcmds {
 
-// 0x7fffffff stands for +pi. Of 0 and 0 it is 0.
+// 0x7fffffff means +pi. The angle of 0 and 0 is 0.
 std::int32_t fixedAngle(std::int32_t im, std::int32_t re);
 
 // The high bits, so that +pi reads as 32767.

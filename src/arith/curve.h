@@ -20,13 +20,13 @@ struct Curve {
 // Each octave is cut in eight equal steps, which are counted from 1 on. Of a ratio from 1 on.
 constexpr std::size_t stepsInOctave = 8;
 constexpr std::size_t stepOf(std::int64_t ratio) {
-    constexpr int belowSteps = 52 - 3;  // bits of the fraction that tell places within a step
+    constexpr int belowSteps = 52 - 3;  // bits of the fraction that distinguish positions within a step
     const auto bits = std::bit_cast<std::uint64_t>(static_cast<double>(ratio)) >> belowSteps;
     return static_cast<std::size_t>(bits - (std::bit_cast<std::uint64_t>(1.0) >> belowSteps));
 }
 
 // Where to look for the point below a ratio: the last point that is not above the start of the ratio's step. Points are so
-// far apart that at most two more stand within the step.
+// far apart that at most two more are within the step.
 template <std::size_t points>
 struct CurveIndex {
     std::array<std::uint8_t, 31 * stepsInOctave> pointAtStep{};

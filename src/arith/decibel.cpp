@@ -27,21 +27,21 @@ namespace {
 // Magnitude and reference in the order in which their ratio is 1 or more, and the sign of its level. A negative reference
 // stays where it is; then the ratio is negative and counts as 1.
 struct Ratio {
-    Ratio(std::int32_t magnitude, std::int32_t reference) : greater(magnitude), lesser(reference) {
-        if (lesser <= greater) return;
-        std::swap(greater, lesser);
+    Ratio(std::int32_t magnitude, std::int32_t reference) : larger(magnitude), smaller(reference) {
+        if (smaller <= larger) return;
+        std::swap(larger, smaller);
         sign = -1;
     }
 
-    std::int32_t greater;
-    std::int32_t lesser;
+    std::int32_t larger;
+    std::int32_t smaller;
     std::int32_t sign = 1;
 };
 
 std::int16_t level(std::int16_t x, std::int16_t reference, std::int16_t scale) {
     if (x == 0) return saturate<std::int16_t>(scale * -99);
     const Ratio ratio(saturatingAbsolute(x), reference);
-    const std::int32_t decibels = valueAt<shortLevels>(divideOrFault(ratio.greater << 15, ratio.lesser));
+    const std::int32_t decibels = valueAt<shortLevels>(divideOrFault(ratio.larger << 15, ratio.smaller));
     const std::int32_t scaled = wrappingProduct(wrappingProduct(scale, decibels), ratio.sign);
     return static_cast<std::int16_t>(scaled / 100000);
 }
@@ -62,7 +62,7 @@ std::int64_t bentLevel(std::int64_t ratio) {
 
 // In thousandths. The ratio is taken in units of 1 / 32768, whose level is taken off again, where it fits 32 bits so.
 std::int32_t thousandths(Ratio ratio) {
-    const std::int64_t fine = divideOrFault(std::int64_t{ratio.greater} << 15, std::int64_t{ratio.lesser});
+    const std::int64_t fine = divideOrFault(std::int64_t{ratio.larger} << 15, std::int64_t{ratio.smaller});
     const bool fits = fine <= 0x7fffffff;
     const std::int64_t decibels = bentLevel(fits ? fine : fine / 32768) - (fits ? 9030900 : 0);
     return static_cast<std::int32_t>(decibels / 100);
@@ -74,7 +74,7 @@ std::int32_t level(std::int32_t x, std::int32_t reference, std::int32_t scale) {
     return wrappingProduct(wrappingProduct(thousandths(ratio), scale), ratio.sign) / 1000;
 }
 
-// Each step is rounded to the type. Silence has the level of the least normal float, in double as well.
+// Each step is rounded to the type. Silence has the level of the smallest normal float, in double as well.
 template <class Real>
 ZCMDS_VECTOR_CLONES void ratiosOf(const Real* x, double* ratios, std::int32_t n, Real reference) {
     constexpr Real floor = std::numeric_limits<float>::min();

@@ -12,7 +12,7 @@ namespace zcmds {
 
 namespace {
 
-// Replaces each of the `n` elements, at least one, by its difference from the one before it; `previous` stands before the
+// Replaces each of the `n` elements, at least one, by its difference from the one before it; `previous` comes before the
 // first. From the end to the start, each is read for the last time when it is replaced, so the loop carries no state and
 // vectorises.
 template <class Element>

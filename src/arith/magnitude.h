@@ -16,10 +16,10 @@ inline std::int16_t magnitude(std::int16_t re, std::int16_t im) {
     return static_cast<std::int16_t>(std::min(integerSqrt32(a * a + b * b), 32767));
 }
 
-// The most negative part gives -1, all bits set, which tells it from every magnitude.
+// The most negative part gives -1, all bits set, which no magnitude is.
 inline std::int32_t magnitude(std::int32_t re, std::int32_t im) {
-    constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
-    if (re == least || im == least) return -1;
+    constexpr std::int32_t min = std::numeric_limits<std::int32_t>::min();
+    if (re == min || im == min) return -1;
     const std::int64_t a = re, b = im;
     return static_cast<std::int32_t>(std::min<std::int64_t>(integerSqrt64(a * a + b * b), 0x7fffffff));
 }

@@ -20,33 +20,33 @@ const char* const offsetSignature =
 
 namespace {
 
-// `x` plus a constant, saturated to an integer's type. The bounds of what can be added to are known before, so the sum
-// needs no wider type.
+// `x` plus a constant, saturated to an integer's type. `x` is first bounded to the values whose sum does not saturate, so
+// the sum needs no wider type.
 template <class Element>
-class RaisedBy {
+class SaturatingAdd {
     using Limits = std::numeric_limits<Element>;
 
  public:
-    explicit RaisedBy(Element offset)
+    explicit SaturatingAdd(Element offset)
         : offset_(offset),
-          least_(static_cast<Element>(Limits::min() - std::min<Element>(offset, 0))),
-          greatest_(static_cast<Element>(Limits::max() - std::max<Element>(offset, 0))) {}
+          min_(static_cast<Element>(Limits::min() - std::min<Element>(offset, 0))),
+          max_(static_cast<Element>(Limits::max() - std::max<Element>(offset, 0))) {}
 
     Element operator()(Element x) const {
-        const Element bounded = std::max(least_, std::min(greatest_, x));
+        const Element bounded = std::max(min_, std::min(max_, x));
         return static_cast<Element>(bounded + offset_);
     }
 
  private:
     Element offset_;
-    Element least_, greatest_;  // the inputs that do not saturate
+    Element min_, max_;  // the inputs that do not saturate
 };
 
 template <class Element>
 requires std::is_floating_point_v<Element>
-class RaisedBy<Element> {
+class SaturatingAdd<Element> {
  public:
-    explicit RaisedBy(Element offset) : offset_(offset) {}
+    explicit SaturatingAdd(Element offset) : offset_(offset) {}
     Element operator()(Element x) const { return offset_ + x; }
 
  private:
@@ -66,7 +66,8 @@ std::uint32_t offset(ParamList list) {
     openInPlacePair(params, pair, reader, writer, 1000);
     const Slot offset = params[2];
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        transformBlocksAnew<Element>(reader, writer, [offset] { return RaisedBy<Element>(*valueIn<Element>(offset)); });
+        transformBlocksReloading<Element>(reader, writer,
+                                          [offset] { return SaturatingAdd<Element>(*valueIn<Element>(offset)); });
     });
 }
 

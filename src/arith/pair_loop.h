@@ -9,8 +9,8 @@
 
 namespace zcmds {
 
-// For ever: takes a block of the real parts and exactly as many imaginary ones, calls `process(re, im, n)`, which leaves its
-// results in the place of the real parts, and of the imaginary ones if `second` is on their buffer, and sends them on.
+// Forever: reads a block of the real parts and exactly as many imaginary ones, calls `process(re, im, n)`, which leaves its
+// results in the place of the real parts, and of the imaginary ones if `second` is on their buffer, and writes them.
 // `first` and `second` can be the same.
 template <class Element, class Process>
 [[noreturn]] void processPairs(StreamReader& real, StreamReader& imaginary, StreamWriter& first, StreamWriter& second,

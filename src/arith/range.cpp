@@ -21,32 +21,33 @@ const char* const rangeSignature =
 
 namespace {
 
-// Which elements are kept: those from `low` to `high`, or all others. A NaN lies nowhere, so it is one of the others.
+// Which elements are kept: those from `low` to `high`, or all others. A NaN is in no range, so it is one of the others.
 template <class Element>
-struct Kept {
+struct KeepIf {
     Element low;
     Element high;
     std::uint8_t outside;  // 0, or 1 for the others
 };
 
-// Tells of each of the `n` elements whether it is kept, 1 or 0.
+// Sets flags[i] to 1 if element i is kept, else to 0.
 template <class Element>
-ZCMDS_VECTOR_CLONES void flagKept(const Element* elements, std::int32_t n, Kept<Element> kept, std::uint8_t* flags) {
+ZCMDS_VECTOR_CLONES void setKeepFlags(const Element* elements, std::int32_t n, KeepIf<Element> keepIf,
+                                      std::uint8_t* flags) {
     for (std::int32_t i = 0; i < n; ++i)
-        flags[i] = static_cast<std::uint8_t>(((kept.low <= elements[i] ? 1 : 0) & (elements[i] <= kept.high ? 1 : 0)) ^
-                                             kept.outside);
+        flags[i] = static_cast<std::uint8_t>(
+            ((keepIf.low <= elements[i] ? 1 : 0) & (elements[i] <= keepIf.high ? 1 : 0)) ^ keepIf.outside);
 }
 
-// Moves the kept ones of the `n` elements to the block's start, in their order, and returns how many they are. A store to
+// Moves the kept ones of the `n` elements to the block's start, in their order, and returns their number. A store to
 // be overwritten by the next kept element costs less than a branch.
 template <class Element>
-std::int32_t compactBlock(Element* elements, std::int32_t n, Kept<Element> kept) {
-    constexpr std::int32_t stretch = 1024;
-    std::uint8_t flags[stretch];
+std::int32_t compactBlock(Element* elements, std::int32_t n, KeepIf<Element> keepIf) {
+    constexpr std::int32_t segment = 1024;
+    std::uint8_t flags[segment];
     Element* to = elements;
-    for (std::int32_t at = 0; at < n; at += stretch) {
-        const std::int32_t end = std::min(stretch, n - at);
-        flagKept(elements + at, end, kept, flags);
+    for (std::int32_t at = 0; at < n; at += segment) {
+        const std::int32_t end = std::min(segment, n - at);
+        setKeepFlags(elements + at, end, keepIf, flags);
         for (std::int32_t i = 0; i < end; ++i) {
             *to = elements[at + i];
             to += flags[i];
@@ -70,9 +71,9 @@ std::uint32_t range(ParamList list) {
     checkSameElementType(list, pair);
     openInPlacePair(params, pair, reader, writer, static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock)));
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        const Kept<Element> kept{low.as<Element>(), high.as<Element>(), outside};
-        processBlocks<Element>(reader, writer,
-                               [kept](Element* elements, std::int32_t n) { return compactBlock(elements, n, kept); });
+        const KeepIf<Element> keepIf{low.as<Element>(), high.as<Element>(), outside};
+        processBlocks<Element>(
+            reader, writer, [keepIf](Element* elements, std::int32_t n) { return compactBlock(elements, n, keepIf); });
     });
 }
 

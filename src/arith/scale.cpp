@@ -55,8 +55,8 @@ std::int64_t quotientOrFault(std::int64_t product, std::int32_t div) {
 // Whether an element with these factors can fault or have a product that wraps in 64 bits.
 bool needsPlainQuotient(Factors<std::int16_t> by) { return by.div == 0 || by.div == -1; }
 bool needsPlainQuotient(Factors<std::int32_t> by) {
-    constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
-    return by.div == 0 || (by.offset == least && by.mul == least);
+    constexpr std::int32_t min = std::numeric_limits<std::int32_t>::min();
+    return by.div == 0 || (by.offset == min && by.mul == min);
 }
 
 // The reciprocal of `div`, larger in magnitude by a little more than the rounding of three operations: a product with it

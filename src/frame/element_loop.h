@@ -12,8 +12,8 @@ ZCMDS_VECTOR_CLONES void transformBlock(Element* elements, std::int32_t n, Funct
     for (std::int32_t i = 0; i < n; ++i) elements[i] = function(elements[i]);
 }
 
-// For ever: takes a block from an in-place pair, calls `process(elements, n)`, which leaves its results at the block's start
-// and returns how many they are, at most n, and sends them on.
+// Forever: reads a block from an in-place pair, calls `process(elements, n)`, which leaves its results at the block's start
+// and returns their number, at most n, and writes them.
 template <class Element, class Process>
 [[noreturn]] void processBlocks(StreamReader& reader, StreamWriter& writer, Process process) {
     for (;;) {
@@ -36,7 +36,7 @@ template <class Element, class Function>
 // The same with the function that `read` gives, which is called once for each block: for parameters that can change while
 // the command runs. No other task runs inside a block, so every element of it sees the same values.
 template <class Element, class Read>
-[[noreturn]] void transformBlocksAnew(StreamReader& reader, StreamWriter& writer, Read read) {
+[[noreturn]] void transformBlocksReloading(StreamReader& reader, StreamWriter& writer, Read read) {
     processBlocks<Element>(reader, writer, [read](Element* elements, std::int32_t n) {
         transformBlock(elements, n, read());
         return n;

@@ -38,7 +38,7 @@ constexpr Integer wrap(Wider x) {
     return static_cast<Integer>(static_cast<std::make_unsigned_t<Integer>>(x));
 }
 
-// The absolute value; the most negative value counts as its neighbour, whose counterpart is the type's greatest.
+// The absolute value; the most negative value counts as its neighbour, whose counterpart is the type's maximum.
 template <class Integer>
 constexpr Integer saturatingAbsolute(Integer x) {
     const auto bounded = std::max<Integer>(x, -std::numeric_limits<Integer>::max());
@@ -109,9 +109,9 @@ constexpr Element truncateTo(double x) {
 template <class Element>
 constexpr Element roundTo(double x) {
     if constexpr (std::is_integral_v<Element>) {
-        constexpr std::int32_t least = std::numeric_limits<Element>::min(), most = std::numeric_limits<Element>::max();
+        constexpr std::int32_t min = std::numeric_limits<Element>::min(), max = std::numeric_limits<Element>::max();
         const std::int32_t nearest = roundToInt32(x);
-        return static_cast<Element>(nearest < least || nearest > most ? least : nearest);
+        return static_cast<Element>(nearest < min || nearest > max ? min : nearest);
     } else {
         return static_cast<Element>(x);
     }
@@ -136,8 +136,8 @@ constexpr std::int32_t divideThroughDouble(std::int32_t dividend, std::int32_t d
 
 // That holds for longer dividends up to this magnitude.
 constexpr bool dividesThroughDouble(std::int64_t dividend) {
-    constexpr std::int64_t most = std::int64_t{1} << 52;
-    return -most <= dividend && dividend <= most;
+    constexpr std::int64_t max = std::int64_t{1} << 52;
+    return -max <= dividend && dividend <= max;
 }
 constexpr std::int64_t divideThroughDouble(std::int64_t dividend, std::int32_t divisor) {
     return static_cast<std::int64_t>(static_cast<double>(dividend) / divisor);
@@ -148,9 +148,8 @@ constexpr std::int64_t dividePositive(std::int64_t dividend, std::int32_t diviso
     return dividesThroughDouble(dividend) ? divideThroughDouble(dividend, divisor) : dividend / divisor;
 }
 
-// What widening to double, taking the absolute value and narrowing again gives: the sign is cleared and a signalling NaN
-// becomes quiet.
-constexpr float absoluteThroughDouble(float x) {
+// The absolute value as computed through double: the sign is cleared, and a signalling NaN becomes quiet.
+constexpr float quietingAbsolute(float x) {
     constexpr std::uint32_t infinity = 0x7f800000, quiet = 0x00400000;
     const std::uint32_t bits = std::bit_cast<std::uint32_t>(x) & 0x7fffffff;
     return std::bit_cast<float>(bits > infinity ? bits | quiet : bits);

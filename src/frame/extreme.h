@@ -1,4 +1,4 @@
-// The extreme of a run of samples: the first of equal ones, and where it stands.
+// The extreme of a run of samples: the first of equal ones, and its position.
 #pragma once
 
 #include <algorithm>
@@ -13,8 +13,8 @@ namespace zcmds {
 template <class Beats>
 constexpr bool isHighest = std::is_same_v<Beats, std::greater<>>;
 
-// The better of two elements; `Beats`, std::greater<> or std::less<>, is strict, so that `held` stands against its equals,
-// and false for a NaN, which so is passed over.
+// The better of two elements; `Beats`, std::greater<> or std::less<>, is strict, so that `held` wins against its equals,
+// and false for a NaN, which is thus passed over.
 template <class Beats, class Element>
 Element better(Element x, Element held) {
     return Beats{}(x, held) ? x : held;
@@ -65,18 +65,18 @@ struct Extreme {
     std::int32_t position = 0;  // of the extreme in its block; kept where a block has nothing that beats the start
     std::int32_t taken = 0;     // elements of the block so far
 
-    // The extreme is found stretch by stretch and its place afterwards, once: values that rise all the way would otherwise
-    // move the place with each of them.
+    // The extreme is found segment by segment and its position afterwards, once: values that rise all the way would
+    // otherwise move the position with each of them.
     void add(const Element* from, std::int32_t n) {
         std::int32_t found = -1;
-        for (std::int32_t at = 0; at < n; at += stretch) {
-            const Element best = bestOf<Beats>(from + at, std::min(stretch, n - at), extreme);
+        for (std::int32_t at = 0; at < n; at += segment) {
+            const Element best = bestOf<Beats>(from + at, std::min(segment, n - at), extreme);
             if (!Beats{}(best, extreme)) continue;
             extreme = best;
             found = at;
         }
         if (found >= 0 && (located || isZero(extreme))) {
-            found += indexOf(extreme, from + found, std::min(stretch, n - found));
+            found += indexOf(extreme, from + found, std::min(segment, n - found));
             extreme = from[found];
             position = taken + found;
         }
@@ -89,9 +89,9 @@ struct Extreme {
     }
 
  private:
-    static constexpr std::int32_t stretch = 128;
+    static constexpr std::int32_t segment = 128;
 
-    // Only equal zeros can differ: by their signs, of which the first one stands.
+    // Only equal zeros can differ: by their signs; the first one counts.
     static bool isZero(Element x) { return std::is_floating_point_v<Element> && x == 0; }
 };
 

@@ -1,4 +1,4 @@
-// Values behind the slots of scalars.
+// Values in the slots of scalars.
 #pragma once
 
 #include <cstring>
@@ -24,7 +24,7 @@ struct Cell {
     }
 };
 
-// A copy of the value behind the slot, whatever its width: the storage can be read past it.
+// A copy of the slot's value, whatever its width: its storage is eight bytes.
 inline Cell cellIn(Slot slot) { return {*valueIn<std::int64_t>(slot)}; }
 
 // The value of a variable or constant of this kind, whatever its type.

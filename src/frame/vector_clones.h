@@ -2,7 +2,7 @@
 // arithmetic is the same in each, so the results are the same to the bit.
 #pragma once
 
-// The last is named by its level, since the names of processors with AVX-512 stand for tunings that keep to vectors of 256
+// The last is named by its level, since the names of processors with AVX-512 mean tunings that keep to vectors of 256
 // bits, which copy a block in L1 at half the rate.
 //
 // Not with clang++ 14, which takes no function templates here, nor with sanitizers, whose instrumentation would run in
