@@ -1,5 +1,5 @@
 // PID controls a process in a closed loop: each measurement gives one drive value, which depends on the latest set point
-// and on gains that can be replaced while the loop runs. It works value by value, for the least delay.
+// and on gains that can be replaced while the loop runs. It works value by value, for the minimum delay.
 
 #include <initializer_list>
 
@@ -34,8 +34,8 @@ struct PidController {
     double Kz = 0;                // weight of the set point in the proportional term; 0 to 1
     double tsamp = 0;             // sampling interval
     double setpoint = 0;          // the latest
-    double lolim = 0;             // least output
-    double hilim = 0;             // greatest output
+    double lolim = 0;             // minimum output
+    double hilim = 0;             // maximum output
     double integralFactor = 0;    // tsamp / Ti, or 0 with no integral term
     double derivativeFactor = 0;  // Td / tsamp
 };
@@ -60,14 +60,14 @@ constexpr GainRange gainRanges[gainCount] = {
 constexpr double windupRate = 0.08;
 
 // Takes one gain set and puts it in force if all four are in range; else the earlier ones stay. Only the first set is
-// reported on: a running loop has nobody to answer.
+// reported on: a running loop must not end.
 bool loadGains(PidController& controller, bool report) {
     double gains[gainCount];
     bool accepted = true;
     for (int i = 0; i < gainCount; ++i) {
         const auto& [name, minimum, maximum] = gainRanges[i];
         gains[i] = takeValue<float>(controller.gains);
-        // What is not a number is not outside either.
+        // A NaN passes the range check.
         if (!(gains[i] < minimum || gains[i] > maximum)) continue;
         accepted = false;
         if (!report) continue;

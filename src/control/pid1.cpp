@@ -33,7 +33,7 @@ struct Pid1Controller {
     }
 };
 
-constexpr std::int16_t leastOutput = -32767, greatestOutput = 32767;  // where the list has no limits
+constexpr std::int16_t minOutput = -32767, maxOutput = 32767;  // where the list has no limits
 
 // Sums, differences and products are formed in double and rounded once, term by term.
 float unlimitedOutput(const Pid1Controller& controller, float error, float sum, float delta) {
@@ -43,7 +43,7 @@ float unlimitedOutput(const Pid1Controller& controller, float error, float sum, 
     return static_cast<float>(double{i} + double{p} + double{d});
 }
 
-// At a limit the error becomes 0, so that it is not summed. Limits that have crossed leave the upper one in force.
+// At a limit the error becomes 0, so that it is not summed. Where the limits are crossed, the upper one applies.
 std::int16_t limited(float output, const Pid1Controller& controller, float& error) {
     const std::int16_t high = *controller.highLimit, low = *controller.lowLimit;
     if (output >= high) {
@@ -74,7 +74,7 @@ std::int16_t limited(float output, const Pid1Controller& controller, float& erro
     }
 }
 
-// Gives the position of the drive, which stands behind a latch if there is one.
+// The position of the drive, which follows a latch if there is one.
 std::int32_t findDrive(ParamList list, std::int32_t count) {
     if (zepl::param_type(list, 6) == variableInt16) {
         zepl::printf("*** Warning: PID1 output latch feature is not supported.\r\n");
@@ -87,15 +87,15 @@ std::int32_t findDrive(ParamList list, std::int32_t count) {
     return 6;
 }
 
-// What follows the drive is told by its number: a rate, two limits, or two limits and a rate.
+// The number of parameters after the drive decides what they are: a rate, two limits, or two limits and a rate.
 void readOptions(ParamList list, const Slot* params, std::int32_t count, std::int32_t drive,
                  Pid1Controller& controller) {
     const std::int32_t options = count - drive;
     if (options % 2 == 1) zepl::printf("*** Warning: PID1 rate limiter feature is not supported\r\n");
-    controller.lowLimit = &leastOutput;
-    controller.highLimit = &greatestOutput;
+    controller.lowLimit = &minOutput;
+    controller.highLimit = &maxOutput;
     if (options >= 2) {
-        // The list is let through with a pipe where a drive behind a latch would stand.
+        // The masks admit a pipe where a drive after a latch would be.
         if (zepl::param_type(list, drive + 1) == pipeInt16) zepl::param_error_msg(ParamError::wrongKind, drive + 1);
         controller.lowLimit = valueIn<std::int16_t>(params[drive + 1]);
         controller.highLimit = valueIn<std::int16_t>(params[drive + 2]);

@@ -1,6 +1,7 @@
-// PIDLATCH stands between a controller and a plant and hands a loop over without a bump. Latched, it passes the controller's
-// output to the plant and the plant's monitor to the controller. Released, it moves the drive to the set point through a
-// slow filter and gives the controller a synthetic feedback to track; the filters start from what last passed through.
+// PIDLATCH is placed between a controller and a plant and hands a loop over without a bump. Latched, it passes the
+// controller's output to the plant and the plant's monitor to the controller. Released, it moves the drive to the set point
+// through a slow filter and gives the controller a synthetic feedback to track; the filters start from what last passed
+// through.
 
 #include <bit>
 #include <initializer_list>
@@ -41,8 +42,8 @@ struct LoopState {
 };
 
 // 1/30, 29/30, 0.05 and 0.95 in single precision, held as doubles.
-constexpr double driveShare = 0.03333333507180214, driveRest = 0.9666666388511658;
-constexpr double controlShare = 0.05000000074505806, controlRest = 0.949999988079071;
+constexpr double driveGain = 0.03333333507180214, drivePole = 0.9666666388511658;
+constexpr double controlGain = 0.05000000074505806, controlPole = 0.949999988079071;
 
 // The low half as a signed number latches; else the whole word decides, read as a float, whatever the pipe's type.
 bool latchedAfter(std::uint32_t word, bool latched) {
@@ -66,13 +67,13 @@ void passThrough(const LatchState& pipes, LoopState& state) {
 // The drive leaves before the others run, and the monitors are taken after: the plant answers to the drive in between.
 template <class Element>
 void takeOver(const LatchState& pipes, LoopState& state) {
-    state.driveFilter = state.driveFilter * driveRest + state.setValue * driveShare;
+    state.driveFilter = state.driveFilter * drivePole + state.setValue * driveGain;
     sendValue(pipes.drive, truncateTo<Element>(state.driveFilter));
     zepl::task_switch();
     const auto plant = static_cast<double>(takeValue<Element>(pipes.plntmon));
     sendValue(pipes.fbset, truncateTo<Element>(state.setValue + state.controlFilter - plant));
     const auto control = static_cast<double>(takeValue<Element>(pipes.ctrlmon));
-    state.controlFilter = control * controlShare + state.controlFilter * controlRest;
+    state.controlFilter = control * controlGain + state.controlFilter * controlPole;
 }
 
 template <class Element>

@@ -17,7 +17,7 @@ const char* const pidrampSignature =
 
 namespace {
 
-constexpr std::int32_t longestRamp = 4096;
+constexpr std::int32_t maxRampLength = 4096;
 
 struct RampState {
     PipeHandle setlevel{};                      // levels
@@ -26,19 +26,19 @@ struct RampState {
     const std::int16_t* periodValue = nullptr;  // the ramps' length, where it comes from no pipe
     ParamMask elementType = 0;                  // of setlevel and ramped
     RampShape shapeCode = RampShape::none;
-    std::int32_t rampLength = 0;  // values of this ramp, at most longestRamp; below 2 a plain step
-    double* rampTable = nullptr;  // longestRamp fractions of the step still to go
+    std::int32_t rampLength = 0;  // values of this ramp, at most maxRampLength; below 2 a plain step
+    double* rampTable = nullptr;  // maxRampLength fractions of the step that remain
 };
 
 // The constants make each curve end at about 0.
-void fillRamp(RampShape shape, double* rests, std::int32_t n) {
+void fillRamp(RampShape shape, double* remaining, std::int32_t n) {
     switch (shape) {
         case RampShape::exponential:
-            return fillExponential(rests, n, n, 0.9193018, 2.0999997);
+            return fillExponential(remaining, n, n, 0.9193018, 2.0999997);
         case RampShape::hyperbolic:
-            return fillHyperbolic(rests, n, [](double tangent) { return (tangent + 0.9990000701) / 1.998001402; });
+            return fillHyperbolic(remaining, n, [](double tangent) { return (tangent + 0.9990000701) / 1.998001402; });
         default:
-            return fillLinear(rests, n);
+            return fillLinear(remaining, n);
     }
 }
 
@@ -48,7 +48,7 @@ void prepareRamp(RampState& state) {
         state.rampLength = *state.periodValue;
     else if (zepl::pipe_num(state.periodPipe) != 0)
         state.rampLength = static_cast<std::int16_t>(zepl::pipe_get(state.periodPipe));
-    if (state.rampLength > longestRamp) state.rampLength = longestRamp;
+    if (state.rampLength > maxRampLength) state.rampLength = maxRampLength;
     fillRamp(state.shapeCode, state.rampTable, state.rampLength);
 }
 
@@ -90,7 +90,7 @@ std::uint32_t pidramp(ParamList list) {
     } else {
         state.periodValue = valueIn<std::int16_t>(params[3]);
     }
-    state.rampTable = static_cast<double*>(zepl::ralloc(longestRamp * sizeof(double)));
+    state.rampTable = static_cast<double*>(zepl::ralloc(maxRampLength * sizeof(double)));
     awaitValue(state.setlevel);
     if (periodComes) awaitValue(state.periodPipe);
     return forElementType(state.elementType, [&]<class Element>() -> std::uint32_t { serveLevels<Element>(state); });

@@ -1,5 +1,5 @@
-// PIDSCRAM is the emergency bypass of a set point. It passes values on until an alarm fires; from then on it listens to
-// nothing, drives its output along a ramp from the last value to a target, and holds the target for ever.
+// PIDSCRAM is the emergency bypass of a set point. It passes values on until an alarm fires; from then on it ignores
+// its input, drives its output along a ramp from the last value to a target, and holds the target forever.
 
 #include <algorithm>
 
@@ -28,24 +28,24 @@ struct ScramState {
     PipeHandle setin{};
     PipeHandle setdrv{};
     TriggerHandle alarm{};
-    Element target = 0;  // where the ramp goes
+    Element target = 0;  // where the ramp ends
     RampShape shapeCode = RampShape::none;
     std::int32_t duration = 0;       // values of the ramp; 0 and below are none
     PbufHandle outputPbuf{};         // on setdrv, over the ramp and then over the hold block
-    std::byte* rampTable = nullptr;  // `duration` doubles: the fractions of the step still to go; later the ramp itself
+    std::byte* rampTable = nullptr;  // `duration` doubles: the fractions of the step that remain; later the ramp itself
     Element* holdBlock = nullptr;    // holdLength times the target
 };
 
-// These constants are not those of PIDRAMP: but for the straight one, the ramps stop short of the target, which the hold
-// then gives.
-void fillScram(RampShape shape, double* rests, std::int32_t n) {
+// These constants are not those of PIDRAMP: except for the straight one, the ramps stop short of the target, which the hold
+// then reaches.
+void fillScram(RampShape shape, double* remaining, std::int32_t n) {
     switch (shape) {
         case RampShape::exponential:
-            return fillExponential(rests, n, n + 1.0, 0.92, 2.1);
+            return fillExponential(remaining, n, n + 1.0, 0.92, 2.1);
         case RampShape::hyperbolic:
-            return fillHyperbolic(rests, n, [](double tangent) { return 0.5 * (1 + tangent); });
+            return fillHyperbolic(remaining, n, [](double tangent) { return 0.5 * (1 + tangent); });
         default:
-            return fillLinear(rests, n);
+            return fillLinear(remaining, n);
     }
 }
 
@@ -84,8 +84,8 @@ Element passUntilAlarm(const ScramState<Element>& state) {
 
 // Integers truncate the product alone, so the sum wraps; single precision rounds both.
 template <class Element>
-Element rampElement(Element target, double rest, Element delta) {
-    const double product = rest * static_cast<double>(delta);
+Element rampElement(Element target, double remaining, Element delta) {
+    const double product = remaining * static_cast<double>(delta);
     if constexpr (std::is_integral_v<Element>)
         return wrap<Element>(wrappingSum(target, truncateToInt32(product)));
     else
@@ -97,9 +97,9 @@ template <class Element>
 void sendRamp(const ScramState<Element>& state, Element value) {
     const Element delta = wrappingStep(value, state.target);
     for (std::int32_t i = 0; i < state.duration; ++i) {
-        double rest;
-        std::memcpy(&rest, state.rampTable + static_cast<std::size_t>(i) * sizeof rest, sizeof rest);
-        const Element element = rampElement(state.target, rest, delta);
+        double remaining;
+        std::memcpy(&remaining, state.rampTable + static_cast<std::size_t>(i) * sizeof remaining, sizeof remaining);
+        const Element element = rampElement(state.target, remaining, delta);
         std::memcpy(state.rampTable + static_cast<std::size_t>(i) * sizeof element, &element, sizeof element);
     }
     zepl::pbuf_set_data_ptr(state.outputPbuf, state.rampTable);

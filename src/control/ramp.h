@@ -1,4 +1,4 @@
-// What ramps share: the shapes' words, what each shape is made of, and the step that a ramp goes.
+// What ramps share: the shapes' words, the curve of each shape, and the step from level to level.
 #pragma once
 
 #include <cstring>
@@ -22,34 +22,34 @@ inline RampShape rampShapeAt(const Slot* params, std::int32_t index) {
     zepl::param_error_msg(ParamError::unknownWord, index);
 }
 
-// Fills in what a straight ramp of `n` values has still to go at each, as a fraction.
-inline void fillLinear(double* rests, std::int32_t n) {
-    for (std::int32_t i = 0; i < n; ++i) rests[i] = 1 - (i + 1.0) / n;
+// Fills in the fraction of the step that remains at each value of a straight ramp of `n`.
+inline void fillLinear(double* remaining, std::int32_t n) {
+    for (std::int32_t i = 0; i < n; ++i) remaining[i] = 1 - (i + 1.0) / n;
 }
 
-// Of a decay over `length` values, of which there are `n`, whose second term takes away what the first leaves: `divisor` over
-// `span` of it.
-inline void fillExponential(double* rests, std::int32_t n, double length, double span, double divisor) {
+// The same of a decay over `length` values, of which there are `n`: exp(x) + x * exp(x / span) / divisor, whose second term
+// brings the end to about 0.
+inline void fillExponential(double* remaining, std::int32_t n, double length, double span, double divisor) {
     inPieces(n, [=](std::int32_t start, std::int32_t count) {
         double x[mathematicsPiece] = {}, second[mathematicsPiece] = {};
-        double* const rest = rests + start;
+        double* const part = remaining + start;
         for (std::int32_t i = 0; i < count; ++i) {
             x[i] = -2.65 * (start + i + 1.0) / length;
             second[i] = x[i] / span;
         }
-        mathematics.expArray(x, rest, count);
+        mathematics.expArray(x, part, count);
         mathematics.expArray(second, second, count);
-        for (std::int32_t i = 0; i < count; ++i) rest[i] = rest[i] + x[i] * second[i] / divisor;
+        for (std::int32_t i = 0; i < count; ++i) part[i] = part[i] + x[i] * second[i] / divisor;
     });
 }
 
-// Of a hyperbolic tangent from near 1 to near -1, centred on the ramp, of whose value at each `rest` makes the fraction.
-template <class Rest>
-void fillHyperbolic(double* rests, std::int32_t n, Rest rest) {
+// The same of a hyperbolic tangent from near 1 to near -1, centred on the ramp; `fraction` of its value is what remains.
+template <class Fraction>
+void fillHyperbolic(double* remaining, std::int32_t n, Fraction fraction) {
     const double length = n;
-    for (std::int32_t i = 0; i < n; ++i) rests[i] = 15.200744836496987 * (i + 1.0 - length / 2) / length;
-    mathematics.expArray(rests, rests, n);
-    for (std::int32_t i = 0; i < n; ++i) rests[i] = rest((1 - rests[i]) / (1 + rests[i]));
+    for (std::int32_t i = 0; i < n; ++i) remaining[i] = 15.200744836496987 * (i + 1.0 - length / 2) / length;
+    mathematics.expArray(remaining, remaining, n);
+    for (std::int32_t i = 0; i < n; ++i) remaining[i] = fraction((1 - remaining[i]) / (1 + remaining[i]));
 }
 
 // From `to` back to `from`, in the element's type: integers wrap.
