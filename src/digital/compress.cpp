@@ -35,7 +35,7 @@ struct Compressor {
     PipeHandle mulsrc{};
     PbufHandle input{}, output{};
     std::int32_t nchan = 0;                           // samples in a frame, one of each channel
-    const std::int16_t* const* thresholds = nullptr;  // of each channel, where it stands: it can change meanwhile
+    const std::int16_t* const* thresholds = nullptr;  // of each channel, in its place: it can change meanwhile
     std::int16_t* last = nullptr;                     // value of each channel's last record
     std::uint32_t frame = 0;
     std::int32_t pending = 0;  // elements in the output's data area
@@ -77,9 +77,9 @@ struct Compressor {
                 if (std::abs(x[i] - last[i]) >= *thresholds[i]) record(i, x[i]);
     }
 
-    void setCounts(std::int32_t least, std::int32_t most) {
-        zepl::pbuf_set_min_cnt(input, least);
-        zepl::pbuf_set_max_cnt(input, most);
+    void setCounts(std::int32_t min, std::int32_t max) {
+        zepl::pbuf_set_min_cnt(input, min);
+        zepl::pbuf_set_max_cnt(input, max);
     }
 
     // Output leaves when it fills, or when less than a frame waits.
@@ -127,7 +127,7 @@ const std::int16_t* const* thresholdsOf(ParamList list, const Slot* params, std:
 }  // namespace
 
 std::uint32_t compress(ParamList list) {
-    // Position 19 is the last that has a mask of its own; a pipe must stand there, so sixteen thresholds can be given one by
+    // Position 19 is the last that has a mask of its own; a pipe must be there, so sixteen thresholds can be given one by
     // one. The group after it is there for longer lists, which are refused.
     constexpr ParamMask threshold = constantInt16 | variableInt16, thresholdOrEnd = threshold | pipeInt16;
     std::int32_t count;

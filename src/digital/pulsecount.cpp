@@ -14,7 +14,7 @@ const char* const pulsecountSignature =
 
 namespace {
 
-// Of `n` samples, at least one, behind `previous`.
+// Of `n` samples, at least one, that follow `previous`.
 ZCMDS_VECTOR_CLONES std::uint32_t risingEdges(const std::int16_t* samples, std::int32_t n, std::int16_t previous,
                                               std::int16_t bit) {
     std::uint32_t edges = (samples[0] & ~previous & bit) != 0;
@@ -43,7 +43,7 @@ std::uint32_t pulsecount(ParamList list) {
         if (n == 0) continue;
         const auto* samples = static_cast<const std::int16_t*>(zepl::pbuf_get_data_ptr(pbuf));
         const std::uint32_t edges = risingEdges(samples, n, previous, bit);
-        // What another task has written meanwhile is counted on from.
+        // Counts on from what another task has written meanwhile.
         if (edges != 0) *accum = (*accum + edges) & 0xFFFF;
         previous = samples[n - 1];
     }

@@ -1,5 +1,5 @@
 // PWM modulates one bit of a stream of words so that the bit's mean follows a duty from 0 to 1: a sigma-delta modulator of
-// first order, with a least width of pulses and gaps, and a little dither that breaks up the patterns of a duty at rest.
+// first order, with a minimum width of pulses and gaps, and a little dither that breaks up the patterns of a duty at rest.
 
 #include <new>
 
@@ -23,7 +23,7 @@ enum class Phase : std::int32_t { start = 0, high = 1, low = 2 };
 
 struct PwmState {
     Phase phase = Phase::start;
-    std::int32_t hold = 0;  // samples still to stay in the phase; runs on below 0
+    std::int32_t hold = 0;  // samples that the phase still lasts; counts on below 0
     double error = 0;       // how far the bit's sum is from the duty's
     double dutyValue = 0;   // 0 to 1
     std::uint32_t& rng;     // the generator's state
@@ -87,9 +87,9 @@ bool nextBit(PwmState& state) {
 double dutyOf(std::int16_t x) { return x / 32767.0; }
 double dutyOf(float x) { return x; }
 
-// Takes a value if one is there; one that is no duty is dropped.
+// Takes a value if there is one; what is no duty is dropped.
 template <class Duty>
-void lookAtDuty(PipeHandle duty, PwmState& state) {
+void pollDuty(PipeHandle duty, PwmState& state) {
     if (zepl::pipe_num(duty) == 0) return;
     Duty value;
     zepl::pipe_value_get(duty, &value);
@@ -102,7 +102,7 @@ template <class Duty>
     const auto duty = handleIn<PipeHandle>(params[1]), unmod = handleIn<PipeHandle>(params[4]),
                mod = handleIn<PipeHandle>(params[5]);
     for (;;) {
-        lookAtDuty<Duty>(duty, state);
+        pollDuty<Duty>(duty, state);
         std::uint16_t word;
         zepl::pipe_value_get(unmod, &word);
         word = static_cast<std::uint16_t>(nextBit(state) ? word | bit : word & ~bit);

@@ -60,7 +60,7 @@ QdCount readParameters(ParamList list) {
         requireOne();
     }
     state.destType = zepl::param_type(list, i);
-    // The index behind the parameter's own is the told one.
+    // The reported index is one past the parameter's own.
     if ((state.destType & integerPipe) == 0) zepl::param_error_msg(ParamError::wrongKind, i + 1);
     if (count > i) zepl::param_error_msg(ParamError::tooMany, i + 1);
     state.src = handleIn<PipeHandle>(params[1]);
