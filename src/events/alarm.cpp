@@ -97,7 +97,7 @@ template <class Element>
         if (config.reset != 0) {
             sitOut(config);
         } else {
-            // Only the last sample of a block tells whether the signal is still in the region.
+            // Only the last sample of a block decides whether the signal is still in the region.
             while (anyMeets(config, block + c - 1, 1)) c = nextBlock(pbuf);
             zepl::task_switch();
         }
@@ -111,7 +111,7 @@ void readConfig(ParamList list, const Slot* params, std::int32_t count, AlarmCon
     if (zepl::param_type(list, k + 2) != hostKeyword) zepl::param_error_msg(ParamError::wrongKind, k + 2);
     for (const std::int32_t limit : {k + 3, k + 4})
         if (zepl::param_type(list, limit) != limitKind) zepl::param_error_msg(ParamError::wrongKind, limit);
-    // With a port, a list of the least length ends before the bit.
+    // With a port, a list of the minimum length ends before the bit.
     if (count < k + 5) zepl::param_error_msg(ParamError::missing, k + 5);
     const std::uint16_t port = hasPort ? *valueIn<std::uint16_t>(params[2]) : std::uint16_t{0},
                         outbit = *valueIn<std::uint16_t>(params[k + 5]);

@@ -55,7 +55,7 @@ bool requested(const PcAssert& pc) {
     return integerIn(pc.sigflag, pc.kind) != 0;
 }
 
-// Only the low half of an int32 is cleared: a request in its upper half stands until its giver takes it back.
+// Only the low half of an int32 is cleared: a request in its upper half remains until its writer clears it.
 void clearRequest(const PcAssert& pc) {
     if (pc.requestsByPipe())
         zepl::pipe_rem(pc.requestPipe(), 1);

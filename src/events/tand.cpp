@@ -19,13 +19,13 @@ constexpr std::int32_t maxSources = 64;
 
 struct Tand {
     TriggerSources<maxSources> sources;
-    std::uint32_t tol;                       // the greatest distance between assertions that match
+    std::uint32_t tol;                       // the maximum distance between assertions that match
     std::uint32_t last = beforeFirstSample;  // the last position sent
 
     std::uint32_t distance(std::int32_t i) const { return sources.pos[i] - last; }
 };
 
-// Where the sources stand, as distances from the last position sent.
+// The positions of the sources, as distances from the last position sent.
 struct Extent {
     std::uint32_t minD = 0xFFFFFFFF, maxD = 0;
     bool allHeld = true;

@@ -104,7 +104,7 @@ void advanceShadow(StreamReader& shadow, std::int32_t n, const std::int16_t* mem
     }
 }
 
-// `offdata` shifts what follows it by one position, so the kinds there hang on the number of parameters.
+// `offdata` shifts what follows it by one position, so the kinds there depend on the number of parameters.
 void checkKinds(ParamList list, std::int32_t count) {
     const auto kind = [&](std::int32_t position) { return zepl::param_type(list, position); };
     if (count == 8) {
@@ -118,7 +118,7 @@ void checkKinds(ParamList list, std::int32_t count) {
     }
 }
 
-// Both blocks stand in one buffer, the off block in its upper half.
+// Both blocks are in one buffer, the off block in its upper half.
 void openBlocks(ToggleTask& task) {
     const auto n = static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock));
     StreamReader &on = task.onReader, &off = task.offReader;
@@ -139,12 +139,12 @@ Condition conditionAt(const Slot* params, std::int32_t position) {
             .high = valueIn<std::int16_t>(params[position + 2])};
 }
 
-// Passes the samples over that the trigger is to leave out at its start. They come out of `ondata` alone: `offdata` then
-// runs behind it by as many.
+// Skips the samples that the trigger is to leave out at its start. They are taken from `ondata` alone: `offdata` is then
+// late by as many.
 void skipSamples(const ToggleTask& task) {
-    constexpr std::uint32_t mostAtOnce = 4096;
+    constexpr std::uint32_t maxAtOnce = 4096;
     for (std::uint32_t left = zepl::trigger_get_property(task.dest, 3); left > 0;) {
-        const std::uint32_t n = std::min(left, mostAtOnce);
+        const std::uint32_t n = std::min(left, maxAtOnce);
         zepl::pipe_rem(task.onReader.pipe, static_cast<std::int32_t>(n));
         zepl::trigger_updt_status(task.dest, n);
         left -= n;

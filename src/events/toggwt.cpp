@@ -1,5 +1,5 @@
 // TOGGWT is a gate: it passes the samples between an on assertion of a trigger and the following off assertion, and drops
-// the rest. What it passes is a plain stream, or records whose headers tell their length and where they came from.
+// the rest. What it passes is a plain stream, or records whose headers give their length and where they came from.
 
 #include <algorithm>
 #include <bit>
@@ -23,11 +23,11 @@ const char* const toggwtSignature =
 
 namespace {
 
-// Sent as it stands in memory, so the layout is what goes over the pipe: as int16 elements, or as int32 with the length in
+// Sent as it is in memory, so the layout is what goes over the pipe: as int16 elements, or as int32 with the length in
 // the low half of the first.
 struct GateHeader {
     std::uint16_t length;     // samples in the block that follows
-    std::uint16_t continues;  // 1: the window goes on in the next record
+    std::uint16_t continues;  // 1: the window continues in the next record
     std::uint32_t start;      // trigger position of the block's first sample; sent only if stamped
 };
 static_assert(sizeof(GateHeader) == 8 && std::endian::native == std::endian::little);
@@ -55,9 +55,9 @@ Mark nextMark(const GateTask& task) {
 // The position of the next assertion; the samples ahead of it are gone then.
 std::uint32_t waitForAssertion(const GateTask& task) { return zepl::trigger_wait(task.onoff, task.src, 0, 1); }
 
-// Fetches up to `most` samples and gives their number.
-std::uint32_t fetch(const GateTask& task, std::uint32_t most) {
-    zepl::pbuf_set_max_cnt(task.input, static_cast<std::int32_t>(most));
+// Fetches up to `max` samples and gives their number.
+std::uint32_t fetch(const GateTask& task, std::uint32_t max) {
+    zepl::pbuf_set_max_cnt(task.input, static_cast<std::int32_t>(max));
     zepl::pbuf_get(task.input);
     return static_cast<std::uint32_t>(zepl::pbuf_get_cnt(task.input));
 }
@@ -77,8 +77,8 @@ void sendHeader(GateTask& task, const GateFormat& format, std::uint32_t start, s
 
 // Samples flow on as soon as the status covers them.
 [[noreturn]] void passStream(GateTask& task, const GateFormat& format) {
-    const auto pass = [&](std::uint32_t most) {
-        const std::uint32_t n = fetch(task, std::min(most, format.bsize));
+    const auto pass = [&](std::uint32_t max) {
+        const std::uint32_t n = fetch(task, std::min(max, format.bsize));
         sendBlock(task, n);
         return n;
     };
@@ -95,8 +95,8 @@ void sendHeader(GateTask& task, const GateFormat& format, std::uint32_t start, s
     }
 }
 
-// A record that is sent before the end of its window is known tells that the window goes on, also when the end then lies
-// just behind it.
+// A record that is sent before the end of its window is known says that the window continues, also when the end then comes
+// directly after it.
 [[noreturn]] void passSpanned(GateTask& task, const GateFormat& format) {
     for (;;) {
         std::uint32_t start = waitForAssertion(task);  // the position of the next sample to send
@@ -163,11 +163,11 @@ GateFormat readFormat(ParamList list, const Slot* params, std::int32_t count, Ga
     return format;
 }
 
-// A pbuf that sends at most `most` elements from `memory`.
-PbufHandle openSender(PipeHandle pipe, std::int32_t least, std::int32_t most, void* memory) {
+// A pbuf that sends at most `max` elements from `memory`.
+PbufHandle openSender(PipeHandle pipe, std::int32_t min, std::int32_t max, void* memory) {
     const PbufHandle pbuf = zepl::pbuf_open(pipe, 0);
-    zepl::pbuf_set_min_cnt(pbuf, least);
-    zepl::pbuf_set_max_cnt(pbuf, most);
+    zepl::pbuf_set_min_cnt(pbuf, min);
+    zepl::pbuf_set_max_cnt(pbuf, max);
     zepl::pbuf_set_data_ptr(pbuf, memory);
     return pbuf;
 }

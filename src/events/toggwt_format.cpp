@@ -12,7 +12,7 @@ const char* afterBlanks(const char* at) {
     return *word == '\0' ? at : word;
 }
 
-// Steps over the word if it stands next. It need not end there: "BLOCKSSINGLE" is two words.
+// Steps over the word if it is next. It need not end there: "BLOCKSSINGLE" is two words.
 bool takeWord(const char*& at, const char* word) {
     const char* const from = afterBlanks(at);
     const std::size_t length = std::strlen(word);
@@ -38,7 +38,7 @@ bool parseGateFormat(const char* text, GateFormat& format) {
         format.stamped = 1;
         if (*at == '\0') return true;
     }
-    // Behind BLOCKS alone one of the two is needed, although SPANNED is what STAMPED alone means.
+    // After BLOCKS alone one of the two is needed, although SPANNED is what STAMPED alone means.
     if (takeWord(at, "SINGLE"))
         format.spanned = 0;
     else if (!takeWord(at, "SPANNED"))

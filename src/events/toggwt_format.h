@@ -8,8 +8,8 @@ namespace zcmds {
 struct GateFormat {
     std::uint8_t blocks = 0;   // records with headers, as against a plain stream
     std::uint8_t stamped = 0;  // the header holds a start position
-    std::uint8_t spanned = 0;  // a window longer than `bsize` goes on over further records; else the rest is dropped
-    std::uint32_t bsize = 0;   // the most samples of a block
+    std::uint8_t spanned = 0;  // a window longer than `bsize` continues in further records; else the rest is dropped
+    std::uint32_t bsize = 0;   // the maximum number of samples in a block
     std::int32_t headerWords = 0;  // elements of the header pipe that make a header
 };
 

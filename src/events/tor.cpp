@@ -15,15 +15,15 @@ constexpr std::int32_t maxSources = 64;
 
 using Sources = TriggerSources<maxSources>;
 
-// The least distance of a source from the last position sent.
-std::uint32_t leastDistance(const Sources& sources, std::uint32_t last) {
+// The minimum distance of a source from the last position sent.
+std::uint32_t minDistance(const Sources& sources, std::uint32_t last) {
     std::uint32_t minD = 0xFFFFFFFF;
     for (std::int32_t i = 0; i < sources.n; ++i) minD = std::min(minD, sources.pos[i] - last);
     return minD;
 }
 
-// The first source at the position that holds an assertion; `n` where none does. One that has only come as far does not
-// stand in its way: with that one taken, the assertion would be found again and again and never be used up.
+// The first source at the position that holds an assertion; `n` where none does. One that has only reached it does not
+// block it: if that one were taken, the assertion would be found again and again and never be used up.
 std::int32_t firstHeldAt(const Sources& sources, std::uint32_t position) {
     std::int32_t i = 0;
     while (i < sources.n && (sources.pos[i] != position || sources.held[i] == 0)) ++i;
@@ -34,7 +34,7 @@ std::int32_t firstHeldAt(const Sources& sources, std::uint32_t position) {
     std::uint32_t last = beforeFirstSample;
     for (;;) {
         sources.readWhereNoneIsHeld();
-        const std::uint32_t minD = leastDistance(sources, last);
+        const std::uint32_t minD = minDistance(sources, last);
         last += minD;
         const std::int32_t best = firstHeldAt(sources, last);
         if (best < sources.n) {

@@ -29,7 +29,7 @@ struct TrigSend {
     PbufHandle* pbufs;                       // one for each pipe, all on `buffer`
     std::uint32_t* buffer;                   // the words of a block
     std::uint32_t updates;                   // how far a status moves before it is sent
-    std::uint32_t sent = beforeFirstSample;  // the position told by the last word
+    std::uint32_t sent = beforeFirstSample;  // the position that the last word gave
     std::uint32_t seen = beforeFirstSample;  // the last position handled
 };
 
@@ -53,7 +53,7 @@ void sendStatus(TrigSend& send, std::uint32_t p) {
         zepl::pipe_put(handleIn<PipeHandle>(send.dest[i]), wrap<std::int32_t>(send.buffer[0]));
 }
 
-// Sends the assertion at `p` and those that wait behind it; returns the last position.
+// Sends the assertion at `p` and those that wait after it; returns the last position.
 std::uint32_t sendAssertions(TrigSend& send, std::uint32_t p) {
     send.buffer[0] = p - send.sent;
     const std::int32_t k = std::min(zepl::trigger_num(send.src), maxWords - 1);
