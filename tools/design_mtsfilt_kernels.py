@@ -89,7 +89,7 @@ def design():
 
 def source_of(table):
     rows = "\n".join("    {" + ", ".join(map(str, row)) + "}," for row in table.tolist())
-    return f"""// Made by tools/design_mtsfilt_kernels.py, which tells how; not to be edited.
+    return f"""// Made by tools/design_mtsfilt_kernels.py, which has the design; not to be edited.
 
 #include "fir/mtsfilt_kernels.h"
 

@@ -14,13 +14,13 @@ namespace zcmds {
 
 namespace {
 
-// Waits until at least `least` elements can be read, and says how many there are, at most `most`. The polling tells how
-// much has come, so that the block can be as large as that.
-std::int32_t waitForElements(PipeHandle pipe, std::int32_t least, std::int32_t most) {
-    std::int32_t n = zepl::pipe_num_complete(pipe, most);
-    while (n < least) {
+// Waits until at least `min` elements can be read, and returns how many there are, at most `max`. It polls, since the
+// block is to be as large as what has come.
+std::int32_t waitForElements(PipeHandle pipe, std::int32_t min, std::int32_t max) {
+    std::int32_t n = zepl::pipe_num_complete(pipe, max);
+    while (n < min) {
         zepl::task_switch();
-        n = zepl::pipe_num_complete(pipe, most);
+        n = zepl::pipe_num_complete(pipe, max);
     }
     return n;
 }
@@ -90,8 +90,8 @@ void firPrime(FirState& state, const FirCoefficients& coefficients) {
     forElementType(state.srcType, [&]<class Element>() -> std::uint32_t {
         auto* const data = static_cast<Element*>(state.srcData);
         std::memset(data, 0, static_cast<std::size_t>(zeros) * sizeof(Element));
-        const std::int32_t least = (coefficients.length - coefficients.align) * state.nchans;
-        const std::int32_t n = waitForElements(state.src, least, state.srcCapacity - zeros);
+        const std::int32_t min = (coefficients.length - coefficients.align) * state.nchans;
+        const std::int32_t n = waitForElements(state.src, min, state.srcCapacity - zeros);
         zepl::pbuf_set_data_ptr(state.srcBuf, data + zeros);
         state.available = coefficients.align;
         takeFrames(state, n);

@@ -64,7 +64,7 @@ void firSelectInner(FirState& state);
 // Sets `align` zero frames before the first input and waits for what the first output needs besides.
 void firPrime(FirState& state, const FirCoefficients& coefficients);
 
-// Filters for ever. Returns 0 at once where the source has no type of pipe.
+// Filters forever. Returns 0 at once where the source has no type of pipe.
 std::uint32_t firRun(FirState& state, const FirCoefficients& coefficients);
 
 }  // namespace zcmds

@@ -45,9 +45,9 @@ Destination stored(Sum sum) {
 template <class Sum>
 struct Work {
     RowLayout layout;
-    SpreadSamples<Sum> spread;
+    ScatterSamples<Sum> scatter;
     GatherSums<Sum> gather;
-    Sum* factors;    // the coefficients
+    Sum* taps;       // the coefficients
     Sum* converted;  // all samples in their order
     Sum* rows;       // the same as the sums meet them; the same memory where frames are whole rows
     Sum* rowSums;    // the sums as they are made
@@ -63,18 +63,18 @@ Element* allocate(std::int32_t n) {
 // their moves read and write too much.
 template <class Sum>
 Work<Sum>* makeWork(const FirState& state) {
-    const std::int32_t taps = state.frames - firHeadroom, decimation = state.decimation;
+    const std::int32_t tapCount = state.frames - firHeadroom, decimation = state.decimation;
     auto* const work = allocate<Work<Sum>>(1);
     const RowLayout& layout = work->layout = rowLayout<Sum>(state.nchans);
     const std::int32_t perRun = outputsPerRun(layout, firHeadroom / decimation + 1), outputs = perRun * layout.runs;
-    const std::int32_t rowCount = ((perRun - 1) * decimation + taps) * layout.pieces + squareSize<Sum>;
-    work->factors = allocate<Sum>(taps);
-    work->converted = allocate<Sum>(((outputs - 1) * decimation + taps) * state.nchans + lanes<Sum>);
+    const std::int32_t rowCount = ((perRun - 1) * decimation + tapCount) * layout.pieces + transposeSize<Sum>;
+    work->taps = allocate<Sum>(tapCount);
+    work->converted = allocate<Sum>(((outputs - 1) * decimation + tapCount) * state.nchans + lanes<Sum>);
     work->rowSums = allocate<Sum>(perRun * layout.pieces * lanes<Sum>);
-    const bool rowsAsTheyStand = state.nchans % lanes<Sum> == 0;
-    work->rows = rowsAsTheyStand ? work->converted : allocate<Sum>(rowCount * lanes<Sum>);
-    work->sums = rowsAsTheyStand ? work->rowSums : allocate<Sum>(outputs * state.nchans + lanes<Sum>);
-    selectMoves(layout, work->spread, work->gather);
+    const bool rowsInPlace = state.nchans % lanes<Sum> == 0;
+    work->rows = rowsInPlace ? work->converted : allocate<Sum>(rowCount * lanes<Sum>);
+    work->sums = rowsInPlace ? work->rowSums : allocate<Sum>(outputs * state.nchans + lanes<Sum>);
+    selectMoves(layout, work->scatter, work->gather);
     return work;
 }
 
@@ -92,13 +92,13 @@ ZCMDS_VECTOR_CLONES void storeSums(const Sum* __restrict sums, std::int32_t n, D
 template <class Sum>
 void sumOutputs(const Work<Sum>& work, const FirCoefficients& coefficients, std::int32_t nchans, std::int32_t outputs) {
     const std::int32_t decimation = coefficients.decimation, length = coefficients.length, pieces = work.layout.pieces;
-    if (outputs * nchans <= mostTileRows)
-        return sumSingly({work.converted, work.factors, length, decimation, nchans}, outputs * nchans, work.sums);
+    if (outputs * nchans <= maxTileRows)
+        return dotProducts({work.converted, work.taps, length, decimation, nchans}, outputs * nchans, work.sums);
 
     const std::int32_t perRun = outputsPerRun(work.layout, outputs);
     if (work.rows != work.converted)
-        work.spread(work.layout, work.converted, perRun * decimation, (perRun - 1) * decimation + length, work.rows);
-    sumRows({work.rows, work.factors, length, decimation, pieces}, perRun * pieces, work.rowSums);
+        work.scatter(work.layout, work.converted, perRun * decimation, (perRun - 1) * decimation + length, work.rows);
+    sumRows({work.rows, work.taps, length, decimation, pieces}, perRun * pieces, work.rowSums);
     if (work.sums != work.rowSums) work.gather(work.layout, work.rowSums, perRun, work.sums);
 }
 
@@ -110,7 +110,7 @@ void filterPass(FirState& state, const FirCoefficients& coefficients) {
     const std::int32_t outputs = (state.available - state.start - length) / decimation + 1;
     const auto* const samples = static_cast<const Source*>(state.srcData) + state.start * nchans;
 
-    convert(static_cast<const CoefficientFor<Source>*>(coefficients.table), length, work.factors);
+    convert(static_cast<const CoefficientFor<Source>*>(coefficients.table), length, work.taps);
     convert(samples, ((outputs - 1) * decimation + length) * nchans, work.converted);
     sumOutputs(work, coefficients, nchans, outputs);
     storeSums(work.sums, outputs * nchans, static_cast<Destination*>(state.destData) + state.outCount * nchans);

@@ -1,6 +1,6 @@
 // Moves the samples of a filter's pass into rows and its sums back. The outputs of a pass are cut into as many runs of
 // consecutive ones as a row has room for frames: a row holds the first frame that each run needs, the next row the second,
-// and so on. So the samples that a tap meets stand in one row, whatever the decimation, and no vector crosses the lines of
+// and so on. So the samples that a tap meets are in one row, whatever the decimation, and no vector crosses the lines of
 // the memory.
 #pragma once
 
@@ -38,18 +38,18 @@ constexpr std::int32_t piecesOf(const RowLayout& layout) {
     return piece < lanes<Sum> ? 1 : layout.pieces;
 }
 
-// Takes `frames` frames of each run, whose first stand `runStep` frames apart, to the rows.
+// Takes `frames` frames of each run, whose first are `runStep` frames apart, to the rows.
 template <class Sum>
-using SpreadSamples = void (*)(const RowLayout& layout, const Sum* samples, std::int32_t runStep, std::int32_t frames,
-                               Sum* rows);
+using ScatterSamples = void (*)(const RowLayout& layout, const Sum* samples, std::int32_t runStep, std::int32_t frames,
+                                Sum* rows);
 
 // Takes runs of `perRun` frames from the rows.
 template <class Sum>
 using GatherSums = void (*)(const RowLayout& layout, const Sum* rows, std::int32_t perRun, Sum* sums);
 
 template <std::int32_t piece, class Sum>
-ZCMDS_VECTOR_CLONES void spreadPieces(const RowLayout& layout, const Sum* samples, std::int32_t runStep,
-                                      std::int32_t frames, Sum* rows) {
+ZCMDS_VECTOR_CLONES void scatterPieces(const RowLayout& layout, const Sum* samples, std::int32_t runStep,
+                                       std::int32_t frames, Sum* rows) {
     const std::int32_t nchans = layout.nchans, pieces = piecesOf<piece, Sum>(layout);
     for (std::int32_t run = 0; run < lanes<Sum> / piece; ++run) {
         const Sum* from = samples + run * runStep * nchans;
@@ -73,9 +73,9 @@ ZCMDS_VECTOR_CLONES void gatherPieces(const RowLayout& layout, const Sum* rows, 
     }
 }
 
-// Vectors that every machine has, and as many of them as make a square.
+// Vectors that every machine has, and the number of them that can be transposed.
 template <class Element>
-inline constexpr std::int32_t squareSize = 16 / sizeof(Element);
+inline constexpr std::int32_t transposeSize = 16 / sizeof(Element);
 
 template <class Element>
 using RowVector [[gnu::vector_size(16)]] = Element;
@@ -98,67 +98,68 @@ inline void transpose(RowVector<float> (&v)[4]) {
 }
 
 template <class Element>
-[[gnu::always_inline]] inline void moveSquare(const Element* from, std::int32_t fromStep, Element* to,
-                                              std::int32_t toStep) {
-    constexpr std::int32_t size = squareSize<Element>;
-    RowVector<Element> square[size];
-    for (std::int32_t i = 0; i < size; ++i) std::memcpy(&square[i], from + i * fromStep, sizeof square[i]);
-    transpose(square);
-    for (std::int32_t i = 0; i < size; ++i) std::memcpy(to + i * toStep, &square[i], sizeof square[i]);
+[[gnu::always_inline]] inline void moveTransposed(const Element* from, std::int32_t fromStep, Element* to,
+                                                  std::int32_t toStep) {
+    constexpr std::int32_t size = transposeSize<Element>;
+    RowVector<Element> block[size];
+    for (std::int32_t i = 0; i < size; ++i) std::memcpy(&block[i], from + i * fromStep, sizeof block[i]);
+    transpose(block);
+    for (std::int32_t i = 0; i < size; ++i) std::memcpy(to + i * toStep, &block[i], sizeof block[i]);
 }
 
-// Frames of one sample: square by square until each run has reached the next one's start, writing up to squareSize - 1 rows
-// too much. From there on a row has the samples of an earlier one, moved on by one run, and one more.
+// Frames of one sample: by transposed tiles until each run has reached the next one's start, writing up to transposeSize -
+// 1 rows too much. From there on a row has the samples of an earlier one, moved on by one run, and one more.
 template <class Sum>
-ZCMDS_VECTOR_CLONES void spreadSquares(const RowLayout&, const Sum* samples, std::int32_t runStep, std::int32_t frames,
-                                       Sum* rows) {
-    constexpr std::int32_t size = squareSize<Sum>;
+ZCMDS_VECTOR_CLONES void scatterTransposed(const RowLayout&, const Sum* samples, std::int32_t runStep,
+                                           std::int32_t frames, Sum* rows) {
+    constexpr std::int32_t size = transposeSize<Sum>;
     const std::int32_t first = frames < runStep ? frames : runStep;
     for (std::int32_t frame = 0; frame < first; frame += size)
         for (std::int32_t run = 0; run < lanes<Sum>; run += size)
-            moveSquare(samples + run * runStep + frame, runStep, rows + frame * lanes<Sum> + run, lanes<Sum>);
+            moveTransposed(samples + run * runStep + frame, runStep, rows + frame * lanes<Sum> + run, lanes<Sum>);
     const Sum* const last = samples + (lanes<Sum> - 1) * runStep;
     shiftRows(last, runStep, frames, rows);
 }
 
 template <class Sum>
-ZCMDS_VECTOR_CLONES void gatherSquares(const RowLayout&, const Sum* rows, std::int32_t perRun, Sum* sums) {
-    constexpr std::int32_t size = squareSize<Sum>;
+ZCMDS_VECTOR_CLONES void gatherTransposed(const RowLayout&, const Sum* rows, std::int32_t perRun, Sum* sums) {
+    constexpr std::int32_t size = transposeSize<Sum>;
     std::int32_t frame = 0;
     for (; frame + size <= perRun; frame += size)
         for (std::int32_t run = 0; run < lanes<Sum>; run += size)
-            moveSquare(rows + frame * lanes<Sum> + run, lanes<Sum>, sums + run * perRun + frame, perRun);
+            moveTransposed(rows + frame * lanes<Sum> + run, lanes<Sum>, sums + run * perRun + frame, perRun);
     for (; frame < perRun; ++frame)
         for (std::int32_t run = 0; run < lanes<Sum>; ++run)
             std::memcpy(sums + run * perRun + frame, rows + frame * lanes<Sum> + run, sizeof(Sum));
 }
 
 // A frame of two floats moves as one element of their size.
-inline void spreadFloatPairs(const RowLayout& layout, const float* samples, std::int32_t runStep, std::int32_t frames,
-                             float* rows) {
-    spreadSquares(layout, reinterpret_cast<const double*>(samples), runStep, frames, reinterpret_cast<double*>(rows));
+inline void scatterFloatPairs(const RowLayout& layout, const float* samples, std::int32_t runStep, std::int32_t frames,
+                              float* rows) {
+    scatterTransposed(layout, reinterpret_cast<const double*>(samples), runStep, frames,
+                      reinterpret_cast<double*>(rows));
 }
 inline void gatherFloatPairs(const RowLayout& layout, const float* rows, std::int32_t perRun, float* sums) {
-    gatherSquares(layout, reinterpret_cast<const double*>(rows), perRun, reinterpret_cast<double*>(sums));
+    gatherTransposed(layout, reinterpret_cast<const double*>(rows), perRun, reinterpret_cast<double*>(sums));
 }
 
 template <std::int32_t piece = 2, class Sum>
-void selectMoves(const RowLayout& layout, SpreadSamples<Sum>& spread, GatherSums<Sum>& gather) {
+void selectMoves(const RowLayout& layout, ScatterSamples<Sum>& scatter, GatherSums<Sum>& gather) {
     if constexpr (std::is_same_v<Sum, float>) {
         if (layout.nchans == 2) {
-            spread = spreadFloatPairs;
+            scatter = scatterFloatPairs;
             gather = gatherFloatPairs;
             return;
         }
     }
     if (layout.piece == 1) {
-        spread = spreadSquares<Sum>;
-        gather = gatherSquares<Sum>;
+        scatter = scatterTransposed<Sum>;
+        gather = gatherTransposed<Sum>;
     } else if (layout.piece == piece) {
-        spread = spreadPieces<piece, Sum>;
+        scatter = scatterPieces<piece, Sum>;
         gather = gatherPieces<piece, Sum>;
     } else if constexpr (piece < lanes<Sum>) {
-        selectMoves<piece * 2>(layout, spread, gather);
+        selectMoves<piece * 2>(layout, scatter, gather);
     }
 }
 

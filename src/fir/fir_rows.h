@@ -19,8 +19,8 @@ inline constexpr std::int32_t lanes = rowBytes / sizeof(Sum);
 template <class Sum>
 struct RowSums {
     const Sum* samples;
-    const Sum* factors;       // the coefficients
-    std::int32_t taps;        // their number
+    const Sum* taps;          // the coefficients
+    std::int32_t tapCount;    // how many
     std::int32_t decimation;  // frames from output to output
     std::int32_t pieces;      // rows a frame
 };
@@ -41,17 +41,16 @@ template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
                 frame += given.decimation;
             }
         }
-        for (std::int32_t k = 0; k < given.taps; ++k) {
-            const Sum factor = given.factors[k];
-            for (std::int32_t i = 0; i < rows; ++i)
-                sum[i] += factor * *reinterpret_cast<const Vector*>(met[i] + k * step);
+        for (std::int32_t k = 0; k < given.tapCount; ++k) {
+            const Sum tap = given.taps[k];
+            for (std::int32_t i = 0; i < rows; ++i) sum[i] += tap * *reinterpret_cast<const Vector*>(met[i] + k * step);
         }
         for (std::int32_t i = 0; i < rows; ++i) *reinterpret_cast<Vector*>(sums + (row + i) * rowSize + lane) = sum[i];
     }
 }
 
 // Sums of so many rows stay in registers from the first tap to the last.
-inline constexpr std::int32_t mostTileRows = 8;
+inline constexpr std::int32_t maxTileRows = 8;
 
 template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
 [[gnu::always_inline]] inline void sumTileOf(std::int32_t wanted, const RowSums<Sum>& given, std::int32_t row,
@@ -66,21 +65,21 @@ template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
 template <std::int32_t vectorBytes, class Sum>
 [[gnu::always_inline]] inline void sumAll(const RowSums<Sum>& given, std::int32_t rows, Sum* sums) {
     using Vector [[gnu::vector_size(vectorBytes), gnu::may_alias]] = Sum;
-    std::int32_t tiles = (rows + mostTileRows - 1) / mostTileRows;
+    std::int32_t tiles = (rows + maxTileRows - 1) / maxTileRows;
     for (std::int32_t row = 0; row < rows; --tiles) {
         const std::int32_t wanted = (rows - row + tiles - 1) / tiles;
-        sumTileOf<mostTileRows, Vector, lanes<Sum>>(wanted, given, row, sums);
+        sumTileOf<maxTileRows, Vector, lanes<Sum>>(wanted, given, row, sums);
         row += wanted;
     }
 }
 
-// Up to mostTileRows sums from samples in their own order: rows of one element, as many a frame as it has samples.
+// Up to maxTileRows sums from samples in their own order: rows of one element, as many a frame as it has samples.
 template <class Sum>
-void sumSingly(const RowSums<Sum>& given, std::int32_t count, Sum* sums) {
-    sumTileOf<mostTileRows, Sum, 1>(count, given, 0, sums);
+void dotProducts(const RowSums<Sum>& given, std::int32_t count, Sum* sums) {
+    sumTileOf<maxTileRows, Sum, 1>(count, given, 0, sums);
 }
 
-// Row by row from `step` to `end`: what the row `step` earlier holds, moved on by one lane, and behind it last[row].
+// Row by row from `step` to `end`: what the row `step` earlier holds, moved on by one lane, and after it last[row].
 template <std::int32_t vectorBytes, class Sum, std::size_t... lane>
 [[gnu::always_inline]] inline void shiftAll(const Sum* last, std::int32_t step, std::int32_t end, Sum* rows,
                                             std::index_sequence<lane...>) {
@@ -90,10 +89,10 @@ template <std::int32_t vectorBytes, class Sum, std::size_t... lane>
         const auto* from = reinterpret_cast<const Vector*>(rows + (row - step) * lanes<Sum>);
         auto* to = reinterpret_cast<Vector*>(rows + row * lanes<Sum>);
         Vector here = from[0];
-        Sum behind;
-        std::memcpy(&behind, last + row, sizeof behind);  // which may be two floats
+        Sum appended;
+        std::memcpy(&appended, last + row, sizeof appended);  // which may be two floats
         for (std::int32_t i = 0; i < vectors; ++i) {
-            const Vector next = i + 1 < vectors ? from[i + 1] : Vector{behind};
+            const Vector next = i + 1 < vectors ? from[i + 1] : Vector{appended};
             to[i] = __builtin_shufflevector(here, next, (lane + 1)...);
             here = next;
         }

@@ -14,7 +14,7 @@ const char* const firlowpassSignature =
 
 namespace {
 
-// nchans where it is given, else 1. It stands second, but its error names the third place.
+// nchans where it is given, else 1. It is the second parameter, but its error names the third.
 std::int32_t channelsIn(ParamList list, const Slot* params, std::int32_t count) {
     if (count != 4) return 1;
     const std::int32_t nchans = *valueIn<std::int16_t>(params[2]);

@@ -32,7 +32,7 @@ constexpr std::int32_t maxChannels = 512;
 constexpr std::int32_t bigBlock = 2048;       // elements of a decimated frame from which each output is a block
 constexpr std::int32_t batchElements = 4096;  // elements that a batch of outputs is made from
 constexpr std::int32_t vectorLanes = 16;      // outputs that are filtered at once; 8 where a frame has no more
-constexpr std::int32_t widestLanes = 64;      // narrow frames are taken together, undecimated, up to as many lanes
+constexpr std::int32_t maxLanes = 64;         // narrow frames are taken together, undecimated, up to as many lanes
 
 struct MtsState {
     std::int32_t nchan;              // channels of a frame, 2 to 512
@@ -43,7 +43,7 @@ struct MtsState {
     PbufHandle srcBuf;               // reads into `in`
     PbufHandle destBuf;              // writes from `in`, or from `work` where outputs are made while input waits there
     std::int32_t skip;               // elements between the frames of two outputs, which nothing needs
-    std::int32_t batch;              // greatest number of outputs made at once
+    std::int32_t batch;              // maximum number of outputs made at once
     std::int32_t frames;             // frames that `in` holds
     std::int32_t together;           // output frames that have their kernels side by side in `taps`
     std::int32_t tapStep;            // from one tap of a lane to the next in `taps`
@@ -53,7 +53,7 @@ struct MtsState {
     std::int16_t* taps;              // the kernels of the lanes: of each frame that is taken together, its channels
 };
 
-// The slot whose samples are the last of a frame has the least delay; the others wait for it.
+// The slot whose samples are the last of a frame has the minimum delay; the others wait for it.
 void mtsAssignRows(MtsState& state) {
     const std::int32_t slots = state.nchan / state.ngroups;
     for (std::int32_t c = 0; c < state.nchan; ++c) {
@@ -81,7 +81,7 @@ struct Column {
 }
 
 // `count` output frames from `frames` on. Undecimated, the frames of neighbouring outputs are neighbours too, and the lanes
-// span several of them. `Width` lanes are filtered at once; those past the last are made from what lies behind, and dropped.
+// span several of them. `Width` lanes are filtered at once; those past the last are made from what follows, and dropped.
 // The results pass through an array of this routine's own: of that the compiler knows that it overlaps none of what is
 // read.
 template <std::int32_t Width>
@@ -105,8 +105,8 @@ void filterFrames(const MtsState& state, std::int32_t count, const std::int16_t*
     filter(state, count, frames, outputs);
 }
 
-// Set-up that all variants share. `work` lies directly behind `in`; the kernels lie behind both, so that there is memory
-// behind every frame.
+// Set-up that all variants share. `work` lies directly after `in`; the kernels lie after both, so that there is memory
+// after every frame.
 void openAreas(MtsState& state, std::int32_t inFrames, std::int32_t workFrames, std::int32_t together) {
     const std::int32_t lanes = together * state.nchan;
     const auto elements = [&](std::int32_t frames) { return static_cast<std::size_t>(frames * state.nchan); };
@@ -133,9 +133,9 @@ void openPipes(MtsState& state, std::int16_t* destData) {
     zepl::pbuf_set_data_ptr(state.destBuf, destData);
 }
 
-void setCounts(PbufHandle pbuf, std::int32_t least, std::int32_t most) {
-    zepl::pbuf_set_min_cnt(pbuf, least);
-    zepl::pbuf_set_max_cnt(pbuf, most);
+void setCounts(PbufHandle pbuf, std::int32_t min, std::int32_t max) {
+    zepl::pbuf_set_min_cnt(pbuf, min);
+    zepl::pbuf_set_max_cnt(pbuf, max);
 }
 
 // Waits for exactly `n` elements of the input.
@@ -149,7 +149,7 @@ void dropSkipped(const MtsState& state) {
 }
 
 // Decimation by 16 or more, big frames: no two outputs share a sample, and each is a block.
-[[noreturn]] void runSingly(MtsState& state) {
+[[noreturn]] void runFrameByFrame(MtsState& state) {
     openAreas(state, mtsTaps, mtsTaps, 1);
     openPipes(state, state.in);
     setCounts(state.srcBuf, mtsTaps * state.nchan, mtsTaps * state.nchan);
@@ -200,7 +200,7 @@ std::int32_t waitForOutputs(const MtsState& state) {
 // The first frames are laid down by the count of a step, not by that of the history that they are. Below a decimation of 8
 // the rest of the history is missing and counts as zeros, which the outputs feel until it has passed; from 8 on the
 // surplus is overwritten by the first step.
-[[noreturn]] void runSinglyWithHistory(MtsState& state) {
+[[noreturn]] void runFrameByFrameWithHistory(MtsState& state) {
     const std::int32_t step = state.xdecim * state.nchan, history = (mtsTaps - state.xdecim) * state.nchan;
     openAreas(state, mtsTaps, mtsTaps, 1);
     std::fill(state.in, state.taps, std::int16_t{0});
@@ -239,7 +239,7 @@ std::int32_t waitForPass(const MtsState& state) {
     const std::int32_t step = state.xdecim * state.nchan, history = (mtsTaps - state.xdecim) * state.nchan;
     state.batch = std::max((batchElements - history) / step, 1);
     const std::int32_t frames = std::max(state.batch + state.xdecim, mtsTaps);
-    openAreas(state, frames, frames, state.xdecim == 1 ? std::max(widestLanes / state.nchan, 1) : 1);
+    openAreas(state, frames, frames, state.xdecim == 1 ? std::max(maxLanes / state.nchan, 1) : 1);
     openPipes(state, state.in);
     setCounts(state.srcBuf, step, frames * state.nchan);
     setCounts(state.destBuf, state.nchan, state.batch * state.nchan);
@@ -258,7 +258,7 @@ std::int32_t waitForPass(const MtsState& state) {
 
 std::int32_t valueAt(const Slot* params, std::int32_t position) { return *valueIn<std::int16_t>(params[position]); }
 
-// Reads the parameters behind `nchan`, whose places hang on whether `ngroups` is there.
+// Reads the parameters after `nchan`, whose positions depend on whether `ngroups` is there.
 void readList(MtsState& state, ParamList list, const Slot* params, std::int32_t count) {
     const bool grouped = count == 5;
     if (zepl::param_type(list, 4) != (grouped ? constantInt16 : pipeInt16))
@@ -286,9 +286,9 @@ std::uint32_t mtsfilt(ParamList list) {
     if (state.xdecim < 1 || state.xdecim > 32) zepl::param_error_msg(ParamError::outOfRange, 3);
     mtsAssignRows(state);
     const bool big = state.nchan * state.xdecim >= bigBlock;
-    if (state.xdecim >= mtsTaps && big) runSingly(state);
+    if (state.xdecim >= mtsTaps && big) runFrameByFrame(state);
     if (state.xdecim >= mtsTaps) runInBatches(state);
-    if (big) runSinglyWithHistory(state);
+    if (big) runFrameByFrameWithHistory(state);
     runInBatchesWithHistory(state);
 }
 

@@ -1,4 +1,4 @@
-// Made by tools/design_mtsfilt_kernels.py, which tells how; not to be edited.
+// Made by tools/design_mtsfilt_kernels.py, which has the design; not to be edited.
 
 #include "fir/mtsfilt_kernels.h"
 
