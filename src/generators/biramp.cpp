@@ -49,7 +49,7 @@ void readSlopes(ParamList list, const Slot* params, WaveState& state) {
     if (cycle < 0) zepl::param_error_msg(ParamError::outOfRange, 4);
     state.phaseStep = 2.0 / cycle;
     state.knee = 2.0 * (static_cast<double>(first) / cycle) - 1.0;
-    state.exactCycle = static_cast<std::uint32_t>(cycle) <= greatestPass;
+    state.exactCycle = static_cast<std::uint32_t>(cycle) <= maxTableSamples;
     state.cycleSamples = state.exactCycle ? static_cast<std::uint32_t>(cycle) : 0;
 }
 
@@ -67,7 +67,7 @@ void readPhase(ParamList list, const Slot* params, WaveState& state) {
 void openOutput(const Slot* params, std::int32_t dest, WaveState& state) {
     state.destPipe = handleIn<PipeHandle>(params[dest]);
     state.writer = newCursor<StreamWriter>();
-    state.tableLength = state.exactCycle ? wholeCycles(state.cycleSamples) : greatestPass;
+    state.tableLength = state.exactCycle ? wholeCycles(state.cycleSamples) : maxTableSamples;
     if (state.exactCycle) state.table = zepl::ralloc(std::size_t{state.elementSize} * state.tableLength);
     void* first;
     openWriter(*state.writer, state.destPipe, static_cast<std::int32_t>(state.tableLength), &first);

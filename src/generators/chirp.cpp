@@ -26,7 +26,7 @@ const char* const chirpSignature =
 
 namespace {
 
-constexpr std::int32_t greatestBlock = 2048;  // elements
+constexpr std::int32_t maxBlock = 2048;  // elements
 
 enum class Direction : std::uint32_t { oneWay = 0, outAndBack = 1 };
 enum class Law : std::uint32_t { linear = 0, quadratic = 1, logarithmic = 2 };
@@ -35,7 +35,7 @@ struct ChirpState {
     Direction direction{};
     Law law{};
     ParamMask elementType = 0;
-    std::int32_t blockBytes = 0;  // of the greatest block
+    std::int32_t blockBytes = 0;  // of the largest block
     void (*emitSamples)(const ChirpState& state, std::int32_t start, double* angles, std::int32_t n) = nullptr;
     PipeHandle chirpPipe{};
     PbufHandle outputPbuf{};
@@ -115,7 +115,7 @@ void computeSweep(const ChirpState& state) {
     });
 }
 
-// The value that the word stands for. The values are numbered from 0, and each has two words, one behind the other.
+// The value that the word means. The values are numbered from 0, and each has two words, one after the other.
 std::uint32_t readWord(const Slot* params, std::int32_t position, std::initializer_list<const char*> words) {
     const char* given = valueIn<char>(params[position]);
     std::uint32_t index = 0;
@@ -137,7 +137,7 @@ void readAmplitude(const Slot* params, ChirpState& state) {
     forElementType(state.elementType, [&]<class Element>() -> std::uint32_t {
         state.amplitude = static_cast<double>(*valueIn<Element>(params[3]));
         state.emitSamples = emit<Element>;
-        state.blockBytes = greatestBlock * static_cast<std::int32_t>(sizeof(Element));
+        state.blockBytes = maxBlock * static_cast<std::int32_t>(sizeof(Element));
         return 0;
     });
 }
@@ -158,7 +158,7 @@ void openOutput(const Slot* params, ChirpState& state) {
     zepl::pipe_open(state.chirpPipe, zepl::OpenMode::write);
     state.outputPbuf = zepl::pbuf_open(state.chirpPipe, state.sweepLength);
     state.sweepData = zepl::pbuf_get_data_ptr(state.outputPbuf);
-    zepl::pbuf_set_max_cnt(state.outputPbuf, greatestBlock);
+    zepl::pbuf_set_max_cnt(state.outputPbuf, maxBlock);
 }
 
 // Sends the sweep by pointing the pbuf at one piece of it after the other.
@@ -166,7 +166,7 @@ void sendSweep(const ChirpState& state) {
     auto* at = static_cast<std::byte*>(state.sweepData);
     for (std::int32_t remaining = state.sweepLength; remaining != 0;) {
         zepl::pbuf_set_data_ptr(state.outputPbuf, at);
-        const std::int32_t count = std::min(remaining, greatestBlock);
+        const std::int32_t count = std::min(remaining, maxBlock);
         zepl::pbuf_put_set_cnt(state.outputPbuf, count);
         remaining -= count;
         if (remaining != 0) at += state.blockBytes;

@@ -18,7 +18,7 @@ namespace {
 constexpr std::int32_t batchSize = 256;
 
 // A block without a table is sent once so many are pending.
-constexpr std::int32_t greatestBlock = greatestPass;
+constexpr std::int32_t maxBlock = maxTableSamples;
 
 // An integer modulator has full scale at its type's positive limit; a floating one is a plain factor.
 template <class Element>
@@ -160,9 +160,9 @@ void stepModulated(WaveState& state) {
 }
 
 // As many samples as can be computed before a modulator runs out or the block is full. The frequency's modulator is asked
-// for behind each sample, so its last value gives one more.
+// for after each sample, so its last value gives one more.
 std::int32_t samplesAtOnce(const WaveState& state) {
-    std::int32_t n = std::min(batchSize, greatestBlock - state.writer->pending);
+    std::int32_t n = std::min(batchSize, maxBlock - state.writer->pending);
     if (state.amplitudeModulated) n = std::min(n, state.amplitudeReader->count);
     if (state.frequencyModulated) n = std::min(n, state.frequencyReader->count + 1);
     return n;
@@ -185,7 +185,7 @@ template <class Element>
         else
             storeWave(to, shape, n, state.amplitude, state.offset);
         if (state.frequencyModulated) stepModulated<Element>(state);
-        if (writer.pending >= greatestBlock) writer.flush();
+        if (writer.pending >= maxBlock) writer.flush();
     }
 }
 

@@ -11,8 +11,8 @@ namespace zcmds {
 
 namespace {
 
-// 2 * p between the corners at -0.5 and 0.5; beyond them 2 * (1 - p) and -2 * (p + 1), which are the lesser in size up to the
-// cycle's ends and change their sign behind them.
+// 2 * p between the corners at -0.5 and 0.5; beyond them 2 * (1 - p) and -2 * (p + 1), which are the smaller in size up to
+// the cycle's ends and change their sign after them.
 void triangleShape(const WaveState&, double* phases, std::int32_t n) {
     transformBlock(phases, n, [](double p) {
         const double size = std::fabs(p), height = 2.0 * std::min(1.0 - size, size);

@@ -11,6 +11,7 @@
 
 namespace zcmds {
 
+// The names of the modes are fixed, and so upper case.
 enum class WaveMode : std::uint32_t {
     ReplayTable = 0,     // the table holds samples of `dest`
     ModulatedTable = 1,  // the table holds the wave as doubles; each is multiplied by a sample of the amplitude pipe
@@ -41,7 +42,7 @@ struct WaveState {
     StreamReader* amplitudeReader = nullptr;  // null if not modulated
     StreamReader* frequencyReader = nullptr;  // null if not modulated
     StreamWriter* writer = nullptr;
-    std::uint32_t cycleSamples = 0;  // the least whole number of samples in whole cycles; 0 if none fits
+    std::uint32_t cycleSamples = 0;  // the smallest whole number of samples in whole cycles; 0 if none fits
     bool exactCycle = false;         // there is such a number
     double phaseStep = 0;            // from sample to sample; a cycle spans 2
     double phase = 0;                // of the next sample
@@ -49,8 +50,8 @@ struct WaveState {
     void* table = nullptr;           // null in Direct
 };
 
-// The most samples in a table, and in a block without one.
-inline constexpr std::uint32_t greatestPass = 4096;
+// The maximum number of samples in a table, and in a block without one.
+inline constexpr std::uint32_t maxTableSamples = 4096;
 
 // A cursor that lasts as long as the task.
 template <class Cursor>
@@ -58,14 +59,16 @@ Cursor* newCursor() {
     return new (zepl::malloc(sizeof(Cursor))) Cursor{};
 }
 
-// Takes the type of `dest` from its position, where a pipe must stand: with optional parameters before it, the masks let
+// Takes the type of `dest` from its position, where a pipe must be: with optional parameters before it, the masks let
 // other kinds come there.
 void setElementType(WaveState& state, ParamList list, std::int32_t dest);
 
 // The samples of as many whole cycles as fit a table.
-constexpr std::uint32_t wholeCycles(std::uint32_t cycleSamples) { return greatestPass / cycleSamples * cycleSamples; }
+constexpr std::uint32_t wholeCycles(std::uint32_t cycleSamples) {
+    return maxTableSamples / cycleSamples * cycleSamples;
+}
 
-// Fills the table and generates for ever.
+// Fills the table and generates forever.
 std::uint32_t runWave(WaveState& state);
 
 }  // namespace zcmds

@@ -15,10 +15,10 @@ namespace zcmds {
 
 namespace {
 
-// How far from a whole sample some whole cycles may end and still make a table: 1e-15 for each sample of the longest.
+// How far from a whole sample some whole cycles may end and still make a table: 1e-15 for each sample of the longest table.
 constexpr double wholeSampleTolerance = 4.096e-12;
 
-constexpr double leastSampleTime = 5e-07;  // microseconds
+constexpr double minSampleTime = 5e-07;  // microseconds
 
 // A parameter list whose form is known.
 struct WaveList {
@@ -57,7 +57,7 @@ double readPhaseAndSampleTime(const WaveList& given, WaveState& state) {
         if (!(state.phase >= -1.0 && state.phase <= 1.0)) zepl::param_error_msg(ParamError::outOfRange, 4);
     }
     const double sampleTime = given.number(position);
-    if (sampleTime < leastSampleTime) zepl::param_error_msg(ParamError::outOfRange, position);
+    if (sampleTime < minSampleTime) zepl::param_error_msg(ParamError::outOfRange, position);
     return sampleTime;
 }
 
@@ -83,7 +83,8 @@ WaveList readLongForm(ParamList list, WaveState& state) {
     return given;
 }
 
-// The word of the option at `at`, which must have a pipe behind it; `blamed` is the position told when it is something else.
+// The word of the option at `at`, which must have a pipe after it; `blamed` is the position reported when it is something
+// else.
 const char* readOptionWord(const WaveList& given, std::int32_t at, std::int32_t blamed) {
     if (at == given.count) zepl::param_error_msg(ParamError::missing, at + 1);
     if (given.kind(at) != stringKind) zepl::param_error_msg(ParamError::wrongKind, at);
@@ -125,7 +126,7 @@ void readOptions(const WaveList& given, WaveState& state) {
     bool known = takeOption(given, at, first, state);
     if (at + 2 <= given.count) {
         at += 2;
-        // Of a second option without a pipe it is the pipe's position that is told, of the first the word's.
+        // For a second option without a pipe the position of the pipe is reported, for the first that of the word.
         const char* second = readOptionWord(given, at, at + 1);
         if (std::strcmp(second, first) == 0) zepl::param_error_msg(ParamError::tooMany, at);
         if (!takeOption(given, at, second, state)) known = false;
@@ -133,14 +134,14 @@ void readOptions(const WaveList& given, WaveState& state) {
     if (!known) zepl::param_error_msg(ParamError::unknownWord, at);
 }
 
-// Looks for the least number of whole cycles that make a whole number of samples and fit a table.
+// Looks for the smallest number of whole cycles that make a whole number of samples and fit a table.
 void planTable(WaveState& state) {
     const double period = 2.0 / state.phaseStep;
-    if (state.frequencyModulated || period - wholeSampleTolerance > greatestPass) return;
+    if (state.frequencyModulated || period - wholeSampleTolerance > maxTableSamples) return;
     for (double cycles = 1;; ++cycles) {
         const double length = cycles * period, whole = std::floor(length + 0.5);
         // Also when the period is no number.
-        if (!(whole <= greatestPass)) return;
+        if (!(whole <= maxTableSamples)) return;
         if (std::fabs(length - whole) > wholeSampleTolerance) continue;
         state.exactCycle = true;
         state.cycleSamples = static_cast<std::uint32_t>(whole);
@@ -153,9 +154,9 @@ void openOutput(const WaveList& given, WaveState& state) {
     state.destPipe = given.pipe(given.dest);
     state.writer = newCursor<StreamWriter>();
     void* first;
-    openWriter(*state.writer, state.destPipe, greatestPass, &first);
+    openWriter(*state.writer, state.destPipe, maxTableSamples, &first);
     state.mode = WaveMode::Direct;
-    state.tableLength = greatestPass;
+    state.tableLength = maxTableSamples;
     if (!state.exactCycle) return;
     state.tableLength = wholeCycles(state.cycleSamples);
     state.table = zepl::ralloc(state.tableLength * sizeof(double));

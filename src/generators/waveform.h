@@ -5,7 +5,7 @@
 
 namespace zcmds {
 
-// Reads the list, finds out whether a table can be made, and generates for ever.
+// Reads the list, finds out whether a table can be made, and generates forever.
 std::uint32_t generateWaveform(ParamList list, WaveType type);
 
 }  // namespace zcmds
