@@ -1,4 +1,4 @@
-// FINDMAX finds the greatest value in a chosen part of each block of a fixed length, such as a spectrum, and tells the
+// FINDMAX finds the maximum in a chosen part of each block of a fixed length, such as a spectrum, and reports the
 // value, its index in the block and its position in the stream.
 
 #include <functional>
@@ -75,20 +75,20 @@ void setRanges(ParamList list, const Slot* params, FindMaxState& state) {
     }
 }
 
-// The greatest of the ranges; where nothing beats the least finite value, that one at index 0.
+// The maximum of the ranges; where nothing exceeds the lowest finite value, that one at index 0.
 template <class Element>
-ZCMDS_VECTOR_CLONES Extreme<Element, std::greater<>, true> greatestOf(const Element* block, const FindMaxState& state) {
-    Extreme<Element, std::greater<>, true> greatest;
-    greatest.taken = state.firstStart;
-    greatest.add(block + state.firstStart, state.firstEnd - state.firstStart + 1);
+ZCMDS_VECTOR_CLONES Extreme<Element, std::greater<>, true> maximumOf(const Element* block, const FindMaxState& state) {
+    Extreme<Element, std::greater<>, true> maximum;
+    maximum.taken = state.firstStart;
+    maximum.add(block + state.firstStart, state.firstEnd - state.firstStart + 1);
     if (state.secondStart >= 0) {
-        greatest.taken = state.secondStart;
-        greatest.add(block + state.secondStart, state.secondEnd - state.secondStart + 1);
+        maximum.taken = state.secondStart;
+        maximum.add(block + state.secondStart, state.secondEnd - state.secondStart + 1);
     }
-    return greatest;
+    return maximum;
 }
 
-// The event stands just behind the greatest sample, and the status ends at the end of the block.
+// The event is at the position after the maximum, and the status ends at the end of the block.
 void assertAt(TriggerHandle event, std::int32_t index, std::int32_t blockLength) {
     const std::uint32_t start = zepl::trigger_get_status(event),
                         position = start + static_cast<std::uint32_t>(index) + 1,
@@ -101,10 +101,10 @@ template <class Element>
 [[noreturn]] void findInBlocks(const FindMaxState& state) {
     for (;;) {
         zepl::pbuf_get(state.srcPbuf);
-        const auto greatest = greatestOf(static_cast<const Element*>(zepl::pbuf_get_data_ptr(state.srcPbuf)), state);
-        zepl::pipe_value_put(state.maxvalue, &greatest.extreme);
-        if (state.maxindex != PipeHandle{}) zepl::pipe_put(state.maxindex, greatest.position);
-        if (state.maxevent != TriggerHandle{}) assertAt(state.maxevent, greatest.position, state.blockLength);
+        const auto maximum = maximumOf(static_cast<const Element*>(zepl::pbuf_get_data_ptr(state.srcPbuf)), state);
+        zepl::pipe_value_put(state.maxvalue, &maximum.extreme);
+        if (state.maxindex != PipeHandle{}) zepl::pipe_put(state.maxindex, maximum.position);
+        if (state.maxevent != TriggerHandle{}) assertAt(state.maxevent, maximum.position, state.blockLength);
     }
 }
 

@@ -91,9 +91,9 @@ ZCMDS_VECTOR_CLONES void bracketBlock(const Key* __restrict keys, std::int32_t l
         found.gap[i] = last;
         found.met[i] = !(x[i] > keys[0]) | !(x[i] < keys[last]);
     }
-    for (std::int32_t widest = last; widest > 1; widest -= widest / 2)
+    for (std::int32_t gap = last; gap > 1; gap -= gap / 2)
         for (std::int32_t i = 0; i < n; ++i) {
-            // A gap of 1 has no middle; the low point, which is below the sample, stands for it and changes nothing.
+            // A gap of 1 has no middle; the low point, which is below the sample, takes its place and changes nothing.
             const std::int32_t half = found.gap[i] >> 1;
             const Key key = keys[found.low[i] + half];
             const std::int32_t below = -static_cast<std::int32_t>(key < x[i]);  // all bits, or none
@@ -127,7 +127,7 @@ Element valueAt(const InterpTable& table, Bracket points, Element x) {
     return low == high ? ordinate[low] : interpolated(x, abscissa[low], abscissa[high], ordinate[low], ordinate[high]);
 }
 
-// Whether the table rises, and the samples move by less than a point at a time on the whole; every sixteenth move tells. A
+// Whether the table rises, and the samples move by less than a point at a time on the whole; every sixteenth move counts. A
 // long table is not looked through for a few samples. With a NaN among them the sum of the moves is one too, and not slow.
 template <class Element>
 ZCMDS_VECTOR_CLONES bool movesSlowly(const InterpTable& table, const Element* x, std::int32_t n) {

@@ -114,7 +114,7 @@ void requireKind(ParamList list, std::int32_t position, ParamMask kind) {
     if (zepl::param_type(list, position) != kind) zepl::param_error_msg(ParamError::wrongKind, position);
 }
 
-// Positions 5 to 7 are [offset,] dest [, cjc]; with six in all, a pipe at position 5 tells that the offset is left out.
+// Positions 5 to 7 are [offset,] dest [, cjc]; with six in all, a pipe at position 5 means that the offset is left out.
 void readStreams(ParamList list, const Slot* params, std::int32_t count, ThermoState& state) {
     const bool hasOffset = count == 7 || (count == 6 && zepl::param_type(list, 5) != pipeInt16);
     const std::int32_t dest = hasOffset ? 6 : 5, cjc = dest + 1;

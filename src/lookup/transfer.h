@@ -18,8 +18,8 @@ constexpr std::int32_t transferCapacity = 512;  // elements of every pipe's bloc
 struct TransferState {
     StreamReader srcr1, srci1, srcr2, srci2;  // TFUNCTION2 leaves srci1 idle
     StreamWriter mag, phase;
-    double lim1 = 0;   // least amplitude of the input side; positions below it are suppressed
-    double lim2 = 0;   // TFUNCTION1: least amplitude of the output side; TFUNCTION2: least ratio of the two
+    double lim1 = 0;   // minimum amplitude of the input side; positions below it are suppressed
+    double lim2 = 0;   // TFUNCTION1: minimum amplitude of the output side; TFUNCTION2: minimum ratio of the two
     double scale = 0;  // factor of the magnitude where positive; else there is none
 };
 
