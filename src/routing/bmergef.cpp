@@ -1,5 +1,5 @@
 // BMERGEF puts several streams of one type onto one pipe, by whole blocks, in the order in which the blocks are complete.
-// Each block stands behind a tag, the number of its source.
+// Each block follows a tag, the number of its source.
 
 #include "frame/element_type.h"
 #include "frame/values.h"
@@ -18,7 +18,7 @@ const char* const bmergefSignature =
 
 namespace {
 
-constexpr std::uint32_t mostInBlock = 16384;
+constexpr std::uint32_t maxInBlock = 16384;
 
 struct BlockSource {
     PipeHandle pipe;
@@ -30,7 +30,7 @@ struct BlockMergeTask {
     std::int32_t blockSize;  // 1 to 16384 samples
     PipeHandle dest;
     PbufHandle output{};
-    BlockSource sources[mostBranches]{};  // on the output's data area, so that no sample is copied here
+    BlockSource sources[maxBranches]{};  // on the output's data area, so that no sample is copied here
 };
 
 void checkList(ParamList list, const Slot* params, std::int32_t count) {
@@ -40,7 +40,7 @@ void checkList(ParamList list, const Slot* params, std::int32_t count) {
         if (zepl::param_type(list, i) != destKind) zepl::param_error_msg(ParamError::typeMismatch, i);
     if ((sizeKind & constantInteger) == 0) zepl::param_error_msg(ParamError::wrongKind, count - 1);
     const auto blockSize = static_cast<std::uint32_t>(integerIn(params[count - 1], sizeKind));
-    if (blockSize == 0 || blockSize > mostInBlock) zepl::param_error_msg(ParamError::notPositive, count - 1);
+    if (blockSize == 0 || blockSize > maxInBlock) zepl::param_error_msg(ParamError::notPositive, count - 1);
 }
 
 void openBlockMerge(BlockMergeTask& task, const Slot* params) {
@@ -84,7 +84,7 @@ template <class Element>
 
 std::uint32_t bmergef(ParamList list) {
     std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 3, mostBranches + 2, anyPipe, beginRepeat,
+    const Slot* params = zepl::param_process(list, &count, 3, maxBranches + 2, anyPipe, beginRepeat,
                                              anyPipe | constantInteger, endRepeat);
     checkList(list, params, count);
     BlockMergeTask task{.n = count - 2,

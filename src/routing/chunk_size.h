@@ -1,4 +1,4 @@
-// Copies of a few elements cost the least where the compiler knows their number.
+// Copies of a few elements cost least where the compiler knows their number.
 #pragma once
 
 #include <bit>
@@ -6,9 +6,9 @@
 
 namespace zcmds {
 
-inline constexpr std::int32_t largestChunk = 32;
+inline constexpr std::int32_t maxChunk = 32;
 
-// Calls `routine.operator()<chunk>()` with the least power of two that is not below `n`, which is 1 to largestChunk.
+// Calls `routine.operator()<chunk>()` with the smallest power of two that is not below `n`, which is 1 to maxChunk.
 template <class Routine>
 void forChunkSize(std::int32_t n, Routine routine) {
     switch (std::bit_ceil(static_cast<std::uint32_t>(n))) {
@@ -23,7 +23,7 @@ void forChunkSize(std::int32_t n, Routine routine) {
         case 16:
             return routine.template operator()<16>();
         default:
-            return routine.template operator()<largestChunk>();
+            return routine.template operator()<maxChunk>();
     }
 }
 

@@ -23,7 +23,7 @@ const char* const loadingSignature =
 
 namespace {
 
-constexpr std::int32_t mostInBlock = 4096;
+constexpr std::int32_t maxInBlock = 4096;
 
 struct LoadingTask {
     std::int32_t inputSize, outputSize;    // elements of a block, 0 to 4096
@@ -33,7 +33,7 @@ struct LoadingTask {
 
 std::int32_t readBlockSize(const Slot* params, std::int32_t position) {
     const std::int32_t size = *valueIn<std::int16_t>(params[position]);
-    if (size < 0 || size > mostInBlock) zepl::param_error_msg(ParamError::outOfRange, position);
+    if (size < 0 || size > maxInBlock) zepl::param_error_msg(ParamError::outOfRange, position);
     return size;
 }
 

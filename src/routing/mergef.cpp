@@ -1,5 +1,5 @@
 // MERGEF puts several streams, of different types if need be, onto one pipe, in the order in which their samples come. Each
-// sample stands behind a tag, the number of its source, by which SEPARATEF takes them apart again.
+// sample follows a tag, the number of its source, by which SEPARATEF takes them apart again.
 
 #include <cstring>
 #include <initializer_list>
@@ -151,7 +151,7 @@ bool mergeRound(const MergeTask& task) {
 
 std::uint32_t mergef(ParamList list) {
     std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 2, mostBranches + 1, beginRepeat, anyPipe, endRepeat);
+    const Slot* params = zepl::param_process(list, &count, 2, maxBranches + 1, beginRepeat, anyPipe, endRepeat);
     MergeTask task{.n = count - 1};
     task.sources = static_cast<MergeSource*>(zepl::ralloc(sizeof(MergeSource) * static_cast<std::size_t>(task.n)));
     readSources(list, params, task);

@@ -15,17 +15,17 @@ const char* const pcountSignature =
 
 namespace {
 
-// 32 bits also of an int16 variable, so that whoever reads it as wide as that sees the count go on.
+// 32 bits also of an int16 variable, so that a reader of 32 bits sees the count continue.
 void addTo(std::int32_t& tally, std::int32_t count) { tally = wrappingSum(tally, count); }
 void addTo(double& tally, std::int32_t count) { tally += static_cast<std::uint32_t>(count); }
 
 // Counts on from what the variable holds.
 template <class Tally>
 [[noreturn]] void countSamples(PipeHandle src, Tally& tally) {
-    const auto most = static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock));
+    const auto max = static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock));
     zepl::pipe_open(src, zepl::OpenMode::read);
     for (;;) {
-        const std::int32_t count = std::max(zepl::pipe_num_complete(src, most), 1);
+        const std::int32_t count = std::max(zepl::pipe_num_complete(src, max), 1);
         zepl::pipe_rem(src, count);
         addTo(tally, count);
     }

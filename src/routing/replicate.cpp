@@ -48,7 +48,7 @@ ZCMDS_VECTOR_CLONES void writeRuns(Word* __restrict to, const Word* __restrict f
 
 template <class Word>
 void writeCopies(Word* to, const Word* from, std::int32_t n, std::int32_t reps) {
-    if (reps > largestChunk) return writeRuns(to, from, n, reps);
+    if (reps > maxChunk) return writeRuns(to, from, n, reps);
     forChunkSize(reps, [&]<std::int32_t chunk> { writeChunks<chunk>(to, from, n, reps); });
 }
 
@@ -60,13 +60,13 @@ void writeCopies(Word* to, const Word* from, std::int32_t n, std::int32_t reps) 
 
 template <class Word>
 [[noreturn]] void replicateFew(PbufHandle input, PbufHandle output, std::int32_t reps) {
-    const std::int32_t most = outputBlock / reps;
+    const std::int32_t max = outputBlock / reps;
     const auto* const block = static_cast<const Word*>(zepl::pbuf_get_data_ptr(input));
     auto* const copies = static_cast<Word*>(zepl::pbuf_get_data_ptr(output));
     for (;;) {
         const std::int32_t count = zepl::pbuf_get(input);
         for (std::int32_t taken = 0; taken < count;) {
-            const std::int32_t n = std::min(count - taken, most);
+            const std::int32_t n = std::min(count - taken, max);
             zepl::pbuf_set_cnt(output, n * reps);
             writeCopies(copies, block + taken, n, reps);
             zepl::pbuf_put(output);

@@ -1,4 +1,4 @@
-// SEPARATE deals one stream out to several in strict rotation, and puts values together again that stand in the stream as
+// SEPARATE deals one stream out to several in strict rotation, and puts values together again that are in the stream as
 // their raw bytes.
 
 #include "frame/element_type.h"
@@ -67,7 +67,7 @@ template <class Source>
 
 std::uint32_t separate(ParamList list) {
     std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 2, mostBranches + 1, beginRepeat, anyPipe, endRepeat);
+    const Slot* params = zepl::param_process(list, &count, 2, maxBranches + 1, beginRepeat, anyPipe, endRepeat);
     SplitTask task;
     readSplit(task, list, params, count);
     const std::int32_t each = outputElements / task.n;

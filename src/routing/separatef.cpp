@@ -1,5 +1,5 @@
-// SEPARATEF takes a stream apart that MERGEF made: each value goes to the destination whose number, its tag, stands before
-// it, and values that stand in the stream as their raw bytes are put together again.
+// SEPARATEF takes a stream apart that MERGEF made: each value goes to the destination whose number, its tag, is before
+// it, and values that are in the stream as their raw bytes are put together again.
 
 #include "frame/element_type.h"
 #include "host/modules.h"
@@ -84,7 +84,7 @@ template <class Source>
 
 std::uint32_t separatef(ParamList list) {
     std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 2, mostBranches + 1, beginRepeat, anyPipe, endRepeat);
+    const Slot* params = zepl::param_process(list, &count, 2, maxBranches + 1, beginRepeat, anyPipe, endRepeat);
     SplitTask task;
     readSplit(task, list, params, count);
     openSplit(task, {.bytes = sizeof(double) * outputElements, .size = outputElements, .spacing = 0});

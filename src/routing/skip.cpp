@@ -35,7 +35,7 @@ struct SkipState {
 }
 
 void passValue(const SkipState& state) {
-    std::int64_t element;  // the widest; narrower ones stand at its start
+    std::int64_t element;  // the widest; narrower ones are at its start
     zepl::pipe_value_get(state.src, &element);
     zepl::pipe_value_put(state.dest, &element);
 }
@@ -57,7 +57,7 @@ void passValue(const SkipState& state) {
 
 // Patterns shorter than this are many in a block, and are kept by a loop of their own.
 constexpr std::int64_t longPattern = 32;
-static_assert(longPattern <= largestChunk);
+static_assert(longPattern <= maxChunk);
 
 // Keeps `take` of each `total` words in a block that ends at `end`, `chunk` of them at a time, which may be more. What is too
 // much is written over by the next pattern. At first, until enough is skipped, it would reach into words that are not yet
@@ -89,7 +89,7 @@ ZCMDS_VECTOR_CLONES void keepFirsts(Word* to, const Word* from, std::int32_t pat
     for (; i < patterns; ++i) to[i] = from[i * step];
 }
 
-// A walk through the blocks. The samples kept so far stand at the block's front.
+// A walk through the blocks. The samples kept so far are at the block's start.
 template <class Word>
 struct BlockWalk {
     const SkipState& state;

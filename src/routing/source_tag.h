@@ -13,7 +13,7 @@ constexpr Element tagOf(std::uint32_t source) {
         return static_cast<Element>(source);
 }
 
-// The longest lists that MERGEF, BMERGEF, SEPARATE and SEPARATEF take.
-inline constexpr std::int32_t mostBranches = 64;
+// The maximum number of branches that MERGEF, BMERGEF, SEPARATE and SEPARATEF take.
+inline constexpr std::int32_t maxBranches = 64;
 
 }  // namespace zcmds

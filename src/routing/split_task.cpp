@@ -14,7 +14,7 @@ constexpr std::size_t headroom = 64;      // for the elements left over from the
 constexpr std::int32_t inputBlock = 512;  // elements
 constexpr std::size_t inputBytes = 4096;  // holds them also where they are the widest
 
-// Where a value goes as it is: into its own type, and out of integers that stand for the raw bytes of something at least as
+// Where a value goes as it is: into its own type, and out of integers that hold the raw bytes of something at least as
 // wide.
 template <class Source, class Destination>
 constexpr bool asRawBytes = std::is_same_v<Source, Destination> ||

@@ -10,7 +10,7 @@
 
 namespace zcmds {
 
-// Makes `n` output elements from input elements that begin `stride` input elements apart; returns the place behind the last
+// Makes `n` output elements from input elements that begin `stride` input elements apart; returns the place after the last
 // output element.
 using CopyOperation = void* (*)(void* to, const void* from, std::int32_t n, std::int32_t stride);
 
@@ -44,7 +44,7 @@ struct SplitTask {
     std::int32_t left = 0;  // input elements not yet used
     void* base;             // the input block
     void* read;             // next input element
-    SplitDestination destinations[mostBranches];
+    SplitDestination destinations[maxBranches];
 };
 
 // Reads source and destinations and chooses their operations. No float makes an int32: such a pair is refused at the
