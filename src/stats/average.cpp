@@ -15,7 +15,7 @@ const char* const averageSignature =
 namespace {
 
 // A sum of this many int16 elements fits in 32 bits, with the half of their number that rounds it.
-constexpr std::int32_t most32BitTerms = 32000;
+constexpr std::int32_t max32BitTerms = 32000;
 
 constexpr std::int64_t roundedMean(std::int64_t sum, std::int32_t bsize) {
     const std::int32_t half = bsize >> 1;
@@ -51,7 +51,7 @@ std::uint32_t average(ParamList list) {
     openBlockStreams(list, streams, true);
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
         if constexpr (std::is_same_v<Element, std::int16_t>)
-            if (streams.bsize <= most32BitTerms) reduceBlocks(streams, Average<Element, std::int32_t>{});
+            if (streams.bsize <= max32BitTerms) reduceBlocks(streams, Average<Element, std::int32_t>{});
         reduceBlocks(streams, Average<Element, SumOf<Element>>{});
     });
 }

@@ -32,13 +32,13 @@ AverageStrategy strategyFor(std::uint32_t blocksize, std::uint32_t reps) {
 }
 
 // So many int16 samples add up in 32 bits, whatever they are.
-constexpr std::uint32_t most32BitReps = 32760;
+constexpr std::uint32_t max32BitReps = 32760;
 
 void chooseKinds(BlockAveragePlan& plan, ParamMask pipeType) {
     switch (pipeType) {
         case pipeInt16:
             plan.elementKind = NumberKind::int16;
-            plan.accumulatorKind = plan.reps > most32BitReps ? NumberKind::int64 : NumberKind::int32;
+            plan.accumulatorKind = plan.reps > max32BitReps ? NumberKind::int64 : NumberKind::int32;
             break;
         case pipeInt32:
             plan.elementKind = NumberKind::int32;
@@ -62,12 +62,12 @@ void openApart(BlockAveragePlan& plan, PipeHandle source, PipeHandle destination
     plan.destPbuf = zepl::pbuf_open(destination, capacity);
 }
 
-// The source lands in the destination's data area, by `least` to `capacity` elements.
-void openInOneArea(BlockAveragePlan& plan, PipeHandle source, PipeHandle destination, std::int32_t least,
+// The source lands in the destination's data area, by `min` to `capacity` elements.
+void openInOneArea(BlockAveragePlan& plan, PipeHandle source, PipeHandle destination, std::int32_t min,
                    std::int32_t capacity) {
     plan.srcPbuf = zepl::pbuf_open(source, 0);
     plan.destPbuf = zepl::pbuf_open(destination, capacity);
-    zepl::pbuf_set_min_cnt(plan.srcPbuf, least);
+    zepl::pbuf_set_min_cnt(plan.srcPbuf, min);
     zepl::pbuf_set_max_cnt(plan.srcPbuf, capacity);
     zepl::pbuf_set_data_ptr(plan.srcPbuf, zepl::pbuf_get_data_ptr(plan.destPbuf));
 }

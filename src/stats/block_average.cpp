@@ -10,7 +10,7 @@ namespace zcmds {
 
 namespace {
 
-// Where in its group the next element stands.
+// The position of the next element in its group.
 struct GroupPosition {
     std::uint32_t block = 0;
     std::uint32_t element = 0;  // of the block
@@ -26,8 +26,8 @@ void addElements(Accumulator* sums, const Element* from, std::uint32_t n) {
     for (std::uint32_t i = 0; i < n; ++i) sums[i] += from[i];
 }
 
-// Takes elements up to the end of the group, of `n` at most, and returns how many. The first block of a group is copied, so
-// that a negative zero stays one.
+// Takes elements up to the end of the group, of `n` at most, and returns their number. The first block of a group is
+// copied, so that a negative zero stays one.
 template <class Accumulator, class Element>
 ZCMDS_VECTOR_CLONES std::uint32_t accumulate(const BlockAveragePlan& plan, GroupPosition& position, const Element* from,
                                              std::uint32_t n) {
@@ -51,7 +51,7 @@ ZCMDS_VECTOR_CLONES std::uint32_t accumulate(const BlockAveragePlan& plan, Group
 }
 
 // Sums of this many blocks are still divided exactly through double.
-constexpr std::uint32_t mostRepsThroughDouble = 1 << 21;
+constexpr std::uint32_t maxRepsThroughDouble = 1 << 21;
 
 // The quotient toward zero, one further away from it where the remainder says so. With an even divisor an exact half goes
 // up.
@@ -78,7 +78,7 @@ template <class Accumulator, class Element>
 ZCMDS_VECTOR_CLONES void storeMeans(const BlockAveragePlan& plan, std::uint32_t first, std::uint32_t n, Element* to) {
     const auto* sums = static_cast<const Accumulator*>(plan.accumulators) + first;
     const auto reps = static_cast<std::int32_t>(plan.reps);
-    if (plan.reps <= mostRepsThroughDouble)
+    if (plan.reps <= maxRepsThroughDouble)
         for (std::uint32_t i = 0; i < n; ++i) to[i] = meanOf<true, Element>(sums[i], reps);
     else
         for (std::uint32_t i = 0; i < n; ++i) to[i] = meanOf<false, Element>(sums[i], reps);
@@ -136,8 +136,8 @@ struct BlockAverager {
 
     // A group, by as many whole blocks as the output's data area holds.
     void readWholeBlocks() {
-        const auto most = static_cast<std::uint32_t>(zepl::pbuf_get_max_cnt(plan.destPbuf));
-        const std::uint32_t perTransfer = most / plan.blocksize;
+        const auto max = static_cast<std::uint32_t>(zepl::pbuf_get_max_cnt(plan.destPbuf));
+        const std::uint32_t perTransfer = max / plan.blocksize;
         while (position.block < plan.reps) {
             const std::uint32_t blocks = std::min(plan.reps - position.block, perTransfer);
             const auto count = static_cast<std::int32_t>(blocks * plan.blocksize);
@@ -169,8 +169,8 @@ struct BlockAverager {
 
     void putChunks() {
         for (std::uint32_t first = 0; first < plan.blocksize;) {
-            const auto most = static_cast<std::uint32_t>(zepl::pbuf_get_max_cnt(plan.destPbuf));
-            const std::uint32_t n = std::min(plan.blocksize - first, most);
+            const auto max = static_cast<std::uint32_t>(zepl::pbuf_get_max_cnt(plan.destPbuf));
+            const std::uint32_t n = std::min(plan.blocksize - first, max);
             zepl::pbuf_set_cnt(plan.destPbuf, static_cast<std::int32_t>(n));
             storeMeans<Accumulator>(plan, first, n, output);
             zepl::pbuf_put(plan.destPbuf);

@@ -1,4 +1,4 @@
-// The engine of BAVERAGE: what is done to a group of blocks, and how its samples travel. A plan made at set-up tells which
+// The engine of BAVERAGE: what is done to a group of blocks, and how its samples travel. A plan made at set-up says which
 // of 21 loops is to run: one that passes samples through, or one of four strategies with one of five pairs of element and
 // accumulator.
 #pragma once
@@ -33,7 +33,7 @@ struct BlockAveragePlan {
 // What the source gives at most in one transfer of a large block.
 inline constexpr std::int32_t largeTransfer = 1024;
 
-// Averages group after group, for ever.
+// Averages group after group, forever.
 [[noreturn]] void averageByPlan(const BlockAveragePlan& plan);
 
 }  // namespace zcmds

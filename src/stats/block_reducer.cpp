@@ -7,11 +7,11 @@ namespace zcmds {
 
 namespace {
 
-constexpr std::int32_t transfer = 1000;  // the most elements that come at once
+constexpr std::int32_t transfer = 1000;  // the maximum of elements that come at once
 
 void openOutput(StreamWriter& writer, Slot slot, std::int32_t bsize) {
     void* first;
-    // Room for the most blocks that one transfer can end, and to spare.
+    // Room for the maximum number of blocks that one transfer can end, and to spare.
     openWriter(writer, handleIn<PipeHandle>(slot), transfer / bsize + 8, &first);
 }
 

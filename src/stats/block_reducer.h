@@ -16,7 +16,7 @@ namespace zcmds {
 struct BlockStreams {
     StreamReader reader;
     StreamWriter writer;     // one result for each block
-    StreamWriter locWriter;  // where in the block, for commands that tell it
+    StreamWriter locWriter;  // where in the block, for commands that report it
     std::int32_t bsize = 0;  // elements in a block, at least 1
 };
 
@@ -64,8 +64,8 @@ ZCMDS_VECTOR_CLONES [[gnu::flatten]] std::int32_t reduceTransfer(Reduction& runn
     return blocks;
 }
 
-// The loop of all six, for ever. A transfer that ends no block publishes nothing; a result leaves with the transfer in which
-// its block ends, and its position behind it.
+// The loop of all six, forever. A transfer that ends no block publishes nothing; a result leaves with the transfer in which
+// its block ends, and its position after it.
 template <class Position = NoPosition, class Reduction>
 [[noreturn]] void reduceBlocks(BlockStreams& streams, Reduction running) {
     using Element = typename Reduction::Element;

@@ -45,8 +45,8 @@ struct Moments {
     }
 
  private:
-    // In 32 bits, where vectors hold most: the sum of the squares modulo 2^32, and that of the squares of the upper 11 bits.
-    // The latter differs from the former by less than 2^31, and so tells the whole of it.
+    // In 32 bits, where vectors hold most: the sum of the squares modulo 2^32, and that of the squares of the upper 11
+    // bits. The latter differs from the former by less than 2^31, and so determines all of it.
     void addInt16(const Element* from, std::int32_t n) {
         std::int32_t total = 0, coarse = 0;
         std::uint32_t modulo = 0;

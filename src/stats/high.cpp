@@ -1,4 +1,4 @@
-// HIGH gives the greatest sample of each block and, if asked, its position in the block.
+// HIGH gives the maximum of each block and, if asked, its position in the block.
 
 #include "module/commands.h"
 #include "stats/extreme.h"

@@ -1,4 +1,4 @@
-// LOW gives the least sample of each block and, if asked, its position in the block.
+// LOW gives the minimum of each block and, if asked, its position in the block.
 
 #include "module/commands.h"
 #include "stats/extreme.h"

@@ -1,5 +1,5 @@
-// RAVERAGE gives the moving average over the last `window` samples, one for each sample. Samples are dropped at the start so
-// that the centre of the window stands at the output: the average lags behind its samples by nothing.
+// RAVERAGE gives the moving average over the last `window` samples, one for each sample. Samples are dropped at the start
+// so that the centre of the window is at the output: the average does not lag behind its samples.
 
 #include "frame/checks.h"
 #include "host/parameters.h"

@@ -14,7 +14,7 @@ namespace zcmds {
 
 namespace {
 
-constexpr std::uint32_t transfer = 256;  // the most elements that come at once
+constexpr std::uint32_t transfer = 256;  // the maximum of elements that come at once
 
 // Sums of integers wrap without notice, in 32 bits for int16 and 64 for int32; floating sums are of double precision.
 template <class Element>
@@ -167,7 +167,7 @@ ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const std:
         for (std::uint32_t i = 0; i < n; ++i) to[i] = heldIn32Bits(static_cast<double>(totals[i]) / divisor);
 }
 
-// A float result is held at the greatest finite values; a NaN passes. It is held before it is narrowed, so that the
+// A float result is held at the extreme finite values; a NaN passes. It is held before it is narrowed, so that the
 // compiler, which may not narrow what is not stored, needs no branch.
 float heldAtLimits(double x) {
     constexpr double limit = std::numeric_limits<float>::max();
@@ -194,7 +194,7 @@ ZCMDS_VECTOR_CLONES void storeQuotients(const RunningSumState& state, const doub
         for (std::uint32_t i = 0; i < n; ++i) to[i] = totals[i] / divisor;
 }
 
-// For ever: takes a transfer, finds the totals of its outputs with `totalsOf`, and divides them. Outputs leave when their
+// Forever: takes a transfer, finds the totals of its outputs with `totalsOf`, and divides them. Outputs leave when their
 // transfer has been used up.
 template <class Element, class Result, class TotalsOf>
 [[noreturn]] void sumTransfers(RunningSumState& state, TotalsOf totalsOf) {

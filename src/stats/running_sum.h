@@ -50,7 +50,7 @@ bool checkIntegralTypes(ParamList list);
 // Opens `src` and `dest`.
 void openRunningSum(RunningSumState& state);
 
-// Sums for ever; 0 for a source of no known type. With `widens` an int16 source is summed to an int32 destination.
+// Sums forever; 0 for a source of no known type. With `widens` an int16 source is summed to an int32 destination.
 std::uint32_t sumByState(RunningSumState& state, ParamMask sourceType, bool widens);
 
 }  // namespace zcmds
