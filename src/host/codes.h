@@ -8,7 +8,7 @@ namespace zepl {
 // A set of parameter kinds; one bit is one kind, and is also what param_type gives for a parameter of that kind.
 using ParamMask = std::uint32_t;
 
-// One kind of parameter each, with what stands in its slot.
+// One kind of parameter each, with what its slot holds.
 inline namespace kinds {
 
 inline constexpr ParamMask variableInt16 = 0x1;         // address of the variable, 16 bits
@@ -67,13 +67,13 @@ enum class ParamError : std::uint32_t {
     unknownWord = 7,           // a string or keyword is not one that the command knows
     missing = 8,               // a required parameter is missing where it was expected
     tooMany = 9,               // the position is the first that is too many
-    wrongKind = 10,            // a parameter of this kind cannot stand at the position
+    wrongKind = 10,            // a parameter of this kind cannot be at the position
 };
 
 // The mode of pipe_open and trigger_open.
 enum class OpenMode : std::uint32_t { read = 0, write = 1 };
 
-// What sys_get_info tells, by selector. Other selectors give 0 unless the session sets them.
+// What sys_get_info gives, by selector. Other selectors give 0 unless the session sets them.
 enum class SysInfo : std::uint32_t {
     boardOption = 4,          // zero or not chooses DEXPAND's mode
     clock = 11,               // the running clock, which wraps

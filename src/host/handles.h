@@ -8,7 +8,7 @@ namespace zepl {
 // The one argument of a command's entry: the parameter list that the task was started with.
 enum class ParamList : std::uint32_t {};
 
-// A handle names a parameter of one task, not the channel behind it: one name at two positions of a list gives two
+// A handle names a parameter of one task, not the channel itself: one name at two positions of a list gives two
 // handles, each with a cursor or a queue of its own. 0 is none.
 enum class PipeHandle : std::uint32_t {};
 enum class PbufHandle : std::uint32_t {};
@@ -27,8 +27,8 @@ constexpr Handle handleIn(Slot slot) {
     return static_cast<Handle>(static_cast<std::uint32_t>(slot));
 }
 
-// The address in the slot of a scalar, string or keyword. The cell behind a scalar is eight bytes, eight-byte aligned,
-// and an integer stands in it sign-extended, so a 16-bit value reads right at 32 bits as well.
+// The address in the slot of a scalar, string or keyword. The cell of a scalar is eight bytes, eight-byte aligned,
+// and an integer in it is sign-extended, so a 16-bit value reads right at 32 bits as well.
 template <class Value>
 Value* valueIn(Slot slot) {
     return reinterpret_cast<Value*>(slot);

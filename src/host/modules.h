@@ -6,10 +6,10 @@
 
 namespace zepl {
 
-// A command's task entry. A loop that ends by itself returns a word that nothing hangs on.
+// A command's task entry. A loop that ends by itself returns a word; its value is ignored.
 using CommandRoutine = std::uint32_t (*)(ParamList list);
 
-// What a module tells of a command. The host copies what it keeps; name and signature texts are static.
+// What a module says of a command. The host copies what it keeps; name and signature texts are static.
 struct CommandInfo {
     std::uint32_t recordSize;  // 16 on every machine: it names this layout
     std::uint32_t taskSpace;   // bytes of stack that the command wants beyond the usual

@@ -1,4 +1,4 @@
-// What the host tells of itself, its clocks and its digital outputs.
+// What the host says of itself, its clocks and its digital outputs.
 #pragma once
 
 #include "host/codes.h"
@@ -8,7 +8,7 @@ namespace zepl {
 // A word about the host, by selector.
 std::uint32_t sys_get_info(SysInfo selector);
 
-// A number that tells tasks apart, from 1.
+// The task's own number, from 1.
 std::uint32_t sys_get_task_ID();
 
 // The session's clock, in units of sys_get_info(SysInfo::clockUnitsPerFrame) to a frame.

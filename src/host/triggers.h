@@ -28,7 +28,7 @@ std::uint32_t trigger_get_status(TriggerHandle trigger);
 void trigger_put(TriggerHandle trigger, std::uint32_t position);
 
 // A writer vouches that nothing further is asserted up to `position`; one that is not ahead of the status is ignored.
-// A reader tells that it has no further use for anything up to `position`. Never waits.
+// A reader says that it has no further use for anything up to `position`. Never waits.
 void trigger_set_status(TriggerHandle trigger, std::uint32_t position);
 
 // Moves on by `count` samples from the position reached (at first the one before sample 0) and asserts at the last of

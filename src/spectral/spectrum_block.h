@@ -47,7 +47,7 @@ void spectrumOpen(SpectrumBlock& block);
 // Opens the real inputs of two paths on their work buffers.
 void spectrumOpenInputs(SpectrumBlock& first, SpectrumBlock& second);
 
-// For ever: one block in, one spectrum out.
+// Forever: one block in, one spectrum out.
 [[noreturn]] void spectrumRun(SpectrumBlock& block, FftPlan& plan);
 
 // Choose by which of iIn and iOut are set, and by the element type of the input.
