@@ -1,11 +1,9 @@
 // BOUND holds each sample between two limits, which are read once, at the start.
 
-#include "frame/checks.h"
+#include "arith/value_pair.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
-#include "frame/values.h"
 #include "host/parameters.h"
-#include "host/system_info.h"
 #include "module/commands.h"
 
 namespace zcmds {
@@ -34,16 +32,11 @@ struct Bounded {
 std::uint32_t bound(ParamList list) {
     StreamReader reader;
     StreamWriter writer;
-    const ParamPair pair{.source = 1, .destination = 4};
     std::int32_t count;
     const Slot* params = zepl::param_process(list, &count, 4, 4, anyPipe, anyScalar, anyScalar, anyPipe);
-    const Cell low = cellIn(params[2]), high = cellIn(params[3]);
-    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 2), 2);
-    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 3), 3);
-    checkSameElementType(list, pair);
-    openInPlacePair(params, pair, reader, writer, static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock)));
+    const LimitPair limits = openPairWithLimits(list, params, {.source = 1, .destination = 4}, reader, writer);
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        transformBlocks<Element>(reader, writer, Bounded<Element>{low.as<Element>(), high.as<Element>()});
+        transformBlocks<Element>(reader, writer, Bounded<Element>{limits.low.as<Element>(), limits.high.as<Element>()});
     });
 }
 

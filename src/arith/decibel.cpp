@@ -6,12 +6,11 @@
 #include <utility>
 
 #include "arith/level_tables.h"
-#include "frame/checks.h"
+#include "arith/value_pair.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
 #include "frame/mathematics.h"
-#include "frame/values.h"
 #include "frame/vector_clones.h"
 #include "host/parameters.h"
 #include "module/commands.h"
@@ -117,10 +116,7 @@ std::uint32_t decibel(ParamList list) {
     const ParamPair pair{.source = 1, .destination = 4};
     std::int32_t count;
     const Slot* params = zepl::param_process(list, &count, 4, 4, anyPipe, anyScalar, anyScalar, anyPipe);
-    checkSameElementType(list, pair);
-    for (std::int32_t at = 2; at <= 3; ++at)
-        if (!checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, at), at)) return 4;
-    openInPlacePair(params, pair, reader, writer, 1000);
+    if (!openPairWithValues(list, params, pair, 2, reader, writer)) return 4;
     const Slot reference = params[2], scale = params[3];
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
         // Both can change while the command runs. No other task runs inside a block, so that once for each is enough.

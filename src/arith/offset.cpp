@@ -4,10 +4,9 @@
 #include <limits>
 #include <type_traits>
 
-#include "frame/checks.h"
+#include "arith/value_pair.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
-#include "frame/values.h"
 #include "host/parameters.h"
 #include "module/commands.h"
 
@@ -61,9 +60,7 @@ std::uint32_t offset(ParamList list) {
     const ParamPair pair{.source = 1, .destination = 3};
     std::int32_t count;
     const Slot* params = zepl::param_process(list, &count, 3, 3, anyPipe, anyScalar, anyPipe);
-    checkSameElementType(list, pair);
-    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 2), 2);
-    openInPlacePair(params, pair, reader, writer, 1000);
+    openPairWithValues(list, params, pair, 2, reader, writer);
     const Slot offset = params[2];
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
         transformBlocksReloading<Element>(reader, writer,

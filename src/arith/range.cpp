@@ -4,13 +4,11 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "frame/checks.h"
+#include "arith/value_pair.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
-#include "frame/values.h"
 #include "frame/vector_clones.h"
 #include "host/parameters.h"
-#include "host/system_info.h"
 #include "module/commands.h"
 
 namespace zcmds {
@@ -61,17 +59,12 @@ std::int32_t compactBlock(Element* elements, std::int32_t n, KeepIf<Element> kee
 std::uint32_t range(ParamList list) {
     StreamReader reader;
     StreamWriter writer;
-    const ParamPair pair{.source = 1, .destination = 5};
     std::int32_t count;
     const Slot* params = zepl::param_process(list, &count, 5, 5, anyPipe, hostKeyword, anyScalar, anyScalar, anyPipe);
     const std::uint8_t outside = *valueIn<std::uint32_t>(params[2]) != 0 ? 1 : 0;
-    const Cell low = cellIn(params[3]), high = cellIn(params[4]);
-    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 3), 3);
-    checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, 4), 4);
-    checkSameElementType(list, pair);
-    openInPlacePair(params, pair, reader, writer, static_cast<std::int32_t>(zepl::sys_get_info(SysInfo::defaultBlock)));
+    const LimitPair limits = openPairWithLimits(list, params, {.source = 1, .destination = 5}, reader, writer);
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        const KeepIf<Element> keepIf{low.as<Element>(), high.as<Element>(), outside};
+        const KeepIf<Element> keepIf{limits.low.as<Element>(), limits.high.as<Element>(), outside};
         processBlocks<Element>(
             reader, writer, [keepIf](Element* elements, std::int32_t n) { return compactBlock(elements, n, keepIf); });
     });

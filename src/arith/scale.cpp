@@ -4,11 +4,10 @@
 #include <limits>
 #include <type_traits>
 
-#include "frame/checks.h"
+#include "arith/value_pair.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
-#include "frame/values.h"
 #include "host/parameters.h"
 #include "module/commands.h"
 
@@ -102,10 +101,7 @@ std::uint32_t scale(ParamList list) {
     const ParamPair pair{.source = 1, .destination = 5};
     std::int32_t count;
     const Slot* params = zepl::param_process(list, &count, 5, 5, anyPipe, anyScalar, anyScalar, anyScalar, anyPipe);
-    checkSameElementType(list, pair);
-    for (std::int32_t at = 2; at <= 4; ++at)
-        if (!checkConstantForPipe(zepl::param_type(list, 1), zepl::param_type(list, at), at)) return 4;
-    openInPlacePair(params, pair, reader, writer, 1000);
+    if (!openPairWithValues(list, params, pair, 2, reader, writer)) return 4;
     const Slot* const slots = params + 2;
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
         processBlocks<Element>(reader, writer, [slots](Element* elements, std::int32_t n) {

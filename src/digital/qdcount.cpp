@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "frame/cursors.h"
 #include "frame/exact.h"
 #include "frame/values.h"
 #include "host/parameters.h"
@@ -102,11 +103,8 @@ template <class Result>
 
 // Results that are as wide as the readings take their place.
 PbufHandle openInPlaceOf(PbufHandle input, PipeHandle dest) {
-    const PbufHandle output = zepl::pbuf_open(dest, 0);
-    zepl::pbuf_set_data_ptr(output, zepl::pbuf_get_data_ptr(input));
-    zepl::pbuf_set_min_cnt(output, zepl::pbuf_get_min_cnt(input));
-    zepl::pbuf_set_max_cnt(output, zepl::pbuf_get_max_cnt(input));
-    return output;
+    return openPbufOn(dest, zepl::pbuf_get_data_ptr(input), zepl::pbuf_get_min_cnt(input),
+                      zepl::pbuf_get_max_cnt(input));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <bit>
 
 #include "events/toggwt_format.h"
+#include "frame/cursors.h"
 #include "frame/exact.h"
 #include "host/parameters.h"
 #include "host/pbufs.h"
@@ -163,20 +164,11 @@ GateFormat readFormat(ParamList list, const Slot* params, std::int32_t count, Ga
     return format;
 }
 
-// A pbuf that sends at most `max` elements from `memory`.
-PbufHandle openSender(PipeHandle pipe, std::int32_t min, std::int32_t max, void* memory) {
-    const PbufHandle pbuf = zepl::pbuf_open(pipe, 0);
-    zepl::pbuf_set_min_cnt(pbuf, min);
-    zepl::pbuf_set_max_cnt(pbuf, max);
-    zepl::pbuf_set_data_ptr(pbuf, memory);
-    return pbuf;
-}
-
 void openHeaders(GateTask& task, GateFormat& format) {
     const bool onTags = task.tags != PipeHandle{};
     if (onTags) zepl::pipe_open(task.tags, zepl::OpenMode::write);
     const std::int32_t half = onTags ? 1 : 2;  // elements to the first four bytes of the header
-    task.headers = openSender(onTags ? task.tags : task.dest, half, 2 * half, &task.header);
+    task.headers = openPbufOn(onTags ? task.tags : task.dest, &task.header, half, 2 * half);
     format.headerWords = format.stamped != 0 ? 2 * half : half;
 }
 
@@ -196,7 +188,7 @@ std::uint32_t toggwt(ParamList list) {
     zepl::pipe_open(task.dest, zepl::OpenMode::write);
     const auto bsize = static_cast<std::int32_t>(format.bsize);
     task.input = zepl::pbuf_open(task.src, bsize);
-    task.output = openSender(task.dest, 1, bsize, zepl::pbuf_get_data_ptr(task.input));
+    task.output = openPbufOn(task.dest, zepl::pbuf_get_data_ptr(task.input), 1, bsize);
     openHeaders(task, format);
     if (format.blocks == 0) passStream(task, format);
     if (format.spanned != 0) passSpanned(task, format);

@@ -19,11 +19,16 @@ void openWriter(StreamWriter& writer, PipeHandle pipe, std::int32_t capacity, vo
 void openReaderOnBuffer(StreamReader& reader, PipeHandle pipe, void* buffer, std::int32_t maxCount) {
     reader.pipe = pipe;
     zepl::pipe_open(pipe, zepl::OpenMode::read);
-    reader.pbuf = zepl::pbuf_open(pipe, 0);
-    zepl::pbuf_set_min_cnt(reader.pbuf, 1);
-    zepl::pbuf_set_max_cnt(reader.pbuf, maxCount);
-    zepl::pbuf_set_data_ptr(reader.pbuf, buffer);
+    reader.pbuf = openPbufOn(pipe, buffer, 1, maxCount);
     reader.ptr = buffer;
+}
+
+PbufHandle openPbufOn(PipeHandle pipe, void* data, std::int32_t min, std::int32_t max) {
+    const PbufHandle pbuf = zepl::pbuf_open(pipe, 0);
+    zepl::pbuf_set_min_cnt(pbuf, min);
+    zepl::pbuf_set_max_cnt(pbuf, max);
+    zepl::pbuf_set_data_ptr(pbuf, data);
+    return pbuf;
 }
 
 void openInPlacePair(const Slot* params, ParamPair pair, StreamReader& reader, StreamWriter& writer,

@@ -75,6 +75,9 @@ void openWriter(StreamWriter& writer, PipeHandle pipe, std::int32_t capacity, vo
 // Opens the pipe for reading by blocks of 1 to `maxCount` elements into the caller's `buffer`.
 void openReaderOnBuffer(StreamReader& reader, PipeHandle pipe, void* buffer, std::int32_t maxCount);
 
+// A pbuf of the open pipe on the caller's memory at `data`, for blocks of `min` to `max` elements.
+PbufHandle openPbufOn(PipeHandle pipe, void* data, std::int32_t min, std::int32_t max);
+
 // Opens the pair's destination for writing and its source for reading into the same buffer of `capacity` elements, not 0.
 // A command on such a pair must not write more than it reads.
 void openInPlacePair(const Slot* params, ParamPair pair, StreamReader& reader, StreamWriter& writer,

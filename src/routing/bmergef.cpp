@@ -1,6 +1,7 @@
 // BMERGEF puts several streams of one type onto one pipe, by whole blocks, in the order in which the blocks are complete.
 // Each block follows a tag, the number of its source.
 
+#include "frame/cursors.h"
 #include "frame/element_type.h"
 #include "frame/values.h"
 #include "host/parameters.h"
@@ -51,10 +52,7 @@ void openBlockMerge(BlockMergeTask& task, const Slot* params) {
         BlockSource& source = task.sources[i];
         source.pipe = handleIn<PipeHandle>(params[i + 1]);
         zepl::pipe_open(source.pipe, zepl::OpenMode::read);
-        source.pbuf = zepl::pbuf_open(source.pipe, 0);
-        zepl::pbuf_set_min_cnt(source.pbuf, task.blockSize);
-        zepl::pbuf_set_max_cnt(source.pbuf, task.blockSize);
-        zepl::pbuf_set_data_ptr(source.pbuf, block);
+        source.pbuf = openPbufOn(source.pipe, block, task.blockSize, task.blockSize);
     }
 }
 

@@ -50,11 +50,7 @@ void readSettings(LoadingTask& task, ParamList list, const Slot* params) {
 
 PbufHandle openFixed(PipeHandle pipe, zepl::OpenMode mode, std::int32_t size, void* data) {
     zepl::pipe_open(pipe, mode);
-    const PbufHandle pbuf = zepl::pbuf_open(pipe, 0);
-    zepl::pbuf_set_min_cnt(pbuf, size);
-    zepl::pbuf_set_max_cnt(pbuf, size);
-    zepl::pbuf_set_data_ptr(pbuf, data);
-    return pbuf;
+    return openPbufOn(pipe, data, size, size);
 }
 
 // Ticks that a block takes. The factor on the variation is a fixed one, so that all blocks take the same.

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "frame/cursors.h"
 #include "frame/vector_clones.h"
 #include "host/memory.h"
 #include "host/parameters.h"
@@ -126,10 +127,7 @@ void openMerge(MergeTask& task) {
     task.input = zepl::ralloc(inputBytes);
     for (std::int32_t i = 0; i < task.n; ++i) {
         MergeSource& source = task.sources[i];
-        source.pbuf = zepl::pbuf_open(source.pipe, 0);
-        zepl::pbuf_set_min_cnt(source.pbuf, 1);
-        zepl::pbuf_set_max_cnt(source.pbuf, inputBlock);
-        zepl::pbuf_set_data_ptr(source.pbuf, task.input);
+        source.pbuf = openPbufOn(source.pipe, task.input, 1, inputBlock);
     }
 }
 

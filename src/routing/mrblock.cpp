@@ -33,10 +33,7 @@ void openRecent(RecentBlockTask& task) {
     task.input = zepl::pbuf_open(task.src, task.blockSize);
     zepl::pbuf_set_min_cnt(task.input, task.blockSize);
     zepl::pbuf_set_max_cnt(task.input, task.blockSize);
-    task.output = zepl::pbuf_open(task.dest, 0);
-    zepl::pbuf_set_data_ptr(task.output, zepl::pbuf_get_data_ptr(task.input));
-    zepl::pbuf_set_min_cnt(task.output, 1);
-    zepl::pbuf_set_max_cnt(task.output, task.blockSize);
+    task.output = openPbufOn(task.dest, zepl::pbuf_get_data_ptr(task.input), 1, task.blockSize);
 }
 
 // A value that is not 0 is taken out of the variable. All of its 32 bits are cleared.

@@ -66,10 +66,8 @@ template <class Source>
 }  // namespace
 
 std::uint32_t separate(ParamList list) {
-    std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 2, maxBranches + 1, beginRepeat, anyPipe, endRepeat);
     SplitTask task;
-    readSplit(task, list, params, count);
+    readSplit(task, list);
     const std::int32_t each = outputElements / task.n;
     openSplit(task, {.bytes = sizeof(double) * outputElements, .size = each, .spacing = each});
     return forElementType(zepl::param_type(list, 1), [&]<class Source>() -> std::uint32_t { deal<Source>(task); });

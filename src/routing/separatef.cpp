@@ -83,10 +83,8 @@ template <class Source>
 }  // namespace
 
 std::uint32_t separatef(ParamList list) {
-    std::int32_t count;
-    const Slot* params = zepl::param_process(list, &count, 2, maxBranches + 1, beginRepeat, anyPipe, endRepeat);
     SplitTask task;
-    readSplit(task, list, params, count);
+    readSplit(task, list);
     openSplit(task, {.bytes = sizeof(double) * outputElements, .size = outputElements, .spacing = 0});
     return forElementType(zepl::param_type(list, 1),
                           [&]<class Source>() -> std::uint32_t { separateTagged<Source>(task); });

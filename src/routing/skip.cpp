@@ -168,10 +168,7 @@ template <class Word>
 void openBlocks(SkipState& state, std::int32_t capacity) {
     state.input = zepl::pbuf_open(state.src, capacity);
     state.block = zepl::pbuf_get_data_ptr(state.input);
-    state.output = zepl::pbuf_open(state.dest, 0);
-    zepl::pbuf_set_data_ptr(state.output, state.block);
-    zepl::pbuf_set_min_cnt(state.output, 1);
-    zepl::pbuf_set_max_cnt(state.output, capacity);
+    state.output = openPbufOn(state.dest, state.block, 1, capacity);
 }
 
 std::int32_t readCount(ParamList list, const Slot* params, std::int32_t position) {

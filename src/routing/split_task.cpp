@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "frame/cursors.h"
 #include "host/memory.h"
 #include "host/parameters.h"
 #include "host/pipes.h"
@@ -86,7 +87,9 @@ void chooseOperation(SplitDestination& destination, ParamMask source, ParamMask 
 
 }  // namespace
 
-void readSplit(SplitTask& task, ParamList list, const Slot* params, std::int32_t count) {
+void readSplit(SplitTask& task, ParamList list) {
+    std::int32_t count;
+    const Slot* params = zepl::param_process(list, &count, 2, maxBranches + 1, beginRepeat, anyPipe, endRepeat);
     task.n = count - 1;
     task.src = handleIn<PipeHandle>(params[1]);
     for (std::int32_t i = 0; i < task.n; ++i) {
@@ -99,20 +102,14 @@ void openSplit(SplitTask& task, OutputAreas areas) {
     zepl::pipe_open(task.src, zepl::OpenMode::read);
     for (std::int32_t i = 0; i < task.n; ++i) zepl::pipe_open(task.destinations[i].pipe, zepl::OpenMode::write);
     auto* const memory = static_cast<std::byte*>(zepl::ralloc(headroom + inputBytes + areas.bytes));
-    task.pbuf = zepl::pbuf_open(task.src, 0);
-    zepl::pbuf_set_min_cnt(task.pbuf, 1);
-    zepl::pbuf_set_max_cnt(task.pbuf, inputBlock);
     task.base = task.read = memory + headroom;
-    zepl::pbuf_set_data_ptr(task.pbuf, task.base);
+    task.pbuf = openPbufOn(task.src, task.base, 1, inputBlock);
     for (std::int32_t i = 0; i < task.n; ++i) {
         SplitDestination& destination = task.destinations[i];
-        destination.pbuf = zepl::pbuf_open(destination.pipe, 0);
         destination.pending = 0;
         destination.base = destination.write =
             memory + headroom + inputBytes + sizeof(double) * static_cast<std::size_t>(areas.spacing * i);
-        zepl::pbuf_set_min_cnt(destination.pbuf, 1);
-        zepl::pbuf_set_max_cnt(destination.pbuf, areas.size);
-        zepl::pbuf_set_data_ptr(destination.pbuf, destination.base);
+        destination.pbuf = openPbufOn(destination.pipe, destination.base, 1, areas.size);
     }
 }
 

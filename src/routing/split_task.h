@@ -47,9 +47,9 @@ struct SplitTask {
     SplitDestination destinations[maxBranches];
 };
 
-// Reads source and destinations and chooses their operations. No float makes an int32: such a pair is refused at the
-// destination.
-void readSplit(SplitTask& task, ParamList list, const Slot* params, std::int32_t count);
+// Reads the list, a source and its destinations, and chooses their operations. No float makes an int32: such a pair is
+// refused at the destination.
+void readSplit(SplitTask& task, ParamList list);
 
 // The outputs' data areas: `size` elements of up to 8 bytes each, `spacing` elements apart, in an area of `bytes` in all.
 struct OutputAreas {

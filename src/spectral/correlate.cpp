@@ -145,12 +145,7 @@ void buildPlans(CorrelateState& state) {
     SpectrumBlock &first = state.blocks[0], &second = state.blocks[1], &back = state.blocks[2];
     for (;;) {
         for (double* buffer : {first.re, first.im, second.re, second.im}) std::fill_n(buffer, state.length, 0.0);
-        first.readOp(first);
-        second.readOp(second);
-        first.widenOp(first);
-        second.widenOp(second);
-        fftExecute(first.re, first.im, state.plans[0]);
-        fftExecute(second.re, second.im, state.plans[1]);
+        spectrumTransformPair(state.blocks, state.plans);
         multiplyByConjugate(first.re, first.im, second.re, second.im, state.length);
         fftExecute(back.re, back.im, state.plans[2]);
         state.outputOp(state);

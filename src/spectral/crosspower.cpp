@@ -136,14 +136,8 @@ void checkWidths(ParamList list, std::int32_t count) {
 }
 
 [[noreturn]] void run(CrossPowerState& state) {
-    SpectrumBlock &first = state.blocks[0], &second = state.blocks[1];
     for (;;) {
-        first.readOp(first);
-        second.readOp(second);
-        first.widenOp(first);
-        second.widenOp(second);
-        fftExecute(first.re, first.im, state.plans[0]);
-        fftExecute(second.re, second.im, state.plans[1]);
+        spectrumTransformPair(state.blocks, state.plans);
         state.productOp(state);
         for (std::int32_t i = 0; i < state.outputCount; ++i)
             zepl::pbuf_put_set_cnt(state.outputs[i].pbuf, state.outCount);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "frame/cursors.h"
 #include "frame/element_type.h"
 #include "frame/vector_clones.h"
 #include "host/memory.h"
@@ -23,11 +24,7 @@ double* workBuffer(std::int32_t length) {
 // Opens a pipe for blocks of exactly `count` elements from or to `data`.
 PbufHandle openOnBuffer(PipeHandle pipe, zepl::OpenMode mode, std::int32_t count, double* data) {
     zepl::pipe_open(pipe, mode);
-    const PbufHandle pbuf = zepl::pbuf_open(pipe, 0);
-    zepl::pbuf_set_min_cnt(pbuf, count);
-    zepl::pbuf_set_max_cnt(pbuf, count);
-    zepl::pbuf_set_data_ptr(pbuf, data);
-    return pbuf;
+    return openPbufOn(pipe, data, count, count);
 }
 
 void readReal(SpectrumBlock& block) { zepl::pbuf_get(block.rInBuf); }
@@ -110,6 +107,12 @@ void spectrumRun(SpectrumBlock& block, FftPlan& plan) {
         block.iNarrowOp(block);
         block.writeOp(block);
     }
+}
+
+void spectrumTransformPair(SpectrumBlock* blocks, FftPlan* plans) {
+    for (int i = 0; i < 2; ++i) blocks[i].readOp(blocks[i]);
+    for (int i = 0; i < 2; ++i) blocks[i].widenOp(blocks[i]);
+    for (int i = 0; i < 2; ++i) fftExecute(blocks[i].re, blocks[i].im, plans[i]);
 }
 
 void selectReadOp(SpectrumBlock& block) { block.readOp = block.iIn == PipeHandle{} ? readReal : readComplex; }

@@ -50,6 +50,9 @@ void spectrumOpenInputs(SpectrumBlock& first, SpectrumBlock& second);
 // Forever: one block in, one spectrum out.
 [[noreturn]] void spectrumRun(SpectrumBlock& block, FftPlan& plan);
 
+// Takes one block of each of two signals and transforms it by the path's own plan.
+void spectrumTransformPair(SpectrumBlock* blocks, FftPlan* plans);
+
 // Choose by which of iIn and iOut are set, and by the element type of the input.
 void selectReadOp(SpectrumBlock& block);
 void selectWidenOp(SpectrumBlock& block, ParamMask elementType);

@@ -2,16 +2,29 @@
 // their order is free; floating sums are of double precision and added one by one, in the order of the stream.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
 #include "frame/exact.h"
+#include "frame/integer_sqrt.h"
 
 namespace zcmds {
 
 // The type of sums and means of elements.
 template <class Element>
 using SumOf = std::conditional_t<std::is_integral_v<Element>, std::int64_t, double>;
+
+// The root of a mean or a variance as a sample: truncated in the integer types, of which the low bits are stored.
+template <class Sample>
+Sample storedRoot(SumOf<Sample> x) {
+    if constexpr (std::is_same_v<Sample, std::int16_t>)
+        return wrap<Sample>(integerSqrt32(wrap<std::int32_t>(x)));
+    else if constexpr (std::is_same_v<Sample, std::int32_t>)
+        return wrap<Sample>(integerSqrt64(x));
+    else
+        return static_cast<Sample>(std::sqrt(x));
+}
 
 // A sum of elements and a sum of their squares.
 template <class Element>

@@ -1,9 +1,6 @@
 // RMS gives the root of the mean square of each block of samples. Integers: mean and root are truncated.
 
-#include <cmath>
-
 #include "frame/element_type.h"
-#include "frame/integer_sqrt.h"
 #include "host/parameters.h"
 #include "module/commands.h"
 #include "stats/block_reducer.h"
@@ -19,15 +16,7 @@ struct RootMeanSquare : Moments<Sample> {
     using Element = Sample;
     using Result = Sample;
 
-    Result result(std::int32_t bsize) const {
-        const SumOf<Sample> mean = this->meanSquare(bsize);
-        if constexpr (std::is_same_v<Sample, std::int16_t>)
-            return wrap<Result>(integerSqrt32(wrap<std::int32_t>(mean)));
-        else if constexpr (std::is_same_v<Sample, std::int32_t>)
-            return wrap<Result>(integerSqrt64(mean));
-        else
-            return static_cast<Result>(std::sqrt(mean));
-    }
+    Result result(std::int32_t bsize) const { return storedRoot<Sample>(this->meanSquare(bsize)); }
 };
 
 }  // namespace

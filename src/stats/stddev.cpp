@@ -1,9 +1,6 @@
 // STDDEV gives the standard deviation of each block of samples, the root of its population variance.
 
-#include <cmath>
-
 #include "frame/element_type.h"
-#include "frame/integer_sqrt.h"
 #include "host/parameters.h"
 #include "module/commands.h"
 #include "stats/block_reducer.h"
@@ -22,15 +19,7 @@ struct StandardDeviation : Moments<Sample> {
     using Element = Sample;
     using Result = Sample;
 
-    Result result(std::int32_t bsize) const {
-        const SumOf<Sample> variance = this->variance(bsize);
-        if constexpr (std::is_same_v<Sample, std::int16_t>)
-            return wrap<Result>(integerSqrt32(wrap<std::int32_t>(variance)));
-        else if constexpr (std::is_same_v<Sample, std::int32_t>)
-            return wrap<Result>(integerSqrt64(variance));
-        else
-            return static_cast<Result>(std::sqrt(variance));
-    }
+    Result result(std::int32_t bsize) const { return storedRoot<Sample>(this->variance(bsize)); }
 };
 
 }  // namespace
