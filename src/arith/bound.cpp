@@ -9,8 +9,8 @@
 namespace zcmds {
 
 const char* const boundSignature =
-    "( in    pipe     (int16|int32|float|double)  src ,   in    storage  elementof(src)  low ,   in    storage  "
-    "elementof(src)  high ,   out   typeof(src)  dest )";
+    "( in    pipe     (int16|int32|float|double)  src ,   in    storage  elementof(src)  low ,   "
+    "in    storage  elementof(src)  high ,   out   typeof(src)  dest )";
 
 namespace {
 

@@ -18,8 +18,8 @@
 namespace zcmds {
 
 const char* const decibelSignature =
-    "( in     pipe     (int16|int32|float|double)  src  ,   const  storage  contentof(src)  reflev ,   const  storage  "
-    "contentof(src)  scale ,   out    typeof(src)   dest    )";
+    "( in     pipe     (int16|int32|float|double)  src  ,   const  storage  contentof(src)  reflev ,   "
+    "const  storage  contentof(src)  scale ,   out    typeof(src)   dest    )";
 
 namespace {
 

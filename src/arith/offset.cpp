@@ -13,9 +13,8 @@
 namespace zcmds {
 
 const char* const offsetSignature =
-    "( in    pipe     (int16|int32|float|double)  src ,   in    storage  contentof(src)  offset ,   out   typeof(src)  "
-    " "
-    "dest  )";
+    "( in    pipe     (int16|int32|float|double)  src ,   in    storage  contentof(src)  offset ,   "
+    "out   typeof(src)   dest  )";
 
 namespace {
 

@@ -10,9 +10,8 @@
 namespace zcmds {
 
 const char* const polarSignature =
-    "( in   pipe     (int16|int32|float|double)  srcr ,   in   typeof(srcr)  srci   ,   out  typeof(srcr)  destm  ,   "
-    "out "
-    " typeof(srcr)  desta )";
+    "( in   pipe     (int16|int32|float|double)  srcr ,   in   typeof(srcr)  srci   ,   "
+    "out  typeof(srcr)  destm  ,   out  typeof(srcr)  desta )";
 
 namespace {
 

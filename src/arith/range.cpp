@@ -14,8 +14,8 @@
 namespace zcmds {
 
 const char* const rangeSignature =
-    "( in    pipe     (int16|int32|float|double)  src ,   const storage   keyword   region  limits,  in    storage   "
-    "elementof(src)  low ,   in    storage   elementof(src)  high ,   out   typeof(src)  dest )";
+    "( in    pipe     (int16|int32|float|double)  src ,   const storage   keyword   region  limits,  "
+    "in    storage   elementof(src)  low ,   in    storage   elementof(src)  high ,   out   typeof(src)  dest )";
 
 namespace {
 

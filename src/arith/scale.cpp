@@ -14,8 +14,8 @@
 namespace zcmds {
 
 const char* const scaleSignature =
-    "( in    pipe     (int16|int32|float|double)   src ,   in    storage  contentof(src)   offset ,   in    storage  "
-    "contentof(src)   mul ,   in    storage  contentof(src)   div ,   out   typeof(src)   dest  )";
+    "( in    pipe     (int16|int32|float|double)   src ,   in    storage  contentof(src)   offset ,   "
+    "in    storage  contentof(src)   mul ,   in    storage  contentof(src)   div ,   out   typeof(src)   dest  )";
 
 namespace {
 

@@ -14,11 +14,9 @@
 namespace zcmds {
 
 const char* const pidSignature =
-    "( const   pipe     (int16|int32|float|double)  setpt ,   const   typeof(setpt)    feedb ,   in      pipe     "
-    "float   "
-    "gains ,   const   storage  float   tsamp ,   out     typeof(setpt)    drive    [ , in    storage  "
-    "elementof(setpt)  "
-    "lolim     , in    storage  elementof(setpt)  hilim  ]  )";
+    "( const   pipe     (int16|int32|float|double)  setpt ,   const   typeof(setpt)    feedb ,   "
+    "in      pipe     float   gains ,   const   storage  float   tsamp ,   out     typeof(setpt)    drive    [ , "
+    "in    storage  elementof(setpt)  lolim     , in    storage  elementof(setpt)  hilim  ]  )";
 
 namespace {
 

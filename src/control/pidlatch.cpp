@@ -16,11 +16,9 @@
 namespace zcmds {
 
 const char* const pidlatchSignature =
-    "( const   pipe    (int16|int32|float|double)   setmon ,   out     typeof(setmon)   fbset ,   const   "
-    "typeof(setmon)   "
-    "ctrlmon ,   out     typeof(setmon)   drive ,   const   typeof(setmon)   plntmon ,   in      pipe    (int16|int32) "
-    "  "
-    "mode )";
+    "( const   pipe    (int16|int32|float|double)   setmon ,   out     typeof(setmon)   fbset ,   "
+    "const   typeof(setmon)   ctrlmon ,   out     typeof(setmon)   drive ,   const   typeof(setmon)   plntmon ,   "
+    "in      pipe    (int16|int32)   mode )";
 
 namespace {
 

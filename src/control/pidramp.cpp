@@ -11,9 +11,8 @@
 namespace zcmds {
 
 const char* const pidrampSignature =
-    "( const   pipe    (int16|int32|float|double)  setlevel ,   out     typeof(setlevel)   ramped ,   ( in      "
-    "storage  "
-    "int16  period  |     const   pipe     int16  period  ) ,   const   string  shape )";
+    "( const   pipe    (int16|int32|float|double)  setlevel ,   out     typeof(setlevel)   ramped ,   "
+    "( in      storage  int16  period  |     const   pipe     int16  period  ) ,   const   string  shape )";
 
 namespace {
 

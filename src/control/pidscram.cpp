@@ -15,9 +15,9 @@
 namespace zcmds {
 
 const char* const pidscramSignature =
-    "( const  pipe     (int16|int32|float|double)  setin ,   out    typeof(setin)  setdrv ,   const  storage  "
-    "contentof(setin)  target ,   const  storage  int16  duration ,   const  string   shape ,   in     trigger  alarm "
-    ")";
+    "( const  pipe     (int16|int32|float|double)  setin ,   out    typeof(setin)  setdrv ,   "
+    "const  storage  contentof(setin)  target ,   const  storage  int16  duration ,   const  string   shape ,   "
+    "in     trigger  alarm )";
 
 namespace {
 

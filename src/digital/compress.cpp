@@ -14,9 +14,9 @@
 namespace zcmds {
 
 const char* const compressSignature =
-    "( in     pipe     int16   mulsrc ,   const  storage  int16   nchan     (   , const  storage  int16 "
-    "vector[valueof(nchan)]  chanvec   |     [ , const  storage  int16  chanvec ]+  ) ,   out    pipe     int16   "
-    "compr )";
+    "( in     pipe     int16   mulsrc ,   const  storage  int16   nchan     (   , "
+    "const  storage  int16 vector[valueof(nchan)]  chanvec   |     [ , const  storage  int16  chanvec ]+  ) ,   "
+    "out    pipe     int16   compr )";
 
 namespace {
 

@@ -15,8 +15,8 @@
 namespace zcmds {
 
 const char* const dexpandSignature =
-    "( const  pipe    int16   src ,   const  storage int16 vector[uint16]  ports ,   out    pipe    int16   encoded   "
-    "[ , const  storage (int16|string)  modeflag ] ) ";
+    "( const  pipe    int16   src ,   const  storage int16 vector[uint16]  ports ,   "
+    "out    pipe    int16   encoded   [ , const  storage (int16|string)  modeflag ] ) ";
 
 namespace {
 

@@ -14,8 +14,7 @@ namespace zcmds {
 
 const char* const pwmSignature =
     "( const  pipe     (int16|float)  duty ,   const  storage  int16  minwidth ,   const  storage  int16  bitsel ,   "
-    "const  "
-    "pipe     int16  unmod ,   out    pipe     int16  mod )";
+    "const  pipe     int16  unmod ,   out    pipe     int16  mod )";
 
 namespace {
 

@@ -15,9 +15,8 @@
 namespace zcmds {
 
 const char* const qdcountSignature =
-    "( in     pipe     int16   src ,   [ const  storage  (int16|int32)  initial , ]   [ const  storage  string   mode "
-    ", "
-    "]   out    pipe     (int16|int32)  dest   )";
+    "( in     pipe     int16   src ,   [ const  storage  (int16|int32)  initial , ]   "
+    "[ const  storage  string   mode , ]   out    pipe     (int16|int32)  dest   )";
 
 namespace {
 

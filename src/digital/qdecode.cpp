@@ -9,8 +9,8 @@
 namespace zcmds {
 
 const char* const qdecodeSignature =
-    "( in     pipe     int16  digport ,   const  storage  int16  bitpair ,   ( out     storage  int32  dest  |     out "
-    "    pipe     int32  dest )   [ , const   storage  int16  decim ] )";
+    "( in     pipe     int16  digport ,   const  storage  int16  bitpair ,   ( out     storage  int32  dest  |     "
+    "out     pipe     int32  dest )   [ , const   storage  int16  decim ] )";
 
 namespace {
 

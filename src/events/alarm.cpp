@@ -18,9 +18,9 @@ namespace zcmds {
 
 const char* const alarmSignature =
     "( const    pipe       (int16|int32|float|double)   scan ,   [ const    storage    (int16|uint16)  port , ]   "
-    "const    storage    keyword  region     test ,   const    storage    elementof(scan)     testlow ,   const    "
-    "storage    elementof(scan)     testhigh ,   const    storage    (int16|uint16)      outbit   [ , const    storage "
-    "   (int16|int32)  reset ] )";
+    "const    storage    keyword  region     test ,   const    storage    elementof(scan)     testlow ,   "
+    "const    storage    elementof(scan)     testhigh ,   const    storage    (int16|uint16)      outbit   [ , "
+    "const    storage    (int16|int32)  reset ] )";
 
 namespace {
 

@@ -12,8 +12,9 @@
 namespace zcmds {
 
 const char* const pcassertSignature =
-    "( ( const   pipe     (int16|int32)  sigflag |     in      storage  (int16|int32)  sigflag ) ,   out   trigger   "
-    "zepevent   [ , ( const pipe    anyscalar  refrate |         const storage int16      ratediv ) ]  )";
+    "( ( const   pipe     (int16|int32)  sigflag |     in      storage  (int16|int32)  sigflag ) ,   "
+    "out   trigger   zepevent   [ , ( const pipe    anyscalar  refrate |         "
+    "const storage int16      ratediv ) ]  )";
 
 namespace {
 

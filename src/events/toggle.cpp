@@ -15,11 +15,10 @@
 namespace zcmds {
 
 const char* const toggleSignature =
-    "( const pipe   int16   ondata ,   const storage   keyword region   onrange ,   in    storage   int16   onlow ,   "
-    "in  "
-    "  storage   int16   onhigh ,   [ const pipe   int16  offdata , ]   const storage   keyword region   offrange ,   "
-    "in  "
-    "  storage   int16   offlow ,   in    storage   int16   offhigh ,   out   trigger  dest )";
+    "( const pipe   int16   ondata ,   const storage   keyword region   onrange ,   "
+    "in    storage   int16   onlow ,   in    storage   int16   onhigh ,   [ const pipe   int16  offdata , ]   "
+    "const storage   keyword region   offrange ,   in    storage   int16   offlow ,   "
+    "in    storage   int16   offhigh ,   out   trigger  dest )";
 
 namespace {
 

@@ -18,9 +18,8 @@
 namespace zcmds {
 
 const char* const toggwtSignature =
-    "( in   pipe     int16   src ,   in   trigger    onoff ,   out  pipe     int16   dest   [ , const  storage   int16 "
-    "  "
-    "bsize  ]  [ , const  storage   string  outspec     [ , out  pipe   int32  tags   ] ] )";
+    "( in   pipe     int16   src ,   in   trigger    onoff ,   out  pipe     int16   dest   [ , "
+    "const  storage   int16   bsize  ]  [ , const  storage   string  outspec     [ , out  pipe   int32  tags   ] ] )";
 
 namespace {
 

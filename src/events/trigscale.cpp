@@ -9,8 +9,8 @@
 namespace zcmds {
 
 const char* const trigscaleSignature =
-    "( in     trigger  src ,   const  storage  (int16|int32)  offset ,   const  storage  int16  mul ,   const  storage "
-    " int16  div ,   out    trigger  dest )";
+    "( in     trigger  src ,   const  storage  (int16|int32)  offset ,   const  storage  int16  mul ,   "
+    "const  storage  int16  div ,   out    trigger  dest )";
 
 namespace {
 

@@ -10,9 +10,10 @@
 namespace zcmds {
 
 const char* const firfilterSignature =
-    "( const pipe (int16|int32|float|double)  src,  [ const int16  nchans, ] const (int16|int32|float|double) "
-    "vector[uint16] coeff, const (int16|uint16)  length, const (int16|int32|float|double) scaling, const "
-    "(uint16|int16|uint32|int32) decimation, const (int16|uint16) align, out pipe (int16|int32|float|double)  dest )";
+    "( const pipe (int16|int32|float|double)  src,  [ const int16  nchans, ] "
+    "const (int16|int32|float|double) vector[uint16] coeff, const (int16|uint16)  length, "
+    "const (int16|int32|float|double) scaling, const (uint16|int16|uint32|int32) decimation, "
+    "const (int16|uint16) align, out pipe (int16|int32|float|double)  dest )";
 
 namespace {
 

@@ -22,9 +22,9 @@
 namespace zcmds {
 
 const char* const mtsfiltSignature =
-    "( in    pipe      int16       mulsrc ,   const storage   int16       nchan ,   [ const storage   int16       "
-    "ngroups "
-    ", ]   const storage   int16       xdecim ,   out   pipe      int16       muldest )";
+    "( in    pipe      int16       mulsrc ,   const storage   int16       nchan ,   "
+    "[ const storage   int16       ngroups , ]   const storage   int16       xdecim ,   "
+    "out   pipe      int16       muldest )";
 
 namespace {
 

@@ -12,10 +12,9 @@
 namespace zcmds {
 
 const char* const birampSignature =
-    "(  const storage  (int16|int32|float|double)  peakA ,   const storage  elementof(peakA)  peakB ,   const storage  "
-    "(int16|int32)  sampsA ,   const storage  (int16|int32)  sampsB  [,   const storage  (float|double)  phase] ,   "
-    "out "
-    "pipe       elementof(peakA)  dest )";
+    "(  const storage  (int16|int32|float|double)  peakA ,   const storage  elementof(peakA)  peakB ,   "
+    "const storage  (int16|int32)  sampsA ,   const storage  (int16|int32)  sampsB  [,   "
+    "const storage  (float|double)  phase] ,   out pipe       elementof(peakA)  dest )";
 
 namespace {
 

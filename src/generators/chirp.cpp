@@ -19,10 +19,10 @@
 namespace zcmds {
 
 const char* const chirpSignature =
-    "( const     string  func ,   const     string  dir ,   in      storage   (int16|int32|float|double)  ampl ,   in  "
-    "    "
-    "storage   (int16|int32)  sweep ,   in      storage   (int16|int32)  lperiod ,   in      storage   (int16|int32)  "
-    "hperiod,   const   storage   anyfloat  phase ,   out     pipe      contentof(ampl)  chirp )";
+    "( const     string  func ,   const     string  dir ,   in      storage   (int16|int32|float|double)  ampl ,   "
+    "in      storage   (int16|int32)  sweep ,   in      storage   (int16|int32)  lperiod ,   "
+    "in      storage   (int16|int32)  hperiod,   const   storage   anyfloat  phase ,   "
+    "out     pipe      contentof(ampl)  chirp )";
 
 namespace {
 

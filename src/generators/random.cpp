@@ -16,8 +16,8 @@
 namespace zcmds {
 
 const char* const randomSignature =
-    "( const storage  int16   disttype ,   const storage  (int16|int32)   seed ,   out   pipe     "
-    "(int16|int32|float|double)  dest ) ";
+    "( const storage  int16   disttype ,   const storage  (int16|int32)   seed ,   "
+    "out   pipe     (int16|int32|float|double)  dest ) ";
 
 namespace {
 

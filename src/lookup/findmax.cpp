@@ -16,10 +16,11 @@
 namespace zcmds {
 
 const char* const findmaxSignature =
-    "( const  pipe      (int16|int32|float|double)  src ,   const  storage   (int16|int32)   blocklength ,   const     "
-    "       keyword region  freqterms ,   in     storage   (int16|int32)  lowindex ,   in     storage   (int16|int32)  "
-    "highindex ,   out    typeof(src)  maxvalue    [ , ( out  pipe  (int16|int32)  maxindex         [ , out  trigger  "
-    "maxevent ]  |         out  trigger  maxevent         [ , out  pipe  (int16|int32)  maxindex ] )  ]  )";
+    "( const  pipe      (int16|int32|float|double)  src ,   const  storage   (int16|int32)   blocklength ,   "
+    "const            keyword region  freqterms ,   in     storage   (int16|int32)  lowindex ,   "
+    "in     storage   (int16|int32)  highindex ,   out    typeof(src)  maxvalue    [ , "
+    "( out  pipe  (int16|int32)  maxindex         [ , out  trigger  maxevent ]  |         "
+    "out  trigger  maxevent         [ , out  pipe  (int16|int32)  maxindex ] )  ]  )";
 
 namespace {
 

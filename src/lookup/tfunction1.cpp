@@ -11,11 +11,12 @@
 namespace zcmds {
 
 const char* const tfunction1Signature =
-    "( in     pipe   (int16|int32|float|double)  srcr1 ,   in     typeof(srcr1)   srci1 ,   const  typeof(srcr1)   "
-    "srcr2 ,   const  typeof(srcr1)   srci2 ,   out    typeof(srcr1)   mag ,   out    typeof(srcr1)   phase   [ ,      "
-    " ( const  elementof(srcr1)  scale  |         const  elementof(srcr1)  lim1 ,         const  elementof(srcr1)  "
-    "lim2   |         const  elementof(srcr1)  scale ,         const  elementof(srcr1)  lim1 ,         const  "
-    "elementof(srcr1)  lim2 )   ] )";
+    "( in     pipe   (int16|int32|float|double)  srcr1 ,   in     typeof(srcr1)   srci1 ,   "
+    "const  typeof(srcr1)   srcr2 ,   const  typeof(srcr1)   srci2 ,   out    typeof(srcr1)   mag ,   "
+    "out    typeof(srcr1)   phase   [ ,       ( const  elementof(srcr1)  scale  |         "
+    "const  elementof(srcr1)  lim1 ,         const  elementof(srcr1)  lim2   |         "
+    "const  elementof(srcr1)  scale ,         const  elementof(srcr1)  lim1 ,         "
+    "const  elementof(srcr1)  lim2 )   ] )";
 
 namespace {
 

@@ -18,9 +18,9 @@
 namespace zcmds {
 
 const char* const thermoSignature =
-    "( in     pipe     int16  src  ,   ( const  storage  int16   ttype  |     const  storage  string  ttype ),   const "
-    " storage  int16  mul ,   const  storage  int16  div ,   [ in     storage  int16  offset , ]   out    pipe     "
-    "int16  dest   [ , in   storage  int16  cjc ] )";
+    "( in     pipe     int16  src  ,   ( const  storage  int16   ttype  |     const  storage  string  ttype ),   "
+    "const  storage  int16  mul ,   const  storage  int16  div ,   [ in     storage  int16  offset , ]   "
+    "out    pipe     int16  dest   [ , in   storage  int16  cjc ] )";
 
 namespace {
 

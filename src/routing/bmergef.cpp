@@ -14,8 +14,8 @@
 namespace zcmds {
 
 const char* const bmergefSignature =
-    "( in      pipe     (int16|int32|float|double)  src   [ , in    typeof(src)  moresrc   ]* ,   const   storage  "
-    "(int16|int32)  blocksize ,   out     typeof(src)  dest )";
+    "( in      pipe     (int16|int32|float|double)  src   [ , in    typeof(src)  moresrc   ]* ,   "
+    "const   storage  (int16|int32)  blocksize ,   out     typeof(src)  dest )";
 
 namespace {
 

@@ -8,8 +8,8 @@
 namespace zcmds {
 
 const char* const discardSignature =
-    "( in   pipe    (int8|int16|int32|float|double)  discard   [, in   pipe    (int8|int16|int32|float|double)  "
-    "alsodiscard ]* )";
+    "( in   pipe    (int8|int16|int32|float|double)  discard   [, "
+    "in   pipe    (int8|int16|int32|float|double)  alsodiscard ]* )";
 
 namespace {
 

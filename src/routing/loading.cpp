@@ -17,9 +17,9 @@
 namespace zcmds {
 
 const char* const loadingSignature =
-    "( in     pipe     (int16|int32|float|double)  src ,   const  storage  int16  bsizein ,   const  storage  "
-    "(int16|int32)  usRun  ,   const  storage  (int16|int32)  usVar ,   out    typeof(src)  dest ,   const  storage  "
-    "int16  bsizeout  )";
+    "( in     pipe     (int16|int32|float|double)  src ,   const  storage  int16  bsizein ,   "
+    "const  storage  (int16|int32)  usRun  ,   const  storage  (int16|int32)  usVar ,   out    typeof(src)  dest ,   "
+    "const  storage  int16  bsizeout  )";
 
 namespace {
 

@@ -17,9 +17,8 @@
 namespace zcmds {
 
 const char* const mergefSignature =
-    "( [ in  pipe   (int16|float)  src , ]+     out pipe   float  dest  |   [ in  pipe   (int16|int32|float|double)  "
-    "src "
-    ", ]+     out pipe   (int16|int32|double)  dest ) ";
+    "( [ in  pipe   (int16|float)  src , ]+     out pipe   float  dest  |   "
+    "[ in  pipe   (int16|int32|float|double)  src , ]+     out pipe   (int16|int32|double)  dest ) ";
 
 namespace {
 

@@ -12,8 +12,8 @@
 namespace zcmds {
 
 const char* const mrblockSignature =
-    "( in     pipe     (int16|int32|float|double)  src ,   ( in   storage  int16   request |     in   pipe     int16   "
-    "request ),   const  storage  (int16|int32)  blksize ,   out    typeof(src)  dest  )";
+    "( in     pipe     (int16|int32|float|double)  src ,   ( in   storage  int16   request |     "
+    "in   pipe     int16   request ),   const  storage  (int16|int32)  blksize ,   out    typeof(src)  dest  )";
 
 namespace {
 

@@ -14,9 +14,8 @@
 namespace zcmds {
 
 const char* const replicateSignature =
-    "( in     pipe     (int16|int32|float|double)  src ,   const  storage  (int16|int32)  reps ,   out    typeof(src)  "
-    " "
-    "dest )";
+    "( in     pipe     (int16|int32|float|double)  src ,   const  storage  (int16|int32)  reps ,   "
+    "out    typeof(src)   dest )";
 
 namespace {
 

@@ -9,8 +9,8 @@
 namespace zcmds {
 
 const char* const separateSignature =
-    "( in   pipe   float  src   [ , out  pipe   (int16|float|double)  dest ]+ |   in   pipe   (int16|int32|double)  "
-    "src    [ , out  pipe   (int16|int32|float|double)  dest ]+ ) ";
+    "( in   pipe   float  src   [ , out  pipe   (int16|float|double)  dest ]+ |   "
+    "in   pipe   (int16|int32|double)  src    [ , out  pipe   (int16|int32|float|double)  dest ]+ ) ";
 
 namespace {
 

@@ -17,9 +17,8 @@
 namespace zcmds {
 
 const char* const skipSignature =
-    "( in     pipe      (int16|int32|float|double)  src ,   const  storage   (int16|int32)  preskip ,   const  storage "
-    "  "
-    "(int16|int32)  take ,   const  storage   (int16|int32)  skip ,   out    typeof(src)  dest ) ";
+    "( in     pipe      (int16|int32|float|double)  src ,   const  storage   (int16|int32)  preskip ,   "
+    "const  storage   (int16|int32)  take ,   const  storage   (int16|int32)  skip ,   out    typeof(src)  dest ) ";
 
 namespace {
 

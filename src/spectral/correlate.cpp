@@ -19,8 +19,8 @@
 namespace zcmds {
 
 const char* const correlateSignature =
-    "( const pipe anyscalar src1,const typeof(src1) src2,const anyfixed lead,const anyfixed lag,const anyfixed "
-    "block,out   pipe anyscalar  dest )";
+    "( const pipe anyscalar src1,const typeof(src1) src2,const anyfixed lead,const anyfixed lag,const anyfixed block,"
+    "out   pipe anyscalar  dest )";
 
 namespace {
 

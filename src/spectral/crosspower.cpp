@@ -19,9 +19,10 @@
 namespace zcmds {
 
 const char* const crosspowerSignature =
-    "( in pipe (int16|int32|float|double) src1, in typeof(src1) src2, const int16 blklen, ( const anyscalar "
-    "vector[uint32] windvec |   const keyword wtypes {BARTLETT,VONHANN,HAMMING,BLACKMAN,RECTANGULAR} windtype ), out "
-    "pipe (int16|int32|float|double) realpow, out typeof(realpow) imagpow [, out typeof(realpow) autopow] )";
+    "( in pipe (int16|int32|float|double) src1, in typeof(src1) src2, const int16 blklen, "
+    "( const anyscalar vector[uint32] windvec |   "
+    "const keyword wtypes {BARTLETT,VONHANN,HAMMING,BLACKMAN,RECTANGULAR} windtype ), "
+    "out pipe (int16|int32|float|double) realpow, out typeof(realpow) imagpow [, out typeof(realpow) autopow] )";
 
 namespace {
 

@@ -24,11 +24,12 @@
 namespace zcmds {
 
 const char* const dftSignature =
-    "( const   storage  int16  mode ,  const   storage  (int16|int32)  bsize  ,  ( const   storage  int16  wintype  |  "
-    "  const   storage  (      int16  vector[uint32]  |      int32  vector[uint32]  |      float  vector[uint32]  |    "
-    "  double vector[uint32] )   winvect ),  const   storage  (int16|int32)  vector[uint16]  selterms,  ( const   pipe "
-    "int16  src , out   pipe int32  power  |   const   pipe (int16|int32|float|double)  src      , out   typeof(src)  "
-    "freqr     [ , out   typeof(src)  freqi] ) ) ";
+    "( const   storage  int16  mode ,  const   storage  (int16|int32)  bsize  ,  "
+    "( const   storage  int16  wintype  |    const   storage  (      int16  vector[uint32]  |      "
+    "int32  vector[uint32]  |      float  vector[uint32]  |      double vector[uint32] )   winvect ),  "
+    "const   storage  (int16|int32)  vector[uint16]  selterms,  ( const   pipe int16  src , "
+    "out   pipe int32  power  |   const   pipe (int16|int32|float|double)  src      , "
+    "out   typeof(src)  freqr     [ , out   typeof(src)  freqi] ) ) ";
 
 namespace {
 

@@ -11,10 +11,10 @@
 namespace zcmds {
 
 const char* const fftSignature =
-    "( const int16 mode, const int16 bsize, const (anyscalar vector[uint32] | int16) window, ( const pipe anyscalar "
-    "r_src,   out typeof(r_src) ampl_pow | const pipe int16 r_src,   out pipe int32 pow_i32 | const pipe anyscalar "
-    "r_src,   out typeof(r_src) r_dest,   out typeof(r_src) i_dest | const pipe anyscalar r_src, const typeof(r_src) "
-    "i_src, out typeof(r_src) r_dest, out typeof(r_src) i_dest))";
+    "( const int16 mode, const int16 bsize, const (anyscalar vector[uint32] | int16) window, "
+    "( const pipe anyscalar r_src,   out typeof(r_src) ampl_pow | const pipe int16 r_src,   out pipe int32 pow_i32 | "
+    "const pipe anyscalar r_src,   out typeof(r_src) r_dest,   out typeof(r_src) i_dest | "
+    "const pipe anyscalar r_src, const typeof(r_src) i_src, out typeof(r_src) r_dest, out typeof(r_src) i_dest))";
 
 namespace {
 

@@ -12,11 +12,12 @@
 namespace zcmds {
 
 const char* const mixrfftSignature =
-    "( const (int16|int32) bsize, [ const keyword dmodes {FORWARD,REVERSE} direction, ][ ( const anyscalar "
-    "vector[uint32]  windvec |    const keyword wtypes {BARTLETT,VONHANN,HAMMING,BLACKMAN,KAISER,RECTANGULAR} windtype "
-    "   [, const (float|double)  windparam ]   ), ]in pipe anyscalar r_in, [ in pipe contentof(r_in) i_in, ]const "
-    "keyword omode {HALF,FULL} half, const keyword pmode {PARTS,POWER,MAGNITUDE,POLAR} post, [ const string  blocks, "
-    "]out pipe anyscalar r_out[ , out pipe anyscalar i_out] )";
+    "( const (int16|int32) bsize, [ const keyword dmodes {FORWARD,REVERSE} direction, ]"
+    "[ ( const anyscalar vector[uint32]  windvec |    "
+    "const keyword wtypes {BARTLETT,VONHANN,HAMMING,BLACKMAN,KAISER,RECTANGULAR} windtype    [, "
+    "const (float|double)  windparam ]   ), ]in pipe anyscalar r_in, [ in pipe contentof(r_in) i_in, ]"
+    "const keyword omode {HALF,FULL} half, const keyword pmode {PARTS,POWER,MAGNITUDE,POLAR} post, "
+    "[ const string  blocks, ]out pipe anyscalar r_out[ , out pipe anyscalar i_out] )";
 
 namespace {
 

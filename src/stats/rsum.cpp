@@ -10,10 +10,10 @@
 namespace zcmds {
 
 const char* const rsumSignature =
-    "( const   pipe     (int16|int32|float|double)  src ,   const   storage  (int16|int32)  decim ,   const  storage "
-    "contentof(src)  divisor ,   "
-    "( [ const  storage (int16|int32)  window , ]       out    typeof(src)  sums  |     "
-    "out    typeof(src)  sums ,     ( const  storage  (int16|int32)  reset |       in     trigger   reset ) )  ) ";
+    "( const   pipe     (int16|int32|float|double)  src ,   const   storage  (int16|int32)  decim ,   "
+    "const  storage contentof(src)  divisor ,   ( [ const  storage (int16|int32)  window , ]       "
+    "out    typeof(src)  sums  |     out    typeof(src)  sums ,     ( const  storage  (int16|int32)  reset |       "
+    "in     trigger   reset ) )  ) ";
 
 namespace {
 

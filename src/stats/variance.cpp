@@ -9,10 +9,9 @@
 namespace zcmds {
 
 const char* const varianceSignature =
-    "( ( in     pipe     int16  src ,     const  storage  (int16|int32)  bsize ,     out    pipe     int32  dest  |    "
-    " "
-    "in     pipe     (int16|int32|float|double)  src ,     const  storage  (int16|int32)  bsize ,     "
-    "out    typeof(src)   dest )  ) ";
+    "( ( in     pipe     int16  src ,     const  storage  (int16|int32)  bsize ,     "
+    "out    pipe     int32  dest  |     in     pipe     (int16|int32|float|double)  src ,     "
+    "const  storage  (int16|int32)  bsize ,     out    typeof(src)   dest )  ) ";
 
 namespace {
 
