@@ -1,12 +1,24 @@
 #!/usr/bin/env python3
-"""Prints src/arith/level_tables.h. From the root: tools/level_tables.py | clang-format-14 > src/arith/level_tables.h"""
+"""Computes the tables of src/arith/level_tables.h.
 
+    level_tables.py           writes the file
+    level_tables.py --check   exit status 1 if the file differs from what is computed
+
+Needs clang-format-14.
+"""
+
+import subprocess
+import sys
 from decimal import Decimal, getcontext
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+TABLES = ROOT / "src/arith/level_tables.h"
 
 getcontext().prec = 50
 STEPS = 107
 
-# The one ratio of the long table that is not the integer part but one more: recorded levels hang on it.
+# The one ratio of the long table that is not the integer part but one more: recorded levels depend on it.
 LONG_EXCEPTIONS = {106: 1756772675}
 # Points of the long grid left out, where the ratio would repeat.
 LONG_LEFT_OUT = {1, 2, 3, 5, 7}
@@ -20,26 +32,44 @@ def power(factor, base, n):
 
 def table(name, comment, ratios, values):
     rows = ", ".join(map(str, ratios)), ", ".join(map(str, values))
-    print(f"// {comment}\ninline constexpr Curve<{len(ratios)}> {name}{{{{{rows[0]}}},\n{{{rows[1]}}}}};\n")
+    return f"// {comment}\ninline constexpr Curve<{len(ratios)}> {name}{{{{{rows[0]}}},\n{{{rows[1]}}}}};\n\n"
 
 
-def main():
+def header():
     short = range(STEPS + 1)
     long = [n for n in short if n not in LONG_LEFT_OUT]
     top_level = 20 * Decimal(32767).log10() * 100000
-    print("""// Levels in decibels times 100000, against ratios, in steps that are equal on a logarithmic scale. Made by
+    text = """// Levels in decibels times 100000, against ratios, in steps that are equal on a logarithmic scale. Made by
 // tools/level_tables.py, which has the rules.
 #pragma once
 
 #include "arith/curve.h"
 
 namespace zcmds {
-""")
-    table("shortLevels", "Of ratios in units of 1 / 32768: 32768 * 32767^(k / 107) has the level k / 107 of 32767's.",
-          [power(32768, 32767, k) for k in short], [int(k * top_level / STEPS) for k in short])
-    table("longLevels", "Of ratios as they are: 2147483647^(n / 107) has the level n * 174428.59561.",
-          [LONG_EXCEPTIONS.get(n, power(1, 2147483647, n)) for n in long], [int(n * Decimal("174428.59561")) for n in long])
-    print("}  // namespace zcmds")
+
+"""
+    text += table("shortLevels", "Of ratios in units of 1 / 32768: 32768 * 32767^(k / 107) has the level k / 107 of 32767's.",
+                  [power(32768, 32767, k) for k in short], [int(k * top_level / STEPS) for k in short])
+    text += table("longLevels", "Of ratios as they are: 2147483647^(n / 107) has the level n * 174428.59561.",
+                  [LONG_EXCEPTIONS.get(n, power(1, 2147483647, n)) for n in long],
+                  [int(n * Decimal("174428.59561")) for n in long])
+    return text + "}  // namespace zcmds\n"
+
+
+def formatted(text):
+    call = ["clang-format-14", f"--assume-filename={TABLES}"]
+    return subprocess.run(call, input=text, capture_output=True, text=True, check=True).stdout
+
+
+def main():
+    text = formatted(header())
+    if sys.argv[1:] == ["--check"]:
+        if TABLES.read_text() != text:
+            sys.exit(f"{TABLES.relative_to(ROOT)} is not what tools/{Path(__file__).name} makes")
+    elif sys.argv[1:]:
+        sys.exit(__doc__)
+    else:
+        TABLES.write_text(text)
 
 
 main()
