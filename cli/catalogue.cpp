@@ -106,7 +106,7 @@ int explainCommand(const CatalogueArguments& arguments) {
     return allWell;
 }
 
-int tellVersions(const CatalogueArguments& arguments) {
+int printVersions(const CatalogueArguments& arguments) {
     CommandLibrary library;
     loadModules(library, arguments.modules);
     print("runtime: build " + versionText(hostBuildVersion) + ", interface " + versionText(hostInterfaceVersion) +

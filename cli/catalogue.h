@@ -14,6 +14,6 @@ struct CatalogueArguments {
 
 int listCommands(const CatalogueArguments& arguments);
 int explainCommand(const CatalogueArguments& arguments);
-int tellVersions(const CatalogueArguments& arguments);
+int printVersions(const CatalogueArguments& arguments);
 
 }  // namespace cli

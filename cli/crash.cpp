@@ -17,11 +17,12 @@ namespace {
 
 using namespace libzepl;
 
-// Stands in a text for what is known later.
+// A placeholder in a text for what is known later.
 constexpr char happened = '\1';
 
 constexpr std::string_view remedy =
-    "  the run cannot go on, since memory may be damaged, and the outputs are dropped; it is a fault of the command: "
+    "  the run cannot continue, since memory may be damaged, and the outputs are dropped; it is a fault of the "
+    "command: "
     "report it to the author of its module\n";
 
 // Writes with the calls alone that a signal's handler may make.

@@ -1,4 +1,4 @@
-# Writes a C++ file that holds the pages of the user guide about commands, and the cautions that stand in front of them
+# Writes a C++ file that holds the pages of the user guide about commands, and the cautions that precede them
 # between lines of three dashes: cmake -DPAGES=... -DOUTPUT=... -P embed_pages.cmake
 set(pages "")
 set(cautions "")

@@ -56,7 +56,7 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
     repeated("--in", arguments.in, "NAME=FILE", "Read this pipe or trigger from FILE; - is standard input");
     repeated("--out", arguments.out, "NAME=FILE", "Write this pipe or trigger to FILE; - is standard output");
     repeated("--set", arguments.set, "VARIABLE=VALUE", "Start this variable at VALUE");
-    command.add_option("--report", arguments.report, "Write what the run came to as JSON; - is standard output")
+    command.add_option("--report", arguments.report, "Write the result of the run as JSON; - is standard output")
         ->type_name("FILE.json");
     command
         .add_option("--feed", arguments.feed,
@@ -72,7 +72,8 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
                     "How many samples a command may write without taking any when the inputs have ended")
         ->type_name("N")
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 62));
-    repeated("--info", arguments.info, "SELECTOR=VALUE", "What commands are told for a selector of system information");
+    repeated("--info", arguments.info, "SELECTOR=VALUE",
+             "Set the system information of this selector, which commands can ask for");
     command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")
         ->type_name("UNITS")
         ->check(CLI::Range(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
@@ -82,7 +83,7 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
     command.footer(exitStatuses);
 }
 
-// A first word that is none of the tool's own gets a message of its own.
+// A first word that the tool does not know gets a message of its own.
 void refuseUnknownAction(const CLI::App& app, int count, char** words) {
     if (count < 2 || *words[1] == '-') return;
     std::vector<std::string> known;
@@ -93,7 +94,7 @@ void refuseUnknownAction(const CLI::App& app, int count, char** words) {
     if (std::string_view(words[1]).ends_with(".zp"))
         remedy = "a procedure is run by `zepl run " + std::string(words[1]) + "`";
     throw libzepl::Problem("zepl has no " + libzepl::quoted(words[1]),
-                           remedy.empty() ? "zepl --help tells what it has" : remedy);
+                           remedy.empty() ? "zepl --help lists what it has" : remedy);
 }
 
 // So does an option, or a further word, that the command does not take.
@@ -171,7 +172,8 @@ int dispatch(int count, char** words) {
     CLI::App* help = app.add_subcommand("help", "Explain a command, or this tool");
     help->add_option("command", catalogue.word, "The command")->type_name("COMMAND");
     addModuleOption(*help, catalogue.modules);
-    CLI::App* version = app.add_subcommand("version", "Tell the versions, and whether module and runtime go together");
+    CLI::App* version =
+        app.add_subcommand("version", "Print the versions, and whether module and runtime fit together");
     addModuleOption(*version, catalogue.modules);
 
     try {
@@ -189,7 +191,7 @@ int dispatch(int count, char** words) {
     if (run->parsed()) return cli::run(runArguments);
     if (check->parsed()) return cli::check(runArguments);
     if (commands->parsed()) return cli::listCommands(catalogue);
-    if (version->parsed()) return cli::tellVersions(catalogue);
+    if (version->parsed()) return cli::printVersions(catalogue);
     if (!catalogue.word.empty()) return cli::explainCommand(catalogue);
     app.clear();  // else it would be the help of `help`
     cli::print(app.help());
@@ -205,10 +207,10 @@ int statusOfCall(int count, char** words) {
     } catch (const libzepl::Interrupted&) {
         return cli::statusOfSignal();
     } catch (const cli::LostOutput& problem) {
-        cli::tellProblem(problem);
+        cli::printProblem(problem);
         return cli::runFailed;
     } catch (const libzepl::Problem& problem) {
-        cli::tellProblem(problem);
+        cli::printProblem(problem);
     } catch (const std::bad_alloc&) {
         std::fputs(noMemory, stderr);
         return cli::runFailed;
@@ -222,7 +224,7 @@ int statusOfCall(int count, char** words) {
 
 int main(int count, char** words) {
     cli::openClosedStreams();
-    // A closed output and a file that grows too large are told as errors, not by a silent end.
+    // A closed output and a file that grows too large are reported as errors, and do not end the program silently.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     const int status = statusOfCall(count, words);

@@ -8,7 +8,7 @@
 
 namespace cli {
 
-// Loads the named modules, or, when none is named, the one that stands beside the tool.
+// Loads the named modules, or, when none is named, the one beside the tool.
 void loadModules(libzepl::CommandLibrary& library, const std::vector<std::string>& named);
 
 }  // namespace cli

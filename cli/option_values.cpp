@@ -34,7 +34,7 @@ libzepl::FeedPolicy feedOf(const std::string& text) {
     const bool random = text.rfind("random:", 0) == 0;
     const std::optional<std::uint64_t> number = wholeNumber(random ? text.substr(7) : text, large);
     if (!number || (!random && *number == 0))
-        throw Problem("--feed " + text + " is not a way of feeding",
+        throw Problem("--feed " + text + " is not a feed policy",
                       "give --feed N (samples, at least 1), whole, lockstep, or random:SEED");
     feed.kind = random ? libzepl::FeedPolicy::Kind::random : libzepl::FeedPolicy::Kind::pieces;
     (random ? feed.seed : feed.piece) = *number;
@@ -78,7 +78,7 @@ std::map<std::uint32_t, std::uint32_t> infoOf(const std::vector<std::string>& te
         if (*key == defaultBlockSelector && (*answer < 1 || *answer > libzepl::maxBlock))
             throw Problem("--info " + selector + "=" + value + ": the default block is 1 to " +
                               std::to_string(libzepl::maxBlock) + " samples",
-                          "--block N sets the block, and what commands are told of it");
+                          "--block N sets the block, which commands can ask for");
         info.emplace(static_cast<std::uint32_t>(*key), static_cast<std::uint32_t>(*answer));
     }
     return info;

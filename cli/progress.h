@@ -23,7 +23,7 @@ class ProgressLine {
     bool shown_ = false;
 };
 
-// "42 %, 12.3 million samples a second, 8 s left", as far as it can be told.
+// "42 %, 12.3 million samples a second, 8 s left", as far as it is known.
 std::string describe(const libzepl::Progress& progress);
 
 }  // namespace cli

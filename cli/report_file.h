@@ -15,7 +15,7 @@ libzepl::ReportModule reportModule(const libzepl::CommandLibrary& library);
 // Opened before the run, so that a wrong name costs none; it appears under its name when it is whole.
 class ReportFile {
  public:
-    // An empty name stands for no report. A Problem for a file that the run itself uses or that cannot be written.
+    // An empty name means no report. A Problem for a file that the run itself uses or that cannot be written.
     ReportFile(const std::string& name, const libzepl::Procedure& procedure, const libzepl::CommandLibrary& library,
                const libzepl::BindOptions& options);
 

@@ -21,17 +21,17 @@ namespace {
 
 using namespace libzepl;
 
-void tell(const std::vector<Diagnostic>& diagnostics, const Procedure& procedure) {
+void printRendered(const std::vector<Diagnostic>& diagnostics, const Procedure& procedure) {
     std::fputs(render(diagnostics, procedure.source).c_str(), stderr);
 }
 
-void tellDiagnostics(std::vector<Diagnostic> diagnostics, const Procedure& procedure, bool quiet) {
+void printDiagnostics(std::vector<Diagnostic> diagnostics, const Procedure& procedure, bool quiet) {
     if (quiet) std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity != Severity::error; });
-    tell(diagnostics, procedure);
+    printRendered(diagnostics, procedure);
 }
 
 // What came out where.
-void tellOutputs(const Report& report) {
+void printOutputs(const Report& report) {
     for (const OutputReport& output : report.outputs) {
         if (output.file.empty()) continue;
         const std::string unit = output.countsEvents ? "event" : output.channels > 1 ? "frame" : "sample";
@@ -41,23 +41,23 @@ void tellOutputs(const Report& report) {
 }
 
 // The notes, but for those that were warnings.
-void tellNotes(const Report& report) {
+void printNotes(const Report& report) {
     std::set<std::string> warned(report.warned.begin(), report.warned.end());
     for (const std::string& name : report.unwritten) warned.insert("nobody writes `" + name + "`");
     for (const std::string& note : report.notes)
         if (!warned.contains(note)) std::fprintf(stderr, "note: %s\n", note.c_str());
 }
 
-void tellEnd(const Procedure& procedure, const Report& report, const RunArguments& arguments,
-             const std::vector<std::string>& advice, bool checkOnly) {
+void printEnd(const Procedure& procedure, const Report& report, const RunArguments& arguments,
+              const std::vector<std::string>& advice, bool checkOnly) {
     std::vector<Diagnostic> diagnostics = diagnose(procedure, report, advice);
-    // That a result depends on how the input arrives is told where a procedure is checked, and in the report.
+    // That a result depends on how the input arrives is reported where a procedure is checked, and in the report.
     if (!checkOnly)
         std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity == Severity::arrival; });
-    tellDiagnostics(std::move(diagnostics), procedure, arguments.quiet);
+    printDiagnostics(std::move(diagnostics), procedure, arguments.quiet);
     if (arguments.quiet) return;
-    tellNotes(report);
-    tellOutputs(report);
+    printNotes(report);
+    printOutputs(report);
 }
 
 // Every option that cannot be read is added to `mistakes`.
@@ -116,13 +116,13 @@ BoundProcedure boundOf(const Procedure& procedure, const CommandLibrary& library
     }
 }
 
-// Runs what is bound and tells its end; gives the exit status.
+// Runs what is bound and prints how it ended; gives the exit status.
 int runBound(BoundProcedure& bound, const Procedure& procedure, const RunArguments& arguments, ProgressLine& progress,
              Report& report, bool checkOnly) {
     report = bound.session->run();
     report.procedure = arguments.procedure;
     progress.clear();
-    tellEnd(procedure, report, arguments, bound.advice, checkOnly);
+    printEnd(procedure, report, arguments, bound.advice, checkOnly);
     return exitStatus(report);
 }
 
@@ -150,7 +150,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     CrashNotice crash(procedure, reportFile.file(), reportModule(library));
     options.session.crashed = [&crash](Report& report, std::size_t task) { crash.end(report, task); };
     BoundProcedure bound = boundOf(procedure, library, options, diagnostics);
-    tellDiagnostics(diagnostics, procedure, arguments.quiet);
+    printDiagnostics(diagnostics, procedure, arguments.quiet);
     Report report;
     int status = wrongCall;
     if (stop->requested()) {
@@ -164,7 +164,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     try {
         reportFile.write(report, library);
     } catch (const Problem& problem) {
-        tellProblem(problem);
+        printProblem(problem);
         if (status == allWell) status = runFailed;
     }
     return status;
@@ -172,7 +172,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
 
 }  // namespace
 
-void tellProblem(const Problem& problem) {
+void printProblem(const Problem& problem) {
     std::fprintf(stderr, "zepl: error: %s\n", problem.what());
     if (!problem.remedy().empty()) std::fprintf(stderr, "  %s\n", problem.remedy().c_str());
 }

@@ -33,7 +33,7 @@ struct RunArguments {
 int run(const RunArguments& arguments);
 int check(const RunArguments& arguments);
 
-// Tells the error of a call, with what to do.
-void tellProblem(const libzepl::Problem& problem);
+// Prints the error of a call, with what to do.
+void printProblem(const libzepl::Problem& problem);
 
 }  // namespace cli

@@ -27,7 +27,7 @@ void openClosedStreams() {
     const int directions[] = {O_WRONLY, O_RDONLY, O_WRONLY};
     for (int descriptor = 0; descriptor < 3; ++descriptor)
         if (::fcntl(descriptor, F_GETFD) < 0 && ::open("/dev/null", directions[descriptor]) != descriptor)
-            ::_exit(127);  // no descriptor is to be had, and nobody can be told
+            ::_exit(127);  // no descriptor is left, not even for a message
 }
 
 void print(std::string_view text) {

@@ -24,7 +24,7 @@ SYSROOT = ROOT / "build-arm64-sysroot/root"
 
 Architecture = collections.namedtuple("Architecture", "name how build emulator environment")
 NATIVE = Architecture("native", "this machine's processor", "build", [], {})
-WITHOUT_FMA = Architecture("no FMA", "this machine; the C library told that it has neither FMA nor AVX2 nor AVX-512", "build", [],
+WITHOUT_FMA = Architecture("no FMA", "this machine; the C library with FMA, AVX2 and AVX-512 disabled", "build", [],
                            {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-FMA,-AVX2,-FMA4,-AVX512F"})
 NEHALEM = Architecture("Nehalem", "qemu-x86_64 -cpu Nehalem", "build", [EMULATED_X86, "-cpu", "Nehalem"], {})
 # Less what the emulator lacks, and would say so of.
@@ -52,7 +52,7 @@ QUICK_CASES = re.compile(r".*-double|thermo-K|scans")
 
 
 def expanded(path):
-    """The procedures that a file stands for, by name: one for each choice of the words that it lists."""
+    """The procedures that a file describes, by name: one for each choice of the words that it lists."""
     text = path.read_text()
     choices = [[(word, value) for value in values.split()] for word, values in re.findall(r"^# each (\w+): (.*)$", text, re.M)]
     for chosen in itertools.product(*choices):
@@ -69,13 +69,13 @@ def call(architecture, program, arguments, folder, **environment):
 
 
 def run_procedure(architecture, folder, procedure):
-    """Runs it where it stands, and leaves a report without times and what was said beside its outputs."""
+    """Runs it where it is, and leaves a report without times and what was said beside its outputs."""
     report = folder / "report.json"
     done = call(architecture, "zepl", ["run", "--quiet", "--report", report.name, procedure.name], folder)
     if report.exists():
-        told = json.loads(report.read_text())
-        told.pop("seconds", None)
-        report.write_text(json.dumps(told))
+        said = json.loads(report.read_text())
+        said.pop("seconds", None)
+        report.write_text(json.dumps(said))
     (folder / "messages").write_text(f"exit status {done.returncode}\n{done.stdout}{done.stderr}")
 
 

@@ -21,7 +21,7 @@ TYPES = ("int16", "int32", "float", "double")
 
 LEGEND = """Each command's own tests are those of the files about it. A run is a small procedure under a random arrival of its
 input (pieces, default block, capacities of pipes, lent or streamed), which must give the bytes of the usual arrival;
-`types` are those of its streams. The same bytes came from all builds above. What hangs on arrival by its nature is told,
+`types` are those of its streams. The same bytes came from all builds above. What depends on arrival by its nature is named,
 and checked by what must hold all the same.
 """
 
@@ -67,7 +67,7 @@ def build_rows(results):
 
 def command_rows(records, own):
     first, *others = records.values()
-    yield "| command | own tests | runs | types | same bytes | hangs on arrival |"
+    yield "| command | own tests | runs | types | same bytes | depends on arrival |"
     yield "|---|--:|--:|---|---|---|"
     for command, record in sorted(first.items()):
         same = all(other[command]["digest"] == record["digest"] for other in others)

@@ -14,7 +14,7 @@ def section(page, name):
 
 
 def with_section(page, text):
-    """The page with the section `text` in place of the one of that name, or behind all others."""
+    """The page with the section `text` in place of the one of that name, or after all others."""
     name = re.match(r"## (.*)\n", text)[1]
     old = section(page, name)
     if old:

@@ -12,7 +12,8 @@ using Crash = ToolTest;
 
 const std::string probe = " --module '" TEST_PROBE_FILE "' --module '" TEST_MODULE_FILE "'";
 const char* const remedy =
-    "  the run cannot go on, since memory may be damaged, and the outputs are dropped; it is a fault of the command: "
+    "  the run cannot continue, since memory may be damaged, and the outputs are dropped; it is a fault of the "
+    "command: "
     "report "
     "it to the author of its module\n";
 

@@ -153,9 +153,9 @@ TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsNotRefused) {
 TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
     const std::string set = "variable v : int16 = 5\n" + good;
     const std::string feeding =
-        " is not a way of feeding\n  give --feed N (samples, at least 1), whole, lockstep, or random:SEED\n";
+        " is not a feed policy\n  give --feed N (samples, at least 1), whole, lockstep, or random:SEED\n";
     const std::string wrongBlock =
-        ": the default block is 1 to 16777216 samples\n  --block N sets the block, and what commands are told of it\n";
+        ": the default block is 1 to 16777216 samples\n  --block N sets the block, which commands can ask for\n";
     const std::string wrongSize = " is not a size\n  give a number of bytes, or one with K, M or G, such as 512M\n";
     expect({
         {good, "--in a", 2, "zepl: error: --in a is not NAME=FILE\n  write --in NAME=FILE\n"},
@@ -202,7 +202,7 @@ TEST_F(Mistakes, ACallThatIsWrongIsToldOtherwise) {
         {"run data", "zepl: error: data: is a folder, not a file\n  name a file in it\n"},
         {"run", "procedure is required\nRun with --help for more information.\n"},
         {"rum p.zp", "zepl: error: zepl has no `rum`\n  did you mean `run`?\n"},
-        {"frobnicate", "zepl: error: zepl has no `frobnicate`\n  zepl --help tells what it has\n"},
+        {"frobnicate", "zepl: error: zepl has no `frobnicate`\n  zepl --help lists what it has\n"},
         {"p.zp", "zepl: error: zepl has no `p.zp`\n  a procedure is run by `zepl run p.zp`\n"},
         {"run p.zp more", "zepl: error: zepl run does not take `more`\n  zepl run --help lists what it takes\n"},
         {"run p.zp --sett x=1", "zepl: error: zepl run has no option `--sett`\n  did you mean `--set`?\n"},

@@ -1,5 +1,5 @@
 // Element-wise arithmetic: one element after another, nothing is kept but DELTA's last. Of two sources the first sets the
-// pace and is the shorter one: a block of it for which the second does not suffice is lost, and how large it is hangs on
+// pace and is the shorter one: a block of it for which the second does not suffice is lost, and how large it is depends on
 // how the input arrives.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Controllers. They poll for set points, gains and modes; where these are there from the start nothing hangs on the input.
+// Controllers. They poll for set points, gains and modes; where these are there from the start nothing depends on the input.
 #pragma once
 
 #include "tests/determinism/invariants.h"
@@ -82,7 +82,7 @@ trigger alarm  from "marks-2"
 PIDSCRAM (setin, setdrv, -2000, 30, "LINEAR", alarm)
 )",
      scramPassesRampsAndHolds,
-     "The alarm is looked at when a value comes: behind how many values it is seen hangs on the input."},
+     "The alarm is looked at when a value comes: after how many values it is seen depends on the input."},
 };
 
 }  // namespace libzepl

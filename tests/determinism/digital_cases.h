@@ -58,7 +58,7 @@ pipe mod   : int16 to "varies"
 PWM (duty, 3, 5, words, mod)
 )",
      onlyTheBitChanges,
-     "A duty is taken if one is there when a word is: when it changes hangs on which of the two comes first.",
+     "A duty is taken if one is there when a word is: when it changes depends on which of the two comes first.",
      {"int16", "float"}},
     {"DEXPAND", R"(
 pipe   wave  : int16 from "bits-707"

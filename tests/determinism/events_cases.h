@@ -95,7 +95,7 @@ trigger scaled to "varies"
 TRIGSCALE (src, 5, 2, 30, scaled)
 )",
      scaledEventsAreAll,
-     "With a `div` of 3 and more a status between two assertions can stand before the position of both: then both "
+     "With a `div` of 3 and more a status between two assertions can be before the position of both: then both "
      "pass."},
     {"FREQUENCY", R"(
 trigger src    from "marks-203"
@@ -127,7 +127,7 @@ TRIGSEND (src, 10, words)
 TRIGRECV (words, again)
 )",
      sentWordsTellTheEvents,
-     "A status goes out when it has moved by enough since the last word: where that is hangs on where it stops."},
+     "A status goes out when it has moved by enough since the last word: where that is depends on where it stops."},
     {"TRIGRECV", R"(
 pipe    words : int32 from "words-307"
 trigger dest  to "result"
@@ -143,14 +143,14 @@ pipe scan : int16 from "wave-1126"
 ALARM (scan, 0, inside, 300, 2000, 5)
 )",
      alarmFollowsTheRegion,
-     "Samples are looked at by blocks of what has come, and the last of each tells whether the alarm goes on."},
+     "Samples are looked at by blocks of what has come, and the last of each decides whether the alarm continues."},
     {"ALARM",
      R"(
 pipe scan : TYPE from "wave-1107"
 ALARM (scan, 0, inside, 300, 2000, 5, 45)
 )",
      alarmLastsItsTime,
-     "What comes during an alarm is dropped: which alarm is the next hangs on the blocks.",
+     "What comes during an alarm is dropped: which alarm is the next depends on the blocks.",
      {"int16", "double"}},
     {"PCASSERT",
      R"(

@@ -1,5 +1,5 @@
 // Filters. FIRFILTER and FIRLOWPASS filter the channels at even places of an even number exactly; the others take stale
-// samples into their sums from the second pass on, and how much a pass takes hangs on what has come. A pass waits for
+// samples into their sums from the second pass on, and how much a pass takes depends on what has come. A pass waits for
 // `decimation` new frames, also where fewer would do for an output; so the inputs end with all of those.
 #pragma once
 
@@ -23,7 +23,7 @@ vector taps  : float = [0.125, -0.25, 0.375, 0.125, 0.125]
 FIRFILTER (src, taps, 0, 1.0, 3, -1, mixed)
 )",
      staleFilterStaysBounded,
-     "A pass takes what has come, and from the second on stale samples stand in the sums of a stream of one channel."},
+     "A pass takes what has come, and from the second on stale samples are in the sums of a stream of one channel."},
     {"FIRLOWPASS", R"(
 pipe pairs : TYPE from "samples-2605"
 pipe both  : TYPE
@@ -43,7 +43,7 @@ FIRLOWPASS (pairs, 2, 2, both)
 SKIP (both, 0, 1, 1, exact)
 )",
      staleLowpassStaysBounded,
-     "A pass takes what has come, and from the second on stale samples stand in the sums of a stream of one channel."},
+     "A pass takes what has come, and from the second on stale samples are in the sums of a stream of one channel."},
     {"MTSFILT", R"(
 pipe scan  : int16 from "bits-4003"
 pipe each  : int16 to "result"
@@ -67,7 +67,7 @@ MTSFILT (scan, 32, 1, each)
 MTSFILT (scan, 32, 3, third)
 )",
      decimatedFramesAreThoseOfEach,
-     "How many frames a pass waits for hangs on what is there when it begins, and those of the last are left out."},
+     "How many frames a pass waits for depends on what is there when it begins, and those of the last are left out."},
 };
 
 }  // namespace libzepl

@@ -1,4 +1,4 @@
-// Generators: what they make hangs on no block and no pipe, with a modulator on its samples alone.
+// Generators: what they make depends on no block and no pipe, with a modulator on its samples alone.
 #pragma once
 
 #include "tests/determinism/cases.h"

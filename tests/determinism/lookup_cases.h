@@ -1,5 +1,5 @@
 // Transfer functions and tables, sample by sample. The first source sets the pace and is the shortest: a block of it for
-// which another does not suffice is lost, and how large it is hangs on how the input arrives.
+// which another does not suffice is lost, and how large it is depends on how the input arrives.
 #pragma once
 
 #include "tests/determinism/cases.h"

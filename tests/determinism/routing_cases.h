@@ -29,7 +29,8 @@ MERGEF (one, two, three, link)
 SEPARATEF (link, back1, back2, back3)
 )",
      mergedStreamsAreWhole,
-     "Each source is served when it has data: which comes first hangs on the input. Taken apart again they are whole.",
+     "Each source is served when it has data: which comes first depends on the input. Taken apart again they are "
+     "whole.",
      {"int16", "int32", "double"}},
     {"SEPARATEF", R"(
 pipe link  : TYPE from "digits-1107"
@@ -57,7 +58,7 @@ pipe three  : int16 from "bits-700"
 pipe blocks : int16 to "varies"
 BMERGEF (one, two, three, 33, blocks)
 )",
-     mergedBlocksAreWhole, "Whole blocks leave as they are complete: which source's comes first hangs on the input."},
+     mergedBlocksAreWhole, "Whole blocks leave as they are complete: which source's comes first depends on the input."},
     {"SEPARATE", R"(
 pipe src   : TYPE from "bits-2003"
 pipe one   : TYPE to "result"
@@ -99,7 +100,8 @@ pipe requests : int16 from "digits-30"
 pipe blocks   : int16 to "varies"
 MRBLOCK (src, requests, 20, blocks)
 )",
-     recentBlocksStandInRows, "The block that is the most recent one when a request is taken hangs on what has come."},
+     recentBlocksStandInRows,
+     "The block that is the most recent one when a request is taken depends on what has come."},
     // Only the moments at which the variable changes hang on the input, and nothing here looks at them.
     {"PVALUE", R"(
 pipe     src    : TYPE from "bits-1107"
@@ -122,7 +124,7 @@ SEPARATE (src, first, second, third)
 DISCARD (second, third)
 )",
      secondIsEmptied,
-     "What waits on the second pipe hangs on what has come when the first one moves; nothing is left on the first."},
+     "What waits on the second pipe depends on what has come when the first one moves; nothing is left on the first."},
 };
 
 }  // namespace libzepl
