@@ -6,8 +6,8 @@
 #include <set>
 #include <sstream>
 
-#include "tests/support/covered.h"
 #include "tests/support/session_support.h"
+#include "tests/support/unpaired.h"
 #include "tool_support.h"
 
 namespace libzepl {

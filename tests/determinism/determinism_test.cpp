@@ -21,7 +21,7 @@
 #include "tests/determinism/routing_cases.h"
 #include "tests/determinism/spectral_cases.h"
 #include "tests/determinism/stats_cases.h"
-#include "tests/support/covered.h"
+#include "tests/support/unpaired.h"
 
 namespace libzepl {
 namespace {

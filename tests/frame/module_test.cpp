@@ -13,6 +13,7 @@
 #include "tests/support/child_output.h"
 #include "tests/support/covered.h"
 #include "tests/support/session_support.h"
+#include "tests/support/unpaired.h"
 
 namespace libzepl {
 namespace {
