@@ -1,5 +1,5 @@
-// What the documents promise: every procedure in them runs without a warning, every command has its page, and the guide
-// explains the codes of refused parameters.
+// What the documents promise: every procedure in them runs without a warning, every command has its page, the guide explains
+// the codes of refused parameters, and the files that they name are there.
 
 #include <filesystem>
 #include <regex>
@@ -101,6 +101,23 @@ TEST(Guide, ExplainsTheCodesOfRefusedParameters) {
     for (std::string line; std::getline(table, line);) rows.insert(line);
     EXPECT_EQ(rows, codeRows());
     EXPECT_EQ(rows.size(), 10U);
+}
+
+// `runtime/session.h`, `frame/exact.h` or `tests/frame`, as files and folders of the tree are named.
+std::set<std::string> pathsIn(const std::string& document) {
+    const std::string text = readTextFile(TEST_SOURCE_DIR "/" + document);
+    const std::regex path("`([.a-z0-9_]+(/[.a-z0-9_]+)+)`");
+    std::set<std::string> paths;
+    for (std::sregex_iterator i(text.begin(), text.end(), path), end; i != end; ++i) paths.insert(i->str(1));
+    return paths;
+}
+
+TEST(Contributing, NamesFilesThatAreThere) {
+    const std::set<std::string> paths = pathsIn("CONTRIBUTING.md");
+    EXPECT_GE(paths.size(), 30U);
+    const std::filesystem::path root = TEST_SOURCE_DIR;
+    for (const std::string& path : paths)
+        EXPECT_TRUE(std::filesystem::exists(root / path) || std::filesystem::exists(root / "src" / path)) << path;
 }
 
 TEST(CommandPages, AreOneForEachCommand) {
