@@ -1,3 +1,5 @@
+// The binder: all mistakes of a procedure at once, kinds of arguments, and what a failed or odd run is explained with.
+
 #include "runtime/binder.h"
 
 #include "../support/session_support.h"
@@ -28,7 +30,7 @@ class Binder : public FilesTest {
     std::vector<Diagnostic> diagnostics_;
 };
 
-TEST_F(Binder, AMistakeHidesAnotherOrCreatesAnOutput) {
+TEST_F(Binder, AllMistakesAreReportedAndNoOutputIsCreated) {
     const BoundProcedure bound = bind(
         "pipe a : int16 to \"a.csv\"\n"
         "vector v : float from \"none.npy\"\n"
@@ -43,7 +45,7 @@ TEST_F(Binder, AMistakeHidesAnotherOrCreatesAnOutput) {
     EXPECT_EQ(report.notes.at(1), "line 3: unknown command `AB`");
 }
 
-TEST_F(Binder, AnArgumentIsPassedAsAnotherKind) {
+TEST_F(Binder, AnArgumentIsPassedAsTheKindThatItsTextSays) {
     const std::pair<const char*, zepl::ParamMask> arguments[] = {
         {"-32768", zepl::constantInt16}, {"32768", zepl::constantInt32},   {"2147483648", zepl::constantDouble},
         {"0.5", zepl::constantDouble},   {"5:int32", zepl::constantInt32}, {"5:float", zepl::constantFloat},
@@ -59,7 +61,7 @@ TEST_F(Binder, AnArgumentIsPassedAsAnotherKind) {
     }
 }
 
-TEST_F(Binder, AMistakeInAnOptionMakesNoSecondOne) {
+TEST_F(Binder, AMistakeInAnOptionIsReportedOnce) {
     const std::string text = "variable fs : int16 = 5\npipe a : int16 starts [1]\npipe b : int16\nOFFSET (a, fs, b)\n";
     for (const char* value : {"20*512", "40000", "0.5"}) {
         diagnostics_.clear();
@@ -72,7 +74,7 @@ TEST_F(Binder, AMistakeInAnOptionMakesNoSecondOne) {
 }
 
 // Statements of one kind, each with a mistake, up to the bound and past it.
-TEST_F(Binder, MistakesWithoutEndStopAtABound) {
+TEST_F(Binder, ReportingStopsAfterAThousandMistakes) {
     for (const char* statement : {"ABBS (a, b)\n", "ABS (a, b)\n", "pipe @ : int16 from \"none.wav\"\n"}) {
         std::string text;
         for (int i = 0; i < 2000; ++i) {
@@ -87,7 +89,7 @@ TEST_F(Binder, MistakesWithoutEndStopAtABound) {
     }
 }
 
-TEST_F(Binder, ATaskThatNeverBeganTookNoListThatTheSignatureLacks) {
+TEST_F(Binder, ATaskThatNeverBeganIsNotWarnedOfItsList) {
     bind("pipe p : int16 starts [1]\nABS (p, 7)\nSCRIPT (\"exit:1\", p)\n");
     Report report;
     report.status = Report::Status::failed;
@@ -110,7 +112,7 @@ std::uint32_t takeAll(zepl::ParamList) {
     for (;;) zepl::task_switch();
 }
 
-TEST_F(Binder, AListThatTheSignatureLacksIsAcceptedInSilence) {
+TEST_F(Binder, AListThatTheSignatureDoesNotDescribeIsWarnedOf) {
     CommandLibrary library;
     ASSERT_TRUE(library.install(
         "ODD", takeAll, {.recordSize = 16, .taskSpace = 0, .attributes = 0, .signature = "( in pipe int16 a )"}));

@@ -28,7 +28,7 @@ std::string refusal(CommandLibrary& library, const std::filesystem::path& path) 
     }
 }
 
-// What a bad module's file is refused with; `%` stands for the file.
+// What the file of a bad module is refused with; `%` is the file.
 const std::pair<std::string, std::string> modulesRefused[] = {
     {"absent", "there is no module file %\nbuild it, or name another with --module"},
     {"start_up_alone",
@@ -53,7 +53,7 @@ const std::pair<std::string, std::string> modulesRefused[] = {
      "expected a type, found `int17` (at byte 11 of the signature)\nuse another build of the module"},
 };
 
-TEST(Loader, ARefusalHasAnotherMessageOrLeavesSomething) {
+TEST(Loader, ARefusedModuleIsNamedWithTheReasonAndLeavesNothing) {
     for (const auto& [name, text] : modulesRefused) {
         const std::string file = TEST_BAD_MODULE_DIR "/" + name + ".zlm";
         CommandLibrary library;
@@ -69,7 +69,7 @@ TEST(Loader, ARefusalHasAnotherMessageOrLeavesSomething) {
     }
 }
 
-TEST(Loader, AFileThatIsNoLibraryIsNotToldAsSuch) {
+TEST(Loader, AFileThatIsNoLibraryIsRefusedAsSuch) {
     const auto folder = std::filesystem::temp_directory_path(), text = folder / "zepl_no_library.zlm";
     const auto empty = folder / "zepl_empty.zlm";
     std::ofstream(text) << "this is a text\n";
@@ -84,7 +84,7 @@ TEST(Loader, AFileThatIsNoLibraryIsNotToldAsSuch) {
     std::filesystem::remove(empty);
 }
 
-TEST(Loader, ALoadedModuleIsRecordedOtherwiseOrChangedByASecondLoad) {
+TEST(Loader, ALoadedModuleIsRecordedAndRefusedASecondTime) {
     CommandLibrary library;
     library.load(TEST_MODULE_FILE);
     const LoadedModule& module = library.modules().at(0);
@@ -106,7 +106,7 @@ TEST(Loader, ALoadedModuleIsRecordedOtherwiseOrChangedByASecondLoad) {
     EXPECT_TRUE(isMapped(TEST_MODULE_FILE));
 }
 
-TEST(Loader, AModuleStaysBehindItsLibrary) {
+TEST(Loader, AModuleIsUnloadedWithItsLibrary) {
     // A copy, since other tests keep the module itself.
     const auto copy = std::filesystem::temp_directory_path() / "zepl_copy.zlm";
     std::filesystem::copy_file(TEST_MODULE_FILE, copy, std::filesystem::copy_options::overwrite_existing);

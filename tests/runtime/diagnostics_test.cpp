@@ -1,3 +1,5 @@
+// How mistakes are shown: the block of text, the caret, cut lines, the order, hints and suggestions.
+
 #include "runtime/diagnostics.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +11,7 @@
 namespace libzepl {
 namespace {
 
-TEST(Diagnostics, blockOfOneMistakeDiffersFromItsForm) {
+TEST(Diagnostics, OneMistakeIsOneBlockOfText) {
     const SourceText source{"heart.zp", "rate 360\nDELTA (ecg, slop)\n"};
     const Diagnostic mistake{Severity::error, {2, 13, 4}, "unknown pipe `slop`", "did you mean `slope`?"};
     EXPECT_EQ(render(mistake, source),
@@ -22,7 +24,7 @@ TEST(Diagnostics, blockOfOneMistakeDiffersFromItsForm) {
     EXPECT_EQ(render(everywhere, {}), "warning: first\n  second\n  one\n  two\n");
 }
 
-TEST(Diagnostics, caretStandsUnderTheWrongCharacter) {
+TEST(Diagnostics, TheCaretStandsUnderTheMistake) {
     struct Case {
         const char* text;
         Place place;
@@ -54,7 +56,7 @@ TEST(Diagnostics, caretStandsUnderTheWrongCharacter) {
     }
 }
 
-TEST(Diagnostics, longLineLosesTheMistakeOrCutsACharacter) {
+TEST(Diagnostics, ALongLineIsCutAroundTheMistakeBetweenCharacters) {
     for (int column : {1, 2, 57, 58, 59, 120, 243, 244, 300, 301}) {
         std::string line(300, 'a');
         if (column <= 300) line[static_cast<std::size_t>(column - 1)] = 'X';
@@ -74,7 +76,7 @@ TEST(Diagnostics, longLineLosesTheMistakeOrCutsACharacter) {
     }
 }
 
-TEST(Diagnostics, mistakesAreToldOutOfOrder) {
+TEST(Diagnostics, MistakesAreReportedInTheOrderOfTheText) {
     const std::vector<Diagnostic> mistakes{{Severity::error, {3, 1, 1}, "c", ""},
                                            {Severity::warning, {1, 2, 1}, "b1", ""},
                                            {Severity::error, {1, 2, 1}, "b2", ""},
@@ -90,7 +92,7 @@ TEST(Diagnostics, mistakesAreToldOutOfOrder) {
     EXPECT_FALSE(hasErrors({mistakes[1]}));
 }
 
-TEST(Diagnostics, ARemedyIsGivenOnceAndASuggestionOnceForEachName) {
+TEST(Diagnostics, AHintIsGivenOnceAndASuggestionOnceForEachName) {
     const std::vector<Diagnostic> mistakes{{Severity::error, {}, "no a", "declare it"},
                                            {Severity::error, {}, "no b", "declare it"},
                                            {Severity::error, {}, "no slop", "did you mean `slope`?"},
@@ -101,7 +103,7 @@ TEST(Diagnostics, ARemedyIsGivenOnceAndASuggestionOnceForEachName) {
               "error: no sloe\n  did you mean `slope`?\nerror: no slop\n");
 }
 
-TEST(Diagnostics, nearestNameIsNotTheOneThatWasMeant) {
+TEST(Diagnostics, TheNearestNameIsSuggestedOrNone) {
     const std::vector<std::string> names{"slope", "DELTA", "delta2", "ecg", "gain", "gains", "x", std::string(65, 'a')};
     const std::vector<std::pair<std::string, std::string>> cases{
         {"slop", "slope"},   {"solpe", "slope"},  {"SLOPE", "slope"}, {"delta", "DELTA"},
@@ -114,7 +116,7 @@ TEST(Diagnostics, nearestNameIsNotTheOneThatWasMeant) {
     EXPECT_EQ(suggestion("unheard", names), "");
 }
 
-TEST(Diagnostics, quotedTextReachesTheTerminalRaw) {
+TEST(Diagnostics, QuotedTextIsEscapedAndCut) {
     EXPECT_EQ(libzepl::quoted("a\n\x1B\xC3\xA9\xFF"), "`a\\x0A\\x1B\xC3\xA9\\xFF`");
     EXPECT_EQ(libzepl::quoted(std::string(120, 'a')), '`' + std::string(120, 'a') + '`');
     EXPECT_EQ(libzepl::quoted(std::string(121, 'a')), '`' + std::string(117, 'a') + "...`");

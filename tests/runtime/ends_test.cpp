@@ -61,7 +61,7 @@ TEST(Ends, WhatOnlyPollsIsNotNamedBesideWhatGoesOn) {
                                           "SCRIPT (line 2) left 500 samples of `source` unread"}));
 }
 
-TEST(Ends, AGeneratorDoesNotKeepARunGoingForAnOutputThatHangsElsewhere) {
+TEST(Ends, AGeneratorDoesNotKeepARunGoingForAnOutputThatDependsOnAnother) {
     TestSession session;
     const PipeId tone = session.pipe("tone", 8), brief = session.output("brief", 10);
     const TriggerId never = session.addTrigger("never");
@@ -163,9 +163,9 @@ std::uint64_t roundsOfALoop(bool alone) {
     return session.run().pipes[1].written;
 }
 
-TEST(Ends, ATurnThatGoesOnHidesThatNothingFedIsTaken) { EXPECT_EQ(roundsOfALoop(true), roundsOfALoop(false)); }
+TEST(Ends, ALoopEndsAloneAsItEndsBesideAnotherTask) { EXPECT_EQ(roundsOfALoop(true), roundsOfALoop(false)); }
 
-TEST(Ends, ARequestIsNotSeenInATurnThatGoesOnOrDropsTheOutputs) {
+TEST(Ends, AStopRequestEndsALongTurnAndKeepsTheOutputs) {
     Session* running = nullptr;
     std::string console;
     const auto stop = [&](std::string_view text) {

@@ -24,7 +24,7 @@ std::string entries(const std::string& type, const std::string& shape, const std
 
 using BinaryTest = FilesTest;
 
-TEST_F(BinaryTest, samplesOfSomeTypeOrByteOrderAreReadWrong) {
+TEST_F(BinaryTest, EveryTypeAndByteOrderIsRead) {
     const struct {
         std::string type, samples;
         std::vector<double> expected;
@@ -47,7 +47,7 @@ TEST_F(BinaryTest, samplesOfSomeTypeOrByteOrderAreReadWrong) {
     EXPECT_EQ(elementsOf<std::int32_t>("a.npy", "rounded"), std::vector<std::int32_t>{2147483647});
 }
 
-TEST_F(BinaryTest, theHeaderOfSomeVersionOrSpellingIsMisread) {
+TEST_F(BinaryTest, EveryVersionAndSpellingOfAHeaderIsRead) {
     const std::string samples = "\x01\x00\x02\x00"s, entry = entries("<i2", "(2,)");
     for (const std::string& file :
          {npy(entry, samples), npy(entry, samples, 2), npy(entry, samples, 3), npy(entry, samples + "behind the array"),
@@ -57,7 +57,7 @@ TEST_F(BinaryTest, theHeaderOfSomeVersionOrSpellingIsMisread) {
     }
 }
 
-TEST_F(BinaryTest, channelsComeApartWhereFramesStraddleBlocks) {
+TEST_F(BinaryTest, ChannelsStayTogetherWhereFramesStraddleBlocks) {
     std::string samples;
     for (int i = 0; i < 30000; ++i) samples += {static_cast<char>(i), static_cast<char>(i >> 8)};
     put("a.npy", npy(entries("<i2", "(3, 10000)"), samples));
@@ -72,7 +72,7 @@ TEST_F(BinaryTest, channelsComeApartWhereFramesStraddleBlocks) {
               "a.npy: there is no channel 10001 | the recording has the channels 1 to 10000");
 }
 
-TEST_F(BinaryTest, aBadNpyFilePassesOrIsRefusedWithAnotherReason) {
+TEST_F(BinaryTest, ABadNpyFileIsRefusedWithItsReason) {
     const std::string cut = " | check that the file is whole; `partial` after its name reads what is there";
     const std::string anew = " | save the array again", whole = " | check that the file is whole";
     const std::string types = " cannot be read | save the array as one of i1, i2, i4, i8, u1, u2, u4, f4, f8";
@@ -112,7 +112,7 @@ TEST_F(BinaryTest, aBadNpyFilePassesOrIsRefusedWithAnotherReason) {
     expectRefusals("a.npy", ElementType::float64, refusals);
 }
 
-TEST_F(BinaryTest, nanBecomesAnInteger) {
+TEST_F(BinaryTest, ANanIsRefusedWhereIntegersAreWanted) {
     std::string samples(24, '\0');
     samples.replace(20, 4, "\x00\x00\xC0\x7F"s);
     put("a.npy", npy(entries("<f4", "(3, 2)"), samples));
@@ -123,7 +123,7 @@ TEST_F(BinaryTest, nanBecomesAnInteger) {
               "declare the type `float` or `double`");
 }
 
-TEST_F(BinaryTest, writtenBitsAreNotReadBack) {
+TEST_F(BinaryTest, WrittenBitsAreReadBack) {
     std::vector<float> elements;
     for (std::uint32_t bits : {0x7F800001U, 0xFFC00123U, 0x80000000U, 0x00000001U, 0x7F7FFFFFU})
         elements.push_back(std::bit_cast<float>(bits));
@@ -141,7 +141,7 @@ TEST_F(BinaryTest, writtenBitsAreNotReadBack) {
     EXPECT_EQ(bytesOf("b.npy").substr(128), "\x01\0\0\0\xFF\xFF\xFF\xFF"s);
 }
 
-TEST_F(BinaryTest, aRawFileOfBrokenElementsOrWithAChannelIsRead) {
+TEST_F(BinaryTest, RawDataHasWholeElementsAndNoChannels) {
     put("a.bin", "");
     EXPECT_TRUE(elementsOf<double>("a.bin").empty());
     EXPECT_EQ(refusedRead(channelOf("a.bin", 1)),

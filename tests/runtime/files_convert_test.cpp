@@ -1,3 +1,5 @@
+// Conversions between sample formats and element types: what fits, rounding, truncation, scaling and saturation.
+
 #include "runtime/files/convert.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +42,7 @@ using Shorts = std::vector<std::int16_t>;
 using Floats = std::vector<float>;
 using Doubles = std::vector<double>;
 
-TEST(Fitting, admitsATypeThatLosesValuesOrRefusesOneThatHoldsAll) {
+TEST(Fitting, AdmitsTheTypesThatHoldEveryValue) {
     const struct {
         SampleFormat format;
         std::string fitting;  // of int16, int32, float, double
@@ -56,7 +58,7 @@ TEST(Fitting, admitsATypeThatLosesValuesOrRefusesOneThatHoldsAll) {
     }
 }
 
-TEST(RealsToIntegers, roundTruncateOrScaleWrongAtTiesAndEdges) {
+TEST(RealsToIntegers, RoundToEvenTruncateToZeroAndSaturate) {
     EXPECT_EQ(fromDoubles<std::int16_t>(Conversion::rounded,
                                         {0.5, 1.5, -2.5, 32766.6, 32767.5, -32768.6, infinite, -infinite}),
               (Shorts{0, 2, -2, 32767, 32767, -32768, 32767, -32768}));
@@ -67,7 +69,7 @@ TEST(RealsToIntegers, roundTruncateOrScaleWrongAtTiesAndEdges) {
               (std::vector<std::int32_t>{2147483646, 2147483647}));
 }
 
-TEST(IntegersToIntegers, wrapInsteadOfSaturatingOrMissTheFullScale) {
+TEST(IntegersToIntegers, SaturateAndScaleToTheFullRange) {
     for (Conversion conversion : {Conversion::rounded, Conversion::truncated})
         EXPECT_EQ(fromIntegers<std::int16_t>(conversion, integerOf(64), {32768, -32769, INT64_MIN, -1}),
                   (Shorts{32767, -32768, -32768, -1}));
@@ -79,7 +81,7 @@ TEST(IntegersToIntegers, wrapInsteadOfSaturatingOrMissTheFullScale) {
     EXPECT_EQ(fromIntegers<std::int16_t>(Conversion::scaled, integerOf(64), {INT64_MAX}), Shorts{32767});
 }
 
-TEST(IntegersToReals, roundAgainstTheConversionOrMissTheFullScale) {
+TEST(IntegersToReals, RoundAsTheConversionSaysAndScaleToOne) {
     constexpr std::int64_t between = (1 << 24) + 3;  // halfway between two floats, the upper one even
     EXPECT_EQ(fromIntegers<float>(Conversion::rounded, integerOf(32), {between}), Floats{16777220});
     EXPECT_EQ(fromIntegers<float>(Conversion::truncated, integerOf(32), {between, -between}),
@@ -89,7 +91,7 @@ TEST(IntegersToReals, roundAgainstTheConversionOrMissTheFullScale) {
     EXPECT_EQ(fromIntegers<double>(Conversion::scaled, unsignedOf(8), {128}), Doubles{0.5});
 }
 
-TEST(DoublesToFloats, roundAgainstTheConversionOrLeaveTheFiniteNumbers) {
+TEST(DoublesToFloats, RoundAsTheConversionSaysAndStayFinite) {
     const double above = 1 + 0x0.Cp-23;
     const float largest = std::numeric_limits<float>::max(), endless = static_cast<float>(infinite);
     EXPECT_EQ(fromDoubles<float>(Conversion::rounded, {above, -1e300, infinite}),
@@ -99,7 +101,7 @@ TEST(DoublesToFloats, roundAgainstTheConversionOrLeaveTheFiniteNumbers) {
     EXPECT_TRUE(std::isnan(fromDoubles<float>(Conversion::rounded, {std::nan("")}).at(0)));
 }
 
-TEST(ConversionWords, areTakenWhenUnknownOrNotWhenListed) {
+TEST(ConversionWords, AreThoseListed) {
     ReadRequest request;
     request.conversion = "roundd";
     EXPECT_THROW(conversionOf(request), Problem);

@@ -1,3 +1,5 @@
+// CSV files of samples and of triggers: layouts, columns, numbers, what is refused, and what is written.
+
 #include <cmath>
 #include <limits>
 
@@ -9,7 +11,7 @@ namespace {
 using namespace std::string_literals;
 using CsvTest = FilesTest;
 
-TEST_F(CsvTest, elementsAreLostOrMixedUpByTheLayout) {
+TEST_F(CsvTest, CellsAreReadInOrderWhateverTheLayout) {
     const struct {
         std::string_view text;
         std::vector<std::int32_t> expected;
@@ -36,7 +38,7 @@ TEST_F(CsvTest, elementsAreLostOrMixedUpByTheLayout) {
     }
 }
 
-TEST_F(CsvTest, theChosenColumnIsAnother) {
+TEST_F(CsvTest, AColumnIsChosenByNumberOrHeading) {
     put("ecg.csv", "10:00,1\n10:01,3\n");
     EXPECT_EQ(elementsOf<std::int16_t>(columnOf("ecg.csv", 2)), (std::vector<std::int16_t>{1, 3})) << "no heading";
     put("ecg.csv", "time,\"lead, one\",lead two\n10:00,1,2\n10:01,3,4\n");
@@ -51,7 +53,7 @@ TEST_F(CsvTest, theChosenColumnIsAnother) {
     EXPECT_EQ(whole->rate(), std::nullopt);
 }
 
-TEST_F(CsvTest, aRealCellIsNotTheNearestNumberOfItsType) {
+TEST_F(CsvTest, ARealCellBecomesTheNearestNumberOfItsType) {
     put("ecg.csv", "0.1\n16777217\n1.00000017881393432617187499\n.5\n5.\n-2.5e-1\n1e-50\ninf\n-inf\n");
     EXPECT_EQ(elementsOf<float>("ecg.csv"),
               (std::vector<float>{0.1F, 16777216, 1 + 0x1p-23F, 0.5F, 5, -0.25F, 0, INFINITY, -INFINITY}));
@@ -61,7 +63,7 @@ TEST_F(CsvTest, aRealCellIsNotTheNearestNumberOfItsType) {
     EXPECT_TRUE(special.at(1) == 0 && std::signbit(special.at(1)));
 }
 
-TEST_F(CsvTest, aBadCellPassesOrIsRefusedWithAnotherReason) {
+TEST_F(CsvTest, ABadCellIsRefusedWithItsLineAndReason) {
     const std::string noNumber = " is no number | correct the cell, or choose another column with `column K`";
     const std::string wider = " | declare a wider type, or ask for `convert rounded`";
     const std::string open = ": a quoted cell does not end | close the quotes before the comma or the line's end";
@@ -96,7 +98,7 @@ TEST_F(CsvTest, aBadCellPassesOrIsRefusedWithAnotherReason) {
                     {"1\n0x10\n", ":2: `0x10` in column 1" + noNumber}});
 }
 
-TEST_F(CsvTest, aConversionIsNotAppliedOrTakesWhatIsNoNumber) {
+TEST_F(CsvTest, AConversionIsAppliedToNumbersOnly) {
     put("ecg.csv", "1.5\n-2.5\n1e9\n");
     EXPECT_EQ(elementsOf<std::int16_t>("ecg.csv", "rounded"), (std::vector<std::int16_t>{2, -2, 32767}));
     EXPECT_EQ(elementsOf<std::int16_t>("ecg.csv", "truncated"), (std::vector<std::int16_t>{1, -2, 32767}));
@@ -107,7 +109,7 @@ TEST_F(CsvTest, aConversionIsNotAppliedOrTakesWhatIsNoNumber) {
               "ecg.csv:2: `nan` in column 1 is no integer | declare `float` or `double`");
 }
 
-TEST_F(CsvTest, aMissingColumnIsTakenForAnother) {
+TEST_F(CsvTest, AMissingColumnIsRefused) {
     const struct {
         const char* text;
         std::variant<std::int64_t, std::string> column;
@@ -126,7 +128,7 @@ TEST_F(CsvTest, aMissingColumnIsTakenForAnother) {
     }
 }
 
-TEST_F(CsvTest, aLineOverTheBoundIsReadOrOneWithinItRefused) {
+TEST_F(CsvTest, ALineHasAtMostAMebibyte) {
     std::string line(std::size_t{1} << 20, ' ');
     line[0] = '7';
     put("ecg.csv", "1\n" + line + "\n8\n");
@@ -135,7 +137,7 @@ TEST_F(CsvTest, aLineOverTheBoundIsReadOrOneWithinItRefused) {
                    {{"1\n" + line + " \n", ":2: the line is longer than a mebibyte | check that the file is text"}});
 }
 
-TEST_F(CsvTest, writtenNumbersAreNotTheShortestThatReadBack) {
+TEST_F(CsvTest, NumbersAreWrittenWithTheFewestDigitsThatReadBack) {
     save<double>("out.csv", {0.1, -0.0, 1e300, 5e-324, -NAN, -INFINITY, 3});
     EXPECT_EQ(bytesOf("out.csv"), "signal\n0.1\n-0\n1e+300\n5e-324\nnan\n-inf\n3\n");
     save<float>("out.csv", {0.1F, 16777216.0F});
@@ -146,7 +148,7 @@ TEST_F(CsvTest, writtenNumbersAreNotTheShortestThatReadBack) {
     EXPECT_EQ(bytesOf("out.csv"), "") << "a heading that is a number would be read back as one";
 }
 
-TEST_F(CsvTest, triggerRowsAreLostOrBadOnesTaken) {
+TEST_F(CsvTest, TriggerRowsAreReadAndWrittenAndBadOnesRefused) {
     put("beat.csv", "event, position\r\nassert,0\n\nstatus,4294967295\n");
     const auto rows = readTriggerRows(at("beat.csv"));
     ASSERT_EQ(rows.size(), 2U);

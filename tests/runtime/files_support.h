@@ -111,7 +111,7 @@ class FilesTest : public testing::Test {
     }
     std::string refusedRead(const std::string& name) const { return refusedRead(reading(name)); }
 
-    // Contents of a file, and what its reading is refused with behind the file's name.
+    // Contents of a file, and what its reading is refused with after the file's name.
     using Refusals = std::vector<std::pair<std::string, std::string>>;
     void expectRefusals(const std::string& name, ElementType type, const Refusals& refusals) const {
         for (const auto& [content, expected] : refusals) {

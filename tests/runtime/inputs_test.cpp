@@ -1,4 +1,4 @@
-// How inputs arrive, and that results don't hang on it.
+// How inputs arrive, and that results do not depend on it.
 
 #include <numeric>
 
@@ -51,7 +51,7 @@ TEST(Inputs, SeveralChannelsMakeAFrame) {
     EXPECT_EQ(session.collected<std::int32_t>(copy), samples);
 }
 
-// A source that tells no length, and that can fail.
+// A source that states no length, and that can fail.
 class UnknownLength : public Source {
  public:
     explicit UnknownLength(std::int32_t count, bool fails = false) : count_(count), fails_(fails) {}

@@ -1,4 +1,4 @@
-// What stands in a task's slots, and which lists are refused.
+// What is in a task's slots, and which lists are refused.
 
 #include "host/codes.h"
 #include "tests/support/session_support.h"
@@ -75,7 +75,7 @@ std::string outcomeOf(const ListCase& list) {
     return statesOf(report)[0] + ": " + report.tasks[0].text;
 }
 
-TEST(Parameters, ListsThatDontFitAreRefusedByPositionAndReason) {
+TEST(Parameters, ListsThatDoNotFitAreRefusedByPositionAndReason) {
     TestSession names;
     const TaskArgument ints = names.use(names.pipe("ints"));
     const TaskArgument floats = names.use(names.pipe("reals", {}, ElementType::float32));
@@ -113,7 +113,7 @@ TEST(Parameters, ListsThatDontFitAreRefusedByPositionAndReason) {
     for (const ListCase& list : lists) EXPECT_EQ(outcomeOf(list), list.outcome) << list.command;
 }
 
-TEST(Parameters, AllSetUpErrorsAreToldAndOutputsDropped) {
+TEST(Parameters, AllSetUpErrorsAreReportedAndOutputsDropped) {
     TestSession session;
     const PipeId source = session.input("source", countUp(3)), result = session.pipe("result");
     const PipeId small = session.pipe("small", {}, ElementType::int16);
@@ -133,7 +133,7 @@ TEST(Parameters, AllSetUpErrorsAreToldAndOutputsDropped) {
     EXPECT_EQ(log.finished, 0);
 }
 
-TEST(Parameters, ASetUpErrorBehindASwitchStopsTheRunAsWell) {
+TEST(Parameters, ASetUpErrorAfterASwitchStopsTheRunAsWell) {
     TestSession session;
     const PipeId source = session.input("source", countUp(100000));
     SinkLog log;

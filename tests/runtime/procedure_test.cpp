@@ -1,3 +1,5 @@
+// The parser of procedures: declarations, forms of lines, each mistake with its place and hint, bounds; and numbers.
+
 #include "runtime/procedure.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +31,7 @@ Parsed parse(const std::string& text) {
     return parsed;
 }
 
-TEST(Procedure, declarationIsReadWrong) {
+TEST(Procedure, DeclarationsAreReadWithAllTheirClauses) {
     const auto [p, mistakes] = parse(
         "# heartbeats\n"
         "rate 2.5e2\n"
@@ -67,7 +69,7 @@ TEST(Procedure, declarationIsReadWrong) {
     EXPECT_EQ(p.commands.at(1).place.line, 14);
 }
 
-TEST(Procedure, wordIsReserved) {
+TEST(Procedure, NoWordIsReserved) {
     const auto [p, mistakes] = parse(
         "pipe pipe : int16 from \"from\"\npipe from : int16\npipe rate : int16 capacity 2\ntrigger to to \"to\"\n"
         "variable float : float = 1\npipe inf : int16\n"
@@ -81,7 +83,7 @@ TEST(Procedure, wordIsReserved) {
     for (std::size_t i = 0; i < kinds.size(); ++i) EXPECT_EQ(p.commands[1].arguments.at(i).kind, kinds[i]) << i;
 }
 
-TEST(Procedure, formOfTheLinesMatters) {
+TEST(Procedure, LineEndsBlanksAndCommentsChangeNothing) {
     const std::string plain = "rate 5\npipe a : int16 starts [1,\n2]\nDELTA (a, \"x\") # end\n";
     std::string crlf;
     for (char c : plain) crlf += c == '\n' ? "\r\n" : std::string(1, c);
@@ -95,7 +97,7 @@ TEST(Procedure, formOfTheLinesMatters) {
     EXPECT_EQ(parse("\xEF\xBB\xBFrate x").mistakes, "1:6 expected a number, not `x`\n");
 }
 
-TEST(Procedure, mistakeIsToldWrong) {
+TEST(Procedure, EachMistakeIsReportedAtItsPlaceWithAHint) {
     const std::string clauses =
         "a pipe takes capacity, starts, interleaved, from, channel, column, convert, partial, to, limit, rate, format";
     const std::string natural = " is out of range: int16 holds -32768 to 32767";
@@ -199,7 +201,7 @@ TEST(Procedure, EachFileOfAPipeHasItsClauses) {
     EXPECT_EQ(p.triggers.at(0).from->format, "csv");
 }
 
-TEST(Procedure, oneMissingBracketSpoilsTheStatementsBehindIt) {
+TEST(Procedure, AMissingBracketSpoilsOnlyItsOwnStatement) {
     for (const std::string broken : {"A (a, b", "A (a,", "A (", "A (a\n  , b # )", "A (a, \")\""}) {
         const auto [p, mistakes] = parse(broken + "\nB (c)\npipe c : int16 starts [1]\nC (c)\n");
         EXPECT_EQ(mistakes, "1:3 `(` is not closed | close it with `)`\n") << broken;
@@ -212,7 +214,7 @@ TEST(Procedure, oneMissingBracketSpoilsTheStatementsBehindIt) {
     EXPECT_EQ(parse("A (a b,\n  c,\n  d)\nB (a)").procedure.commands.size(), 1u);
 }
 
-TEST(Procedure, readingGoesOnPastItsBounds) {
+TEST(Procedure, ReadingStopsAtItsBounds) {
     const std::string line = "A (\n";
     std::string many;
     for (int i = 0; i < 1000; ++i) many += line;
@@ -231,7 +233,7 @@ TEST(Procedure, readingGoesOnPastItsBounds) {
               "0:1 a procedure of over 16 MiB | is this a recording? it is named in a `from` clause\n");
 }
 
-TEST(Numbers, formIsReadWrong) {
+TEST(Numbers, EveryFormIsReadExactly) {
     const std::vector<std::pair<const char*, std::int64_t>> integers{
         {"0", 0}, {"+7", 7}, {"007", 7}, {"0x1f", 31}, {"-0X1F", -31}, {"9007199254740993", 9007199254740993}};
     for (const auto& [text, value] : integers) {
@@ -255,7 +257,7 @@ TEST(Numbers, formIsReadWrong) {
     EXPECT_TRUE(std::isnan(parseNumber("nan")->real));
 }
 
-TEST(Numbers, malformedOneIsTaken) {
+TEST(Numbers, AMalformedNumberIsRefused) {
     for (const char* text : {"",  "-",   "+-1", "--1", "1e", "1e+", "0x",  "0x-1",     "0xg",    "12abc", "1.2.3",
                              ".", ".e1", "1,5", " 1",  "1 ", "NaN", "INF", "infinity", "nan(1)", "0x1p3", "1_0"}) {
         EXPECT_FALSE(parseNumber(text)) << text;
@@ -269,7 +271,7 @@ TEST(Numbers, malformedOneIsTaken) {
         EXPECT_EQ(whyNoNumber(text), libzepl::quoted(text) + " is too large or too small for a double");
 }
 
-TEST(Numbers, shortestTextOfADoubleReadsBackAsAnother) {
+TEST(Numbers, TheShortestTextOfADoubleReadsBackAsIt) {
     std::mt19937_64 random(20240607);
     for (int i = 0; i < 20000; ++i) {
         const double value = std::bit_cast<double>(random());
@@ -281,7 +283,7 @@ TEST(Numbers, shortestTextOfADoubleReadsBackAsAnother) {
     }
 }
 
-TEST(Numbers, typeHoldsOrStoresOtherValues) {
+TEST(Numbers, ATypeHoldsAndStoresTheValuesOfItsRange) {
     const auto stored = [](ElementType type, const char* text) {
         std::uint64_t cell = 0;
         storeNumber(type, *parseNumber(text), &cell);

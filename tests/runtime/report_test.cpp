@@ -1,4 +1,4 @@
-// What a run's report tells.
+// What a run's report says.
 
 #include <cmath>
 #include <limits>
@@ -9,7 +9,7 @@
 namespace libzepl {
 namespace {
 
-TEST(Report, TellsWhoWaitsForWhat) {
+TEST(Report, SaysWhoWaitsForWhat) {
     const struct {
         std::size_t given;
         const char* steps;
@@ -56,7 +56,7 @@ TEST(Report, IsTheSameForTheSameSession) {
     EXPECT_EQ(reports[0], reports[1]);
 }
 
-TEST(Report, AsJsonTellsAll) {
+TEST(Report, HasAllFieldsAsJson) {
     TestSession session({.rate = 1000.0});
     const PipeId source = session.input("source", countUp(3)), copy = session.output("copy");
     const double notNumber = std::nan("");

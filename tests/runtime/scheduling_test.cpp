@@ -5,7 +5,7 @@
 namespace libzepl {
 namespace {
 
-TEST(Scheduling, TasksRunInAnotherOrderThanTheyBecameReady) {
+TEST(Scheduling, TasksRunInTheOrderInWhichTheyBecameReady) {
     const struct {
         std::initializer_list<const char*> scripts;  // on a pipe of 8
         Lines lines;

@@ -1,3 +1,5 @@
+// Signatures: how they are parsed, which lists they match and with which kinds, and how a mismatch is explained.
+
 #include "runtime/signature.h"
 
 #include <sstream>
@@ -26,7 +28,7 @@ void checkMatches(const std::string& signature, const std::string& cases) {
     }
 }
 
-TEST(Signature, MistakeIsReportedElsewhereOrNotAtAll) {
+TEST(Signature, EachMistakeIsReportedAtItsPlace) {
     const std::vector<std::tuple<std::string, int, std::string>> cases{
         {"", 1, "expected `(`, found the end"},
         {"(in int16 a", 12, "expected `)`, found the end"},
@@ -66,7 +68,7 @@ TEST(Signature, MistakeIsReportedElsewhereOrNotAtAll) {
     }
 }
 
-TEST(Signature, CommaOrBlankChangesTheMeaning) {
+TEST(Signature, CommasAndBlanksDoNotChangeTheMeaning) {
     for (const std::string signature :
          {"(in int16 a,in pipe int16 b[,out pipe int16 c])",
           "( in int16 a , in pipe int16 b [ , out pipe int16 c , ] ) ",
@@ -80,7 +82,7 @@ TEST(Signature, CommaOrBlankChangesTheMeaning) {
     EXPECT_EQ(matched("()", "1"), "none");
 }
 
-TEST(Signature, GroupAdmitsAnotherCountOrOrder) {
+TEST(Signature, GroupsAdmitTheirCountsInOrder) {
     checkMatches("([in trigger s,]+ out trigger d[,in int16 tol])", "t t t 5 -> t t t c16");
     checkMatches("([in trigger s,]+ out trigger d)", "t -> none");
     checkMatches("(in pipe int16 s [,in typeof(s) more]*, const int16 n)",
@@ -93,7 +95,7 @@ TEST(Signature, GroupAdmitsAnotherCountOrOrder) {
     checkMatches("([[in int16 a,]*]+ in pipe int16 p)", "1 2 p16 -> c16 c16 p16");
 }
 
-TEST(Signature, KindAdmitsAnArgumentOfAnotherKind) {
+TEST(Signature, AKindAdmitsItsOwnArgumentsOnly) {
     const std::string number = "(in storage anyscalar x)", result = "(out storage (int32|double) x)",
                       window = "(const (anyscalar vector[uint32] | int16) x)",
                       words = "(const (keyword set {AB,CD} | keyword region) x)";
@@ -113,7 +115,7 @@ TEST(Signature, KindAdmitsAnArgumentOfAnotherKind) {
     checkMatches("(in trigger x)", "t -> t; p16 -> none");
 }
 
-TEST(Signature, LiteralTakesATypeThatDoesNotHoldItOrIsLessPreferred) {
+TEST(Signature, ALiteralTakesTheFirstTypeThatHoldsIt) {
     const std::string any = "(const (float|double|int32|int16) x)", unsigneds = "(const (int16|uint16|int32|uint32) x)";
     checkMatches(any, "32767 -> c16; 32768 -> c32; -32769 -> c32; 2147483648 -> cd; 1.0 -> cd; nan -> cd");
     checkMatches("(const (int16|float) x)", "32768 -> cf");
@@ -126,7 +128,7 @@ TEST(Signature, LiteralTakesATypeThatDoesNotHoldItOrIsLessPreferred) {
     checkMatches(unsigneds, "40000 -> c32; 4294967295 -> c32; 4294967296 -> none");
 }
 
-TEST(Signature, ReferenceIgnoresWhatItRefersTo) {
+TEST(Signature, AReferenceFollowsWhatItRefersTo) {
     const std::string bound = "(in pipe anyscalar src, in storage elementof(src) low, out typeof(src) dest)",
                       table = "(in pipe anyscalar s, const elementof(s) vector[uint16] x, const contentof(x) y)",
                       same = "(in (anyscalar | string) a, out pipe int16 p, const typeof(a) b)";
@@ -142,7 +144,7 @@ TEST(Signature, ReferenceIgnoresWhatItRefersTo) {
                  "\"a\" p16 5 -> none");
 }
 
-TEST(Signature, NameInSeveralAlternativesRefersToAnother) {
+TEST(Signature, ANameInSeveralAlternativesRefersToTheOneTaken) {
     const std::string signature =
         "(in pipe int16 a, (in pipe float a, in string s | in pipe double b, in string s), out typeof(a) c)";
     checkMatches(signature,
@@ -152,7 +154,7 @@ TEST(Signature, NameInSeveralAlternativesRefersToAnother) {
     checkMatches("([in pipe int16 a,] out typeof(a) b)", "p16 p16 -> p16 p16; p16 -> none");
 }
 
-TEST(Signature, TypesOfLiteralsAreNotSearchedUntilTheWholeListFits) {
+TEST(Signature, TypesOfLiteralsAreSearchedUntilTheWholeListFits) {
     const std::string twoLiterals =
         "(const anyscalar a, const anyscalar b, out pipe contentof(a) c, out pipe contentof(b) d)";
     checkMatches(chirp,
@@ -161,7 +163,7 @@ TEST(Signature, TypesOfLiteralsAreNotSearchedUntilTheWholeListFits) {
     checkMatches(twoLiterals, "1 1 pf p32 -> cf c32 pf p32");
 }
 
-TEST(Signature, CommandsListIsRefused) {
+TEST(Signature, TheListsOfRealCommandsAreMatched) {
     checkMatches(
         signatureOf("SINEWAVE"),
         "100 1000 p16 -> c16 c16 p16; -1.0 1 0.1 0.001 pf -> cd c16 cd cd pf; "
@@ -178,7 +180,7 @@ TEST(Signature, CommandsListIsRefused) {
                  "4 256 0 af p16 p32 -> none");
 }
 
-TEST(Signature, HostileSignatureTakesForEver) {
+TEST(Signature, AHostileSignatureIsGivenUpSoon) {
     std::string nested = "in trigger t";
     for (int depth = 0; depth < 30; ++depth) nested = "[" + nested + "]+[" + "in trigger t" + "]*";
     std::string many;
@@ -192,7 +194,7 @@ TEST(Signature, HostileSignatureTakesForEver) {
     EXPECT_EQ(matched(tied + ", in trigger t)", numbers), "none");
 }
 
-TEST(Signature, MismatchIsExplainedAtAnotherPlace) {
+TEST(Signature, AMismatchIsExplainedAtItsPlace) {
     EXPECT_EQ(explained(signatureOf("OFFSET"), "p16 1.5 p16"),
               "  1 src: a pipe of int16, int32, float or double; given `p16`, a pipe of int16\n"
               "  2 offset: a value of the same type as `src` (int16); but given 1.5, a number with a point\n");
@@ -220,7 +222,7 @@ TEST(Signature, MismatchIsExplainedAtAnotherPlace) {
               "  2 too many parameters; but given `\"x\"`, a text\n");
 }
 
-TEST(Signature, LayoutHidesAPartOfTheSignature) {
+TEST(Signature, TheLayoutShowsEveryPartOfASignature) {
     EXPECT_EQ(
         layOut(parseSignature("(in pipe anyfixed a[, out storage elementof(a) b]*, (const keyword region r, | const "
                               "keyword k {X,Y,Z} w [in trigger t]+) const float vector[valueof(a)] v, const "
@@ -243,7 +245,7 @@ TEST(Signature, LayoutHidesAPartOfTheSignature) {
               "    out c: a pipe of the same type as `a`\nout d: a pipe of the same type as `c`\n");
 }
 
-TEST(Signature, DeclaredWordIsUnknown) {
+TEST(Signature, DeclaredWordsAreListed) {
     EXPECT_EQ(declaredWords(parseSignature(signatureOf("MIXRFFT"))),
               (std::vector<std::string>{"FORWARD", "REVERSE", "BARTLETT", "VONHANN", "HAMMING", "BLACKMAN", "KAISER",
                                         "RECTANGULAR", "HALF", "FULL", "PARTS", "POWER", "MAGNITUDE", "POLAR"}));

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint32_t top = 0xFFFFFFFF;
 
-TEST(Triggers, ReadersSeeOtherEventsOrAnotherStatus) {
+TEST(Triggers, EveryReaderSeesAllEventsAndTheStatus) {
     const struct {
         std::initializer_list<const char*> scripts;
         Lines lines;
@@ -16,7 +16,7 @@ TEST(Triggers, ReadersSeeOtherEventsOrAnotherStatus) {
         {{"write:2 assert:2,5 assert:2,9 switch assert:2,12", "read:2 read:3 ?event:2 ?events:2 ?events:3 ?event:3",
           "read:2 3( switch ) ?events:2 3( event:2 ) ?immediate:2"},
          {"5", "1", "2", "5", "3", "-9999999988"}},
-        // an event is told from a status
+        // an event is distinguished from a status
         {{"write:2 switch assert:2,7 vouch:2,9", "read:2 ?immediate:2 switch ?immediate:2 ?immediate:2"},
          {"-5705032705", "7", "-9999999991"}},
         // an event may come before its samples
