@@ -7,17 +7,17 @@ namespace {
 
 using Generators = ProcedureTest;
 
-const std::string rectify =
+const char* const rectify =
     "pipe ecg : int16 from \"data/ecg208.wav\"\n"
     "pipe size : int16 to \"size.bin\"\n"
     "ABS (ecg, size)\n";
 
-TEST_F(Generators, RandomBesideARecording) {
+TEST_F(Generators, AGeneratorAndARecordingBothComeToTheirEnds) {
     const std::vector<std::int16_t> sizes = rectified(recording());
     for (const std::size_t limit : {10000U, 300000U})
         for (const std::string feed : {"", "--feed 999", "--feed whole", "--block 7"}) {
-            const Ran ran = run(rectify + "pipe noise : int16 to \"noise.bin\" limit " + std::to_string(limit) +
-                                    "\nRANDOM (0, 1, noise)\n",
+            const Ran ran = run(rectify + std::string("pipe noise : int16 to \"noise.bin\" limit ") +
+                                    std::to_string(limit) + "\nRANDOM (0, 1, noise)\n",
                                 feed);
             EXPECT_EQ(ran.status, 0);
             EXPECT_TRUE(elementsOf<std::int16_t>("size.bin") == sizes) << limit << feed;
@@ -27,40 +27,8 @@ TEST_F(Generators, RandomBesideARecording) {
         }
 }
 
-TEST_F(Generators, AChirpThatNobodyReads) {
-    const std::string chirp =
-        "pipe sweep : float\n"
-        "CHIRP (\"LOG\", \"BIDIR\", 0.5, 24000, 480, 10, 0.0, sweep)\n";
-    for (const bool beside : {false, true}) {
-        const Ran ran = run(beside ? rectify + chirp : chirp);
-        EXPECT_EQ(ran.status, 0);
-        EXPECT_EQ(ran.states().back(), "CHIRP waiting");
-        EXPECT_EQ(ran.notes(), Lines({"nobody reads `sweep`"}));
-        EXPECT_TRUE(!beside || elementsOf<std::int16_t>("size.bin") == rectified(recording()));
-    }
-}
-
-TEST_F(Generators, AFaultBesideARunningTask) {
-    const Ran ran =
-        run("pipe ecg : int16 from \"data/ecg208.wav\"\n"
-            "pipe lost : int16 to \"lost.bin\"\n"
-            "pipe kept : int16 to \"kept.bin\"\n"
-            "variable divisor : int16 = 0\n"
-            "SCALE (ecg, 0, 3, divisor, lost)\n"
-            "SCALE (ecg, 0, 3, 2, kept)\n");
-    EXPECT_EQ(ran.status, 1);
-    EXPECT_EQ(ran.report["status"], "failed");
-    EXPECT_EQ(ran.states(), Lines({"SCALE fault", "SCALE waiting"}));
-    EXPECT_EQ(ran.report["tasks"][0]["text"], "integer division by zero");
-    EXPECT_EQ(ran.notes(), Lines());
-    EXPECT_EQ(bytesOf("lost.bin"), "");
-    std::vector<std::int16_t> expected = recording();
-    for (std::int16_t& sample : expected) sample = static_cast<std::int16_t>(std::clamp(sample * 3 / 2, -32768, 32767));
-    EXPECT_TRUE(elementsOf<std::int16_t>("kept.bin") == expected);
-}
-
-// The fourth sample makes a quotient that 32 bits don't hold. What came before it stays, and the writer goes on.
-TEST_F(Generators, AReaderThatEndsByAFaultOnItsWay) {
+// The fourth sample makes a quotient that 32 bits do not hold. What came before it is kept, and the writer continues.
+TEST_F(Generators, AReaderThatEndsByAFaultKeepsWhatCameBefore) {
     putSamples<std::int16_t>("in.bin", {1, 32767, -32767, -32768, 5});
     const Ran ran =
         run("pipe source : int16 from \"in.bin\"\n"
@@ -79,8 +47,8 @@ TEST_F(Generators, AReaderThatEndsByAFaultOnItsWay) {
     EXPECT_EQ(elementsOf<std::int16_t>("first.bin"), std::vector<std::int16_t>({-32768, -32768, -32768}));
 }
 
-// Each source keeps its order and the recording comes over whole, whatever stands between; the noise goes on behind it.
-TEST_F(Generators, RandomMergedWithARecording) {
+// Each source keeps its order and the recording comes over whole, whatever comes between; the noise continues after it.
+TEST_F(Generators, AMergeWithAGeneratorTakesAllOfTheRecording) {
     const std::vector<std::int16_t> samples = recording();
     for (const std::string feed : {"", "--feed whole", "--feed random:5"}) {
         const Ran ran =
@@ -105,23 +73,6 @@ TEST_F(Generators, RandomMergedWithARecording) {
         EXPECT_TRUE(sources[1] == randomFromOne(sources[1].size())) << feed;
         EXPECT_EQ(link[link.size() - 2], 1) << "the noise ended before the recording";
     }
-}
-
-TEST_F(Generators, AGeneratorWithoutInputsEndsWithItsLastOutput) {
-    const Ran ran =
-        run("pipe tone : int16\n"
-            "pipe wave : int16 to \"wave.bin\" limit 5000\n"
-            "variable ask : int16 = 0\n"
-            "trigger mark to \"mark.csv\" limit 5\n"
-            "RANDOM (0, 1, tone)\n"
-            "SCALE (tone, 0, 1, 1, wave)\n"
-            "PCASSERT (ask, mark)\n");
-    EXPECT_EQ(ran.status, 0);
-    EXPECT_TRUE(elementsOf<std::int16_t>("wave.bin") == randomFromOne(5000));
-    EXPECT_EQ(bytesOf("mark.csv"), "event,position\nstatus,5000\n");
-    EXPECT_EQ(ran.notes(), Lines({"RANDOM (line 5) was still running by itself when nothing more could come of it",
-                                  "SCALE (line 6) was still running by itself when nothing more could come of it",
-                                  "the output of `mark` has 0 events of the 5 asked for"}));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -42,6 +43,9 @@ struct Ran {
     }
 };
 
+inline const char* const someFeeds[] = {
+    "", "--feed 1", "--feed 7", "--feed whole", "--feed random:1", "--feed random:2"};
+
 class ProcedureTest : public ToolTest {
  protected:
     // The outputs of a failed run have their own names afterwards.
@@ -54,6 +58,19 @@ class ProcedureTest : public ToolTest {
             if (name.ends_with(failed))
                 std::filesystem::rename(at(name), at(name.substr(0, name.size() - failed.size())));
         return {status, nlohmann::json::parse(bytesOf("r.json"))};
+    }
+
+    // However the input arrives, the run succeeds with these notes, and its files hold these samples.
+    template <class T>
+    void expectOfEveryFeed(const std::string& procedure, const Lines& notes,
+                           const std::map<std::string, std::vector<T>>& files) const {
+        for (const char* feed : someFeeds) {
+            const Ran ran = run(procedure, feed);
+            EXPECT_EQ(ran.status, 0) << feed;
+            EXPECT_EQ(ran.notes(), notes) << feed;
+            for (const auto& [name, samples] : files)
+                EXPECT_TRUE(elementsOf<T>(name) == samples) << name << " " << feed;
+        }
     }
 
     // Raw samples, for a file with the ending .bin.
@@ -73,9 +90,6 @@ class ProcedureTest : public ToolTest {
 
     std::vector<std::int16_t> recording() const { return elementsOf<std::int16_t>("data/ecg208.wav"); }
 };
-
-inline const char* const someFeeds[] = {
-    "", "--feed 1", "--feed 7", "--feed whole", "--feed random:1", "--feed random:2"};
 
 template <class T>
 std::vector<T> randomSamples(std::size_t count, T low, T high) {

@@ -83,7 +83,7 @@ TEST_F(SlowWork, AnOutputByTheClockOfARecordingNeedsNoLimit) {
 
 const std::string goesOn = "was still running by itself when the inputs had ended";
 
-// Each of these goes on by itself after the inputs, so that nobody asked for the length of its output.
+// Each of these continues by itself after the inputs, so that nobody asked for the length of its output.
 TEST_F(SlowWork, AnOutputThatGoesOnByItselfNeedsALimit) {
     putSamples("few.bin", Samples{1, 2, 3});
     put("alarm.csv", "event,position\nassert,0\n");
@@ -115,7 +115,6 @@ TEST_F(SlowWork, AnOutputThatGoesOnByItselfNeedsALimit) {
     }
 }
 
-// What goes on with no way to an output leaves the run well.
 TEST_F(SlowWork, WhatGoesOnWithNoWayToAnOutputLeavesTheRunWell) {
     const Ran ran =
         run("pipe ecg : int16 from \"data/ecg208.wav\"\npipe size : int16 to \"size.bin\"\nABS (ecg, size)\n"
