@@ -9,7 +9,7 @@ namespace {
 
 using Catalogue = ToolTest;
 
-TEST_F(Catalogue, CommandsAreFoundByOtherThanNameAndSignature) {
+TEST_F(Catalogue, CommandsAreFoundByNameAndSignature) {
     const std::string row = "ABS               0  ( in pipe (int16|int32|float|double) src , out typeof(src) dest )\n";
     for (const char* word : {"ABS", "abs", "TypeOf"})
         EXPECT_NE(call("commands " + std::string(word)).out.find(row), std::string::npos) << word;
@@ -19,7 +19,7 @@ TEST_F(Catalogue, CommandsAreFoundByOtherThanNameAndSignature) {
     EXPECT_EQ(call("commands xyzzy --json").out, "[]\n");
 }
 
-TEST_F(Catalogue, TheJsonListLacksAFieldOrACommand) {
+TEST_F(Catalogue, TheJsonListHasEveryCommandWithItsFields) {
     const nlohmann::json list = nlohmann::json::parse(
         call("commands --json --module '" TEST_MODULE_FILE "' --module '" TEST_PROBE_FILE "'").out);
     EXPECT_EQ(list.front()["name"], "ABS");
@@ -29,7 +29,7 @@ TEST_F(Catalogue, TheJsonListLacksAFieldOrACommand) {
                                                      "attributes": 2147483648, "signature": null})"));
 }
 
-TEST_F(Catalogue, HelpLacksPageOrParameters) {
+TEST_F(Catalogue, HelpShowsThePageAndTheParameters) {
     const Called help = call("help abs");
     EXPECT_EQ(help.status, 0);
     const std::string page = readTextFile(TEST_SOURCE_DIR "/docs/commands/ABS.md");
@@ -42,7 +42,7 @@ TEST_F(Catalogue, HelpLacksPageOrParameters) {
     EXPECT_EQ(call("help").out, call("--help").out);
 }
 
-TEST_F(Catalogue, VersionsAreToldOtherwise) {
+TEST_F(Catalogue, TheVersionsOfRuntimeAndModuleAreShown) {
     EXPECT_EQ(call("version").out,
               "runtime: build 1.00, interface 1.04\n"
               "module zcmds3: build 1.52, interface 1.04, compatible with this runtime\n");

@@ -16,7 +16,7 @@
 namespace libzepl {
 namespace {
 
-// What stands in front of a command's page, between lines of dashes.
+// What precedes the text of a command's page, between lines of dashes.
 std::string cautionsOf(const std::string& command) {
     const std::string page = readTextFile(TEST_SOURCE_DIR "/docs/commands/" + command + ".md");
     return page.starts_with("---\n") ? page.substr(4, page.find("\n---\n") - 3) : std::string();
@@ -180,9 +180,9 @@ TEST(Cautions, APositionThatIsNeverReachedCautionsOfNothing) {
     }
 }
 
-class ToldCautions : public ToolTest {};
+class ShownCautions : public ToolTest {};
 
-TEST_F(ToldCautions, AreToldOnceEachByRunCheckAndReport) {
+TEST_F(ShownCautions, AreShownOnceEachByRunCheckAndReport) {
     put("p.zp",
         "pipe ecg : int16 from \"data/ecg208.wav\"\npipe y : int16 to \"y.wav\" rate 180\nFIRLOWPASS (ecg, 2, y)\n"
         "pipe z : int16\nFIRLOWPASS (y, 2, z)\n");
@@ -217,7 +217,7 @@ TEST_F(ToldCautions, AreToldOnceEachByRunCheckAndReport) {
     EXPECT_EQ(call("check p.zp --module other.zlm").err, "p.zp: ready to run\n");
 }
 
-TEST_F(ToldCautions, WhatDependsOnArrivalIsToldByTheCheckAndStandsInTheReport) {
+TEST_F(ShownCautions, WhatDependsOnArrivalIsShownByTheCheckAndTheReport) {
     put("p.zp",
         "pipe a : int16 from \"in.csv\"\npipe b : int16 from \"in.csv\"\npipe c : int16 to \"c.csv\"\nMERGEF (a, b, "
         "c)\n");
@@ -230,16 +230,16 @@ TEST_F(ToldCautions, WhatDependsOnArrivalIsToldByTheCheckAndStandsInTheReport) {
     EXPECT_EQ(nlohmann::json::parse(bytesOf("r.json"))["cautions"][0]["command"], "MERGEF");
 }
 
-TEST_F(ToldCautions, NoneIsToldOfAnExampleThatDoesAsThePagesSay) {
+TEST_F(ShownCautions, AnExampleThatFollowsThePagesHasNone) {
     std::filesystem::create_directory_symlink(TEST_SOURCE_DIR "/examples", at("examples"));
     const std::map<std::string, Lines> expected{{"one_link", {}}, {"oven", {"PID", "PIDSCRAM"}}, {"ecg_clean", {}}};
     for (const auto& [name, commands] : expected) {
         ASSERT_EQ(call("check examples/" + name + ".zp --report r.json").status, 0);
         const nlohmann::json report = nlohmann::json::parse(bytesOf("r.json"));
-        Lines told;
-        for (const auto& caution : report["cautions"]) told.push_back(caution["command"]);
-        std::sort(told.begin(), told.end());
-        EXPECT_EQ(told, commands) << name;
+        Lines shown;
+        for (const auto& caution : report["cautions"]) shown.push_back(caution["command"]);
+        std::sort(shown.begin(), shown.end());
+        EXPECT_EQ(shown, commands) << name;
     }
 }
 

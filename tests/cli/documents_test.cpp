@@ -120,7 +120,7 @@ TEST(Contributing, NamesFilesThatAreThere) {
         EXPECT_TRUE(std::filesystem::exists(root / path) || std::filesystem::exists(root / "src" / path)) << path;
 }
 
-TEST(CommandPages, AreOneForEachCommand) {
+TEST(CommandPages, EveryCommandHasAPageAndEveryPageACommand) {
     std::set<std::string> pages, commands;
     for (const auto& file : std::filesystem::directory_iterator(TEST_SOURCE_DIR "/docs/commands")) {
         pages.insert(file.path().stem());

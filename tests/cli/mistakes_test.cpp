@@ -35,11 +35,8 @@ class Mistakes : public ToolTest {
     }
 };
 
-TEST_F(Mistakes, ARecordingThatCannotBeReadIsToldOtherwise) {
+TEST_F(Mistakes, ARecordingThatCannotBeReadIsShownAtItsName) {
     put("bad.wav", "garbage");
-    save<float>("float.wav", {0.5F, 1});
-    save<std::int16_t>("cut.npy", {1, 2, 3, 4});
-    std::filesystem::resize_file(at("cut.npy"), 132);
     const auto at21 = [](const std::string& file, const std::string& reason, const std::string& remedy) {
         const std::string line = "pipe a : int16 from \"" + file + "\"";
         return Mistake{line + "\n", "", 2,
@@ -48,20 +45,12 @@ TEST_F(Mistakes, ARecordingThatCannotBeReadIsToldOtherwise) {
     };
     expect({
         at21("none.wav", "there is no such file", "check the name and the folder it is relative to"),
-        at21("data", "the name has no ending that says which format it is",
-             "the endings are .npy, .csv, .bin, .wav, .flac, .aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, "
-             ".opus, .mp3, .aifc, .avr, .htk, .iff, .svx, .mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, "
-             ".sph; `format wav` and so on after the name says what another one holds"),
         at21("bad.wav", "it cannot be read as a recording: Format not recognised.",
              "check that the file is whole and what its ending says"),
-        at21("float.wav", "its float samples do not fit the type `int16` without loss",
-             "declare `float` or `double`, or ask for `convert rounded`, `convert truncated` or `convert scaled`"),
-        at21("cut.npy", "its header announces 4 frames, but it holds 2",
-             "check that the file is whole; `partial` after its name reads what is there"),
     });
 }
 
-TEST_F(Mistakes, AProcedureThatCannotBeBoundIsToldOtherwise) {
+TEST_F(Mistakes, EachMistakeInAListIsShownAtItsParameter) {
     const std::string list = "    1 src: a pipe of int16, int32, float or double; given `a`, a pipe of int16\n";
     expect({
         {both + "AB (a, b)\n", "", 2,
@@ -77,10 +66,6 @@ TEST_F(Mistakes, AProcedureThatCannotBeBoundIsToldOtherwise) {
          "  give each command's output a name of its own\n"},
         {both + "ABS (a, b\nABS (a, b)\n", "", 2,
          "p.zp:3:5: error: `(` is not closed\n  ABS (a, b\n      ^\n  close it with `)`\n"},
-        {both + "ABS (a, 0xg)\n", "", 2, "p.zp:3:9: error: `0xg` is not a number\n  ABS (a, 0xg)\n          ^~~\n"},
-        {"variable v : int16 = 32768\n", "", 2,
-         "p.zp:1:22: error: `32768` is out of range: int16 holds -32768 to 32767\n"
-         "  variable v : int16 = 32768\n                       ^~~~~\n  int32 holds it\n"},
         {"pipe a : int16 capacity 4611686018427387905 from \"in.csv\"\npipe b : int16\nABS (a, b)\n", "", 2,
          "p.zp:1:25: error: a capacity of 4611686018427387905 elements for `a` is more than the memory limit of "
          "4294967296 bytes has room for, at most 2147483648\n"
@@ -114,7 +99,7 @@ TEST_F(Mistakes, AProcedureThatCannotBeBoundIsToldOtherwise) {
     });
 }
 
-TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsNotRefused) {
+TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsRefused) {
     const auto output = [](const std::string& file, const std::string& reason, const std::string& remedy) {
         const std::string line = "pipe b : int16 to \"" + file + "\"";
         return Mistake{from + line + "\nABS (a, b)\n", "", 2,
@@ -150,7 +135,7 @@ TEST_F(Mistakes, AnOutputThatWouldOverwriteSomethingIsNotRefused) {
     EXPECT_EQ(bytesOf("p.zp"), good);
 }
 
-TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
+TEST_F(Mistakes, AWrongOptionIsNamed) {
     const std::string set = "variable v : int16 = 5\n" + good;
     const std::string feeding =
         " is not a feed policy\n  give --feed N (samples, at least 1), whole, lockstep, or random:SEED\n";
@@ -194,7 +179,7 @@ TEST_F(Mistakes, AnOptionThatIsWrongIsToldOtherwise) {
     });
 }
 
-TEST_F(Mistakes, ACallThatIsWrongIsToldOtherwise) {
+TEST_F(Mistakes, AWrongCallIsAnsweredWithTheNearestWord) {
     put("p.zp", good);
     const std::pair<const char*, const char*> calls[] = {
         {"run none.zp",
@@ -229,7 +214,7 @@ TEST_F(Mistakes, TheMemoryLimitHoldsWhileAVectorIsReadFromAFile) {
         << called.err;
 }
 
-TEST_F(Mistakes, ASystemWithoutMemoryIsBlamedOnTheLimitOrLeavesAnOutput) {
+TEST_F(Mistakes, ASystemWithoutMemoryIsNamedAndLeavesNoOutput) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     GTEST_SKIP() << "instrumented programs take more addresses than can be limited";
 #endif

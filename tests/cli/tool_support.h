@@ -21,7 +21,7 @@ struct Called {
     std::string out, err;
 };
 
-// A call that is talked to while it goes on: it reads and writes through pipes, and its messages go to the file `said`.
+// A call that is written to and read from while it runs: it reads and writes through pipes, and its messages go to the file `said`.
 class LiveTool {
  public:
     // `prepare` is done in the child. What `first` holds is there before the child begins.

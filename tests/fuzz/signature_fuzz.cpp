@@ -1,5 +1,5 @@
 // The first line of the bytes is parsed as a signature, and each further line becomes a list of arguments, an argument
-// a byte: nothing may crash or go on without end, every mistake has its place, and a list fits or its misfit is told.
+// a byte: nothing may crash or run without end, every mistake has its place, and a list fits or its mismatch is explained.
 #include <array>
 #include <bit>
 #include <cstddef>
