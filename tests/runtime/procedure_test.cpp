@@ -187,6 +187,14 @@ TEST(Procedure, EachMistakeIsReportedAtItsPlaceWithAHint) {
     for (const auto& [text, mistakes] : cases) EXPECT_EQ(parse(text).mistakes, mistakes + "\n") << text;
 }
 
+TEST(Procedure, AnExponentMayHaveASign) {
+    const auto [p, mistakes] = parse("A (1e+5, 2E-1)");
+    EXPECT_EQ(mistakes, "");
+    ASSERT_EQ(p.commands.at(0).arguments.size(), 2u);
+    EXPECT_EQ(p.commands[0].arguments[0].number.real, 1e5);
+    EXPECT_EQ(p.commands[0].arguments[1].number.real, 0.2);
+}
+
 TEST(Procedure, EachFileOfAPipeHasItsClauses) {
     const auto [p, mistakes] = parse(
         "pipe x : int16 from \"f\" format wav partial interleaved 2 to \"g\" format npy rate 12.5 limit 4\n"
