@@ -37,8 +37,8 @@ inline std::vector<std::int32_t> withVariable(const char* command, const std::ve
     const PipeId from = session.input("from", source), in = session.pipe("in"), out = session.output("out");
     const std::int32_t start = 2;
     const VariableId variable = session.addVariable("variable", ElementType::int32, &start);
-    std::string steps = std::regex_replace(script, std::regex("pass"), "move:2,3 switch");
-    steps = "read:2 write:3 " + std::regex_replace(steps, std::regex("set"), "store:4");
+    std::string steps = std::regex_replace(script, std::regex("pass"), "move:2,3 task_switch");
+    steps = "open_read:2 open_write:3 " + std::regex_replace(steps, std::regex("set"), "store:4");
     session.script(steps, from, in, variable);
     TaskSettings task{.command = command, .arguments = {session.use(in)}};
     for (const auto& value : given) task.arguments.push_back(value ? int32Constant(*value) : session.use(variable));

@@ -29,8 +29,8 @@ TEST_F(Crash, IsSaidWithItsTaskAndLeavesTheFilesAsTheyWere) {
         const char* happened;
     } cases[] = {
         {"null", "used a null pointer"},
-        {"read:2 get:2 get:2 null", "used a null pointer"},
-        {"read:2 get:2 wild", "accessed memory that is not its own"},
+        {"open_read:2 pipe_get:2 pipe_get:2 null", "used a null pointer"},
+        {"open_read:2 pipe_get:2 wild", "accessed memory that is not its own"},
         {"abort", "aborted the program"},
         {"trap", "ran into an instruction that the processor refuses"},
     };
@@ -90,7 +90,7 @@ TEST_F(Crash, OfALoadedModuleIsSaidWithTheModule) {
 }
 
 TEST_F(Crash, OfAForkOfACommandIsTheForksAlone) {
-    put("p.zp", procedureOf("read:2 ?forkleave:11 ?forknull"));
+    put("p.zp", procedureOf("open_read:2 ?forkleave:11 ?forknull"));
     const Called called = call("run p.zp" + probe);
     EXPECT_EQ(called.status, 0);
 #if defined(LIBZEPL_ADDRESS_SANITIZER)  // which takes the fork's signal for itself

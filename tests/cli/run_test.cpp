@@ -52,11 +52,11 @@ TEST_F(ToolRun, OptionsReachTheTasks) {
         const char* step;
         const char* printed;
     } cases[] = {
-        {"", "?info:17", "1024\n"},
-        {"--block 77", "?info:17", "77\n"},
-        {"", "?info:30", "1\n"},
-        {"--info 30=0 --info 4=0xFFFF", "?info:4", "65535\n"},
-        {"--start-time 5", "?time", "5\n"},
+        {"", "?sys_get_info:17", "1024\n"},
+        {"--block 77", "?sys_get_info:17", "77\n"},
+        {"", "?sys_get_info:30", "1\n"},
+        {"--info 30=0 --info 4=0xFFFF", "?sys_get_info:4", "65535\n"},
+        {"--start-time 5", "?sys_get_time", "5\n"},
         {"", "?value:2", "12\n"},
         {"--set v=-3", "?value:2", "-3\n"},
         {"--set v=0x10", "?value:2", "16\n"},

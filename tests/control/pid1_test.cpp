@@ -92,7 +92,7 @@ Samples driveWhile(std::int32_t position, std::int16_t first) {
                  drive = session.output("drive", {}, ElementType::int16);
     session.task("PID1", now, variables[0], variables[1], variables[2], variables[3], drive, variables[4],
                  variables[5]);
-    session.script("*( store:2,# switch )", variables[static_cast<std::size_t>(position)]);
+    session.script("*( store:2,# task_switch )", variables[static_cast<std::size_t>(position)]);
     session.run();
     return session.collected<std::int16_t>(drive);
 }

@@ -60,7 +60,7 @@ TEST(Pidramp, AVariablePeriodChangesARampThatRuns) {
     const PipeId level = session.input("level", std::vector<std::int32_t>{4, 0}), ramp = session.output("ramp");
     const VariableId period = session.addVariable("period", ElementType::int16, &start);
     session.task("PIDRAMP", level, ramp, period, textConstant("LINEAR"));
-    session.script("3( switch ) store:2,2", period);
+    session.script("3( task_switch ) store:2,2", period);
     session.run();
     EXPECT_EQ(session.collected<std::int32_t>(ramp), (std::vector<std::int32_t>{1, 2, 3, 4, 2, 0}));
 }

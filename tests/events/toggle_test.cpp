@@ -125,7 +125,7 @@ TEST(Toggle, ALimitChangedWhileItWaitsIsNotSeenAtOnce) {
     const TriggerId dest = session.addTrigger("dest");
     addCall(session, "TOGGLE $ @0 1 $ @0 1 $ $",
             {session.use(source), session.use(limit), session.use(limit), session.use(dest)});
-    session.script("read:2 3( switch ) ?events:2 store:3,0 *( event:2 )", dest, limit);
+    session.script("open_read:2 3( task_switch ) ?trigger_num:2 store:3,0 *( trigger_get:2 )", dest, limit);
     const Report report = session.run();
     EXPECT_EQ(report.console, Lines{"4096"});
     EXPECT_EQ(report.triggers.at(0).asserted, 4097U);

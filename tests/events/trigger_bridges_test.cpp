@@ -125,12 +125,12 @@ TEST(PcAssert, ARequestByAVariableIsLostOrServedTwice) {
     Requests before, once, upper;
     EXPECT_EQ(before.run(before.session.use(before.flag(ElementType::int32, 0x70005))), (Outcome{{}, 99 + 1}));
     const VariableId narrow = once.flag(ElementType::int16, -1), wide = upper.flag(ElementType::int32, 0);
-    once.session.script("switch store:2,-5 *( switch )", narrow);
+    once.session.script("task_switch store:2,-5 *( task_switch )", narrow);
     const Outcome served = once.run(once.session.use(narrow));
     EXPECT_EQ(served.events.size(), 1U);
     EXPECT_EQ(served.status, 100U);
     EXPECT_EQ(once.session.valueOf<std::int64_t>(narrow), 0);
-    upper.session.script("switch store:2,0x10005 *( switch )", wide);
+    upper.session.script("task_switch store:2,0x10005 *( task_switch )", wide);
     EXPECT_EQ(upper.run(upper.session.use(wide)).events.size(), 10U);
     EXPECT_EQ(upper.session.valueOf<std::int64_t>(wide), 0x10000);
 }
@@ -144,7 +144,7 @@ TEST(PcAssert, ARequestByAPipeIsLostOrServedTwice) {
 // The count of frames by the clock, where that starts at `start`.
 std::uint32_t countedFrames(std::map<std::uint32_t, std::uint32_t> info, std::uint32_t start, const char* call) {
     TestSession session({.feed = {.piece = 7}, .info = std::move(info), .startTime = start});
-    session.script("read:2 *( get:2 )", session.input("frames", countUp(1000)));
+    session.script("open_read:2 *( pipe_get:2 )", session.input("frames", countUp(1000)));
     addCall(session, call);
     return session.run().triggers[0].status;
 }

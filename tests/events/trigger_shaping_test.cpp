@@ -95,11 +95,11 @@ TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
                                          {"TRIGSCALE $ 100 1 1 $", Lines{"105", "105", "107", "107", "109", "109"}}}) {
         TestSession session;
         const TriggerId source = session.addTrigger("source"), result = session.addTrigger("result");
-        session.script("write:2 vouchafter:2,1 12( vouchafter:2,1 switch ) exit:0", source);
+        session.script("open_write:2 trigger_updt_status:2,1 12( trigger_updt_status:2,1 task_switch ) exit:0", source);
         std::vector given(std::string(call).find("$ $ $") != std::string::npos ? 2 : 1, session.use(source));
         given.push_back(session.use(result));
         addCall(session, call, given);
-        session.script("read:2 4( switch ) 6( ?status:2 switch ) exit:0", result);
+        session.script("open_read:2 4( task_switch ) 6( ?trigger_get_status:2 task_switch ) exit:0", result);
         EXPECT_EQ(session.run().console, statuses) << call;
     }
 }
@@ -108,18 +108,22 @@ TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
 TEST(TriggerShaping, ATurnTakesAnotherNumberOfEvents) {
     const struct {
         const char *call, *made, *look;
-    } cases[] = {{"TOR $ $ $", "400", "read:2 ?events:2"},           {"TAND $ $ $ 1", "200", "read:2 ?events:2"},
-                 {"TCOLLATE $ $ $", "400", "read:2 ?events:2"},      {"TSTAMP $ $", "64", "read:2 ?num:2"},
-                 {"TRIGSEND $ $", "32", "read:2 switch ?num:2"},     {"NTH $ 3 $", "66", "read:2 ?events:2"},
-                 {"TRIGSCALE $ 0 1 1 $", "200", "read:2 ?events:2"}, {"TGEN 1 $", "64", "read:2 ?events:2"}};
+    } cases[] = {{"TOR $ $ $", "400", "open_read:2 ?trigger_num:2"},
+                 {"TAND $ $ $ 1", "200", "open_read:2 ?trigger_num:2"},
+                 {"TCOLLATE $ $ $", "400", "open_read:2 ?trigger_num:2"},
+                 {"TSTAMP $ $", "64", "open_read:2 ?pipe_num:2"},
+                 {"TRIGSEND $ $", "32", "open_read:2 task_switch ?pipe_num:2"},
+                 {"NTH $ 3 $", "66", "open_read:2 ?trigger_num:2"},
+                 {"TRIGSCALE $ 0 1 1 $", "200", "open_read:2 ?trigger_num:2"},
+                 {"TGEN 1 $", "64", "open_read:2 ?trigger_num:2"}};
     for (const auto& [call, made, look] : cases) {
         TestSession session;
         const TriggerId a = session.addTrigger("a"), b = session.addTrigger("b"), result = session.addTrigger("result");
         const PipeId pipe = session.pipe("pipe");
-        session.script("write:2 200( assertafter:2,2 ) vouchafter:2,9", a);
-        session.script("write:2 vouchafter:2,1 200( assertafter:2,2 )", b);
+        session.script("open_write:2 200( trigger_updt_put:2,2 ) trigger_updt_status:2,9", a);
+        session.script("open_write:2 trigger_updt_status:2,1 200( trigger_updt_put:2,2 )", b);
         const TaskArgument to =
-            std::string(look).find("num") != std::string::npos ? session.use(pipe) : session.use(result);
+            std::string(look).find("pipe_num") != std::string::npos ? session.use(pipe) : session.use(result);
         const auto sources = std::count(call, call + std::strlen(call), '$') - 1;
         addCall(session, call,
                 sources == 2   ? std::vector{session.use(a), session.use(b), to}

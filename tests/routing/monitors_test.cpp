@@ -21,8 +21,9 @@ TEST(Discard, DataGoBeforeASampleComesToTheFirstPipeOrStayThen) {
         TestSession session;
         const PipeId first = session.pipe("first"), second = session.pipe("second"), third = session.pipe("third");
         session.task("DISCARD", first, second, third);
-        session.script(std::string("write:2 write:3 write:4 switch 2000( put:3,# ) 7( put:4,# ) switch ") +
-                           (comes ? "put:2,1" : ""),
+        session.script(std::string("open_write:2 open_write:3 open_write:4 task_switch 2000( pipe_put:3,# ) 7( "
+                                   "pipe_put:4,# ) task_switch ") +
+                           (comes ? "pipe_put:2,1" : ""),
                        first, second, third);
         const Report report = session.run();
         EXPECT_EQ(report.pipes[0].unread, 0U);

@@ -54,7 +54,8 @@ TEST_F(Binder, AnArgumentIsPassedAsTheKindThatItsTextSays) {
     };
     for (const auto& [argument, kind] : arguments) {
         const BoundProcedure bound = bind(
-            "variable outside : int32 = 1\npipe samples : int16\nvector taps : double = [1]\nSCRIPT (\"?kind:2\", " +
+            "variable outside : int32 = 1\npipe samples : int16\nvector taps : double = [1]\nSCRIPT "
+            "(\"?param_type:2\", " +
             std::string(argument) + ")\n");
         ASSERT_NE(bound.session, nullptr) << argument;
         EXPECT_EQ(bound.session->run().console, Lines{std::to_string(kind)}) << argument;

@@ -13,7 +13,7 @@ TEST(Ends, WhenEveryOutputHasItsCount) {
     session.collect(beat, 3);
     session.task("ABS", source, small);
     session.task("ABS", source, large);
-    session.script("write:2 *( assertafter:2,10 )", beat);
+    session.script("open_write:2 *( trigger_updt_put:2,10 )", beat);
     const Report report = session.run();
     EXPECT_EQ(session.collectedEvents(beat), std::vector<std::uint32_t>({9, 19, 29}));
     EXPECT_EQ(session.collected<std::int32_t>(small), countUp(10));
@@ -27,23 +27,23 @@ TEST(Ends, WhatGoesOnByItselfEndsWithTheInputsAndIsNamed) {
         const char* steps;
         Lines notes;
     } cases[] = {
-        {"write:3 *( put:3,1 )", {"nobody reads `unread`"}},
-        {"write:3 *( put:3,1 switch )", {"nobody reads `unread`"}},
-        {"read:2 write:3 *( move:2,3 switch )", {named}},  // a loop, from its starts
-        {"read:2 write:3 read:5 get:5 *( move:2,3 switch )",
+        {"open_write:3 *( pipe_put:3,1 )", {"nobody reads `unread`"}},
+        {"open_write:3 *( pipe_put:3,1 task_switch )", {"nobody reads `unread`"}},
+        {"open_read:2 open_write:3 *( move:2,3 task_switch )", {named}},  // a loop, from its starts
+        {"open_read:2 open_write:3 open_read:5 pipe_get:5 *( move:2,3 task_switch )",
          {named, "SCRIPT (line 1) left 4999 samples of `source` unread"}},
-        {"write:4 *( assertafter:4,1 )", {"nobody reads `unheard`"}},
-        {"write:4 *( assertafter:4,1 switch )", {"nobody reads `unheard`"}},
-        {"write:4 *( vouchafter:4,1 switch )", {"nobody reads `unheard`"}},
-        {"*( pause:20 )", {named}},
-        {"*( bit:1,1 switch )", {named}},
-        {"*( switch )", {}},  // changes nothing
+        {"open_write:4 *( trigger_updt_put:4,1 )", {"nobody reads `unheard`"}},
+        {"open_write:4 *( trigger_updt_put:4,1 task_switch )", {"nobody reads `unheard`"}},
+        {"open_write:4 *( trigger_updt_status:4,1 task_switch )", {"nobody reads `unheard`"}},
+        {"*( task_pause:20 )", {named}},
+        {"*( digital_set_bit:1,1 task_switch )", {named}},
+        {"*( task_switch )", {}},  // changes nothing
     };
     for (const auto& [steps, notes] : cases) {
         TestSession session;
         const PipeId source = session.input("source", countUp(5000)), copy = session.output("copy");
         const PipeId loop = session.loop("loop", {1, 2});
-        session.script(steps, loop, std::string(steps).starts_with("read") ? loop : session.pipe("unread"),
+        session.script(steps, loop, std::string(steps).starts_with("open_read") ? loop : session.pipe("unread"),
                        session.addTrigger("unheard"), source);
         session.task("ABS", source, copy);
         EXPECT_EQ(session.run().notes, notes) << steps;
@@ -54,9 +54,9 @@ TEST(Ends, WhatGoesOnByItselfEndsWithTheInputsAndIsNamed) {
 TEST(Ends, WhatOnlyPollsIsNotNamedBesideWhatGoesOn) {
     TestSession session;
     const PipeId source = session.input("source", countUp(500)), ring = session.loop("ring", {1});
-    session.script("read:2 write:3 *( move:2,3 switch )", ring, ring);
-    session.script("read:2 *( switch )", source);
-    session.script("read:2 write:3 *( move:2,3 )", session.loop("there", {1}), session.pipe("back"));
+    session.script("open_read:2 open_write:3 *( move:2,3 task_switch )", ring, ring);
+    session.script("open_read:2 *( task_switch )", source);
+    session.script("open_read:2 open_write:3 *( move:2,3 )", session.loop("there", {1}), session.pipe("back"));
     EXPECT_EQ(session.run().notes, Lines({"SCRIPT (line 1) was still running by itself when the inputs had ended",
                                           "SCRIPT (line 2) left 500 samples of `source` unread"}));
 }
@@ -66,11 +66,11 @@ TEST(Ends, AGeneratorDoesNotKeepARunGoingForAnOutputThatDependsOnAnother) {
     const PipeId tone = session.pipe("tone", 8), brief = session.output("brief", 10);
     const TriggerId never = session.addTrigger("never");
     session.collect(never, 5);
-    session.script("write:2 *( put:2,1 )", tone);
+    session.script("open_write:2 *( pipe_put:2,1 )", tone);
     session.task("ABS", tone, session.pipe("copy", 8));
     session.task("ABS", tone, session.output("enough", 30));
-    session.script("write:2 *( switch )", never);
-    session.script("write:2 3( put:2,# )", brief);
+    session.script("open_write:2 *( task_switch )", never);
+    session.script("open_write:2 3( pipe_put:2,# )", brief);
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::ok);
     EXPECT_EQ(report.notes, Lines({"SCRIPT (line 1) was still running by itself when nothing more could come of it",
@@ -84,7 +84,7 @@ TEST(Ends, EventsThatComeWithHeldUpFramesKeepNoRunGoing) {
     TestSession session;
     const PipeId source = session.input("source", countUp(1000), 16);
     session.setInput(session.addTrigger("beat"), {{.asserts = true, .position = 500}});
-    session.script("read:2", source);
+    session.script("open_read:2", source);
     const Report report = session.run();
     EXPECT_EQ(report.pipes[0].written, 16U);
     EXPECT_EQ(report.triggers[0].asserted, 0U);
@@ -97,7 +97,7 @@ TEST(Ends, AnOutputThatDependsOnNoInputNeedsALimit) {
     TestSession session;
     const PipeId tone = session.pipe("tone");
     session.task("ABS", session.input("source", countUp(10)), session.output("fed"));
-    session.script("write:2 *( put:2,1 )", tone);
+    session.script("open_write:2 *( pipe_put:2,1 )", tone);
     session.task("ABS", tone, session.output("louder"));
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::refused);
@@ -110,8 +110,9 @@ TEST(Ends, AnOutputWhoseWriterHasEndedNeedsNoLimit) {
         const bool whole = kind == FeedPolicy::Kind::whole;
         TestSession session({.feed = {.kind = kind}});
         const PipeId middle = session.pipe("middle"), result = session.output("result");
-        session.script(std::string("read:2 write:3 ") + (whole ? "3( move:2,3 ) " : "") + "raise:0xC0000094",
-                       session.input("source", countUp(10)), middle);
+        session.script(
+            std::string("open_read:2 open_write:3 ") + (whole ? "3( move:2,3 ) " : "") + "RaiseException:0xC0000094",
+            session.input("source", countUp(10)), middle);
         session.task("ABS", middle, result);
         EXPECT_EQ(session.run().status, Report::Status::failed);
         EXPECT_EQ(session.collected<std::int32_t>(result), countUp(whole ? 3 : 0));
@@ -121,8 +122,8 @@ TEST(Ends, AnOutputWhoseWriterHasEndedNeedsNoLimit) {
 TEST(Ends, AReaderThatWaitsForVeryMuchGetsIt) {
     TestSession session;
     const PipeId source = session.input("source", countUp(1)), much = session.pipe("much");
-    session.script("read:2 write:3 get:2 150000( put:3,7 switch )", source, much);
-    session.script("read:2 block:2,150000 least:2,150000 ?fetch:2", much);
+    session.script("open_read:2 open_write:3 pipe_get:2 150000( pipe_put:3,7 task_switch )", source, much);
+    session.script("open_read:2 pbuf_open:2,150000 pbuf_set_min_cnt:2,150000 ?pbuf_get:2", much);
     EXPECT_EQ(session.run().console, Lines({"150000"}));
 }
 
@@ -133,7 +134,7 @@ TEST(Ends, AHoldThatWritesMoreThanThePatienceFails) {
         const PipeId source = session.input("source", countUp(1)), held = session.pipe("held");
         const PipeId result = read ? session.output("result") : held;
         if (!read) session.collect(held);
-        session.script("read:2 write:3 get:2 *( put:3,7 switch )", source, held);
+        session.script("open_read:2 open_write:3 pipe_get:2 *( pipe_put:3,7 task_switch )", source, held);
         if (read) session.task("ABS", held, result);
         const Report report = session.run();
         EXPECT_EQ(report.status, Report::Status::failed);
@@ -148,7 +149,7 @@ TEST(Ends, AGeneratorThatGivesLittleInARoundIsServedBesideAShortRecording) {
     TestSession session;
     const PipeId copy = session.output("copy"), tone = session.output("tone", 300000);
     session.task("ABS", session.input("source", countUp(10)), copy);
-    session.script("write:2 *( put:2,# switch )", tone);
+    session.script("open_write:2 *( pipe_put:2,# task_switch )", tone);
     EXPECT_EQ(session.run().notes, Lines());
     EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(10));
     EXPECT_EQ(session.collected<std::int32_t>(tone), countUp(300000));
@@ -158,8 +159,9 @@ TEST(Ends, AGeneratorThatGivesLittleInARoundIsServedBesideAShortRecording) {
 std::uint64_t roundsOfALoop(bool alone) {
     TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
     const PipeId source = session.input("source", countUp(1000)), ring = session.loop("ring", {1});
-    session.script("read:2 read:3 write:4 1000( get:2 switch ) *( move:3,4 switch )", source, ring, ring);
-    if (!alone) session.script("*( switch )");
+    session.script("open_read:2 open_read:3 open_write:4 1000( pipe_get:2 task_switch ) *( move:3,4 task_switch )",
+                   source, ring, ring);
+    if (!alone) session.script("*( task_switch )");
     return session.run().pipes[1].written;
 }
 
@@ -177,7 +179,7 @@ TEST(Ends, AStopRequestEndsALongTurnAndKeepsTheOutputs) {
     const PipeId source = session.input("source", countUp(10000));
     SinkLog log;
     session.setOutput(source, std::make_unique<LogSink>(log));
-    session.script("read:2 100( get:2 switch ) say:1 *( get:2 switch )", source);
+    session.script("open_read:2 100( pipe_get:2 task_switch ) printf:1 *( pipe_get:2 task_switch )", source);
     const Report report = session.run();
     EXPECT_GT(report.pipes[0].unread, 9000U);
     EXPECT_EQ(report.status, Report::Status::interrupted);

@@ -27,17 +27,18 @@ void expectAlone(const std::string& task, const std::string& outcome) {
 }
 
 TEST(Faults, EndTheTaskAlone) {
-    expectAlone("raise:0xC0000094", "fault code 3221225620: integer division by zero");
-    expectAlone("read:2 get:2 raise:0xC0000095",
+    expectAlone("RaiseException:0xC0000094", "fault code 3221225620: integer division by zero");
+    expectAlone("open_read:2 pipe_get:2 RaiseException:0xC0000095",
                 "fault code 3221225621: the quotient of an integer division is out of range");
     expectAlone("exit:8", "exited exit 8: ended itself with code 8");
-    expectAlone("read:2 100( get:2 ) exit:0", "exited exit 0: ended itself with code 0");
-    expectAlone("!switch switch switch task", "exited exit 1: its routine returned 1");
+    expectAlone("open_read:2 100( pipe_get:2 ) exit:0", "exited exit 0: ended itself with code 0");
+    expectAlone("!task_switch task_switch task_switch sys_get_task_ID", "exited exit 1: its routine returned 1");
     expectAlone("OVERFLOW", "fault: its stack is used up");
     expectAlone("throw:0", "fault: an exception left the command: `no more\\x0Aof this`");
-    expectAlone("read:2 get:2 thrownumber:4", "fault: an exception left the command");
+    expectAlone("open_read:2 pipe_get:2 thrownumber:4", "fault: an exception left the command");
     expectAlone("leave:0", "fault: called exit(0), which would end the whole program");
-    expectAlone("read:2 100( get:2 ) leavequickly:3", "fault: called quick_exit(3), which would end the whole program");
+    expectAlone("open_read:2 100( pipe_get:2 ) leavequickly:3",
+                "fault: called quick_exit(3), which would end the whole program");
 #if defined(__x86_64__)  // other processors divide by zero in silence
     expectAlone("DIVIDE", "fault code 3221225620: integer division by zero");
 #endif
@@ -46,16 +47,16 @@ TEST(Faults, EndTheTaskAlone) {
 TEST(Faults, MisuseOfTheHostEndsTheTaskAlone) {
     const std::pair<const char*, const char*> cases[] = {
         {"UNKNOWNHANDLE", "pipe handle 77777 was never given"},
-        {"get:2", "reads `source`, which it has not opened for that"},
-        {"read:2 put:2,1", "writes `source`, which it has not opened for that"},
-        {"read:2 write:2", "opens `source` for reading and for writing"},
-        {"block:2,4", "opens a pbuf on `source` before the pipe"},
-        {"fetch:2", "pbuf handle 0 was never given"},
-        {"read:2 block:2,0 most:2,9 fetch:2", "gets a block of `source` with no data area"},
-        {"event:3", "reads `beat`, which it has not opened for that"},
-        {"read:3 assert:3,1", "writes `beat`, which it has not opened for that"},
-        {"length:2", "vector handle 1 was never given"},
-        {"kind:9", "asks for the kind of parameter 9 of 3"},
+        {"pipe_get:2", "reads `source`, which it has not opened for that"},
+        {"open_read:2 pipe_put:2,1", "writes `source`, which it has not opened for that"},
+        {"open_read:2 open_write:2", "opens `source` for reading and for writing"},
+        {"pbuf_open:2,4", "opens a pbuf on `source` before the pipe"},
+        {"pbuf_get:2", "pbuf handle 0 was never given"},
+        {"open_read:2 pbuf_open:2,0 pbuf_set_max_cnt:2,9 pbuf_get:2", "gets a block of `source` with no data area"},
+        {"trigger_get:3", "reads `beat`, which it has not opened for that"},
+        {"open_read:3 trigger_put:3,1", "writes `beat`, which it has not opened for that"},
+        {"vector_length:2", "vector handle 1 was never given"},
+        {"param_type:9", "asks for the kind of parameter 9 of 3"},
         {"malloc:10 free:$ free:16", "frees what it has not allocated"},
     };
     for (const auto& [task, misuse] : cases)
@@ -68,9 +69,9 @@ TEST(Faults, OfSeveralTasksAreCaughtInEverySessionThatRuns) {
         for (int i = 0; i < 50; ++i) {
             TestSession session;
             session.task("OVERFLOW");
-            session.script("raise:0xC0000094");
+            session.script("RaiseException:0xC0000094");
             session.task("OVERFLOW");
-            session.script("3( switch ) raise:0xC0000095");
+            session.script("3( task_switch ) RaiseException:0xC0000095");
             ASSERT_EQ(statesOf(session.run()), expected);
         }
     };

@@ -14,9 +14,10 @@ struct Split {
         const PipeId source = session.input("source", countUp(count));
         const PipeId first = session.pipe("first", 8), second = session.pipe("second", 8);
         joined = session.output("joined");
-        session.script("read:2 write:3 write:4 *( get:2 put:3,$ put:4,$ )", source, first, second);
-        session.script("read:2 read:3 write:4 *( " + lead + "( get:2 ) " + lead + "( move:3,4 ) )", first, second,
-                       joined);
+        session.script("open_read:2 open_write:3 open_write:4 *( pipe_get:2 pipe_put:3,$ pipe_put:4,$ )", source, first,
+                       second);
+        session.script("open_read:2 open_read:3 open_write:4 *( " + lead + "( pipe_get:2 ) " + lead + "( move:3,4 ) )",
+                       first, second, joined);
     }
 };
 
@@ -42,10 +43,11 @@ TEST(Growth, AChainLeadsOverSeveralWriters) {
     const PipeId source = session.input("source", countUp(2000));
     const PipeId a = session.pipe("a", 4), b = session.pipe("b", 4), c = session.pipe("c", 4);
     const PipeId late = session.pipe("late", 4), joined = session.output("joined");
-    session.script("read:2 write:3 write:4 *( get:2 put:4,$ put:3,$ )", source, a, late);
-    session.script("read:2 write:3 *( move:2,3 )", a, b);
-    session.script("read:2 write:3 block:2,4 block:3,4 *( least:2,0 copy:2,3 switch )", b, c);
-    session.script("read:2 read:3 write:4 *( 500( get:2 ) 500( move:3,4 ) )", c, late, joined);
+    session.script("open_read:2 open_write:3 open_write:4 *( pipe_get:2 pipe_put:4,$ pipe_put:3,$ )", source, a, late);
+    session.script("open_read:2 open_write:3 *( move:2,3 )", a, b);
+    session.script(
+        "open_read:2 open_write:3 pbuf_open:2,4 pbuf_open:3,4 *( pbuf_set_min_cnt:2,0 copy:2,3 task_switch )", b, c);
+    session.script("open_read:2 open_read:3 open_write:4 *( 500( pipe_get:2 ) 500( move:3,4 ) )", c, late, joined);
     session.run();
     EXPECT_EQ(session.collected<std::int32_t>(joined), countUp(2000));
 }
@@ -54,8 +56,9 @@ TEST(Growth, ATriggerGrowsLikeAPipe) {
     TestSession session;
     const PipeId source = session.input("source", countUp(20000)), samples = session.pipe("samples", 8);
     const TriggerId beat = session.addTrigger("beat");
-    session.script("read:2 write:3 write:4 *( move:2,3 assertafter:4,1 )", source, samples, beat);
-    session.script("read:2 read:3 2( 10000( get:2 ) 10000( event:3 ) ) ?status:3", samples, beat);
+    session.script("open_read:2 open_write:3 open_write:4 *( move:2,3 trigger_updt_put:4,1 )", source, samples, beat);
+    session.script("open_read:2 open_read:3 2( 10000( pipe_get:2 ) 10000( trigger_get:3 ) ) ?trigger_get_status:3",
+                   samples, beat);
     EXPECT_EQ(session.run().console, Lines({"19999"}));
 }
 
@@ -63,8 +66,8 @@ TEST(Growth, AnInputsPipeGrowsWhenOneOfItsReadersHoldsItUp) {
     TestSession session;
     const PipeId source = session.input("source", countUp(1000), 8), copy = session.pipe("copy", 8);
     const PipeId joined = session.output("joined");
-    session.script("read:2 write:3 *( move:2,3 )", source, copy);
-    session.script("read:2 read:3 write:4 *( 100( get:2 ) 100( move:3,4 ) )", copy, source, joined);
+    session.script("open_read:2 open_write:3 *( move:2,3 )", source, copy);
+    session.script("open_read:2 open_read:3 open_write:4 *( 100( pipe_get:2 ) 100( move:3,4 ) )", copy, source, joined);
     session.run();
     EXPECT_EQ(session.collected<std::int32_t>(joined), countUp(1000));
 }
@@ -74,13 +77,16 @@ TEST(Growth, AnEventThatComesWithLaterFramesLetsTheFramesCome) {
     const PipeId source = session.input("source", countUp(1000), 16);
     const TriggerId beat = session.addTrigger("beat");
     session.setInput(beat, {{.asserts = true, .position = 500}});
-    EXPECT_EQ(printed(session, {"read:2 read:3 ?event:2 rem:3,$ ?get:3"}, beat, source), Lines({"500", "500"}));
+    EXPECT_EQ(printed(session, {"open_read:2 open_read:3 ?trigger_get:2 pipe_rem:3,$ ?pipe_get:3"}, beat, source),
+              Lines({"500", "500"}));
 }
 
 TEST(Growth, ALimitedOutputIsNotStarvedByAPipeThatNobodyReads) {
     TestSession session;
     const PipeId unread = session.pipe("unread"), tone = session.output("tone", 100000);
-    session.script("write:2 write:3 block:2,1000 block:3,1000 *( fill:2,1000 hold:3,1000 send:3 )", unread, tone);
+    session.script(
+        "open_write:2 open_write:3 pbuf_open:2,1000 pbuf_open:3,1000 *( fill:2,1000 pbuf_set_cnt:3,1000 pbuf_put:3 )",
+        unread, tone);
     session.run();
     EXPECT_EQ(session.collected<std::int32_t>(tone).size(), 100000U);
 }
@@ -97,7 +103,7 @@ TEST(Growth, AnOutputGetsAllOfAPipeThatAnotherReaderHoldsUp) {
         else
             session.setOutput(copy, std::make_unique<LogSink>(log));
         session.task("ABS", source, copy);
-        session.script("read:2 read:3 *( get:3 get:2 )", copy, brief);
+        session.script("open_read:2 open_read:3 *( pipe_get:3 pipe_get:2 )", copy, brief);
         const Report report = session.run();
         EXPECT_EQ(collected ? session.collected<std::int32_t>(copy) : log.elements, countUp(1000));
         EXPECT_EQ(report.notes, Lines({"SCRIPT (line 2) waits for 1 sample of `brief`, 0 are there",
@@ -109,9 +115,9 @@ TEST(Growth, NothingGrowsForATaskThatStarvesAtAnEndedInput) {
     TestSession session;
     const PipeId source = session.input("source", countUp(20)), copy = session.pipe("copy", 8),
                  held = session.pipe("held", 8);
-    session.script("read:2 write:3 *( move:2,3 )", source, copy);
-    session.script("write:2 *( put:2,# )", held);
-    session.script("read:2 read:3 100( get:2 )", copy, held);
+    session.script("open_read:2 open_write:3 *( move:2,3 )", source, copy);
+    session.script("open_write:2 *( pipe_put:2,# )", held);
+    session.script("open_read:2 open_read:3 100( pipe_get:2 )", copy, held);
     const Report report = session.run();
     EXPECT_EQ(report.pipes[2].written, 8U);
     EXPECT_EQ(report.notes, Lines({"SCRIPT (line 2) waits for room in `held`",

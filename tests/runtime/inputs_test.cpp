@@ -21,7 +21,8 @@ TEST(Inputs, EventsComeWithTheFramesUpToTheirPosition) {
     const PipeId source = session.input("source", countUp(30));
     const TriggerId beat = session.addTrigger("beat");
     session.setInput(beat, {{true, 9}, {true, 10}, {false, 18}, {true, 19}, {true, 29}, {true, 30}, {false, 200}});
-    session.script("read:2 read:3 4( switch ?num:2 ?events:3 ?status:3 )", source, beat);
+    session.script("open_read:2 open_read:3 4( task_switch ?pipe_num:2 ?trigger_num:3 ?trigger_get_status:3 )", source,
+                   beat);
     const Report report = session.run();
     EXPECT_EQ(report.console, Lines({"10", "1", "9", "20", "3", "19", "30", "5", "200", "30", "5", "200"}));
     EXPECT_EQ(report.triggers[0].asserted, 5U);
@@ -36,7 +37,8 @@ TEST(Inputs, WithoutPipesEventsComeInTheOrderOfTheFileAndWaitForTheirReader) {
     for (const std::uint32_t position : positions) rows.push_back({true, position});
     session.setInput(beat, rows);
     session.collect(beat);
-    EXPECT_EQ(printed(session, {"read:2 12( switch ) ?events:2 *( event:2 )"}, beat), Lines({"4096"}));
+    EXPECT_EQ(printed(session, {"open_read:2 12( task_switch ) ?trigger_num:2 *( trigger_get:2 )"}, beat),
+              Lines({"4096"}));
     EXPECT_EQ(session.collectedEvents(beat), positions);
 }
 
@@ -46,7 +48,7 @@ TEST(Inputs, SeveralChannelsMakeAFrame) {
     const PipeId pairs = session.pipe("pairs"), copy = session.output("copy");
     session.feedMemory(pairs, samples.data(), samples.size(), 2);
     session.task("ABS", pairs, copy);
-    session.script("read:2 pause:10 ?num:2 ?time pause:90 ?time", pairs);
+    session.script("open_read:2 task_pause:10 ?pipe_num:2 ?sys_get_time task_pause:90 ?sys_get_time", pairs);
     EXPECT_EQ(session.run().console, Lines({"21", "10000", "100000"}));
     EXPECT_EQ(session.collected<std::int32_t>(copy), samples);
 }
@@ -87,8 +89,8 @@ TEST(Inputs, ARecordingsRateIsTheClocks) {
     TestSession session({.feed = {.piece = 1}});
     const PipeId source = session.pipe("source");
     session.setInput(source, std::make_unique<UnknownLength>(5000));
-    session.script("read:2 *( get:2 )", source);
-    session.script("read:2 pause:1000 ?num:2", source);
+    session.script("open_read:2 *( pipe_get:2 )", source);
+    session.script("open_read:2 task_pause:1000 ?pipe_num:2", source);
     EXPECT_EQ(session.run().console, Lines({"360"}));
 }
 

@@ -12,7 +12,7 @@ TEST(Memory, IsZeroedAndAlignedForEachTaskAnew) {
     const std::string steps = "?ralloc:1 ?ralloc:63 ?ralloc:64 ?ralloc:65 ?ralloc:0 ?ralloc:100000 ?ralloc:7";
     TestSession session;
     session.script(steps + " exit:0");
-    session.script("switch " + steps);
+    session.script("task_switch " + steps);
     EXPECT_EQ(session.run().console, Lines(14, "1"));
 }
 
@@ -22,18 +22,18 @@ TEST(Memory, TheLimitEndsTheRunWithTheTaskAndTheRequest) {
         const char* what;
     } cases[] = {
         {"ralloc:9000000", "9000000 bytes"},
-        {"*( ralloc:1000000 switch )", "1000000 bytes"},
+        {"*( ralloc:1000000 task_switch )", "1000000 bytes"},
         {"*( malloc:1000000 )", "1000000 bytes"},
         {"malloc:0x7FFFFFFFFFFFFFFF", "9223372036854775807 bytes"},
         {"ralloc:-1", "18446744073709551615 bytes"},
-        {"read:2 block:2,3000000", "a buffer of 12000000 bytes"},
-        {"write:2 put:2,1 read:3 complete:3,5000000", "the pipe `written` of 5000000 elements"},
-        {"write:3 put:3,1", "the pipe `huge`"},
+        {"open_read:2 pbuf_open:2,3000000", "a buffer of 12000000 bytes"},
+        {"open_write:2 pipe_put:2,1 open_read:3 pipe_num_complete:3,5000000", "the pipe `written` of 5000000 elements"},
+        {"open_write:3 pipe_put:3,1", "the pipe `huge`"},
     };
     for (const auto& [steps, what] : cases) {
         TestSession session({.memoryLimit = limit});
         const PipeId written = session.pipe("written"), huge = session.pipe("huge", 2000000);
-        session.script(steps, written, std::string_view(steps).starts_with("write:2") ? written : huge);
+        session.script(steps, written, std::string_view(steps).starts_with("open_write:2") ? written : huge);
         const Report report = session.run();
         EXPECT_EQ(report.tasks[0].text, std::string("memory ran out at ") + what + ": the limit is 8388608 bytes");
         EXPECT_EQ(report.tasks[0].remedy, "ask for less, or raise the limit with --memory");
@@ -53,11 +53,11 @@ TEST(Memory, RequestsCountInWhole64s) {
 TEST(Memory, SmallThingsCountWithAllThatTheyTake) {
     for (const std::string things :
          {"50000( malloc:0 )", "50000( malloc:1 )", "50000( malloc:65 )", "9000( malloc:1000 )", "100( malloc:140000 )",
-          "300000( ralloc:1 )", "2000( ralloc:9000 )", "200000( block:2,0 )", "300000( bit:1,1 )"}) {
+          "300000( ralloc:1 )", "2000( ralloc:9000 )", "200000( pbuf_open:2,0 )", "300000( digital_set_bit:1,1 )"}) {
         Lines printed;
         const auto run = [&](std::uint64_t most) {
             TestSession session({.memoryLimit = most});
-            session.script("read:2 ?heap " + things + " ?heap exit:0", session.input("source", countUp(1)));
+            session.script("open_read:2 ?heap " + things + " ?heap exit:0", session.input("source", countUp(1)));
             const Report report = session.run();
             printed = report.console;
             return report.tasks[0].text;
@@ -80,7 +80,7 @@ TEST(Memory, WhatASessionKeepsCountsToo) {
     collects(session);
     EXPECT_EQ(session.run().reason, "no memory is left for what is to be collected");
     TestSession printing({.memoryLimit = limit});
-    printing.script("*( say:1 )");
+    printing.script("*( printf:1 )");
     EXPECT_EQ(printing.run().tasks[0].text, "memory ran out at what it prints: the limit is 8388608 bytes");
     TestSession many({.memoryLimit = limit});
     EXPECT_THROW(for (int i = 0; i < 4000; ++i) many.task("ABS", textConstant("x")), Problem);
@@ -90,8 +90,8 @@ TEST(Memory, WhatASessionKeepsCountsToo) {
 TEST(Memory, ComesBackWhenItIsFreedOrTheTaskEnds) {
     TestSession session({.memoryLimit = limit});
     session.script("100( malloc:3000000 free:$ ) ralloc:3000000 malloc:2000000 exit:1");
-    session.script("switch 100( malloc:3000000 free:$ ) ralloc:3000000 malloc:2000000 raise:0xC0000094");
-    session.script("2( switch ) ralloc:5000000 exit:2");
+    session.script("task_switch 100( malloc:3000000 free:$ ) ralloc:3000000 malloc:2000000 RaiseException:0xC0000094");
+    session.script("2( task_switch ) ralloc:5000000 exit:2");
     const Report report = session.run();
     EXPECT_EQ(statesOf(report), Lines({"exited exit 1", "fault code 3221225620", "exited exit 2"}));
 }
@@ -100,7 +100,7 @@ TEST(Memory, NoTaskStartsWhenThereIsNoRoomForEveryStack) {
     TestSession session({.memoryLimit = limit});
     SinkLog log;
     session.setOutput(session.pipe("dropped"), std::make_unique<LogSink>(log));
-    for (int i = 0; i < 33; ++i) session.script("say:1");
+    for (int i = 0; i < 33; ++i) session.script("printf:1");
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::failed);
     EXPECT_EQ(report.console, Lines());

@@ -21,9 +21,9 @@ TEST(Parameters, IntegersReadRightAtAnyWidth) {
     const auto narrow = variable<std::int16_t>(session, "narrow", -2),
                least = variable<std::int16_t>(session, "l", -32768);
     const auto wide = variable<std::int32_t>(session, "wide", -70000);
-    session.script("?value:2 ?wide:2 ?value:3 ?value:4 ?wide:4", narrow, least, wide);
-    session.script("?value:2 ?wide:2 ?wide:3", int16Constant(-3), int32Constant(-2147483647 - 1));
-    session.script("?value:2 ?value:3 ?wide:3", floatConstant(1), doubleConstant(-0.0));
+    session.script("?value:2 ?value64:2 ?value:3 ?value:4 ?value64:4", narrow, least, wide);
+    session.script("?value:2 ?value64:2 ?value64:3", int16Constant(-3), int32Constant(-2147483647 - 1));
+    session.script("?value:2 ?value:3 ?value64:3", floatConstant(1), doubleConstant(-0.0));
     EXPECT_EQ(session.run().console, Lines({"-2", "-2", "-32768", "-70000", "-70000", "-3", "-3", "-2147483648",
                                             "1065353216", "0", "-9223372036854775808"}));
 }
@@ -33,7 +33,9 @@ TEST(Parameters, TextsWordsAndVectorsAreGiven) {
     const VectorId taps = session.addVector("taps", ElementType::int32, bytesOf(std::vector<std::int32_t>{4, -5, 6}));
     const VectorId empty = session.addVector("empty", ElementType::float64, {});
     session.script("text:2 text:3 ?value:4", textConstant("two words"), declaredWord("hann"), hostWord(-9));
-    session.script("?length:2 ?start:2,1 ?start:2,2 ?vectorkind:2 ?length:3 ?vectorkind:3", taps, empty);
+    session.script(
+        "?vector_length:2 ?vector_start:2,1 ?vector_start:2,2 ?vector_type:2 ?vector_length:3 ?vector_type:3", taps,
+        empty);
     EXPECT_EQ(session.run().console, Lines({"two words", "hann", "-9", "3", "-5", "6", "2048", "0", "524288"}));
 }
 
@@ -41,11 +43,13 @@ TEST(Parameters, EachHasExactlyOneKind) {
     TestSession session;
     const double zero = 0;
     for (const ElementType type : allElementTypes)
-        session.script("?kind:2 ?kind:3 ?kind:4", session.pipe("pipe", {}, type),
+        session.script("?param_type:2 ?param_type:3 ?param_type:4", session.pipe("pipe", {}, type),
                        session.addVariable("variable", type, &zero), session.addVector("vector", type, {}));
-    session.script("?kind:2 ?kind:3 ?kind:4 ?kind:5 ?kind:6 ?kind:7 ?kind:8 ?kind:9", int16Constant(0),
-                   int32Constant(0), floatConstant(0), doubleConstant(0), session.addTrigger("trigger"), hostWord(0),
-                   textConstant(""), declaredWord(""));
+    session.script(
+        "?param_type:2 ?param_type:3 ?param_type:4 ?param_type:5 ?param_type:6 ?param_type:7 ?param_type:8 "
+        "?param_type:9",
+        int16Constant(0), int32Constant(0), floatConstant(0), doubleConstant(0), session.addTrigger("trigger"),
+        hostWord(0), textConstant(""), declaredWord(""));
     Lines lines;
     for (const int kind : {0x40,   0x1,     0x400, 0x80, 0x2,     0x800,   0x2000, 0x1000, 0x20000, 0x8000,
                            0x4000, 0x80000, 0x4,   0x8,  0x10000, 0x40000, 0x10,   0x100,  0x200,   0x200000})
@@ -119,10 +123,10 @@ TEST(Parameters, AllSetUpErrorsAreReportedAndOutputsDropped) {
     const PipeId small = session.pipe("small", {}, ElementType::int16);
     SinkLog log;
     session.setOutput(result, std::make_unique<LogSink>(log));
-    session.script("refuse:5,2", named(int16Constant(9), "9"));
+    session.script("param_error_msg:5,2", named(int16Constant(9), "9"));
     session.task("SIMILAR", source, small);
     session.task("ABS", source, result);
-    session.script("refuse:77,0");
+    session.script("param_error_msg:77,0");
     const Report report = session.run();
     EXPECT_EQ(statesOf(report), Lines({"error code 5 at 2", "error code 3 at 2", "running", "error code 77 at 0"}));
     EXPECT_EQ(report.tasks[0].text, "parameter 2, `9`: the value is out of range");
@@ -138,7 +142,7 @@ TEST(Parameters, ASetUpErrorAfterASwitchStopsTheRunAsWell) {
     const PipeId source = session.input("source", countUp(100000));
     SinkLog log;
     session.setOutput(source, std::make_unique<LogSink>(log));
-    session.script("read:2 get:2 refuse:7,1", source);
+    session.script("open_read:2 pipe_get:2 param_error_msg:7,1", source);
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::refused);
     EXPECT_EQ(statesOf(report)[0], "error code 7 at 1");

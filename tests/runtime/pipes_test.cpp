@@ -24,39 +24,54 @@ void expectRead(const std::vector<ReadCase>& cases) {
 
 TEST(Pipes, OperationsSeeWhatTheirOwnCursorHasLeft) {
     expectRead({
-        {"read:2 ?num:2 switch ?num:2 ?complete:2,5 ?complete:2,50", {"0", "10", "5", "10"}},
-        {"read:2 switch rem:2,3 ?get:2 ?num:2", {"3", "6"}},
-        {"read:2 read:3 ?get:2 ?get:2 ?get:3 ?num:2 ?num:3", {"0", "1", "0", "8", "9"}},
-        {"read:2 rem:2,0 rem:2,-1 ?complete:2,0 ?complete:2,-5 ?get:2", {"0", "0", "0"}},
-        {"read:2 read:2 ?get:2 read:2 ?get:2", {"0", "1"}},
+        {"open_read:2 ?pipe_num:2 task_switch ?pipe_num:2 ?pipe_num_complete:2,5 ?pipe_num_complete:2,50",
+         {"0", "10", "5", "10"}},
+        {"open_read:2 task_switch pipe_rem:2,3 ?pipe_get:2 ?pipe_num:2", {"3", "6"}},
+        {"open_read:2 open_read:3 ?pipe_get:2 ?pipe_get:2 ?pipe_get:3 ?pipe_num:2 ?pipe_num:3",
+         {"0", "1", "0", "8", "9"}},
+        {"open_read:2 pipe_rem:2,0 pipe_rem:2,-1 ?pipe_num_complete:2,0 ?pipe_num_complete:2,-5 ?pipe_get:2",
+         {"0", "0", "0"}},
+        {"open_read:2 open_read:2 ?pipe_get:2 open_read:2 ?pipe_get:2", {"0", "1"}},
     });
 }
 
 TEST(Pipes, HoldTheirCapacityAndWhatAReaderAsksFor) {
     expectRead({
-        {"read:2 6( switch ) ?num:2", {"16"}, 2000, 16},
-        {"read:2 complete:2,100 6( switch ) ?num:2", {"100"}, 2000, 16},
-        {"read:2 complete:2,10 6( switch ) ?num:2", {"16"}, 2000, 16},
-        {"read:2 rem:2,500 6( switch ) ?num:2", {"16"}, 2000, 16},
-        {"read:2 block:2,300 least:2,300 fetch:2 6( switch ) ?num:2", {"300"}, 2000, 16},
-        {"read:2 block:2,300 fetch:2 6( switch ) ?num:2", {"16"}, 2000, 16},
+        {"open_read:2 6( task_switch ) ?pipe_num:2", {"16"}, 2000, 16},
+        {"open_read:2 pipe_num_complete:2,100 6( task_switch ) ?pipe_num:2", {"100"}, 2000, 16},
+        {"open_read:2 pipe_num_complete:2,10 6( task_switch ) ?pipe_num:2", {"16"}, 2000, 16},
+        {"open_read:2 pipe_rem:2,500 6( task_switch ) ?pipe_num:2", {"16"}, 2000, 16},
+        {"open_read:2 pbuf_open:2,300 pbuf_set_min_cnt:2,300 pbuf_get:2 6( task_switch ) ?pipe_num:2",
+         {"300"},
+         2000,
+         16},
+        {"open_read:2 pbuf_open:2,300 pbuf_get:2 6( task_switch ) ?pipe_num:2", {"16"}, 2000, 16},
     });
 }
 
 TEST(Pbufs, GetsKeepWithinTheLeastAndTheGreatestCount) {
     expectRead({
-        {"read:2 ?block:2,4 ?fetch:2 ?element:2,3 ?fetch:2 ?fetch:2 ?element:2,1", {"4001", "4", "3", "4", "2", "9"}},
-        {"read:2 block:2,8 switch least:2,3 most:2,4 ?fetch:2 ?fetch:2 ?held:2 ?fetch:2", {"4", "4", "4"}},
-        {"read:2 block:2,8 least:2,0 ?fetch:2 switch ?fetch:2 ?fetch:2 ?fetch:2 ?held:2", {"0", "8", "2", "0", "0"}},
-        {"read:2 block:2,8 least:2,8 ?fetch:2 ?fetch:2", {"8"}},
-        {"read:2 block:2,4 least:2,9 ?fetch:2", {"4"}},
-        {"read:2 block:2,4 most:2,0 least:2,0 switch ?fetch:2 most:2,4 ?fetch:2", {"0", "4"}},
+        {"open_read:2 ?pbuf_open:2,4 ?pbuf_get:2 ?element:2,3 ?pbuf_get:2 ?pbuf_get:2 ?element:2,1",
+         {"4001", "4", "3", "4", "2", "9"}},
+        {"open_read:2 pbuf_open:2,8 task_switch pbuf_set_min_cnt:2,3 pbuf_set_max_cnt:2,4 ?pbuf_get:2 ?pbuf_get:2 "
+         "?pbuf_get_cnt:2 ?pbuf_get:2",
+         {"4", "4", "4"}},
+        {"open_read:2 pbuf_open:2,8 pbuf_set_min_cnt:2,0 ?pbuf_get:2 task_switch ?pbuf_get:2 ?pbuf_get:2 ?pbuf_get:2 "
+         "?pbuf_get_cnt:2",
+         {"0", "8", "2", "0", "0"}},
+        {"open_read:2 pbuf_open:2,8 pbuf_set_min_cnt:2,8 ?pbuf_get:2 ?pbuf_get:2", {"8"}},
+        {"open_read:2 pbuf_open:2,4 pbuf_set_min_cnt:2,9 ?pbuf_get:2", {"4"}},
+        {"open_read:2 pbuf_open:2,4 pbuf_set_max_cnt:2,0 pbuf_set_min_cnt:2,0 task_switch ?pbuf_get:2 "
+         "pbuf_set_max_cnt:2,4 ?pbuf_get:2",
+         {"0", "4"}},
     });
 }
 
 TEST(Pbufs, NoTransferMovesTheDataArea) {
     TestSession session;
-    const Lines areas = printed(session, {"read:2 block:2,4 ?area:2 fetch:2 ?area:2 fetch:2 ?area:2"},
+    const Lines areas = printed(session,
+                                {"open_read:2 pbuf_open:2,4 ?pbuf_get_data_ptr:2 pbuf_get:2 ?pbuf_get_data_ptr:2 "
+                                 "pbuf_get:2 ?pbuf_get_data_ptr:2"},
                                 session.input("source", countUp(10)));
     EXPECT_EQ(areas, Lines(3, areas.at(0)));
     EXPECT_EQ(std::stoull(areas[0]) % 64, 0U);
@@ -65,7 +80,7 @@ TEST(Pbufs, NoTransferMovesTheDataArea) {
 TEST(Pbufs, APutLeavesNothingForTheNext) {
     TestSession session;
     const PipeId result = session.output("result", 8);
-    EXPECT_EQ(printed(session, {"write:2 block:2,10 ?fill:2,5 send:2 ?held:2 ?fill:2,3"}, result),
+    EXPECT_EQ(printed(session, {"open_write:2 pbuf_open:2,10 ?fill:2,5 pbuf_put:2 ?pbuf_get_cnt:2 ?fill:2,3"}, result),
               Lines({"0", "0", "0"}));
     EXPECT_EQ(session.collected<std::int32_t>(result), countUp(8));
 }
@@ -73,14 +88,14 @@ TEST(Pbufs, APutLeavesNothingForTheNext) {
 TEST(Pipes, AWriterThatWaitsForSeveralReadersGoesOnWhenTheLastHasTaken) {
     TestSession session;
     const PipeId source = session.input("source", countUp(1000)), narrow = session.pipe("narrow", 8);
-    session.script("read:2 write:3 *( move:2,3 )", source, narrow);
+    session.script("open_read:2 open_write:3 *( move:2,3 )", source, narrow);
     std::vector<PipeId> copies;
-    for (const char* pace :
-         {"move:2,3", "2( switch ) 5( move:2,3 )", "2( switch ) 5( move:2,3 )", "8( move:2,3 switch )"}) {
+    for (const char* pace : {"move:2,3", "2( task_switch ) 5( move:2,3 )", "2( task_switch ) 5( move:2,3 )",
+                             "8( move:2,3 task_switch )"}) {
         copies.push_back(session.output("copy"));
-        session.script(std::string("read:2 write:3 *( ") + pace + " )", narrow, copies.back());
+        session.script(std::string("open_read:2 open_write:3 *( ") + pace + " )", narrow, copies.back());
     }
-    session.script("read:2 120( 2( switch ) ?num:2 8( get:2 ) )", narrow);
+    session.script("open_read:2 120( 2( task_switch ) ?pipe_num:2 8( pipe_get:2 ) )", narrow);
     // Growth would let the flow go on all the same, so the capacity is looked at.
     for (const std::string& held : session.run().console) EXPECT_LE(std::stoi(held), 8);
     for (const PipeId copy : copies) EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(1000));
@@ -88,18 +103,19 @@ TEST(Pipes, AWriterThatWaitsForSeveralReadersGoesOnWhenTheLastHasTaken) {
 
 TEST(Pipes, PipeGetWidensIntegersBySignAndGivesTheLowWordOfOthers) {
     TestSession session;
-    session.script("read:2 read:3 read:4 read:5 ?get:2 ?get:2 ?get:3 ?get:4 ?get:5",
-                   session.input("narrow", std::vector<std::int16_t>{-32768, 32767}),
-                   session.input("wide", std::vector<std::int32_t>{-2147483647 - 1}),
-                   session.input("real", std::vector{1.0F}),
-                   session.input("fine", std::vector{std::bit_cast<double>(0x7FF00000'80000001)}));
+    session.script(
+        "open_read:2 open_read:3 open_read:4 open_read:5 ?pipe_get:2 ?pipe_get:2 ?pipe_get:3 ?pipe_get:4 ?pipe_get:5",
+        session.input("narrow", std::vector<std::int16_t>{-32768, 32767}),
+        session.input("wide", std::vector<std::int32_t>{-2147483647 - 1}), session.input("real", std::vector{1.0F}),
+        session.input("fine", std::vector{std::bit_cast<double>(0x7FF00000'80000001)}));
     EXPECT_EQ(session.run().console, Lines({"-32768", "32767", "-2147483648", "1065353216", "-2147483647"}));
 }
 
 TEST(Pipes, PipePutNarrowsToTheWidthOfThePipe) {
     TestSession session;
     const PipeId narrow = session.output("narrow", 3, ElementType::int16), wide = session.output("wide", 1);
-    session.script("write:2 write:3 put:2,0x18000 put:2,-1 put:2,65535 put:3,-70000", narrow, wide);
+    session.script("open_write:2 open_write:3 pipe_put:2,0x18000 pipe_put:2,-1 pipe_put:2,65535 pipe_put:3,-70000",
+                   narrow, wide);
     session.run();
     EXPECT_EQ(session.collected<std::int16_t>(narrow), std::vector<std::int16_t>({-32768, -1, -1}));
     EXPECT_EQ(session.collected<std::int32_t>(wide), std::vector<std::int32_t>({-70000}));
@@ -108,9 +124,9 @@ TEST(Pipes, PipePutNarrowsToTheWidthOfThePipe) {
 TEST(Pipes, ASecondWriterIsRefusedByName) {
     TestSession session;
     const PipeId source = session.input("source", countUp(3)), pipe = session.pipe("pipe");
-    session.script("write:2 switch", pipe);
-    session.script("read:2 write:3", source, pipe);
-    session.script("write:2", source);
+    session.script("open_write:2 task_switch", pipe);
+    session.script("open_read:2 open_write:3", source, pipe);
+    session.script("open_write:2", source);
     const Report report = session.run();
     EXPECT_EQ(statesOf(report), Lines({"running", "refused at 3", "refused at 2"}));
     EXPECT_EQ(report.tasks[1].text, "`pipe` has a writer already: SCRIPT (line 1)");
@@ -121,7 +137,9 @@ TEST(Pipes, ASecondWriterIsRefusedByName) {
 
 TEST(Pipes, AReaderThatOpensLateGetsWhatComesFromThenOn) {
     TestSession session;
-    EXPECT_EQ(printed(session, {"write:2 switch 10( put:2,# switch )", "5( switch ) read:2 ?get:2 ?get:2"},
+    EXPECT_EQ(printed(session,
+                      {"open_write:2 task_switch 10( pipe_put:2,# task_switch )",
+                       "5( task_switch ) open_read:2 ?pipe_get:2 ?pipe_get:2"},
                       session.pipe("pipe")),
               Lines({"5", "6"}));
 }
@@ -130,7 +148,8 @@ TEST(Pipes, StartsComeBeforeTheInput) {
     TestSession session;
     const PipeId source = session.loop("source", {7, 8});
     session.feed<std::int32_t>(source, {1, 2});
-    EXPECT_EQ(printed(session, {"read:2 ?get:2 ?get:2 ?get:2 ?get:2"}, source), Lines({"7", "8", "1", "2"}));
+    EXPECT_EQ(printed(session, {"open_read:2 ?pipe_get:2 ?pipe_get:2 ?pipe_get:2 ?pipe_get:2"}, source),
+              Lines({"7", "8", "1", "2"}));
 }
 
 }  // namespace

@@ -16,21 +16,21 @@ TEST(Report, SaysWhoWaitsForWhat) {
         Lines notes;
     } cases[] = {
         {1136,
-         "read:2 block:2,1024 least:2,1024 *( fetch:2 )",
+         "open_read:2 pbuf_open:2,1024 pbuf_set_min_cnt:2,1024 *( pbuf_get:2 )",
          {"SCRIPT (line 1) waits for 1024 samples of `accel`, 112 are there"}},
         {1025,
-         "read:2 block:2,1024 least:2,1024 *( fetch:2 )",
+         "open_read:2 pbuf_open:2,1024 pbuf_set_min_cnt:2,1024 *( pbuf_get:2 )",
          {"SCRIPT (line 1) waits for 1024 samples of `accel`, 1 is there"}},
-        {1024, "read:2 block:2,1024 least:2,1024 *( fetch:2 )", {}},
+        {1024, "open_read:2 pbuf_open:2,1024 pbuf_set_min_cnt:2,1024 *( pbuf_get:2 )", {}},
         {5,
-         "read:2 read:3 get:3",
+         "open_read:2 open_read:3 pipe_get:3",
          {"nobody writes `other`", "SCRIPT (line 1) waits for 1 sample of `other`, 0 are there",
           "SCRIPT (line 1) left 5 samples of `accel` unread"}},
         {5,
-         "read:2 read:4 event:4",
+         "open_read:2 open_read:4 trigger_get:4",
          {"SCRIPT (line 1) waits for an event of `beat`", "SCRIPT (line 1) left 5 samples of `accel` unread"}},
-        {0, "read:2 read:4 event:4", {}},
-        {0, "write:3 read:3", {"nobody reads `accel`"}},
+        {0, "open_read:2 open_read:4 trigger_get:4", {}},
+        {0, "open_write:3 open_read:3", {"nobody reads `accel`"}},
     };
     for (const auto& [given, steps, notes] : cases) {
         TestSession session;
@@ -46,9 +46,11 @@ TEST(Report, IsTheSameForTheSameSession) {
         TestSession session({.feed = {.kind = FeedPolicy::Kind::random, .seed = 3}});
         const PipeId source = session.input("source", countUp(5000));
         session.task("ABS", source, session.output("copy"));
-        session.script("read:2 write:3 *( pause:7 ?num:2 rem:2,$ bit:4,1 assertafter:3,9 )", source,
-                       session.addTrigger("beat"));
-        session.script("read:2 300( get:2 ) ?time ?num:2 exit:8", source);
+        session.script(
+            "open_read:2 open_write:3 *( task_pause:7 ?pipe_num:2 pipe_rem:2,$ digital_set_bit:4,1 "
+            "trigger_updt_put:3,9 )",
+            source, session.addTrigger("beat"));
+        session.script("open_read:2 300( pipe_get:2 ) ?sys_get_time ?pipe_num:2 exit:8", source);
         Report report = session.run();
         report.seconds = 0;
         text = toJson(report, {});
@@ -67,8 +69,9 @@ TEST(Report, HasAllFieldsAsJson) {
     session.addVariable("infinite", ElementType::float32, &infinite);
     session.addVariable("whole", ElementType::int16, &whole);
     session.task("ABS", source, copy);
-    session.script("write:2 assert:2,41 pause:2 bit:19,1 text:3 text:4 raise:0xC0000094", session.addTrigger("beat"),
-                   textConstant("one\r\ntwo"), textConstant("\xFF"));
+    session.script(
+        "open_write:2 trigger_put:2,41 task_pause:2 digital_set_bit:19,1 text:3 text:4 RaiseException:0xC0000094",
+        session.addTrigger("beat"), textConstant("one\r\ntwo"), textConstant("\xFF"));
     session.script("exit:8");
     const auto json = nlohmann::json::parse(toJson(session.run(), {"zcmds3", 152, 104}));
     const auto expected = nlohmann::json::parse(R"({

@@ -136,7 +136,7 @@ TEST(Session, BlocksAndRatesOutOfRangeAreRefused) {
     for (const double rate : {0.0, -1.0, HUGE_VAL, std::nan("")})
         EXPECT_NE(refusalOf([&] { TestSession({.rate = rate}); }), "nothing is refused") << rate;
     TestSession session({.block = maxBlock, .rate = 1e300, .info = {{17, maxBlock}}});
-    session.script("pause:1 pause:0xFFFFFFFF say:1");
+    session.script("task_pause:1 task_pause:0xFFFFFFFF printf:1");
     EXPECT_EQ(session.run().console, Lines{"1"});
 }
 
@@ -149,7 +149,7 @@ TEST(Session, WhatItsConsoleThrowsEndsTheRun) {
         const PipeId copy = session.pipe("copy");
         session.task("ABS", session.input("source", countUp(5000)), copy);
         session.setOutput(copy, std::make_unique<LogSink>(log));
-        session.script("switch 3( say:1 )");
+        session.script("task_switch 3( printf:1 )");
         return session.run();
     };
     const Report report = runWith(Problem("the terminal is gone", "open another"));

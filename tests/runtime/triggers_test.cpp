@@ -13,16 +13,20 @@ TEST(Triggers, EveryReaderSeesAllEventsAndTheStatus) {
         Lines lines;
     } cases[] = {
         // every reader has all events, also those before it opened
-        {{"write:2 assert:2,5 assert:2,9 switch assert:2,12", "read:2 read:3 ?event:2 ?events:2 ?events:3 ?event:3",
-          "read:2 3( switch ) ?events:2 3( event:2 ) ?immediate:2"},
+        {{"open_write:2 trigger_put:2,5 trigger_put:2,9 task_switch trigger_put:2,12",
+          "open_read:2 open_read:3 ?trigger_get:2 ?trigger_num:2 ?trigger_num:3 ?trigger_get:3",
+          "open_read:2 3( task_switch ) ?trigger_num:2 3( trigger_get:2 ) ?trigger_get_immediate:2"},
          {"5", "1", "2", "5", "3", "-9999999988"}},
         // an event is distinguished from a status
-        {{"write:2 switch assert:2,7 vouch:2,9", "read:2 ?immediate:2 switch ?immediate:2 ?immediate:2"},
+        {{"open_write:2 task_switch trigger_put:2,7 trigger_set_status:2,9",
+          "open_read:2 ?trigger_get_immediate:2 task_switch ?trigger_get_immediate:2 ?trigger_get_immediate:2"},
          {"-5705032705", "7", "-9999999991"}},
         // an event may come before its samples
-        {{"write:2 assert:2,50", "read:2 read:4 ?wait:2,4 ?get:4"}, {"50", "50"}},
+        {{"open_write:2 trigger_put:2,50", "open_read:2 open_read:4 ?trigger_wait:2,4 ?pipe_get:4"}, {"50", "50"}},
         // what a reader vouches changes nothing
-        {{"write:2 assert:2,5 assert:2,6", "read:2 vouch:2,500 vouchafter:2,30 ?status:2 ?events:2 ?event:2"},
+        {{"open_write:2 trigger_put:2,5 trigger_put:2,6",
+          "open_read:2 trigger_set_status:2,500 trigger_updt_status:2,30 ?trigger_get_status:2 ?trigger_num:2 "
+          "?trigger_get:2"},
          {"6", "2", "5"}},
     };
     for (const auto& [scripts, lines] : cases) {
@@ -39,23 +43,29 @@ TEST(Triggers, StatusAndEventsFollowTheWriter) {
         std::vector<std::uint32_t> events;
     } cases[] = {
         {"", top, {}},
-        {"assertafter:2,1", 0, {0}},
-        {"vouchafter:2,10 assertafter:2,5 vouchafter:2,1", 15, {14}},
-        {"vouch:2,100 vouch:2,50 vouch:2,100", 100, {}},
-        {"vouch:2,100 assert:2,7 assertafter:2,1", 101, {7, 101}},
-        {"assert:2,7 assert:2,7", 7, {7, 7}},
-        {"vouch:2,0x7FFFFFFF", top, {}},
-        {"vouch:2,0x7FFFFFFE", 0x7FFFFFFE, {}},
-        {"vouch:2,0x7FFFFFF0 vouch:2,0xE0000000 vouch:2,0xFFFFFFFE 3( assertafter:2,1 )", 1, {top, 0, 1}},
-        {"vouch:2,0x7FFFFFF0 vouch:2,0xF0000000 assert:2,5 vouch:2,0xFFFFFFF5", 5, {5}},
-        {"vouchafter:2,0 assertafter:2,0", top, {top}},
+        {"trigger_updt_put:2,1", 0, {0}},
+        {"trigger_updt_status:2,10 trigger_updt_put:2,5 trigger_updt_status:2,1", 15, {14}},
+        {"trigger_set_status:2,100 trigger_set_status:2,50 trigger_set_status:2,100", 100, {}},
+        {"trigger_set_status:2,100 trigger_put:2,7 trigger_updt_put:2,1", 101, {7, 101}},
+        {"trigger_put:2,7 trigger_put:2,7", 7, {7, 7}},
+        {"trigger_set_status:2,0x7FFFFFFF", top, {}},
+        {"trigger_set_status:2,0x7FFFFFFE", 0x7FFFFFFE, {}},
+        {"trigger_set_status:2,0x7FFFFFF0 trigger_set_status:2,0xE0000000 trigger_set_status:2,0xFFFFFFFE 3( "
+         "trigger_updt_put:2,1 )",
+         1,
+         {top, 0, 1}},
+        {"trigger_set_status:2,0x7FFFFFF0 trigger_set_status:2,0xF0000000 trigger_put:2,5 "
+         "trigger_set_status:2,0xFFFFFFF5",
+         5,
+         {5}},
+        {"trigger_updt_status:2,0 trigger_updt_put:2,0", top, {top}},
     };
     for (const auto& [steps, status, events] : cases) {
         TestSession session;
         const TriggerId beat = session.addTrigger("beat");
         session.collect(beat, 99);
-        session.script(std::string("write:2 ") + steps + " ?status:2", beat);
-        session.script("read:2 3( switch ) ?status:2", beat);
+        session.script(std::string("open_write:2 ") + steps + " ?trigger_get_status:2", beat);
+        session.script("open_read:2 3( task_switch ) ?trigger_get_status:2", beat);
         const Report report = session.run();
         EXPECT_EQ(report.console, Lines(2, std::to_string(status))) << steps;
         EXPECT_EQ(session.collectedEvents(beat), events) << steps;
@@ -67,8 +77,9 @@ TEST(Triggers, StatusAndEventsFollowTheWriter) {
 TEST(Triggers, AWriterWaitsWhenTheSlowestReaderHas4096Unread) {
     TestSession session;
     const TriggerId beat = session.addTrigger("beat");
-    session.script("write:2 4096( assertafter:2,1 ) vouch:2,9999 say:1 *( assertafter:2,1 )", beat);
-    session.script("read:2 6( switch ) ?events:2 event:2 5( switch ) ?events:2", beat);
+    session.script(
+        "open_write:2 4096( trigger_updt_put:2,1 ) trigger_set_status:2,9999 printf:1 *( trigger_updt_put:2,1 )", beat);
+    session.script("open_read:2 6( task_switch ) ?trigger_num:2 trigger_get:2 5( task_switch ) ?trigger_num:2", beat);
     const Report report = session.run();
     EXPECT_EQ(report.console, Lines({"1", "4096", "4096"}));
     EXPECT_EQ(report.triggers[0].asserted, 4097U);
@@ -80,11 +91,17 @@ TEST(Triggers, WaitRemovesTheSamplesBeforeTheEvent) {
         std::vector<TriggerRow> events;
         Lines lines;
     } cases[] = {
-        {"read:2 read:3 ?wait:2,3 ?get:3 ?wait:2,3 ?get:3", {{true, 10}, {true, 60}}, {"10", "10", "60", "60"}},
-        {"read:2 read:3 ?wait:2,3 ?get:3", {{true, 0}}, {"0", "0"}},
-        {"read:2 read:3 5( get:3 ) ?wait:2,3 ?get:3 ?wait:2,3 ?get:3", {{true, 3}, {true, 6}}, {"3", "5", "6", "6"}},
-        {"read:2 read:3 ?wait:2,3 ?wait:2,3 ?get:3", {{true, 20}, {true, 10}}, {"20", "10", "20"}},
-        {"read:2 read:3 ?wait:2,3 ?get:3", {{true, top}}, {"4294967295", "0"}},
+        {"open_read:2 open_read:3 ?trigger_wait:2,3 ?pipe_get:3 ?trigger_wait:2,3 ?pipe_get:3",
+         {{true, 10}, {true, 60}},
+         {"10", "10", "60", "60"}},
+        {"open_read:2 open_read:3 ?trigger_wait:2,3 ?pipe_get:3", {{true, 0}}, {"0", "0"}},
+        {"open_read:2 open_read:3 5( pipe_get:3 ) ?trigger_wait:2,3 ?pipe_get:3 ?trigger_wait:2,3 ?pipe_get:3",
+         {{true, 3}, {true, 6}},
+         {"3", "5", "6", "6"}},
+        {"open_read:2 open_read:3 ?trigger_wait:2,3 ?trigger_wait:2,3 ?pipe_get:3",
+         {{true, 20}, {true, 10}},
+         {"20", "10", "20"}},
+        {"open_read:2 open_read:3 ?trigger_wait:2,3 ?pipe_get:3", {{true, top}}, {"4294967295", "0"}},
     };
     for (const auto& [steps, events, lines] : cases) {
         TestSession session;
@@ -98,8 +115,8 @@ TEST(Triggers, WaitRemovesUpToTheStatusWhileNoEventComes) {
     TestSession session;
     const PipeId samples = session.input("samples", countUp(100));
     const TriggerId quiet = session.addTrigger("quiet");
-    session.script("write:2 vouch:2,49", quiet);
-    session.script("read:2 read:3 wait:2,3", quiet, samples);
+    session.script("open_write:2 trigger_set_status:2,49", quiet);
+    session.script("open_read:2 open_read:3 trigger_wait:2,3", quiet, samples);
     const Report report = session.run();
     EXPECT_EQ(report.pipes[0].unread, 50U);
     EXPECT_EQ(statesOf(report)[1], "waiting");
@@ -111,8 +128,8 @@ TEST(Triggers, AQuietTriggerDamsNothingUp) {
     TestSession session;
     const PipeId samples = session.input("samples", countUp(10000), 16);
     const TriggerId quiet = session.addTrigger("quiet");
-    session.script("read:2 read:3 wait:2,3", quiet, samples);
-    session.script("write:2 read:3 *( get:3 vouchafter:2,1 )", quiet, samples);
+    session.script("open_read:2 open_read:3 trigger_wait:2,3", quiet, samples);
+    session.script("open_write:2 open_read:3 *( pipe_get:3 trigger_updt_status:2,1 )", quiet, samples);
     const Report report = session.run();
     EXPECT_EQ(report.pipes[0].written, 10000U);
     EXPECT_EQ(report.pipes[0].unread, 0U);
@@ -123,7 +140,10 @@ TEST(Triggers, ModeAndPropertiesAreZeroUnlessSet) {
     const TriggerId plain = session.addTrigger("plain"), set = session.addTrigger("set");
     session.setTriggerMode(set, 5);
     session.setTriggerProperty(set, 3, 7);
-    session.script("?mode:2 ?property:2,3 ?mode:3 ?property:3,1 ?property:3,3", plain, set);
+    session.script(
+        "?trigger_get_opmode:2 ?trigger_get_property:2,3 ?trigger_get_opmode:3 ?trigger_get_property:3,1 "
+        "?trigger_get_property:3,3",
+        plain, set);
     EXPECT_EQ(session.run().console, Lines({"0", "0", "5", "0", "7"}));
 }
 

@@ -66,7 +66,7 @@ TEST(Window, AVectorIsNotReadAnew) {
     const std::vector<std::int32_t> entries(8, 2147483647);
     const VectorId window = session.addVector("window", ElementType::int32, bytesOf(entries));
     session.task("MIXRFFT", int16Constant(8), window, source, declaredWord("FULL"), declaredWord("PARTS"), spectrum);
-    session.script("read:2 rem:2,8 enter:3,0,0 *( rem:2,8 )", spectrum, window);
+    session.script("open_read:2 pipe_rem:2,8 vector_store:3,0,0 *( pipe_rem:2,8 )", spectrum, window);
     session.run();
     const Doubles parts = session.collected<double>(spectrum);
     ASSERT_EQ(parts.size(), 16U);
