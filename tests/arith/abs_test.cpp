@@ -28,7 +28,7 @@ class Abs : public testing::Test {};
 TYPED_TEST_SUITE(Abs, Elements);
 
 TYPED_TEST(Abs, ASampleDiffersFromThePlainDefinition) {
-    expectEach<TypeParam>("ABS", edgeSamples<TypeParam>(), {}, absolute<TypeParam>);
+    expectEach<TypeParam>("ABS (in, out)", edgeSamples<TypeParam>(), absolute<TypeParam>);
 }
 
 // Among them the greatest count that comes at once, for all commands of one source.

@@ -15,13 +15,14 @@ TYPED_TEST(Bound, ASampleIsNotHeldByTheLimitThatIsAskedFirst) {
     using E = TypeParam;
     const E lowest = std::numeric_limits<E>::lowest(), greatest = most<E>;
     for (const auto& [low, high] : {std::pair(E{0}, E{10}), {10, 5}, {lowest, greatest}, {greatest, lowest}, {-7, -7}})
-        expectEach<E>("BOUND", edgeSamples<E>(), {constant(low), constant(high)}, [low = low, high = high](E x) {
+        expectEach<E>("BOUND " + list("in", low, high, "out"), edgeSamples<E>(), [low = low, high = high](E x) {
             return x <= low ? low : x >= high ? high : x;
         });
 }
 
 TEST(BoundVariable, AChangeOfALimitTakesEffect) {
-    EXPECT_EQ(withVariable("BOUND", {9, 9}, "pass set,5 pass", {0, {}}), (std::vector<std::int32_t>{2, 2}));
+    EXPECT_EQ(withVariable("BOUND (in, 0:int32, v, out)", {9, 9}, "pass set,5 pass"),
+              (std::vector<std::int32_t>{2, 2}));
 }
 
 }  // namespace

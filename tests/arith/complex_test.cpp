@@ -11,28 +11,14 @@ namespace {
 
 const Covers cmag("CMAG"), cangle("CANGLE"), polar("POLAR");
 
-// The outputs, `count` of them, of `command (re, im, outputs...)`.
-template <class Element>
-std::vector<std::vector<Element>> outputsOf(const char* command, const std::vector<Element>& re,
-                                            const std::vector<Element>& im, std::size_t count) {
-    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
-    TaskSettings task{.command = command,
-                      .arguments = {session.use(session.input("re", re)), session.use(session.input("im", im))}};
-    std::vector<PipeId> outputs;
-    for (std::size_t i = 0; i < count; ++i) {
-        outputs.push_back(session.output("out" + std::to_string(i), {}, elementTypeOf<Element>()));
-        task.arguments.push_back(session.use(outputs.back()));
-    }
-    session.addTask(std::move(task));
-    EXPECT_EQ(statesOf(session.run()), Lines{"waiting"});
-    std::vector<std::vector<Element>> streams;
-    for (const PipeId output : outputs) streams.push_back(session.collected<Element>(output));
-    return streams;
-}
+constexpr FeedPolicy atOnce{.kind = FeedPolicy::Kind::whole};
 
 template <class Element>
-std::vector<Element> ofPairs(const char* command, const std::vector<Element>& re, const std::vector<Element>& im) {
-    return outputsOf(command, re, im, 1).at(0);
+std::vector<Element> ofPairs(const std::string& command, const std::vector<Element>& re,
+                             const std::vector<Element>& im) {
+    const Call call(command + " (re, im, " + typed<Element>("out") + ")", {{"re", re}, {"im", im}}, {.feed = atOnce});
+    EXPECT_EQ(call.state, "waiting");
+    return call.template taken<Element>();
 }
 
 // Real and imaginary parts that meet the edges of the type and each other's neighbourhood; finite ones.
@@ -143,9 +129,10 @@ TYPED_TEST_SUITE(Polar, Elements);
 
 TYPED_TEST(Polar, APairDiffersFromItsMagnitudeAndAngle) {
     const auto [re, im] = pairSamples<TypeParam>();
-    const auto both = outputsOf("POLAR", re, im, 2);
-    EXPECT_EQ(bitsOf(both.at(0)), bitsOf(ofPairs("CMAG", re, im)));
-    EXPECT_EQ(bitsOf(both.at(1)), bitsOf(ofPairs("CANGLE", re, im)));
+    const Call both("POLAR (re, im, " + typed<TypeParam>("out") + ", " + typed<TypeParam>("angle") + ")",
+                    {{"re", re}, {"im", im}}, {.feed = atOnce});
+    EXPECT_EQ(bitsOf(both.template taken<TypeParam>()), bitsOf(ofPairs("CMAG", re, im)));
+    EXPECT_EQ(bitsOf(both.template taken<TypeParam>("angle")), bitsOf(ofPairs("CANGLE", re, im)));
 }
 
 }  // namespace

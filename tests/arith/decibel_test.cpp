@@ -36,7 +36,7 @@ TEST(DecibelTables, APointIsNotWhereItBelongs) {
 
 template <class Element>
 std::vector<Element> levels(const std::vector<Element>& source, Element reference, Element scale) {
-    return resultOf<Element>("DECIBEL", source, {constant(reference), constant(scale)});
+    return resultOf<Element>("DECIBEL " + list("in", reference, scale, "out"), source);
 }
 
 // Each level within `error` decibels of the logarithm, and a unit of the result.
@@ -80,10 +80,10 @@ TEST(DecibelReals, AStepIsNotRoundedToTheType) {
     const auto inDouble = [](double x) { return 20.0 * zepl::log10(std::max(std::abs(x), 0x1p-126) / 0.3) * 1.7; };
     std::vector<double> doubles = randomSamples<double>(3000, 4);
     doubles.insert(doubles.end(), {0.0, -0.0, 1e-300, INFINITY});
-    expectEach<double>("DECIBEL", doubles, {doubleConstant(0.3), doubleConstant(1.7)}, inDouble);
+    expectEach<double>("DECIBEL (in, 0.3, 1.7, out)", doubles, inDouble);
     std::vector<float> floats = randomSamples<float>(3000, 4);
     floats.insert(floats.end(), {0.0F, -0.0F, -1e-45F, INFINITY});
-    expectEach<float>("DECIBEL", floats, {floatConstant(0.3F), floatConstant(1.7F)}, [](float x) {
+    expectEach<float>("DECIBEL (in, 0.3:float, 1.7:float, out)", floats, [](float x) {
         const volatile float ratio = std::max(std::abs(x), 0x1p-126F) / 0.3F;
         const volatile auto level = static_cast<float>(20.0 * zepl::log10(static_cast<double>(ratio)));
         return level * 1.7F;
@@ -92,12 +92,14 @@ TEST(DecibelReals, AStepIsNotRoundedToTheType) {
 
 TEST(DecibelVariable, AChangeWaitsOrReachesSamplesBeforeIt) {
     using Out = std::vector<std::int32_t>;
-    EXPECT_EQ(withVariable("DECIBEL", {2, 2}, "pass set,20 pass", {{}, 1}), Out({0, -19}));
-    EXPECT_EQ(withVariable("DECIBEL", {0, 0}, "pass set,3 pass", {1, {}}), Out({-1998, -2997}));
+    EXPECT_EQ(withVariable("DECIBEL (in, v, 1:int32, out)", {2, 2}, "pass set,20 pass"), Out({0, -19}));
+    EXPECT_EQ(withVariable("DECIBEL (in, 1:int32, v, out)", {0, 0}, "pass set,3 pass"), Out({-1998, -2997}));
 }
 
 TEST(DecibelFaults, AZeroReferenceIsNoFaultOrOneOfSilence) {
-    EXPECT_EQ(withVariable("DECIBEL", {5, 0, 5}, "pass set,0 pass pass", {{}, 1}, "fault code 3221225620").size(), 2u);
+    EXPECT_EQ(withVariable("DECIBEL (in, v, 1:int32, out)", {5, 0, 5}, "pass set,0 pass pass", "fault code 3221225620")
+                  .size(),
+              2u);
 }
 
 }  // namespace

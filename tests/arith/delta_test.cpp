@@ -14,7 +14,7 @@ TYPED_TEST_SUITE(Delta, Elements);
 TYPED_TEST(Delta, ADifferenceIsNotThatOfTheInputsThemselves) {
     std::vector<TypeParam> source = edgeSamples<TypeParam>();
     source.insert(source.begin(), 7);
-    const std::vector<TypeParam> have = resultOf<TypeParam>("DELTA", source);
+    const std::vector<TypeParam> have = resultOf<TypeParam>("DELTA (in, out)", source);
     ASSERT_EQ(have.size(), source.size() - 1);
     for (std::size_t i = 0; i < have.size(); ++i) {
         TypeParam expected;

@@ -28,9 +28,15 @@ TYPED_TEST(Range, ASampleIsKeptOrDroppedWrongly) {
                                                       {std::numeric_limits<TypeParam>::lowest(), most<TypeParam>}};
     const auto source = edgeSamples<TypeParam>();
     for (const auto& [low, high] : limits)
-        for (const std::int32_t word : {inside, outside, -1})
-            EXPECT_EQ(bitsOf(resultOf<TypeParam>("RANGE", source, {hostWord(word), constant(low), constant(high)})),
-                      bitsOf(picked(source, word, low, high)));
+        for (const std::int32_t word : {inside, outside, -1}) {
+            TestSession session;
+            session.define("region", hostWord(word));
+            session.input("in", source);
+            const PipeId out = session.output("out", {}, elementTypeOf<TypeParam>());
+            addCall(session, "RANGE " + list("in", "region", low, high, "out"));
+            session.run();
+            EXPECT_EQ(bitsOf(session.collected<TypeParam>(out)), bitsOf(picked(source, word, low, high)));
+        }
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ void expectScaled(Element offset, Element mul, Element div) {
         std::erase_if(source, [&](Element x) {
             return static_cast<std::int32_t>((std::int64_t{x} + offset) * mul) == least<std::int32_t>;
         });
-    expectEach<Element>("SCALE", source, {constant(offset), constant(mul), constant(div)},
+    expectEach<Element>("SCALE " + list("in", offset, mul, div, "out"), source,
                         [&](Element x) { return scaled(x, offset, mul, div); });
 }
 
@@ -53,11 +53,10 @@ TEST(Scale, AQuotientJustBelowAWholeOneIsRoundedUp) {
     std::vector<std::int32_t> source, large;
     for (std::int32_t k = 1; k < 46340; k += 7)
         for (std::int32_t by = -1; by <= 1; ++by) source.insert(source.end(), {k * div + by, -k * div - by});
-    expectEach<std::int32_t>("SCALE", source, {constant(0), constant(1), constant(div)},
-                             [](std::int32_t x) { return x / div; });
+    expectEach<std::int32_t>("SCALE " + list("in", 0, 1, div, "out"), source, [](std::int32_t x) { return x / div; });
     // Of 62 bits: x + x / (greatest - 1).
     for (std::int32_t k = 0; k < 3000; ++k) large.insert(large.end(), {greatest - k, k - greatest});
-    expectEach<std::int32_t>("SCALE", large, {constant(0), constant(greatest), constant(greatest - 1)},
+    expectEach<std::int32_t>("SCALE " + list("in", 0, greatest, greatest - 1, "out"), large,
                              [](std::int32_t x) { return scaled(x, 0, greatest, greatest - 1); });
 }
 
@@ -69,8 +68,8 @@ TYPED_TEST_SUITE(ScaleReals, Reals);
 TYPED_TEST(ScaleReals, AStepIsNotRoundedToTheType) {
     const auto offset = TypeParam(0.1), mul = TypeParam(0.3);
     for (const TypeParam div : {TypeParam(7), TypeParam(0)})
-        expectEach<TypeParam>("SCALE", randomSamples<TypeParam>(5000, 5),
-                              {constant(offset), constant(mul), constant(div)}, [=](TypeParam x) {
+        expectEach<TypeParam>("SCALE " + list("in", offset, mul, div, "out"), randomSamples<TypeParam>(5000, 5),
+                              [=](TypeParam x) {
                                   const volatile TypeParam sum = x + offset, product = sum * mul;
                                   return product / div;
                               });
@@ -79,14 +78,15 @@ TYPED_TEST(ScaleReals, AStepIsNotRoundedToTheType) {
 TEST(ScaleVariable, AChangeWaitsOrReachesSamplesBeforeIt) {
     using Out = std::vector<std::int32_t>;
     const char* const script = "pass set,3 pass";
-    EXPECT_EQ(withVariable("SCALE", {12, 12}, script, {{}, 1, 1}), Out({14, 15}));
-    EXPECT_EQ(withVariable("SCALE", {12, 12}, script, {0, {}, 1}), Out({24, 36}));
-    EXPECT_EQ(withVariable("SCALE", {12, 12}, script, {0, 1, {}}), Out({6, 4}));
+    EXPECT_EQ(withVariable("SCALE (in, v, 1:int32, 1:int32, out)", {12, 12}, script), Out({14, 15}));
+    EXPECT_EQ(withVariable("SCALE (in, 0:int32, v, 1:int32, out)", {12, 12}, script), Out({24, 36}));
+    EXPECT_EQ(withVariable("SCALE (in, 0:int32, 1:int32, v, out)", {12, 12}, script), Out({6, 4}));
 }
 
 TEST(ScaleFaults, AZeroDivisorIsNoFaultOrLosesWhatWasSent) {
-    EXPECT_EQ(withVariable("SCALE", {12, 12}, "pass set,0 pass", {0, 1, {}}, "fault code 3221225620"),
-              std::vector<std::int32_t>{6});
+    EXPECT_EQ(
+        withVariable("SCALE (in, 0:int32, 1:int32, v, out)", {12, 12}, "pass set,0 pass", "fault code 3221225620"),
+        std::vector<std::int32_t>{6});
 }
 
 TEST(ScaleFaults, AnInt16FaultIsNoneOrEndsOthers) {
@@ -95,11 +95,11 @@ TEST(ScaleFaults, AnInt16FaultIsNoneOrEndsOthers) {
     for (const auto& [div, state, sent] :
          {std::tuple(-1, "fault code 3221225621", 1000u), {0, "fault code 3221225620", 0u}}) {
         TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
-        const PipeId in = session.input("in", source), out = session.output("out", {}, ElementType::int16);
+        session.input("in", source);
+        const PipeId out = session.output("out", {}, ElementType::int16);
         const PipeId copy = session.output("copy", {}, ElementType::int16);
-        const TaskArgument least16 = int16Constant(-32768);
-        session.task("SCALE", in, least16, least16, int16Constant(static_cast<std::int16_t>(div)), out);
-        session.task("ABS", in, copy);
+        addCall(session, "SCALE (in, -32768, -32768, " + std::to_string(div) + ", out)");
+        addCall(session, "ABS (in, copy)");
         EXPECT_EQ(statesOf(session.run()), Lines({state, "waiting"}));
         EXPECT_EQ(session.collected<std::int16_t>(out).size(), sent);  // the blocks before the fault's
         EXPECT_EQ(session.collected<std::int16_t>(copy).size(), 1500u);

@@ -155,12 +155,10 @@ TEST(Cautions, AFilterIsCautionedWhereItsOutputIsNotTheDirectSum) {
             auto table = std::make_shared<CautionTable>();
             table->add("FIRFILTER", cautionsOf("FIRFILTER"));
             TestSession session({.feed = wholeFeed, .cautions = table});
-            const PipeId source = session.input("source", x),
-                         result = session.output("result", {}, ElementType::float32);
-            std::vector<TaskArgument> given = filter.parameters(session);
-            given.insert(given.begin(), session.use(source));
-            given.push_back(session.use(result));
-            session.addTask({.command = "FIRFILTER", .arguments = given, .line = 7});
+            session.input("source", x);
+            session.addVector("taps", ElementType::float32, bytesOf(filter.taps));
+            const PipeId result = session.output("result", {}, ElementType::float32);
+            addCall(session, "FIRFILTER (source, " + std::to_string(nchans) + ", taps, 0, 1:float, 0, 0, result)", 7);
             const Report report = session.run();
             const bool isExact = session.collected<float>(result) == directSums(filter, x);
             EXPECT_EQ(report.cautions.empty(), isExact) << nchans << " channels, " << length << " taps";

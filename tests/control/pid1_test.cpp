@@ -38,16 +38,12 @@ Samples lawOf(const Loop& loop, const Samples& measured) {
 }
 
 Samples driveOf(const Loop& loop, const Samples& measured) {
-    TestSession session(atOnce());
-    const PipeId now = session.input("now", measured), drive = session.output("drive", {}, ElementType::int16);
-    const VariableId setpoint = session.addVariable("setpoint", ElementType::int16, &loop.setpoint);
-    std::string call = "PID1 $ $";
-    for (const int gain : {loop.p, loop.i, loop.d}) call += " " + std::to_string(gain);
-    call += " $";
-    for (const int limit : loop.limits) call += " " + std::to_string(limit);
-    addCall(session, call, {session.use(now), session.use(setpoint), session.use(drive)});
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<std::int16_t>(drive);
+    std::string call = "PID1 " + list("now, variable setpoint:int16 = " + std::to_string(loop.setpoint), loop.p, loop.i,
+                                      loop.d, "drive:int16");
+    for (const std::int16_t limit : loop.limits) call.insert(call.size() - 1, ", " + written(limit));
+    const Call made(call, {{"now", measured}}, atOnce());
+    EXPECT_EQ(made.report.status, Report::Status::ok);
+    return made.taken<std::int16_t>("drive");
 }
 
 TEST(Pid1, ASampleDiffersFromTheLaw) {
@@ -83,16 +79,14 @@ TEST(Pid1, AnOutputIsNotCutTowardZeroOrAnErrorAtALimitIsSummed) {
 Samples driveWhile(std::int32_t position, std::int16_t first) {
     TestSession session(atOnce());
     const std::int16_t start[] = {20, 100, 0, 0, -99, 99};
-    std::vector<VariableId> variables;
     for (std::int32_t i = 0; i < 6; ++i) {
         const std::int16_t value = i == position ? first : start[i];
-        variables.push_back(session.addVariable("v" + std::to_string(i), ElementType::int16, &value));
+        session.addVariable("v" + std::to_string(i), ElementType::int16, &value);
     }
-    const PipeId now = session.input("now", Samples{0, 1, 3, 6}),
-                 drive = session.output("drive", {}, ElementType::int16);
-    session.task("PID1", now, variables[0], variables[1], variables[2], variables[3], drive, variables[4],
-                 variables[5]);
-    session.script("*( store:2,# task_switch )", variables[static_cast<std::size_t>(position)]);
+    session.input("now", Samples{0, 1, 3, 6});
+    const PipeId drive = session.output("drive", {}, ElementType::int16);
+    addCall(session, "PID1 (now, v0, v1, v2, v3, drive, v4, v5)");
+    session.script("*( store:2,# task_switch )", session.variableNamed("v" + std::to_string(position)));
     session.run();
     return session.collected<std::int16_t>(drive);
 }

@@ -43,16 +43,13 @@ std::vector<Element> lawOf(const std::vector<Element>& setpoints, const std::vec
 template <class Element>
 std::vector<Element> driveOf(const std::vector<Element>& setpoints, const std::vector<Element>& measured,
                              const std::vector<GainSet>& sets, const std::string& limits = "",
-                             const std::string& interval = "0.5f") {
-    TestSession session(atOnce());
+                             const std::string& interval = "0.5:float") {
     std::vector<float> gains;
     for (const GainSet& set : sets) gains.insert(gains.end(), set.begin(), set.end());
-    const PipeId wanted = session.input("wanted", setpoints), now = session.input("now", measured);
-    const PipeId sent = session.input("sent", gains), drive = session.output("drive", {}, elementTypeOf<Element>());
-    addCall(session, "PID $ $ $ " + interval + " $ " + limits,
-            {session.use(wanted), session.use(now), session.use(sent), session.use(drive)});
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<Element>(drive);
+    const Call call("PID " + list("wanted, now, sent", interval, typed<Element>("drive") + limits),
+                    {{"wanted", setpoints}, {"now", measured}, {"sent", gains}}, atOnce());
+    EXPECT_EQ(call.report.status, Report::Status::ok);
+    return call.template taken<Element>("drive");
 }
 
 TYPED_TEST_SUITE(Controller, Elements);
@@ -83,7 +80,8 @@ TYPED_TEST(Controller, ASampleOfPidDiffersFromTheLaw) {
         EXPECT_EQ(bitsOf(driveOf(setpoints, measured, course)), bitsOf(lawOf(setpoints, measured, course, wide)));
         for (const Limits limits : {Limits{-900, 450}, Limits{7, 7}})
             EXPECT_EQ(bitsOf(driveOf(setpoints, measured, course,
-                                     constantOf<TypeParam>(limits.low) + " " + constantOf<TypeParam>(limits.high))),
+                                     ", " + written(static_cast<TypeParam>(limits.low)) + ", " +
+                                         written(static_cast<TypeParam>(limits.high)))),
                       bitsOf(lawOf(setpoints, measured, course, limits)));
     }
 }
@@ -97,22 +95,20 @@ TEST(Pid, AnOutputAtTheEdgeOfItsTypeIsAnother) {
     EXPECT_EQ(driveOf<std::int32_t>({most, -most - 1}, {0, 0}, gains), Int32({most, -most}));
     EXPECT_EQ(driveOf<float>({1e30F, -1e30F}, {0, 0}, gains), (std::vector<float>{32767, -32767}));
     EXPECT_EQ(driveOf<std::int16_t>({29, -29}, {0, 0}, {{0.1F, 0, 0, 1}}), Int16({2, -2}));
-    EXPECT_EQ(driveOf<std::int32_t>({100000, -100000}, {0, 0}, one, "-5 300"), Int32({300, -5}));
+    EXPECT_EQ(driveOf<std::int32_t>({100000, -100000}, {0, 0}, one, ", -5, 300"), Int32({300, -5}));
     // With no interval the derivative term is 0 / 0, which is on no side of a limit.
-    EXPECT_EQ(driveOf<std::int16_t>({5}, {5}, one, "", "0f"), Int16({0}));
-    EXPECT_EQ(driveOf<std::int32_t>({5}, {5}, one, "", "0f"), Int32({-most - 1}));
-    EXPECT_TRUE(std::isnan(driveOf<float>({5}, {5}, one, "", "0f")[0]));
+    EXPECT_EQ(driveOf<std::int16_t>({5}, {5}, one, "", "0:float"), Int16({0}));
+    EXPECT_EQ(driveOf<std::int32_t>({5}, {5}, one, "", "0:float"), Int32({-most - 1}));
+    EXPECT_TRUE(std::isnan(driveOf<float>({5}, {5}, one, "", "0:float")[0]));
 }
 
 TEST(Pid, ADrySetPointOrAnIncompleteGainSetHoldsTheLoopUp) {
-    TestSession session;
-    const PipeId gains = session.input("gains", GainSet{1, 0, 0, 1, 3, 0, 0});
-    const PipeId setpoints = session.input("setpoints", std::vector<double>{5});
-    const PipeId measured = session.input("measured", std::vector<double>(50, 2.0));
-    const PipeId drive = session.output("drive", {}, ElementType::float64);
-    session.task("PID", setpoints, measured, gains, floatConstant(1), drive);
-    EXPECT_EQ(session.run().pipes[0].unread, 3U);
-    EXPECT_EQ(session.collected<double>(drive), std::vector<double>(50, 3.0));
+    const Call call("PID (setpoints, measured, gains, 1:float, drive:double)",
+                    {{"setpoints", std::vector<double>{5}},
+                     {"measured", std::vector<double>(50, 2.0)},
+                     {"gains", GainSet{1, 0, 0, 1, 3, 0, 0}}});
+    EXPECT_EQ(call.report.pipes[2].unread, 3U);
+    EXPECT_EQ(call.taken<double>("drive"), std::vector<double>(50, 3.0));
 }
 
 }  // namespace

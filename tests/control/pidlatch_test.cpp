@@ -15,15 +15,12 @@ struct Flow {
 // One value of each input, and one mode word while there are some, goes to each pass.
 template <class Element, class Mode>
 Flow<Element> latched(Flow<Element> flow, const std::vector<Mode>& modes) {
-    TestSession session(atOnce());
-    constexpr ElementType type = elementTypeOf<Element>();
-    const PipeId setmon = session.input("setmon", flow.setmon), ctrlmon = session.input("ctrlmon", flow.ctrlmon),
-                 plntmon = session.input("plntmon", flow.plntmon), mode = session.input("mode", modes);
-    const PipeId fbset = session.output("fbset", {}, type), drive = session.output("drive", {}, type);
-    session.task("PIDLATCH", setmon, fbset, ctrlmon, drive, plntmon, mode);
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    flow.fbset = session.collected<Element>(fbset);
-    flow.drive = session.collected<Element>(drive);
+    const Call call(
+        "PIDLATCH (setmon, " + typed<Element>("fbset") + ", ctrlmon, " + typed<Element>("drive") + ", plntmon, mode)",
+        {{"setmon", flow.setmon}, {"ctrlmon", flow.ctrlmon}, {"plntmon", flow.plntmon}, {"mode", modes}}, atOnce());
+    EXPECT_EQ(call.report.status, Report::Status::ok);
+    flow.fbset = call.template taken<Element>("fbset");
+    flow.drive = call.template taken<Element>("drive");
     return flow;
 }
 

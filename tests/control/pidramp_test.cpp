@@ -9,11 +9,7 @@ const Covers covers("PIDRAMP");
 
 template <class Element>
 std::vector<Element> ramped(const std::vector<Element>& levels, int period, const std::string& shape = "LINEAR") {
-    TestSession session(atOnce());
-    const PipeId level = session.input("level", levels), ramp = session.output("ramp", {}, elementTypeOf<Element>());
-    session.task("PIDRAMP", level, ramp, int16Constant(static_cast<std::int16_t>(period)), textConstant(shape));
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<Element>(ramp);
+    return resultOf<Element>("PIDRAMP (in, out, " + std::to_string(period) + ", \"" + shape + "\")", levels, atOnce());
 }
 
 TEST(Pidramp, AStraightRampHasOtherValues) {
@@ -56,11 +52,10 @@ TEST(Pidramp, ACurveIsBentOtherwise) {
 
 TEST(Pidramp, AVariablePeriodChangesARampThatRuns) {
     TestSession session(atOnce());
-    const std::int16_t start = 4;
-    const PipeId level = session.input("level", std::vector<std::int32_t>{4, 0}), ramp = session.output("ramp");
-    const VariableId period = session.addVariable("period", ElementType::int16, &start);
-    session.task("PIDRAMP", level, ramp, period, textConstant("LINEAR"));
-    session.script("3( task_switch ) store:2,2", period);
+    session.input("level", std::vector<std::int32_t>{4, 0});
+    const PipeId ramp = session.output("ramp");
+    addCall(session, "PIDRAMP (level, ramp, variable period:int16 = 4, \"LINEAR\")");
+    session.script("3( task_switch ) store:2,2", session.variableNamed("period"));
     session.run();
     EXPECT_EQ(session.collected<std::int32_t>(ramp), (std::vector<std::int32_t>{1, 2, 3, 4, 2, 0}));
 }
@@ -69,22 +64,18 @@ TEST(Pidramp, APeriodFromAPipeIsMissedOrForgotten) {
     using Int16 = std::vector<std::int16_t>;
     for (const auto& [periods, ramp] :
          std::vector<std::pair<Int16, Int16>>{{{}, {}}, {{2}, {4, 8, 4, 0, 4, 8}}, {{1, 4, -3}, {8, 6, 4, 2, 0, 8}}}) {
-        TestSession session(atOnce());
-        const PipeId level = session.input("level", Int16{8, 0, 8}), period = session.input("period", periods);
-        const PipeId out = session.output("ramp", {}, ElementType::int16);
-        session.task("PIDRAMP", level, out, period, textConstant("LINEAR"));
-        EXPECT_EQ(session.run().pipes[0].unread, periods.empty() ? 3U : 0U);
-        EXPECT_EQ(session.collected<std::int16_t>(out), ramp);
+        const Call call("PIDRAMP (level, ramp:int16, period, \"LINEAR\")",
+                        {{"level", Int16{8, 0, 8}}, {"period", periods}}, atOnce());
+        EXPECT_EQ(call.report.pipes[0].unread, periods.empty() ? 3U : 0U);
+        EXPECT_EQ(call.taken<std::int16_t>("ramp"), ramp);
     }
 }
 
 TEST(Pidramp, ItPollsForItsFirstLevelBeforeItLooksForAPeriod) {
     for (const std::size_t periods : {0U, 3U}) {
-        TestSession session;
-        const PipeId level = session.input("level", std::vector<std::int16_t>{});
-        const PipeId period = session.input("period", std::vector<std::int16_t>(periods, 5));
-        session.task("PIDRAMP", level, session.pipe("ramp", {}, ElementType::int16), period, textConstant("LINEAR"));
-        EXPECT_EQ(statesOf(session.run()), Lines{"running"}) << periods;
+        const Call call("PIDRAMP (level, int16, period, \"LINEAR\")",
+                        {{"level", std::vector<std::int16_t>{}}, {"period", std::vector<std::int16_t>(periods, 5)}});
+        EXPECT_EQ(call.state, "running") << periods;
     }
 }
 

@@ -12,12 +12,11 @@ template <class Element>
 std::vector<Element> scrammed(const std::vector<Element>& values, Element target, int duration, std::uint32_t alarmAt,
                               std::uint64_t limit, const std::string& shape = "LINEAR") {
     TestSession session({.feed = {.piece = 1}});
-    const PipeId in = session.input("in", values), out = session.output("out", limit, elementTypeOf<Element>());
+    session.input("in", values);
+    const PipeId out = session.output("out", limit, elementTypeOf<Element>());
     const TriggerId alarm = session.addTrigger("alarm");
     session.setInput(alarm, {{.asserts = true, .position = alarmAt}});
-    const std::string constants = constantOf<Element>(static_cast<double>(target)) + " " + std::to_string(duration);
-    addCall(session, "PIDSCRAM $ $ " + constants + " \"" + shape + " $",
-            {session.use(in), session.use(out), session.use(alarm)});
+    addCall(session, "PIDSCRAM " + list("in", "out", target, std::to_string(duration), '"' + shape + '"', "alarm"));
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::ok);
     // The input is never read again.

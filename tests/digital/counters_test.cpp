@@ -1,7 +1,7 @@
 // CTCOUNT, CTRATE and PULSECOUNT across the wraps of their counters and the ends of their blocks.
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -23,10 +23,10 @@ TEST(Counters, AStepOrTheTotalIsLostAtAWrap) {
         steps.push_back(i == 0 ? 0 : step);
     }
     ASSERT_GT(total, std::int64_t{1} << 32);
-    EXPECT_EQ(resultOf<std::int32_t>("CTCOUNT", readings), totals);
-    EXPECT_EQ(resultOf<std::int32_t>("CTRATE", readings), steps);
-    EXPECT_EQ(resultOf<std::int16_t>("CTCOUNT", readings), Readings(totals.begin(), totals.end()));
-    EXPECT_EQ(resultOf<std::int16_t>("CTRATE", readings), Readings(steps.begin(), steps.end()));
+    EXPECT_EQ(resultOf<std::int32_t>("CTCOUNT (in, out)", readings), totals);
+    EXPECT_EQ(resultOf<std::int32_t>("CTRATE (in, out)", readings), steps);
+    EXPECT_EQ(resultOf<std::int16_t>("CTCOUNT (in, out)", readings), Readings(totals.begin(), totals.end()));
+    EXPECT_EQ(resultOf<std::int16_t>("CTRATE (in, out)", readings), Readings(steps.begin(), steps.end()));
 }
 
 // What is left in the variable's cell, 32 bits of it.
@@ -59,9 +59,10 @@ TEST(Counters, PulsesDoNotWrapAt65536) {
 }
 
 TEST(Counters, AnotherBitNumberIsAccepted) {
-    expectSetUps(
-        "PULSECOUNT",
-        "5 at 2: i16 -1 =0; 5 at 2: i16 32 =0; 5 at 2: i16 -32768 =0; 5 at 2: i16 32767 =0; ready: i16 31 =0l");
+    expectRefused({"PULSECOUNT (int16, -1, variable:int16)", "PULSECOUNT (int16, 32, variable:int16)",
+                   "PULSECOUNT (int16, -32768, variable:int16)", "PULSECOUNT (int16, 32767, variable:int16)"},
+                  5, 2);
+    expectReady({"PULSECOUNT (int16, 31, variable:int32)"});
 }
 
 }  // namespace

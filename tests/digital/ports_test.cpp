@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <random>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -16,8 +16,8 @@ using Words = std::vector<std::int16_t>;
 
 std::string wordOf(const Words& vector) {
     std::string word;
-    for (const std::int16_t element : vector) word += (word.empty() ? "[" : ",") + std::to_string(element);
-    return word + "]";
+    for (const std::int16_t element : vector) word += (word.empty() ? "[" : ", ") + std::to_string(element);
+    return word + "]:int16";
 }
 
 enum class Encoding { four, unipolar, two };
@@ -46,23 +46,27 @@ Words plainlyExpanded(const Words& samples, const Words& ports, Encoding encodin
 TEST(DExpand, AWordDiffersFromThePlainDefinition) {
     const Words samples = edgeSamples<std::int16_t>();
     for (const auto& [mode, board, encoding] : {std::tuple("", 0U, Encoding::four),
-                                                {"0", 0U, Encoding::four},
-                                                {"ASERIES", 0U, Encoding::four},
-                                                {"1", 1U, Encoding::four},
-                                                {"1", 0U, Encoding::unipolar},
-                                                {"SI", 0U, Encoding::two}}) {
+                                                {", 0", 0U, Encoding::four},
+                                                {", \"ASERIES\"", 0U, Encoding::four},
+                                                {", 1", 1U, Encoding::four},
+                                                {", 1", 0U, Encoding::unipolar},
+                                                {", \"SI\"", 0U, Encoding::two}}) {
         const SessionOptions options{.info = {{4, board}}};
         for (const auto& [some, ports] : {std::pair(samples, Words{5, 63, 0}), {samples, {5}}, {{}, {5}}})
-            EXPECT_EQ(resultOf<std::int16_t>("DEXPAND", some, wordOf(ports), mode, options),
+            EXPECT_EQ(resultOf<std::int16_t>("DEXPAND (in, " + wordOf(ports) + ", out" + mode + ")", some, options),
                       plainlyExpanded(some, ports, encoding))
                 << mode;
     }
 }
 
 TEST(DExpand, AnotherModeOrPortIsAccepted) {
-    expectSetUps("DEXPAND",
-                 "6 at 4: i16 [64] i16 SERIES; 6 at 4: i16 [64] i16 2; 6 at 4: i16 [64] i16 -1; "
-                 "5 at 2: i16 [] i16; 5 at 2: i16 [1,64] i16; 5 at 2: i16 [-1] i16 SI; ready: i16 [63,0] i16 1");
+    expectRefused({"DEXPAND (int16, [64]:int16, int16, \"SERIES\")", "DEXPAND (int16, [64]:int16, int16, 2)",
+                   "DEXPAND (int16, [64]:int16, int16, -1)"},
+                  6, 4);
+    const Input empty("[ports]", Words{});
+    EXPECT_EQ(Call("DEXPAND (int16, ports, int16)", {empty}).state, "error code 5 at 2");
+    expectRefused({"DEXPAND (int16, [1, 64]:int16, int16)", "DEXPAND (int16, [-1]:int16, int16, \"SI\")"}, 5, 2);
+    expectReady({"DEXPAND (int16, [63, 0]:int16, int16, 1)"});
 }
 
 // A record of each first value, and of each that has moved from its channel's last record by the threshold or more.
@@ -86,27 +90,30 @@ TEST(Compress, ARecordIsMissingOrHoldsOtherValues) {
         samples.push_back(
             static_cast<std::int16_t>(samples.size() % 1000 < 3 ? random() : static_cast<unsigned>(value)));
     for (int i = 0; i < 300; ++i) many.push_back(static_cast<std::int16_t>(i % 7));
-    for (const auto& [given, thresholds] : {std::pair(std::string("1 5"), Words{5}),
-                                            {"1 32767", {32767}},
-                                            {"1 0", {0}},
-                                            {"1 -5", {-5}},
-                                            {"4 3", {3, 3, 3, 3}},
-                                            {"3 1 2 3", {1, 2, 3}},
-                                            {"3 [1,2,3]", {1, 2, 3}},
-                                            {"300 " + wordOf(many), many}})
+    for (const auto& [given, thresholds] : {std::pair(std::string("1, 5"), Words{5}),
+                                            {"1, 32767", {32767}},
+                                            {"1, 0", {0}},
+                                            {"1, -5", {-5}},
+                                            {"4, 3", {3, 3, 3, 3}},
+                                            {"3, 1, 2, 3", {1, 2, 3}},
+                                            {"3, [1, 2, 3]:int16", {1, 2, 3}},
+                                            {"300, " + wordOf(many), many}})
         for (const Words& some : {samples, Words{1, 2}})
-            EXPECT_EQ(resultOf<std::int16_t>("COMPRESS", some, given), plainlyCompressed(some, thresholds)) << given;
+            EXPECT_EQ(resultOf<std::int16_t>("COMPRESS (in, " + given + ", out)", some),
+                      plainlyCompressed(some, thresholds))
+                << given;
 }
 
 TEST(Compress, AnotherListIsAccepted) {
-    std::string sixteen;
-    for (int i = 0; i < 16; ++i) sixteen += " 1";
-    expectSetUps("COMPRESS",
-                 "ready: i16 16" + sixteen + " i16; refused at 19: i16 17" + sixteen +
-                     " 1 i16; "
-                     "ready: i16 1024 1 i16; 5 at 2: i16 1025 1 i16; 5 at 2: i16 0 1 i16; 5 at 2: i16 -1 1 i16; "
-                     "9 at 5: i16 1 1 1 i16; 8 at 6: i16 3 1 1 i16; 10 at 4: i16 2 1 i16 i16; 10 at 4: i16 1 1 1; "
-                     "ready: i16 2 1 1 i16; 1 at 3: i16 2 [0] i16; 1 at 3: i16 2 [0,0,0] i16");
+    expectReady({"COMPRESS (int16, 16" + more(16, "1") + ", int16)", "COMPRESS (int16, 1024, 1, int16)",
+                 "COMPRESS (int16, 2, 1, 1, int16)"});
+    expectRefused({"COMPRESS (int16, 17" + more(16, "1") + ", 1, int16)"}, 0, 19);
+    expectRefused(
+        {"COMPRESS (int16, 1025, 1, int16)", "COMPRESS (int16, 0, 1, int16)", "COMPRESS (int16, -1, 1, int16)"}, 5, 2);
+    expectRefused({"COMPRESS (int16, 1, 1, 1, int16)"}, 9, 5);
+    expectRefused({"COMPRESS (int16, 3, 1, 1, int16)"}, 8, 6);
+    expectRefused({"COMPRESS (int16, 2, 1, int16, int16)", "COMPRESS (int16, 1, 1, 1)"}, 10, 4);
+    expectRefused({"COMPRESS (int16, 2, [0]:int16, int16)", "COMPRESS (int16, 2, [0, 0, 0]:int16, int16)"}, 1, 3);
 }
 
 }  // namespace

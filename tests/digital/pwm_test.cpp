@@ -3,8 +3,8 @@
 #include <cmath>
 #include <random>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -17,12 +17,10 @@ using Words = std::vector<std::int16_t>;
 // The modulated words; each sample finds the next duty there, as long as there are any.
 template <class Duty>
 Words modulated(const std::vector<Duty>& duties, std::int16_t minwidth, std::int16_t bitsel, const Words& words) {
-    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
-    const PipeId duty = session.input("duty", duties), unmod = session.input("unmod", words);
-    const PipeId mod = session.output("mod", {}, ElementType::int16);
-    session.task("PWM", duty, int16Constant(minwidth), int16Constant(bitsel), unmod, mod);
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<std::int16_t>(mod);
+    const Call call("PWM " + list("duty", minwidth, bitsel, "unmod", "out:int16"), {{"duty", duties}, {"unmod", words}},
+                    {.feed = {.kind = FeedPolicy::Kind::whole}});
+    EXPECT_EQ(call.report.status, Report::Status::ok);
+    return call.taken<std::int16_t>();
 }
 
 // The same from the rule itself. Before the first duty above 0 the bit is clear.
@@ -75,10 +73,11 @@ TEST(Pwm, AWordDiffersFromThePlainDefinition) {
 }
 
 TEST(Pwm, AMistakeIsToldAtAnotherPositionOrPasses) {
-    expectSetUps(
-        "PWM",
-        "refused at 5: f32 1 0 i16; refused at 1: i32 1 0 i16 i16; 6 at 2: f32 0 16 i16 i16; "
-        "6 at 2: f32 -1 0 i16 i16; 5 at 3: f32 1 16 i16 i16; 5 at 3: i16 1 -1 i16 i16; ready: i16 1 15 i16 i16");
+    expectRefused({"PWM (float, 1, 0, int16)"}, 0, 5);
+    expectRefused({"PWM (int32, 1, 0, int16, int16)"}, 0, 1);
+    expectRefused({"PWM (float, 0, 16, int16, int16)", "PWM (float, -1, 0, int16, int16)"}, 6, 2);
+    expectRefused({"PWM (float, 1, 16, int16, int16)", "PWM (int16, 1, -1, int16, int16)"}, 5, 3);
+    expectReady({"PWM (int16, 1, 15, int16, int16)"});
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // QDECODE over the moves of an encoder and its lost steps; QDCOUNT across the wraps of its counter.
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -13,12 +13,9 @@ using Samples = std::vector<std::int16_t>;
 using Positions = std::vector<std::int32_t>;
 
 std::int32_t decodedIntoVariable(const Samples& samples, std::int16_t bitpair) {
-    TestSession session;
-    const std::int32_t before = 77;
-    const VariableId position = session.addVariable("position", ElementType::int32, &before);
-    session.task("QDECODE", session.input("from", samples), int16Constant(bitpair), position);
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.valueOf<std::int32_t>(position);
+    const Call call("QDECODE " + list("in", bitpair, "variable position:int32 = 77"), {{"in", samples}});
+    EXPECT_EQ(call.report.status, Report::Status::ok);
+    return call.valueOf<std::int32_t>(call.variableNamed("position"));
 }
 
 // The place of a pair's value on the Gray circle 0, 1, 3, 2.
@@ -44,7 +41,7 @@ TEST(Quadrature, ALegalMoveOrALostStepCountsOtherwise) {
     noise[0] = -1;
     for (const std::int16_t bitpair : Samples{0, 2, 14}) {
         const Positions expected = plainlyDecoded(noise, bitpair);
-        EXPECT_EQ(resultOf<std::int32_t>("QDECODE", noise, {constant(bitpair)}), expected);
+        EXPECT_EQ(resultOf<std::int32_t>("QDECODE " + list("in", bitpair, "out"), noise), expected);
         EXPECT_EQ(decodedIntoVariable(noise, bitpair), expected.back());
     }
 }
@@ -56,27 +53,28 @@ TEST(Quadrature, DecimationStartsAnewWithABlock) {
         Positions expected;
         for (std::size_t i = decim; i <= all.size(); i += decim) expected.push_back(all[i - 1]);
         const auto given = static_cast<std::int16_t>(decim);  // 65536 is written as 0
-        EXPECT_EQ(resultOf<std::int32_t>("QDECODE", noise, "2", {constant(given)}), expected) << decim;
+        EXPECT_EQ(resultOf<std::int32_t>("QDECODE " + list("in", "2", "out", given), noise), expected) << decim;
     }
 }
 
 TEST(Quadrature, AnotherBitPairIsAccepted) {
     // Above 14 is told before odd.
-    expectSetUps("QDECODE",
-                 "5 at 2: i16 15 i32; 5 at 2: i16 16 i32; 5 at 2: i16 -2 i32; 6 at 2: i16 13 i32; "
-                 "6 at 2: i16 1 i32; 10 at 3: i16 0 =0l 1");
+    expectRefused({"QDECODE (int16, 15, int32)", "QDECODE (int16, 16, int32)", "QDECODE (int16, -2, int32)"}, 5, 2);
+    expectRefused({"QDECODE (int16, 13, int32)", "QDECODE (int16, 1, int32)"}, 6, 2);
+    expectRefused({"QDECODE (int16, 0, variable:int32, 1)"}, 10, 3);
 }
 
 TEST(Quadrature, TheFirstReadingIsTakenOtherwise) {
     const Positions fromZero{0, 1, -1}, fromHundred{100, 101, 99}, absolute{105, 106, 104};
     for (const auto& [options, expected] : {std::pair("", fromZero),
-                                            {"100", fromHundred},
-                                            {"100 RELATIVE", fromHundred},
-                                            {"100l REL", fromHundred},
-                                            {"100 ABSOLUTE", absolute},
-                                            {"100l ABS", absolute},
-                                            {"ABS", Positions{5, 6, 4}}})
-        EXPECT_EQ(resultOf<std::int32_t>("QDCOUNT", Samples{5, 6, 4}, options), expected) << options;
+                                            {"100, ", fromHundred},
+                                            {"100, \"RELATIVE\", ", fromHundred},
+                                            {"100:int32, \"REL\", ", fromHundred},
+                                            {"100, \"ABSOLUTE\", ", absolute},
+                                            {"100:int32, \"ABS\", ", absolute},
+                                            {"\"ABS\", ", Positions{5, 6, 4}}})
+        EXPECT_EQ(resultOf<std::int32_t>(std::string("QDCOUNT (in, ") + options + "out)", Samples{5, 6, 4}), expected)
+            << options;
 }
 
 TEST(Quadrature, APositionIsLostAtAWrapOrInAnotherWayOfTransfer) {
@@ -91,17 +89,21 @@ TEST(Quadrature, APositionIsLostAtAWrapOrInAnotherWayOfTransfer) {
     }
     for (const std::uint32_t blocks : {1U, 0U}) {
         const SessionOptions options{.info = {{30, blocks}}};
-        EXPECT_EQ(resultOf<std::int32_t>("QDCOUNT", readings, "2147483000l", {}, options), expected);
-        EXPECT_EQ(resultOf<std::int16_t>("QDCOUNT", readings, "2147483000l", {}, options),
+        EXPECT_EQ(resultOf<std::int32_t>("QDCOUNT (in, 2147483000:int32, out)", readings, options), expected);
+        EXPECT_EQ(resultOf<std::int16_t>("QDCOUNT (in, 2147483000:int32, out)", readings, options),
                   Samples(expected.begin(), expected.end()));
     }
 }
 
 TEST(Quadrature, AnotherListOfACounterIsAccepted) {
-    expectSetUps(
-        "QDCOUNT",
-        "ready: i16 i32; ready: i16 5 REL i16; 8 at 3: i16 5; 8 at 3: i16 ABS; 7 at 2: i16 abs i32; 7 at 3: i16 5 "
-        "RELATIV i32; 8 at 4: i16 5 ABS; 9 at 3: i16 i32 i32; 9 at 4: i16 5 i32 i32; 10 at 4: i16 ABS REL");
+    expectReady({"QDCOUNT (int16, int32)", "QDCOUNT (int16, 5, \"REL\", int16)"});
+    expectRefused({"QDCOUNT (int16, 5)", "QDCOUNT (int16, \"ABS\")"}, 8, 3);
+    expectRefused({"QDCOUNT (int16, \"abs\", int32)"}, 7, 2);
+    expectRefused({"QDCOUNT (int16, 5, \"RELATIV\", int32)"}, 7, 3);
+    expectRefused({"QDCOUNT (int16, 5, \"ABS\")"}, 8, 4);
+    expectRefused({"QDCOUNT (int16, int32, int32)"}, 9, 3);
+    expectRefused({"QDCOUNT (int16, 5, int32, int32)"}, 9, 4);
+    expectRefused({"QDCOUNT (int16, \"ABS\", \"REL\")"}, 10, 4);
 }
 
 }  // namespace

@@ -6,84 +6,67 @@ namespace libzepl {
 namespace {
 
 TEST(EventParameters, AnotherCodeOrPositionIsTold) {
-    const std::pair<std::string, const char*> cases[] = {
-        {"TAND t", "refused at 2"},
-        {"TAND t t 0", "running"},
-        {"TAND t -5", "refused at 2"},
-        {"TAND t t t -1", "error code 6 at 4"},
-        {"TAND t t 5l", "refused at 3"},
-        {"TAND t t 5 t", "error code 3 at 3"},
-        {"TAND t t 5 6 -7", "error code 6 at 5"},
-        {"TAND" + repeated("t", 65) + " 5", "running"},
-        {"TAND" + repeated("t", 66), "error code 9 at 66"},
-        {"TAND" + repeated("t", 66) + " 5", "refused at 67"},
-        {"TOR t", "refused at 2"},
-        {"TOR t 5", "refused at 2"},
-        {"TOR" + repeated("t", 66), "refused at 66"},
-        {"TCOLLATE t t", "refused at 3"},
-        {"TCOLLATE" + repeated("t", 18), "refused at 18"},
-        {"TCOLLATE" + repeated("t", 16) + " l", "refused at 17"},
-        {"NTH t 0 t", "error code 6 at 2"},
-        {"NTH t -1l t", "error code 6 at 2"},
-        {"NTH t v t", "refused at 2"},
-        {"TGEN 0 t", "error code 6 at 1"},
-        {"TGEN -5l t", "error code 6 at 1"},
-        {"TRIGSCALE t -5 0 0 t", "error code 6 at 3"},
-        {"TRIGSCALE t -5 1 0 t", "error code 6 at 4"},
-        {"TRIGSCALE t 5 1l 1 t", "refused at 3"},
-        {"FREQUENCY t 0 s", "error code 6 at 2"},
-        {"FREQUENCY t -1l l", "error code 6 at 2"},
-        {"FREQUENCY t 5 f", "refused at 3"},
-        {"TSTAMP t d", "refused at 2"},
-        {"TRIGSEND t 0 l", "error code 5 at 2"},
-        {"TRIGSEND t 16777216l l", "running"},
-        {"TRIGSEND t 16777217l l", "error code 5 at 2"},
-        {"TRIGSEND t s", "refused at 2"},
-        {"TRIGSEND t" + repeated("l", 32), "running"},
-        {"TRIGSEND t" + repeated("l", 33), "error code 9 at 34"},
-        {"TRIGSEND t 5" + repeated("l", 33), "refused at 35"},
-        {"TRIGRECV s t", "refused at 1"},
-        {"PCASSERT v t 0", "error code 6 at 3"},
-        {"PCASSERT w t -1", "running"},
-        {"PCASSERT 5 t", "refused at 1"},
-        {"PCASSERT s t d", "running"},
-        {"PCASSERT s t 5l", "refused at 3"},
-        {"ALARM s 5 5 5 5", "error code 10 at 3"},
-        {"ALARM s @0 5l 5l 5", "error code 10 at 3"},
-        {"ALARM l @0 5l 5 5", "error code 10 at 4"},
-        {"ALARM f @0 5f 5d 5", "error code 10 at 4"},
-        {"ALARM d 1 @0 5f 5f 16", "error code 10 at 4"},
-        {"ALARM d 1 @0 5d 5 16", "error code 10 at 5"},
-        {"ALARM s 1 @0 5 5 16", "error code 5 at 5"},
-        {"ALARM s 1 @0 5 5 -1", "error code 5 at 5"},
-        {"ALARM s 1 @0 5 5", "error code 8 at 6"},
-        {"ALARM s @0 5 5 16", "waiting"},
-        {"ALARM s @0 5 5", "refused at 5"},
-        {"TOGGLE s @0 1 1 @0 1 1 t", "waiting"},
-        {"TOGGLE s @0 1 1 s @0 1 1 t", "waiting"},
-        {"TOGGLE s @0 1 1 s @0 1 1", "error code 8 at 9"},
-        {"TOGGLE s @0 1 1 s 1 1 1", "error code 8 at 9"},
-        {"TOGGLE s @0 1 1 @0 @0 1 1", "error code 10 at 6"},
-        {"TOGGLE s @0 1 1 @0 1 1 1", "error code 10 at 8"},
-        {"TOGGLE s @0 1 1 @0 @0 1 t t", "error code 9 at 9"},
-        {"TOGGLE s @0 1 1 s 1 1 t t", "error code 10 at 6"},
-        {"TOGGLE s @0 1 1 s @0 1 t t", "error code 10 at 8"},
-        {"TOGGLE s @0 1 1 @0 1 1", "refused at 8"},
-        {"TOGGWT s t s", "waiting"},
-        {"TOGGWT s t s 16384 \"FORMAT=STREAM l", "waiting"},
-        {"TOGGWT s t s \"FORMAT=STREAM l l", "waiting"},  // one more than is used
-        {"TOGGWT s t s 0", "error code 5 at 4"},
-        {"TOGGWT s t s 16385 l", "error code 5 at 4"},
-        {"TOGGWT s t s 1 l", "error code 8 at 5"},
-        {"TOGGWT s t s \"none \"FORMAT=STREAM", "error code 10 at 5"},
-        {"TOGGWT s t s l", "refused at 4"},
-        {"TOGGWT s t s 9 \"FORMAT=STREAM \"FORMAT=STREAM", "refused at 6"},
-    };
-    for (const auto& [call, state] : cases) {
-        TestSession session({.setUpOnly = true});
-        addCall(session, call);
-        EXPECT_EQ(statesOf(session.run())[0], state) << call;
-    }
+    expectRefused({"TAND (trigger)", "TAND (trigger, -5)"}, 0, 2);
+    expectReady({"TAND (trigger, trigger, 0)", "TAND (trigger" + more(64, "trigger") + ", 5)"});
+    expectRefused({"TAND (trigger, trigger, trigger, -1)"}, 6, 4);
+    expectRefused({"TAND (trigger, trigger, 5:int32)"}, 0, 3);
+    expectRefused({"TAND (trigger, trigger, 5, trigger)"}, 3, 3);
+    expectRefused({"TAND (trigger, trigger, 5, 6, -7)"}, 6, 5);
+    expectRefused({"TAND (trigger" + more(65, "trigger") + ", 5)"}, 0, 67);
+    expectRefused({"TAND (trigger" + more(65, "trigger") + ")"}, 9, 66);
+    expectRefused({"TOR (trigger" + more(65, "trigger") + ")"}, 0, 66);
+    expectRefused({"TOR (trigger)", "TOR (trigger, 5)"}, 0, 2);
+    expectRefused({"TCOLLATE (trigger, trigger)"}, 0, 3);
+    expectRefused({"TCOLLATE (trigger" + more(15, "trigger") + ", int32)"}, 0, 17);
+    expectRefused({"TCOLLATE (trigger" + more(17, "trigger") + ")"}, 0, 18);
+    expectRefused({"NTH (trigger, 0, trigger)", "NTH (trigger, -1:int32, trigger)"}, 6, 2);
+    expectRefused({"NTH (trigger, variable:int16, trigger)"}, 0, 2);
+    expectRefused({"TGEN (0, trigger)", "TGEN (-5:int32, trigger)"}, 6, 1);
+    expectRefused({"TRIGSCALE (trigger, -5, 0, 0, trigger)"}, 6, 3);
+    expectRefused({"TRIGSCALE (trigger, -5, 1, 0, trigger)"}, 6, 4);
+    expectRefused({"TRIGSCALE (trigger, 5, 1:int32, 1, trigger)"}, 0, 3);
+    expectRefused({"FREQUENCY (trigger, 0, int16)", "FREQUENCY (trigger, -1:int32, int32)"}, 6, 2);
+    expectRefused({"FREQUENCY (trigger, 5, float)"}, 0, 3);
+    expectRefused({"TSTAMP (trigger, double)"}, 0, 2);
+    expectRefused({"TRIGSEND (trigger, 0, int32)", "TRIGSEND (trigger, 16777217:int32, int32)"}, 5, 2);
+    expectReady({"TRIGSEND (trigger, 16777216:int32, int32)"});
+    expectReady({"TRIGSEND (trigger" + more(32, "int32") + ")"});
+    expectRefused({"TRIGSEND (trigger" + more(33, "int32") + ")"}, 9, 34);
+    expectRefused({"TRIGSEND (trigger, 5" + more(33, "int32") + ")"}, 0, 35);
+    expectRefused({"TRIGSEND (trigger, int16)"}, 0, 2);
+    expectRefused({"TRIGRECV (int16, trigger)"}, 0, 1);
+    expectRefused({"PCASSERT (variable:int16, trigger, 0)"}, 6, 3);
+    expectReady({"PCASSERT (variable:int32, trigger, -1)", "PCASSERT (int16, trigger, double)"});
+    expectRefused({"PCASSERT (5, trigger)"}, 0, 1);
+    expectRefused({"PCASSERT (int16, trigger, 5:int32)"}, 0, 3);
+    expectRefused({"ALARM (int16, 5, 5, 5, 5)", "ALARM (int16, inside, 5:int32, 5:int32, 5)"}, 10, 3);
+    expectRefused({"ALARM (int32, inside, 5:int32, 5, 5)", "ALARM (float, inside, 5:float, 5:double, 5)",
+                   "ALARM (double, 1, inside, 5:float, 5:float, 16)"},
+                  10, 4);
+    expectRefused({"ALARM (double, 1, inside, 5:double, 5, 16)"}, 10, 5);
+    expectRefused({"ALARM (int16, 1, inside, 5, 5, 16)", "ALARM (int16, 1, inside, 5, 5, -1)"}, 5, 5);
+    expectRefused({"ALARM (int16, 1, inside, 5, 5)"}, 8, 6);
+    expectReady({"ALARM (int16, inside, 5, 5, 16)"});
+    expectRefused({"ALARM (int16, inside, 5, 5)"}, 0, 5);
+    expectReady({"TOGGLE (int16, inside, 1, 1, inside, 1, 1, trigger)",
+                 "TOGGLE (int16, inside, 1, 1, int16, inside, 1, 1, trigger)"});
+    expectRefused({"TOGGLE (int16, inside, 1, 1, int16, inside, 1, 1)", "TOGGLE (int16, inside, 1, 1, int16, 1, 1, 1)"},
+                  8, 9);
+    expectRefused({"TOGGLE (int16, inside, 1, 1, inside, inside, 1, 1)",
+                   "TOGGLE (int16, inside, 1, 1, int16, 1, 1, trigger, trigger)"},
+                  10, 6);
+    expectRefused({"TOGGLE (int16, inside, 1, 1, inside, 1, 1, 1)",
+                   "TOGGLE (int16, inside, 1, 1, int16, inside, 1, trigger, trigger)"},
+                  10, 8);
+    expectRefused({"TOGGLE (int16, inside, 1, 1, inside, inside, 1, trigger, trigger)"}, 9, 9);
+    expectRefused({"TOGGLE (int16, inside, 1, 1, inside, 1, 1)"}, 0, 8);
+    expectReady({"TOGGWT (int16, trigger, int16)", "TOGGWT (int16, trigger, int16, 16384, \"FORMAT=STREAM\", int32)",
+                 "TOGGWT (int16, trigger, int16, \"FORMAT=STREAM\", int32, int32)"});
+    expectRefused({"TOGGWT (int16, trigger, int16, 0)", "TOGGWT (int16, trigger, int16, 16385, int32)"}, 5, 4);
+    expectRefused({"TOGGWT (int16, trigger, int16, 1, int32)"}, 8, 5);
+    expectRefused({"TOGGWT (int16, trigger, int16, \"none\", \"FORMAT=STREAM\")"}, 10, 5);
+    expectRefused({"TOGGWT (int16, trigger, int16, int32)"}, 0, 4);
+    expectRefused({"TOGGWT (int16, trigger, int16, 9, \"FORMAT=STREAM\", \"FORMAT=STREAM\")"}, 0, 6);
 }
 
 }  // namespace

@@ -64,41 +64,40 @@ struct Outcome {
 using Rows = std::vector<TriggerRow>;
 constexpr FeedPolicy whole{.kind = FeedPolicy::Kind::whole};
 
-inline std::vector<TaskArgument> addSources(TestSession& session, const std::vector<Rows>& sources) {
-    std::vector<TaskArgument> arguments;
-    for (const Rows& rows : sources) {
-        const TriggerId source = session.addTrigger("source " + std::to_string(arguments.size()));
-        session.setInput(source, rows);
-        arguments.push_back(session.use(source));
+// Runs a call whose sources are `s1`, `s2`, ...
+inline Report runCall(TestSession& session, const std::string& call, const std::vector<Rows>& sources) {
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        const TriggerId source = session.addTrigger("s" + std::to_string(i + 1));
+        session.setInput(source, sources[i]);
     }
-    return arguments;
-}
-
-// Runs a call whose first `$` are the sources; the last is the result.
-inline Report runCall(TestSession& session, const std::string& call, const std::vector<Rows>& sources,
-                      const TaskArgument& result) {
-    std::vector<TaskArgument> given = addSources(session, sources);
-    given.push_back(result);
-    addCall(session, call, given);
+    addCall(session, call);
     Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::ok) << call;
     return report;
 }
 
+// "s1, s2, s3": so many sources.
+inline std::string sourceList(std::size_t count) {
+    std::string text = "s1";
+    for (std::size_t i = 2; i <= count; ++i) text += ", s" + std::to_string(i);
+    return text;
+}
+
+// What becomes of the trigger `out`.
 inline Outcome outcomeOf(const std::string& call, const std::vector<Rows>& sources, FeedPolicy feed = whole) {
     TestSession session({.feed = feed});
-    const TriggerId result = session.addTrigger("result");
+    const TriggerId result = session.addTrigger("out");
     session.collect(result);
-    const std::uint32_t status = runCall(session, call, sources, session.use(result)).triggers[0].status;
+    const std::uint32_t status = runCall(session, call, sources).triggers[0].status;
     return {session.collectedEvents(result), status};
 }
 
-// The same for a result in a pipe.
+// What the call writes to the pipe `out`.
 template <class Element>
 std::vector<Element> writtenBy(const std::string& call, const Rows& source, FeedPolicy feed = whole) {
     TestSession session({.feed = feed});
-    const PipeId result = session.output("result", {}, elementTypeOf<Element>());
-    runCall(session, call, {source}, session.use(result));
+    const PipeId result = session.output("out", {}, elementTypeOf<Element>());
+    runCall(session, call, {source});
     return session.collected<Element>(result);
 }
 

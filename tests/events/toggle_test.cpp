@@ -45,14 +45,14 @@ Positions toggled(const Setting& s, const Samples& on, const Samples& off, FeedP
     const TriggerId dest = session.addTrigger("dest");
     session.collect(dest);
     session.setTriggerProperty(dest, 3, s.skip);
-    const auto words = [](const Region& region) {
-        return " @" + std::to_string(region.word) + " " + std::to_string(region.low) + " " +
-               std::to_string(region.high);
+    const auto region = [&](const std::string& name, const Region& given) {
+        session.define(name, hostWord(given.word));
+        return ", " + name + ", " + written(given.low) + ", " + written(given.high);
     };
-    std::vector given{session.use(session.input("on", on))};
-    if (s.twoStreams) given.push_back(session.use(session.input("off", off)));
-    given.push_back(session.use(dest));
-    addCall(session, "TOGGLE $" + words(s.on) + (s.twoStreams ? " $" : "") + words(s.off) + " $", given);
+    session.input("on", on);
+    if (s.twoStreams) session.input("off", off);
+    addCall(session,
+            "TOGGLE (on" + region("first", s.on) + (s.twoStreams ? ", off" : "") + region("second", s.off) + ", dest)");
     const Report report = session.run();
     Positions events = session.collectedEvents(dest);
     events.push_back(report.triggers.at(0).status);
@@ -120,11 +120,10 @@ TEST(Toggle, AMatchPast32767SamplesOfABlockIsCountedOtherwise) {
 TEST(Toggle, ALimitChangedWhileItWaitsIsNotSeenAtOnce) {
     TestSession session({.feed = whole, .block = 8192});
     const std::int16_t top = 9;
-    const PipeId source = session.input("source", Samples(8192, 5));
+    session.input("source", Samples(8192, 5));
     const VariableId limit = session.addVariable("limit", ElementType::int16, &top);
     const TriggerId dest = session.addTrigger("dest");
-    addCall(session, "TOGGLE $ @0 1 $ @0 1 $ $",
-            {session.use(source), session.use(limit), session.use(limit), session.use(dest)});
+    addCall(session, "TOGGLE (source, inside, 1, limit, inside, 1, limit, dest)");
     session.script("open_read:2 3( task_switch ) ?trigger_num:2 store:3,0 *( trigger_get:2 )", dest, limit);
     const Report report = session.run();
     EXPECT_EQ(report.console, Lines{"4096"});
@@ -145,7 +144,8 @@ TEST(Toggle, ATriggerThatItCannotDrivePasses) {
             const TriggerId dest = session.addTrigger("dest");
             session.setTriggerMode(dest, mode);
             session.setTriggerProperty(dest, 1, property);
-            addCall(session, second ? "TOGGLE s @0 1 1 s @0 1 1 $" : "TOGGLE s @0 1 1 @0 1 1 $", {session.use(dest)});
+            addCall(session,
+                    std::string("TOGGLE (int16, inside, 1, 1, ") + (second ? "int16, " : "") + "inside, 1, 1, dest)");
             EXPECT_EQ(statesOf(session.run())[0], second ? two : one) << mode << property;
         }
 }

@@ -20,15 +20,15 @@ struct Passed {
 Passed passed(const std::string& format, std::int16_t bsize, const Samples& source, const Positions& positions,
               FeedPolicy feed = whole) {
     TestSession session({.feed = feed, .block = 64});
-    const PipeId from = session.input("from", source), to = session.output("to", {}, ElementType::int16),
-                 tags = session.output("tags");
+    session.input("from", source);
+    const PipeId to = session.output("to", {}, ElementType::int16), tags = session.output("tags");
     const TriggerId onOff = session.addTrigger("onoff");
     Rows rows;
     for (const std::uint32_t position : positions) rows.push_back({.asserts = true, .position = position});
     rows.back().asserts = false;
     session.setInput(onOff, rows);
-    addCall(session, "TOGGWT $ $ $ " + std::to_string(std::abs(bsize)) + (bsize < 0 ? " $ $" : " $"),
-            {session.use(from), session.use(onOff), session.use(to), textConstant(format), session.use(tags)});
+    addCall(session, "TOGGWT (from, onoff, to, " + std::to_string(std::abs(bsize)) + ", \"" + format + "\"" +
+                         (bsize < 0 ? ", tags)" : ")"));
     EXPECT_EQ(session.run().status, Report::Status::ok);
     return {session.collected<std::int16_t>(to), session.collected<std::int32_t>(tags)};
 }
@@ -111,11 +111,9 @@ TEST(ToggwtErrors, ATextThatIsNotUnderstoodPasses) {
                              "FORMAT=STREAM x", "FORMAT=BLOCKS", "FORMAT=BLOCKS ", "FORMAT=BLOCKS STAMPED ",
                              "FORMAT=BLOCKS SINGLE ", "FORMAT=BLOCKS SINGLE SPANNED",
                              "FORMAT=BLOCKS STAMPED SINGLE STAMPED", "FORMAT=SINGLE", "FORMAT=BLOCKS STAMPED STAMPED"})
-        for (const std::string before : {"", " 9"}) {
-            TestSession session;
-            addCall(session, "TOGGWT s t s" + before + " $", {textConstant(text)});
-            EXPECT_EQ(statesOf(session.run())[0], before.empty() ? "error code 6 at 4" : "error code 6 at 5") << text;
-        }
+        for (const std::string before : {"", "9, "})
+            expectRefused({"TOGGWT (int16, trigger, int16, " + before + "\"" + text + "\")"}, 6,
+                          before.empty() ? 4 : 5);
 }
 
 }  // namespace

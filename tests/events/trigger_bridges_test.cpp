@@ -24,8 +24,7 @@ TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
     const Counts moved = aroundTheWrap(events);
     const auto expectCounted = [&](const Counts& given, std::int64_t end, std::int32_t blocksize) {
         const Words counts = sameForEveryArrival(16, [&](FeedPolicy feed) {
-            return writtenBy<std::int32_t>("FREQUENCY $ " + std::to_string(blocksize) + "l $", rowsOf(given, end),
-                                           feed);
+            return writtenBy<std::int32_t>("FREQUENCY " + list("s1", blocksize, "out"), rowsOf(given, end), feed);
         });
         EXPECT_EQ(counts, countWindows(given, end, blocksize)) << blocksize;
     };
@@ -35,17 +34,17 @@ TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
 }
 
 TEST(Frequency, ACountIsNarrowedOtherwise) {
-    EXPECT_EQ(writtenBy<std::int16_t>("FREQUENCY $ 10 $", rowsOf(Counts(40000, 5), 9)),
+    EXPECT_EQ(writtenBy<std::int16_t>("FREQUENCY (s1, 10, out)", rowsOf(Counts(40000, 5), 9)),
               std::vector<std::int16_t>{static_cast<std::int16_t>(40000 - 65536)});
 }
 
 TEST(TStamp, APositionIsLostOrNarrowedOtherwise) {
     const Counts events = aroundTheWrap(randomEvents(4, 1500, 2));
     const Words stamps = sameForEveryArrival(64, [&](FeedPolicy feed) {
-        return writtenBy<std::int32_t>("TSTAMP $ $", rowsOf(events, wrapCount + 2000), feed);
+        return writtenBy<std::int32_t>("TSTAMP (s1, out)", rowsOf(events, wrapCount + 2000), feed);
     });
     EXPECT_EQ(bitsOf(stamps), bitsOf(wrapped(events)));
-    EXPECT_EQ(writtenBy<std::int16_t>("TSTAMP $ $", rowsOf({7, 40000, 65537}, 65537)),
+    EXPECT_EQ(writtenBy<std::int16_t>("TSTAMP (s1, out)", rowsOf({7, 40000, 65537}, 65537)),
               std::vector<std::int16_t>({7, static_cast<std::int16_t>(40000 - 65536), 1}));
 }
 
@@ -57,17 +56,17 @@ TEST(TrigSend, AnotherWordIsSent) {
         std::int64_t end;
         Words words;
     } cases[] = {
-        {"TRIGSEND $ 1 $", {4}, 7, {5, status(3)}},
-        {"TRIGSEND $ 8 $", {}, 6, {}},
-        {"TRIGSEND $ 8 $", {0}, 8, {1, status(8)}},
-        {"TRIGSEND $ 8 $", {0}, 7, {1}},
-        {"TRIGSEND $ $", {0, 0, 5, 6}, 6, {1, 0, 5, 1}},
-        {"TRIGSEND $ $", {}, 16382, {}},
-        {"TRIGSEND $ $", {}, 16383, {status(16384)}},
-        {"TRIGSEND $ $", {10}, 16393, {11}},
-        {"TRIGSEND $ $", {10}, 16394, {11, status(16384)}},
-        {"TRIGSEND $ 16777216l $", {}, 16777214, {}},
-        {"TRIGSEND $ 16777216l $", {}, 16777215, {status(16777216)}},
+        {"TRIGSEND (s1, 1, out)", {4}, 7, {5, status(3)}},
+        {"TRIGSEND (s1, 8, out)", {}, 6, {}},
+        {"TRIGSEND (s1, 8, out)", {0}, 8, {1, status(8)}},
+        {"TRIGSEND (s1, 8, out)", {0}, 7, {1}},
+        {"TRIGSEND (s1, out)", {0, 0, 5, 6}, 6, {1, 0, 5, 1}},
+        {"TRIGSEND (s1, out)", {}, 16382, {}},
+        {"TRIGSEND (s1, out)", {}, 16383, {status(16384)}},
+        {"TRIGSEND (s1, out)", {10}, 16393, {11}},
+        {"TRIGSEND (s1, out)", {10}, 16394, {11, status(16384)}},
+        {"TRIGSEND (s1, 16777216:int32, out)", {}, 16777214, {}},
+        {"TRIGSEND (s1, 16777216:int32, out)", {}, 16777215, {status(16777216)}},
     };
     for (const auto& c : cases)
         EXPECT_EQ(writtenBy<std::int32_t>(c.call, rowsOf(c.events, c.end)), c.words) << c.call << " until " << c.end;
@@ -77,19 +76,20 @@ TEST(TrigSend, TheStreamIsNotTheSameOnEveryPipeOrIsReadBackAsAnotherTrigger) {
     const Counts events = aroundTheWrap(randomEvents(6, 1500, 5));
     sameForEveryArrival(16, [&](FeedPolicy feed) {
         TestSession session({.feed = feed});
-        std::vector<TaskArgument> send = addSources(session, {rowsOf(events, wrapCount + 1500)});
+        std::string send = "TRIGSEND (s1, 1";
         std::vector<TriggerId> received;
         for (int i = 0; i < 32; ++i) {
-            send.push_back(session.use(session.pipe("words", 8)));
-            received.push_back(session.addTrigger("received"));
+            const std::string words = "words" + std::to_string(i), to = "received" + std::to_string(i);
+            session.pipe(words, 8);
+            received.push_back(session.addTrigger(to));
             session.collect(received.back());
-            addCall(session, "TRIGRECV $ $", {send.back(), session.use(received.back())});
+            addCall(session, "TRIGRECV (" + words + ", " + to + ")");
+            send += ", " + words;
         }
-        addCall(session, "TRIGSEND $ 1" + repeated("$", 32), send);
-        const Report report = session.run();
+        const Report report = runCall(session, send + ")", {rowsOf(events, wrapCount + 1500)});
         for (const std::size_t i : {0U, 1U, 31U}) {
             EXPECT_EQ(session.collectedEvents(received[i]), wrapped(events));
-            EXPECT_EQ(report.triggers[i + 1].status, 1500U);
+            EXPECT_EQ(report.triggers[i].status, 1500U);
         }
         return 0;
     });
@@ -97,11 +97,10 @@ TEST(TrigSend, TheStreamIsNotTheSameOnEveryPipeOrIsReadBackAsAnotherTrigger) {
 
 TEST(TrigRecv, AWordIsReadOtherwise) {
     TestSession session;
-    const PipeId words =
-        session.input("words", Words{5, static_cast<std::int32_t>(0x80000003), 0, 0x7FFFFFFF, 0x7FFFFFF0});
+    session.input("words", Words{5, static_cast<std::int32_t>(0x80000003), 0, 0x7FFFFFFF, 0x7FFFFFF0});
     const TriggerId result = session.addTrigger("result");
     session.collect(result);
-    session.task("TRIGRECV", words, result);
+    addCall(session, "TRIGRECV (words, result)");
     EXPECT_EQ(session.run().triggers[0].status, 0xFFFFFFF6U);
     EXPECT_EQ(session.collectedEvents(result), Positions({4, 7, 0x80000006, 0xFFFFFFF6}));
 }
@@ -115,7 +114,8 @@ struct Requests {
     Requests() { session.collect(event); }
     VariableId flag(ElementType type, std::int64_t value) { return session.addVariable("flag", type, &value); }
     Outcome run(const TaskArgument& sigflag) {
-        session.task("PCASSERT", sigflag, event, values);
+        session.define("sigflag", sigflag);
+        addCall(session, "PCASSERT (sigflag, event, values)");
         const Report report = session.run();
         return {session.collectedEvents(event), report.triggers[0].status};
     }
@@ -150,14 +150,14 @@ std::uint32_t countedFrames(std::map<std::uint32_t, std::uint32_t> info, std::ui
 }
 
 TEST(PcAssert, FramesAreCountedOtherwise) {
-    EXPECT_EQ(countedFrames({}, 0, "PCASSERT v t"), 1000U);
-    EXPECT_EQ(countedFrames({}, 0, "PCASSERT w t 3"), 333U);
-    EXPECT_EQ(countedFrames({}, 5000, "PCASSERT v t"), 1005U);
-    EXPECT_EQ(countedFrames({{14, 2}}, 0, "PCASSERT v t -15536"), 10U);  // 50000
-    EXPECT_EQ(countedFrames({{15, 0}}, 0, "PCASSERT v t"), 0xFFFFFFFF);  // the clock never runs
+    EXPECT_EQ(countedFrames({}, 0, "PCASSERT (variable:int16, trigger)"), 1000U);
+    EXPECT_EQ(countedFrames({}, 0, "PCASSERT (variable:int32, trigger, 3)"), 333U);
+    EXPECT_EQ(countedFrames({}, 5000, "PCASSERT (variable:int16, trigger)"), 1005U);
+    EXPECT_EQ(countedFrames({{14, 2}}, 0, "PCASSERT (variable:int16, trigger, -15536)"), 10U);  // 50000
+    EXPECT_EQ(countedFrames({{15, 0}}, 0, "PCASSERT (variable:int16, trigger)"), 0xFFFFFFFF);   // the clock never runs
     constexpr std::uint32_t nearWrap = 0xFFFFFFFF - 99999;
-    EXPECT_EQ(countedFrames({}, nearWrap, "PCASSERT v t"), (nearWrap + 1000000ull) / 1000);
-    EXPECT_EQ(countedFrames({{14, 1}}, nearWrap, "PCASSERT v t"), 900000U);
+    EXPECT_EQ(countedFrames({}, nearWrap, "PCASSERT (variable:int16, trigger)"), (nearWrap + 1000000ull) / 1000);
+    EXPECT_EQ(countedFrames({{14, 1}}, nearWrap, "PCASSERT (variable:int16, trigger)"), 900000U);
 }
 
 }  // namespace

@@ -52,22 +52,23 @@ Counts rotation(const std::vector<Counts>& sources) {
 TEST(TriggerLogic, AnotherThanASearchOfTheListsFinds) {
     for (std::uint64_t seed = 1; seed <= 6; ++seed) {
         const auto sources = randomSources(seed, 1 + seed % 4, seed % 2 == 0 ? 4 : 30);
-        const std::string all = repeated("$", sources.size() + 1);
-        expectFound("TOR" + all, sources, unionOf);
+        const std::string all = " (" + sourceList(sources.size()) + ", out";
+        expectFound("TOR" + all + ")", sources, unionOf);
         for (const int tol : {0, 1, 5, 40})
-            expectFound("TAND" + all + " " + std::to_string(tol), sources,
+            expectFound("TAND" + all + ", " + std::to_string(tol) + ")", sources,
                         [&](const auto& events) { return coincidences(events, tol); });
-        if (sources.size() > 1) expectFound("TCOLLATE" + all, sources, rotation);
+        if (sources.size() > 1) expectFound("TCOLLATE" + all + ")", sources, rotation);
     }
 }
 
 TEST(TriggerLogic, TheGreatestNumberOfSourcesIsNotServed) {
     std::vector<Counts> sources(64, Counts{7, 9, 30});
-    expectFound("TOR" + repeated("$", 65), sources, unionOf);
-    expectFound("TAND" + repeated("$", 65), sources, [](const auto& events) { return coincidences(events, 0); });
+    expectFound("TOR (" + sourceList(64) + ", out)", sources, unionOf);
+    expectFound("TAND (" + sourceList(64) + ", out)", sources,
+                [](const auto& events) { return coincidences(events, 0); });
     sources.resize(16);
     for (std::int64_t i = 0; i < 16; ++i) sources[static_cast<std::size_t>(i)] = {3 * i, 100 + i};
-    expectFoundUntil(200, "TCOLLATE" + repeated("$", 17), sources, rotation);
+    expectFoundUntil(200, "TCOLLATE (" + sourceList(16) + ", out)", sources, rotation);
 }
 
 // How far the status comes where the sources stand at different positions: as far as nothing more can be asserted.
@@ -82,31 +83,31 @@ TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
         Outcome outcome;
     } cases[] = {
         // clang-format off
-        {"TOR $ $ $", {5}, 9, {5}, 7, {{5}, 7}},
-        {"TOR $ $ $", {}, 5, {5}, 5, {{5}, 5}},  // the first source has only come as far
-        {"TOR $ $ $", {5}, 5, {}, 5, {{5}, 5}},
-        {"TOR $ $ $", {}, 5, {6}, 6, {{}, 5}},
-        {"TOR $ $ $", {0}, 0, {}, -1, {{}, top}},
-        {"TOR $ $ $", {3, 3, 4}, 4, {3, 4, 4}, 9, {{3, 4}, 4}},
-        {"TAND $ $ $", {10}, 99, {11}, 99, {{}, 99}},
-        {"TAND $ $ $ 1", {10}, 99, {11}, 99, {{10}, 99}},
-        {"TAND $ $ $", {10, 11}, 99, {11}, 99, {{11}, 99}},
-        {"TAND $ $ $ 5", {10, 20}, 20, {15, 20}, 20, {{10, 20}, 20}},
-        {"TAND $ $ $ 4", {10, 20}, 20, {15, 20}, 20, {{20}, 20}},
-        {"TAND $ $ $", {}, 4, {4}, 4, {{}, 3}},  // one short of the assertion held
-        {"TAND $ $ $ 5", {}, 4, {4}, 4, {{}, 3}},
-        {"TAND $ $ $", {}, 3, {4}, 4, {{}, 3}},
-        {"TAND $ $ $ 1", {}, 0, {0}, 0, {{}, top}},
-        {"TAND $ $ $ 10", {}, -1, {9}, 9, {{}, top}},
-        {"TAND $ $ $ 5", {}, 9, {4}, 20, {{}, 3}},  // the status can stay within the tolerance
-        {"TAND $ $ $ 5", {}, 10, {4}, 20, {{}, 10}},
-        {"TAND $ $ $ 5", {}, 7, {}, 9, {{}, 7}},
-        {"TCOLLATE $ $ $", {5, 6}, 8, {7}, 9, {{5, 7}, 8}},
-        {"TCOLLATE $ $ $", {5}, 5, {5, 6}, 6, {{5, 6}, 6}},
-        {"TCOLLATE $ $ $", {}, 3, {1, 2, 9}, 9, {{}, 3}},
-        {"TCOLLATE $ $ $", {4}, 8, {1, 4}, 6, {{4}, 6}},
-        {"TCOLLATE $ $ $", {5}, 5, {0x80000005}, 0x80000005, {{5, 0x80000005}, 5}},
-        {"TCOLLATE $ $ $", {5}, 5, {0x80000006}, 0x80000006, {{5}, 5}},  // more than half the count away is earlier
+        {"TOR (s1, s2, out)", {5}, 9, {5}, 7, {{5}, 7}},
+        {"TOR (s1, s2, out)", {}, 5, {5}, 5, {{5}, 5}},  // the first source has only come as far
+        {"TOR (s1, s2, out)", {5}, 5, {}, 5, {{5}, 5}},
+        {"TOR (s1, s2, out)", {}, 5, {6}, 6, {{}, 5}},
+        {"TOR (s1, s2, out)", {0}, 0, {}, -1, {{}, top}},
+        {"TOR (s1, s2, out)", {3, 3, 4}, 4, {3, 4, 4}, 9, {{3, 4}, 4}},
+        {"TAND (s1, s2, out)", {10}, 99, {11}, 99, {{}, 99}},
+        {"TAND (s1, s2, out, 1)", {10}, 99, {11}, 99, {{10}, 99}},
+        {"TAND (s1, s2, out)", {10, 11}, 99, {11}, 99, {{11}, 99}},
+        {"TAND (s1, s2, out, 5)", {10, 20}, 20, {15, 20}, 20, {{10, 20}, 20}},
+        {"TAND (s1, s2, out, 4)", {10, 20}, 20, {15, 20}, 20, {{20}, 20}},
+        {"TAND (s1, s2, out)", {}, 4, {4}, 4, {{}, 3}},  // one short of the assertion held
+        {"TAND (s1, s2, out, 5)", {}, 4, {4}, 4, {{}, 3}},
+        {"TAND (s1, s2, out)", {}, 3, {4}, 4, {{}, 3}},
+        {"TAND (s1, s2, out, 1)", {}, 0, {0}, 0, {{}, top}},
+        {"TAND (s1, s2, out, 10)", {}, -1, {9}, 9, {{}, top}},
+        {"TAND (s1, s2, out, 5)", {}, 9, {4}, 20, {{}, 3}},  // the status can stay within the tolerance
+        {"TAND (s1, s2, out, 5)", {}, 10, {4}, 20, {{}, 10}},
+        {"TAND (s1, s2, out, 5)", {}, 7, {}, 9, {{}, 7}},
+        {"TCOLLATE (s1, s2, out)", {5, 6}, 8, {7}, 9, {{5, 7}, 8}},
+        {"TCOLLATE (s1, s2, out)", {5}, 5, {5, 6}, 6, {{5, 6}, 6}},
+        {"TCOLLATE (s1, s2, out)", {}, 3, {1, 2, 9}, 9, {{}, 3}},
+        {"TCOLLATE (s1, s2, out)", {4}, 8, {1, 4}, 6, {{4}, 6}},
+        {"TCOLLATE (s1, s2, out)", {5}, 5, {0x80000005}, 0x80000005, {{5, 0x80000005}, 5}},
+        {"TCOLLATE (s1, s2, out)", {5}, 5, {0x80000006}, 0x80000006, {{5}, 5}},  // more than half the count away is earlier
         // clang-format on
     };
     for (const auto& c : cases) {

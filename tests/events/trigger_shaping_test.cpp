@@ -16,7 +16,7 @@ TEST(Nth, AnotherThanEveryNthAssertionPasses) {
                 if ((i + 1) % static_cast<std::size_t>(decim) == 0) kept.push_back(sources[0][i]);
             return kept;
         };
-        const std::string call = "NTH $ " + std::to_string(decim) + (decim > 32767 ? "l $" : " $");
+        const std::string call = "NTH (s1, " + std::to_string(decim) + ", out)";
         // A burst between two outputs must not pass half of the count, or its status would not be ahead of the last.
         if (decim <= 2)
             expectFound(call, {events}, everyNth);
@@ -29,11 +29,11 @@ TEST(TGen, AssertionsStandElsewhereThanAtTheEndsOfThePeriods) {
     for (const auto& [period, expected] :
          {std::pair{"1", Positions{0, 1, 2, 3}},
           {"250", Positions{249, 499, 749, 999}},
-          {"1610612736l", Positions{0x5FFFFFFF, 0xBFFFFFFF, 0x1FFFFFFF, 0x7FFFFFFF}}}) {
+          {"1610612736:int32", Positions{0x5FFFFFFF, 0xBFFFFFFF, 0x1FFFFFFF, 0x7FFFFFFF}}}) {
         TestSession session;
-        const TriggerId result = session.addTrigger("result");
+        const TriggerId result = session.addTrigger("out");
         session.collect(result, 4);
-        addCall(session, std::string("TGEN ") + period + " $", {session.use(result)});
+        addCall(session, std::string("TGEN (") + period + ", out)");
         session.run();
         EXPECT_EQ(session.collectedEvents(result), expected) << period;
     }
@@ -44,8 +44,7 @@ struct Scaling {
 };
 
 std::string callOf(const Scaling& by) {
-    return "TRIGSCALE $ " + std::to_string(by.offset) + "l " + std::to_string(by.mul) + " " + std::to_string(by.div) +
-           " $";
+    return "TRIGSCALE " + list("s1", by.offset, std::to_string(by.mul), std::to_string(by.div), "out");
 }
 
 // Positions count from 0 again after the wrap, also for the division, so it has to be told of it.
@@ -82,23 +81,23 @@ TEST(TrigScale, AnotherThanThePlainFormulaMaps) {
 TEST(TrigScale, TheLastPositionSentIsNotSharedWithTheStatus) {
     const Rows beside{{true, 3}, {true, 4}, {false, 4}, {true, 5}, {false, 10}},
         behind{{true, 3}, {false, 4}, {true, 5}};
-    EXPECT_EQ(outcomeOf("TRIGSCALE $ 0 1 3 $", {beside}, {.piece = 1}), (Outcome{{1}, 2}));
-    EXPECT_EQ(outcomeOf("TRIGSCALE $ 0 1 3 $", {behind}, {.piece = 1}), (Outcome{{1, 1}, 1}));
+    EXPECT_EQ(outcomeOf("TRIGSCALE (s1, 0, 1, 3, out)", {beside}, {.piece = 1}), (Outcome{{1}, 2}));
+    EXPECT_EQ(outcomeOf("TRIGSCALE (s1, 0, 1, 3, out)", {behind}, {.piece = 1}), (Outcome{{1, 1}, 1}));
 }
 
 TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
     const Lines eachTurn{"5", "6", "7", "8", "9", "10"};
-    for (const auto& [call, statuses] : {std::pair{"NTH $ 3 $", eachTurn},
-                                         {"TOR $ $ $", eachTurn},
-                                         {"TAND $ $ $", eachTurn},
-                                         {"TCOLLATE $ $ $", eachTurn},
-                                         {"TRIGSCALE $ 100 1 1 $", Lines{"105", "105", "107", "107", "109", "109"}}}) {
+    for (const auto& [call, statuses] :
+         {std::pair{"NTH (s1, 3, out)", eachTurn},
+          {"TOR (s1, s2, out)", eachTurn},
+          {"TAND (s1, s2, out)", eachTurn},
+          {"TCOLLATE (s1, s2, out)", eachTurn},
+          {"TRIGSCALE (s1, 100, 1, 1, out)", Lines{"105", "105", "107", "107", "109", "109"}}}) {
         TestSession session;
-        const TriggerId source = session.addTrigger("source"), result = session.addTrigger("result");
+        const TriggerId source = session.addTrigger("s1"), result = session.addTrigger("out");
+        session.define("s2", session.use(source));
         session.script("open_write:2 trigger_updt_status:2,1 12( trigger_updt_status:2,1 task_switch ) exit:0", source);
-        std::vector given(std::string(call).find("$ $ $") != std::string::npos ? 2 : 1, session.use(source));
-        given.push_back(session.use(result));
-        addCall(session, call, given);
+        addCall(session, call);
         session.script("open_read:2 4( task_switch ) 6( ?trigger_get_status:2 task_switch ) exit:0", result);
         EXPECT_EQ(session.run().console, statuses) << call;
     }
@@ -108,28 +107,24 @@ TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
 TEST(TriggerShaping, ATurnTakesAnotherNumberOfEvents) {
     const struct {
         const char *call, *made, *look;
-    } cases[] = {{"TOR $ $ $", "400", "open_read:2 ?trigger_num:2"},
-                 {"TAND $ $ $ 1", "200", "open_read:2 ?trigger_num:2"},
-                 {"TCOLLATE $ $ $", "400", "open_read:2 ?trigger_num:2"},
-                 {"TSTAMP $ $", "64", "open_read:2 ?pipe_num:2"},
-                 {"TRIGSEND $ $", "32", "open_read:2 task_switch ?pipe_num:2"},
-                 {"NTH $ 3 $", "66", "open_read:2 ?trigger_num:2"},
-                 {"TRIGSCALE $ 0 1 1 $", "200", "open_read:2 ?trigger_num:2"},
-                 {"TGEN 1 $", "64", "open_read:2 ?trigger_num:2"}};
+    } cases[] = {{"TOR (s1, s2, out)", "400", "open_read:2 ?trigger_num:2"},
+                 {"TAND (s1, s2, out, 1)", "200", "open_read:2 ?trigger_num:2"},
+                 {"TCOLLATE (s1, s2, out)", "400", "open_read:2 ?trigger_num:2"},
+                 {"TSTAMP (s1, out)", "64", "open_read:2 ?pipe_num:2"},
+                 {"TRIGSEND (s1, out)", "32", "open_read:2 task_switch ?pipe_num:2"},
+                 {"NTH (s1, 3, out)", "66", "open_read:2 ?trigger_num:2"},
+                 {"TRIGSCALE (s1, 0, 1, 1, out)", "200", "open_read:2 ?trigger_num:2"},
+                 {"TGEN (1, out)", "64", "open_read:2 ?trigger_num:2"}};
     for (const auto& [call, made, look] : cases) {
         TestSession session;
-        const TriggerId a = session.addTrigger("a"), b = session.addTrigger("b"), result = session.addTrigger("result");
+        const TriggerId a = session.addTrigger("s1"), b = session.addTrigger("s2"), result = session.addTrigger("out");
         const PipeId pipe = session.pipe("pipe");
         session.script("open_write:2 200( trigger_updt_put:2,2 ) trigger_updt_status:2,9", a);
         session.script("open_write:2 trigger_updt_status:2,1 200( trigger_updt_put:2,2 )", b);
-        const TaskArgument to =
-            std::string(look).find("pipe_num") != std::string::npos ? session.use(pipe) : session.use(result);
-        const auto sources = std::count(call, call + std::strlen(call), '$') - 1;
-        addCall(session, call,
-                sources == 2   ? std::vector{session.use(a), session.use(b), to}
-                : sources == 1 ? std::vector{session.use(a), to}
-                               : std::vector{to});
-        session.script(look, to);
+        const bool isPipe = std::string(look).find("pipe_num") != std::string::npos;
+        if (isPipe) session.define("out", session.use(pipe));
+        addCall(session, call);
+        session.script(look, isPipe ? session.use(pipe) : session.use(result));
         EXPECT_EQ(session.run().console, Lines{made}) << call;
     }
 }

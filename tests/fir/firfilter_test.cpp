@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "tests/fir/fir_support.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 
 namespace libzepl {
 namespace {
@@ -138,47 +138,64 @@ TEST(FirfilterStores, AStoreSaturatesTruncatesOrNarrowsOtherwise) {
 
 // The coefficient that one element of a vector becomes: what an impulse of one gives.
 template <class Source, class Given>
-double coefficient(Given given, const TaskArgument& scaling) {
-    TestSession session;
-    const VectorId vector = session.addVector("taps", elementTypeOf<Given>(), bytesOf(std::vector<Given>{given}));
-    return filtered<double>(session, "FIRFILTER", std::vector<Source>{1},
-                            {session.use(vector), int16Constant(1), scaling, int16Constant(0), int16Constant(0)})[0];
+double coefficient(Given given, const std::string& scaling) {
+    return Call("FIRFILTER (in, taps, 1, " + scaling + ", 0, 0, out:double)",
+                {{"in", std::vector<Source>{1}}, {"[taps]", std::vector<Given>{given}}})
+        .taken<double>()
+        .at(0);
 }
 
 TEST(FirfilterCoefficients, ACoefficientIsConvertedOrScaledOtherwise) {
     const double tenth = 0.1, third = 1.0 / 3;
-    const auto one = int16Constant(1), none = int16Constant(0), two = int32Constant(2), by3 = doubleConstant(3);
-    EXPECT_EQ((coefficient<double>(I16{-32768}, one)), -1);
-    EXPECT_EQ((coefficient<double>(I16{16384}, two)), 0.25);
-    EXPECT_EQ((coefficient<I16>(I16{16384}, none)), 0.5);
-    EXPECT_EQ((coefficient<I32>(I32{1} << 30, floatConstant(0.25F))), 2);
-    EXPECT_EQ((coefficient<float>(I32{-1} - 2147483647, one)), -1);
-    EXPECT_EQ((coefficient<double>(tenth, none)), tenth);
-    EXPECT_EQ((coefficient<double>(1.0, by3)), third);
-    EXPECT_EQ((coefficient<double>(5.0, by3)), 5.0 / 3);
-    EXPECT_EQ((coefficient<I32>(0.1F, one)), static_cast<double>(0.1F));
-    EXPECT_EQ((coefficient<I16>(third, one)), static_cast<double>(static_cast<float>(third)));
+    EXPECT_EQ((coefficient<double>(I16{-32768}, "1")), -1);
+    EXPECT_EQ((coefficient<double>(I16{16384}, "2:int32")), 0.25);
+    EXPECT_EQ((coefficient<I16>(I16{16384}, "0")), 0.5);
+    EXPECT_EQ((coefficient<I32>(I32{1} << 30, "0.25:float")), 2);
+    EXPECT_EQ((coefficient<float>(I32{-1} - 2147483647, "1")), -1);
+    EXPECT_EQ((coefficient<double>(tenth, "0")), tenth);
+    EXPECT_EQ((coefficient<double>(1.0, "3.0")), third);
+    EXPECT_EQ((coefficient<double>(5.0, "3.0")), 5.0 / 3);
+    EXPECT_EQ((coefficient<I32>(0.1F, "1")), static_cast<double>(0.1F));
+    EXPECT_EQ((coefficient<I16>(third, "1")), static_cast<double>(static_cast<float>(third)));
     // In single for int16 and float, divided in double for int32 and double: the other way each ends in another digit.
-    const auto by = doubleConstant(0.3);
-    EXPECT_EQ((coefficient<float>(I16{7}, by)), 0x1.755554p-11);
-    EXPECT_EQ((coefficient<float>(I16{-32767}, by)), -0x1.aaa754p+1);
-    EXPECT_EQ((coefficient<float>(I32{7}, by)), 0x1.755556p-27);
-    EXPECT_EQ((coefficient<float>(0.9F, by)), 0x1.7ffffep+1);
-    EXPECT_EQ((coefficient<float>(0.9, by)), 3);
-    EXPECT_EQ((coefficient<double>(0.9F, by)), static_cast<double>(0.9F) / 0.3);
+    EXPECT_EQ((coefficient<float>(I16{7}, "0.3")), 0x1.755554p-11);
+    EXPECT_EQ((coefficient<float>(I16{-32767}, "0.3")), -0x1.aaa754p+1);
+    EXPECT_EQ((coefficient<float>(I32{7}, "0.3")), 0x1.755556p-27);
+    EXPECT_EQ((coefficient<float>(0.9F, "0.3")), 0x1.7ffffep+1);
+    EXPECT_EQ((coefficient<float>(0.9, "0.3")), 3);
+    EXPECT_EQ((coefficient<double>(0.9F, "0.3")), static_cast<double>(0.9F) / 0.3);
 }
 
 // In the order of the list; the vector has five taps.
 TEST(FirfilterParameters, AMistakePassesOrAnotherPlaceIsBlamed) {
-    expectSetUps("FIRFILTER",
-                 "ready: i32 v5 0 1 0 0 f64; ready: i32 1 v5 5 1 4 4 f64; ready: i32 32 v5 0 1 1 -1 f64; "
-                 "ready: i32 v5 0 1 65540l 0 f64; ready: i32 v5 0 1 65536l 0 f64; 5 at 2: i32 33 v5 4 1 5 5 f64; "
-                 "5 at 2: i32 -1 v5 0 1 1 0 f64; 1 at 3: i32 v5 4 1 5 5 f64; 1 at 4: i32 1 v5 -5 1 5 5 f64; "
-                 "5 at 5: i32 v5 0 1 5 5 f64; 5 at 5: i32 v5 0 1 -1 0 f64; 5 at 5: i32 v5 0 1 98304l 0 f64; "
-                 "5 at 6: i32 2 v5 0 1 6 0 f64; 5 at 6: i32 v5 0 1 0 5 f64; 5 at 6: i32 v5 0 1 0 -2 f64; "
-                 "5 at 7: i32 2 v5 5 1 0 5 f64; 10 at 3: i32 v5 v5 1 0 0 f64; 8 at 8: i32 1 v5 0 0 0 0; "
-                 "9 at 8: i32 v5 0 0 0 0 i32 i32; 10 at 3: i32 1 0 0 0 0 0 i32; 10 at 7: i32 v5 0 0 0 0 0; "
-                 "10 at 7: i32 1 v5 0 0 0 i32 i32; refused at 7: i32 v5 0 0 0 i32");
+    expectReady({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 0, 0, double)",
+                 "FIRFILTER (int32, 1, [0, 0, 0, 0, 0]:float, 5, 1, 4, 4, double)",
+                 "FIRFILTER (int32, 32, [0, 0, 0, 0, 0]:float, 0, 1, 1, -1, double)",
+                 "FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 65540:int32, 0, double)",
+                 "FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 65536:int32, 0, double)"});
+    expectRefused({"FIRFILTER (int32, 33, [0, 0, 0, 0, 0]:float, 4, 1, 5, 5, double)",
+                   "FIRFILTER (int32, -1, [0, 0, 0, 0, 0]:float, 0, 1, 1, 0, double)"},
+                  5, 2);
+    expectRefused({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 4, 1, 5, 5, double)"}, 1, 3);
+    expectRefused({"FIRFILTER (int32, 1, [0, 0, 0, 0, 0]:float, -5, 1, 5, 5, double)"}, 1, 4);
+    expectRefused({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 5, 5, double)",
+                   "FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, -1, 0, double)",
+                   "FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 98304:int32, 0, double)"},
+                  5, 5);
+    expectRefused({"FIRFILTER (int32, 2, [0, 0, 0, 0, 0]:float, 0, 1, 6, 0, double)",
+                   "FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 0, 5, double)",
+                   "FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 0, -2, double)"},
+                  5, 6);
+    expectRefused({"FIRFILTER (int32, 2, [0, 0, 0, 0, 0]:float, 5, 1, 0, 5, double)"}, 5, 7);
+    expectRefused({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, [0, 0, 0, 0, 0]:float, 1, 0, 0, double)",
+                   "FIRFILTER (int32, 1, 0, 0, 0, 0, 0, int32)"},
+                  10, 3);
+    expectRefused({"FIRFILTER (int32, 1, [0, 0, 0, 0, 0]:float, 0, 0, 0, 0)"}, 8, 8);
+    expectRefused({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 0, 0, 0, int32, int32)"}, 9, 8);
+    expectRefused({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 0, 0, 0, 0)",
+                   "FIRFILTER (int32, 1, [0, 0, 0, 0, 0]:float, 0, 0, 0, int32, int32)"},
+                  10, 7);
+    expectRefused({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 0, 0, int32)"}, 0, 7);
 }
 
 }  // namespace

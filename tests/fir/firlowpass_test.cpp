@@ -4,8 +4,8 @@
 #include <numbers>
 
 #include "tests/fir/fir_support.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 
 namespace libzepl {
 namespace {
@@ -33,8 +33,7 @@ constexpr Prototype prototypes[] = {
 
 template <class Element>
 std::vector<Element> lowpassed(const std::vector<Element>& x, std::int16_t decim, std::int16_t nchans = 1) {
-    TestSession session({.feed = wholeFeed});
-    return filtered<Element>(session, "FIRLOWPASS", x, {int16Constant(nchans), int16Constant(decim)});
+    return resultOf<Element>("FIRLOWPASS " + list("in", nchans, decim, "out"), x, {.feed = wholeFeed});
 }
 
 // Coefficients by their distance from the centre, from -200 to 200: an impulse at each of the frames between two outputs
@@ -110,11 +109,14 @@ TEST_P(FirlowpassPrototype, ItDiffersFromTheFilterWithItsTaps) {
 }
 
 TEST(FirlowpassParameters, AMistakePassesOrAnotherPlaceIsBlamed) {
-    expectSetUps(
-        "FIRLOWPASS",
-        "ready: i16 1 i16; ready: i16 32 12 i16; 5 at 3: i16 33 13 i32; 5 at 3: i16 0 1 i16; 5 at 2: i16 0 i32; "
-        "5 at 2: i16 13 i16; 5 at 2: i16 1 13 i32; 3 at 3: i16 1 i32; 3 at 4: i16 1 1 f32; "
-        "refused at 2: i16 1l i16; 10 at 3: i16 1 i16 i16; 3 at 3: i32 1 1");
+    expectReady({"FIRLOWPASS (int16, 1, int16)", "FIRLOWPASS (int16, 32, 12, int16)"});
+    expectRefused({"FIRLOWPASS (int16, 33, 13, int32)", "FIRLOWPASS (int16, 0, 1, int16)"}, 5, 3);
+    expectRefused({"FIRLOWPASS (int16, 0, int32)", "FIRLOWPASS (int16, 13, int16)", "FIRLOWPASS (int16, 1, 13, int32)"},
+                  5, 2);
+    expectRefused({"FIRLOWPASS (int16, 1, int32)", "FIRLOWPASS (int32, 1, 1)"}, 3, 3);
+    expectRefused({"FIRLOWPASS (int16, 1, 1, float)"}, 3, 4);
+    expectRefused({"FIRLOWPASS (int16, 1:int32, int16)"}, 0, 2);
+    expectRefused({"FIRLOWPASS (int16, 1, int16, int16)"}, 10, 3);
 }
 
 }  // namespace

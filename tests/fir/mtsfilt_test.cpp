@@ -7,8 +7,8 @@
 
 #include "fir/mtsfilt_kernels.cpp"
 #include "tests/support/arrivals.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -32,13 +32,8 @@ std::ostream& operator<<(std::ostream& out, const Scan& scan) {
 }
 
 Samples filtered(const Scan& scan, const Samples& frames, FeedPolicy feed = {}) {
-    TestSession session({.feed = feed});
-    const PipeId source = session.input("source", frames);
-    const PipeId result = session.output("result", {}, ElementType::int16);
-    session.task("MTSFILT", source, int16Constant(scan.nchan), int16Constant(scan.ngroups), int16Constant(scan.xdecim),
-                 result);
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<std::int16_t>(result);
+    return resultOf<std::int16_t>("MTSFILT " + list("in", scan.nchan, scan.ngroups, scan.xdecim, "out"), frames,
+                                  {.feed = feed});
 }
 
 // The outputs that the frames suffice for.
@@ -153,13 +148,21 @@ TEST(MtsfiltKernels, DelayOrGainIsUnevenOverTheRows) {
 }
 
 TEST(MtsfiltParameters, AListThatDoesNotFitPassesOrAnotherPlaceIsBlamed) {
-    expectSetUps("MTSFILT",
-                 "ready: i16 2 1 32 i16; ready: i16 512 32 i16; ready: i16 64 32 0 i16; 5 at 3: i16 1 0 33 i16; "
-                 "5 at 3: i16 1 33 33 i16; 5 at 3: i16 1 -1 33 i16; 5 at 2: i16 1 2 1 i16; 5 at 2: i16 513 2 1 i16; "
-                 "5 at 2: i16 -2 2 1 i16; 5 at 2: i16 1 1 i16; 5 at 2: i16 0 1 i16; 4 at 2: i16 8 3 33 i16; "
-                 "5 at 3: i16 8 2 33 i16; 5 at 3: i16 8 2 -1 i16; 5 at 3: i16 8 33 i16; 5 at 3: i16 8 -32768 i16; "
-                 "refused at 4: i16 8 i16; refused at 6: i16 8 2 1 1 i16; 10 at 4: i16 2 2 2; "
-                 "10 at 4: i16 2 2 i16 i16; refused at 1: i32 2 2 i16");
+    expectReady(
+        {"MTSFILT (int16, 2, 1, 32, int16)", "MTSFILT (int16, 512, 32, int16)", "MTSFILT (int16, 64, 32, 0, int16)"});
+    expectRefused(
+        {"MTSFILT (int16, 1, 0, 33, int16)", "MTSFILT (int16, 1, 33, 33, int16)", "MTSFILT (int16, 1, -1, 33, int16)",
+         "MTSFILT (int16, 8, 2, 33, int16)", "MTSFILT (int16, 8, 2, -1, int16)", "MTSFILT (int16, 8, 33, int16)",
+         "MTSFILT (int16, 8, -32768, int16)"},
+        5, 3);
+    expectRefused({"MTSFILT (int16, 1, 2, 1, int16)", "MTSFILT (int16, 513, 2, 1, int16)",
+                   "MTSFILT (int16, -2, 2, 1, int16)", "MTSFILT (int16, 1, 1, int16)", "MTSFILT (int16, 0, 1, int16)"},
+                  5, 2);
+    expectRefused({"MTSFILT (int16, 8, 3, 33, int16)"}, 4, 2);
+    expectRefused({"MTSFILT (int16, 8, int16)"}, 0, 4);
+    expectRefused({"MTSFILT (int16, 8, 2, 1, 1, int16)"}, 0, 6);
+    expectRefused({"MTSFILT (int16, 2, 2, 2)", "MTSFILT (int16, 2, 2, int16, int16)"}, 10, 4);
+    expectRefused({"MTSFILT (int32, 2, 2, int16)"}, 0, 1);
 }
 
 }  // namespace

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -28,7 +28,7 @@ std::vector<double> plainRamp(double a, double b, int first, int second, double 
 }
 
 struct Row {
-    const char* list;
+    const char* call;
     double a, b;
     int first, second;
     double phase = 0;
@@ -36,31 +36,41 @@ struct Row {
 
 TEST(Biramp, ASampleDiffersFromThePlainDefinition) {
     for (const Row& row :
-         {Row{"-1.5 2.5 1 1", -1.5, 2.5, 1, 1}, Row{"-1.5 2.5 3 1", -1.5, 2.5, 3, 1}, Row{"9.0 -7.0 1 2l", 9, -7, 1, 2},
-          Row{"0.0 0.3 100l 57", 0, 0.3, 100, 57}, Row{"0.0 1.0 4095 1", 0, 1, 4095, 1},
-          Row{"0.0 1.0 4096 1", 0, 1, 4096, 1}, Row{"0.0 1.0 1 99999l", 0, 1, 1, 99999},
-          Row{"0.0 1.0 7 3 -1.0", 0, 1, 7, 3, 9}, Row{"0.0 1.0 7 3 10.0f", 0, 1, 7, 3, 10},
-          Row{"0.0 1.0 7 3 2.5", 0, 1, 7, 3, 2.5}, Row{"0.0 1.0 7 3 -0.0", 0, 1, 7, 3}}) {
-        EXPECT_TRUE(bitsOf(generated<double>("BIRAMP", row.list, 12500)) ==
+         {Row{"BIRAMP (-1.5, 2.5, 1, 1, out)", -1.5, 2.5, 1, 1}, Row{"BIRAMP (-1.5, 2.5, 3, 1, out)", -1.5, 2.5, 3, 1},
+          Row{"BIRAMP (9.0, -7.0, 1, 2:int32, out)", 9, -7, 1, 2},
+          Row{"BIRAMP (0.0, 0.3, 100:int32, 57, out)", 0, 0.3, 100, 57},
+          Row{"BIRAMP (0.0, 1.0, 4095, 1, out)", 0, 1, 4095, 1}, Row{"BIRAMP (0.0, 1.0, 4096, 1, out)", 0, 1, 4096, 1},
+          Row{"BIRAMP (0.0, 1.0, 1, 99999:int32, out)", 0, 1, 1, 99999},
+          Row{"BIRAMP (0.0, 1.0, 7, 3, -1.0, out)", 0, 1, 7, 3, 9},
+          Row{"BIRAMP (0.0, 1.0, 7, 3, 10.0:float, out)", 0, 1, 7, 3, 10},
+          Row{"BIRAMP (0.0, 1.0, 7, 3, 2.5, out)", 0, 1, 7, 3, 2.5},
+          Row{"BIRAMP (0.0, 1.0, 7, 3, -0.0, out)", 0, 1, 7, 3}}) {
+        EXPECT_TRUE(bitsOf(generated<double>(row.call, 12500)) ==
                     bitsOf(plainRamp(row.a, row.b, row.first, row.second, row.phase, 12500)))
-            << row.list;
+            << row.call;
     }
 }
 
 TEST(Biramp, AnIntegerIsNotRoundedToTheNearestOrNoNumberIsOne) {
-    EXPECT_EQ(generated<std::int32_t>("BIRAMP", "-2 3 2 3l", 6), (std::vector<std::int32_t>{-2, 0, 3, 1, 0, -2}));
-    EXPECT_EQ(generated<std::int16_t>("BIRAMP", "0 1 4000 97 0.0", 1), std::vector<std::int16_t>{-32768});
-    for (const double x : generated<double>("BIRAMP", "0.0 1.0 4000 97 0.0", 5000)) ASSERT_TRUE(std::isnan(x));
+    EXPECT_EQ(generated<std::int32_t>("BIRAMP (-2, 3, 2, 3:int32, out)", 6),
+              (std::vector<std::int32_t>{-2, 0, 3, 1, 0, -2}));
+    EXPECT_EQ(generated<std::int16_t>("BIRAMP (0, 1, 4000, 97, 0.0, out)", 1), std::vector<std::int16_t>{-32768});
+    for (const double x : generated<double>("BIRAMP (0.0, 1.0, 4000, 97, 0.0, out)", 5000)) ASSERT_TRUE(std::isnan(x));
 }
 
 TEST(Biramp, AMistakeIsToldAtAnotherPositionOrPasses) {
-    expectSetUps(
-        "BIRAMP",
-        "refused at 5: 1 2 3 4; 3 at 2: 1 2l 0 0 i16; 5 at 3: 1 2 0 0 i32; 5 at 4: 1 2 1 0 f32; "
-        "5 at 4: 1 2 2147483647l 1 i16; ready: 1 2 2147483646l 1 i16; ready: 1 2 3 4 -7.0 i16; "
-        "ready: 1 2 3 4 i32; 10 at 5: 1 2 3 4 f32 f32; 10 at 5: 1 2 3 4 0.0; 5 at 5: 1 2 3 4 7.01 f32; "
-        "5 at 5: 1 2 3 4 -7.01f i16; 5 at 5: 1 2 3 4 nan i16; 5 at 5: 1 2 4000 97 0.1 i16; 3 at 5: 1 2 3 4 f32; "
-        "3 at 5: 1.0 2.0 3 4 f32; 3 at 6: 1l 2l 3 4 0.0 i16");
+    expectRefused({"BIRAMP (1, 2, 3, 4)"}, 0, 5);
+    expectRefused({"BIRAMP (1, 2:int32, 0, 0, int16)"}, 3, 2);
+    expectRefused({"BIRAMP (1, 2, 0, 0, int32)"}, 5, 3);
+    expectRefused({"BIRAMP (1, 2, 1, 0, float)", "BIRAMP (1, 2, 2147483647:int32, 1, int16)"}, 5, 4);
+    expectReady({"BIRAMP (1, 2, 2147483646:int32, 1, int16)", "BIRAMP (1, 2, 3, 4, -7.0, int16)",
+                 "BIRAMP (1, 2, 3, 4, int32)"});
+    expectRefused({"BIRAMP (1, 2, 3, 4, float, float)", "BIRAMP (1, 2, 3, 4, 0.0)"}, 10, 5);
+    expectRefused({"BIRAMP (1, 2, 3, 4, 7.01, float)", "BIRAMP (1, 2, 3, 4, -7.01:float, int16)",
+                   "BIRAMP (1, 2, 3, 4, nan, int16)", "BIRAMP (1, 2, 4000, 97, 0.1, int16)"},
+                  5, 5);
+    expectRefused({"BIRAMP (1, 2, 3, 4, float)", "BIRAMP (1.0, 2.0, 3, 4, float)"}, 3, 5);
+    expectRefused({"BIRAMP (1:int32, 2:int32, 3, 4, 0.0, int16)"}, 3, 6);
 }
 
 }  // namespace

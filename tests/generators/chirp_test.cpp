@@ -4,8 +4,8 @@
 #include <numbers>
 
 #include "host/mathematics.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -25,9 +25,9 @@ double linear(double u) { return (1 - u) * low + u * high; }
 double quadratic(double u) { return (1 - u * u) * low + u * u * high; }
 double logarithmic(double u) { return low * zepl::pow(high / low, u); }
 
-const Law laws[] = {{"LINEAR UNIDIRECTIONAL", false, linear},   {"LIN BIDIRECTIONAL", true, linear},
-                    {"QUADRATIC UNIDIR", false, quadratic},     {"QUAD BIDIR", true, quadratic},
-                    {"LOGARITHMIC UNIDIR", false, logarithmic}, {"LOG BIDIR", true, logarithmic}};
+const Law laws[] = {{R"("LINEAR", "UNIDIRECTIONAL")", false, linear},   {R"("LIN", "BIDIRECTIONAL")", true, linear},
+                    {R"("QUADRATIC", "UNIDIR")", false, quadratic},     {R"("QUAD", "BIDIR")", true, quadratic},
+                    {R"("LOGARITHMIC", "UNIDIR")", false, logarithmic}, {R"("LOG", "BIDIR")", true, logarithmic}};
 
 constexpr int sweep = 4097;  // its last block is one sample
 
@@ -45,27 +45,35 @@ TEST(Chirp, ABitDiffersFromTheRule) {
         }
         std::vector<std::int16_t> truncated;
         for (const double x : expected) truncated.push_back(static_cast<std::int16_t>(x));
-        EXPECT_EQ(bitsOf(generated<double>("CHIRP", law.words + " 2e4 4097l 100 10l 0.25", sweep)), bitsOf(expected));
-        EXPECT_EQ(generated<std::int16_t>("CHIRP", law.words + " 20000 4097 100l 10 0.25f", sweep), truncated);
+        EXPECT_EQ(
+            bitsOf(generated<double>("CHIRP (" + law.words + ", 2e4, 4097:int32, 100, 10:int32, 0.25, out)", sweep)),
+            bitsOf(expected));
+        EXPECT_EQ(
+            generated<std::int16_t>("CHIRP (" + law.words + ", 20000, 4097, 100:int32, 10, 0.25:float, out)", sweep),
+            truncated);
     }
 }
 
 TEST(Chirp, ASweepIsNotRepeatedWhole) {
     for (const std::size_t length : {1U, 2U, 2048U, 2049U, 4097U}) {
-        const std::string list = "LOG UNIDIR 30000 " + std::to_string(length) + " 10 100 0.5";
-        const std::vector<std::int32_t> samples = generated<std::int32_t>("CHIRP", list, 3 * length);
+        const std::string call = R"(CHIRP ("LOG", "UNIDIR", 30000, )" + std::to_string(length) + ", 10, 100, 0.5, out)";
+        const std::vector<std::int32_t> samples = generated<std::int32_t>(call, 3 * length);
         EXPECT_EQ(samples[0], static_cast<std::int32_t>(zepl::cos(0.5) * 30000));
         for (std::size_t n = length; n < samples.size(); ++n) ASSERT_EQ(samples[n], samples[n - length]) << length;
     }
 }
 
 TEST(Chirp, AMistakeIsToldAtAnotherPositionOrPasses) {
-    expectSetUps(
-        "CHIRP",
-        "refused at 8: LIN UNIDIR 1 2 3 4 0.0; 3 at 3: lin unidir 1.0 0 1 1 0.0 i16; "
-        "7 at 1: lin unidir 1 0 1 1 0.0 i16; 7 at 2: LIN UNI 1 0 1 1 0.0 i16; 5 at 4: LIN UNIDIR 1 0 1 1 0.0 i16; "
-        "5 at 4: LIN UNIDIR 1 -5l 1 1 0.0 i32; 5 at 5: LIN UNIDIR 1.0f 1 1 1 0.0 f32; "
-        "5 at 6: LIN UNIDIR 1 1 2 1l 0.0 i16; ready: LIN UNIDIR 1 1 2 2 nan i16");
+    expectRefused({"CHIRP (\"LIN\", \"UNIDIR\", 1, 2, 3, 4, 0.0)"}, 0, 8);
+    expectRefused({"CHIRP (\"lin\", \"unidir\", 1.0, 0, 1, 1, 0.0, int16)"}, 3, 3);
+    expectRefused({"CHIRP (\"lin\", \"unidir\", 1, 0, 1, 1, 0.0, int16)"}, 7, 1);
+    expectRefused({"CHIRP (\"LIN\", \"UNI\", 1, 0, 1, 1, 0.0, int16)"}, 7, 2);
+    expectRefused({"CHIRP (\"LIN\", \"UNIDIR\", 1, 0, 1, 1, 0.0, int16)",
+                   "CHIRP (\"LIN\", \"UNIDIR\", 1, -5:int32, 1, 1, 0.0, int32)"},
+                  5, 4);
+    expectRefused({"CHIRP (\"LIN\", \"UNIDIR\", 1.0:float, 1, 1, 1, 0.0, float)"}, 5, 5);
+    expectRefused({"CHIRP (\"LIN\", \"UNIDIR\", 1, 1, 2, 1:int32, 0.0, int16)"}, 5, 6);
+    expectReady({"CHIRP (\"LIN\", \"UNIDIR\", 1, 1, 2, 2, nan, int16)"});
 }
 
 }  // namespace

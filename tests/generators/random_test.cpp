@@ -1,7 +1,7 @@
 // RANDOM against its plain definition, in modular arithmetic of 64 bits.
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 
 namespace libzepl {
 namespace {
@@ -33,13 +33,14 @@ std::vector<std::int32_t> plainRandom(std::int32_t seed, std::size_t n) {
 
 TEST(Random, AValueDiffersFromThePlainDefinition) {
     const std::vector<std::int32_t> firstOfOne{1804981253, 2036210881, 1392233457, 1746157821};
-    EXPECT_EQ(generated<std::int32_t>("RANDOM", "0 1", 4), firstOfOne);
+    EXPECT_EQ(generated<std::int32_t>("RANDOM (0, 1, out)", 4), firstOfOne);
     // Around the moduli; the last three come with their first step around the second modulus and to the end of the first.
     for (const std::int32_t seed : {1, 2, 32767, -1, -2147483647 - 1, -5, 2147483562, 2147483563, 2147483647, 1234567,
                                     57156745, 2139218644, 65421664})
-        EXPECT_EQ(generated<std::int32_t>("RANDOM", "0 " + std::to_string(seed) + "l", 3000), plainRandom(seed, 3000));
+        EXPECT_EQ(generated<std::int32_t>("RANDOM " + list("0", seed, "out"), 3000), plainRandom(seed, 3000));
     for (const std::uint32_t block : {1U, 7U, 15U, 16U, 17U, 1000U})
-        EXPECT_EQ(generated<std::int32_t>("RANDOM", "0 -7", 3000, {.block = block}), plainRandom(-7, 3000)) << block;
+        EXPECT_EQ(generated<std::int32_t>("RANDOM (0, -7, out)", 3000, {.block = block}), plainRandom(-7, 3000))
+            << block;
 }
 
 TEST(Random, AConversionDiffers) {
@@ -51,17 +52,17 @@ TEST(Random, AConversionDiffers) {
         whole.push_back(z / 2147483562.0);
         single.push_back(static_cast<float>(whole.back()));
     }
-    EXPECT_EQ(generated<std::int16_t>("RANDOM", "0 7", 5000), top);
-    EXPECT_EQ(generated<float>("RANDOM", "0 7", 5000), single);
-    EXPECT_EQ(generated<double>("RANDOM", "0 7", 5000), whole);
+    EXPECT_EQ(generated<std::int16_t>("RANDOM (0, 7, out)", 5000), top);
+    EXPECT_EQ(generated<float>("RANDOM (0, 7, out)", 5000), single);
+    EXPECT_EQ(generated<double>("RANDOM (0, 7, out)", 5000), whole);
 }
 
 TEST(Random, ASeedOfZeroDoesNotHangOnTaskAndTime) {
     for (const std::int32_t start : {1, 123456}) {
         TestSession session({.startTime = static_cast<std::uint32_t>(start)});
         const PipeId one = session.output("one", 100), two = session.output("two", 100);
-        session.task("RANDOM", int16Constant(0), int16Constant(0), one);
-        session.task("RANDOM", int16Constant(0), int32Constant(0), two);
+        addCall(session, "RANDOM (0, 0, one)");
+        addCall(session, "RANDOM (0, 0:int32, two)");
         session.run();
         EXPECT_EQ(session.collected<std::int32_t>(one), plainRandom(371293 + start, 100));
         EXPECT_EQ(session.collected<std::int32_t>(two), plainRandom(2 * 371293 + start, 100));
@@ -69,7 +70,8 @@ TEST(Random, ASeedOfZeroDoesNotHangOnTaskAndTime) {
 }
 
 TEST(Random, AMistakePasses) {
-    expectSetUps("RANDOM", "7 at 1: 1 1 i16; 7 at 1: -32768 1 i16; refused at 1: 0l 1 i16");
+    expectRefused({"RANDOM (1, 1, int16)", "RANDOM (-32768, 1, int16)"}, 7, 1);
+    expectRefused({"RANDOM (0:int32, 1, int16)"}, 0, 1);
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 
 #include "host/mathematics.h"
 #include "tests/support/arrivals.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -61,44 +61,41 @@ struct Wave {
 
     // What the command gives until its modulators end, or `n` samples.
     std::vector<BitsOf<Element>> given(const FeedPolicy& feed, std::optional<std::uint64_t> n = {}) const {
-        TestSession session({.feed = feed});
-        const PipeId dest = session.output("dest", n, elementTypeOf<Element>());
-        std::vector<TaskArgument> arguments = argumentsIn(session, parameters);
-        arguments.push_back(session.use(dest));
-        const auto modulate = [&](const char* word, const std::vector<Element>& samples) {
+        std::string call = command + " (" + parameters + ", " + typed<Element>("out");
+        std::vector<Input> inputs;
+        const auto modulate = [&](const std::string& word, const std::vector<Element>& samples) {
             if (samples.empty()) return;
-            arguments.push_back(textConstant(word));
-            arguments.push_back(session.use(session.input(word, samples)));
+            call += ", \"" + word + "\", " + word;
+            inputs.emplace_back(word, samples);
         };
         modulate("FREQUENCY", frequencies);
         modulate("AMPLITUDE", amplitudes);
-        session.addTask({.command = command, .arguments = arguments});
-        EXPECT_EQ(session.run().status, Report::Status::ok) << command << " " << parameters;
-        return bitsOf(session.collected<Element>(dest));
+        const Call made(call + ")", inputs, {.feed = feed}, n);
+        EXPECT_EQ(made.report.status, Report::Status::ok) << call;
+        return bitsOf(made.taken<Element>());
     }
 };
 
 template <class Element>
 class Waveform : public testing::Test {};
-using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
 TYPED_TEST_SUITE(Waveform, Elements);
 
 TYPED_TEST(Waveform, ASampleDiffersFromThePlainDefinition) {
     std::vector<Wave<TypeParam>> waves{
-        {"", "1000 1", 1000, 0, 1, 4096},
-        {"", "2.5 2", 2.5, 0, 2, 4096},
-        {"", "0l 40000l 1000.0 500.0", 20000, 20000, 2, 4096},
-        {"", "3e9f 2", 3e9, 0, 2, 4096},
-        {"", "9.5 100.5", 9.5, 0, 100.5, 4020},
-        {"", "7.7f 4096.0f", 7.7F, 0, 4096, 4096},
-        {"", "1000 4096.000000000004", 1000, 0, 4096.000000000004, 4096},
-        {"", "1000 4096.000000000006", 1000, 0, 4096.000000000006, 0},
-        {"", "20000l 5000", 20000, 0, 5000, 0},
-        {"", "1e9 3.14159265358979", 1e9, 0, 3.14159265358979, 0},
-        {"", "1000 -500 4.0f 1000.0f", -750, 250, 250, 4000},
-        {"", "2147483647l -2147483648l 3.0 -1.0 1000.0", -2147483647.5, -0.5, 1000.0 / 3, 4000, -1},
-        {"", "-3.5f 3.5f 3.0 1.0f 125.0f", 3.5, 0, 8000.0 / 3, 0, 1},
-        {"", "5 5 3.0 -0.3 1000.0", 0, 5, 1000.0 / 3, 4000, -0.3},
+        {"", "1000, 1", 1000, 0, 1, 4096},
+        {"", "2.5, 2", 2.5, 0, 2, 4096},
+        {"", "0:int32, 40000:int32, 1000.0, 500.0", 20000, 20000, 2, 4096},
+        {"", "3e9:float, 2", 3e9, 0, 2, 4096},
+        {"", "9.5, 100.5", 9.5, 0, 100.5, 4020},
+        {"", "7.7:float, 4096.0:float", 7.7F, 0, 4096, 4096},
+        {"", "1000, 4096.000000000004", 1000, 0, 4096.000000000004, 4096},
+        {"", "1000, 4096.000000000006", 1000, 0, 4096.000000000006, 0},
+        {"", "20000:int32, 5000", 20000, 0, 5000, 0},
+        {"", "1e9, 3.14159265358979", 1e9, 0, 3.14159265358979, 0},
+        {"", "1000, -500, 4.0:float, 1000.0:float", -750, 250, 250, 4000},
+        {"", "2147483647:int32, -2147483648:int32, 3.0, -1.0, 1000.0", -2147483647.5, -0.5, 1000.0 / 3, 4000, -1},
+        {"", "-3.5:float, 3.5:float, 3.0, 1.0:float, 125.0:float", 3.5, 0, 8000.0 / 3, 0, 1},
+        {"", "5, 5, 3.0, -0.3, 1000.0", 0, 5, 1000.0 / 3, 4000, -0.3},
     };
     for (Wave<TypeParam>& wave : waves)
         for (const char* command : {"COSINEWAVE", "SAWTOOTH", "SINEWAVE", "SQUAREWAVE", "TRIANGLE"}) {
@@ -110,12 +107,12 @@ TYPED_TEST(Waveform, ASampleDiffersFromThePlainDefinition) {
 TYPED_TEST(Waveform, AModulatedSampleOrItsPhaseDiffersFromThePlainDefinition) {
     const std::vector<TypeParam> a = randomSamples<TypeParam>(4500, 1), f = randomSamples<TypeParam>(4400, 2);
     const std::vector<Wave<TypeParam>> waves{
-        {"COSINEWAVE", "9.5 100.5", 9.5, 0, 100.5, 4020, 0, a},
-        {"SAWTOOTH", "-20 10 3.0 0.5 1000.0", 15, -5, 1000.0 / 3, 4000, 0.5, a},
-        {"SINEWAVE", "2e4 5000", 2e4, 0, 5000, 0, 0, a},
-        {"SINEWAVE", "1000 9", 1000, 0, 9, 0, 0, {}, f},
-        {"TRIANGLE", "1000 9", 1000, 0, 9, 0, 0, a, f},
-        {"SQUAREWAVE", "1000 3.14159", 1000, 0, 3.14159, 0, 0, f, a},
+        {"COSINEWAVE", "9.5, 100.5", 9.5, 0, 100.5, 4020, 0, a},
+        {"SAWTOOTH", "-20, 10, 3.0, 0.5, 1000.0", 15, -5, 1000.0 / 3, 4000, 0.5, a},
+        {"SINEWAVE", "2e4, 5000", 2e4, 0, 5000, 0, 0, a},
+        {"SINEWAVE", "1000, 9", 1000, 0, 9, 0, 0, {}, f},
+        {"TRIANGLE", "1000, 9", 1000, 0, 9, 0, 0, a, f},
+        {"SQUAREWAVE", "1000, 3.14159", 1000, 0, 3.14159, 0, 0, f, a},
     };
     for (const Wave<TypeParam>& wave : waves) {
         const auto given = sameForEveryArrival(
@@ -128,32 +125,48 @@ TYPED_TEST(Waveform, AModulatedSampleOrItsPhaseDiffersFromThePlainDefinition) {
 
 // Two int16 for one int32 element; and what does not fit keeps its low bits, unlike without a modulator.
 TEST(WaveformEdges, AWiderModulatorIsNotReadAtTheWidthOfTheOutput) {
-    TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
-    const PipeId dest = session.output("dest", {}, ElementType::int16);
-    const PipeId m = session.input("m", std::vector<std::int32_t>{0x7fff0001, 0x00027fff, 9, 9});
-    session.task("SQUAREWAVE", int32Constant(40000), int16Constant(4096), dest, textConstant("AMPLITUDE"), m);
-    session.run();
-    EXPECT_EQ(session.collected<std::int16_t>(dest), (std::vector<std::int16_t>{1, -25536, -25536, 2}));
+    const Call call("SQUAREWAVE (40000, 4096, out:int16, \"AMPLITUDE\", m)",
+                    {{"m", std::vector<std::int32_t>{0x7fff0001, 0x00027fff, 9, 9}}},
+                    {.feed = {.kind = FeedPolicy::Kind::whole}});
+    EXPECT_EQ(call.taken<std::int16_t>(), (std::vector<std::int16_t>{1, -25536, -25536, 2}));
 }
 
 TEST(WaveformParameters, AMistakeIsToldAtAnotherPositionOrPasses) {
-    expectSetUps(
-        "TRIANGLE",
-        "refused at 1:; refused at 3: 1 8; refused at 4: 1 8 i16 i16 i16; 8 at 4: -1 0.5 i16 AMPLITUDE; "
-        "8 at 6: 1 8 i16 AMPLITUDE i16 FREQUENCY; 6 at 1: -0.1 0.5 i16; 5 at 2: 0 0.999f i16; ready: 0 1l f64; "
-        "ready: 2 1 1000.0 1000.0 i16; ready: 2 1 1e12 5e-7 i16 AMPLITUDE i16; ready: nan nan f32; "
-        "ready: 2 1 1.0 0.0 1.0 i16 AMPLITUDE i16 FREQUENCY i16; ready: 1 8 f32 AMPLITUDE f64 FREQUENCY i32; "
-        "refused at 5: 1 2 3.0 4.0; 3 at 2: 1 1l 0.0 0.0 i16; 3 at 2: 1l 1 0.0 0.0 i16; 5 at 3: 2 1 0.0 0.0 i16; 5 at "
-        "3: 2 1 nan 1.0 i16; "
-        "5 at 3: 2 1 1000.1 1000.0 i16; 5 at 4: 2 1 1.0 4e-7 i16; 5 at 4: 2 1 1.0 1.01 0.0 i16; "
-        "5 at 4: 2 1 1.0 nan 1.0 i16; 5 at 5: 2 1 1.0 -1.0 4e-7 i16; 5 at 5: 1 8 i32 AMPLITUDE i16; "
-        "10 at 6: 2 1 1.0 1.0 i16 AMPLITUDE; 10 at 6: 2 1 1.0 1.0 i16 AMPLITUDE AMPLITUDE; "
-        "10 at 5: 2 1 1.0 0.0 1.0; 10 at 8: 2 1 1.0 1.0 i16 AMPLITUDE i16 i16 i16; "
-        "10 at 9: 2 1 1.0 1.0 i16 AMPLITUDE i16 AMPLITUDE AMPLITUDE; "
-        "10 at 7: 2 1 1.0 0.0 1.0 i16 AMPLITUDE AMPLITUDE; 9 at 6: 1 8 i16 AMPLITUDE i16 AMPLITUDE i16; "
-        "9 at 6: 1 8 i16 loud i16 loud i16; 7 at 4: 1 8 i16 amplitude i16; "
-        "7 at 6: 1 8 i16 amplitude i16 FREQUENCY i16; 7 at 6: 1 8 i16 AMPLITUDE i16 Frequency i16; "
-        "5 at 7: 1 8 f64 AMPLITUDE f64 FREQUENCY f32");
+    expectRefused({"TRIANGLE ()"}, 0, 1);
+    expectRefused({"TRIANGLE (1, 8)"}, 0, 3);
+    expectRefused({"TRIANGLE (1, 8, int16, int16, int16)"}, 0, 4);
+    expectRefused({"TRIANGLE (-1, 0.5, int16, \"AMPLITUDE\")"}, 8, 4);
+    expectRefused({"TRIANGLE (1, 8, int16, \"AMPLITUDE\", int16, \"FREQUENCY\")"}, 8, 6);
+    expectRefused({"TRIANGLE (-0.1, 0.5, int16)"}, 6, 1);
+    expectRefused({"TRIANGLE (0, 0.999:float, int16)"}, 5, 2);
+    expectReady({"TRIANGLE (0, 1:int32, double)", "TRIANGLE (2, 1, 1000.0, 1000.0, int16)",
+                 "TRIANGLE (2, 1, 1e12, 5e-7, int16, \"AMPLITUDE\", int16)", "TRIANGLE (nan, nan, float)",
+                 "TRIANGLE (2, 1, 1.0, 0.0, 1.0, int16, \"AMPLITUDE\", int16, \"FREQUENCY\", int16)",
+                 "TRIANGLE (1, 8, float, \"AMPLITUDE\", double, \"FREQUENCY\", int32)"});
+    expectRefused({"TRIANGLE (1, 2, 3.0, 4.0)"}, 0, 5);
+    expectRefused({"TRIANGLE (1, 1:int32, 0.0, 0.0, int16)", "TRIANGLE (1:int32, 1, 0.0, 0.0, int16)"}, 3, 2);
+    expectRefused({"TRIANGLE (2, 1, 0.0, 0.0, int16)", "TRIANGLE (2, 1, nan, 1.0, int16)",
+                   "TRIANGLE (2, 1, 1000.1, 1000.0, int16)"},
+                  5, 3);
+    expectRefused({"TRIANGLE (2, 1, 1.0, 4e-7, int16)", "TRIANGLE (2, 1, 1.0, 1.01, 0.0, int16)",
+                   "TRIANGLE (2, 1, 1.0, nan, 1.0, int16)"},
+                  5, 4);
+    expectRefused({"TRIANGLE (2, 1, 1.0, -1.0, 4e-7, int16)", "TRIANGLE (1, 8, int32, \"AMPLITUDE\", int16)"}, 5, 5);
+    expectRefused({"TRIANGLE (2, 1, 1.0, 1.0, int16, \"AMPLITUDE\")",
+                   "TRIANGLE (2, 1, 1.0, 1.0, int16, \"AMPLITUDE\", \"AMPLITUDE\")"},
+                  10, 6);
+    expectRefused({"TRIANGLE (2, 1, 1.0, 0.0, 1.0)"}, 10, 5);
+    expectRefused({"TRIANGLE (2, 1, 1.0, 1.0, int16, \"AMPLITUDE\", int16, int16, int16)"}, 10, 8);
+    expectRefused({"TRIANGLE (2, 1, 1.0, 1.0, int16, \"AMPLITUDE\", int16, \"AMPLITUDE\", \"AMPLITUDE\")"}, 10, 9);
+    expectRefused({"TRIANGLE (2, 1, 1.0, 0.0, 1.0, int16, \"AMPLITUDE\", \"AMPLITUDE\")"}, 10, 7);
+    expectRefused({"TRIANGLE (1, 8, int16, \"AMPLITUDE\", int16, \"AMPLITUDE\", int16)",
+                   "TRIANGLE (1, 8, int16, \"loud\", int16, \"loud\", int16)"},
+                  9, 6);
+    expectRefused({"TRIANGLE (1, 8, int16, \"amplitude\", int16)"}, 7, 4);
+    expectRefused({"TRIANGLE (1, 8, int16, \"amplitude\", int16, \"FREQUENCY\", int16)",
+                   "TRIANGLE (1, 8, int16, \"AMPLITUDE\", int16, \"Frequency\", int16)"},
+                  7, 6);
+    expectRefused({"TRIANGLE (1, 8, double, \"AMPLITUDE\", double, \"FREQUENCY\", float)"}, 5, 7);
 }
 
 }  // namespace

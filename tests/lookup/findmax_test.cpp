@@ -2,8 +2,8 @@
 
 #include <cmath>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -28,14 +28,12 @@ struct Part {
 template <class Element>
 Found<Element> found(const Part& part, const std::vector<Element>& source, bool eventFirst = false) {
     TestSession session;
-    const PipeId from = session.input("from", source), values = session.output("values", {}, elementTypeOf<Element>()),
-                 indices = session.output("indices");
+    session.input("in", source);
+    const PipeId values = session.output("values", {}, elementTypeOf<Element>()), indices = session.output("indices");
     const TriggerId events = session.addTrigger("events");
     session.collect(events);
-    TaskArgument first = session.use(indices), second = session.use(events);
-    if (eventFirst) std::swap(first, second);
-    session.task("FINDMAX", from, constant(part.length), hostWord(part.region), constant(part.low), constant(part.high),
-                 values, first, second);
+    addCall(session, "FINDMAX " + list("in", part.length, part.region == 0 ? "inside" : "outside", part.low, part.high,
+                                       "values", eventFirst ? "events, indices" : "indices, events"));
     const Report report = session.run();
     EXPECT_EQ(report.status, Report::Status::ok);
     EXPECT_EQ(report.triggers.at(0).status + 1,
@@ -88,13 +86,19 @@ TYPED_TEST(FindMax, AnotherThanTheFirstGreatestOfThePartIsFound) {
 }
 
 TEST(FindMaxErrors, AnotherCodeOrPositionIsTold) {
-    expectSetUps("FINDMAX",
-                 "3 at 6: i32 0 inside 0 0 i16; 3 at 8: i32 0 inside 0 0 i32 i32 i32; "
-                 "3 at 8: i32 8 inside 0 7 i32 event event; 6 at 2: i32 0 inside =5l 0 i32; "
-                 "10 at 4: i32 8 inside =5l 7 i32; 10 at 5: i32 8 inside -1 =5l i32; 10 at 4: i32 8 inside =5l =5l "
-                 "i32; 5 at 4: i32 8 inside -1 -1 i32; "
-                 "5 at 4: i32 8 inside 8 8 i32; 5 at 5: i32 8 inside 5 8 i32; 5 at 5: i32 8 inside 5 -1 i32; "
-                 "4 at 5: i32 8 inside 5 4 i32; 4 at 5: i32 8 outside 0 7 i32; ready: i32 8 inside 7 7 i32");
+    expectRefused({"FINDMAX (int32, 0, inside, 0, 0, int16)"}, 3, 6);
+    expectRefused({"FINDMAX (int32, 0, inside, 0, 0, int32, int32, int32)",
+                   "FINDMAX (int32, 8, inside, 0, 7, int32, trigger, trigger)"},
+                  3, 8);
+    expectRefused({"FINDMAX (int32, 0, inside, variable:int32 = 5, 0, int32)"}, 6, 2);
+    expectRefused({"FINDMAX (int32, 8, inside, variable:int32 = 5, 7, int32)",
+                   "FINDMAX (int32, 8, inside, variable:int32 = 5, variable:int32 = 5, int32)"},
+                  10, 4);
+    expectRefused({"FINDMAX (int32, 8, inside, -1, variable:int32 = 5, int32)"}, 10, 5);
+    expectRefused({"FINDMAX (int32, 8, inside, -1, -1, int32)", "FINDMAX (int32, 8, inside, 8, 8, int32)"}, 5, 4);
+    expectRefused({"FINDMAX (int32, 8, inside, 5, 8, int32)", "FINDMAX (int32, 8, inside, 5, -1, int32)"}, 5, 5);
+    expectRefused({"FINDMAX (int32, 8, inside, 5, 4, int32)", "FINDMAX (int32, 8, outside, 0, 7, int32)"}, 4, 5);
+    expectReady({"FINDMAX (int32, 8, inside, 7, 7, int32)"});
 }
 
 }  // namespace

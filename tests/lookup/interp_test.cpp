@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -50,13 +50,10 @@ Element interpolated(const Table<Element>& table, Element x) {
 
 template <class Element>
 std::vector<BitsOf<Element>> afterInterp(const Table<Element>& table, const std::vector<Element>& source) {
-    constexpr ElementType type = elementTypeOf<Element>();
-    TestSession session;
-    const PipeId from = session.input("from", source), to = session.output("to", {}, type);
-    session.task("INTERP", from, session.addVector("x", type, bytesOf(table.abscissa)),
-                 session.addVector("y", type, bytesOf(table.ordinate)), to);
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return bitsOf(session.collected<Element>(to));
+    const Call call("INTERP (in, x, y, " + typed<Element>("out") + ")",
+                    {{"in", source}, {"[x]", table.abscissa}, {"[y]", table.ordinate}});
+    EXPECT_EQ(call.report.status, Report::Status::ok);
+    return bitsOf(call.taken<Element>());
 }
 
 // A rising abscissa of distinct entries over the whole range and an ordinate of any values.
@@ -113,9 +110,13 @@ TEST(InterpEdges, AHitHasAnotherOrdinateForWhatStandsBesideIt) {
 }
 
 TEST(InterpErrors, AnotherCodeOrPositionIsTold) {
-    expectSetUps("INTERP",
-                 "3 at 4: i32 [1,2]l [1,2]l i16; 3 at 2: i32 [1,2] [1,2] i32; 3 at 3: i32 [1,2]l [1,2] i32; "
-                 "2 at 3: i32 [1,2]l [1,2,3]l i32; 2 at 2: i32 []l []l i32; 3 at 2: i16 [1]l [1,2] i16");
+    expectRefused({"INTERP (int32, [1, 2]:int32, [1, 2]:int32, int16)"}, 3, 4);
+    expectRefused(
+        {"INTERP (int32, [1, 2]:int16, [1, 2]:int16, int32)", "INTERP (int16, [1]:int32, [1, 2]:int16, int16)"}, 3, 2);
+    expectRefused({"INTERP (int32, [1, 2]:int32, [1, 2]:int16, int32)"}, 3, 3);
+    expectRefused({"INTERP (int32, [1, 2]:int32, [1, 2, 3]:int32, int32)"}, 2, 3);
+    const Input empty("[x]", std::vector<std::int32_t>{});
+    EXPECT_EQ(Call("INTERP (int32, x, x, int32)", {empty}).state, "error code 2 at 2");
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "lookup/thermocouple_types.h"
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -14,10 +14,13 @@ const Covers covers("THERMO");
 
 using Samples = std::vector<std::int16_t>;
 
-// Of `THERMO (source, "E", 1, 10, [offset,] result [, cjc])`: "E 1 10 =offset" and "=cjc".
+// Of `THERMO (in, "E", 1, 10, [offset,] out [, cjc])`, what stands before and after `out`.
 Samples afterThermo(const Samples& source, const std::string& before, const std::string& cjc = "") {
-    return resultOf<std::int16_t>("THERMO", source, before, cjc);
+    return resultOf<std::int16_t>("THERMO (in, " + before + ", out" + (cjc.empty() ? "" : ", " + cjc) + ")", source);
 }
+
+std::string lettered(const std::string& letter) { return '"' + letter + '"'; }
+std::string variable(int value) { return "variable:int16 = " + std::to_string(value); }
 
 // Straight lines between the points, in double, truncated toward the lower point.
 std::int32_t between(const std::int16_t* keys, const std::int16_t* values, std::int32_t key) {
@@ -41,8 +44,8 @@ TEST(Thermo, AReadingDiffersFromItsCurve) {
     const Samples all = edgeSamples<std::int16_t>();
     for (int index = 0; index < 10; ++index) {
         const zcmds::ThermocoupleType& type = zcmds::thermocoupleTypes[index];
-        for (const std::string& given : {std::string(type.letter), std::to_string(index)})
-            EXPECT_EQ(afterThermo(all, given + " 1 1"), plainlyConverted(type, all)) << given;
+        for (const std::string& given : {lettered(type.letter), std::to_string(index)})
+            EXPECT_EQ(afterThermo(all, given + ", 1, 1"), plainlyConverted(type, all)) << given;
     }
 }
 
@@ -52,7 +55,7 @@ TEST(Thermo, ATableIsAnothers) {
         {"E", {0, -2700, 10000}}, {"J", {0, -2100, 12000}}, {"K", {0, -2700, 13700}}, {"T", {0, -2700, 4009}},
         {"N", {0, -2630, 13000}}, {"U", {0, -2000, 6000}},  {"L", {0, -2000, 9000}},  {"B", {0, 0, 17580}}};
     for (const auto& [letter, expected] : curves)
-        EXPECT_EQ(afterThermo({0, -30000, 30000}, letter + " 1 1"), expected) << letter;
+        EXPECT_EQ(afterThermo({0, -30000, 30000}, lettered(letter) + ", 1, 1"), expected) << letter;
     for (const auto& type : zcmds::thermocoupleTypes) {
         EXPECT_TRUE(std::is_sorted(type.voltageTable, type.voltageTable + 40)) << type.letter;
         EXPECT_TRUE(std::is_sorted(type.temperatureTable, type.temperatureTable + 40)) << type.letter;
@@ -64,23 +67,24 @@ TEST(Thermo, TheColdJunctionsTemperatureDoesNotComeBack) {
     for (const auto& type : zcmds::thermocoupleTypes) {
         if (*type.letter == 'B') continue;
         for (int junction = 100; junction <= 300; ++junction)
-            EXPECT_NEAR(afterThermo({0}, type.letter + std::string(" 1 1"), "=" + std::to_string(junction)).at(0),
-                        junction, 20)
+            EXPECT_NEAR(afterThermo({0}, lettered(type.letter) + ", 1, 1", variable(junction)).at(0), junction, 20)
                 << type.letter;
     }
-    EXPECT_EQ(afterThermo({0}, "K 1 1", "=250"), Samples{250});
+    EXPECT_EQ(afterThermo({0}, "\"K\", 1, 1", variable(250)), Samples{250});
 }
 
 TEST(Thermo, WrapOrSaturationIsInAnotherPlace) {
     struct Case {
-        const char *before, *cjc;
+        std::string before, cjc;
         std::int16_t reading, expected;
     };
-    for (const Case& c : {// The reading less its offset wraps to -1.
-                          Case{"K 1015 1 =-32768", "", 32767, -2700}, Case{"K -1015 1 =-32768", "", 32767, 2500},
-                          // The scaled voltage saturates, so stays above the table; its sum with the junction's wraps.
-                          Case{"K 32767 1", "", 32767, 13700}, Case{"K 32767 1", "=250", 32767, -2700},
-                          Case{"K 1 1 =118", "=250", 1136, 2750}}) {
+    for (const Case& c :
+         {// The reading less its offset wraps to -1.
+          Case{"\"K\", 1015, 1, " + variable(-32768), "", 32767, -2700},
+          Case{"\"K\", -1015, 1, " + variable(-32768), "", 32767, 2500},
+          // The scaled voltage saturates, so stays above the table; its sum with the junction's wraps.
+          Case{"\"K\", 32767, 1", "", 32767, 13700}, Case{"\"K\", 32767, 1", variable(250), 32767, -2700},
+          Case{"\"K\", 1, 1, " + variable(118), variable(250), 1136, 2750}}) {
         EXPECT_EQ(afterThermo({c.reading}, c.before, c.cjc).at(0), c.expected) << c.reading << " by " << c.before;
     }
 }
@@ -96,17 +100,26 @@ TEST(Thermo, AVoltageIsNotTheQuotientTowardZero) {
                                    {-32768, -1},
                                    {-32768, 2},
                                    {1, 10}})
-        EXPECT_EQ(afterThermo(all, "E " + std::to_string(mul) + " " + std::to_string(div)),
+        EXPECT_EQ(afterThermo(all, "\"E\", " + std::to_string(mul) + ", " + std::to_string(div)),
                   plainlyConverted(zcmds::thermocoupleTypes[0], all, mul, div))
             << mul << '/' << div;
 }
 
 TEST(ThermoErrors, AnotherCodeOrPositionIsTold) {
-    expectSetUps("THERMO",
-                 "6 at 2: i16 -1 1 1 i16; 6 at 2: i16 10 1 1 i16; 6 at 2: i16 k 1 1 i16; 6 at 2: i16 KK 1 0 =0; "
-                 "6 at 4: i16 K 1 0 =0; 6 at 4: i16 K 1 -32768 i16; 10 at 5: i16 K 1 1 =0; 10 at 6: i16 K 1 1 i16 i16; "
-                 "10 at 6: i16 K 1 1 =0 =0; 10 at 5: i16 K 1 1 i16 i16 =0; 10 at 6: i16 K 1 1 =0 =0 =0; "
-                 "ready: i16 K 1 1 i16 =0; ready: i16 K 1 1 =0 i16; ready: i16 K 1 1 =0 i16 =0");
+    expectRefused({"THERMO (int16, -1, 1, 1, int16)", "THERMO (int16, 10, 1, 1, int16)",
+                   "THERMO (int16, \"k\", 1, 1, int16)", "THERMO (int16, \"KK\", 1, 0, variable:int16)"},
+                  6, 2);
+    expectRefused({"THERMO (int16, \"K\", 1, 0, variable:int16)", "THERMO (int16, \"K\", 1, -32768, int16)"}, 6, 4);
+    expectRefused(
+        {"THERMO (int16, \"K\", 1, 1, variable:int16)", "THERMO (int16, \"K\", 1, 1, int16, int16, variable:int16)"},
+        10, 5);
+    expectRefused(
+        {"THERMO (int16, \"K\", 1, 1, int16, int16)", "THERMO (int16, \"K\", 1, 1, variable:int16, variable:int16)",
+         "THERMO (int16, \"K\", 1, 1, variable:int16, variable:int16, variable:int16)"},
+        10, 6);
+    expectReady({"THERMO (int16, \"K\", 1, 1, int16, variable:int16)",
+                 "THERMO (int16, \"K\", 1, 1, variable:int16, int16)",
+                 "THERMO (int16, \"K\", 1, 1, variable:int16, int16, variable:int16)"});
 }
 
 }  // namespace

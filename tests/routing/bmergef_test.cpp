@@ -30,8 +30,8 @@ TEST(Bmergef, ABlockIsLostOrCutOrComesFromAnotherSource) {
             const Streams sources{bitStream(type, 12000, 1), bitStream(type, 999, 2), bitStream(type, 7001, 3)};
             TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
             const PipeId dest = session.output("dest", {}, type);
-            session.task("BMERGEF", inputOf(session, "a", sources[0]), inputOf(session, "b", sources[1]),
-                         inputOf(session, "c", sources[2]), int16Constant(static_cast<std::int16_t>(blockSize)), dest);
+            inputOf(session, "a", sources[0]), inputOf(session, "b", sources[1]), inputOf(session, "c", sources[2]);
+            addCall(session, "BMERGEF (a, b, c, " + std::to_string(blockSize) + ", dest)");
             session.run();
             EXPECT_TRUE(outputOf(session, dest, type) == mergedBlocks(sources, blockSize))
                 << nameOf(type) << " by " << blockSize;
@@ -39,13 +39,19 @@ TEST(Bmergef, ABlockIsLostOrCutOrComesFromAnotherSource) {
 }
 
 TEST(Bmergef, AListThatIsNotItsOwnPasses) {
-    const std::string most = repeated("f32", 64);
-    expectSetUps("BMERGEF",
-                 "ready: i16 16384 i16; 6 at 2: i16 16385 i16; 6 at 3: i32 i32 0l i32; 6 at 2: f64 -1 f64;"
-                 "6 at 2: f64 -2147483648l f64; 10 at 3: i16 0 5; 3 at 1: i32 i16 0 i16; 3 at 2: i16 f32 i32 0 i16;"
-                 "3 at 2: i16 5 i16 i16; 10 at 3: i16 i16 i16 i16; refused at 3: i16 5; refused at 1: 5 5 i16;"
-                 "ready:" +
-                     most + " 5 f32; refused at 67:" + most + " f32 5 f32");
+    const std::string most = "BMERGEF (float" + more(63, "float");
+    expectReady({most + ", 5, float)"});
+    expectRefused({most + ", float, 5, float)"}, 0, 67);
+    expectReady({"BMERGEF (int16, 16384, int16)"});
+    expectRefused({"BMERGEF (int16, 16385, int16)", "BMERGEF (double, -1, double)",
+                   "BMERGEF (double, -2147483648:int32, double)"},
+                  6, 2);
+    expectRefused({"BMERGEF (int32, int32, 0:int32, int32)"}, 6, 3);
+    expectRefused({"BMERGEF (int16, 0, 5)", "BMERGEF (int16, int16, int16, int16)"}, 10, 3);
+    expectRefused({"BMERGEF (int32, int16, 0, int16)"}, 3, 1);
+    expectRefused({"BMERGEF (int16, float, int32, 0, int16)", "BMERGEF (int16, 5, int16, int16)"}, 3, 2);
+    expectRefused({"BMERGEF (int16, 5)"}, 0, 3);
+    expectRefused({"BMERGEF (5, 5, int16)"}, 0, 1);
 }
 
 }  // namespace

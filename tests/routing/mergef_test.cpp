@@ -13,12 +13,13 @@ constexpr ElementType int16 = ElementType::int16, int32 = ElementType::int32, si
 
 Stream merged(const Streams& sources, ElementType type) {
     TestSession session({.feed = {.kind = FeedPolicy::Kind::whole}});
-    std::vector<TaskArgument> arguments;
-    for (const Stream& source : sources)
-        arguments.push_back(session.use(inputOf(session, "s" + std::to_string(arguments.size()), source)));
+    std::string call = "MERGEF (";
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        inputOf(session, "s" + std::to_string(i), sources[i]);
+        call += "s" + std::to_string(i) + ", ";
+    }
     const PipeId dest = session.output("dest", {}, type);
-    arguments.push_back(session.use(dest));
-    session.addTask({.command = "MERGEF", .arguments = arguments});
+    addCall(session, call + "dest)");
     EXPECT_EQ(session.run().status, Report::Status::ok);
     return outputOf(session, dest, type);
 }
@@ -68,15 +69,18 @@ TEST(Mergef, SeparatefRestoresAnotherStream) {
 }
 
 TEST(Mergef, AListThatIsNotItsOwnPasses) {
-    const char* const names[] = {"i16 ", "i32 ", "f32 ", "f64 "};  // in the order of allElementTypes
-    for (std::size_t from = 0; from < 4; ++from)
-        for (std::size_t to = 0; to < 4; ++to)
-            expectSetUps("MERGEF", (canMerge(allElementTypes[from], allElementTypes[to]) ? "ready: " : "3 at 2: ") +
-                                       std::string(names[to]) + names[from] + names[to]);
-    const std::string most = repeated("i16", 64);
-    expectSetUps("MERGEF", "refused at 2: i16; ready:" + most + " i16; refused at 66:" + most +
-                               " i16 i16;"
-                               "3 at 1: i32 f64 f32; refused at 2: i16 3");
+    for (const ElementType from : allElementTypes)
+        for (const ElementType to : allElementTypes) {
+            const std::string type(nameOf(to));
+            const std::vector<std::string> call{"MERGEF (" + type + ", " + std::string(nameOf(from)) + ", " + type +
+                                                ")"};
+            canMerge(from, to) ? expectReady(call) : expectRefused(call, 3, 2);
+        }
+    const std::string most = "MERGEF (int16" + more(64, "int16");
+    expectReady({most + ")"});
+    expectRefused({most + ", int16)"}, 0, 66);
+    expectRefused({"MERGEF (int16)", "MERGEF (int16, 3)"}, 0, 2);
+    expectRefused({"MERGEF (int32, double, float)"}, 3, 1);
 }
 
 struct TagCase {
@@ -114,10 +118,11 @@ TEST(Separatef, AnIntegerTagOutOfRangeLeadsSomewhere) {
 
 TEST(Separatef, ATagOutOfRangeEndsMoreThanItsTask) {
     TestSession session;
-    const PipeId tagged = session.input<std::int16_t>("tagged", {0, 1, 9, 2}), dest = session.output("dest", {}, int16);
-    const PipeId source = session.input("source", countUp(5000)), copy = session.output("copy");
-    session.task("SEPARATEF", tagged, dest);
-    session.task("ABS", source, copy);
+    session.input<std::int16_t>("tagged", {0, 1, 9, 2}), session.output("dest", {}, int16);
+    session.input("source", countUp(5000));
+    const PipeId copy = session.output("copy");
+    addCall(session, "SEPARATEF (tagged, dest)");
+    addCall(session, "ABS (source, copy)");
     const Report report = session.run();
     EXPECT_EQ(statesOf(report), (Lines{"exited exit 8", "waiting"}));
     EXPECT_EQ(session.collected<std::int32_t>(copy), countUp(5000));

@@ -20,7 +20,7 @@ TEST(Discard, DataGoBeforeASampleComesToTheFirstPipeOrStayThen) {
     for (const bool comes : {false, true}) {
         TestSession session;
         const PipeId first = session.pipe("first"), second = session.pipe("second"), third = session.pipe("third");
-        session.task("DISCARD", first, second, third);
+        addCall(session, "DISCARD (first, second, third)");
         session.script(std::string("open_write:2 open_write:3 open_write:4 task_switch 2000( pipe_put:3,# ) 7( "
                                    "pipe_put:4,# ) task_switch ") +
                            (comes ? "pipe_put:2,1" : ""),
@@ -36,7 +36,8 @@ template <class Value>
 Value counted(Value start, const std::vector<float>& source, FeedPolicy feed = {}) {
     TestSession session({.feed = feed});
     const VariableId tally = variable(session, start);
-    session.task("PCOUNT", session.input("source", source), tally);
+    session.input("source", source);
+    addCall(session, "PCOUNT (source, v)");
     session.run();
     // An int16 variable too is written in 32 bits.
     if constexpr (sizeof(Value) == 2) {
@@ -60,7 +61,8 @@ TYPED_TEST(Routed, AnotherSampleThanTheLastIsKeptByPvalue) {
     const auto source = std::vector<TypeParam>{1, 2, static_cast<TypeParam>(-2.5)};
     TestSession session;
     const VariableId kept = variable(session, TypeParam{9});
-    session.task("PVALUE", session.input("source", source), kept);
+    session.input("source", source);
+    addCall(session, "PVALUE (source, v)");
     session.run();
     EXPECT_EQ(session.valueOf<TypeParam>(kept), source[2]);
     // An int16 variable too is written in 32 bits.
@@ -72,18 +74,18 @@ TYPED_TEST(Routed, AnotherSampleThanTheLastIsKeptByPvalue) {
 TEST(Pvalue, AVariableOfAnotherTypePasses) {
     for (const ElementType stream : allElementTypes) {
         for (const ElementType kept : allElementTypes) {
-            const std::int64_t nothing = 0;
-            TestSession session;
-            session.task("PVALUE", session.pipe("source", {}, stream), session.addVariable("v", kept, &nothing));
-            EXPECT_EQ(statesOf(session.run())[0], stream == kept ? "waiting" : "error code 3 at 2");
+            const std::string call =
+                "PVALUE (" + std::string(nameOf(stream)) + ", variable:" + std::string(nameOf(kept)) + ")";
+            stream == kept ? expectReady({call}) : expectRefused({call}, 3, 2);
         }
     }
 }
 
 // Ten blocks of five are there from the start; gives the first sample of each block that is sent.
-Int32s blocksSent(TestSession& session, const TaskArgument& request) {
-    const PipeId source = session.input("source", countUp(50)), dest = session.output("dest");
-    session.task("MRBLOCK", source, request, int16Constant(5), dest);
+Int32s blocksSent(TestSession& session, const std::string& request) {
+    session.input("source", countUp(50));
+    const PipeId dest = session.output("dest");
+    addCall(session, "MRBLOCK (source, " + request + ", 5, dest)");
     session.run();
     const Int32s sent = session.collected<std::int32_t>(dest);
     Int32s starts;
@@ -103,31 +105,30 @@ TEST(Mrblock, AnotherBlockOrAnotherNumberOfThemIsSent) {
     for (const auto& [request, sent] : cases) {
         TestSession session({.feed = whole});
         const VariableId wanted = variable(session, request);
-        EXPECT_EQ(blocksSent(session, session.use(wanted)), sent) << request;
+        EXPECT_EQ(blocksSent(session, "v"), sent) << request;
         EXPECT_EQ(session.valueOf<std::int32_t>(wanted), 0) << request;
     }
 }
 
 TEST(Mrblock, RequestsFromAPipeAreLostOrDoubled) {
     TestSession session({.feed = whole});
-    const PipeId requests = session.input("requests", std::vector<std::int16_t>{0, -7, 2, -1, 1, 1});
+    session.input("requests", std::vector<std::int16_t>{0, -7, 2, -1, 1, 1});
     // The oldest go before the first request that counts; then 45 is the last and 2 wait for more.
-    EXPECT_EQ(blocksSent(session, session.use(requests)), Int32s{45});
+    EXPECT_EQ(blocksSent(session, "requests"), Int32s{45});
 }
 
 TEST(Mrblock, AListThatIsNotItsOwnPasses) {
-    expectSetUps("MRBLOCK",
-                 "ready: i16 i16 1 i16; ready: f64 i16 70000l f64; 3 at 4: i16 i16 0 i32; 5 at 3: i16 i16 0 i16;"
-                 "5 at 3: f32 i16 -1l f32; refused at 2: i16 1 5 i16; refused at 2: i16 i32 5 i16");
+    expectReady({"MRBLOCK (int16, int16, 1, int16)", "MRBLOCK (double, int16, 70000:int32, double)"});
+    expectRefused({"MRBLOCK (int16, int16, 0, int32)"}, 3, 4);
+    expectRefused({"MRBLOCK (int16, int16, 0, int16)", "MRBLOCK (float, int16, -1:int32, float)"}, 5, 3);
+    expectRefused({"MRBLOCK (int16, 1, 5, int16)", "MRBLOCK (int16, int32, 5, int16)"}, 0, 2);
 }
 
 Int32s loaded(const Int32s& source, int in, int out, std::optional<std::uint64_t> limit = {}) {
-    TestSession session;
-    const PipeId dest = session.output("dest", limit);
-    session.task("LOADING", session.input("source", source), int16Constant(static_cast<std::int16_t>(in)),
-                 int16Constant(100), int16Constant(50), dest, int16Constant(static_cast<std::int16_t>(out)));
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    return session.collected<std::int32_t>(dest);
+    const Call call("LOADING (in, " + std::to_string(in) + ", 100, 50, out:int32, " + std::to_string(out) + ")",
+                    {{"in", source}}, {}, limit);
+    EXPECT_EQ(call.report.status, Report::Status::ok);
+    return call.taken<std::int32_t>();
 }
 
 TEST(Loading, ABlockIsNotWhatIsInTheBuffer) {
@@ -145,12 +146,16 @@ TEST(Loading, TheTimeOfABlockHasAFixedShareOfItsVariation) {
 }
 
 TEST(Loading, AListThatIsNotItsOwnPasses) {
-    expectSetUps(
-        "LOADING",
-        "ready: i16 0 1 0 i16 0; ready: f64 4096 70000l 69999l f64 4096; 3 at 5: i16 -1 0 0 f32 -1;"
-        "5 at 2: i16 4097 0 0 i16 4097; 5 at 2: i16 -1 1 0 i16 1; 5 at 6: i16 1 0 -1 i16 4097;"
-        "5 at 6: i16 1 1 0 i16 -1; 5 at 3: i16 1 0 -1 i16 1; 5 at 4: i16 1 1 -1l i16 1; 4 at 4: i16 1 9 9 i16 1;"
-        "refused at 2: i16 1l 1 0 i16 1; refused at 6: i16 1 1 0 i16 1l");
+    expectReady(
+        {"LOADING (int16, 0, 1, 0, int16, 0)", "LOADING (double, 4096, 70000:int32, 69999:int32, double, 4096)"});
+    expectRefused({"LOADING (int16, -1, 0, 0, float, -1)"}, 3, 5);
+    expectRefused({"LOADING (int16, 4097, 0, 0, int16, 4097)", "LOADING (int16, -1, 1, 0, int16, 1)"}, 5, 2);
+    expectRefused({"LOADING (int16, 1, 0, -1, int16, 4097)", "LOADING (int16, 1, 1, 0, int16, -1)"}, 5, 6);
+    expectRefused({"LOADING (int16, 1, 0, -1, int16, 1)"}, 5, 3);
+    expectRefused({"LOADING (int16, 1, 1, -1:int32, int16, 1)"}, 5, 4);
+    expectRefused({"LOADING (int16, 1, 9, 9, int16, 1)"}, 4, 4);
+    expectRefused({"LOADING (int16, 1:int32, 1, 0, int16, 1)"}, 0, 2);
+    expectRefused({"LOADING (int16, 1, 1, 0, int16, 1:int32)"}, 0, 6);
 }
 
 }  // namespace

@@ -21,7 +21,8 @@ TYPED_TEST(Routed, ReplicateMakesACopyLessOrMore) {
                                                                      129, 500, 1023, 1024, 1025, 3000}) {
         const std::vector<TypeParam> source = randomBits<TypeParam>(reps < 8 ? 1500 : 100, 5);
         for (const std::uint32_t block : {1U, 3U, 1024U})
-            EXPECT_EQ(bitsOf(routed("REPLICATE", source, std::to_string(reps), {.block = block})),
+            EXPECT_EQ(bitsOf(resultOf<TypeParam>("REPLICATE (in, " + std::to_string(reps) + ", out)", source,
+                                                 {.block = block})),
                       bitsOf(copied(source, reps)))
                 << reps << " block " << block;
     }
@@ -30,15 +31,21 @@ TYPED_TEST(Routed, ReplicateMakesACopyLessOrMore) {
 TEST(ReplicateCounts, CopiesOfASampleWaitForTheNext) {
     // 40000 is past int16, and 1,000,003 copies are no whole number of blocks.
     for (const std::size_t reps : std::initializer_list<std::size_t>{40000, 1000003})
-        EXPECT_EQ(routed<std::int16_t>("REPLICATE", {-7}, std::to_string(reps) + "l").size(), reps);
+        EXPECT_EQ(resultOf<std::int16_t>("REPLICATE (in, " + std::to_string(reps) + ":int32, out)",
+                                         std::vector<std::int16_t>{-7})
+                      .size(),
+                  reps);
 }
 
 TEST(ReplicateParameters, AListThatIsNotItsOwnPasses) {
-    expectSetUps(
-        "REPLICATE",
-        "ready: i16 1 i16; ready: f64 2147483647l f64; 3 at 3: i32 0 f32; 6 at 2: i32 0 i32; 6 at 2: f32 -1 f32;"
-        "6 at 2: i16 -2147483648l i16; refused at 2: i16 1.5 i16; refused at 3: i16 1; refused at 4: i16 1 i16 "
-        "i16");
+    expectReady({"REPLICATE (int16, 1, int16)", "REPLICATE (double, 2147483647:int32, double)"});
+    expectRefused({"REPLICATE (int32, 0, float)"}, 3, 3);
+    expectRefused(
+        {"REPLICATE (int32, 0, int32)", "REPLICATE (float, -1, float)", "REPLICATE (int16, -2147483648:int32, int16)"},
+        6, 2);
+    expectRefused({"REPLICATE (int16, 1.5, int16)"}, 0, 2);
+    expectRefused({"REPLICATE (int16, 1)"}, 0, 3);
+    expectRefused({"REPLICATE (int16, 1, int16, int16)"}, 0, 4);
 }
 
 }  // namespace

@@ -4,29 +4,12 @@
 #include "tests/support/arrivals.h"
 #include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
 
-// What `command (source, list..., result)` makes of the source; the list as argumentsIn takes it.
-template <class Element>
-std::vector<Element> routed(const std::string& command, const std::vector<Element>& source, const std::string& list,
-                            const SessionOptions& options = {}) {
-    TestSession session(options);
-    const PipeId from = session.input("source", source), to = session.output("result", {}, elementTypeOf<Element>());
-    std::vector<TaskArgument> arguments = argumentsIn(session, list);
-    arguments.insert(arguments.begin(), session.use(from));
-    arguments.push_back(session.use(to));
-    session.addTask({.command = command, .arguments = arguments});
-    const Report report = session.run();
-    EXPECT_EQ(statesOf(report), Lines{"waiting"}) << command << " " << list;
-    return session.collected<Element>(to);
-}
-
 template <class Element>
 class Routed : public testing::Test {};
-using Elements = testing::Types<std::int16_t, std::int32_t, float, double>;
 
 inline const std::map<std::uint32_t, std::uint32_t> noBlockTransfer{{30, 0}};
 
@@ -73,13 +56,15 @@ inline std::vector<Stream> separated(const std::string& command, const Stream& s
                                      const std::vector<ElementType>& types, FeedPolicy feed = {},
                                      Report* report = nullptr) {
     TestSession session({.feed = feed});
-    std::vector<TaskArgument> arguments{session.use(inputOf(session, "source", source))};
+    inputOf(session, "source", source);
+    std::string call = command + " (source";
     std::vector<PipeId> pipes;
     for (const ElementType type : types) {
-        pipes.push_back(session.output("d" + std::to_string(pipes.size()), {}, type));
-        arguments.push_back(session.use(pipes.back()));
+        const std::string name = "d" + std::to_string(pipes.size());
+        pipes.push_back(session.output(name, {}, type));
+        call += ", " + name;
     }
-    session.addTask({.command = command, .arguments = arguments});
+    addCall(session, call + ")");
     const Report made = session.run();
     if (report != nullptr) *report = made;
     std::vector<Stream> streams;

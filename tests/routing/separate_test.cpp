@@ -63,10 +63,13 @@ TEST(Separate, AFloatingSampleIsConvertedOtherwise) {
 }
 
 TEST(Separate, AListThatIsNotItsOwnPasses) {
-    const std::string most = repeated("i16", 64);
-    for (const char* command : {"SEPARATE", "SEPARATEF"})
-        expectSetUps(command, "3 at 3: f32 f64 i32 i16; ready: f64 i32 i16 f32 f64; refused at 2: i16; ready: i16" +
-                                  most + "; refused at 66: i16 i16" + most + "; refused at 2: i16 1");
+    for (const std::string command : {"SEPARATE", "SEPARATEF"}) {
+        const std::string most = command + " (int16" + more(64, "int16");
+        expectReady({command + " (double, int32, int16, float, double)", most + ")"});
+        expectRefused({command + " (float, double, int32, int16)"}, 3, 3);
+        expectRefused({command + " (int16)", command + " (int16, 1)"}, 0, 2);
+        expectRefused({most + ", int16)"}, 0, 66);
+    }
 }
 
 }  // namespace

@@ -10,11 +10,8 @@ const Covers covers("SKIP");
 struct Pattern {
     std::uint64_t preskip, take, skip;
 
-    // Constants are of the kind that holds them.
-    std::string list() const {
-        std::string text;
-        for (const std::uint64_t n : {preskip, take, skip}) text += std::to_string(n) + (n > 32767 ? "l " : " ");
-        return text;
+    std::string call() const {
+        return "SKIP " + list("in", std::to_string(preskip), std::to_string(take), std::to_string(skip), "out");
     }
 };
 
@@ -28,8 +25,8 @@ std::vector<Element> sliced(const std::vector<Element>& source, const Pattern& p
 
 template <class Element>
 void expectSlices(const std::vector<Element>& source, const Pattern& pattern, const SessionOptions& options) {
-    EXPECT_EQ(bitsOf(routed("SKIP", source, pattern.list(), options)), bitsOf(sliced(source, pattern)))
-        << pattern.list() << "block " << options.block;
+    EXPECT_EQ(bitsOf(resultOf<Element>(pattern.call(), source, options)), bitsOf(sliced(source, pattern)))
+        << pattern.call() << "block " << options.block;
 }
 
 // Pieces and blocks that cut patterns everywhere; few samples in a block make the cuts many.
@@ -67,25 +64,28 @@ TYPED_TEST(Routed, SkipKeepsOtherSamplesWhereABlockCutsThePattern) {
 
 TEST(SkipCounts, TheSumOfTakeAndSkipOverflows) {
     const std::vector<std::int16_t> source{1, 2, 3};
-    EXPECT_EQ(routed("SKIP", source, "1 2147483647l 2147483647l"), (std::vector<std::int16_t>{2, 3}));
-    EXPECT_EQ(routed("SKIP", source, "0 1 2147483647l"), (std::vector<std::int16_t>{1}));
+    EXPECT_EQ(resultOf<std::int16_t>("SKIP (in, 1, 2147483647:int32, 2147483647:int32, out)", source),
+              (std::vector<std::int16_t>{2, 3}));
+    EXPECT_EQ(resultOf<std::int16_t>("SKIP (in, 0, 1, 2147483647:int32, out)", source), (std::vector<std::int16_t>{1}));
 }
 
 TEST(SkipCounts, ATakeOfNothingLeavesTheInputInItsPipe) {
     for (const auto& info : {std::map<std::uint32_t, std::uint32_t>{}, noBlockTransfer}) {
-        TestSession session({.info = info});
-        const PipeId from = session.input("from", countUp(20001)), to = session.output("to");
-        session.task("SKIP", from, int16Constant(2), int16Constant(0), int16Constant(1), to);
-        EXPECT_EQ(session.run().pipes[0].unread, 0U);
-        EXPECT_TRUE(session.collected<std::int32_t>(to).empty());
+        const Call call("SKIP (in, 2, 0, 1, out:int32)", {{"in", countUp(20001)}}, {.info = info});
+        EXPECT_EQ(call.report.pipes[0].unread, 0U);
+        EXPECT_TRUE(call.taken<std::int32_t>().empty());
     }
 }
 
 TEST(SkipParameters, AListThatIsNotItsOwnPasses) {
-    expectSetUps("SKIP",
-                 "ready: i16 0 0 0 i16; ready: f64 1 2l 3 f64; 3 at 5: i16 -1 -1 -1 i32; 6 at 2: i32 -1 -1 -1 i32;"
-                 "6 at 2: f32 -1l 1 1 f32; 6 at 3: i16 0 -32768 -1 i16; 6 at 4: i16 0 1 -2147483648l i16;"
-                 "refused at 2: i16 0.5 1 1 i16; refused at 5: i16 0 1 1; refused at 6: i16 0 1 1 i16 i16");
+    expectReady({"SKIP (int16, 0, 0, 0, int16)", "SKIP (double, 1, 2:int32, 3, double)"});
+    expectRefused({"SKIP (int16, -1, -1, -1, int32)"}, 3, 5);
+    expectRefused({"SKIP (int32, -1, -1, -1, int32)", "SKIP (float, -1:int32, 1, 1, float)"}, 6, 2);
+    expectRefused({"SKIP (int16, 0, -32768, -1, int16)"}, 6, 3);
+    expectRefused({"SKIP (int16, 0, 1, -2147483648:int32, int16)"}, 6, 4);
+    expectRefused({"SKIP (int16, 0.5, 1, 1, int16)"}, 0, 2);
+    expectRefused({"SKIP (int16, 0, 1, 1)"}, 0, 5);
+    expectRefused({"SKIP (int16, 0, 1, 1, int16, int16)"}, 0, 6);
 }
 
 }  // namespace

@@ -23,13 +23,14 @@ Doubles correlationOf(const Doubles& x1, const Doubles& x2) {
 struct Case {
     std::size_t lead, lag, block, length;
     std::string text() const {
-        return "* * " + std::to_string(lead) + " " + std::to_string(lag) + "l " + std::to_string(block);
+        return "CORRELATE (x, y, " + std::to_string(lead) + ", " + std::to_string(lag) + ", " + std::to_string(block) +
+               ", ";
     }
 };
 
 // Two blocks of signals whose products reach past every integer type, or, divided, do not.
 template <class Element>
-void expectLags(const Case& c, const std::string& output) {
+void expectLags(const Case& c) {
     for (const int divisor : {1, 30000}) {
         std::vector<std::int16_t> first = randomSamples<std::int16_t>(2 * c.length, 1),
                                   second = randomSamples<std::int16_t>(2 * c.length, 2);
@@ -43,8 +44,10 @@ void expectLags(const Case& c, const std::string& output) {
             for (std::size_t i = 0; i <= c.lead + c.lag; ++i)
                 want.push_back(correlation[(i + c.length - c.lead) % c.length]);
         }
-        EXPECT_EQ(bitsOf(OneTask("CORRELATE", c.text() + output, {first, second}).taken<Element>()),
-                  outputBits<Element>(want))
+        EXPECT_EQ(
+            bitsOf(
+                Call(c.text() + typed<Element>("out") + ")", {{"x", first}, {"y", second}}).template taken<Element>()),
+            outputBits<Element>(want))
             << c.text();
     }
 }
@@ -52,10 +55,10 @@ void expectLags(const Case& c, const std::string& output) {
 TEST(Correlate, ALagDiffersFromThatOfTheTransforms) {
     for (const Case& c :
          {Case{2, 2, 11, 12}, {0, 0, 15, 15}, {5, 9, 15, 15}, {7, 0, 1000, 1000}, {500, 500, 1001, 1008}}) {
-        expectLags<std::int16_t>(c, " >16");
-        expectLags<std::int32_t>(c, " >32");
-        expectLags<float>(c, " >f");
-        expectLags<double>(c, " >d");
+        expectLags<std::int16_t>(c);
+        expectLags<std::int32_t>(c);
+        expectLags<float>(c);
+        expectLags<double>(c);
     }
 }
 
@@ -72,7 +75,8 @@ TEST(Correlate, TheSizeIsNotTheSmallestThatFits) {
         for (const bool whole : {false, true}) {
             const std::vector<float> ones(whole ? length : length - 1, 1.0F);
             const Doubles have =
-                OneTask("CORRELATE", "* * 3 4 " + std::to_string(block) + " >d", {ones, ones}).taken<double>();
+                Call("CORRELATE (x, y, 3, 4, " + std::to_string(block) + ", out:double)", {{"x", ones}, {"y", ones}})
+                    .taken<double>();
             ASSERT_EQ(have.size(), whole ? 8U : 0U) << block;
             for (const double x : have) ASSERT_NEAR(x, 1, 1e-9) << block;
         }
@@ -81,19 +85,20 @@ TEST(Correlate, TheSizeIsNotTheSmallestThatFits) {
 
 TEST(Correlate, ALagBeyondFloatIsNotInfinite) {
     const Doubles large(15, 1e30);
-    EXPECT_EQ(OneTask("CORRELATE", "* * 0 0 15 >f", {large, large}).taken<float>(), std::vector{INFINITY});
+    EXPECT_EQ(Call("CORRELATE (x, y, 0, 0, 15, out:float)", {{"x", large}, {"y", large}}).taken<float>(),
+              std::vector{INFINITY});
 }
 
 TEST(CorrelateParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors("CORRELATE", {
-                                  {"5 at 3", "*16 *16 -1 -1 3 >d"},
-                                  {"5 at 4", "*16 *16 0 -1 3 >d"},
-                                  {"5 at 5",
-                                   "*16 *16 10 10 20 >d; *16 *16 0 0 14 >d; *16 *16 2147483647 2147483647 100 >d; "
-                                   "*16 *16 0 2147483647 2147483647 >d; *16 *16 0 0 1048577 >d"},
-                              });
-    EXPECT_EQ(OneTask("CORRELATE", "*16 *16 0 0l 15 >d").state, "waiting");
-    EXPECT_EQ(OneTask("CORRELATE", "*16 *16 0 524287 1048576 >d").state, "waiting");
+    expectRefused({"CORRELATE (int16, int16, -1, -1, 3, double)"}, 5, 3);
+    expectRefused({"CORRELATE (int16, int16, 0, -1, 3, double)"}, 5, 4);
+    expectRefused({"CORRELATE (int16, int16, 10, 10, 20, double)", "CORRELATE (int16, int16, 0, 0, 14, double)",
+                   "CORRELATE (int16, int16, 2147483647, 2147483647, 100, double)",
+                   "CORRELATE (int16, int16, 0, 2147483647, 2147483647, double)",
+                   "CORRELATE (int16, int16, 0, 0, 1048577, double)"},
+                  5, 5);
+    expectReady({"CORRELATE (int16, int16, 0, 0:int32, 15, double)"});
+    expectReady({"CORRELATE (int16, int16, 0, 524287, 1048576, double)"});
 }
 
 }  // namespace

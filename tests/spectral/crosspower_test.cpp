@@ -24,7 +24,7 @@ std::array<Doubles, 3> productsOf(const Parts& a, const Parts& b, std::size_t n)
 
 // Two blocks of signals whose products reach past every integer type, or, divided, do not.
 template <class Element>
-void expectProducts(const std::string& blklen, std::size_t n, const std::string& type) {
+void expectProducts(const std::string& blklen, std::size_t n) {
     for (const int divisor : {1, 30000}) {
         std::vector<std::int16_t> first = randomSamples<std::int16_t>(2 * n, 1),
                                   second = randomSamples<std::int16_t>(2 * n, 2);
@@ -39,38 +39,45 @@ void expectProducts(const std::string& blklen, std::size_t n, const std::string&
         weights.resize(n);
         const auto want = productsOf(transformOf(a, n), transformOf(b, n), n);
         for (const std::size_t count : {2U, 3U}) {
-            std::string list = "* * " + blklen + (count == 2 ? " HAMMING" : " v");
-            for (std::size_t i = 0; i < count; ++i) list += " >" + type;
-            const OneTask task("CROSSPOWER", list, {first, second, weights});
+            std::string text = "CROSSPOWER (x, y, " + blklen + (count == 2 ? ", HAMMING" : ", weights");
+            for (std::size_t i = 0; i < count; ++i) text += ", " + typed<Element>("out" + std::to_string(i));
+            const Call call(text + ")", {{"x", first}, {"y", second}, {"[weights]", weights}});
             for (std::size_t i = 0; i < count; ++i)
-                EXPECT_EQ(bitsOf(task.taken<Element>(i)), outputBits<Element>(want[i])) << blklen << type << i;
+                EXPECT_EQ(bitsOf(call.template taken<Element>("out" + std::to_string(i))), outputBits<Element>(want[i]))
+                    << text << i;
         }
     }
 }
 
 TEST(CrossPower, AProductDiffersFromThatOfTheSpectra) {
     for (const auto& [blklen, n] : {std::pair("3", 8U), {"16", 16U}, {"17", 17U}, {"225", 225U}, {"14", 16384U}}) {
-        expectProducts<std::int16_t>(blklen, n, "16");
-        expectProducts<std::int32_t>(blklen, n, "32");
-        expectProducts<float>(blklen, n, "f");
-        expectProducts<double>(blklen, n, "d");
+        expectProducts<std::int16_t>(blklen, n);
+        expectProducts<std::int32_t>(blklen, n);
+        expectProducts<float>(blklen, n);
+        expectProducts<double>(blklen, n);
     }
 }
 
 TEST(CrossPowerParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors("CROSSPOWER",
-                 {
-                     {"5 at 3", "*16 *16 2 HAMMING >d >d; *16 *16 15 HAMMING >d >d; *16 *16 -5 HAMMING >d >d"},
-                     {"1 at 4", "*16 *16 16 v8 >d >d"},
-                     {"7 at 4", "*16 *16 4 KAISER >d >d; *16 *16 23 WELCH >d >d"},
-                     {"2 at 1", "*16 *16 23 HAMMING >d >d; *16 *16 23 HAMMING >d >16"},
-                     {"3 at 6", "*16 *16 4 HAMMING >d >f; *16 *16 4 HAMMING >32 >16"},
-                     {"3 at 7", "*16 *16 4 HAMMING >f >d >16"},
-                 });
-    EXPECT_EQ(OneTask("CROSSPOWER", "*16 *16 46 HAMMING >d >d").console,
+    expectRefused({"CROSSPOWER (int16, int16, 2, HAMMING, double, double)",
+                   "CROSSPOWER (int16, int16, 15, HAMMING, double, double)",
+                   "CROSSPOWER (int16, int16, -5, HAMMING, double, double)"},
+                  5, 3);
+    expectRefused({"CROSSPOWER (int16, int16, 16, [0, 0, 0, 0, 0, 0, 0, 0]:double, double, double)"}, 1, 4);
+    expectRefused({"CROSSPOWER (int16, int16, 4, KAISER, double, double)",
+                   "CROSSPOWER (int16, int16, 23, WELCH, double, double)"},
+                  7, 4);
+    expectRefused({"CROSSPOWER (int16, int16, 23, HAMMING, double, double)",
+                   "CROSSPOWER (int16, int16, 23, HAMMING, double, int16)"},
+                  2, 1);
+    expectRefused(
+        {"CROSSPOWER (int16, int16, 4, HAMMING, double, float)", "CROSSPOWER (int16, int16, 4, HAMMING, int32, int16)"},
+        3, 6);
+    expectRefused({"CROSSPOWER (int16, int16, 4, HAMMING, float, double, int16)"}, 3, 7);
+    EXPECT_EQ(Call("CROSSPOWER (int16, int16, 46, HAMMING, double, double)").report.console,
               Lines{"*** Warning: FFT block size invalid, factoring failed"});
-    EXPECT_EQ(OneTask("CROSSPOWER", "*16 *d 4 HAMMING >16 >d >32").state, "waiting");
-    EXPECT_EQ(OneTask("CROSSPOWER", "*16 *16 32400 v32400 >d >d >d").state, "waiting");
+    expectReady({"CROSSPOWER (int16, double, 4, HAMMING, int16, double, int32)"});
+    expectReady({"CROSSPOWER (int16, int16, 32400, " + zeros(32400) + ", double, double, double)"});
 }
 
 }  // namespace

@@ -31,8 +31,8 @@ std::pair<First, Second> resultOf(int mode, double coeff, double sine, double s1
 }
 
 template <class First, class Element>
-void expectRecurrences(int mode, const std::string& outputs, const std::vector<std::int32_t>& terms,
-                       const std::vector<float>& window, const std::vector<Element>& samples) {
+void expectRecurrences(int mode, const std::vector<std::int32_t>& terms, const std::vector<float>& window,
+                       const std::vector<Element>& samples) {
     const std::size_t n = window.size();
     std::vector<First> first;
     std::vector<Element> second;
@@ -51,47 +51,48 @@ void expectRecurrences(int mode, const std::string& outputs, const std::vector<s
             second.push_back(result.second);
         }
     }
-    const std::string list = std::to_string(mode) + " " + std::to_string(n) + "l v v * " + outputs;
-    const OneTask task("DFT", list, {window, terms, samples});
+    std::string text = "DFT (" + std::to_string(mode) + ", " + std::to_string(n) + ", w, k, in, " + typed<First>("out");
+    if (mode % 6 == 0) text += ", " + typed<Element>("out2");
+    const Call call(text + ")", {{"[w]", window}, {"[k]", terms}, {"in", samples}});
     ASSERT_FALSE(first.empty());
-    EXPECT_EQ(bitsOf(task.taken<First>()), bitsOf(first)) << list << " " << terms.size();
+    EXPECT_EQ(bitsOf(call.template taken<First>()), bitsOf(first)) << text << " " << terms.size();
     if (mode % 6 == 0) {
-        EXPECT_EQ(bitsOf(task.taken<Element>(1)), bitsOf(second)) << list << " " << terms.size();
+        EXPECT_EQ(bitsOf(call.template taken<Element>("out2")), bitsOf(second)) << text << " " << terms.size();
     }
 }
 
 // Over the full range, so that int16 results wrap and int32 ones overflow where the window is above 1.
 template <class Element, class Power>
-void expectEachMode(const std::string& type, const std::string& powerType) {
+void expectEachMode() {
     for (const std::size_t termCount : {1U, 3U, 8U, 9U, 16U, 17U, 33U, 64U, 67U, 200U}) {
         std::vector<std::int32_t> terms;
         for (std::size_t i = 0; i < termCount; ++i) terms.push_back(static_cast<std::int32_t>(i * i % 301));
         std::vector<float> window = randomSamples<float>(301, 1);
         for (float& weight : window) weight /= 1e5F;
         const std::vector<Element> samples = randomSamples<Element>(700, 2);
-        const std::string two = ">" + type + " >" + type;
-        expectRecurrences<Element>(0, two, terms, window, samples);
-        expectRecurrences<Power>(4, ">" + powerType, terms, window, samples);
-        expectRecurrences<Element>(5, ">" + type, terms, window, samples);
-        expectRecurrences<Element>(6, two, terms, window, samples);
+        expectRecurrences<Element>(0, terms, window, samples);
+        expectRecurrences<Power>(4, terms, window, samples);
+        expectRecurrences<Element>(5, terms, window, samples);
+        expectRecurrences<Element>(6, terms, window, samples);
     }
 }
 
 TEST(Dft, ATermDiffersFromItsRecurrence) {
-    expectEachMode<std::int16_t, std::int32_t>("16", "32");
-    expectEachMode<std::int32_t, std::int32_t>("32", "32");
-    expectEachMode<float, float>("f", "f");
-    expectEachMode<double, double>("d", "d");
+    expectEachMode<std::int16_t, std::int32_t>();
+    expectEachMode<std::int32_t, std::int32_t>();
+    expectEachMode<float, float>();
+    expectEachMode<double, double>();
 }
 
 // An impulse of 1 at term 0 gives the window's entry.
 TEST(DftWindows, AnEntryDiffersFromItsCodesOrItsVectors) {
     const std::size_t n = 45;
-    const auto responseTo = [&](const std::string& window, std::size_t at, std::vector<Given> given) {
+    const auto responseTo = [&](const std::string& window, std::size_t at, std::vector<Input> inputs) {
         Doubles impulse(n);
         impulse[at] = 1;
-        given.insert(given.end(), {std::vector<std::int16_t>{0}, impulse});
-        return OneTask("DFT", "0 45 " + window + " v * >d >d", given).taken<double>(0).at(0) * static_cast<double>(n);
+        inputs.emplace_back("in", impulse);
+        const Call call("DFT (0, 45, " + window + ", [0]:int16, in, re:double, im:double)", inputs);
+        return call.taken<double>("re").at(0) * static_cast<double>(n);
     };
     const char* const names[] = {"RECTANGULAR", "BARTLETT", "VONHANN", "HAMMING", "BLACKMAN"};
     const auto doubles = randomSamples<double>(n, 3);
@@ -101,16 +102,16 @@ TEST(DftWindows, AnEntryDiffersFromItsCodesOrItsVectors) {
         for (std::size_t code = 0; code < 5; ++code)
             EXPECT_NEAR(responseTo(std::to_string(code), i, {}), weightOf(names[code], false, i, n), 1e-7)
                 << names[code] << i;
-        EXPECT_NEAR(responseTo("v", i, {doubles}), static_cast<float>(doubles[i]), 1e-9) << i;
-        EXPECT_NEAR(responseTo("v", i, {shorts}), shorts[i], 1e-9) << i;
-        EXPECT_NEAR(responseTo("v", i, {longs}), static_cast<float>(longs[i]), 1e-4) << i;
+        EXPECT_NEAR(responseTo("w", i, {{"[w]", doubles}}), static_cast<float>(doubles[i]), 1e-9) << i;
+        EXPECT_NEAR(responseTo("w", i, {{"[w]", shorts}}), shorts[i], 1e-9) << i;
+        EXPECT_NEAR(responseTo("w", i, {{"[w]", longs}}), static_cast<float>(longs[i]), 1e-4) << i;
     }
 }
 
 TEST(Dft, TheLengthSquaredDoesNotWrap) {
     const std::vector<float> ones(65537, 1.0F);
     const auto power = [&](const std::string& n) {
-        return OneTask("DFT", "4 " + n + " 0 v * >f", {std::vector<std::int16_t>{0}, ones}).taken<float>().at(0);
+        return Call("DFT (4, " + n + ", 0, [0]:int16, in, out:float)", {{"in", ones}}).taken<float>().at(0);
     };
     EXPECT_NEAR(power("65535"), 1, 1e-5);
     EXPECT_EQ(power("65536"), INFINITY);
@@ -118,19 +119,25 @@ TEST(Dft, TheLengthSquaredDoesNotWrap) {
 }
 
 TEST(DftParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors("DFT", {
-                            {"5 at 2", "1 0 9 k9 *d >d"},
-                            {"6 at 1", "1 4 9 k9 *d >d; 7 4 9 k9 *d >d; -1 4 9 k9 *d >d"},
-                            {"8 at 7", "0 4 9 k9 *d >f; 6 4 9 k9 *d >f"},
-                            {"9 at 7", "4 4 9 k9 *16 >16 >16; 5 4 9 k9 *d >f >f"},
-                            {"3 at 6", "0 4 9 k9 *d >f >f; 4 4 9 k9 *16 >16; 4 4 9 k9 *32 >16; 5 4 9 k9 *16 >32"},
-                            {"3 at 7", "6 4 9 k9 *d >d >f"},
-                            {"5 at 4", "5 4 9 k4 *d >d; 5 4 9 k-1 *d >d"},
-                            {"7 at 3", "5 4 5 k3 *d >d; 5 4 -1 k3 *d >d"},
-                            {"1 at 3", "5 4 v5 k3 *d >d; 5 -1 v5 k3 *d >d"},
-                        });
-    EXPECT_EQ(OneTask("DFT", "5 4 0 k4 *d >d").console, Lines{"*** Warning: DFT index 4 exceeds block size"});
-    EXPECT_EQ(OneTask("DFT", "4 70000 v70000 k69999 *16 >32").state, "waiting");
+    expectRefused({"DFT (1, 0, 9, [9]:int32, double, double)"}, 5, 2);
+    expectRefused({"DFT (1, 4, 9, [9]:int32, double, double)", "DFT (7, 4, 9, [9]:int32, double, double)",
+                   "DFT (-1, 4, 9, [9]:int32, double, double)"},
+                  6, 1);
+    expectRefused({"DFT (0, 4, 9, [9]:int32, double, float)", "DFT (6, 4, 9, [9]:int32, double, float)"}, 8, 7);
+    expectRefused({"DFT (4, 4, 9, [9]:int32, int16, int16, int16)", "DFT (5, 4, 9, [9]:int32, double, float, float)"},
+                  9, 7);
+    expectRefused({"DFT (0, 4, 9, [9]:int32, double, float, float)", "DFT (4, 4, 9, [9]:int32, int16, int16)",
+                   "DFT (4, 4, 9, [9]:int32, int32, int16)", "DFT (5, 4, 9, [9]:int32, int16, int32)"},
+                  3, 6);
+    expectRefused({"DFT (6, 4, 9, [9]:int32, double, double, float)"}, 3, 7);
+    expectRefused({"DFT (5, 4, 9, [4]:int32, double, double)", "DFT (5, 4, 9, [-1]:int32, double, double)"}, 5, 4);
+    expectRefused({"DFT (5, 4, 5, [3]:int32, double, double)", "DFT (5, 4, -1, [3]:int32, double, double)"}, 7, 3);
+    expectRefused({"DFT (5, 4, [0, 0, 0, 0, 0]:double, [3]:int32, double, double)",
+                   "DFT (5, -1, [0, 0, 0, 0, 0]:double, [3]:int32, double, double)"},
+                  1, 3);
+    EXPECT_EQ(Call("DFT (5, 4, 0, [4]:int32, double, double)").report.console,
+              Lines{"*** Warning: DFT index 4 exceeds block size"});
+    expectReady({"DFT (4, 70000, " + zeros(70000) + ", [69999]:int32, int16, int32)"});
 }
 
 }  // namespace

@@ -8,44 +8,46 @@ namespace {
 
 const Covers covers("FFT");
 
-// Each mode's inputs and outputs, and what it is in words; `>` is of the type that the output must have.
-constexpr std::tuple<int, const char*, const char*, const char*> modes[] = {
-    {0, "*", "FORWARD * FULL PARTS", "> >"},   {1, "* *", "FORWARD * * FULL PARTS", "> >"},
-    {2, "* *", "REVERSE * * FULL PARTS", ">"}, {3, "* *", "REVERSE * * FULL PARTS", "> >"},
-    {4, "*", "FORWARD * HALF POWER", ">"},     {5, "*", "FORWARD * HALF MAGNITUDE", ">"},
-    {6, "*", "FORWARD * HALF POLAR", "> >"},   {7, "*", "FORWARD * HALF POWER", ">"},
+// Each mode's inputs, what it is in words, and its outputs.
+constexpr std::tuple<int, const char*, const char*, std::size_t> modes[] = {
+    {0, "x", "FORWARD, x, FULL, PARTS", 2},       {1, "x, y", "FORWARD, x, y, FULL, PARTS", 2},
+    {2, "x, y", "REVERSE, x, y, FULL, PARTS", 1}, {3, "x, y", "REVERSE, x, y, FULL, PARTS", 2},
+    {4, "x", "FORWARD, x, HALF, POWER", 1},       {5, "x", "FORWARD, x, HALF, MAGNITUDE", 1},
+    {6, "x", "FORWARD, x, HALF, POLAR", 2},       {7, "x", "FORWARD, x, HALF, POWER", 1},
 };
 
 template <class Element, class Output>
-void expectSameAsWords(std::size_t row, const std::string& type) {
-    const auto& [mode, inputs, words, outputs] = modes[row];
-    std::string typed;
-    for (const char* at = outputs; *at != '\0'; ++at) typed += *at == '>' ? ">" + type : " ";
-    const std::vector<Given> given{randomSamples<Element>(37, 3), randomSamples<Element>(37, 4)};
-    const OneTask numbered("FFT", std::to_string(mode) + " 4 0 " + inputs + " " + typed, given);
-    const OneTask told("MIXRFFT", std::string("16 ") + words + " " + typed, given);
-    for (std::size_t i = 0; i <= std::string(outputs).size() / 2; ++i) {
-        EXPECT_EQ(numbered.taken<Output>(i).size(), mode > 3 ? 16U : 32U) << mode;
-        EXPECT_EQ(bitsOf(numbered.taken<Output>(i)), bitsOf(told.taken<Output>(i))) << mode << type;
+void expectSameAsWords(std::size_t row) {
+    const auto& [mode, sources, words, count] = modes[row];
+    std::string outputs = ", " + typed<Output>("out0");
+    if (count == 2) outputs += ", " + typed<Output>("out1");
+    const std::vector<Input> inputs{{"x", randomSamples<Element>(37, 3)}, {"y", randomSamples<Element>(37, 4)}};
+    const Call numbered("FFT (" + std::to_string(mode) + ", 4, 0, " + sources + outputs + ")", inputs);
+    const Call told(std::string("MIXRFFT (16, ") + words + outputs + ")", inputs);
+    for (const char* out : {"out0", "out1"}) {
+        if (outputs.find(out) == std::string::npos) continue;
+        EXPECT_EQ(numbered.template taken<Output>(out).size(), mode > 3 ? 16U : 32U) << mode;
+        EXPECT_EQ(bitsOf(numbered.template taken<Output>(out)), bitsOf(told.template taken<Output>(out)))
+            << mode << outputs;
     }
 }
 
 TEST(FftModes, OneDiffersFromItsWords) {
     for (std::size_t row = 0; row < std::size(modes); ++row) {
         if (row == 4 || row == 7)
-            expectSameAsWords<std::int16_t, std::int32_t>(row, "32");
+            expectSameAsWords<std::int16_t, std::int32_t>(row);
         else
-            expectSameAsWords<std::int16_t, std::int16_t>(row, "16");
-        expectSameAsWords<std::int32_t, std::int32_t>(row, "32");
-        expectSameAsWords<float, float>(row, "f");
-        expectSameAsWords<double, double>(row, "d");
+            expectSameAsWords<std::int16_t, std::int16_t>(row);
+        expectSameAsWords<std::int32_t, std::int32_t>(row);
+        expectSameAsWords<float, float>(row);
+        expectSameAsWords<double, double>(row);
     }
 }
 
 TEST(FftModes, TheSubstituteIsNotTold) {
-    EXPECT_EQ(OneTask("FFT", "7 4 0 *16 >32").console,
+    EXPECT_EQ(Call("FFT (7, 4, 0, int16, int32)").report.console,
               Lines{"*** WARNING *** Unsupported FFT mode, substituting mode 4"});
-    EXPECT_EQ(OneTask("FFT", "4 4 0 *16 >32").console, Lines{});
+    EXPECT_EQ(Call("FFT (4, 4, 0, int16, int32)").report.console, Lines{});
 }
 
 TEST(FftWindows, ACodeStandsForAnotherWindow) {
@@ -54,39 +56,51 @@ TEST(FftWindows, ACodeStandsForAnotherWindow) {
     for (int code = 0; code < 5; ++code) {
         Doubles weights;
         for (std::size_t i = 0; i < 32; ++i) weights.push_back(weightOf(names[code], false, i, 32));
-        for (const std::string mode : {"1 5 ", "3 5 "})  // the window of samples in time, in both directions
-            EXPECT_EQ(
-                bitsOf(OneTask("FFT", mode + std::to_string(code) + " * * >d >d", {samples, samples}).taken<double>()),
-                bitsOf(OneTask("FFT", mode + "v * * >d >d", {weights, samples, samples}).taken<double>()))
+        for (const std::string mode :
+             {"FFT (1, 5, ", "FFT (3, 5, "})  // the window of samples in time, in both directions
+            EXPECT_EQ(bitsOf(partsOf(mode + std::to_string(code) + ", x, y, re:double, im:double)",
+                                     {{"x", samples}, {"y", samples}})
+                                 .re),
+                      bitsOf(partsOf(mode + "w, x, y, re:double, im:double)",
+                                     {{"[w]", weights}, {"x", samples}, {"y", samples}})
+                                 .re))
                 << mode << names[code];
     }
 }
 
 TEST(FftSizes, AnExponentGivesAnotherLength) {
     for (const std::size_t exponent : {4U, 5U, 10U, 14U}) {
-        const OneTask task("FFT", "5 " + std::to_string(exponent) + " 0 * >d", {Doubles(40000, 1.0)});
+        const Call call("FFT (5, " + std::to_string(exponent) + ", 0, in, out:double)", {{"in", Doubles(40000, 1.0)}});
         const std::size_t length = std::size_t{1} << exponent;
-        const Doubles magnitudes = task.taken<double>();
+        const Doubles magnitudes = call.taken<double>();
         ASSERT_EQ(magnitudes.size(), 40000 / length * (length / 2));
         for (std::size_t i = 0; i < magnitudes.size(); ++i) ASSERT_NEAR(magnitudes[i], i % (length / 2) == 0, 1e-12);
     }
 }
 
 TEST(FftParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors("FFT", {
-                            {"5 at 2", "5 3 0 *d >d; 5 15 0 *d >d; 8 3 5 *d >d"},
-                            {"6 at 3", "5 4 5 *d >d; 5 4 -1 *d >d; 8 4 5 *d >d"},
-                            {"1 at 3", "5 5 v16 *d >d"},
-                            {"6 at 1", "8 4 0 *d >d; -1 4 0 *d >d"},
-                            {"8 at 6", "0 4 0 *d >d; 2 4 0 *d >d; 6 4 0 *d >d"},
-                            {"9 at 7", "0 4 0 *d >d >d >d; 2 4 0 *d *d >d >d"},
-                            {"8 at 7", "1 4 0 *d *d >d; 3 4 0 *d *d >d"},
-                            {"9 at 6", "4 4 0 *d >d >d; 5 4 0 *d >d >d; 7 4 0 *d >d >d"},
-                            {"3 at 5", "0 4 0 *d >f >f; 1 4 0 *d *f >d >f; 5 4 0 *16 >32; 4 4 0 *32 >16; 4 4 0 *f >d"},
-                            {"3 at 6", "0 4 0 *d >d >f; 2 4 0 *16 *16 >32; 6 4 0 *16 >16 >32"},
-                            {"3 at 7", "3 4 0 *d *d >d >16"},
-                            {"10 at 5", "4 4 0 *16 >16; 7 4 0 *16 >16"},
-                        });
+    expectRefused({"FFT (5, 3, 0, double, double)", "FFT (5, 15, 0, double, double)", "FFT (8, 3, 5, double, double)"},
+                  5, 2);
+    expectRefused({"FFT (5, 4, 5, double, double)", "FFT (5, 4, -1, double, double)", "FFT (8, 4, 5, double, double)"},
+                  6, 3);
+    expectRefused({"FFT (5, 5, " + zeros(16) + ", double, double)"}, 1, 3);
+    expectRefused({"FFT (8, 4, 0, double, double)", "FFT (-1, 4, 0, double, double)"}, 6, 1);
+    expectRefused({"FFT (0, 4, 0, double, double)", "FFT (2, 4, 0, double, double)", "FFT (6, 4, 0, double, double)"},
+                  8, 6);
+    expectRefused({"FFT (0, 4, 0, double, double, double, double)", "FFT (2, 4, 0, double, double, double, double)"}, 9,
+                  7);
+    expectRefused({"FFT (1, 4, 0, double, double, double)", "FFT (3, 4, 0, double, double, double)"}, 8, 7);
+    expectRefused({"FFT (4, 4, 0, double, double, double)", "FFT (5, 4, 0, double, double, double)",
+                   "FFT (7, 4, 0, double, double, double)"},
+                  9, 6);
+    expectRefused({"FFT (0, 4, 0, double, float, float)", "FFT (1, 4, 0, double, float, double, float)",
+                   "FFT (5, 4, 0, int16, int32)", "FFT (4, 4, 0, int32, int16)", "FFT (4, 4, 0, float, double)"},
+                  3, 5);
+    expectRefused({"FFT (0, 4, 0, double, double, float)", "FFT (2, 4, 0, int16, int16, int32)",
+                   "FFT (6, 4, 0, int16, int16, int32)"},
+                  3, 6);
+    expectRefused({"FFT (3, 4, 0, double, double, double, int16)"}, 3, 7);
+    expectRefused({"FFT (4, 4, 0, int16, int16)", "FFT (7, 4, 0, int16, int16)"}, 10, 5);
 }
 
 }  // namespace

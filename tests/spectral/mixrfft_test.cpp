@@ -32,11 +32,11 @@ TEST(Window, AWeightDiffersFromItsElementsOwn) {
         for (const std::string direction : {"FORWARD", "REVERSE"}) {
             for (const std::size_t n : {4U, 15U, 16U, 360U}) {
                 const Doubles samples = randomSamples<double>(3 * n, 5);
-                const std::string list =
-                    std::to_string(n) + " " + direction + " " + name + (name == "KAISER" ? " 6.5" : "");
-                const Parts have = partsOf({"MIXRFFT", list + " * FULL PARTS >d >d", {samples}});
+                const std::string call = "MIXRFFT (" + std::to_string(n) + ", " + direction + ", " + name +
+                                         (name == "KAISER" ? ", 6.5" : "") + ", x, FULL, PARTS, re:double, im:double)";
+                const Parts have = partsOf(call, {{"x", samples}});
                 const auto weight = [&](std::size_t i) { return weightOf(name, direction == "REVERSE", i, n, 6.5); };
-                expectSame(have, weightedTransform(samples, n, direction, weight), list);
+                expectSame(have, weightedTransform(samples, n, direction, weight), call);
             }
         }
     }
@@ -48,7 +48,8 @@ void expectVectorWindow(double fullScale) {
     const std::vector<Entry> window = randomSamples<Entry>(15, 7);
     const auto weight = [&](std::size_t i) { return static_cast<double>(window[i]) / fullScale; };
     for (const std::string direction : {"FORWARD", "REVERSE"})
-        expectSame(partsOf({"MIXRFFT", "15 " + direction + " v * FULL PARTS >d >d", {window, samples}}),
+        expectSame(partsOf("MIXRFFT (15, " + direction + ", w, x, FULL, PARTS, re:double, im:double)",
+                           {{"[w]", window}, {"x", samples}}),
                    weightedTransform(samples, 15, direction, weight), std::to_string(fullScale));
 }
 
@@ -61,11 +62,11 @@ TEST(Window, AVectorsEntryIsNotItsFractionOfFullScale) {
 
 TEST(Window, AVectorIsNotReadAnew) {
     TestSession session({.feed = {.piece = 8}});
-    const PipeId source = session.input("source", Doubles(16, 1.0));
+    session.input("source", Doubles(16, 1.0));
     const PipeId spectrum = session.output("spectrum", {}, ElementType::float64);
     const std::vector<std::int32_t> entries(8, 2147483647);
     const VectorId window = session.addVector("window", ElementType::int32, bytesOf(entries));
-    session.task("MIXRFFT", int16Constant(8), window, source, declaredWord("FULL"), declaredWord("PARTS"), spectrum);
+    addCall(session, "MIXRFFT (8, window, source, FULL, PARTS, spectrum)");
     session.script("open_read:2 pipe_rem:2,8 vector_store:3,0,0 *( pipe_rem:2,8 )", spectrum, window);
     session.run();
     const Doubles parts = session.collected<double>(spectrum);
@@ -78,10 +79,10 @@ template <class Element>
 void expectWideningOf(std::size_t n) {
     const auto re = randomSamples<Element>(2 * n, 8), im = randomSamples<Element>(2 * n, 9);
     const std::string length = std::to_string(n);
-    expectSame(partsOf({"MIXRFFT", length + " * FULL PARTS >d >d", {re}}),
+    expectSame(partsOf("MIXRFFT (" + length + ", x, FULL, PARTS, re:double, im:double)", {{"x", re}}),
                transformOf({widened(re), Doubles(2 * n)}, n), length);
-    expectSame(partsOf({"MIXRFFT", length + " * * PARTS >d >d", {re, im}}), transformOf({widened(re), widened(im)}, n),
-               length);
+    expectSame(partsOf("MIXRFFT (" + length + ", x, y, PARTS, re:double, im:double)", {{"x", re}, {"y", im}}),
+               transformOf({widened(re), widened(im)}, n), length);
 }
 
 TEST(Widening, ASampleIsLostOrChanged) {
@@ -122,18 +123,19 @@ Parts formOf(const std::string& form, const Parts& parts, bool folded) {
 TEST(Form, AnElementDiffersFromWhatItsPartsMake) {
     for (const std::size_t n : {15U, 16U, 18U, 27U}) {
         const Doubles re = randomSamples<double>(n, 13), im = randomSamples<double>(n, 14);
-        for (const std::string form : {"POWER >d", "MAGNITUDE >d", "POLAR >d >d"}) {
-            for (const std::string inputs : {" * ", " * * "}) {
-                for (const std::string part : {"HALF ", "FULL "}) {
-                    const bool real = inputs.size() == 3, half = part[0] == 'H';
-                    const OneTask task("MIXRFFT", std::to_string(n) + inputs + part + form, {re, im});
-                    Parts want = formOf(form.substr(0, form.find(' ')), transformOf({re, real ? Doubles(n) : im}, n),
-                                        real && half);
+        for (const std::string form : {"POWER", "MAGNITUDE", "POLAR"}) {
+            for (const std::string inputs : {", x, ", ", x, y, "}) {
+                for (const std::string part : {"HALF, ", "FULL, "}) {
+                    const bool real = inputs.size() == 5, half = part[0] == 'H';
+                    const std::string text = "MIXRFFT (" + std::to_string(n) + inputs + part + form + ", re:double" +
+                                             (form == "POLAR" ? ", im:double)" : ")");
+                    const Call call(text, {{"x", re}, {"y", im}});
+                    Parts want = formOf(form, transformOf({re, real ? Doubles(n) : im}, n), real && half);
                     want.re.resize(half ? (n + 1) / 2 : n);
                     want.im.resize(want.re.size());
-                    EXPECT_EQ(bitsOf(task.taken<double>(0)), bitsOf(want.re)) << n << inputs << part << form;
-                    if (form.starts_with("POLAR")) {
-                        EXPECT_EQ(bitsOf(task.taken<double>(1)), bitsOf(want.im)) << n << inputs << part;
+                    EXPECT_EQ(bitsOf(call.taken<double>("re")), bitsOf(want.re)) << text;
+                    if (form == "POLAR") {
+                        EXPECT_EQ(bitsOf(call.taken<double>("im")), bitsOf(want.im)) << text;
                     }
                 }
             }
@@ -143,21 +145,21 @@ TEST(Form, AnElementDiffersFromWhatItsPartsMake) {
 
 // A reverse transform passes the first element of a block of zeros on to every place.
 template <class Element>
-void expectNarrowing(const std::string& output) {
+void expectNarrowing() {
     const double inf = INFINITY;
     for (const double x : {0.0, -0.9, 1.9, 32767.0, 32767.9, 32768.0, -32768.9, -40000.0, 2147483647.5, 2147483648.0,
                            -2147483648.5, 1e300, -1e300, inf, -inf, std::nan("")}) {
-        const OneTask task("MIXRFFT", "4 REVERSE * FULL PARTS " + output, {Doubles({x, 0, 0, 0})});
-        ASSERT_EQ(task.taken<Element>().size(), 4U);
-        const Element have = task.taken<Element>()[0], want = clampedTo<Element>(x);
-        EXPECT_TRUE(have == want || (have != have && want != want)) << x << output;
+        const auto made = resultOf<Element>("MIXRFFT (4, REVERSE, in, FULL, PARTS, out)", Doubles({x, 0, 0, 0}));
+        ASSERT_EQ(made.size(), 4U);
+        const Element have = made[0], want = clampedTo<Element>(x);
+        EXPECT_TRUE(have == want || (have != have && want != want)) << x;
     }
 }
 
 TEST(Narrowing, AValueIsNotClampedAndTruncated) {
-    expectNarrowing<std::int16_t>(">16");
-    expectNarrowing<std::int32_t>(">32");
-    expectNarrowing<float>(">f");
+    expectNarrowing<std::int16_t>();
+    expectNarrowing<std::int32_t>();
+    expectNarrowing<float>();
 }
 
 TEST(Narrowing, APhaseIsNotItsShareOfTheFullTurn) {
@@ -175,57 +177,68 @@ TEST(Narrowing, APhaseIsNotItsShareOfTheFullTurn) {
     };
     for (const auto& [re, im, phase] : cases) {
         const auto phaseIn = [&, parts = Parts{{re, 0, 0, 0}, {im, 0, 0, 0}}](const std::string& output) {
-            return OneTask("MIXRFFT", "4 REVERSE * * POLAR >d " + output, {parts.re, parts.im});
+            return Call("MIXRFFT (4, REVERSE, x, y, POLAR, double, out:" + output + ")",
+                        {{"x", parts.re}, {"y", parts.im}});
         };
-        EXPECT_EQ(phaseIn(">16").taken<std::int16_t>(1).at(0), clampedTo<std::int16_t>(phase * 65535.0 / turn))
+        EXPECT_EQ(phaseIn("int16").taken<std::int16_t>().at(0), clampedTo<std::int16_t>(phase * 65535.0 / turn))
             << re << im;
-        EXPECT_EQ(phaseIn(">32").taken<std::int32_t>(1).at(0), clampedTo<std::int32_t>(phase * 4294967295.0 / turn))
+        EXPECT_EQ(phaseIn("int32").taken<std::int32_t>().at(0), clampedTo<std::int32_t>(phase * 4294967295.0 / turn))
             << re << im;
-        EXPECT_EQ(phaseIn(">f").taken<float>(1).at(0), static_cast<float>(phase)) << re << im;
-        EXPECT_EQ(phaseIn(">d").taken<double>(1).at(0), phase) << re << im;
+        EXPECT_EQ(phaseIn("float").taken<float>().at(0), static_cast<float>(phase)) << re << im;
+        EXPECT_EQ(phaseIn("double").taken<double>().at(0), phase) << re << im;
     }
-    EXPECT_EQ(OneTask("MIXRFFT", "4 * HALF POLAR >d >d", {Doubles(4)}).taken<double>(1), Doubles({0, 0}));
+    EXPECT_EQ(partsOf("MIXRFFT (4, x, HALF, POLAR, re:double, im:double)", {{"x", Doubles(4)}}).im, Doubles({0, 0}));
 }
 
 TEST(Narrowing, TheSecondPartTakesItsOwnPipesType) {
     const std::vector<std::int16_t> samples = randomSamples<std::int16_t>(8, 15);
-    const OneTask alike("MIXRFFT", "8 * FULL PARTS >16 >16", {samples}),
-        unlike("MIXRFFT", "8 * FULL PARTS >16 >d", {samples});
-    const Doubles second = unlike.taken<double>(1);
+    const Call alike("MIXRFFT (8, x, FULL, PARTS, re:int16, im:int16)", {{"x", samples}}),
+        unlike("MIXRFFT (8, x, FULL, PARTS, re:int16, im:double)", {{"x", samples}});
+    const Doubles second = unlike.taken<double>("im");
     std::vector<std::int16_t> front(8);
     std::memcpy(front.data(), second.data(), 16);
-    EXPECT_EQ(front, alike.taken<std::int16_t>(1));
+    EXPECT_EQ(front, alike.taken<std::int16_t>("im"));
 }
 
 TEST(MixrfftParameters, AListThatFitsIsRefused) {
-    for (const char* list :
-         {"8 *16 POWER >f", "4 *16 PARTS >16 >16", "360 REVERSE *d *d FULL POLAR >16 >f", "8 HAMMING *f MAGNITUDE >d",
-          "8 FORWARD v8 *32 HALF PARTS >16", "8 v8 *16 *16 PARTS >16 >16", "8 KAISER 12.0 *16 FULL POWER >16",
-          "8 REVERSE KAISER 0.5f *16 *16 HALF POLAR >16 >16", "1048576 RECTANGULAR *16 PARTS >16"})
-        EXPECT_EQ(OneTask("MIXRFFT", list).state, "waiting") << list;
+    expectReady({"MIXRFFT (8, int16, POWER, float)", "MIXRFFT (4, int16, PARTS, int16, int16)",
+                 "MIXRFFT (360, REVERSE, double, double, FULL, POLAR, int16, float)",
+                 "MIXRFFT (8, HAMMING, float, MAGNITUDE, double)",
+                 "MIXRFFT (8, FORWARD, [0, 0, 0, 0, 0, 0, 0, 0]:double, int32, HALF, PARTS, int16)",
+                 "MIXRFFT (8, [0, 0, 0, 0, 0, 0, 0, 0]:double, int16, int16, PARTS, int16, int16)",
+                 "MIXRFFT (8, KAISER, 12.0, int16, FULL, POWER, int16)",
+                 "MIXRFFT (8, REVERSE, KAISER, 0.5:float, int16, int16, HALF, POLAR, int16, int16)",
+                 "MIXRFFT (1048576, RECTANGULAR, int16, PARTS, int16)"});
 }
 
 TEST(MixrfftParameters, AFaultIsBlamedOnAnotherPlace) {
-    expectErrors(
-        "MIXRFFT",
-        {
-            {"5 at 1", "3 *16 POWER >16; 16777217 *16 POWER >16"},
-            {"6 at 1", "23 HAMMING *16 POWER >16"},
-            {"1 at 2", "9 v8 *16 POWER >16; 9 FORWARD v8 *16 POWER >16"},
-            {"8 at 3", "8 KAISER *16 POWER >16; 8 HAMMING FORWARD *16 POWER >16"},
-            {"8 at 4", "8 FORWARD KAISER HALF *16 POWER >16; 8 *16 *16 *16 PARTS >16"},
-            {"5 at 3", "8 KAISER 0.0 *16 POWER >16; 8 KAISER 12.0000001 *16 POWER >16; 8 KAISER nan. *16 POWER >16"},
-            {"5 at 4", "8 REVERSE KAISER -1.0f *16 POWER >16"},
-            {"8 at 2", "8 WELCH *16 POWER >16"},
-            {"3 at 3", "8 *16 *d PARTS >16 >16"},
-            {"8 at 5", "8 FORWARD HAMMING *16; 8 FORWARD *16 HALF; 8 *16 HALF POWER"},
-            {"9 at 6", "8 *16 POWER >16 >16 >16"},
-            {"10 at 4", "8 *16 POWER POWER"},
-            {"10 at 5", "8 *16 PARTS >16 HALF"},
-            {"7 at 3", "8 *16 POWER >16 >16"},
-            {"7 at 4", "8 *16 HALF POLAR >16; 8 *16 HALF FULL >16"},
-        });
-    EXPECT_EQ(OneTask("MIXRFFT", "23 *16 POWER >16").console, Lines{"*** Warning: MIXRFFT block factoring failed"});
+    expectRefused({"MIXRFFT (3, int16, POWER, int16)", "MIXRFFT (16777217, int16, POWER, int16)"}, 5, 1);
+    expectRefused({"MIXRFFT (23, HAMMING, int16, POWER, int16)"}, 6, 1);
+    expectRefused({"MIXRFFT (9, [0, 0, 0, 0, 0, 0, 0, 0]:double, int16, POWER, int16)",
+                   "MIXRFFT (9, FORWARD, [0, 0, 0, 0, 0, 0, 0, 0]:double, int16, POWER, int16)"},
+                  1, 2);
+    expectRefused({"MIXRFFT (8, KAISER, int16, POWER, int16)", "MIXRFFT (8, HAMMING, FORWARD, int16, POWER, int16)"}, 8,
+                  3);
+    expectRefused(
+        {"MIXRFFT (8, FORWARD, KAISER, HALF, int16, POWER, int16)", "MIXRFFT (8, int16, int16, int16, PARTS, int16)"},
+        8, 4);
+    expectRefused(
+        {"MIXRFFT (8, KAISER, 0.0, int16, POWER, int16)", "MIXRFFT (8, KAISER, 12.0000001, int16, POWER, int16)",
+         "MIXRFFT (8, KAISER, nan, int16, POWER, int16)"},
+        5, 3);
+    expectRefused({"MIXRFFT (8, REVERSE, KAISER, -1.0:float, int16, POWER, int16)"}, 5, 4);
+    expectRefused({"MIXRFFT (8, WELCH, int16, POWER, int16)"}, 8, 2);
+    expectRefused({"MIXRFFT (8, int16, double, PARTS, int16, int16)"}, 3, 3);
+    expectRefused({"MIXRFFT (8, FORWARD, HAMMING, int16)", "MIXRFFT (8, FORWARD, int16, HALF)",
+                   "MIXRFFT (8, int16, HALF, POWER)"},
+                  8, 5);
+    expectRefused({"MIXRFFT (8, int16, POWER, int16, int16, int16)"}, 9, 6);
+    expectRefused({"MIXRFFT (8, int16, POWER, POWER)"}, 10, 4);
+    expectRefused({"MIXRFFT (8, int16, PARTS, int16, HALF)"}, 10, 5);
+    expectRefused({"MIXRFFT (8, int16, POWER, int16, int16)"}, 7, 3);
+    expectRefused({"MIXRFFT (8, int16, HALF, POLAR, int16)", "MIXRFFT (8, int16, HALF, FULL, int16)"}, 7, 4);
+    EXPECT_EQ(Call("MIXRFFT (23, int16, POWER, int16)").report.console,
+              Lines{"*** Warning: MIXRFFT block factoring failed"});
 }
 
 }  // namespace

@@ -1,110 +1,35 @@
-// One spectral command on inputs in memory, told in a line, with what it delivered; and plain definitions to hold against it.
+// Plain definitions of windows, transforms and conversions to hold the spectral commands against.
 #pragma once
 
 #include <complex>
 #include <numbers>
-#include <sstream>
 
 #include "host/mathematics.h"
+#include "tests/support/call.h"
 #include "tests/support/samples.h"
-#include "tests/support/session_support.h"
 
 namespace libzepl {
 
 using Doubles = std::vector<double>;
 
-// Elements of some type, for an input or a vector.
-struct Given {
-    template <class Element>
-    Given(const std::vector<Element>& elements) : type(elementTypeOf<Element>()), bytes(bytesOf(elements)) {}
-    ElementType type;
-    std::vector<std::byte> bytes;
-};
-
-// Runs a command with the parameters that stand in a text, apart by blanks. `*` is an input and `v` a vector, made of the
-// next that is given; `*` with a type behind is an empty input, `v` with a number so many zeros, `k` an int32 vector of one
-// entry. `>` is an output with its type behind: 16, 32, f or d. A number is
-// int16, or int32 where it must be or ends with `l`; with a point it is double, or float where it ends with `f`. The rest
-// are words.
-class OneTask : public TestSession {
- public:
-    OneTask(const std::string& command, const std::string& parameters, std::vector<Given> given = {})
-        : given_(std::move(given)) {
-        TaskSettings task{.command = command, .line = 1};
-        std::istringstream stream(parameters);
-        for (std::string text; stream >> text;) task.arguments.push_back(argumentFor(text));
-        addTask(std::move(task));
-        const Report report = run();
-        state = statesOf(report)[0];
-        console = report.console;
-        EXPECT_TRUE(given_.empty() || state == "waiting") << command << " " << parameters << ": " << state;
-    }
-
-    template <class Element>
-    std::vector<Element> taken(std::size_t output = 0) const {
-        return collected<Element>(outputs_[output]);
-    }
-
-    std::string state;  // with the code and the position of an error
-    Lines console;
-
- private:
-    TaskArgument argumentFor(const std::string& text) {
-        const std::string name = text + std::to_string(++names_);
-        const std::string suffix = text.substr(1);
-        const ElementType type = suffix == "16"   ? ElementType::int16
-                                 : suffix == "32" ? ElementType::int32
-                                 : suffix == "f"  ? ElementType::float32
-                                                  : ElementType::float64;
-        if (text == "v") {
-            const Given& given = given_[next_++];
-            return use(addVector(name, given.type, given.bytes));
-        }
-        if (text[0] == 'v')
-            return use(addVector(name, ElementType::float64, std::vector<std::byte>(8 * std::stoul(suffix))));
-        if (text[0] == 'k')
-            return use(addVector(name, ElementType::int32, bytesOf(std::vector<std::int32_t>{std::stoi(suffix)})));
-        if (text[0] == '>') return use(outputs_.emplace_back(output(name, {}, type)));
-        if (text[0] == '*' && !suffix.empty()) return use(pipe(name, {}, type));
-        if (text == "*") {
-            const Given& given = given_[next_++];
-            const PipeId input = pipe(name, {}, given.type);
-            feedMemory(input, given.bytes.data(), given.bytes.size() / widthOf(given.type));
-            return use(input);
-        }
-        if (std::isupper(text[0])) return declaredWord(text);
-        if (text.find('.') != std::string::npos)
-            return text.back() == 'f' ? floatConstant(std::stof(text)) : doubleConstant(std::stod(text));
-        const int number = std::stoi(text);
-        const auto narrow = static_cast<std::int16_t>(number);
-        return text.back() == 'l' || number != narrow ? int32Constant(number) : int16Constant(narrow);
-    }
-
-    std::vector<Given> given_;
-    std::vector<PipeId> outputs_;
-    std::size_t next_ = 0;
-    int names_ = 0;
-};
-
-// Errors by their code and position, and the parameter lists, apart by semicolons, that each is for.
-inline void expectErrors(const std::string& command,
-                         std::initializer_list<std::pair<const char*, const char*>> faults) {
-    for (const auto& [error, lists] : faults) {
-        std::istringstream stream(lists);
-        for (std::string list; std::getline(stream, list, ';');)
-            EXPECT_EQ(OneTask(command, list).state, std::string("error code ") + error) << list;
-    }
-}
+// A vector of so many.
+inline std::string zeros(std::size_t count) { return "[0" + more(count - 1, "0") + "]:double"; }
 
 struct Parts {
     Doubles re, im;
 };
 
-inline Parts partsOf(const OneTask& task) { return {task.taken<double>(0), task.taken<double>(1)}; }
+// What the call gives, as doubles, on `re` and `im`.
+inline Parts partsOf(const std::string& call, const std::vector<Input>& inputs) {
+    const Call made(call, inputs);
+    EXPECT_EQ(made.state, "waiting") << call;
+    return {made.taken<double>("re"), made.taken<double>("im")};
+}
 
 // The transform of each block of n elements as MIXRFFT makes it, without a window.
 inline Parts transformOf(const Parts& parts, std::size_t n, const std::string& direction = "FORWARD") {
-    return partsOf({"MIXRFFT", std::to_string(n) + " " + direction + " * * FULL PARTS >d >d", {parts.re, parts.im}});
+    return partsOf("MIXRFFT (" + std::to_string(n) + ", " + direction + ", x, y, FULL, PARTS, re:double, im:double)",
+                   {{"x", parts.re}, {"y", parts.im}});
 }
 
 // Element k of the forward transform of one block, from its definition.

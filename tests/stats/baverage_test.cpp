@@ -1,7 +1,7 @@
 // BAVERAGE against a plain definition at the edges of its strategies.
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -44,7 +44,7 @@ std::vector<Element> plainMeans(const std::vector<Element>& source, std::size_t 
 
 template <class Element>
 std::vector<Element> meansOf(const std::vector<Element>& source, std::size_t blocksize, std::int32_t reps) {
-    return resultOf<Element>("BAVERAGE", source, {constant(static_cast<std::int32_t>(blocksize)), constant(reps)});
+    return resultOf<Element>("BAVERAGE " + list("in", static_cast<std::int32_t>(blocksize), reps, "out"), source);
 }
 
 template <class Element>
@@ -72,11 +72,13 @@ TEST(BaverageEdges, ManyInt16BlocksWrapOrRoundWhereFewerTruncate) {
 }
 
 TEST(BaverageParameters, AListThatIsNotItsOwnPasses) {
-    expectSetUps(
-        "BAVERAGE",
-        "ready: i16 2 2 i16; ready: f64 2 1 f64; 6 at 2: i16 0 0 f64; 6 at 2: i16 -1 2 i16; 6 at 3: i16 2 0 f64; "
-        "6 at 3: i16 2 -32768 i16; 3 at 4: i16 2 2 f64; refused at 4: i16 2 2; refused at 5: i16 2 2 i16 i16; "
-        "refused at 3: i16 2 2.0 i16");
+    expectReady({"BAVERAGE (int16, 2, 2, int16)", "BAVERAGE (double, 2, 1, double)"});
+    expectRefused({"BAVERAGE (int16, 0, 0, double)", "BAVERAGE (int16, -1, 2, int16)"}, 6, 2);
+    expectRefused({"BAVERAGE (int16, 2, 0, double)", "BAVERAGE (int16, 2, -32768, int16)"}, 6, 3);
+    expectRefused({"BAVERAGE (int16, 2, 2, double)"}, 3, 4);
+    expectRefused({"BAVERAGE (int16, 2, 2)"}, 0, 4);
+    expectRefused({"BAVERAGE (int16, 2, 2, int16, int16)"}, 0, 5);
+    expectRefused({"BAVERAGE (int16, 2, 2.0, int16)"}, 0, 3);
 }
 
 }  // namespace

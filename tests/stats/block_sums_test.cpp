@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -105,7 +105,7 @@ template <class Result, class Element>
 void expectPlain(const std::string& command) {
     const std::vector<Element> source = samplesFor<Element>();
     for (const std::int32_t bsize : {1, 2, 3, 10, 15, 100, 999, 1000, 1001, 2500, 6003, 6004}) {
-        const auto results = resultOf<Result>(command, source, {constant(bsize)});
+        const auto results = resultOf<Result>(command + " " + list("in", bsize, "out"), source);
         EXPECT_EQ(bitsOf(results), bitsOf(plainResults<Result>(command, source, bsize))) << command << " by " << bsize;
     }
 }
@@ -122,22 +122,30 @@ TYPED_TEST(BlockSums, AResultDiffersFromThePlainDefinition) {
 TEST(BlockSumsEdges, AnAverageOfMoreElementsThan32BitsSumIsAnother) {
     const Int16s source(140000, -32768);
     for (const std::int32_t bsize : {32000, 32001, 65537, 70000})
-        EXPECT_EQ(resultOf<std::int16_t>("AVERAGE", source, {constant(bsize)}),
+        EXPECT_EQ(resultOf<std::int16_t>("AVERAGE " + list("in", bsize, "out"), source),
                   Int16s(140000U / static_cast<std::size_t>(bsize), -32768));
 }
 
 TEST(BlockReducers, AListThatIsNoneOfTheirsPasses) {
     for (const std::string command : {"AVERAGE", "HIGH", "LOW", "RMS", "STDDEV", "VARIANCE"}) {
-        expectSetUps(command,
-                     "ready: i16 10 i16; ready: i16 100000l i16; refused at 3: i16 10; 6 at 2: i16 0 i16; "
-                     "6 at 2: i16 -1 i32; 6 at 2: i16 -2147483648l i16; 3 at 3: i32 10 i16; 3 at 3: f32 10 i32; "
-                     "refused at 2: i16 10.0 i16; refused at 4: i16 10 i16 f32; refused at 5: i16 10 i16 i16 i16");
+        expectReady({command + " (int16, 10, int16)", command + " (int16, 100000:int32, int16)"});
+        expectRefused({command + " (int16, 10)"}, 0, 3);
+        expectRefused({command + " (int16, 0, int16)", command + " (int16, -1, int32)",
+                       command + " (int16, -2147483648:int32, int16)"},
+                      6, 2);
+        expectRefused({command + " (int32, 10, int16)", command + " (float, 10, int32)"}, 3, 3);
+        expectRefused({command + " (int16, 10.0, int16)"}, 0, 2);
+        expectRefused({command + " (int16, 10, int16, float)"}, 0, 4);
+        expectRefused({command + " (int16, 10, int16, int16, int16)"}, 0, 5);
         const bool takesLoc = command == "HIGH" || command == "LOW";
-        const std::string extra = takesLoc ? "ready: " : "9 at 4: ";
-        expectSetUps(command, extra + "i16 10 i16 i32; " + extra + "f32 10 f32 i16");
-        expectSetUps(command, command == "VARIANCE" ? "ready: i16 10 i32; 9 at 4: i32 10 i16 i32"
-                                                    : "3 at 3: i16 10 i32; 3 at 3: i32 10 i16 i32");
+        const std::vector<std::string> withLoc{command + " (int16, 10, int16, int32)",
+                                               command + " (float, 10, float, int16)"};
+        if (command != "VARIANCE")
+            expectRefused({command + " (int16, 10, int32)", command + " (int32, 10, int16, int32)"}, 3, 3);
+        takesLoc ? expectReady(withLoc) : expectRefused(withLoc, 9, 4);
     }
+    expectReady({"VARIANCE (int16, 10, int32)"});
+    expectRefused({"VARIANCE (int32, 10, int16, int32)"}, 9, 4);
 }
 
 }  // namespace

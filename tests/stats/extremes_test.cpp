@@ -2,8 +2,8 @@
 
 #include <cmath>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -41,12 +41,10 @@ Extremes<Element, Position> plainExtremes(bool highest, const std::vector<Elemen
 
 template <class Element, class Position>
 Extremes<Element, Position> extremesOf(bool highest, const std::vector<Element>& source, std::size_t bsize) {
-    TestSession session;
-    const PipeId from = session.input("source", source), to = session.output("result", {}, elementTypeOf<Element>());
-    const PipeId loc = session.output("loc", {}, elementTypeOf<Position>());
-    session.task(highest ? "HIGH" : "LOW", from, constant(static_cast<std::int32_t>(bsize)), to, loc);
-    session.run();
-    return {bitsOf(session.collected<Element>(to)), session.collected<Position>(loc)};
+    const std::string arguments =
+        list("in", static_cast<std::int32_t>(bsize), typed<Element>("out"), typed<Position>("loc"));
+    const Call call((highest ? "HIGH " : "LOW ") + arguments, {{"in", source}});
+    return {bitsOf(call.taken<Element>()), call.taken<Position>("loc")};
 }
 
 // Random bits with stretches of start values between, then few values, zeros of both signs, NaNs, and slopes.
@@ -85,8 +83,8 @@ TYPED_TEST(ExtremesOf, AnExtremeOrItsPositionDiffersFromAPlainScan) {
         for (const std::size_t bsize : {1U, 2U, 3U, 31U, 64U, 65U, 129U, 250U, 999U, 1001U, 3500U}) {
             expectPlain<std::int16_t>(highest, source, bsize);
             expectPlain<std::int32_t>(highest, source, bsize);
-            const auto alone =
-                resultOf<TypeParam>(highest ? "HIGH" : "LOW", source, {constant(static_cast<std::int32_t>(bsize))});
+            const std::string arguments = list("in", static_cast<std::int32_t>(bsize), "out");
+            const auto alone = resultOf<TypeParam>((highest ? "HIGH " : "LOW ") + arguments, source);
             EXPECT_EQ(bitsOf(alone), (plainExtremes<TypeParam, std::int32_t>(highest, source, bsize)).values);
         }
     }

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <deque>
 
+#include "tests/support/call.h"
 #include "tests/support/covered.h"
-#include "tests/support/given.h"
 #include "tests/support/samples.h"
 
 namespace libzepl {
@@ -71,14 +71,15 @@ std::vector<Result> plainSums(const std::vector<Element>& source, Divisor diviso
     return results;
 }
 
-TaskArgument count(std::uint32_t value) { return constant(static_cast<std::int32_t>(value)); }
+std::int32_t count(std::uint32_t value) { return static_cast<std::int32_t>(value); }
 
 template <class Element>
 std::vector<Element> runningSums(const std::vector<Element>& source, Element divisor, Options options) {
-    std::vector<TaskArgument> before{count(options.decim), constant(divisor)}, behind;
-    if (options.window != 0) before.push_back(count(options.window));
-    if (options.reset != 0) behind.push_back(count(options.reset));
-    return resultOf<Element>("RSUM", source, before, behind);
+    std::string call = "RSUM (in, " + written(count(options.decim)) + ", " + written(divisor);
+    if (options.window != 0) call += ", " + written(count(options.window));
+    call += ", out";
+    if (options.reset != 0) call += ", " + written(count(options.reset));
+    return resultOf<Element>(call + ")", source);
 }
 
 template <class Element>
@@ -110,12 +111,12 @@ TYPED_TEST(RunningSums, AnRsumDiffersFromThePlainDefinition) {
 TYPED_TEST(RunningSums, AnIntegralDiffersFromThePlainDefinition) {
     const std::vector<TypeParam> source = samplesFor<TypeParam>();
     for (const std::uint32_t n : {1U, 3U, 256U, 257U, 1000U})
-        EXPECT_EQ(bitsOf(resultOf<TypeParam>("BINTEGRATE", source, {}, {count(n)})),
+        EXPECT_EQ(bitsOf(resultOf<TypeParam>("BINTEGRATE " + list("in", "out", count(n)), source)),
                   bitsOf(plainSums<TypeParam>(source, 1, {n, n})));
     for (const std::uint32_t n : {0U, 1U, 3U, 256U, 257U, 1000U})
-        EXPECT_EQ(bitsOf(resultOf<TypeParam>("INTEGRATE", source, {}, {count(n)})),
+        EXPECT_EQ(bitsOf(resultOf<TypeParam>("INTEGRATE " + list("in", "out", count(n)), source)),
                   bitsOf(plainSums<TypeParam>(source, 1, {1, n})));
-    EXPECT_EQ(bitsOf(resultOf<TypeParam>("INTEGRATE", source, {})), bitsOf(plainSums<TypeParam>(source, 1, {})));
+    EXPECT_EQ(bitsOf(resultOf<TypeParam>("INTEGRATE (in, out)", source)), bitsOf(plainSums<TypeParam>(source, 1, {})));
 }
 
 TYPED_TEST(RunningSums, AnAverageDiffersFromThePlainDefinition) {
@@ -125,23 +126,25 @@ TYPED_TEST(RunningSums, AnAverageDiffersFromThePlainDefinition) {
         const std::vector<TypeParam> rest(source.begin() + dropped, source.end());
         const auto expected =
             plainSums<TypeParam>(rest, static_cast<TypeParam>(window), {1, 0, static_cast<std::uint32_t>(window)});
-        for (const char* ignored : {"", "50"})
-            EXPECT_EQ(bitsOf(resultOf<TypeParam>("RAVERAGE", source, {constant(window)}, ignored)), bitsOf(expected))
+        for (const std::string ignored : {"", ", 50"})
+            EXPECT_EQ(bitsOf(resultOf<TypeParam>("RAVERAGE " + list("in", window, "out" + ignored), source)),
+                      bitsOf(expected))
                 << window;
     }
 }
 
 TEST(RunningSumsEdges, AnIntegralOfInt16AsInt32IsClampedOrWrapsElsewhere) {
     const Int16s least(70000, -32768);  // their sum passes 32 bits
-    EXPECT_EQ(resultOf<std::int32_t>("INTEGRATE", least, {}), plainSums<std::int32_t>(least, 1, {}));
-    EXPECT_EQ(resultOf<std::int32_t>("BINTEGRATE", least, {}, {count(2)}), plainSums<std::int32_t>(least, 1, {2, 2}));
+    EXPECT_EQ(resultOf<std::int32_t>("INTEGRATE (in, out)", least), plainSums<std::int32_t>(least, 1, {}));
+    EXPECT_EQ(resultOf<std::int32_t>("BINTEGRATE (in, out, 2:int32)", least),
+              plainSums<std::int32_t>(least, 1, {2, 2}));
 }
 
 TEST(RunningSumsEdges, AnotherWidthOfTheDivisorIsRead) {
-    EXPECT_EQ(resultOf<std::int32_t>("RSUM", Int32s{10}, "1 -2"), Int32s{-5});
-    EXPECT_EQ(resultOf<std::int32_t>("RSUM", Int32s{7, 8}, "1 =3"), (Int32s{2, 5}));
+    EXPECT_EQ(resultOf<std::int32_t>("RSUM (in, 1, -2, out)", Int32s{10}), Int32s{-5});
+    EXPECT_EQ(resultOf<std::int32_t>("RSUM (in, 1, variable:int16 = 3, out)", Int32s{7, 8}), (Int32s{2, 5}));
     // 40000 is -25536 in 16 bits.
-    EXPECT_EQ(resultOf<std::int16_t>("RAVERAGE", Int16s(50000, 32767), "40000l"),
+    EXPECT_EQ(resultOf<std::int16_t>("RAVERAGE (in, 40000:int32, out)", Int16s(50000, 32767)),
               plainSums<std::int16_t>(Int16s(50000 - 19999, 32767), -25536, {1, 0, 40000}));
 }
 
@@ -162,44 +165,54 @@ TEST(RunningSumsEdges, AFloatIsNotHeldAtItsLimitsOrADoubleIs) {
 }
 
 TEST(RunningSumsFaults, ADivisionByZeroGivesAResultOrFaultsBeforeAnOutput) {
-    const auto stateOf = [](const char* command, const auto& source, const std::string& before) {
-        std::string state;
-        using Element = typename std::decay_t<decltype(source)>::value_type;
-        EXPECT_TRUE(resultOf<Element>(command, source, before, {}, {}, &state).empty());
-        return state;
+    const auto stateOf = [](const std::string& call, const Input& in) {
+        const Call made(call, {in});
+        EXPECT_EQ(made.report.pipes[1].written, 0U) << call;
+        return made.state;
     };
-    for (const auto& [decimAndDivisor, state] : {std::pair("3000 0", "fault code 3221225620"), {"3001 0", "waiting"}}) {
-        EXPECT_EQ(stateOf("RSUM", Int16s(3000), decimAndDivisor), state);
-        EXPECT_EQ(stateOf("RSUM", Int32s(3000), decimAndDivisor), state);
+    for (const auto& [arguments, state] :
+         {std::pair("(in, 3000, 0, ", "fault code 3221225620"), {"(in, 3001, 0, ", "waiting"}}) {
+        EXPECT_EQ(stateOf(std::string("RSUM ") + arguments + "out:int16)", {"in", Int16s(3000)}), state);
+        EXPECT_EQ(stateOf(std::string("RSUM ") + arguments + "out:int32)", {"in", Int32s(3000)}), state);
     }
-    EXPECT_EQ(stateOf("RAVERAGE", Int16s(40000), "65536l"), "fault code 3221225620");
+    EXPECT_EQ(stateOf("RAVERAGE (in, 65536:int32, out:int16)", {"in", Int16s(40000)}), "fault code 3221225620");
 }
 
 TEST(RunningSumsFaults, AQuotientPast32BitsKeepsItsTransferOrLosesAnEarlierOne) {
-    std::string state;
     // The sum is -2^31 at the last element of the 256th transfer of 256.
     const FeedPolicy whole{.kind = FeedPolicy::Kind::whole};
-    const auto results = resultOf<std::int16_t>("RSUM", Int16s(70000, -32768), "1 -1", {}, {.feed = whole}, &state);
-    EXPECT_EQ(state, "fault code 3221225621");
-    EXPECT_EQ(results, Int16s(65536 - 256, 32767));
+    const Call call("RSUM (in, 1, -1, out:int16)", {{"in", Int16s(70000, -32768)}}, {.feed = whole});
+    EXPECT_EQ(call.state, "fault code 3221225621");
+    EXPECT_EQ(call.taken<std::int16_t>(), Int16s(65536 - 256, 32767));
 }
 
 TEST(RunningSumsParameters, AnotherListIsTaken) {
-    for (const char* command : {"BINTEGRATE", "INTEGRATE"})
-        expectSetUps(command,
-                     "ready: i16 i16 1; ready: i16 i32 100000l; 3 at 2: i32 i16 -1; 3 at 2: i16 f32 1; "
-                     "6 at 3: i16 i16 -1; refused at 3: f32 f32 1.0; refused at 4: i16 i16 1 1");
-    expectSetUps("BINTEGRATE", "6 at 3: i16 i16 0; refused at 3: i16 i16; refused at 3: i16 i16 event");
-    expectSetUps("INTEGRATE", "ready: i16 i16 0; ready: i16 i16; 10 at 3: i16 i16 event; 3 at 2: i16 f32 event");
-    expectSetUps("RAVERAGE",
-                 "ready: i16 1 i16; ready: i16 1 i16 -1; 3 at 3: i16 0 i32; 6 at 2: i16 0 i16; "
-                 "6 at 2: f32 -1 f32 1; refused at 4: i16 1 i16 i16");
-    expectSetUps("RSUM",
-                 "ready: i16 1 1 i16; ready: i32 1 1 1 i32; ready: f32 1 1.0f f32 1; 10 at 5: i16 0 100000l i16 event; "
-                 "10 at 5: i16 1 1 i16 i16; 6 at 2: i16 0 100000l f32; 3 at 3: i16 1 100000l f32; "
-                 "3 at 3: f32 1 1.0 1; 10 at 4: i16 1 1 1; 3 at 4: i16 1 1 f32; 3 at 4: i16 1 1 f32 -1; "
-                 "3 at 5: i16 1 1 -1 f32; 6 at 4: i16 1 1 -2147483648l i16; 3 at 5: i16 1 1 0 f32; "
-                 "3 at 5: i16 1 1 1 1; 6 at 5: i16 1 1 i16 -1; refused at 4: i16 1 1");
+    for (const std::string command : {"BINTEGRATE", "INTEGRATE"}) {
+        expectReady({command + " (int16, int16, 1)", command + " (int16, int32, 100000:int32)"});
+        expectRefused({command + " (int32, int16, -1)", command + " (int16, float, 1)"}, 3, 2);
+        expectRefused({command + " (int16, int16, -1)"}, 6, 3);
+        expectRefused({command + " (float, float, 1.0)"}, 0, 3);
+        expectRefused({command + " (int16, int16, 1, 1)"}, 0, 4);
+    }
+    expectRefused({"BINTEGRATE (int16, int16, 0)"}, 6, 3);
+    expectRefused({"BINTEGRATE (int16, int16)", "BINTEGRATE (int16, int16, trigger)"}, 0, 3);
+    expectReady({"INTEGRATE (int16, int16, 0)", "INTEGRATE (int16, int16)"});
+    expectRefused({"INTEGRATE (int16, int16, trigger)"}, 10, 3);
+    expectRefused({"INTEGRATE (int16, float, trigger)"}, 3, 2);
+    expectReady({"RAVERAGE (int16, 1, int16)", "RAVERAGE (int16, 1, int16, -1)"});
+    expectRefused({"RAVERAGE (int16, 0, int32)"}, 3, 3);
+    expectRefused({"RAVERAGE (int16, 0, int16)", "RAVERAGE (float, -1, float, 1)"}, 6, 2);
+    expectRefused({"RAVERAGE (int16, 1, int16, int16)"}, 0, 4);
+    expectReady({"RSUM (int16, 1, 1, int16)", "RSUM (int32, 1, 1, 1, int32)", "RSUM (float, 1, 1.0:float, float, 1)"});
+    expectRefused({"RSUM (int16, 0, 100000:int32, int16, trigger)", "RSUM (int16, 1, 1, int16, int16)"}, 10, 5);
+    expectRefused({"RSUM (int16, 0, 100000:int32, float)"}, 6, 2);
+    expectRefused({"RSUM (int16, 1, 100000:int32, float)", "RSUM (float, 1, 1.0, 1)"}, 3, 3);
+    expectRefused({"RSUM (int16, 1, 1, 1)"}, 10, 4);
+    expectRefused({"RSUM (int16, 1, 1, float)", "RSUM (int16, 1, 1, float, -1)"}, 3, 4);
+    expectRefused({"RSUM (int16, 1, 1, -1, float)", "RSUM (int16, 1, 1, 0, float)", "RSUM (int16, 1, 1, 1, 1)"}, 3, 5);
+    expectRefused({"RSUM (int16, 1, 1, -2147483648:int32, int16)"}, 6, 4);
+    expectRefused({"RSUM (int16, 1, 1, int16, -1)"}, 6, 5);
+    expectRefused({"RSUM (int16, 1, 1)"}, 0, 4);
 }
 
 }  // namespace

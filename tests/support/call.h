@@ -1,46 +1,99 @@
-// A task as one line of text, with parameters of all kinds.
+// Calls of commands, written as the procedure language writes a command's line:
+//
+//     OFFSET (in, 5:int32, out:int16)
+//
+// with a declaration where an argument first occurs: `out:int16` is a new pipe, `trigger beat` a trigger,
+// `variable gain:int32 = 7` a variable (0 where it says nothing), `[1, -2]:float` a vector. A name can be left out:
+// `int16`, `trigger`, `variable:int32`. `in` is what the session has under that name. Numbers, texts and words are the
+// language's own; a number takes the type that it takes where no signature asks for another: `5` int16 or, where that
+// does not hold it, int32; `0.5` double; `5:float` what it says.
 #pragma once
 
-#include <sstream>
-
+#include "runtime/procedure.h"
 #include "tests/support/session_support.h"
 
 namespace libzepl {
 
-// Adds the task of a call such as "TAND $ $ 25": its arguments are the ones given (where a `$` stands), int16 constants,
-// constants of other types (`5l` int32, `5f` float, `5d` double), texts without blanks (`"a`), words of the host's
-// (`@1`), and new triggers (t), pipes (s l f d) and variables (v int16, w int32).
-inline void addCall(TestSession& session, const std::string& call, const std::vector<TaskArgument>& given = {}) {
-    std::istringstream words(call);
-    TaskSettings task;
-    words >> task.command;
-    const std::int64_t zero = 0;
-    auto next = given.begin();
-    for (std::string word; words >> word;) {
-        const std::string name = "p" + std::to_string(task.arguments.size());
-        const auto letter = std::string("slfd").find(word.back());
-        const ElementType type = letter < 4 ? allElementTypes[letter] : ElementType::int16;
-        const bool isNumber = word[0] == '-' || (word[0] >= '0' && word[0] <= '9');
-        const double value = isNumber ? std::stod(word) : 0;
-        task.arguments.push_back(word == "$"      ? *next++
-                                 : word == "t"    ? session.use(session.addTrigger(name))
-                                 : word == "v"    ? session.use(session.addVariable(name, ElementType::int16, &zero))
-                                 : word == "w"    ? session.use(session.addVariable(name, ElementType::int32, &zero))
-                                 : word[0] == '@' ? hostWord(std::stoi(word.substr(1)))
-                                 : word[0] == '"' ? textConstant(word.substr(1))
-                                 : !isNumber      ? session.use(session.pipe(name, {}, type))
-                                 : type == ElementType::int16   ? int16Constant(static_cast<std::int16_t>(value))
-                                 : type == ElementType::int32   ? int32Constant(static_cast<std::int32_t>(value))
-                                 : type == ElementType::float32 ? floatConstant(static_cast<float>(value))
-                                                                : doubleConstant(value));
-    }
-    session.addTask(std::move(task));
+// The declarations and the command of a call. A call that cannot be read throws what the language says of it.
+Procedure parseCall(const std::string& call);
+
+// Adds what the call declares, and its task. Returns the names of the pipes that it names.
+std::vector<std::string> addCall(TestSession& session, const std::string& call, int line = 0);
+
+// A number of a C++ type, and arguments in a row, in a call's words: list("in", std::int32_t{5}) is "(in, 5:int32)".
+std::string written(const std::string& argument);
+std::string written(std::int16_t number);
+std::string written(std::int32_t number);
+std::string written(float number);
+std::string written(double number);
+template <class... Arguments>
+std::string list(const Arguments&... arguments) {
+    std::string text;
+    ((text += (text.empty() ? "(" : ", ") + written(arguments)), ...);
+    return text + ")";
+}
+// ", word, word": so many more arguments.
+std::string more(std::size_t times, const std::string& argument);
+
+// "out:int16" of the test's type.
+template <class Element>
+std::string typed(const std::string& name) {
+    return name + ":" + std::string(nameOf(elementTypeOf<Element>()));
 }
 
-inline std::string repeated(const std::string& word, std::size_t times) {
-    std::string words;
-    for (std::size_t i = 0; i < times; ++i) words += " " + word;
-    return words;
+// What a pipe gives, or what a vector holds where the name says so: Input("[taps]", ...).
+struct Input {
+    template <class Element>
+    Input(std::string itsName, const std::vector<Element>& elements)
+        : name(std::move(itsName)), type(elementTypeOf<Element>()), bytes(bytesOf(elements)) {}
+    std::string name;
+    ElementType type;
+    std::vector<std::byte> bytes;
+};
+
+// A call that is run to its end on its inputs, in a session of its own. The pipes that it names are collected.
+class Call : public TestSession {
+ public:
+    explicit Call(const std::string& call, const std::vector<Input>& inputs = {}, SessionOptions options = {},
+                  std::optional<std::uint64_t> limit = {});
+
+    template <class Element>
+    std::vector<Element> taken(const std::string& name = "out") const {
+        return collected<Element>(pipeNamed(name));
+    }
+
+    Report report;
+    std::string state;  // of its task, as statesOf gives it
+
+ private:
+    std::vector<Input> inputs_;
+};
+
+// What the call writes to `out`, which it need not declare, where `in` gives the source. It must not fail.
+template <class Element, class Source>
+std::vector<Element> resultOf(const std::string& call, const std::vector<Source>& source, SessionOptions options = {}) {
+    TestSession session(std::move(options));
+    session.input("in", source);
+    const PipeId out = session.output("out", {}, elementTypeOf<Element>());
+    addCall(session, call);
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::ok) << statesOf(report)[0] << " is " << call;
+    return session.collected<Element>(out);
 }
+
+// The first `n` elements that the call writes to `out`, which it need not declare.
+template <class Element>
+std::vector<Element> generated(const std::string& call, std::size_t n, SessionOptions options = {}) {
+    TestSession session(std::move(options));
+    const PipeId out = session.output("out", n, elementTypeOf<Element>());
+    addCall(session, call);
+    const Report report = session.run();
+    EXPECT_EQ(report.status, Report::Status::ok) << statesOf(report)[0] << " is " << call;
+    return session.collected<Element>(out);
+}
+
+// Each call sets itself up, or ends in its set-up with the error at the position; code 0 is what the masks refuse.
+void expectReady(const std::vector<std::string>& calls);
+void expectRefused(const std::vector<std::string>& calls, int code, int position);
 
 }  // namespace libzepl

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,16 +34,27 @@ inline std::vector<std::int32_t> countUp(std::size_t count, std::int32_t first =
     return values;
 }
 
+// A session that knows what was added by its name, so that a call can name it.
 class TestSession : public Session {
  public:
     explicit TestSession(SessionOptions options = {}) : Session(testLibrary(), std::move(options)) {}
 
-    PipeId pipe(std::string name, std::optional<std::uint64_t> capacity = {}, ElementType type = ElementType::int32) {
-        return addPipe({.name = std::move(name), .type = type, .capacity = capacity});
+    PipeId pipe(const std::string& name, std::optional<std::uint64_t> capacity = {},
+                ElementType type = ElementType::int32) {
+        return named(name, addPipe({.name = name, .type = type, .capacity = capacity}));
     }
-    PipeId loop(std::string name, const std::vector<std::int32_t>& starts) {
-        return addPipe({.name = std::move(name), .type = ElementType::int32, .starts = bytesOf(starts)});
+    PipeId loop(const std::string& name, const std::vector<std::int32_t>& starts) {
+        return named(name, addPipe({.name = name, .type = ElementType::int32, .starts = bytesOf(starts)}));
     }
+    TriggerId addTrigger(const std::string& name) { return named(name, Session::addTrigger(name)); }
+    VariableId addVariable(const std::string& name, ElementType type, const void* value) {
+        return named(name, Session::addVariable(name, type, value));
+    }
+    VectorId addVector(const std::string& name, ElementType type, std::vector<std::byte> elements) {
+        return named(name, Session::addVector(name, type, std::move(elements)));
+    }
+    void define(const std::string& name, TaskArgument argument) { defined_[name] = std::move(argument); }
+    const std::map<std::string, TaskArgument>& defined() const { return defined_; }
     template <class Element>
     PipeId input(std::string name, std::vector<Element> elements, std::optional<std::uint64_t> capacity = {}) {
         const PipeId id = pipe(std::move(name), capacity, elementTypeOf<Element>());
@@ -66,12 +78,18 @@ class TestSession : public Session {
     }
 
  private:
+    template <class Id>
+    Id named(const std::string& name, Id id) {
+        define(name, use(id));
+        return id;
+    }
     static TaskArgument argument(const TaskArgument& given) { return given; }
     template <class Id>
     TaskArgument argument(const Id& id) const {
         return use(id);
     }
 
+    std::map<std::string, TaskArgument> defined_;
     int line_ = 0;
 };
 
