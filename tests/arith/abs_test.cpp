@@ -27,12 +27,12 @@ template <class Element>
 class Abs : public testing::Test {};
 TYPED_TEST_SUITE(Abs, Elements);
 
-TYPED_TEST(Abs, ASampleDiffersFromThePlainDefinition) {
+TYPED_TEST(Abs, EveryBitPatternLosesItsSign) {
     expectEach<TypeParam>("ABS (in, out)", edgeSamples<TypeParam>(), absolute<TypeParam>);
 }
 
 // Among them the greatest count that comes at once, for all commands of one source.
-TEST(AbsBlocks, TheHostIsCalledInAnotherOrder) {
+TEST(AbsBlocks, TheHostIsCalledInOrder) {
     Lines calls = sceneOf("abs '" TEST_MODULE_FILE "'");
     calls.erase(calls.begin(), std::find(calls.begin(), calls.end(), "param_process 9: 2 to 2, masks a0c0 a0c0"));
     Lines expected{"param_process 9: 2 to 2, masks a0c0 a0c0",

@@ -55,12 +55,12 @@ void expectMagnitudes() {
     }
 }
 
-TEST(Cmag, AMagnitudeIsNotTheIntegerPartOfTheRoot) {
+TEST(Cmag, AMagnitudeIsTheIntegerPartOfTheRoot) {
     expectMagnitudes<std::int16_t>();
     expectMagnitudes<std::int32_t>();
 }
 
-TEST(Cmag, AMagnitudeOfRealsIsRoundedOtherwise) {
+TEST(Cmag, AMagnitudeOfRealsIsRoundedOnce) {
     const auto [re, im] = pairSamples<float>();
     const auto magnitudes = ofPairs("CMAG", re, im);
     for (std::size_t i = 0; i < re.size(); ++i)
@@ -70,13 +70,13 @@ TEST(Cmag, AMagnitudeOfRealsIsRoundedOtherwise) {
               std::vector({INFINITY * 1.0, std::sqrt(0.3 * 0.3 + 0.4 * 0.4)}));
 }
 
-TEST(CmagPairs, FewerImaginaryPartsThanRealOnesAreNotWaitedFor) {
+TEST(CmagPairs, WaitsForAsManyImaginaryPartsAsRealOnes) {
     for (const std::size_t imaginary : {2U, 6U})
         EXPECT_EQ(ofPairs<std::int16_t>("CMAG", {1, 2, 3, 4, 5}, std::vector<std::int16_t>(imaginary)).size(),
                   imaginary < 5 ? 0u : 5u);
 }
 
-TEST(Cangle, AnAngleIsFarFromTheArctangent) {
+TEST(Cangle, AnAngleIsNearTheArctangent) {
     const auto [re, im] = pairSamples<std::int32_t>();
     const auto have = ofPairs("CANGLE", re, im);
     ASSERT_EQ(have.size(), re.size());
@@ -86,7 +86,7 @@ TEST(Cangle, AnAngleIsFarFromTheArctangent) {
     }
 }
 
-TEST(Cangle, AnAngleAtAnEdgeDiffersFromWhatIsPromised) {
+TEST(Cangle, AnglesAtTheEdgesAreExact) {
     constexpr std::int32_t low = least<std::int32_t>, half = most<std::int32_t>, quarter = half / 2, t = 28465421;
     // 2^31 is taken as it is, so it is greater than the greatest value.
     const struct {
@@ -115,7 +115,7 @@ TEST(Cangle, AnAngleAtAnEdgeDiffersFromWhatIsPromised) {
               (std::vector<std::int16_t>{0, 32767, 16383, -16384, 8192, 0}));
 }
 
-TEST(Cangle, AnAngleOfRealsIsNotInRadians) {
+TEST(Cangle, AnglesOfRealsAreInRadians) {
     const auto [re, im] = pairSamples<float>();
     const auto have = ofPairs("CANGLE", re, im);
     for (std::size_t i = 0; i < re.size(); ++i)
@@ -127,7 +127,7 @@ template <class Element>
 class Polar : public testing::Test {};
 TYPED_TEST_SUITE(Polar, Elements);
 
-TYPED_TEST(Polar, APairDiffersFromItsMagnitudeAndAngle) {
+TYPED_TEST(Polar, GivesTheMagnitudeAndTheAngle) {
     const auto [re, im] = pairSamples<TypeParam>();
     const Call both("POLAR (re, im, " + typed<TypeParam>("out") + ", " + typed<TypeParam>("angle") + ")",
                     {{"re", re}, {"im", im}}, {.feed = atOnce});

@@ -23,7 +23,7 @@ void expectPoints(const std::vector<std::int32_t>& head, const std::vector<std::
     }
 }
 
-TEST(DecibelTables, APointIsNotWhereItBelongs) {
+TEST(DecibelTables, PointsLieOnTheLogarithm) {
     expectPoints<zcmds::shortLevels>({32768, 36111, 39797, 43858, 48333, 53266, 58701, 64692},
                                      {727922669, 802205412, 884068528, 974285576, 1073709056},
                                      [](double level) { return 32768 * std::pow(10, level / 2e6); });
@@ -51,7 +51,7 @@ void expectLevels(const std::vector<Element>& source, Element reference, Element
     }
 }
 
-TEST(Decibel, ALevelIsFarFromTheLogarithm) {
+TEST(Decibel, LevelsAreNearTheLogarithm) {
     for (const std::int16_t reference : std::initializer_list<std::int16_t>{1, 7, 1000, 32767})
         for (const std::int16_t scale : std::initializer_list<std::int16_t>{1, 10, -100})
             expectLevels<std::int16_t>(edgeSamples<std::int16_t>(), reference, scale, 0.011);
@@ -61,7 +61,7 @@ TEST(Decibel, ALevelIsFarFromTheLogarithm) {
         for (const std::int32_t scale : {1, 1000, -10}) expectLevels<std::int32_t>(source, reference, scale, 0.025);
 }
 
-TEST(DecibelEdges, TheyDifferFromWhatIsPromised) {
+TEST(DecibelEdges, LevelsAtTheEdgesAreExact) {
     using Short = std::vector<std::int16_t>;
     const Short source{1000, 10000, 100, 0, -1000, -32768, 32767};
     EXPECT_EQ(levels<std::int16_t>(source, 1000, 1), Short({0, 19, -19, -99, 0, 30, 30}));
@@ -76,7 +76,7 @@ TEST(DecibelEdges, TheyDifferFromWhatIsPromised) {
     EXPECT_EQ(levels<std::int32_t>({most<std::int32_t>}, 1, 100000), Long({1483930}));  // 18663800000 wraps
 }
 
-TEST(DecibelReals, AStepIsNotRoundedToTheType) {
+TEST(DecibelReals, EachStepIsRoundedToTheType) {
     const auto inDouble = [](double x) { return 20.0 * zepl::log10(std::max(std::abs(x), 0x1p-126) / 0.3) * 1.7; };
     std::vector<double> doubles = randomSamples<double>(3000, 4);
     doubles.insert(doubles.end(), {0.0, -0.0, 1e-300, INFINITY});
@@ -90,13 +90,13 @@ TEST(DecibelReals, AStepIsNotRoundedToTheType) {
     });
 }
 
-TEST(DecibelVariable, AChangeWaitsOrReachesSamplesBeforeIt) {
+TEST(DecibelVariable, AChangedVariableActsFromTheNextSample) {
     using Out = std::vector<std::int32_t>;
     EXPECT_EQ(withVariable("DECIBEL (in, v, 1:int32, out)", {2, 2}, "pass set,20 pass"), Out({0, -19}));
     EXPECT_EQ(withVariable("DECIBEL (in, 1:int32, v, out)", {0, 0}, "pass set,3 pass"), Out({-1998, -2997}));
 }
 
-TEST(DecibelFaults, AZeroReferenceIsNoFaultOrOneOfSilence) {
+TEST(DecibelFaults, AZeroReferenceFaultsAtASampleThatIsNotSilent) {
     EXPECT_EQ(withVariable("DECIBEL (in, v, 1:int32, out)", {5, 0, 5}, "pass set,0 pass pass", "fault code 3221225620")
                   .size(),
               2u);

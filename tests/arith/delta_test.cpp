@@ -11,7 +11,7 @@ template <class Element>
 class Delta : public testing::Test {};
 TYPED_TEST_SUITE(Delta, Elements);
 
-TYPED_TEST(Delta, ADifferenceIsNotThatOfTheInputsThemselves) {
+TYPED_TEST(Delta, DifferencesAreThoseOfTheInputsThemselves) {
     std::vector<TypeParam> source = edgeSamples<TypeParam>();
     source.insert(source.begin(), 7);
     const std::vector<TypeParam> have = resultOf<TypeParam>("DELTA (in, out)", source);

@@ -11,7 +11,7 @@ template <class Element>
 class Offset : public testing::Test {};
 TYPED_TEST_SUITE(Offset, Elements);
 
-TYPED_TEST(Offset, ASampleDiffersFromThePlainSum) {
+TYPED_TEST(Offset, SumsSaturate) {
     for (const TypeParam offset : {TypeParam{0}, TypeParam{1}, TypeParam{-1}, TypeParam{12345}, least<TypeParam>,
                                    most<TypeParam>, std::numeric_limits<TypeParam>::lowest()}) {
         if constexpr (std::is_integral_v<TypeParam>)
@@ -25,7 +25,7 @@ TYPED_TEST(Offset, ASampleDiffersFromThePlainSum) {
     }
 }
 
-TEST(OffsetVariable, AChangeWaitsOrReachesSamplesBeforeIt) {
+TEST(OffsetVariable, AChangedVariableActsFromTheNextSample) {
     EXPECT_EQ(withVariable("OFFSET (in, v, out)", {1, 2, 1, 1}, "pass pass set,100 pass set,-5 pass"),
               (std::vector<std::int32_t>{3, 4, 101, -4}));
 }

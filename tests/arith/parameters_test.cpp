@@ -5,7 +5,7 @@
 namespace libzepl {
 namespace {
 
-TEST(ArithParameters, AListIsTakenOrRefusedOtherwise) {
+TEST(ArithParameters, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"ABS (float, float)", "OFFSET (int32, 1, int32)", "SCALE (int32, 1, 1:int32, 1, int32)",
                  "BOUND (int32, 1, 1:int32, int32)", "RANGE (int32, inside, 1, 1:int32, int32)",
                  "DECIBEL (int32, 1, 1:int32, int32)", "CMAG (float, float, float)",

@@ -21,7 +21,7 @@ template <class Element>
 class Range : public testing::Test {};
 TYPED_TEST_SUITE(Range, Elements);
 
-TYPED_TEST(Range, ASampleIsKeptOrDroppedWrongly) {
+TYPED_TEST(Range, KeepsTheSamplesOfItsRegion) {
     const std::pair<TypeParam, TypeParam> limits[] = {{TypeParam{-9}, TypeParam{10000}},
                                                       {TypeParam{0}, TypeParam{0}},
                                                       {TypeParam{10}, TypeParam{-10}},

@@ -30,7 +30,7 @@ void expectScaled(Element offset, Element mul, Element div) {
                         [&](Element x) { return scaled(x, offset, mul, div); });
 }
 
-TEST(Scale, AQuotientDiffersFromTheProcessors) {
+TEST(Scale, QuotientsOf32BitsAreTheProcessorsOwn) {
     using Word = std::int16_t;
     for (const Word div : std::initializer_list<Word>{1, -1, 2, -2, 3, 7, -10, 641, 4095, 32767, -32767, -32768}) {
         expectScaled<Word>(0, 1, div);
@@ -40,14 +40,14 @@ TEST(Scale, AQuotientDiffersFromTheProcessors) {
     }
 }
 
-TEST(Scale, AQuotientOf64BitsDiffersFromTheProcessors) {
+TEST(Scale, QuotientsOf64BitsAreTheProcessorsOwn) {
     using Word = std::int32_t;
     for (const Word div : {1, -1, 2, -3, 7, 65536, 1000003, -16777217, most<Word>, least<Word>})
         for (const Word mul : {0, 1, -1, 300, div, 19999999, most<Word>, least<Word>})
             for (const Word offset : {0, -123456789, least<Word>}) expectScaled(offset, mul, div);
 }
 
-TEST(Scale, AQuotientJustBelowAWholeOneIsRoundedUp) {
+TEST(Scale, AQuotientJustBelowAWholeOneIsRoundedDown) {
     // Products of a divisor, and their neighbours, near every magnitude.
     constexpr std::int32_t div = 46337, greatest = most<std::int32_t>;
     std::vector<std::int32_t> source, large;
@@ -65,7 +65,7 @@ class ScaleReals : public testing::Test {};
 using Reals = testing::Types<float, double>;
 TYPED_TEST_SUITE(ScaleReals, Reals);
 
-TYPED_TEST(ScaleReals, AStepIsNotRoundedToTheType) {
+TYPED_TEST(ScaleReals, EachStepIsRoundedToTheType) {
     const auto offset = TypeParam(0.1), mul = TypeParam(0.3);
     for (const TypeParam div : {TypeParam(7), TypeParam(0)})
         expectEach<TypeParam>("SCALE " + list("in", offset, mul, div, "out"), randomSamples<TypeParam>(5000, 5),
@@ -75,7 +75,7 @@ TYPED_TEST(ScaleReals, AStepIsNotRoundedToTheType) {
                               });
 }
 
-TEST(ScaleVariable, AChangeWaitsOrReachesSamplesBeforeIt) {
+TEST(ScaleVariable, AChangedVariableActsFromTheNextSample) {
     using Out = std::vector<std::int32_t>;
     const char* const script = "pass set,3 pass";
     EXPECT_EQ(withVariable("SCALE (in, v, 1:int32, 1:int32, out)", {12, 12}, script), Out({14, 15}));
@@ -83,13 +83,13 @@ TEST(ScaleVariable, AChangeWaitsOrReachesSamplesBeforeIt) {
     EXPECT_EQ(withVariable("SCALE (in, 0:int32, 1:int32, v, out)", {12, 12}, script), Out({6, 4}));
 }
 
-TEST(ScaleFaults, AZeroDivisorIsNoFaultOrLosesWhatWasSent) {
+TEST(ScaleFaults, AZeroDivisorFaultsAfterWhatWasSent) {
     EXPECT_EQ(
         withVariable("SCALE (in, 0:int32, 1:int32, v, out)", {12, 12}, "pass set,0 pass", "fault code 3221225620"),
         std::vector<std::int32_t>{6});
 }
 
-TEST(ScaleFaults, AnInt16FaultIsNoneOrEndsOthers) {
+TEST(ScaleFaults, AnInt16FaultEndsItsTaskAlone) {
     std::vector<std::int16_t> source(1500, 5);
     source[1400] = -32768;  // by -32768 the product is 2^31, which wraps; by -1 its quotient is one too many
     for (const auto& [div, state, sent] :

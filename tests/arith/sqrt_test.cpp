@@ -19,12 +19,12 @@ void expectWholeRoots() {
     }
 }
 
-TEST(Sqrt, AWholeRootIsNotTheIntegerPart) {
+TEST(Sqrt, RootsOfIntegersAreTheirIntegerPart) {
     expectWholeRoots<std::int16_t>();
     expectWholeRoots<std::int32_t>();
 }
 
-TEST(Sqrt, ARootIsNotTheNearestOne) {
+TEST(Sqrt, RootsOfRealsAreTheNearest) {
     const float nan = std::bit_cast<float>(0x7fc12345u);
     std::vector<float> floats{-0.0F, 0.0F, -1.0F, -INFINITY, INFINITY, -1e-45F, 1e-45F, nan};
     for (std::uint32_t bits = 0; bits < 0x7f800000; bits += 30011) floats.push_back(std::bit_cast<float>(bits));

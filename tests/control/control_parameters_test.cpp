@@ -20,7 +20,7 @@ void expectOutcomes(const std::vector<Case>& cases) {
     }
 }
 
-TEST(ControlParameters, PidTellsAnotherCodeOrPosition) {
+TEST(ControlParameters, PidReportsTheFirstMistake) {
     const std::string inconsistent = "*** ERROR - PID output range limits are inconsistent";
     const auto gain = [](const std::string& name, const std::string& value) {
         return Lines{"error code 5 at 3", "*** WARNING - PID " + name + " gain " + value + " is out of range"};
@@ -40,7 +40,7 @@ TEST(ControlParameters, PidTellsAnotherCodeOrPosition) {
                     {"PID (int16, int16, gains, 1:float, int32)", {"error code 3 at 5"}}});
 }
 
-TEST(ControlParameters, AFormOfPid1IsTakenForAnother) {
+TEST(ControlParameters, EachFormOfPid1IsToldApart) {
     const std::string latch = "*** Warning: PID1 output latch feature is not supported.";
     const std::string rate = "*** Warning: PID1 rate limiter feature is not supported";
     const std::string reversed = "*** Error: PID1 output range limits reversed";
@@ -62,7 +62,7 @@ TEST(ControlParameters, AFormOfPid1IsTakenForAnother) {
          {"PID1 (int16, variable:int16, 1, 1, 1, int32)", {"refused at 6"}}});
 }
 
-TEST(ControlParameters, AnotherCodeOrPositionIsTold) {
+TEST(ControlParameters, ListsAreRefusedAtTheFirstMistake) {
     expectOutcomes({{"PIDLATCH (int32, int16, int16, int16, int16, int16)", {"error code 3 at 2"}},
                     {"PIDLATCH (int16, int32, int16, int16, int16, int16)", {"error code 3 at 2"}},
                     {"PIDLATCH (int16, int16, int32, int16, int16, int16)", {"error code 3 at 3"}},

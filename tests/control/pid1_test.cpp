@@ -46,7 +46,7 @@ Samples driveOf(const Loop& loop, const Samples& measured) {
     return made.taken<std::int16_t>("drive");
 }
 
-TEST(Pid1, ASampleDiffersFromTheLaw) {
+TEST(Pid1, SamplesFollowTheLaw) {
     const Samples noise = randomBits<std::int16_t>(500, 3);
     Samples slow;
     for (int n = 0; n < 500; ++n) slow.push_back(static_cast<std::int16_t>(900 - n * 3 + n * 7919 % 13));
@@ -68,7 +68,7 @@ TEST(Pid1, SumsAreFormedInDouble) {
         EXPECT_EQ(driveOf(loop, noise), lawOf(loop, noise)) << loop.p;
 }
 
-TEST(Pid1, AnOutputIsNotCutTowardZeroOrAnErrorAtALimitIsSummed) {
+TEST(Pid1, OutputsAreCutTowardZeroAndAnErrorAtALimitIsNotSummed) {
     EXPECT_EQ(driveOf({29, 10, 0, 0}, {0, 58}), Samples({2, -2}));
     // 10 is on the limit, so it is not summed; 9 is.
     EXPECT_EQ(driveOf({10, 0, 10000, 0, {-10, 10}}, {0, 1, 10}), Samples({10, 9, 9}));
@@ -91,7 +91,7 @@ Samples driveWhile(std::int32_t position, std::int16_t first) {
     return session.collected<std::int16_t>(drive);
 }
 
-TEST(Pid1, AVariableIsNotReadAtEverySample) {
+TEST(Pid1, VariablesAreReadAtEverySample) {
     EXPECT_EQ(driveWhile(0, 50), Samples({50, -1, -2, -4}));
     EXPECT_EQ(driveWhile(1, 200), Samples({40, 0, 0, 0}));  // 17 and 14 hundredths
     EXPECT_EQ(driveWhile(2, 10000), Samples({40, 19, 17, 14}));

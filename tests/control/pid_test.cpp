@@ -54,7 +54,7 @@ std::vector<Element> driveOf(const std::vector<Element>& setpoints, const std::v
 
 TYPED_TEST_SUITE(Controller, Elements);
 
-TYPED_TEST(Controller, ASampleOfPidDiffersFromTheLaw) {
+TYPED_TEST(Controller, SamplesOfPidFollowTheLaw) {
     std::vector<TypeParam> setpoints(300, TypeParam{1000}), measured;
     std::fill(setpoints.begin() + 150, setpoints.end(), TypeParam{-700});
     for (int n = 0; n < 400; ++n) measured.push_back(static_cast<TypeParam>(n * 4 % 1700 - 300 + n * 7919 % 23));
@@ -86,7 +86,7 @@ TYPED_TEST(Controller, ASampleOfPidDiffersFromTheLaw) {
     }
 }
 
-TEST(Pid, AnOutputAtTheEdgeOfItsTypeIsAnother) {
+TEST(Pid, OutputsSaturateAtTheLimitsOfTheirType) {
     const std::vector<GainSet> gains{{1000, 0, 0, 1}}, one{{1, 0, 0, 1}};
     using Int16 = std::vector<std::int16_t>;
     using Int32 = std::vector<std::int32_t>;

@@ -26,7 +26,7 @@ Flow<Element> latched(Flow<Element> flow, const std::vector<Mode>& modes) {
 
 TYPED_TEST_SUITE(Controller, Elements);
 
-TYPED_TEST(Controller, PidlatchIsNoPairOfWiresOrDiffersFromItsFilters) {
+TYPED_TEST(Controller, PidlatchIsAPairOfWiresOrItsFilters) {
     const auto a = randomBits<TypeParam>(500, 1), b = randomBits<TypeParam>(500, 2);
     const auto wires = latched<TypeParam, std::int16_t>({{}, a, b}, {});
     EXPECT_EQ(bitsOf(wires.drive), bitsOf(a));
@@ -65,7 +65,7 @@ std::string passesAfter(Mode word) {
     return passes;
 }
 
-TEST(Pidlatch, AModeIsReadInAnotherWay) {
+TEST(Pidlatch, EachModeWordLatchesReleasesOrKeeps) {
     const std::int32_t least = -2147483647 - 1;
     const std::vector<std::pair<std::int32_t, std::string>> words = {{0, "rr"},
                                                                      {1, "LL"},
@@ -86,7 +86,7 @@ TEST(Pidlatch, AModeIsReadInAnotherWay) {
         EXPECT_EQ(passesAfter(static_cast<std::int16_t>(word)), passes) << word;
 }
 
-TEST(Pidlatch, AValueIsWrittenAfterOneThatItDoesNotHangOnIsRead) {
+TEST(Pidlatch, AValueIsWrittenBeforeOneThatItDoesNotDependOnIsRead) {
     const auto shut = latched<double, std::int16_t>({{}, {}, {1, 2}}, {});
     EXPECT_EQ(shut.fbset, std::vector<double>({1}));
     EXPECT_EQ(shut.drive, std::vector<double>());

@@ -12,7 +12,7 @@ std::vector<Element> ramped(const std::vector<Element>& levels, int period, cons
     return resultOf<Element>("PIDRAMP (in, out, " + std::to_string(period) + ", \"" + shape + "\")", levels, atOnce());
 }
 
-TEST(Pidramp, AStraightRampHasOtherValues) {
+TEST(Pidramp, AStraightRampHasEqualSteps) {
     using Int16 = std::vector<std::int16_t>;
     EXPECT_EQ(ramped<float>({100}, 4), (std::vector<float>{25, 50, 75, 100}));
     EXPECT_EQ(ramped<std::int16_t>({10, -10}, 4), Int16({2, 5, 7, 10, 5, 0, -5, -10}));
@@ -21,7 +21,7 @@ TEST(Pidramp, AStraightRampHasOtherValues) {
     EXPECT_EQ(ramped<double>({4096}, 5000).size(), 4096U);
 }
 
-TEST(Pidramp, AStepThatItsTypeDoesNotHoldGoesTheRightWay) {
+TEST(Pidramp, AStepThatItsTypeDoesNotHoldWraps) {
     // -60000 is 5536 in 16 bits, so the values lie beyond the level, and wrap.
     EXPECT_EQ(ramped<std::int16_t>({-30000, 30000}, 4),
               (std::vector<std::int16_t>{-7500, -15000, -22500, -30000, -31384, -32768, 31384, 30000}));
@@ -31,7 +31,7 @@ TEST(Pidramp, AStepThatItsTypeDoesNotHoldGoesTheRightWay) {
     EXPECT_EQ(ramped<float>({16777216, -1}, 4)[4], 12582911.0F);
 }
 
-TEST(Pidramp, ACurveIsBentOtherwise) {
+TEST(Pidramp, CurvesAreTheirFormulas) {
     for (const int n : {1, 2, 5, 64, 4095, 4096}) {
         const auto decay = ramped<double>({1}, n, "EXPONENTIAL"), s = ramped<double>({1}, n, "HYPERBOLIC");
         for (int k = 1; k < n; ++k) {
@@ -60,7 +60,7 @@ TEST(Pidramp, AVariablePeriodChangesARampThatRuns) {
     EXPECT_EQ(session.collected<std::int32_t>(ramp), (std::vector<std::int32_t>{1, 2, 3, 4, 2, 0}));
 }
 
-TEST(Pidramp, APeriodFromAPipeIsMissedOrForgotten) {
+TEST(Pidramp, APeriodFromAPipeLastsUntilTheNext) {
     using Int16 = std::vector<std::int16_t>;
     for (const auto& [periods, ramp] :
          std::vector<std::pair<Int16, Int16>>{{{}, {}}, {{2}, {4, 8, 4, 0, 4, 8}}, {{1, 4, -3}, {8, 6, 4, 2, 0, 8}}}) {
@@ -71,7 +71,7 @@ TEST(Pidramp, APeriodFromAPipeIsMissedOrForgotten) {
     }
 }
 
-TEST(Pidramp, ItPollsForItsFirstLevelBeforeItLooksForAPeriod) {
+TEST(Pidramp, PollsForItsFirstLevelBeforeItWaitsForAPeriod) {
     for (const std::size_t periods : {0U, 3U}) {
         const Call call("PIDRAMP (level, int16, period, \"LINEAR\")",
                         {{"level", std::vector<std::int16_t>{}}, {"period", std::vector<std::int16_t>(periods, 5)}});

@@ -24,7 +24,7 @@ std::vector<Element> scrammed(const std::vector<Element>& values, Element target
     return session.collected<Element>(out);
 }
 
-TEST(Pidscram, AValuePassesBehindTheAlarmOrTheRampHasOtherValues) {
+TEST(Pidscram, TheRampFollowsTheAlarm) {
     using Int16 = std::vector<std::int16_t>;
     EXPECT_EQ(scrammed<float>({100, 1, 2}, 0, 4, 0, 9), (std::vector<float>{75, 50, 25, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(scrammed<std::int16_t>({3, 4, 10, 9}, 0, 4, 2, 8), Int16({3, 4, 7, 5, 2, 0, 0, 0}));
@@ -33,7 +33,7 @@ TEST(Pidscram, AValuePassesBehindTheAlarmOrTheRampHasOtherValues) {
         EXPECT_EQ(scrammed<double>({5, 6, 7}, -2, none, 1, 4), (std::vector<double>{5, -2, -2, -2})) << none;
 }
 
-TEST(Pidscram, AStepThatItsTypeDoesNotHoldIsCorrected) {
+TEST(Pidscram, AStepThatItsTypeDoesNotHoldWraps) {
     // 60000 is -5536 in 16 bits, and the sum wraps as well.
     EXPECT_EQ(scrammed<std::int16_t>({30000}, -30000, 4, 0, 5),
               (std::vector<std::int16_t>{31384, -32768, -31384, -30000, -30000}));
@@ -43,7 +43,7 @@ TEST(Pidscram, AStepThatItsTypeDoesNotHoldIsCorrected) {
     EXPECT_EQ(scrammed<float>({9054}, 98.6F, 3, 0, 1)[0], 6068.867F);
 }
 
-TEST(Pidscram, ACurveIsThatOfPidramp) {
+TEST(Pidscram, CurvesHaveTheirOwnConstants) {
     for (const int n : {1, 2, 5, 64, 300, 5000}) {
         const auto length = static_cast<std::uint64_t>(n) + 130;
         const auto decay = scrammed<double>({1, 9}, 0, n, 0, length, "EXPONENTIAL");
@@ -58,7 +58,7 @@ TEST(Pidscram, ACurveIsThatOfPidramp) {
     }
 }
 
-TEST(Pidscram, ValuesChangeBeforeTheAlarm) {
+TEST(Pidscram, ValuesPassUnchangedBeforeTheAlarm) {
     const auto noise = randomBits<float>(300, 5);
     auto passed = scrammed<float>(noise, 7, 0, 298, 300);
     ASSERT_EQ(passed[298], 7);

@@ -12,7 +12,7 @@ const Covers coversCount("CTCOUNT"), coversRate("CTRATE"), coversPulses("PULSECO
 using Readings = std::vector<std::int16_t>;
 
 // The counter as it was before it lost its upper bits: steps of any size up to 65535 and their sum.
-TEST(Counters, AStepOrTheTotalIsLostAtAWrap) {
+TEST(Counters, StepsAndTotalsContinueOverTheWrap) {
     const Readings readings = randomBits<std::int16_t>(150000, 3);
     std::vector<std::int32_t> steps, totals;
     std::int64_t total = 0;
@@ -39,7 +39,7 @@ std::uint32_t pulses(const Readings& samples, std::int16_t mask, ElementType typ
     return session.valueOf<std::uint32_t>(accum);
 }
 
-TEST(Counters, APulseIsCountedTwiceOrLost) {
+TEST(Counters, EachRisingEdgeIsCountedOnce) {
     Readings samples = randomBits<std::int16_t>(2000, 5);
     samples[0] = -1;
     for (const std::int16_t mask : Readings{0, 3, 15, 16, 31}) {
@@ -50,7 +50,7 @@ TEST(Counters, APulseIsCountedTwiceOrLost) {
     }
 }
 
-TEST(Counters, PulsesDoNotWrapAt65536) {
+TEST(Counters, PulsesWrapAt65536) {
     Readings samples;
     for (int i = 0; i < 65538; ++i) samples.insert(samples.end(), {0, 1});
     EXPECT_EQ(pulses(samples, 0, ElementType::int32), 2U);
@@ -58,7 +58,7 @@ TEST(Counters, PulsesDoNotWrapAt65536) {
     EXPECT_EQ(pulses(samples, 0, ElementType::int16), 40000U);  // 32 bits are written in any case
 }
 
-TEST(Counters, AnotherBitNumberIsAccepted) {
+TEST(Counters, BitNumbersAreThoseOf32Bits) {
     expectRefused({"PULSECOUNT (int16, -1, variable:int16)", "PULSECOUNT (int16, 32, variable:int16)",
                    "PULSECOUNT (int16, -32768, variable:int16)", "PULSECOUNT (int16, 32767, variable:int16)"},
                   5, 2);

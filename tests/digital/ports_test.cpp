@@ -43,7 +43,7 @@ Words plainlyExpanded(const Words& samples, const Words& ports, Encoding encodin
     return Words(words.begin(), words.end());
 }
 
-TEST(DExpand, AWordDiffersFromThePlainDefinition) {
+TEST(DExpand, WordsAreThePlainDefinition) {
     const Words samples = edgeSamples<std::int16_t>();
     for (const auto& [mode, board, encoding] : {std::tuple("", 0U, Encoding::four),
                                                 {", 0", 0U, Encoding::four},
@@ -59,7 +59,7 @@ TEST(DExpand, AWordDiffersFromThePlainDefinition) {
     }
 }
 
-TEST(DExpand, AnotherModeOrPortIsAccepted) {
+TEST(DExpand, ModesAndPortsAreRefusedAtTheFirstMistake) {
     expectRefused({"DEXPAND (int16, [64]:int16, int16, \"SERIES\")", "DEXPAND (int16, [64]:int16, int16, 2)",
                    "DEXPAND (int16, [64]:int16, int16, -1)"},
                   6, 4);
@@ -83,7 +83,7 @@ Words plainlyCompressed(const Words& samples, const Words& thresholds) {
     return records;
 }
 
-TEST(Compress, ARecordIsMissingOrHoldsOtherValues) {
+TEST(Compress, RecordsAreThePlainDefinition) {
     std::mt19937 random(10);
     Words samples, many;
     for (int value = 0; samples.size() < 70001; value += static_cast<int>(random() % 5) - 2)
@@ -104,7 +104,7 @@ TEST(Compress, ARecordIsMissingOrHoldsOtherValues) {
                 << given;
 }
 
-TEST(Compress, AnotherListIsAccepted) {
+TEST(Compress, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"COMPRESS (int16, 16" + more(16, "1") + ", int16)", "COMPRESS (int16, 1024, 1, int16)",
                  "COMPRESS (int16, 2, 1, 1, int16)"});
     expectRefused({"COMPRESS (int16, 17" + more(16, "1") + ", 1, int16)"}, 0, 19);

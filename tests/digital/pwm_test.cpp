@@ -50,7 +50,7 @@ Words plainlyModulated(const std::vector<double>& duties, int minwidth, int bits
     return words;
 }
 
-TEST(Pwm, AWordDiffersFromThePlainDefinition) {
+TEST(Pwm, WordsAreThePlainDefinition) {
     const Words words = randomSamples<std::int16_t>(20000, 3);
     std::vector<double> duties;
     std::vector<float> given;
@@ -72,7 +72,7 @@ TEST(Pwm, AWordDiffersFromThePlainDefinition) {
     }
 }
 
-TEST(Pwm, AMistakeIsToldAtAnotherPositionOrPasses) {
+TEST(Pwm, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"PWM (float, 1, 0, int16)"}, 0, 5);
     expectRefused({"PWM (int32, 1, 0, int16, int16)"}, 0, 1);
     expectRefused({"PWM (float, 0, 16, int16, int16)", "PWM (float, -1, 0, int16, int16)"}, 6, 2);

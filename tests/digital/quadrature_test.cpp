@@ -36,7 +36,7 @@ Positions plainlyDecoded(const Samples& samples, int bitpair) {
     return positions;
 }
 
-TEST(Quadrature, ALegalMoveOrALostStepCountsOtherwise) {
+TEST(Quadrature, LegalMovesCountAndLostStepsDoNot) {
     Samples noise = randomBits<std::int16_t>(3000, 6);
     noise[0] = -1;
     for (const std::int16_t bitpair : Samples{0, 2, 14}) {
@@ -46,7 +46,7 @@ TEST(Quadrature, ALegalMoveOrALostStepCountsOtherwise) {
     }
 }
 
-TEST(Quadrature, DecimationStartsAnewWithABlock) {
+TEST(Quadrature, DecimationContinuesOverBlocks) {
     const Samples noise = randomBits<std::int16_t>(140000, 7);
     const Positions all = plainlyDecoded(noise, 2);
     for (const std::uint32_t decim : {1U, 3U, 256U, 257U, 65535U, 65536U}) {
@@ -57,14 +57,14 @@ TEST(Quadrature, DecimationStartsAnewWithABlock) {
     }
 }
 
-TEST(Quadrature, AnotherBitPairIsAccepted) {
+TEST(Quadrature, BitPairsAreEvenAndAtMost14) {
     // Above 14 is told before odd.
     expectRefused({"QDECODE (int16, 15, int32)", "QDECODE (int16, 16, int32)", "QDECODE (int16, -2, int32)"}, 5, 2);
     expectRefused({"QDECODE (int16, 13, int32)", "QDECODE (int16, 1, int32)"}, 6, 2);
     expectRefused({"QDECODE (int16, 0, variable:int32, 1)"}, 10, 3);
 }
 
-TEST(Quadrature, TheFirstReadingIsTakenOtherwise) {
+TEST(Quadrature, TheFirstReadingIsRelativeUnlessItIsAbsolute) {
     const Positions fromZero{0, 1, -1}, fromHundred{100, 101, 99}, absolute{105, 106, 104};
     for (const auto& [options, expected] : {std::pair("", fromZero),
                                             {"100, ", fromHundred},
@@ -77,7 +77,7 @@ TEST(Quadrature, TheFirstReadingIsTakenOtherwise) {
             << options;
 }
 
-TEST(Quadrature, APositionIsLostAtAWrapOrInAnotherWayOfTransfer) {
+TEST(Quadrature, PositionsContinueOverTheWrapInBothWaysOfTransfer) {
     const Samples readings = randomBits<std::int16_t>(3000, 8);
     Positions expected;
     std::int32_t position = 2147483000;
@@ -95,7 +95,7 @@ TEST(Quadrature, APositionIsLostAtAWrapOrInAnotherWayOfTransfer) {
     }
 }
 
-TEST(Quadrature, AnotherListOfACounterIsAccepted) {
+TEST(Quadrature, CounterListsAreRefusedAtTheFirstMistake) {
     expectReady({"QDCOUNT (int16, int32)", "QDCOUNT (int16, 5, \"REL\", int16)"});
     expectRefused({"QDCOUNT (int16, 5)", "QDCOUNT (int16, \"ABS\")"}, 8, 3);
     expectRefused({"QDCOUNT (int16, \"abs\", int32)"}, 7, 2);

@@ -28,7 +28,7 @@ class Alarm : public testing::Test {};
 TYPED_TEST_SUITE(Alarm, Elements);
 
 // Sample by sample the output follows the region, with both limits inside it.
-TYPED_TEST(Alarm, TheOutputFollowsAnotherRegion) {
+TYPED_TEST(Alarm, TheOutputFollowsTheRegion) {
     using Limits = std::numeric_limits<TypeParam>;
     std::vector<TypeParam> samples{0, 5, 6, 7, 8, Limits::max(), Limits::lowest(), 6, 9};
     const auto of = [&](const char* test) {
@@ -45,7 +45,7 @@ TYPED_TEST(Alarm, TheOutputFollowsAnotherRegion) {
     }
 }
 
-TEST(AlarmBlocks, AnotherSampleThanTheLastOfABlockEndsTheAlarm) {
+TEST(AlarmBlocks, TheLastSampleOfABlockEndsTheAlarm) {
     std::vector<std::int16_t> samples(3000, 0);
     const auto of = [&](std::uint64_t piece) { return changes("inside, 1, 1, 0", samples, piece, 0); };
     std::fill_n(samples.begin() + 1000, 1000, std::int16_t{1});
@@ -60,7 +60,7 @@ TEST(AlarmBlocks, AnotherSampleThanTheLastOfABlockEndsTheAlarm) {
     EXPECT_EQ(of(1000), Lines({"0:0", "1000:1", "1000:0", "1000:1", "1000:0", "1000:1", "1000:0"}));
 }
 
-TEST(AlarmReset, TheAlarmLastsAnotherTimeOrReadsWhatComesMeanwhile) {
+TEST(AlarmReset, TheAlarmLastsItsTimeAndDropsWhatComesMeanwhile) {
     std::vector<std::int32_t> samples(1000, 0);
     samples[9] = samples[30] = samples[500] = samples[501] = 7;
     const auto of = [&](const std::string& reset) {
@@ -80,7 +80,7 @@ TEST(AlarmReset, TheAlarmLastsAnotherTimeOrReadsWhatComesMeanwhile) {
     EXPECT_EQ(changes("outside, 0:int32, 0:int32, 15, 45", samples, 300, 15), Lines({"0:0", "300:1", "345:0"}));
 }
 
-TEST(AlarmPort, AnotherBitIsSet) {
+TEST(AlarmPort, TheBitIsThatOfThePort) {
     for (const auto& [words, bit] : {std::pair{"1, inside, 1, 1, 3", 19U},
                                      {"4097, inside, 1, 1, 15", 31U},
                                      {"inside, 1, 1, -1", 65535U},

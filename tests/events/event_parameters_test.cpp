@@ -5,7 +5,7 @@
 namespace libzepl {
 namespace {
 
-TEST(EventParameters, AnotherCodeOrPositionIsTold) {
+TEST(EventParameters, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"TAND (trigger)", "TAND (trigger, -5)"}, 0, 2);
     expectReady({"TAND (trigger, trigger, 0)", "TAND (trigger" + more(64, "trigger") + ", 5)"});
     expectRefused({"TAND (trigger, trigger, trigger, -1)"}, 6, 4);

@@ -74,7 +74,7 @@ Samples slowNoise(std::size_t n, std::uint64_t seed) {
     return samples;
 }
 
-TEST(Toggle, AnAssertionIsMissedOrStandsElsewhere) {
+TEST(Toggle, AssertionsAreThoseOfAPlainWalk) {
     const Samples noise = randomBits<std::int16_t>(3000, 1), slow = slowNoise(3000, 2), other = slowNoise(3000, 3);
     for (const bool two : {false, true})
         for (const auto& [on, off] : {std::pair<Region, Region>{{1, -3000, 3000}, {0, -500, 500}},
@@ -90,7 +90,7 @@ TEST(Toggle, AnAssertionIsMissedOrStandsElsewhere) {
         }
 }
 
-TEST(Toggle, AMatchAtSomeDistanceFromTheLastIsPassedOver) {
+TEST(Toggle, AMatchIsFoundAtEveryDistanceFromTheLast) {
     Samples samples;  // the sign changes after 1, 2, 3, ... samples
     for (std::size_t run = 1; run < 300; ++run)
         samples.insert(samples.end(), run, static_cast<std::int16_t>(run % 2 == 0 ? 32767 : -32768));
@@ -98,7 +98,7 @@ TEST(Toggle, AMatchAtSomeDistanceFromTheLastIsPassedOver) {
     expectPlain({{1, -32768, 32766}, {1, -32767, 32767}, true}, samples, samples);
 }
 
-TEST(Toggle, SkippedSamplesAreTestedOrTakenFromTheOffStream) {
+TEST(Toggle, SkipsItsFirstSamplesOnTheOnStreamOnly) {
     const Samples on = slowNoise(10000, 4);
     for (const std::uint32_t skip : {1U, 4095U, 4096U, 4097U, 9000U})
         for (const bool two : {false, true})
@@ -107,7 +107,7 @@ TEST(Toggle, SkippedSamplesAreTestedOrTakenFromTheOffStream) {
 
 // With two streams the samples up to a match are counted in 16 bits. A count that so becomes negative moves the other
 // stream back, to samples that stand before it in memory: here to those that end the on block.
-TEST(Toggle, AMatchPast32767SamplesOfABlockIsCountedOtherwise) {
+TEST(Toggle, AMatchPast32767SamplesOfABlockIsCountedIn16Bits) {
     Samples on(40000, 0);
     on.back() = 100;
     Setting s{{0, 100, 100}, {0, 100, 100}, false, 0, 40000};
@@ -117,7 +117,7 @@ TEST(Toggle, AMatchPast32767SamplesOfABlockIsCountedOtherwise) {
 }
 
 // TOGGLE waits inside its block when 4096 assertions are unread; the script then stops it by a limit.
-TEST(Toggle, ALimitChangedWhileItWaitsIsNotSeenAtOnce) {
+TEST(Toggle, ALimitChangedWhileItWaitsActsAtOnce) {
     TestSession session({.feed = whole, .block = 8192});
     const std::int16_t top = 9;
     session.input("source", Samples(8192, 5));
@@ -131,7 +131,7 @@ TEST(Toggle, ALimitChangedWhileItWaitsIsNotSeenAtOnce) {
     EXPECT_EQ(report.triggers.at(0).status, 8191U);
 }
 
-TEST(Toggle, ATriggerThatItCannotDrivePasses) {
+TEST(Toggle, ATriggerThatItCannotDriveIsRefused) {
     const struct {
         std::uint32_t mode, property;
         const char *one, *two;

@@ -49,7 +49,7 @@ Passed windowsOf(const Samples& source, std::uint32_t most) {
     return all;
 }
 
-TEST(Toggwt, TheStreamOrASingleRecordDiffersFromItsWindow) {
+TEST(Toggwt, StreamsAndSingleRecordsAreTheirWindows) {
     const Samples source = randomBits<std::int16_t>(1000, 1);
     const auto arriving = [&](const char* format) {
         return sameForEveryArrival(16, [&](FeedPolicy feed) { return passed(format, -16, source, windows, feed); });
@@ -59,7 +59,7 @@ TEST(Toggwt, TheStreamOrASingleRecordDiffersFromItsWindow) {
 }
 
 // The windows 0 to 4 and 6 to 8 at blocks of 4; the last position is the status.
-TEST(Toggwt, AFormIsTakenForAnotherOrSendsOtherHeaders) {
+TEST(Toggwt, EachFormSendsItsHeaders) {
     const Samples source{10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
     const Samples stream{10, 11, 12, 13, 14, 16, 17, 18}, single{4, 0, 10, 11, 12, 13, 3, 0, 16, 17, 18},
         spanned{4, 1, 10, 11, 12, 13, 1, 0, 14, 3, 0, 16, 17, 18},
@@ -85,7 +85,7 @@ TEST(Toggwt, AFormIsTakenForAnotherOrSendsOtherHeaders) {
               (std::vector<std::int32_t>{0x10004, 1, 3}));
 }
 
-TEST(Toggwt, AnOpenWindowPassesMoreOrLessThanTheStatusCovers) {
+TEST(Toggwt, AnOpenWindowPassesWhatTheStatusCovers) {
     const Samples source{10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
     EXPECT_EQ(passed("FORMAT=STREAM", 4, source, {1, 4}).samples, (Samples{11, 12, 13, 14}));
     EXPECT_EQ(passed("FORMAT=BLOCKS SPANNED", 4, source, {1, 4}).samples, (Samples{2, 1, 11, 12}));
@@ -95,7 +95,7 @@ TEST(Toggwt, AnOpenWindowPassesMoreOrLessThanTheStatusCovers) {
     EXPECT_EQ(passed("FORMAT=BLOCKS SINGLE", 4, source, {1, 5}).samples, (Samples{4, 0, 11, 12, 13, 14}));
 }
 
-TEST(Toggwt, ThePositionsDontWrap) {
+TEST(Toggwt, PositionsWrap) {
     const Samples source{10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
     const Positions positions{0xFFFFFFFD, 2, 7, 8, 8};
     EXPECT_EQ(passed("FORMAT=STREAM", 4, source, positions).samples, (Samples{10, 11, 12, 13, 14, 17}));
@@ -105,7 +105,7 @@ TEST(Toggwt, ThePositionsDontWrap) {
               (Passed{{10, 11, 12, 13, 14, 17}, {0x10004, -3, 1, 1, 1, 7}}));
 }
 
-TEST(ToggwtErrors, ATextThatIsNotUnderstoodPasses) {
+TEST(ToggwtErrors, ATextThatIsNotUnderstoodIsRefused) {
     const std::string late = std::string(51, ' ') + "FORMAT=STREAM";
     for (const char* text : {late.c_str(), "", " ", "FORMAT", "FORMAT=", "FORMAT STREAM", "FORMAT=STREAM ",
                              "FORMAT=STREAM x", "FORMAT=BLOCKS", "FORMAT=BLOCKS ", "FORMAT=BLOCKS STAMPED ",

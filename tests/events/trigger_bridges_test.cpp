@@ -10,7 +10,7 @@ const Covers frequency("FREQUENCY"), tstamp("TSTAMP"), trigsend("TRIGSEND"), tri
 
 using Words = std::vector<std::int32_t>;
 
-TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
+TEST(Frequency, CountsTheEventsOfEachWindow) {
     const auto countWindows = [](const Counts& events, std::int64_t end, std::int64_t blocksize) {
         Words counts(static_cast<std::size_t>((end + 1) / blocksize), 0);
         for (const std::int64_t event : events)
@@ -33,12 +33,12 @@ TEST(Frequency, AnotherThanACountOfEachWindowIsWritten) {
         expectCounted(moved, wrapCount + 1000000000, blocksize);
 }
 
-TEST(Frequency, ACountIsNarrowedOtherwise) {
+TEST(Frequency, ACountKeepsItsLowBits) {
     EXPECT_EQ(writtenBy<std::int16_t>("FREQUENCY (s1, 10, out)", rowsOf(Counts(40000, 5), 9)),
               std::vector<std::int16_t>{static_cast<std::int16_t>(40000 - 65536)});
 }
 
-TEST(TStamp, APositionIsLostOrNarrowedOtherwise) {
+TEST(TStamp, EveryPositionIsWrittenInItsLowBits) {
     const Counts events = aroundTheWrap(randomEvents(4, 1500, 2));
     const Words stamps = sameForEveryArrival(64, [&](FeedPolicy feed) {
         return writtenBy<std::int32_t>("TSTAMP (s1, out)", rowsOf(events, wrapCount + 2000), feed);
@@ -48,7 +48,7 @@ TEST(TStamp, APositionIsLostOrNarrowedOtherwise) {
               std::vector<std::int16_t>({7, static_cast<std::int16_t>(40000 - 65536), 1}));
 }
 
-TEST(TrigSend, AnotherWordIsSent) {
+TEST(TrigSend, WordsCountFromTheLastEvent) {
     const auto status = [](std::uint32_t distance) { return static_cast<std::int32_t>(0x80000000u + distance); };
     const struct {
         const char* call;
@@ -72,7 +72,7 @@ TEST(TrigSend, AnotherWordIsSent) {
         EXPECT_EQ(writtenBy<std::int32_t>(c.call, rowsOf(c.events, c.end)), c.words) << c.call << " until " << c.end;
 }
 
-TEST(TrigSend, TheStreamIsNotTheSameOnEveryPipeOrIsReadBackAsAnotherTrigger) {
+TEST(TrigSend, EveryPipeCarriesTheSameTrigger) {
     const Counts events = aroundTheWrap(randomEvents(6, 1500, 5));
     sameForEveryArrival(16, [&](FeedPolicy feed) {
         TestSession session({.feed = feed});
@@ -95,7 +95,7 @@ TEST(TrigSend, TheStreamIsNotTheSameOnEveryPipeOrIsReadBackAsAnotherTrigger) {
     });
 }
 
-TEST(TrigRecv, AWordIsReadOtherwise) {
+TEST(TrigRecv, AWordIsAnEventOrAStatus) {
     TestSession session;
     session.input("words", Words{5, static_cast<std::int32_t>(0x80000003), 0, 0x7FFFFFFF, 0x7FFFFFF0});
     const TriggerId result = session.addTrigger("result");
@@ -121,7 +121,7 @@ struct Requests {
     }
 };
 
-TEST(PcAssert, ARequestByAVariableIsLostOrServedTwice) {
+TEST(PcAssert, ARequestByAVariableIsServedOnce) {
     Requests before, once, upper;
     EXPECT_EQ(before.run(before.session.use(before.flag(ElementType::int32, 0x70005))), (Outcome{{}, 99 + 1}));
     const VariableId narrow = once.flag(ElementType::int16, -1), wide = upper.flag(ElementType::int32, 0);
@@ -135,7 +135,7 @@ TEST(PcAssert, ARequestByAVariableIsLostOrServedTwice) {
     EXPECT_EQ(upper.session.valueOf<std::int64_t>(wide), 0x10000);
 }
 
-TEST(PcAssert, ARequestByAPipeIsLostOrServedTwice) {
+TEST(PcAssert, ARequestByAPipeIsServedOnce) {
     Requests requests;
     const PipeId asked = requests.session.input("asked", std::vector<std::int16_t>{0, 3, 0});
     EXPECT_EQ(requests.run(requests.session.use(asked)), (Outcome{{10, 20, 30}, 100}));
@@ -149,7 +149,7 @@ std::uint32_t countedFrames(std::map<std::uint32_t, std::uint32_t> info, std::ui
     return session.run().triggers[0].status;
 }
 
-TEST(PcAssert, FramesAreCountedOtherwise) {
+TEST(PcAssert, FramesAreCountedByTheClock) {
     EXPECT_EQ(countedFrames({}, 0, "PCASSERT (variable:int16, trigger)"), 1000U);
     EXPECT_EQ(countedFrames({}, 0, "PCASSERT (variable:int32, trigger, 3)"), 333U);
     EXPECT_EQ(countedFrames({}, 5000, "PCASSERT (variable:int16, trigger)"), 1005U);

@@ -49,7 +49,7 @@ Counts rotation(const std::vector<Counts>& sources) {
     return found;
 }
 
-TEST(TriggerLogic, AnotherThanASearchOfTheListsFinds) {
+TEST(TriggerLogic, FindsWhatASearchOfTheListsFinds) {
     for (std::uint64_t seed = 1; seed <= 6; ++seed) {
         const auto sources = randomSources(seed, 1 + seed % 4, seed % 2 == 0 ? 4 : 30);
         const std::string all = " (" + sourceList(sources.size()) + ", out";
@@ -61,7 +61,7 @@ TEST(TriggerLogic, AnotherThanASearchOfTheListsFinds) {
     }
 }
 
-TEST(TriggerLogic, TheGreatestNumberOfSourcesIsNotServed) {
+TEST(TriggerLogic, ServesTheGreatestNumberOfSources) {
     std::vector<Counts> sources(64, Counts{7, 9, 30});
     expectFound("TOR (" + sourceList(64) + ", out)", sources, unionOf);
     expectFound("TAND (" + sourceList(64) + ", out)", sources,
@@ -72,7 +72,7 @@ TEST(TriggerLogic, TheGreatestNumberOfSourcesIsNotServed) {
 }
 
 // How far the status comes where the sources stand at different positions: as far as nothing more can be asserted.
-TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
+TEST(TriggerLogic, TheStatusGoesAsFarAsNothingMoreCanBeAsserted) {
     constexpr std::uint32_t top = 0xFFFFFFFF;
     const struct {
         const char* call;
@@ -118,7 +118,7 @@ TEST(TriggerLogic, TiesAndTolerancesOrTheStatusAreWrong) {
 }
 
 // A host may take a status that does not move on for an error.
-TEST(TriggerLogic, ACoincidenceSendsNoStatusThatStandsStillOrGoesBack) {
+TEST(TriggerLogic, ACoincidenceSendsNoStatusThatDoesNotAdvance) {
     Lines sent = sceneOf("coincidences '" TEST_MODULE_FILE "'");
     std::erase_if(sent, [](const std::string& line) {
         return !line.starts_with("trigger_put") && !line.starts_with("trigger_set_status");

@@ -7,7 +7,7 @@ namespace {
 
 const Covers nth("NTH"), tgen("TGEN"), trigscale("TRIGSCALE");
 
-TEST(Nth, AnotherThanEveryNthAssertionPasses) {
+TEST(Nth, EveryNthAssertionPasses) {
     const Counts events = randomEvents(5, 1500, 3);
     for (const int decim : {1, 2, 7, 1000, 100000}) {
         const auto everyNth = [&](const std::vector<Counts>& sources) {
@@ -25,7 +25,7 @@ TEST(Nth, AnotherThanEveryNthAssertionPasses) {
     }
 }
 
-TEST(TGen, AssertionsStandElsewhereThanAtTheEndsOfThePeriods) {
+TEST(TGen, AssertionsAreAtTheEndsOfThePeriods) {
     for (const auto& [period, expected] :
          {std::pair{"1", Positions{0, 1, 2, 3}},
           {"250", Positions{249, 499, 749, 999}},
@@ -60,7 +60,7 @@ Outcome scaled(const Counts& events, std::int64_t end, const Scaling& by) {
     return {positions, static_cast<std::uint32_t>((done / by.div - 1) * by.mul)};
 }
 
-TEST(TrigScale, AnotherThanThePlainFormulaMaps) {
+TEST(TrigScale, PositionsAreMappedByThePlainFormula) {
     const Counts events = randomEvents(8, 1500, 4), moved = aroundTheWrap(events);
     for (const Scaling& by : {Scaling{0, 1, 1}, {-10, 1, 1}, {40000, 1, 1}, {0, 3, 2}, {7, 32767, 1}, {-701, 5, 2}})
         EXPECT_EQ(sameForEveryArrival(
@@ -78,14 +78,14 @@ TEST(TrigScale, AnotherThanThePlainFormulaMaps) {
 
 // A status is mapped to the last sample that is wholly done, which can lie before the one of an assertion already sent; as
 // the last position sent it then lets an assertion through that maps to the same once more.
-TEST(TrigScale, TheLastPositionSentIsNotSharedWithTheStatus) {
+TEST(TrigScale, TheStatusCountsAsTheLastPositionSent) {
     const Rows beside{{true, 3}, {true, 4}, {false, 4}, {true, 5}, {false, 10}},
         behind{{true, 3}, {false, 4}, {true, 5}};
     EXPECT_EQ(outcomeOf("TRIGSCALE (s1, 0, 1, 3, out)", {beside}, {.piece = 1}), (Outcome{{1}, 2}));
     EXPECT_EQ(outcomeOf("TRIGSCALE (s1, 0, 1, 3, out)", {behind}, {.piece = 1}), (Outcome{{1, 1}, 1}));
 }
 
-TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
+TEST(TriggerShaping, AStatusTakesItsNumberOfTurns) {
     const Lines eachTurn{"5", "6", "7", "8", "9", "10"};
     for (const auto& [call, statuses] :
          {std::pair{"NTH (s1, 3, out)", eachTurn},
@@ -104,7 +104,7 @@ TEST(TriggerShaping, AStatusTakesAnotherNumberOfTurns) {
 }
 
 // What a command makes in its first turn of 200 events that wait on each of its sources.
-TEST(TriggerShaping, ATurnTakesAnotherNumberOfEvents) {
+TEST(TriggerShaping, ATurnTakesItsNumberOfEvents) {
     const struct {
         const char *call, *made, *look;
     } cases[] = {{"TOR (s1, s2, out)", "400", "open_read:2 ?trigger_num:2"},

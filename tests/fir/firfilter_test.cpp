@@ -97,7 +97,7 @@ std::vector<typename Row::Destination> passByPass(const Filter<Coefficient>& fil
     }
 }
 
-TYPED_TEST(Firfilter, AnOutputDiffersFromTheDirectSumOverItsPassesBuffer) {
+TYPED_TEST(Firfilter, OutputsAreDirectSumsOverTheirPassesBuffer) {
     using Destination = typename TypeParam::Destination;
     for (const auto& filter : someFilters<typename TypeParam::Coefficient>()) {
         const auto count = static_cast<std::size_t>((filter.length() + 3 * 480 + 77) * filter.nchans);
@@ -107,7 +107,7 @@ TYPED_TEST(Firfilter, AnOutputDiffersFromTheDirectSumOverItsPassesBuffer) {
     }
 }
 
-TEST(FirfilterArrival, AnOutputComesBeforeItsFramesOrWaitsForMore) {
+TEST(FirfilterArrival, AnOutputComesWithItsLastFrame) {
     for (const auto& [frames, outputs] : {std::pair(5U, 0U), {6, 1}, {8, 1}, {9, 2}, {12, 3}}) {
         const Filter<float> filter{std::vector<float>(8, 1), 2, 3, 2};
         const std::vector<I16> x(2 * frames + 1);  // and half a frame
@@ -123,7 +123,7 @@ std::vector<BitsOf<Destination>> passed(const std::vector<Source>& x) {
     return bitsOf(filteredBy<Destination>(Filter<Coefficient>{{1}, 1, 0, 0}, x));
 }
 
-TEST(FirfilterStores, AStoreSaturatesTruncatesOrNarrowsOtherwise) {
+TEST(FirfilterStores, StoresSaturateTruncateAndNarrowByType) {
     const double most = 2147483647, nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(passed<I16>(std::vector{32766.9, 32767.9, 1e300, -32768.9, -1e300, -0.9, 1.9, -1.9, nan}),
               bitsOf(std::vector<I16>{32766, 32767, 32767, -32768, -32768, 0, 1, -1, 0}));
@@ -145,7 +145,7 @@ double coefficient(Given given, const std::string& scaling) {
         .at(0);
 }
 
-TEST(FirfilterCoefficients, ACoefficientIsConvertedOrScaledOtherwise) {
+TEST(FirfilterCoefficients, CoefficientsAreConvertedAndScaled) {
     const double tenth = 0.1, third = 1.0 / 3;
     EXPECT_EQ((coefficient<double>(I16{-32768}, "1")), -1);
     EXPECT_EQ((coefficient<double>(I16{16384}, "2:int32")), 0.25);
@@ -167,7 +167,7 @@ TEST(FirfilterCoefficients, ACoefficientIsConvertedOrScaledOtherwise) {
 }
 
 // In the order of the list; the vector has five taps.
-TEST(FirfilterParameters, AMistakePassesOrAnotherPlaceIsBlamed) {
+TEST(FirfilterParameters, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"FIRFILTER (int32, [0, 0, 0, 0, 0]:float, 0, 1, 0, 0, double)",
                  "FIRFILTER (int32, 1, [0, 0, 0, 0, 0]:float, 5, 1, 4, 4, double)",
                  "FIRFILTER (int32, 32, [0, 0, 0, 0, 0]:float, 0, 1, 1, -1, double)",

@@ -64,7 +64,7 @@ double magnitude(const std::vector<double>& taps, double frequency) {
 class FirlowpassPrototype : public testing::TestWithParam<std::int16_t> {};
 INSTANTIATE_TEST_SUITE_P(Decimations, FirlowpassPrototype, testing::Range<std::int16_t>(1, 13));
 
-TEST_P(FirlowpassPrototype, ATapIsNotAsPromised) {
+TEST_P(FirlowpassPrototype, TapsAreSymmetricAndSumToOne) {
     const Prototype& promised = prototypes[GetParam() - 1];
     const std::size_t half = promised.taps / 2;
     const std::vector<double> taps = tapsOf<double>(GetParam());
@@ -81,7 +81,7 @@ TEST_P(FirlowpassPrototype, ATapIsNotAsPromised) {
     EXPECT_NEAR(sum, 1, 4e-6);
 }
 
-TEST_P(FirlowpassPrototype, AFrequencyPassesOrIsStoppedOtherwise) {
+TEST_P(FirlowpassPrototype, PassesLowFrequenciesAndStopsHighOnes) {
     const std::vector<double> taps = tapsOf<double>(GetParam());
     const double nyquist = 0.5 / GetParam(), passes = GetParam() == 1 ? 0.58 : 0.35,
                  stops = GetParam() == 1 ? 0.84 : 0.75;
@@ -100,7 +100,7 @@ void expectFiltered(const std::vector<double>& coefficients, std::int16_t decim)
     EXPECT_EQ(bitsOf(lowpassed(x, decim, 3)), bitsOf(filteredBy<Element>(filter, x)));
 }
 
-TEST_P(FirlowpassPrototype, ItDiffersFromTheFilterWithItsTaps) {
+TEST_P(FirlowpassPrototype, FiltersAsFirfilterDoesWithItsTaps) {
     const std::vector<double> taps = tapsOf<double>(GetParam());
     expectFiltered<std::int16_t, float>(taps, GetParam());
     expectFiltered<std::int32_t, double>(taps, GetParam());
@@ -108,7 +108,7 @@ TEST_P(FirlowpassPrototype, ItDiffersFromTheFilterWithItsTaps) {
     expectFiltered<double, double>(taps, GetParam());
 }
 
-TEST(FirlowpassParameters, AMistakePassesOrAnotherPlaceIsBlamed) {
+TEST(FirlowpassParameters, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"FIRLOWPASS (int16, 1, int16)", "FIRLOWPASS (int16, 32, 12, int16)"});
     expectRefused({"FIRLOWPASS (int16, 33, 13, int32)", "FIRLOWPASS (int16, 0, 1, int16)"}, 5, 3);
     expectRefused({"FIRLOWPASS (int16, 0, int32)", "FIRLOWPASS (int16, 13, int16)", "FIRLOWPASS (int16, 1, 13, int32)"},

@@ -68,7 +68,7 @@ Samples randomFrames(const Scan& scan, int frames) {
     return randomSamples<std::int16_t>(static_cast<std::size_t>(scan.nchan * frames + 1), 5);
 }
 
-TEST(Mtsfilt, AnOutputDiffersFromTheDirectSumOrHangsOnArrival) {
+TEST(Mtsfilt, OutputsAreDirectSumsHoweverFramesArrive) {
     const auto check = [](const Scan& scan) {
         const Samples source = randomFrames(scan, 150 + 6000 / scan.nchan), expected = directSum(scan, source);
         const auto step = static_cast<std::uint64_t>(scan.nchan);
@@ -83,7 +83,7 @@ TEST(Mtsfilt, AnOutputDiffersFromTheDirectSumOrHangsOnArrival) {
 }
 
 // How many outputs there are by the end hangs on the arrival, but not what they are.
-TEST(Mtsfilt, SmallFramesDecimatedALittleDifferFromTheDirectSum) {
+TEST(Mtsfilt, SmallFramesDecimatedALittleAreDirectSums) {
     for (const Scan& scan : decimatedByLittle) {
         const Samples source = randomFrames(scan, 150 + 6000 / scan.nchan), expected = directSum(scan, source);
         const auto n = static_cast<std::size_t>(scan.nchan), d = static_cast<std::size_t>(scan.xdecim);
@@ -100,7 +100,7 @@ TEST(Mtsfilt, SmallFramesDecimatedALittleDifferFromTheDirectSum) {
     }
 }
 
-TEST(Mtsfilt, APassTakesAnotherNumberOfFrames) {
+TEST(Mtsfilt, APassAsksForAsManyOutputsAsFramesAreThere) {
     const auto outputs = [](const Scan& scan, int frames, FeedPolicy feed) {
         Samples source(static_cast<std::size_t>(frames * scan.nchan));
         return filtered(scan, source, feed).size() / static_cast<std::size_t>(scan.nchan);
@@ -114,7 +114,7 @@ TEST(Mtsfilt, APassTakesAnotherNumberOfFrames) {
     EXPECT_EQ(outputs({500, 1, 2}, 14 + 7, whole), 3u);
 }
 
-TEST(MtsfiltKernels, ARowIsNotItself) {
+TEST(MtsfiltKernels, KernelsKeepTheirRows) {
     const std::map<int, std::array<std::int16_t, 16>> given{
         {0, {-16, 26, 114, -667, 1811, -3360, 4716, 27437, 4821, -3387, 1814, -664, 112, 27, -16, 0}},
         {1, {-15, 25, 117, -669, 1805, -3329, 4608, 27436, 4930, -3418, 1819, -662, 110, 28, -16, 0}},
@@ -126,7 +126,7 @@ TEST(MtsfiltKernels, ARowIsNotItself) {
         EXPECT_TRUE(std::equal(taps.begin(), taps.end(), zcmds::mtsKernels[row])) << row;
 }
 
-TEST(MtsfiltKernels, DelayOrGainIsUnevenOverTheRows) {
+TEST(MtsfiltKernels, DelayAndGainAreEvenOverTheRows) {
     for (const double frequency : {0.01, 0.1, 0.2, 0.3, 0.4}) {
         double least = 2, most = 0;
         for (int row = 0; row < 256; ++row) {
@@ -147,7 +147,7 @@ TEST(MtsfiltKernels, DelayOrGainIsUnevenOverTheRows) {
     }
 }
 
-TEST(MtsfiltParameters, AListThatDoesNotFitPassesOrAnotherPlaceIsBlamed) {
+TEST(MtsfiltParameters, ListsAreRefusedAtTheFirstMistake) {
     expectReady(
         {"MTSFILT (int16, 2, 1, 32, int16)", "MTSFILT (int16, 512, 32, int16)", "MTSFILT (int16, 64, 32, 0, int16)"});
     expectRefused(

@@ -17,17 +17,17 @@ std::string everyKind() {
     return kinds;
 }
 
-TEST(Checks, AConstantGoesWithAStreamOfAnotherType) {
+TEST(Checks, AConstantOfAnotherTypeIsRefused) {
     EXPECT_EQ(sceneOf("checks constant"), Lines({"40: 1 4", "80: 1 2 4 8", "2000: 1000 10000", "8000: 4000 40000",
                                                  "10:" + everyKind(), "0:" + everyKind()}));
 }
 
-TEST(Checks, AVectorGoesWithAStreamOfAnotherType) {
+TEST(Checks, AVectorOfAnotherTypeIsRefused) {
     EXPECT_EQ(sceneOf("checks vector"),
               Lines({"40: 400", "80: 800", "2000: 20000", "8000: 80000", "10:" + everyKind(), "0:" + everyKind()}));
 }
 
-TEST(Checks, UnequalTypesPassOrTheSourceIsBlamed) {
+TEST(Checks, UnequalTypesAreReportedAtTheDestination) {
     Lines expected;
     for (const std::string source : {"40", "80", "2000", "8000"}) {
         for (const std::string destination : {"40", "80", "2000", "8000"}) {

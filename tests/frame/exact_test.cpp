@@ -74,14 +74,14 @@ void expectWrapped() {
     }
 }
 
-TEST(Exact, AValueBeyondTheTypeIsNotItsNearestBound) {
+TEST(Exact, AValueBeyondTheTypeIsItsNearestBound) {
     expectSaturated<std::int16_t, std::int16_t>();
     expectSaturated<std::int16_t, std::int32_t>();
     expectSaturated<std::int16_t, std::int64_t>();
     expectSaturated<std::int32_t, std::int64_t>();
 }
 
-TEST(Exact, AWrappedValueDiffersByMoreThanWholeTurns) {
+TEST(Exact, AWrappedValueDiffersByAMultipleOfTheModulus) {
     expectWrapped<std::int16_t, std::int32_t>();
     expectWrapped<std::int16_t, std::int64_t>();
     expectWrapped<std::int32_t, std::int64_t>();
@@ -100,12 +100,12 @@ void expectWrappingArithmetic() {
     }
 }
 
-TEST(Exact, SumsAndProductsDontWrapAtTheirType) {
+TEST(Exact, SumsAndProductsWrapAtTheirType) {
     expectWrappingArithmetic<std::int32_t>();
     expectWrappingArithmetic<std::int64_t>();
 }
 
-TEST(Exact, AQuotientThroughDoubleIsNotTheIntegers) {
+TEST(Exact, AQuotientThroughDoubleIsTheIntegers) {
     const std::vector<std::int32_t> values = integers<std::int32_t>();
     for (const std::int32_t divisor : values) {
         if (divisor == 0 || divisor == -1) continue;
@@ -121,7 +121,7 @@ TEST(Exact, AQuotientThroughDoubleIsNotTheIntegers) {
     }
 }
 
-TEST(Exact, RealsConvertOtherwiseThanTheProcessorDoes) {
+TEST(Exact, RealsConvertAsTheProcessorDoes) {
     for (const double x : reals()) {
         const std::int32_t truncated = heldBy32Bits(std::trunc(x));
         EXPECT_EQ(truncateToInt32(x), truncated) << x;
@@ -132,7 +132,7 @@ TEST(Exact, RealsConvertOtherwiseThanTheProcessorDoes) {
     }
 }
 
-TEST(Exact, FloatsLoseTheirSignOtherwiseThanThroughDouble) {
+TEST(Exact, FloatsLoseTheirSignAsThroughDouble) {
     for (std::uint32_t top = 0; top < 512; ++top) {  // sign and exponent
         for (const std::uint32_t mantissa : {0x0u, 0x1u, 0x2aaaaau, 0x3fffffu, 0x400000u, 0x400001u, 0x7fffffu}) {
             volatile float x = std::bit_cast<float>(top << 23 | mantissa);
@@ -145,7 +145,7 @@ TEST(Exact, FloatsLoseTheirSignOtherwiseThanThroughDouble) {
     }
 }
 
-TEST(Exact, ADivisionThatFaultsIsNotToldToTheHost) {
+TEST(Exact, ADivisionThatFaultsIsReportedToTheHost) {
     const std::string zero = "RaiseException 3221225620", overflow = "RaiseException 3221225621";
     const std::vector<std::string> with32{"3",  "-3", "-3", "-2147483648", overflow, "2147483647",
                                           zero, zero, zero, "-2147483647", "0",      "1"};

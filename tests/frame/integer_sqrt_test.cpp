@@ -31,7 +31,7 @@ void expect32(std::int64_t value) {
 }
 void expect64(std::int64_t value) { ASSERT_EQ(integerSqrt64(value), newton<std::uint64_t>(value)) << value; }
 
-TEST(IntegerSqrt, ARootOf32BitsAroundASquareIsNotNewtons) {
+TEST(IntegerSqrt, RootsOf32BitsAroundSquaresAreNewtons) {
     for (std::int64_t root = 0; root <= 46340; ++root)
         for (std::int64_t by = -1; by <= 1; ++by) expect32(root * root + by);
     for (const std::int32_t value : {std::numeric_limits<std::int32_t>::min(), -65536, 2147352578, 2147483647})
@@ -39,7 +39,7 @@ TEST(IntegerSqrt, ARootOf32BitsAroundASquareIsNotNewtons) {
     EXPECT_EQ(integerSqrt32(2147483647), 46340);
 }
 
-TEST(IntegerSqrt, ARootOf64BitsAroundASquareIsNotNewtons) {
+TEST(IntegerSqrt, RootsOf64BitsAroundSquaresAreNewtons) {
     constexpr std::int64_t greatest = 3037000499;
     std::mt19937_64 random(3);
     for (int i = 0; i < 20000; ++i) {

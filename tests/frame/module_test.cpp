@@ -62,7 +62,7 @@ Lines offers() {
     return lines;
 }
 
-TEST(Module, ItRefusesAHostThatItKnowsOrTakesANewerOne) {
+TEST(Module, TakesHostsUpToItsOwnVersions) {
     auto* check = entryOf<std::uint32_t(std::uint32_t, std::uint32_t, std::uint32_t)>("ModuleCompatibilityCheck");
     ASSERT_NE(check, nullptr);
     struct Case {
@@ -74,7 +74,7 @@ TEST(Module, ItRefusesAHostThatItKnowsOrTakesANewerOne) {
             EXPECT_EQ(check(c.build, c.interfaceVersion, reserved), c.answer) << c.build << " " << c.interfaceVersion;
 }
 
-TEST(Module, AVersionRecordIsFilledBeyondItsSizeOrNotAtAll) {
+TEST(Module, AVersionRecordIsFilledWhereItIsLargeEnough) {
     auto* tell = entryOf<std::uint32_t(zepl::VersionRecord*)>("ModuleVersion");
     ASSERT_NE(tell, nullptr);
     for (const std::uint32_t size : {0u, 11u, 12u, 13u, 0xffffffffu}) {
@@ -91,7 +91,7 @@ TEST(Module, AVersionRecordIsFilledBeyondItsSizeOrNotAtAll) {
     }
 }
 
-TEST(Module, CommandsAreOfferedInAnotherOrderOrWithOtherWords) {
+TEST(Module, CommandsAreOfferedInTheirOrder) {
     Lines offered = sceneOf("install " + module);
     std::erase_if(offered,
                   [](const std::string& line) { return line.starts_with("look up") || line.starts_with("Module"); });
@@ -126,7 +126,7 @@ TEST(Module, ARowNamesItsCommandsOwnEntryAndSignature) {
     }
 }
 
-TEST(Module, AnOfferIsLeftOutBehindARefusalOrBeyondTheTablesEnd) {
+TEST(Module, OffersContinueAfterARefusal) {
     const auto row = [](const std::string& name, const std::string& space, const std::string& signature) {
         return name + ": context 5, record 16, space " + space + ", attributes 80000000, " + signature;
     };
@@ -139,14 +139,14 @@ TEST(Module, AnOfferIsLeftOutBehindARefusalOrBeyondTheTablesEnd) {
         EXPECT_EQ(sceneOf(std::string("table - ") + refused), expected) << refused;
 }
 
-TEST(Module, ItExportsMoreThanItsEntriesOrLess) {
+TEST(Module, ExportsItsEntriesAlone) {
     std::set<std::string> names;
     for (const std::string& line : outputOf("nm -D --defined-only " + module))
         names.insert(line.substr(line.rfind(' ') + 1));
     EXPECT_EQ(names, std::set<std::string>({"ModuleCompatibilityCheck", "ModuleInstall", "ModuleVersion"}));
 }
 
-TEST(Module, ThePublicNoteTellsOtherVersionsThanTheModule) {
+TEST(Module, ThePublicNoteHasTheModulesVersions) {
     const auto text = [](std::uint32_t hundredths) {
         const std::string digits = std::to_string(1000 + hundredths);
         return std::to_string(hundredths / 100) + "." + digits.substr(digits.size() - 2);
@@ -171,11 +171,11 @@ std::set<std::string> installed() {
     return names;
 }
 
-TEST(Module, ACommandHasNoTestsOrTestsNameNoCommand) {
+TEST(Module, EveryCommandHasTests) {
     EXPECT_EQ(unpaired(Covers::all(), installed()), std::set<std::string>());
 }
 
-TEST(Module, ACommandRunsWithoutParameters) {
+TEST(Module, NoCommandRunsWithoutParameters) {
     for (const std::string& name : installed()) {
         TestSession session;
         session.task(name);
@@ -185,7 +185,7 @@ TEST(Module, ACommandRunsWithoutParameters) {
     }
 }
 
-TEST(Module, ACommandRunsOnOnePipeAgainstItsSignature) {
+TEST(Module, NoCommandRunsOnOnePipeAgainstItsSignature) {
     for (const std::string& name : installed()) {
         const Command& command = *testLibrary().find(name);
         for (const ElementType type : allElementTypes) {

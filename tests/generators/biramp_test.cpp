@@ -34,7 +34,7 @@ struct Row {
     double phase = 0;
 };
 
-TEST(Biramp, ASampleDiffersFromThePlainDefinition) {
+TEST(Biramp, SamplesAreThePlainDefinition) {
     for (const Row& row :
          {Row{"BIRAMP (-1.5, 2.5, 1, 1, out)", -1.5, 2.5, 1, 1}, Row{"BIRAMP (-1.5, 2.5, 3, 1, out)", -1.5, 2.5, 3, 1},
           Row{"BIRAMP (9.0, -7.0, 1, 2:int32, out)", 9, -7, 1, 2},
@@ -51,14 +51,14 @@ TEST(Biramp, ASampleDiffersFromThePlainDefinition) {
     }
 }
 
-TEST(Biramp, AnIntegerIsNotRoundedToTheNearestOrNoNumberIsOne) {
+TEST(Biramp, IntegersAreRoundedToTheNearest) {
     EXPECT_EQ(generated<std::int32_t>("BIRAMP (-2, 3, 2, 3:int32, out)", 6),
               (std::vector<std::int32_t>{-2, 0, 3, 1, 0, -2}));
     EXPECT_EQ(generated<std::int16_t>("BIRAMP (0, 1, 4000, 97, 0.0, out)", 1), std::vector<std::int16_t>{-32768});
     for (const double x : generated<double>("BIRAMP (0.0, 1.0, 4000, 97, 0.0, out)", 5000)) ASSERT_TRUE(std::isnan(x));
 }
 
-TEST(Biramp, AMistakeIsToldAtAnotherPositionOrPasses) {
+TEST(Biramp, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"BIRAMP (1, 2, 3, 4)"}, 0, 5);
     expectRefused({"BIRAMP (1, 2:int32, 0, 0, int16)"}, 3, 2);
     expectRefused({"BIRAMP (1, 2, 0, 0, int32)"}, 5, 3);

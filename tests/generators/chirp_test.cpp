@@ -31,7 +31,7 @@ const Law laws[] = {{R"("LINEAR", "UNIDIRECTIONAL")", false, linear},   {R"("LIN
 
 constexpr int sweep = 4097;  // its last block is one sample
 
-TEST(Chirp, ABitDiffersFromTheRule) {
+TEST(Chirp, EachBitFollowsTheRule) {
     for (const Law& law : laws) {
         const auto omega = [&](double n) {
             const double u = (law.outAndBack ? 2 * n : n) / (sweep - 1);
@@ -54,7 +54,7 @@ TEST(Chirp, ABitDiffersFromTheRule) {
     }
 }
 
-TEST(Chirp, ASweepIsNotRepeatedWhole) {
+TEST(Chirp, SweepsRepeatWhole) {
     for (const std::size_t length : {1U, 2U, 2048U, 2049U, 4097U}) {
         const std::string call = R"(CHIRP ("LOG", "UNIDIR", 30000, )" + std::to_string(length) + ", 10, 100, 0.5, out)";
         const std::vector<std::int32_t> samples = generated<std::int32_t>(call, 3 * length);
@@ -63,7 +63,7 @@ TEST(Chirp, ASweepIsNotRepeatedWhole) {
     }
 }
 
-TEST(Chirp, AMistakeIsToldAtAnotherPositionOrPasses) {
+TEST(Chirp, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"CHIRP (\"LIN\", \"UNIDIR\", 1, 2, 3, 4, 0.0)"}, 0, 8);
     expectRefused({"CHIRP (\"lin\", \"unidir\", 1.0, 0, 1, 1, 0.0, int16)"}, 3, 3);
     expectRefused({"CHIRP (\"lin\", \"unidir\", 1, 0, 1, 1, 0.0, int16)"}, 7, 1);

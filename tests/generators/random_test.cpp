@@ -31,7 +31,7 @@ std::vector<std::int32_t> plainRandom(std::int32_t seed, std::size_t n) {
     return values;
 }
 
-TEST(Random, AValueDiffersFromThePlainDefinition) {
+TEST(Random, ValuesAreThePlainDefinition) {
     const std::vector<std::int32_t> firstOfOne{1804981253, 2036210881, 1392233457, 1746157821};
     EXPECT_EQ(generated<std::int32_t>("RANDOM (0, 1, out)", 4), firstOfOne);
     // Around the moduli; the last three come with their first step around the second modulus and to the end of the first.
@@ -43,7 +43,7 @@ TEST(Random, AValueDiffersFromThePlainDefinition) {
             << block;
 }
 
-TEST(Random, AConversionDiffers) {
+TEST(Random, EachTypeHasItsConversion) {
     std::vector<std::int16_t> top;
     std::vector<float> single;
     std::vector<double> whole;
@@ -57,7 +57,7 @@ TEST(Random, AConversionDiffers) {
     EXPECT_EQ(generated<double>("RANDOM (0, 7, out)", 5000), whole);
 }
 
-TEST(Random, ASeedOfZeroDoesNotHangOnTaskAndTime) {
+TEST(Random, ASeedOfZeroDependsOnTaskAndTime) {
     for (const std::int32_t start : {1, 123456}) {
         TestSession session({.startTime = static_cast<std::uint32_t>(start)});
         const PipeId one = session.output("one", 100), two = session.output("two", 100);
@@ -69,7 +69,7 @@ TEST(Random, ASeedOfZeroDoesNotHangOnTaskAndTime) {
     }
 }
 
-TEST(Random, AMistakePasses) {
+TEST(Random, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"RANDOM (1, 1, int16)", "RANDOM (-32768, 1, int16)"}, 7, 1);
     expectRefused({"RANDOM (0:int32, 1, int16)"}, 0, 1);
 }

@@ -80,7 +80,7 @@ template <class Element>
 class Waveform : public testing::Test {};
 TYPED_TEST_SUITE(Waveform, Elements);
 
-TYPED_TEST(Waveform, ASampleDiffersFromThePlainDefinition) {
+TYPED_TEST(Waveform, SamplesAreThePlainDefinition) {
     std::vector<Wave<TypeParam>> waves{
         {"", "1000, 1", 1000, 0, 1, 4096},
         {"", "2.5, 2", 2.5, 0, 2, 4096},
@@ -104,7 +104,7 @@ TYPED_TEST(Waveform, ASampleDiffersFromThePlainDefinition) {
         }
 }
 
-TYPED_TEST(Waveform, AModulatedSampleOrItsPhaseDiffersFromThePlainDefinition) {
+TYPED_TEST(Waveform, ModulatedSamplesAreThePlainDefinition) {
     const std::vector<TypeParam> a = randomSamples<TypeParam>(4500, 1), f = randomSamples<TypeParam>(4400, 2);
     const std::vector<Wave<TypeParam>> waves{
         {"COSINEWAVE", "9.5, 100.5", 9.5, 0, 100.5, 4020, 0, a},
@@ -124,14 +124,14 @@ TYPED_TEST(Waveform, AModulatedSampleOrItsPhaseDiffersFromThePlainDefinition) {
 }
 
 // Two int16 for one int32 element; and what does not fit keeps its low bits, unlike without a modulator.
-TEST(WaveformEdges, AWiderModulatorIsNotReadAtTheWidthOfTheOutput) {
+TEST(WaveformEdges, AWiderModulatorIsReadAtTheWidthOfTheOutput) {
     const Call call("SQUAREWAVE (40000, 4096, out:int16, \"AMPLITUDE\", m)",
                     {{"m", std::vector<std::int32_t>{0x7fff0001, 0x00027fff, 9, 9}}},
                     {.feed = {.kind = FeedPolicy::Kind::whole}});
     EXPECT_EQ(call.taken<std::int16_t>(), (std::vector<std::int16_t>{1, -25536, -25536, 2}));
 }
 
-TEST(WaveformParameters, AMistakeIsToldAtAnotherPositionOrPasses) {
+TEST(WaveformParameters, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"TRIANGLE ()"}, 0, 1);
     expectRefused({"TRIANGLE (1, 8)"}, 0, 3);
     expectRefused({"TRIANGLE (1, 8, int16, int16, int16)"}, 0, 4);

@@ -69,7 +69,7 @@ template <class Element>
 class FindMax : public testing::Test {};
 TYPED_TEST_SUITE(FindMax, Elements);
 
-TYPED_TEST(FindMax, AnotherThanTheFirstGreatestOfThePartIsFound) {
+TYPED_TEST(FindMax, FindsTheFirstGreatestOfThePart) {
     std::vector<TypeParam> few;  // with many equal values
     for (int i = 0; i < 2500; ++i) few.push_back(static_cast<TypeParam>(i * i % 7 - 3));
     if constexpr (std::is_floating_point_v<TypeParam>)
@@ -85,7 +85,7 @@ TYPED_TEST(FindMax, AnotherThanTheFirstGreatestOfThePartIsFound) {
         }
 }
 
-TEST(FindMaxErrors, AnotherCodeOrPositionIsTold) {
+TEST(FindMaxErrors, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"FINDMAX (int32, 0, inside, 0, 0, int16)"}, 3, 6);
     expectRefused({"FINDMAX (int32, 0, inside, 0, 0, int32, int32, int32)",
                    "FINDMAX (int32, 8, inside, 0, 7, int32, trigger, trigger)"},

@@ -70,7 +70,7 @@ template <class Element>
 class Interp : public testing::Test {};
 TYPED_TEST_SUITE(Interp, Elements);
 
-TYPED_TEST(Interp, ASampleDiffersFromThePlainDefinition) {
+TYPED_TEST(Interp, SamplesAreThePlainDefinition) {
     const auto lowest = std::numeric_limits<TypeParam>::lowest(), most = std::numeric_limits<TypeParam>::max();
     std::vector<Table<TypeParam>> tables{{{lowest, most}, {most, lowest}}};  // whose products need the most bits
     for (const std::size_t length : {1U, 2U, 3U, 4U, 5U, 33U, 1000U, 3000U})
@@ -91,7 +91,7 @@ TYPED_TEST(Interp, ASampleDiffersFromThePlainDefinition) {
     }
 }
 
-TYPED_TEST(Interp, ATableThatDoesNotRiseIsSearchedInAnotherWay) {
+TYPED_TEST(Interp, ATableThatDoesNotRiseIsSearchedByTheSameBisection) {
     // Far apart enough that no two entries that the search meets are the same; and one that falls.
     const std::vector<TypeParam> ordinate{1, 2, 3, 4, 5, 6, 7, 8};
     for (const std::vector<TypeParam>& abscissa :
@@ -104,12 +104,12 @@ TYPED_TEST(Interp, ATableThatDoesNotRiseIsSearchedInAnotherWay) {
     }
 }
 
-TEST(InterpEdges, AHitHasAnotherOrdinateForWhatStandsBesideIt) {
+TEST(InterpEdges, AHitGivesItsOrdinateWhateverIsBesideIt) {
     const Table<float> steep{{0, 1, 2}, {-0.0F, 2, INFINITY}};
     EXPECT_EQ(afterInterp(steep, {0, 0.5F, 1, 1.5F, 2}), bitsOf<float>({-0.0F, 1, 2, INFINITY, INFINITY}));
 }
 
-TEST(InterpErrors, AnotherCodeOrPositionIsTold) {
+TEST(InterpErrors, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"INTERP (int32, [1, 2]:int32, [1, 2]:int32, int16)"}, 3, 4);
     expectRefused(
         {"INTERP (int32, [1, 2]:int16, [1, 2]:int16, int32)", "INTERP (int16, [1]:int32, [1, 2]:int16, int16)"}, 3, 2);

@@ -40,7 +40,7 @@ Samples plainlyConverted(const zcmds::ThermocoupleType& type, const Samples& sou
     return temperatures;
 }
 
-TEST(Thermo, AReadingDiffersFromItsCurve) {
+TEST(Thermo, ReadingsFollowTheirCurve) {
     const Samples all = edgeSamples<std::int16_t>();
     for (int index = 0; index < 10; ++index) {
         const zcmds::ThermocoupleType& type = zcmds::thermocoupleTypes[index];
@@ -50,7 +50,7 @@ TEST(Thermo, AReadingDiffersFromItsCurve) {
 }
 
 // Curves are known by heart: the zero of all but B, and what a hundred degrees more give.
-TEST(Thermo, ATableIsAnothers) {
+TEST(Thermo, EachLetterHasItsTable) {
     const std::map<std::string, Samples> curves{
         {"E", {0, -2700, 10000}}, {"J", {0, -2100, 12000}}, {"K", {0, -2700, 13700}}, {"T", {0, -2700, 4009}},
         {"N", {0, -2630, 13000}}, {"U", {0, -2000, 6000}},  {"L", {0, -2000, 9000}},  {"B", {0, 0, 17580}}};
@@ -62,7 +62,7 @@ TEST(Thermo, ATableIsAnothers) {
     }
 }
 
-TEST(Thermo, TheColdJunctionsTemperatureDoesNotComeBack) {
+TEST(Thermo, ZeroVoltsGiveTheColdJunctionsTemperature) {
     // One hundredth of a millivolt is up to 20 tenths of a degree; B tells nothing of so low a temperature.
     for (const auto& type : zcmds::thermocoupleTypes) {
         if (*type.letter == 'B') continue;
@@ -73,7 +73,7 @@ TEST(Thermo, TheColdJunctionsTemperatureDoesNotComeBack) {
     EXPECT_EQ(afterThermo({0}, "\"K\", 1, 1", variable(250)), Samples{250});
 }
 
-TEST(Thermo, WrapOrSaturationIsInAnotherPlace) {
+TEST(Thermo, ReadingsWrapAndVoltagesSaturate) {
     struct Case {
         std::string before, cjc;
         std::int16_t reading, expected;
@@ -89,7 +89,7 @@ TEST(Thermo, WrapOrSaturationIsInAnotherPlace) {
     }
 }
 
-TEST(Thermo, AVoltageIsNotTheQuotientTowardZero) {
+TEST(Thermo, AVoltageIsTheQuotientTowardZero) {
     const Samples all = edgeSamples<std::int16_t>();
     for (const auto& [mul, div] : {std::pair(1, 3),
                                    {-7, 4},
@@ -105,7 +105,7 @@ TEST(Thermo, AVoltageIsNotTheQuotientTowardZero) {
             << mul << '/' << div;
 }
 
-TEST(ThermoErrors, AnotherCodeOrPositionIsTold) {
+TEST(ThermoErrors, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"THERMO (int16, -1, 1, 1, int16)", "THERMO (int16, 10, 1, 1, int16)",
                    "THERMO (int16, \"k\", 1, 1, int16)", "THERMO (int16, \"KK\", 1, 0, variable:int16)"},
                   6, 2);

@@ -36,7 +36,7 @@ Streams<Element> transferred(const std::string& command, const Streams<Element>&
 
 using Doubles = Streams<double>;
 
-TEST(Transfer, TheRatioDiffersFromTheComplexQuotient) {
+TEST(Transfer, TheRatioIsTheComplexQuotient) {
     Doubles in;
     for (std::uint64_t seed = 1; seed <= 4; ++seed) in.push_back(randomSamples<double>(1000, seed));
     const Doubles out = transferred("TFUNCTION1", in);
@@ -58,7 +58,7 @@ TEST(Transfer, CrossOverAutoIsTakenOverTheAmplitude) {
                   (std::vector{first, 20.0}));
 }
 
-TEST(Transfer, ALimitOrTheScaleActsOtherwise) {
+TEST(Transfer, LimitsAndTheScaleAct) {
     const Doubles in{{3, 3, 3}, {4, 4, 4}, {0, 0, 0}, {50, 49, 5}};  // amplitudes 5, and 50, 49 and 5
     const double angle = zepl::atan2(150, 200);
     const auto magnitudes = [&](const std::vector<double>& options) {
@@ -75,7 +75,7 @@ TEST(Transfer, ALimitOrTheScaleActsOtherwise) {
     EXPECT_EQ(transferred("TFUNCTION1", in, {5, 50})[1], (Row{angle, 0, 0}));
 }
 
-TEST(Transfer, AnIntegerResultIsRoundedOrAnAngleHasAnotherScale) {
+TEST(Transfer, IntegerResultsAreTruncatedAndAnglesScaled) {
     const Streams<std::int16_t> in16{{-100, 100, 100, 1}, {0, 0, 0, 0}, {100, -100, 51, 32767}, {0, 0, 0, 0}};
     // The zero of -100 * 0 is negative, so the angle is -pi.
     EXPECT_EQ(transferred("TFUNCTION1", in16), (Streams<std::int16_t>{{0, 0, -5, 90}, {-32767, 32767, 0, 0}}));
@@ -86,7 +86,7 @@ TEST(Transfer, AnIntegerResultIsRoundedOrAnAngleHasAnotherScale) {
     EXPECT_EQ(transferred<float>("TFUNCTION2", {{4}, {3}, {3}})[1].at(0), static_cast<float>(std::numbers::pi / 4));
 }
 
-TEST(Transfer, AStreamOrValueOfAnotherTypeIsTaken) {
+TEST(Transfer, AStreamOrValueOfAnotherTypeIsRefused) {
     for (const auto& [command, pipes] : {std::pair("TFUNCTION1", 6), {"TFUNCTION2", 5}})
         for (int odd = 2; odd <= pipes + 2; ++odd) {
             std::string call = command;

@@ -24,7 +24,7 @@ Stream mergedBlocks(const Streams& sources, std::size_t blockSize) {
     return merged;
 }
 
-TEST(Bmergef, ABlockIsLostOrCutOrComesFromAnotherSource) {
+TEST(Bmergef, EachSourceGivesABlockInItsTurn) {
     for (const ElementType type : allElementTypes)
         for (const std::size_t blockSize : std::initializer_list<std::size_t>{1, 3, 1000, 5000}) {
             const Streams sources{bitStream(type, 12000, 1), bitStream(type, 999, 2), bitStream(type, 7001, 3)};
@@ -38,7 +38,7 @@ TEST(Bmergef, ABlockIsLostOrCutOrComesFromAnotherSource) {
         }
 }
 
-TEST(Bmergef, AListThatIsNotItsOwnPasses) {
+TEST(Bmergef, ListsAreRefusedAtTheFirstMistake) {
     const std::string most = "BMERGEF (float" + more(63, "float");
     expectReady({most + ", 5, float)"});
     expectRefused({most + ", float, 5, float)"}, 0, 67);

@@ -24,7 +24,7 @@ Stream merged(const Streams& sources, ElementType type) {
     return outputOf(session, dest, type);
 }
 
-TEST(Mergef, ASampleIsWrittenInAnotherForm) {
+TEST(Mergef, EachTypeIsWrittenInItsForm) {
     const Stream small{int16, {0x8001, 7}}, whole{int32, {0x80000001}}, real{single, {0xff800001}},
         large{wide, {0x7ff0000000000001}};
     EXPECT_EQ(merged({small, whole, real, large}, int16),
@@ -39,7 +39,7 @@ TEST(Mergef, ASampleIsWrittenInAnotherForm) {
                        0x3ff8000000000000, 0x4008000000000000, 0xbff0000000000000}}));
 }
 
-TEST(Mergef, ASourceTakesMoreThanItsTurn) {
+TEST(Mergef, ASourceSendsAtMost128InItsTurn) {
     const Stream first = bitStream(int16, 300, 1), second = bitStream(int16, 10, 2);
     const Stream dest = merged({first, second}, int16);
     std::vector<std::uint64_t> tags;
@@ -50,7 +50,7 @@ TEST(Mergef, ASourceTakesMoreThanItsTurn) {
 
 bool canMerge(ElementType source, ElementType dest) { return dest != single || source == int16 || source == single; }
 
-TEST(Mergef, SeparatefRestoresAnotherStream) {
+TEST(Mergef, SeparatefRestoresTheStreams) {
     for (const ElementType type : allElementTypes) {
         for (const ElementType source : allElementTypes) {
             if (!canMerge(source, type)) continue;
@@ -68,7 +68,7 @@ TEST(Mergef, SeparatefRestoresAnotherStream) {
     }
 }
 
-TEST(Mergef, AListThatIsNotItsOwnPasses) {
+TEST(Mergef, ListsAreRefusedAtTheFirstMistake) {
     for (const ElementType from : allElementTypes)
         for (const ElementType to : allElementTypes) {
             const std::string type(nameOf(to));
@@ -88,7 +88,7 @@ struct TagCase {
     int destination;  // of two; -1 where the task ends
 };
 
-TEST(Separatef, ATagLeadsToAnotherDestination) {
+TEST(Separatef, ATagLeadsToItsDestination) {
     const TagCase cases[] = {{0, 0},      {1, 1},          {2, -1},       {1.5, 1},         {-0.5, 0},
                              {-1, -1},    {0x1p32 + 1, 1}, {0x1p63, -1},  {-0x1p40 + 1, 1}, {NAN, -1},
                              {1e300, -1}, {-INFINITY, -1}, {1.999999, 1}, {4294967295., -1}};
@@ -107,7 +107,7 @@ TEST(Separatef, ATagLeadsToAnotherDestination) {
     }
 }
 
-TEST(Separatef, AnIntegerTagOutOfRangeLeadsSomewhere) {
+TEST(Separatef, AnIntegerTagOutOfRangeEndsTheTask) {
     Report narrow, full;
     for (const std::int16_t tag : std::initializer_list<std::int16_t>{2, -1, -32768}) {
         separated("SEPARATEF", streamOf(std::vector<std::int16_t>{tag, 1}), {wide, int16}, {}, &narrow);
@@ -116,7 +116,7 @@ TEST(Separatef, AnIntegerTagOutOfRangeLeadsSomewhere) {
     }
 }
 
-TEST(Separatef, ATagOutOfRangeEndsMoreThanItsTask) {
+TEST(Separatef, ATagOutOfRangeEndsItsTaskAlone) {
     TestSession session;
     session.input<std::int16_t>("tagged", {0, 1, 9, 2}), session.output("dest", {}, int16);
     session.input("source", countUp(5000));

@@ -16,7 +16,7 @@ VariableId variable(TestSession& session, Value value) {
     return session.addVariable("v", elementTypeOf<Value>(), &value);
 }
 
-TEST(Discard, DataGoBeforeASampleComesToTheFirstPipeOrStayThen) {
+TEST(Discard, DataGoOnceASampleComesToTheFirstPipe) {
     for (const bool comes : {false, true}) {
         TestSession session;
         const PipeId first = session.pipe("first"), second = session.pipe("second"), third = session.pipe("third");
@@ -46,7 +46,7 @@ Value counted(Value start, const std::vector<float>& source, FeedPolicy feed = {
     return session.valueOf<Value>(tally);
 }
 
-TEST(Pcount, ACountIsLostOrClearedOrWrapsElsewhere) {
+TEST(Pcount, CountsContinueFromTheVariableAndWrap) {
     const std::vector<float> source(5000, NAN);
     EXPECT_EQ(sameForEveryArrival(1024, [&](FeedPolicy feed) { return counted<std::int32_t>(-3, source, feed); }),
               4997);
@@ -57,7 +57,7 @@ TEST(Pcount, ACountIsLostOrClearedOrWrapsElsewhere) {
 
 TYPED_TEST_SUITE(Routed, Elements);
 
-TYPED_TEST(Routed, AnotherSampleThanTheLastIsKeptByPvalue) {
+TYPED_TEST(Routed, PvalueKeepsTheLastSample) {
     const auto source = std::vector<TypeParam>{1, 2, static_cast<TypeParam>(-2.5)};
     TestSession session;
     const VariableId kept = variable(session, TypeParam{9});
@@ -71,7 +71,7 @@ TYPED_TEST(Routed, AnotherSampleThanTheLastIsKeptByPvalue) {
     }
 }
 
-TEST(Pvalue, AVariableOfAnotherTypePasses) {
+TEST(Pvalue, AVariableOfAnotherTypeIsRefused) {
     for (const ElementType stream : allElementTypes) {
         for (const ElementType kept : allElementTypes) {
             const std::string call =
@@ -97,7 +97,7 @@ Int32s blocksSent(TestSession& session, const std::string& request) {
     return starts;
 }
 
-TEST(Mrblock, AnotherBlockOrAnotherNumberOfThemIsSent) {
+TEST(Mrblock, SendsTheRequestedNumberOfBlocks) {
     const struct {
         std::int16_t request;
         Int32s sent;
@@ -110,14 +110,14 @@ TEST(Mrblock, AnotherBlockOrAnotherNumberOfThemIsSent) {
     }
 }
 
-TEST(Mrblock, RequestsFromAPipeAreLostOrDoubled) {
+TEST(Mrblock, RequestsFromAPipeAreServedOnce) {
     TestSession session({.feed = whole});
     session.input("requests", std::vector<std::int16_t>{0, -7, 2, -1, 1, 1});
     // The oldest go before the first request that counts; then 45 is the last and 2 wait for more.
     EXPECT_EQ(blocksSent(session, "requests"), Int32s{45});
 }
 
-TEST(Mrblock, AListThatIsNotItsOwnPasses) {
+TEST(Mrblock, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"MRBLOCK (int16, int16, 1, int16)", "MRBLOCK (double, int16, 70000:int32, double)"});
     expectRefused({"MRBLOCK (int16, int16, 0, int32)"}, 3, 4);
     expectRefused({"MRBLOCK (int16, int16, 0, int16)", "MRBLOCK (float, int16, -1:int32, float)"}, 5, 3);
@@ -131,7 +131,7 @@ Int32s loaded(const Int32s& source, int in, int out, std::optional<std::uint64_t
     return call.taken<std::int32_t>();
 }
 
-TEST(Loading, ABlockIsNotWhatIsInTheBuffer) {
+TEST(Loading, BlocksAreWhatIsInTheBuffer) {
     EXPECT_EQ(loaded(countUp(8, 1), 3, 2), (Int32s{1, 2, 4, 5}));
     EXPECT_EQ(loaded(countUp(5, 1), 2, 3), (Int32s{1, 2, 0, 3, 4, 0}));
     EXPECT_EQ(loaded(countUp(5, 1), 0, 2, 6), (Int32s{0, 0, 0, 0, 0, 0}));
@@ -145,7 +145,7 @@ TEST(Loading, TheTimeOfABlockHasAFixedShareOfItsVariation) {
     EXPECT_EQ(times, Lines({"u64UsToSysTicks 64 0", "u64UsToSysTicks 92 0", "u64UsToSysTicks 800cccc9 ffffffff"}));
 }
 
-TEST(Loading, AListThatIsNotItsOwnPasses) {
+TEST(Loading, ListsAreRefusedAtTheFirstMistake) {
     expectReady(
         {"LOADING (int16, 0, 1, 0, int16, 0)", "LOADING (double, 4096, 70000:int32, 69999:int32, double, 4096)"});
     expectRefused({"LOADING (int16, -1, 0, 0, float, -1)"}, 3, 5);

@@ -16,7 +16,7 @@ std::vector<Element> copied(const std::vector<Element>& source, std::size_t reps
 
 TYPED_TEST_SUITE(Routed, Elements);
 
-TYPED_TEST(Routed, ReplicateMakesACopyLessOrMore) {
+TYPED_TEST(Routed, ReplicateMakesItsNumberOfCopies) {
     for (const std::size_t reps : std::initializer_list<std::size_t>{1, 2, 3, 4, 7, 15, 16, 17, 31, 33, 64, 127, 128,
                                                                      129, 500, 1023, 1024, 1025, 3000}) {
         const std::vector<TypeParam> source = randomBits<TypeParam>(reps < 8 ? 1500 : 100, 5);
@@ -28,7 +28,7 @@ TYPED_TEST(Routed, ReplicateMakesACopyLessOrMore) {
     }
 }
 
-TEST(ReplicateCounts, CopiesOfASampleWaitForTheNext) {
+TEST(ReplicateCounts, CopiesOfASampleDoNotWaitForTheNext) {
     // 40000 is past int16, and 1,000,003 copies are no whole number of blocks.
     for (const std::size_t reps : std::initializer_list<std::size_t>{40000, 1000003})
         EXPECT_EQ(resultOf<std::int16_t>("REPLICATE (in, " + std::to_string(reps) + ":int32, out)",
@@ -37,7 +37,7 @@ TEST(ReplicateCounts, CopiesOfASampleWaitForTheNext) {
                   reps);
 }
 
-TEST(ReplicateParameters, AListThatIsNotItsOwnPasses) {
+TEST(ReplicateParameters, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"REPLICATE (int16, 1, int16)", "REPLICATE (double, 2147483647:int32, double)"});
     expectRefused({"REPLICATE (int32, 0, float)"}, 3, 3);
     expectRefused(

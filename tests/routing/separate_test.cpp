@@ -27,7 +27,7 @@ Streams dealt(const Stream& source, const std::vector<ElementType>& types) {
     }
 }
 
-TEST(Separate, AValueGoesToAnotherDestinationOrIsLostBetweenBlocks) {
+TEST(Separate, ValuesAreDealtInRotation) {
     const std::vector<std::vector<ElementType>> lists{{int16},
                                                       {wide},
                                                       {int16, int16},
@@ -46,7 +46,7 @@ TEST(Separate, AValueGoesToAnotherDestinationOrIsLostBetweenBlocks) {
     }
 }
 
-TEST(Separate, AFloatingSampleIsConvertedOtherwise) {
+TEST(Separate, FloatingSamplesAreConvertedToTheDestination) {
     const std::vector<double> source{1.9, -1.9, 70000.9, 3e9, -3e9, NAN, INFINITY, -2147483648.9, 2147483647.9, 0.1};
     constexpr std::int32_t least = -2147483647 - 1;
     const std::vector<std::int16_t> low{1, -1, 4464, 0, 0, 0, 0, 0, -1, 0};
@@ -62,7 +62,7 @@ TEST(Separate, AFloatingSampleIsConvertedOtherwise) {
               (Streams{streamOf(std::vector<double>{0.1F}), streamOf(std::vector<std::int16_t>{-4464})}));
 }
 
-TEST(Separate, AListThatIsNotItsOwnPasses) {
+TEST(Separate, ListsAreRefusedAtTheFirstMistake) {
     for (const std::string command : {"SEPARATE", "SEPARATEF"}) {
         const std::string most = command + " (int16" + more(64, "int16");
         expectReady({command + " (double, int32, int16, float, double)", most + ")"});

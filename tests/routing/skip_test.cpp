@@ -41,7 +41,7 @@ void expectSlicesOfAllCuts(const std::vector<Element>& source, const Pattern& pa
 
 TYPED_TEST_SUITE(Routed, Elements);
 
-TYPED_TEST(Routed, SkipKeepsOtherSamplesThanAnOrdinaryPattern) {
+TYPED_TEST(Routed, SkipKeepsThePatternsSamples) {
     const std::vector<TypeParam> source = randomBits<TypeParam>(9000, 3);
     const std::initializer_list<Pattern> patterns{
         {0, 1, 1},    {0, 2, 1},    {3, 1, 30},    {0, 31, 1},    {0, 30, 1},   {0, 16, 15},
@@ -53,7 +53,7 @@ TYPED_TEST(Routed, SkipKeepsOtherSamplesThanAnOrdinaryPattern) {
     }
 }
 
-TYPED_TEST(Routed, SkipKeepsOtherSamplesWhereABlockCutsThePattern) {
+TYPED_TEST(Routed, SkipKeepsThePatternsSamplesWhereABlockCutsIt) {
     std::mt19937_64 random(11);
     for (std::uint64_t seed = 1; seed <= 15; ++seed) {
         const std::uint64_t reach = seed % 2 == 0 ? 33 : 8;
@@ -62,14 +62,14 @@ TYPED_TEST(Routed, SkipKeepsOtherSamplesWhereABlockCutsThePattern) {
     }
 }
 
-TEST(SkipCounts, TheSumOfTakeAndSkipOverflows) {
+TEST(SkipCounts, TheSumOfTakeAndSkipDoesNotOverflow) {
     const std::vector<std::int16_t> source{1, 2, 3};
     EXPECT_EQ(resultOf<std::int16_t>("SKIP (in, 1, 2147483647:int32, 2147483647:int32, out)", source),
               (std::vector<std::int16_t>{2, 3}));
     EXPECT_EQ(resultOf<std::int16_t>("SKIP (in, 0, 1, 2147483647:int32, out)", source), (std::vector<std::int16_t>{1}));
 }
 
-TEST(SkipCounts, ATakeOfNothingLeavesTheInputInItsPipe) {
+TEST(SkipCounts, ATakeOfNothingDropsTheWholeInput) {
     for (const auto& info : {std::map<std::uint32_t, std::uint32_t>{}, noBlockTransfer}) {
         const Call call("SKIP (in, 2, 0, 1, out:int32)", {{"in", countUp(20001)}}, {.info = info});
         EXPECT_EQ(call.report.pipes[0].unread, 0U);
@@ -77,7 +77,7 @@ TEST(SkipCounts, ATakeOfNothingLeavesTheInputInItsPipe) {
     }
 }
 
-TEST(SkipParameters, AListThatIsNotItsOwnPasses) {
+TEST(SkipParameters, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"SKIP (int16, 0, 0, 0, int16)", "SKIP (double, 1, 2:int32, 3, double)"});
     expectRefused({"SKIP (int16, -1, -1, -1, int32)"}, 3, 5);
     expectRefused({"SKIP (int32, -1, -1, -1, int32)", "SKIP (float, -1:int32, 1, 1, float)"}, 6, 2);

@@ -52,7 +52,7 @@ void expectLags(const Case& c) {
     }
 }
 
-TEST(Correlate, ALagDiffersFromThatOfTheTransforms) {
+TEST(Correlate, LagsAreThoseOfTheTransforms) {
     for (const Case& c :
          {Case{2, 2, 11, 12}, {0, 0, 15, 15}, {5, 9, 15, 15}, {7, 0, 1000, 1000}, {500, 500, 1001, 1008}}) {
         expectLags<std::int16_t>(c);
@@ -63,7 +63,7 @@ TEST(Correlate, ALagDiffersFromThatOfTheTransforms) {
 }
 
 // Both signals are 1, so each lag is 1. One sample less than the size makes no result.
-TEST(Correlate, TheSizeIsNotTheSmallestThatFits) {
+TEST(Correlate, TheSizeIsTheSmallestThatFits) {
     for (const auto& [block, length] : {std::pair(8, 8U),
                                         {11, 12U},
                                         {13, 14U},
@@ -83,13 +83,13 @@ TEST(Correlate, TheSizeIsNotTheSmallestThatFits) {
     }
 }
 
-TEST(Correlate, ALagBeyondFloatIsNotInfinite) {
+TEST(Correlate, ALagBeyondFloatIsInfinite) {
     const Doubles large(15, 1e30);
     EXPECT_EQ(Call("CORRELATE (x, y, 0, 0, 15, out:float)", {{"x", large}, {"y", large}}).taken<float>(),
               std::vector{INFINITY});
 }
 
-TEST(CorrelateParameters, AFaultIsBlamedOnAnotherPlace) {
+TEST(CorrelateParameters, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"CORRELATE (int16, int16, -1, -1, 3, double)"}, 5, 3);
     expectRefused({"CORRELATE (int16, int16, 0, -1, 3, double)"}, 5, 4);
     expectRefused({"CORRELATE (int16, int16, 10, 10, 20, double)", "CORRELATE (int16, int16, 0, 0, 14, double)",

@@ -49,7 +49,7 @@ void expectProducts(const std::string& blklen, std::size_t n) {
     }
 }
 
-TEST(CrossPower, AProductDiffersFromThatOfTheSpectra) {
+TEST(CrossPower, ProductsAreThoseOfTheSpectra) {
     for (const auto& [blklen, n] : {std::pair("3", 8U), {"16", 16U}, {"17", 17U}, {"225", 225U}, {"14", 16384U}}) {
         expectProducts<std::int16_t>(blklen, n);
         expectProducts<std::int32_t>(blklen, n);
@@ -58,7 +58,7 @@ TEST(CrossPower, AProductDiffersFromThatOfTheSpectra) {
     }
 }
 
-TEST(CrossPowerParameters, AFaultIsBlamedOnAnotherPlace) {
+TEST(CrossPowerParameters, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"CROSSPOWER (int16, int16, 2, HAMMING, double, double)",
                    "CROSSPOWER (int16, int16, 15, HAMMING, double, double)",
                    "CROSSPOWER (int16, int16, -5, HAMMING, double, double)"},

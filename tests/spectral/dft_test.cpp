@@ -77,7 +77,7 @@ void expectEachMode() {
     }
 }
 
-TEST(Dft, ATermDiffersFromItsRecurrence) {
+TEST(Dft, EachTermIsItsRecurrence) {
     expectEachMode<std::int16_t, std::int32_t>();
     expectEachMode<std::int32_t, std::int32_t>();
     expectEachMode<float, float>();
@@ -85,7 +85,7 @@ TEST(Dft, ATermDiffersFromItsRecurrence) {
 }
 
 // An impulse of 1 at term 0 gives the window's entry.
-TEST(DftWindows, AnEntryDiffersFromItsCodesOrItsVectors) {
+TEST(DftWindows, EachEntryIsItsCodesOrItsVectors) {
     const std::size_t n = 45;
     const auto responseTo = [&](const std::string& window, std::size_t at, std::vector<Input> inputs) {
         Doubles impulse(n);
@@ -108,7 +108,7 @@ TEST(DftWindows, AnEntryDiffersFromItsCodesOrItsVectors) {
     }
 }
 
-TEST(Dft, TheLengthSquaredDoesNotWrap) {
+TEST(Dft, TheLengthSquaredWraps) {
     const std::vector<float> ones(65537, 1.0F);
     const auto power = [&](const std::string& n) {
         return Call("DFT (4, " + n + ", 0, [0]:int16, in, out:float)", {{"in", ones}}).taken<float>().at(0);
@@ -118,7 +118,7 @@ TEST(Dft, TheLengthSquaredDoesNotWrap) {
     EXPECT_NEAR(power("65537"), 65537.0 * 65537 / 131073, 1);
 }
 
-TEST(DftParameters, AFaultIsBlamedOnAnotherPlace) {
+TEST(DftParameters, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"DFT (1, 0, 9, [9]:int32, double, double)"}, 5, 2);
     expectRefused({"DFT (1, 4, 9, [9]:int32, double, double)", "DFT (7, 4, 9, [9]:int32, double, double)",
                    "DFT (-1, 4, 9, [9]:int32, double, double)"},

@@ -70,7 +70,7 @@ bool canBeTaken(std::int32_t length) {
     return length == 1 && product < 324;
 }
 
-TEST(FourierPlan, ALengthIsWronglyTakenOrRefused) {
+TEST(FourierPlan, LengthsOfSmallPrimesAreTaken) {
     FftPlan plan;
     for (std::int32_t length = 1; length <= 40000; ++length)
         ASSERT_EQ(build(plan, length), canBeTaken(length)) << length;
@@ -82,7 +82,7 @@ TEST(FourierPlan, ALengthIsWronglyTakenOrRefused) {
 }
 
 // Sixteens as fours, odd squares, a square of two; the core; the squares mirrored.
-TEST(FourierPlan, FactorsOrTheirOrderAreOthers) {
+TEST(FourierPlan, FactorsComeInTheirOrder) {
     std::string have;
     for (const std::int32_t length : {1, 3, 4, 6, 8, 12, 16, 36, 323, 360, 1024, 11025, 12754584, 1 << 23, 1 << 24}) {
         FftPlan plan;
@@ -98,7 +98,7 @@ TEST(FourierPlan, FactorsOrTheirOrderAreOthers) {
 }
 
 // The compiler's options could change the plain definition as well.
-TEST(Fourier, TheBitsOfAShortTransformHaveChanged) {
+TEST(Fourier, ShortTransformsKeepTheirBits) {
     EXPECT_TRUE(transformed({{1, 2, 5, 3, 3, 5}, {-1, 2, 0, 3, 1, -1}}, 0) ==
                 (Signal{{0x1.9555555555555p+1, -0x1.06206ca34ef1dp-3, -0x1.881b28d3bc755p-8, -0x1.5555555555554p-3,
                          -0x1.29228f81d6ee3p+0, -0x1.69228f81d6ee2p-1},
@@ -106,7 +106,7 @@ TEST(Fourier, TheBitsOfAShortTransformHaveChanged) {
                          -0x1.1c2bbc19eea8dp-1, -0x1.9f3bf26b9621dp-1}}));
 }
 
-TEST(Fourier, ABuildDiffersFromThePlainDefinition) {
+TEST(Fourier, EachBuildIsThePlainDefinition) {
     for (std::int32_t length = 1; length <= 400; ++length) {
         if (!canBeTaken(length)) continue;
         expectPlainBits(length, noise(length, 1));
@@ -115,14 +115,14 @@ TEST(Fourier, ABuildDiffersFromThePlainDefinition) {
 }
 
 // Long stages of each factor, with all kinds of remaining offsets, groups that are longer than the cache, and many digits.
-TEST(Fourier, ABuildDiffersFromThePlainDefinitionInLongStages) {
+TEST(Fourier, EachBuildIsThePlainDefinitionInLongStages) {
     for (const std::int32_t length : {660,   836,   1000,  1024,   1156,   1292,   1404,   1512,   2023,   2048,  2187,
                                       2888,  3332,  4096,  6498,   6859,   9248,   10000,  12675,  14157,  16384, 16807,
                                       18432, 33075, 65536, 157464, 161051, 165375, 262144, 524288, 1048576})
         expectPlainBits(length, noise(length, 3));
 }
 
-TEST(Fourier, AShortTransformIsNotTheDirectSum) {
+TEST(Fourier, ShortTransformsAreTheDirectSum) {
     for (std::int32_t length = 1; length <= 400; ++length) {
         if (!canBeTaken(length)) continue;
         const auto n = static_cast<std::size_t>(length);
@@ -145,7 +145,7 @@ TEST(Fourier, AShortTransformIsNotTheDirectSum) {
 }
 
 // What an impulse gives is known in every element.
-TEST(Fourier, AnImpulseDoesNotGiveItsTurns) {
+TEST(Fourier, AnImpulseGivesItsTwiddles) {
     for (const std::int32_t length : {1000, 1024, 1292, 6859, 33075, 157464, 1 << 20}) {
         const auto n = static_cast<std::size_t>(length), place = n / 3 + 1;
         Signal signal{std::vector<double>(n), std::vector<double>(n)};

@@ -32,7 +32,7 @@ void expectSameAsWords(std::size_t row) {
     }
 }
 
-TEST(FftModes, OneDiffersFromItsWords) {
+TEST(FftModes, EachModeIsWhatMixrfftMakesInWords) {
     for (std::size_t row = 0; row < std::size(modes); ++row) {
         if (row == 4 || row == 7)
             expectSameAsWords<std::int16_t, std::int32_t>(row);
@@ -44,13 +44,13 @@ TEST(FftModes, OneDiffersFromItsWords) {
     }
 }
 
-TEST(FftModes, TheSubstituteIsNotTold) {
+TEST(FftModes, AnUnsupportedModeIsReportedWithItsSubstitute) {
     EXPECT_EQ(Call("FFT (7, 4, 0, int16, int32)").report.console,
               Lines{"*** WARNING *** Unsupported FFT mode, substituting mode 4"});
     EXPECT_EQ(Call("FFT (4, 4, 0, int16, int32)").report.console, Lines{});
 }
 
-TEST(FftWindows, ACodeStandsForAnotherWindow) {
+TEST(FftWindows, EachCodeIsItsWindow) {
     const char* const names[] = {"RECTANGULAR", "VONHANN", "HAMMING", "BARTLETT", "BLACKMAN"};
     const Doubles samples = randomSamples<double>(64, 4);
     for (int code = 0; code < 5; ++code) {
@@ -68,7 +68,7 @@ TEST(FftWindows, ACodeStandsForAnotherWindow) {
     }
 }
 
-TEST(FftSizes, AnExponentGivesAnotherLength) {
+TEST(FftSizes, TheLengthIsTwoToTheExponent) {
     for (const std::size_t exponent : {4U, 5U, 10U, 14U}) {
         const Call call("FFT (5, " + std::to_string(exponent) + ", 0, in, out:double)", {{"in", Doubles(40000, 1.0)}});
         const std::size_t length = std::size_t{1} << exponent;
@@ -78,7 +78,7 @@ TEST(FftSizes, AnExponentGivesAnotherLength) {
     }
 }
 
-TEST(FftParameters, AFaultIsBlamedOnAnotherPlace) {
+TEST(FftParameters, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"FFT (5, 3, 0, double, double)", "FFT (5, 15, 0, double, double)", "FFT (8, 3, 5, double, double)"},
                   5, 2);
     expectRefused({"FFT (5, 4, 5, double, double)", "FFT (5, 4, -1, double, double)", "FFT (8, 4, 5, double, double)"},

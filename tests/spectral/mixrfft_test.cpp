@@ -27,7 +27,7 @@ Parts weightedTransform(const Doubles& samples, std::size_t n, const std::string
     return transformOf(parts, n, direction);
 }
 
-TEST(Window, AWeightDiffersFromItsElementsOwn) {
+TEST(Window, EachElementHasItsOwnWeight) {
     for (const std::string name : {"BARTLETT", "VONHANN", "HAMMING", "BLACKMAN", "KAISER", "RECTANGULAR"}) {
         for (const std::string direction : {"FORWARD", "REVERSE"}) {
             for (const std::size_t n : {4U, 15U, 16U, 360U}) {
@@ -53,14 +53,14 @@ void expectVectorWindow(double fullScale) {
                    weightedTransform(samples, 15, direction, weight), std::to_string(fullScale));
 }
 
-TEST(Window, AVectorsEntryIsNotItsFractionOfFullScale) {
+TEST(Window, AVectorsEntryIsItsFractionOfFullScale) {
     expectVectorWindow<std::int16_t>(32767.0);
     expectVectorWindow<std::int32_t>(2147483647.0);
     expectVectorWindow<float>(1);
     expectVectorWindow<double>(1);
 }
 
-TEST(Window, AVectorIsNotReadAnew) {
+TEST(Window, AVectorIsReadAgainForEachBlock) {
     TestSession session({.feed = {.piece = 8}});
     session.input("source", Doubles(16, 1.0));
     const PipeId spectrum = session.output("spectrum", {}, ElementType::float64);
@@ -85,7 +85,7 @@ void expectWideningOf(std::size_t n) {
                transformOf({widened(re), widened(im)}, n), length);
 }
 
-TEST(Widening, ASampleIsLostOrChanged) {
+TEST(Widening, SamplesOfEveryTypeAreWidened) {
     for (const std::size_t n : {4U, 63U, 64U, 65U, 360U}) {
         expectWideningOf<std::int16_t>(n);
         expectWideningOf<std::int32_t>(n);
@@ -93,7 +93,7 @@ TEST(Widening, ASampleIsLostOrChanged) {
     }
 }
 
-TEST(MixedLengths, ASpectrumIsFarFromTheDirectOneOrIsNotUndone) {
+TEST(MixedLengths, SpectraAreNearTheDirectOnesAndAreUndone) {
     for (const std::size_t n : {4U, 15U, 16U, 323U, 360U}) {
         const Doubles samples = randomSamples<double>(n, 10);
         const Parts have = transformOf({samples, Doubles(n)}, n), back = transformOf(have, n, "REVERSE");
@@ -120,7 +120,7 @@ Parts formOf(const std::string& form, const Parts& parts, bool folded) {
     return made;
 }
 
-TEST(Form, AnElementDiffersFromWhatItsPartsMake) {
+TEST(Form, EachFormIsWhatThePartsMake) {
     for (const std::size_t n : {15U, 16U, 18U, 27U}) {
         const Doubles re = randomSamples<double>(n, 13), im = randomSamples<double>(n, 14);
         for (const std::string form : {"POWER", "MAGNITUDE", "POLAR"}) {
@@ -156,13 +156,13 @@ void expectNarrowing() {
     }
 }
 
-TEST(Narrowing, AValueIsNotClampedAndTruncated) {
+TEST(Narrowing, ValuesAreClampedAndTruncated) {
     expectNarrowing<std::int16_t>();
     expectNarrowing<std::int32_t>();
     expectNarrowing<float>();
 }
 
-TEST(Narrowing, APhaseIsNotItsShareOfTheFullTurn) {
+TEST(Narrowing, APhaseIsItsShareOfTheFullTurn) {
     constexpr double turn = 6.283185307179586, quarter = 1.5707963267948966;
     const std::tuple<double, double, double> cases[] = {
         {-1, 0, turn / 2},
@@ -190,7 +190,7 @@ TEST(Narrowing, APhaseIsNotItsShareOfTheFullTurn) {
     EXPECT_EQ(partsOf("MIXRFFT (4, x, HALF, POLAR, re:double, im:double)", {{"x", Doubles(4)}}).im, Doubles({0, 0}));
 }
 
-TEST(Narrowing, TheSecondPartTakesItsOwnPipesType) {
+TEST(Narrowing, TheSecondPartTakesTheFirstPipesType) {
     const std::vector<std::int16_t> samples = randomSamples<std::int16_t>(8, 15);
     const Call alike("MIXRFFT (8, x, FULL, PARTS, re:int16, im:int16)", {{"x", samples}}),
         unlike("MIXRFFT (8, x, FULL, PARTS, re:int16, im:double)", {{"x", samples}});
@@ -200,7 +200,7 @@ TEST(Narrowing, TheSecondPartTakesItsOwnPipesType) {
     EXPECT_EQ(front, alike.taken<std::int16_t>("im"));
 }
 
-TEST(MixrfftParameters, AListThatFitsIsRefused) {
+TEST(MixrfftParameters, EveryFormOfTheListIsTaken) {
     expectReady({"MIXRFFT (8, int16, POWER, float)", "MIXRFFT (4, int16, PARTS, int16, int16)",
                  "MIXRFFT (360, REVERSE, double, double, FULL, POLAR, int16, float)",
                  "MIXRFFT (8, HAMMING, float, MAGNITUDE, double)",
@@ -211,7 +211,7 @@ TEST(MixrfftParameters, AListThatFitsIsRefused) {
                  "MIXRFFT (1048576, RECTANGULAR, int16, PARTS, int16)"});
 }
 
-TEST(MixrfftParameters, AFaultIsBlamedOnAnotherPlace) {
+TEST(MixrfftParameters, ListsAreRefusedAtTheFirstMistake) {
     expectRefused({"MIXRFFT (3, int16, POWER, int16)", "MIXRFFT (16777217, int16, POWER, int16)"}, 5, 1);
     expectRefused({"MIXRFFT (23, HAMMING, int16, POWER, int16)"}, 6, 1);
     expectRefused({"MIXRFFT (9, [0, 0, 0, 0, 0, 0, 0, 0]:double, int16, POWER, int16)",

@@ -51,7 +51,7 @@ template <class Element>
 class Baverage : public testing::Test {};
 TYPED_TEST_SUITE(Baverage, Elements);
 
-TYPED_TEST(Baverage, AMeanDiffersFromThePlainDefinitionAtTheEdgeOfAStrategy) {
+TYPED_TEST(Baverage, MeansArePlainAtTheEdgesOfEachStrategy) {
     std::vector<TypeParam> source = randomSamples<TypeParam>(40000, 9);
     std::fill_n(source.begin() + 100, 100, static_cast<TypeParam>(-0.0));  // whose mean is no positive zero
     std::fill_n(source.begin() + 20000, 10000, std::numeric_limits<TypeParam>::lowest() / 4);
@@ -62,7 +62,7 @@ TYPED_TEST(Baverage, AMeanDiffersFromThePlainDefinitionAtTheEdgeOfAStrategy) {
                 << blocksize << " by " << reps;
 }
 
-TEST(BaverageEdges, ManyInt16BlocksWrapOrRoundWhereFewerTruncate) {
+TEST(BaverageEdges, MoreThan32760Int16BlocksRoundWhereFewerTruncate) {
     for (const std::int32_t reps : {32760, 32761}) {
         Int16s source(static_cast<std::size_t>(reps), 7);
         source[5] = 6;  // so the mean is just below 7
@@ -71,7 +71,7 @@ TEST(BaverageEdges, ManyInt16BlocksWrapOrRoundWhereFewerTruncate) {
     }
 }
 
-TEST(BaverageParameters, AListThatIsNotItsOwnPasses) {
+TEST(BaverageParameters, ListsAreRefusedAtTheFirstMistake) {
     expectReady({"BAVERAGE (int16, 2, 2, int16)", "BAVERAGE (double, 2, 1, double)"});
     expectRefused({"BAVERAGE (int16, 0, 0, double)", "BAVERAGE (int16, -1, 2, int16)"}, 6, 2);
     expectRefused({"BAVERAGE (int16, 2, 0, double)", "BAVERAGE (int16, 2, -32768, int16)"}, 6, 3);

@@ -114,19 +114,19 @@ template <class Element>
 class BlockSums : public testing::Test {};
 TYPED_TEST_SUITE(BlockSums, Elements);
 
-TYPED_TEST(BlockSums, AResultDiffersFromThePlainDefinition) {
+TYPED_TEST(BlockSums, ResultsAreThePlainDefinitions) {
     for (const char* command : {"AVERAGE", "RMS", "STDDEV", "VARIANCE"}) expectPlain<TypeParam, TypeParam>(command);
     if constexpr (std::is_same_v<TypeParam, std::int16_t>) expectPlain<std::int32_t, TypeParam>("VARIANCE");
 }
 
-TEST(BlockSumsEdges, AnAverageOfMoreElementsThan32BitsSumIsAnother) {
+TEST(BlockSumsEdges, AnAverageOfMoreElementsThan32BitsSumIsExact) {
     const Int16s source(140000, -32768);
     for (const std::int32_t bsize : {32000, 32001, 65537, 70000})
         EXPECT_EQ(resultOf<std::int16_t>("AVERAGE " + list("in", bsize, "out"), source),
                   Int16s(140000U / static_cast<std::size_t>(bsize), -32768));
 }
 
-TEST(BlockReducers, AListThatIsNoneOfTheirsPasses) {
+TEST(BlockReducers, ListsAreRefusedAtTheFirstMistake) {
     for (const std::string command : {"AVERAGE", "HIGH", "LOW", "RMS", "STDDEV", "VARIANCE"}) {
         expectReady({command + " (int16, 10, int16)", command + " (int16, 100000:int32, int16)"});
         expectRefused({command + " (int16, 10)"}, 0, 3);

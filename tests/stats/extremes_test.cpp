@@ -77,7 +77,7 @@ template <class Element>
 class ExtremesOf : public testing::Test {};
 TYPED_TEST_SUITE(ExtremesOf, Elements);
 
-TYPED_TEST(ExtremesOf, AnExtremeOrItsPositionDiffersFromAPlainScan) {
+TYPED_TEST(ExtremesOf, ExtremesAndTheirPositionsAreThoseOfAPlainScan) {
     const auto source = samplesFor<TypeParam>();
     for (const bool highest : {true, false}) {
         for (const std::size_t bsize : {1U, 2U, 3U, 31U, 64U, 65U, 129U, 250U, 999U, 1001U, 3500U}) {
@@ -90,7 +90,7 @@ TYPED_TEST(ExtremesOf, AnExtremeOrItsPositionDiffersFromAPlainScan) {
     }
 }
 
-TEST(Extremes, APositionPast15BitsIsHeldOrWidened) {
+TEST(Extremes, APositionPast15BitsWraps) {
     std::vector<std::int32_t> source(70000);
     source[40000] = 1;
     expectPlain<std::int16_t>(true, source, source.size());

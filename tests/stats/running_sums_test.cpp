@@ -93,7 +93,7 @@ std::vector<Element> samplesFor() {
     return source;
 }
 
-TYPED_TEST(RunningSums, AnRsumDiffersFromThePlainDefinition) {
+TYPED_TEST(RunningSums, RsumIsThePlainRunningSum) {
     const std::vector<TypeParam> source = samplesFor<TypeParam>();
     const Options all[] = {{},        {2},           {7},          {255},       {256},       {300},
                            {1, 3},    {2, 3},        {5, 3},       {10, 10},    {3, 1000},   {1, 257},
@@ -108,7 +108,7 @@ TYPED_TEST(RunningSums, AnRsumDiffersFromThePlainDefinition) {
                 << options.decim << " " << options.reset << " " << options.window << " by " << divisor;
 }
 
-TYPED_TEST(RunningSums, AnIntegralDiffersFromThePlainDefinition) {
+TYPED_TEST(RunningSums, IntegralsAreThePlainRunningSum) {
     const std::vector<TypeParam> source = samplesFor<TypeParam>();
     for (const std::uint32_t n : {1U, 3U, 256U, 257U, 1000U})
         EXPECT_EQ(bitsOf(resultOf<TypeParam>("BINTEGRATE " + list("in", "out", count(n)), source)),
@@ -119,7 +119,7 @@ TYPED_TEST(RunningSums, AnIntegralDiffersFromThePlainDefinition) {
     EXPECT_EQ(bitsOf(resultOf<TypeParam>("INTEGRATE (in, out)", source)), bitsOf(plainSums<TypeParam>(source, 1, {})));
 }
 
-TYPED_TEST(RunningSums, AnAverageDiffersFromThePlainDefinition) {
+TYPED_TEST(RunningSums, AveragesAreThePlainRunningSumOverTheWindow) {
     const std::vector<TypeParam> source = samplesFor<TypeParam>();
     for (const std::int32_t window : {1, 2, 3, 4, 5, 256, 1001, 3001, 4501, 7000}) {
         const auto dropped = std::min<std::ptrdiff_t>(window - (window >> 1) - 1, 3001);
@@ -133,14 +133,14 @@ TYPED_TEST(RunningSums, AnAverageDiffersFromThePlainDefinition) {
     }
 }
 
-TEST(RunningSumsEdges, AnIntegralOfInt16AsInt32IsClampedOrWrapsElsewhere) {
+TEST(RunningSumsEdges, AnIntegralOfInt16AsInt32Wraps) {
     const Int16s least(70000, -32768);  // their sum passes 32 bits
     EXPECT_EQ(resultOf<std::int32_t>("INTEGRATE (in, out)", least), plainSums<std::int32_t>(least, 1, {}));
     EXPECT_EQ(resultOf<std::int32_t>("BINTEGRATE (in, out, 2:int32)", least),
               plainSums<std::int32_t>(least, 1, {2, 2}));
 }
 
-TEST(RunningSumsEdges, AnotherWidthOfTheDivisorIsRead) {
+TEST(RunningSumsEdges, TheDivisorIsReadAtItsOwnWidth) {
     EXPECT_EQ(resultOf<std::int32_t>("RSUM (in, 1, -2, out)", Int32s{10}), Int32s{-5});
     EXPECT_EQ(resultOf<std::int32_t>("RSUM (in, 1, variable:int16 = 3, out)", Int32s{7, 8}), (Int32s{2, 5}));
     // 40000 is -25536 in 16 bits.
@@ -148,7 +148,7 @@ TEST(RunningSumsEdges, AnotherWidthOfTheDivisorIsRead) {
               plainSums<std::int16_t>(Int16s(50000 - 19999, 32767), -25536, {1, 0, 40000}));
 }
 
-TEST(RunningSumsEdges, ASumPast52BitsIsDividedAsItsDouble) {
+TEST(RunningSumsEdges, ASumPast52BitsIsDividedExactly) {
     // Multiples of the divisor less 1, past 2^53 in the end, where the nearest double is the multiple.
     constexpr std::int32_t divisor = 2147483647;
     Int32s source((1 << 22) + 5000, divisor);
@@ -156,7 +156,7 @@ TEST(RunningSumsEdges, ASumPast52BitsIsDividedAsItsDouble) {
     EXPECT_EQ(runningSums(source, divisor, {}), plainSums<std::int32_t>(source, divisor, {}));
 }
 
-TEST(RunningSumsEdges, AFloatIsNotHeldAtItsLimitsOrADoubleIs) {
+TEST(RunningSumsEdges, FloatsAreHeldAtTheirLimitsAndDoublesAreNot) {
     constexpr float most = std::numeric_limits<float>::max();
     const std::vector<float> floats{1, most, most, -most, -most, -most, -most, INFINITY, -INFINITY};
     for (const float divisor : {1.0F, 0.0F})
@@ -164,7 +164,7 @@ TEST(RunningSumsEdges, AFloatIsNotHeldAtItsLimitsOrADoubleIs) {
     EXPECT_EQ(runningSums<double>({1, -2}, 0, {}), (std::vector<double>{INFINITY, -INFINITY}));
 }
 
-TEST(RunningSumsFaults, ADivisionByZeroGivesAResultOrFaultsBeforeAnOutput) {
+TEST(RunningSumsFaults, ADivisionByZeroFaultsAtItsFirstOutput) {
     const auto stateOf = [](const std::string& call, const Input& in) {
         const Call made(call, {in});
         EXPECT_EQ(made.report.pipes[1].written, 0U) << call;
@@ -178,7 +178,7 @@ TEST(RunningSumsFaults, ADivisionByZeroGivesAResultOrFaultsBeforeAnOutput) {
     EXPECT_EQ(stateOf("RAVERAGE (in, 65536:int32, out:int16)", {"in", Int16s(40000)}), "fault code 3221225620");
 }
 
-TEST(RunningSumsFaults, AQuotientPast32BitsKeepsItsTransferOrLosesAnEarlierOne) {
+TEST(RunningSumsFaults, AQuotientPast32BitsLosesItsTransferAlone) {
     // The sum is -2^31 at the last element of the 256th transfer of 256.
     const FeedPolicy whole{.kind = FeedPolicy::Kind::whole};
     const Call call("RSUM (in, 1, -1, out:int16)", {{"in", Int16s(70000, -32768)}}, {.feed = whole});
@@ -186,7 +186,7 @@ TEST(RunningSumsFaults, AQuotientPast32BitsKeepsItsTransferOrLosesAnEarlierOne) 
     EXPECT_EQ(call.taken<std::int16_t>(), Int16s(65536 - 256, 32767));
 }
 
-TEST(RunningSumsParameters, AnotherListIsTaken) {
+TEST(RunningSumsParameters, ListsAreRefusedAtTheFirstMistake) {
     for (const std::string command : {"BINTEGRATE", "INTEGRATE"}) {
         expectReady({command + " (int16, int16, 1)", command + " (int16, int32, 100000:int32)"});
         expectRefused({command + " (int32, int16, -1)", command + " (int16, float, 1)"}, 3, 2);
