@@ -76,6 +76,12 @@ TEST(TrigScale, PositionsAreMappedByThePlainFormula) {
             << callOf(by);
 }
 
+TEST(TrigScale, AStatusThatPasses32BitsWithTheOffsetIsDividedWhole) {
+    const Rows rows{{true, 0}, {true, 0x7FFFFFF0}, {false, 0xF0000000}};
+    EXPECT_EQ(outcomeOf("TRIGSCALE (s1, 0x70000000, 1, 2, out)", {rows}),
+              (Outcome{{0x38000000, 0x77FFFFF8}, 0xAFFFFFFF}));
+}
+
 // A status is mapped to the last sample that is wholly done, which can lie before the one of an assertion already sent; as
 // the last position sent it then lets an assertion through that maps to the same once more.
 TEST(TrigScale, TheStatusCountsAsTheLastPositionSent) {
