@@ -11,7 +11,7 @@
 
 namespace zcmds {
 
-// The names of the modes are fixed, and so upper case.
+// The names of the modes are fixed, and so UpperCamel.
 enum class WaveMode : std::uint32_t {
     ReplayTable = 0,     // the table holds samples of `dest`
     ModulatedTable = 1,  // the table holds the wave as doubles; each is multiplied by a sample of the amplitude pipe
