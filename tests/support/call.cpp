@@ -15,22 +15,6 @@ std::string trimmed(const std::string& text) {
     return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(' ') + 1 - first);
 }
 
-// Cut at the commas that are in no text and no vector.
-std::vector<std::string> argumentsIn(const std::string& list) {
-    std::vector<std::string> arguments(1);
-    bool inText = false;
-    for (int depth = 0; const char c : list) {
-        if (c == '"') inText = !inText;
-        if (!inText && (c == '[' || c == ']')) depth += c == '[' ? 1 : -1;
-        if (c == ',' && depth == 0 && !inText)
-            arguments.emplace_back();
-        else
-            arguments.back() += c;
-    }
-    if (trimmed(arguments.back()).empty()) arguments.pop_back();
-    return arguments;
-}
-
 // "int16", ":int32 = 7" or "gain:int32 = 7": with the name that it has, or gets.
 std::string withName(const std::string& text, const std::string& otherwise) {
     const std::string declared = trimmed(text);
@@ -39,12 +23,11 @@ std::string withName(const std::string& text, const std::string& otherwise) {
 }
 
 // An argument as the language has it, and the declaration that it needs first, if any.
-std::string argumentOf(const std::string& text, const std::string& otherwise, std::string& declarations) {
+std::string argumentOf(const std::string& argument, const std::string& otherwise, std::string& declarations) {
     const auto declare = [&](const std::string& noun, const std::string& declared) {
         declarations += noun + " " + declared + "\n";
         return trimmed(declared.substr(0, declared.find(':')));
     };
-    const std::string argument = trimmed(text);
     if (argument == "trigger" || argument.starts_with("trigger "))
         return declare("trigger", withName(argument.substr(7), otherwise));
     if (argument.starts_with("variable ") || argument.starts_with("variable:"))
@@ -100,6 +83,22 @@ std::string setUpOf(const std::string& call) {
 }
 
 }  // namespace
+
+std::vector<std::string> argumentsIn(const std::string& list) {
+    std::vector<std::string> arguments(1);
+    bool inText = false;
+    for (int depth = 0; const char c : list) {
+        if (c == '"') inText = !inText;
+        if (!inText && (c == '[' || c == ']')) depth += c == '[' ? 1 : -1;
+        if (c == ',' && depth == 0 && !inText)
+            arguments.emplace_back();
+        else
+            arguments.back() += c;
+    }
+    for (std::string& argument : arguments) argument = trimmed(argument);
+    if (arguments.back().empty()) arguments.pop_back();
+    return arguments;
+}
 
 Procedure parseCall(const std::string& call) {
     const std::size_t open = call.find('('), close = call.rfind(')');

@@ -17,6 +17,9 @@ namespace libzepl {
 // The declarations and the command of a call. A call that cannot be read throws what the language says of it.
 Procedure parseCall(const std::string& call);
 
+// The arguments of a list as they are written: "int16, [1, 2]:float" are two.
+std::vector<std::string> argumentsIn(const std::string& list);
+
 // Adds what the call declares, and its task. Returns the names of the pipes that it names.
 std::vector<std::string> addCall(TestSession& session, const std::string& call, int line = 0);
 
