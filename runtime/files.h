@@ -129,16 +129,17 @@ struct TriggerRow {
     std::uint32_t position = 0;
 };
 
-// Reads a trigger's file: CSV with the heading "event,position" and rows "assert,P" and "status,P".
+// Reads a trigger's file: CSV with the heading "event,position" and rows "assert,P" and "status,P". A third column "seconds"
+// is not looked at.
 std::vector<TriggerRow> readTriggerRows(const std::filesystem::path& path, const std::string& format = {});
 
-// Takes what goes to a trigger's file.
+// Takes what goes to a trigger's file. With `secondsRate`, frames a second, a third column says when each position is.
 class TriggerSink : public Output {
  public:
     virtual void write(const TriggerRow& row) = 0;
 };
 std::unique_ptr<TriggerSink> createTriggerSink(const std::filesystem::path& path, OutputOptions options = {},
-                                               const std::string& format = {});
+                                               const std::string& format = {}, std::optional<double> secondsRate = {});
 
 // The bytes of a file as text, for procedures.
 std::string readTextFile(const std::filesystem::path& path);

@@ -24,6 +24,7 @@ struct FileClause {
     bool partial = false;                                           // reads what is there of a file that is cut
     std::string format;                                             // after `format`; empty: as the name ends
     std::optional<double> rate;                                     // frames a second, that the output states
+    bool withSeconds = false;                                       // a trigger's file has a column of seconds
 };
 
 struct PipeDeclaration {

@@ -290,11 +290,17 @@ class Binder {
             const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger.name, trigger.to);
             if (!to || !claimOutput(*to)) continue;
             guarded(*to, [&] {
-                bound_.session->setOutput(names_.triggers.at(trigger.name),
-                                          createTriggerSink(to->path, outputOptions(), to->clause.format),
-                                          to->clause.limit);
+                bound_.session->setOutput(
+                    names_.triggers.at(trigger.name),
+                    createTriggerSink(to->path, outputOptions(), to->clause.format, secondsRate(*to)),
+                    to->clause.limit);
             });
         }
+    }
+
+    // The rate that a trigger's file tells seconds by; nothing where it has none.
+    std::optional<double> secondsRate(const ChannelFile& to) const {
+        return to.clause.withSeconds ? std::optional(rates_.rate().value_or(1000)) : std::nullopt;
     }
 
     void addOutput(const PipeDeclaration& pipe, const ChannelFile& to) {

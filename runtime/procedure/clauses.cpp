@@ -16,7 +16,7 @@ constexpr std::string_view formatClause = "format";
 
 }  // namespace
 
-const std::array<ProcedureParser::ClauseRow, 12> ProcedureParser::clauseRows{{
+const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
     {"capacity", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { p.takeCapacity(to); }},
     {"starts", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { to.starts = p.takeValues(p.declaredType_); }},
     {"interleaved", inPipe | inVector, "", "channel",
@@ -31,6 +31,7 @@ const std::array<ProcedureParser::ClauseRow, 12> ProcedureParser::clauseRows{{
     {"to", inPipe | inTrigger, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
     {"limit", inPipe | inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize("limit"); }},
     {"rate", inPipe, "to", "", [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(); }},
+    {"with", inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { p.takeColumns(to); }},
     {formatClause, inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
 }};
 
@@ -120,6 +121,13 @@ void ProcedureParser::takeFile(FileClause& file) {
     file.path = token.kind == Kind::text ? unquoted(token.text) : std::string(token.text);
     file.place = token.place;
     if (file.path.empty()) cursor_.refuseAt(token.place, "the file's name is empty");
+}
+
+void ProcedureParser::takeColumns(Clauses& clauses) {
+    const Token what = cursor_.takeWord("`seconds`");
+    if (what.text != "seconds")
+        cursor_.refuseAt(what.place, "a trigger's file has no column " + quoted(what.text), "write with seconds");
+    clauses.to.withSeconds = true;
 }
 
 void ProcedureParser::takeColumn(Clauses& clauses) {

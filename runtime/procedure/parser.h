@@ -1,4 +1,4 @@
-// The parser of procedures: statements in procedure.cpp, the clauses of declarations in procedure_clauses.cpp.
+// The parser of procedures: statements in procedure.cpp, the clauses of declarations in clauses.cpp.
 #pragma once
 
 #include <array>
@@ -47,7 +47,7 @@ class ProcedureParser {
         std::string_view excludes;  // the clause that must not
         void (*read)(ProcedureParser&, Clauses&);
     };
-    static const std::array<ClauseRow, 12> clauseRows;
+    static const std::array<ClauseRow, 13> clauseRows;
 
     void parseStatement();
     void parseRate(const Token& first);
@@ -85,6 +85,7 @@ class ProcedureParser {
     void takeTo(Clauses& clauses);
     void takeFormat(Clauses& clauses);
     void takeColumn(Clauses& clauses);
+    void takeColumns(Clauses& clauses);
 
     Procedure& procedure_;
     Mistakes& mistakes_;

@@ -159,6 +159,16 @@ TEST_F(CsvTest, TriggerRowsAreReadAndWrittenAndBadOnesRefused) {
     sink->finish();
     EXPECT_EQ(bytesOf("out.csv"), "event,position\nassert,0\nstatus,4294967295\n");
 
+    const auto timed = createTriggerSink(at("out.csv"), {}, {}, 250.0);
+    for (const std::uint32_t position : {4294967295U, 0U, 1U, 4294967295U, 1073741824U, 3221225471U, 1U})
+        timed->write({.asserts = true, .position = position});
+    timed->finish();
+    // The positions are counted on: a smaller one than 2^31 after a larger one is past the wrap.
+    EXPECT_EQ(bytesOf("out.csv"),
+              "event,position,seconds\nassert,4294967295,\nassert,0,0\nassert,1,0.004\nassert,4294967295,\n"
+              "assert,1073741824,4294967.296\nassert,3221225471,12884901.884\nassert,1,17179869.188\n");
+    EXPECT_EQ(readTriggerRows(at("out.csv")).back().position, 1U);
+
     const std::string form = ": the line is not of the form event,position | give lines such as assert,1024";
     const std::string range = " is no position | positions are integers from 0 to 4294967295";
     const Refusals refusals{
@@ -170,6 +180,10 @@ TEST_F(CsvTest, TriggerRowsAreReadAndWrittenAndBadOnesRefused) {
         {"event,position\nassert,-1\n", ":2: `-1`" + range},
         {"event,position\nassert\n", ":2" + form},
         {"event,position\nassert,1,2\n", ":2" + form},
+        {"event,position,seconds\nassert,1\n",
+         ":2: the line is not of the form event,position,seconds | give lines such as assert,1024,1.024"},
+        {"event,position,frame\n",
+         ":1: after the heading `event,position` only `seconds` can come | leave the other columns out"},
     };
     for (const auto& [text, expected] : refusals) {
         put("beat.csv", text);

@@ -138,7 +138,7 @@ TEST(Procedure, EachMistakeIsReportedAtItsPlaceWithAHint) {
         {"pipe x : int16 capacity 0", "1:25 `capacity` takes an integer from 1, not `0`"},
         {"pipe x : int16 capacity 1e3", "1:25 `capacity` takes an integer from 1, not `1e3`"},
         {"pipe x : int16 starts []", "1:24 expected a number, not `]`"},
-        {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit, format"},
+        {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit, with, format"},
         {"vector x : int16", "1:17 expected `= [ ... ]` or `from` and a file, but the line ends here"},
         {"vector x : int16 = [1 2]", "1:23 expected `,` or `]`, not `2`"},
         {"vector x : int16 = [1] from -", "1:24 expected the end of the line, not `from` | write one statement a line"},
