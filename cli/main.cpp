@@ -55,7 +55,7 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->type_name("PROCEDURE");
     repeated("--in", arguments.in, "NAME=FILE", "Read this pipe or trigger from FILE; - is standard input");
     repeated("--out", arguments.out, "NAME=FILE", "Write this pipe or trigger to FILE; - is standard output");
-    repeated("--set", arguments.set, "VARIABLE=VALUE", "Start this variable at VALUE");
+    repeated("--set", arguments.set, "VARIABLE=VALUE", "Start this variable, or replace this constant, by VALUE");
     command.add_option("--report", arguments.report, "Write the result of the run as JSON; - is standard output")
         ->type_name("FILE.json");
     command

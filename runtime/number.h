@@ -32,6 +32,9 @@ void storeNumber(ElementType type, const Number& number, void* cell);
 // or when it has a point or an exponent and is too large or too small for a double. The place is left as it is by default.
 std::optional<Number> parseNumber(std::string_view text);
 
+// The shortest text that reads back as the number; one with a point has one, or an exponent.
+std::string textOf(const Number& number);
+
 // Why parseNumber gives nothing for `text`, as a message.
 std::string whyNoNumber(std::string_view text);
 

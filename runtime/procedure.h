@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -79,6 +82,41 @@ struct CommandUse {
     std::vector<Argument> arguments;
 };
 
+struct Expression;  // a tree of runtime/expressions
+using ExpressionTree = std::shared_ptr<const Expression>;
+
+struct ConstantDeclaration {
+    std::string name;
+    Place place;
+    ExpressionTree tree;
+};
+
+// A number, or a vector's numbers, that an expression gives. Until it is evaluated there is a 1 or nothing in its place.
+struct Formula {
+    enum class Goes {
+        rate,      // to the procedure's rate
+        capacity,  // to the pipe `declaration`, and so on
+        start,     // to `position` among the pipe's
+        interleaved,
+        channel,
+        column,
+        limit,
+        fileRate,
+        variableValue,
+        vectorValue,   // to `position` among the vector's
+        vectorValues,  // as all of the vector's
+        argument,      // to `position` among those of the command `declaration`
+    };
+    enum class Of { pipes, triggers, variables, vectors, commands };
+    Goes goes = Goes::rate;
+    Of of = Of::pipes;  // the list that `declaration` counts in
+    std::size_t declaration = 0;
+    std::size_t position = 0;
+    ExpressionTree tree;
+    std::string written;
+    Place place;
+};
+
 struct Procedure {
     SourceText source;
     std::optional<double> rate;  // frames a second
@@ -88,6 +126,8 @@ struct Procedure {
     std::vector<VariableDeclaration> variables;
     std::vector<VectorDeclaration> vectors;
     std::vector<CommandUse> commands;
+    std::vector<ConstantDeclaration> constants;
+    std::vector<Formula> formulas;
 };
 
 // Parses the text. Every independent mistake is added to `diagnostics`: a statement that cannot be read is left out, and
@@ -95,5 +135,18 @@ struct Procedure {
 // here; whether names and commands exist is the binder's to judge. The words nan and inf are numbers in an argument unless
 // the procedure declares them.
 Procedure parseProcedure(SourceText source, std::vector<Diagnostic>& diagnostics);
+
+// What the expressions of a procedure depend on beside it.
+struct EvaluationSettings {
+    std::map<std::string, std::string> values;  // of constants and variables, in place of the declared ones
+    std::vector<std::string> words;             // words that commands know: `rate` and `pi` among them stay words
+    // The frames of the recording that a pipe is read from. Throws Problem where that cannot be known.
+    std::function<std::uint64_t(const Procedure&, const PipeDeclaration&)> frames;
+    std::size_t maxValues = std::size_t{1} << 20;  // of a vector that a formula gives
+};
+
+// The procedure with literals in place of its expressions and constants. Every independent mistake is added to `diagnostics`;
+// a file whose clause has one is left out. Values whose names are neither constants nor variables are passed over.
+Procedure evaluated(Procedure procedure, const EvaluationSettings& settings, std::vector<Diagnostic>& diagnostics);
 
 }  // namespace libzepl

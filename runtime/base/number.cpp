@@ -1,5 +1,6 @@
 #include "runtime/number.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -80,6 +81,13 @@ std::optional<Number> parseNumber(std::string_view text) {
     Number number;
     if (readNumber(text, number) != Reading::done) return std::nullopt;
     return number;
+}
+
+std::string textOf(const Number& number) {
+    if (number.isInteger) return std::to_string(number.integer);
+    std::array<char, 32> room;
+    std::string text(room.data(), std::to_chars(room.data(), room.data() + room.size(), number.real).ptr);
+    return text.find_first_of(".en") == std::string::npos ? text + ".0" : text;
 }
 
 std::string whyNoNumber(std::string_view text) {

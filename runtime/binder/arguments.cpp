@@ -45,6 +45,7 @@ std::vector<std::string> everyName(const DeclaredNames& names) {
     add(names.triggers);
     add(names.variables);
     add(names.vectors);
+    all.insert(all.end(), names.constants.begin(), names.constants.end());
     return all;
 }
 
@@ -115,7 +116,8 @@ std::vector<BoundArgument> kindsOf(const Signature* signature, const std::vector
 }  // namespace
 
 void ArgumentBinder::refuseUnknown(const Argument& argument) {
-    if (names_.refused.contains(argument.text)) return;
+    // A constant that is still a name has no value, which was reported.
+    if (names_.refused.contains(argument.text) || names_.constants.contains(argument.text)) return;
     if (!known_) {
         std::vector<std::string> candidates = everyName(names_);
         const std::vector<std::string>& words = library_.words();

@@ -19,6 +19,7 @@ struct DeclaredNames {
     std::map<std::string, TriggerId> triggers;
     std::map<std::string, VariableId> variables;
     std::map<std::string, VectorId> vectors;
+    std::set<std::string> constants;
     std::set<std::string> refused;  // declared by a statement whose mistake was reported
 };
 

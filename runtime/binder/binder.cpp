@@ -35,8 +35,6 @@ class Binder {
         : procedure_(procedure), library_(library), options_(std::move(options)), diagnostics_(diagnostics) {}
 
     BoundProcedure bind() {
-        std::optional<WaitScope> waiting;
-        if (options_.session.stop != nullptr) waiting.emplace(*options_.session.stop);
         options_.session.rate = procedure_.rate;
         FeedPolicy& feed = options_.session.feed;
         if (procedure_.lockstep && !options_.feedGiven) feed.kind = FeedPolicy::Kind::lockstep;
@@ -48,6 +46,7 @@ class Binder {
         forEach(procedure_.variables, [&](const VariableDeclaration& variable) { addVariable(variable); });
         forEach(procedure_.vectors,
                 [&](const VectorDeclaration& vector) { declare(vector, [&] { addVector(vector); }); });
+        for (const ConstantDeclaration& constant : procedure_.constants) names_.constants.insert(constant.name);
         ArgumentBinder binder(names_, *bound_.session, library_, diagnostics_);
         forEach(procedure_.commands,
                 [&](const CommandUse& use) { guarded(use.place, [&] { addCommand(use, binder); }); });
@@ -152,21 +151,8 @@ class Binder {
 
     void addVariable(const VariableDeclaration& declared) {
         std::int64_t cell = 0;
-        storeNumber(declared.type, givenValue(declared).value_or(declared.value), &cell);
+        storeNumber(declared.type, declared.value, &cell);
         names_.variables.emplace(declared.name, bound_.session->addVariable(declared.name, declared.type, &cell));
-    }
-
-    // What --set gives the variable; nothing where it gives none, or none that its type holds, which is reported.
-    std::optional<Number> givenValue(const VariableDeclaration& declared) {
-        const auto given = options_.values.find(declared.name);
-        if (given == options_.values.end()) return std::nullopt;
-        const std::optional<Number> number = parseNumber(given->second);
-        if (number && holds(declared.type, *number)) return number;
-        addError(diagnostics_, {},
-                 "--set " + declared.name + ": " +
-                     (number ? notHeld(declared.type, *number, given->second).message : whyNoNumber(given->second)),
-                 "give a number that " + std::string(nameOf(declared.type)) + " holds");
-        return std::nullopt;
     }
 
     void addVector(const VectorDeclaration& declared) {
@@ -244,13 +230,14 @@ class Binder {
                              near.empty() || !is.empty() ? declaredOnes(known) : near);
                 }
         };
-        std::vector<std::string> channels, variables;
+        std::vector<std::string> channels, values;
         for (const PipeDeclaration& pipe : procedure_.pipes) channels.push_back(pipe.name);
         for (const TriggerDeclaration& trigger : procedure_.triggers) channels.push_back(trigger.name);
-        for (const VariableDeclaration& variable : procedure_.variables) variables.push_back(variable.name);
+        for (const VariableDeclaration& variable : procedure_.variables) values.push_back(variable.name);
+        for (const ConstantDeclaration& constant : procedure_.constants) values.push_back(constant.name);
         refuseUnknown(options_.inputs, "--in", channels, "pipe or trigger");
         refuseUnknown(options_.outputs, "--out", channels, "pipe or trigger");
-        refuseUnknown(options_.values, "--set", variables, "variable");
+        refuseUnknown(options_.values, "--set", values, "variable or constant");
     }
 
     // What the procedure declares the name as, or an empty text.
@@ -262,6 +249,7 @@ class Binder {
                : has(procedure_.triggers)  ? "trigger"
                : has(procedure_.variables) ? "variable"
                : has(procedure_.vectors)   ? "vector"
+               : has(procedure_.constants) ? "constant"
                                            : "";
     }
 
@@ -330,7 +318,12 @@ class Binder {
 
 BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& library, BindOptions options,
                              std::vector<Diagnostic>& diagnostics) {
-    return Binder(procedure, library, std::move(options), diagnostics).bind();
+    std::optional<WaitScope> waiting;
+    if (options.session.stop != nullptr) waiting.emplace(*options.session.stop);
+    EvaluationSettings settings{.values = options.values, .words = library.words(), .frames = {}};
+    settings.frames = [&](const Procedure& read, const PipeDeclaration& pipe) { return framesOf(read, options, pipe); };
+    const Procedure literal = evaluated(procedure, settings, diagnostics);
+    return Binder(literal, library, std::move(options), diagnostics).bind();
 }
 
 }  // namespace libzepl

@@ -58,6 +58,25 @@ std::string identityOf(const std::filesystem::path& path) {
     return error ? path.string() : canonical.string();
 }
 
+std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, const PipeDeclaration& pipe) {
+    const std::string which = "the length of " + libzepl::quoted(pipe.name) + " is not known: ";
+    const std::optional<ChannelFile> file = inputFile(procedure, options, pipe.name, pipe.from);
+    if (!file) throw Problem(which + "no file gives its samples", "give it a `from` file, or the number itself");
+    for (const Formula& formula : procedure.formulas)
+        if (formula.goes == Formula::Goes::interleaved && procedure.pipes[formula.declaration].name == pipe.name)
+            throw Problem(which + "an expression gives its channels", "write `interleaved` with a number");
+    std::error_code error;
+    if (isStandardStream(file->path) || std::filesystem::is_fifo(file->path, error))
+        throw Problem(which + "it is read from a stream", "give the number itself: constant NAME = NUMBER");
+    const std::unique_ptr<Source> source = openSource(readRequest(*file, pipe.type, pipe.interleaved));
+    std::uint64_t elements = source->length().value_or(0);
+    if (!source->length()) {
+        std::vector<std::byte> block(4096 * widthOf(pipe.type));
+        while (const std::size_t n = source->read(block.data(), 4096)) elements += n;
+    }
+    return elements / static_cast<std::uint64_t>(source->channels());
+}
+
 ReadRequest readRequest(const ChannelFile& file, ElementType type, std::optional<std::int64_t> interleaved) {
     const FileClause& clause = file.clause;
     ReadRequest request{.path = file.path, .type = type};

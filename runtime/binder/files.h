@@ -27,6 +27,9 @@ std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptio
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
                                       const std::optional<FileClause>& declared);
 
+// The frames of the recording that the pipe is read from. Throws Problem where that cannot be known before it is read.
+std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, const PipeDeclaration& pipe);
+
 // What is asked of a file by its clauses.
 ReadRequest readRequest(const ChannelFile& file, ElementType type, std::optional<std::int64_t> interleaved);
 WriteRequest writeRequest(const ChannelFile& file, const PipeDeclaration& pipe, double rate);

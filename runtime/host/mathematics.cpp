@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "host/mathematics.h"
+#include "runtime/base/mathematics.h"
 #include "runtime/host/mathematics.h"
 #include "runtime/host/mathematics_loops.h"
 
@@ -67,6 +68,9 @@ std::span<const MathematicsForm> mathematicsForms() {
     return {&baselineMathematics, 1};
 #endif
 }
+
+double naturalLogarithm(double x) { return one<LIBZEPL_FUNCTION(log)>(x); }
+double tangent(double x) { return one<LIBZEPL_FUNCTION(tan)>(x); }
 
 }  // namespace libzepl
 

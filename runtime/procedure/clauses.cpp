@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "runtime/files.h"
 #include "runtime/procedure/parser.h"
+#include "runtime/procedure/quantities.h"
 
 namespace libzepl {
 
@@ -18,19 +18,21 @@ constexpr std::string_view formatClause = "format";
 
 const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
     {"capacity", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { p.takeCapacity(to); }},
-    {"starts", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { to.starts = p.takeValues(p.declaredType_); }},
+    {"starts", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { to.starts = p.takeValues(Formula::Goes::start); }},
     {"interleaved", inPipe | inVector, "", "channel",
-     [](ProcedureParser& p, Clauses& to) { to.interleaved = p.takeCount("interleaved", maxChannels); }},
+     [](ProcedureParser& p, Clauses& to) { to.interleaved = p.takeCount(Formula::Goes::interleaved); }},
     {"from", inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFrom(to); }},
     {"channel", inPipe | inVector, "from", "column",
-     [](ProcedureParser& p, Clauses& to) { to.from.channel = p.takeCount("channel"); }},
+     [](ProcedureParser& p, Clauses& to) { to.from.channel = p.takeCount(Formula::Goes::channel).value_or(1); }},
     {"column", inPipe | inVector, "from", "interleaved", [](ProcedureParser& p, Clauses& to) { p.takeColumn(to); }},
     {"convert", inPipe | inVector, "from", "",
      [](ProcedureParser& p, Clauses& to) { to.from.conversion = p.cursor_.takeWord("the name of a conversion").text; }},
     {"partial", inPipe | inVector, "from", "", [](ProcedureParser&, Clauses& to) { to.from.partial = true; }},
     {"to", inPipe | inTrigger, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
-    {"limit", inPipe | inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize("limit"); }},
-    {"rate", inPipe, "to", "", [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(); }},
+    {"limit", inPipe | inTrigger, "to", "",
+     [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize(Formula::Goes::limit); }},
+    {"rate", inPipe, "to", "",
+     [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(Formula::Goes::fileRate); }},
     {"with", inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { p.takeColumns(to); }},
     {formatClause, inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
 }};
@@ -81,12 +83,8 @@ void ProcedureParser::checkPartners(const Clauses& clauses) {
 
 void ProcedureParser::checkFrames(const Clauses& clauses) {
     if (!clauses.interleaved || !clauses.to.limit) return;
-    const auto channels = static_cast<std::uint64_t>(*clauses.interleaved);
-    if (*clauses.to.limit % channels != 0)
-        cursor_.refuseAt(clauses.given.at("limit"),
-                         std::to_string(*clauses.to.limit) + " elements are no whole frames of " +
-                             std::to_string(channels) + " channels",
-                         "give a multiple of " + std::to_string(channels));
+    if (const auto mistake = frameMistake(*clauses.interleaved, *clauses.to.limit, clauses.given.at("limit")))
+        cursor_.refuseAt(mistake->place, mistake->message, mistake->remedy);
 }
 
 void ProcedureParser::takeFrom(Clauses& clauses) {
@@ -111,7 +109,7 @@ void ProcedureParser::takeFormat(Clauses& clauses) {
 
 void ProcedureParser::takeCapacity(Clauses& clauses) {
     clauses.capacityPlace = cursor_.peek().place;
-    clauses.capacity = takeSize("capacity");
+    clauses.capacity = takeSize(Formula::Goes::capacity);
 }
 
 void ProcedureParser::takeFile(FileClause& file) {
@@ -133,10 +131,9 @@ void ProcedureParser::takeColumns(Clauses& clauses) {
 void ProcedureParser::takeColumn(Clauses& clauses) {
     if (cursor_.peek().kind == Kind::text)
         clauses.from.column = unquoted(cursor_.take().text);
-    else if (atNumber())
-        clauses.from.column = takeCount("column");
     else
-        cursor_.refuse("a column's number, or its heading in double quotes");
+        clauses.from.column =
+            takeCount(Formula::Goes::column, "a column's number, or its heading in double quotes").value_or(1);
 }
 
 }  // namespace libzepl

@@ -2,14 +2,14 @@
 #pragma once
 
 #include <array>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "runtime/expressions/expression.h"
 #include "runtime/procedure.h"
-#include "runtime/procedure/statement_cursor.h"
+#include "runtime/tokens/statement_cursor.h"
 
 namespace libzepl {
 
@@ -35,7 +35,7 @@ class ProcedureParser {
     using Token = ProcedureToken;
 
     ProcedureParser(Procedure& procedure, Mistakes& mistakes)
-        : procedure_(procedure), mistakes_(mistakes), cursor_(procedure.source.text, mistakes) {}
+        : procedure_(procedure), mistakes_(mistakes), cursor_(procedure.source.text, mistakes, functionNames()) {}
 
     void parse();
 
@@ -52,27 +52,31 @@ class ProcedureParser {
     void parseStatement();
     void parseRate(const Token& first);
     void parseFeed(const Token& first);
+    void parseConstant();
     void parsePipe();
     void parseTrigger();
     void parseVariable();
     void parseVector();
     void parseCommand(const Token& name);
-    Argument parseArgument();
-    Argument parseNumberArgument();
+    Argument parseArgument(std::size_t position);
+    Argument parseExpressionArgument(const Token& first, std::size_t position);
+    void parseVectorValues(VectorDeclaration& vector);
     void hideDeclaredNumbers();
     [[noreturn]] void refuseStatement(const Token& first);
 
     Token takeName(std::string_view wanted);
     ElementType takeType();
     ElementType takeTypeOfDeclaration();
-    bool atNumber() const;
-    Token takeNumber();
-    Number valueOf(const Token& token);
-    Number valueOf(const Token& token, ElementType type);
-    double takeRate();
-    std::int64_t takeCount(const std::string& clause, std::int64_t most = std::numeric_limits<std::int64_t>::max());
-    std::uint64_t takeSize(const std::string& clause) { return static_cast<std::uint64_t>(takeCount(clause)); }
-    std::vector<Number> takeValues(ElementType type);
+    void startDeclaration(Formula::Of of, std::size_t declaration);
+    void addFormula(Formula::Goes goes, Expression tree, const Token& first, std::size_t position = 0);
+    std::optional<Number> literalOf(const Expression& tree) const;
+    // Take the number that goes there; nothing where an expression will give it.
+    std::optional<Number> takeQuantity(Formula::Goes goes, std::string_view wanted = "a number");
+    std::optional<Number> quantityOf(Expression tree, const Token& first, Formula::Goes goes, std::size_t position);
+    std::optional<double> takeRate(Formula::Goes goes);
+    std::optional<std::int64_t> takeCount(Formula::Goes goes, std::string_view wanted = "a number");
+    std::optional<std::uint64_t> takeSize(Formula::Goes goes);
+    std::vector<Number> takeValues(Formula::Goes goes);
 
     Clauses takeClauses(Declaration declaration);
     const ClauseRow& takeClauseWord(Declaration declaration, Clauses& clauses);
@@ -91,6 +95,8 @@ class ProcedureParser {
     Mistakes& mistakes_;
     StatementCursor cursor_;
     ElementType declaredType_ = ElementType::int16;  // of the declaration that is being read
+    Formula::Of declaredIn_ = Formula::Of::pipes;    // its list, and its place there
+    std::size_t declaration_ = 0;
     int lineOfRate_ = 0;
     std::unordered_map<std::string, int> lineOfName_;
 };

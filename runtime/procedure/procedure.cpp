@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <utility>
 
+#include "runtime/expressions/parser.h"
 #include "runtime/files/input_file.h"
 #include "runtime/procedure/parser.h"
+#include "runtime/procedure/quantities.h"
 
 namespace libzepl {
 
@@ -31,10 +32,12 @@ Place placeOf(std::size_t offset, std::string_view text) {
 
 void ProcedureParser::parse() {
     while (cursor_.hasStatement() && !mistakes_.full()) {
+        const std::size_t formulas = procedure_.formulas.size();
         try {
             parseStatement();
         } catch (const StatementBroken&) {
             // The mistake has been added; reading continues at the next statement.
+            procedure_.formulas.resize(formulas);
         }
         cursor_.leaveStatement();
     }
@@ -46,6 +49,7 @@ void ProcedureParser::parseStatement() {
     if (cursor_.peek().isMark('(')) return parseCommand(first);
     if (first.text == "rate") return parseRate(first);
     if (first.text == "feed") return parseFeed(first);
+    if (first.text == "constant") return parseConstant();
     if (first.text == "pipe") return parsePipe();
     if (first.text == "trigger") return parseTrigger();
     if (first.text == "variable") return parseVariable();
@@ -59,7 +63,7 @@ void ProcedureParser::refuseStatement(const Token& first) {
     if (!meant.empty()) cursor_.refuseAt(first.place, "unknown declaration " + quoted(first.text), meant);
     cursor_.refuse(
         "`(` and the arguments of " + quoted(first.text),
-        "a line is a declaration (rate, feed, pipe, trigger, variable, vector) or COMMAND ( argument, ... )");
+        "a line is a declaration (rate, feed, constant, pipe, trigger, variable, vector) or COMMAND ( argument, ... )");
 }
 
 void ProcedureParser::parseRate(const Token& first) {
@@ -67,9 +71,8 @@ void ProcedureParser::parseRate(const Token& first) {
         cursor_.refuseAt(first.place, "the rate is given at line " + std::to_string(lineOfRate_),
                          "leave one of the two out");
     lineOfRate_ = first.place.line;
-    const double rate = takeRate();
+    procedure_.rate = takeRate(Formula::Goes::rate);
     cursor_.takeEnd();
-    procedure_.rate = rate;
 }
 
 void ProcedureParser::parseFeed(const Token& first) {
@@ -83,16 +86,17 @@ void ProcedureParser::parseFeed(const Token& first) {
     procedure_.lockstep = true;
 }
 
-double ProcedureParser::takeRate() {
-    const Token token = takeNumber();
-    const double rate = valueOf(token).real;
-    if (!(rate > 0) || std::isinf(rate))
-        cursor_.refuseAt(token.place, "a rate is a positive, finite number, not " + quoted(token.text));
-    return rate;
+void ProcedureParser::parseConstant() {
+    const Token name = takeName("the name of a constant");
+    cursor_.takeMark('=', "`=` and an expression");
+    ExpressionTree tree = std::make_shared<Expression>(takeExpression(cursor_, "a number"));
+    cursor_.takeEnd();
+    procedure_.constants.push_back({std::string(name.text), name.place, std::move(tree)});
 }
 
 void ProcedureParser::parsePipe() {
     const Token name = takeName("the name of a pipe");
+    startDeclaration(Formula::Of::pipes, procedure_.pipes.size());
     const ElementType type = takeTypeOfDeclaration();
     Clauses clauses = takeClauses(inPipe);
     procedure_.pipes.push_back({std::string(name.text), name.place, type, clauses.capacity, std::move(clauses.starts),
@@ -101,24 +105,27 @@ void ProcedureParser::parsePipe() {
 
 void ProcedureParser::parseTrigger() {
     const Token name = takeName("the name of a trigger");
+    startDeclaration(Formula::Of::triggers, procedure_.triggers.size());
     const Clauses clauses = takeClauses(inTrigger);
     procedure_.triggers.push_back({std::string(name.text), name.place, clauses.source(), clauses.target()});
 }
 
 void ProcedureParser::parseVariable() {
     const Token name = takeName("the name of a variable");
+    startDeclaration(Formula::Of::variables, procedure_.variables.size());
     const ElementType type = takeTypeOfDeclaration();
     cursor_.takeMark('=', "`=` and a number");
-    const Number value = valueOf(takeNumber(), type);
+    const Number value = takeQuantity(Formula::Goes::variableValue).value_or(Number{});
     cursor_.takeEnd();
     procedure_.variables.push_back({std::string(name.text), name.place, type, value});
 }
 
 void ProcedureParser::parseVector() {
     const Token name = takeName("the name of a vector");
+    startDeclaration(Formula::Of::vectors, procedure_.vectors.size());
     VectorDeclaration vector{std::string(name.text), name.place, takeTypeOfDeclaration(), {}, {}, {}};
     if (cursor_.takeIf('=')) {
-        vector.values = takeValues(vector.type);
+        parseVectorValues(vector);
         cursor_.takeEnd();
     } else if (cursor_.peek().kind != Kind::word) {
         cursor_.refuse("`= [ ... ]` or `from` and a file");
@@ -130,12 +137,26 @@ void ProcedureParser::parseVector() {
     procedure_.vectors.push_back(std::move(vector));
 }
 
+void ProcedureParser::parseVectorValues(VectorDeclaration& vector) {
+    const Token first = cursor_.peek();
+    if (first.kind != Kind::word) {
+        vector.values = takeValues(Formula::Goes::vectorValue);
+        return;
+    }
+    Expression tree = takeExpression(cursor_, "`[` and values");
+    if (tree.form != Expression::Form::call || tree.function->kind != Function::Kind::filter)
+        cursor_.refuseAt(first.place, quoted(cursor_.writtenSince(first)) + " is no vector",
+                         "write its values as [ ... ], or name a filter: lowpass, highpass, bandpass or bandstop");
+    addFormula(Formula::Goes::vectorValues, std::move(tree), first);
+}
+
 void ProcedureParser::parseCommand(const Token& name) {
     CommandUse use{std::string(name.text), name.place, {}};
+    startDeclaration(Formula::Of::commands, procedure_.commands.size());
     cursor_.takeMark('(', "`(`");
     if (!cursor_.peek().isMark(')')) {
         do {
-            use.arguments.push_back(parseArgument());
+            use.arguments.push_back(parseArgument(use.arguments.size()));
         } while (cursor_.takeIf(','));
     }
     cursor_.takeMark(')', "`,` or `)`");
@@ -143,30 +164,42 @@ void ProcedureParser::parseCommand(const Token& name) {
     procedure_.commands.push_back(std::move(use));
 }
 
-Argument ProcedureParser::parseArgument() {
-    if (atNumber()) return parseNumberArgument();
-    const Token& next = cursor_.peek();
-    if (next.isMark('['))
-        cursor_.refuseAt(next.place, "an argument is a name, a number, a word or a text",
+Argument ProcedureParser::parseArgument(std::size_t position) {
+    const Token first = cursor_.peek();
+    if (first.isMark('['))
+        cursor_.refuseAt(first.place, "an argument is a name, a number, a word or a text",
                          "declare the values, vector NAME : TYPE = [ ... ], and give the name");
-    if (next.kind != Kind::word && next.kind != Kind::text) cursor_.refuse("an argument");
-    const Token token = cursor_.take();
+    if (first.kind != Kind::text) return parseExpressionArgument(first, position);
+    cursor_.take();
     Argument argument;
-    argument.kind = token.kind == Kind::text ? Argument::Kind::text : Argument::Kind::word;
-    argument.written = token.text;
-    argument.text = token.kind == Kind::text ? unquoted(token.text) : argument.written;
-    argument.place = token.place;
+    argument.kind = Argument::Kind::text;
+    argument.written = first.text;
+    argument.text = unquoted(first.text);
+    argument.place = first.place;
     return argument;
 }
 
-Argument ProcedureParser::parseNumberArgument() {
-    const Token token = takeNumber();
+Argument ProcedureParser::parseExpressionArgument(const Token& first, std::size_t position) {
+    Expression tree = takeExpression(cursor_, "an argument");
     Argument argument;
-    argument.kind = Argument::Kind::number;
-    argument.text = argument.written = token.text;
-    argument.place = token.place;
+    argument.text = argument.written = cursor_.writtenSince(first);
+    argument.place = cursor_.placeSince(first);
+    const bool isWhole = tree.form != Expression::Form::sign && tree.form != Expression::Form::arithmetic;
+    if (cursor_.peek().isMark(':') && !isWhole && !tree.inParentheses)
+        cursor_.refuse("`,` or `)`", "the type of an expression goes after parentheses, as in (2 * n):int32");
     if (cursor_.takeIf(':')) argument.type = takeType();
-    argument.number = argument.type ? valueOf(token, *argument.type) : valueOf(token);
+    const std::optional<Number> literal = literalOf(tree);
+    if (!literal && tree.form == Expression::Form::name && !tree.inParentheses && !argument.type) return argument;
+    argument.kind = Argument::Kind::number;
+    if (!literal) {
+        addFormula(Formula::Goes::argument, std::move(tree), first, position);
+        procedure_.formulas.back().written = argument.written;
+        procedure_.formulas.back().place = argument.place;
+        return argument;
+    }
+    argument.number = *literal;
+    if (argument.type && !holds(*argument.type, *literal))
+        mistakes_.add(notHeld(*argument.type, *literal, argument.written));
     return argument;
 }
 
@@ -202,48 +235,75 @@ ElementType ProcedureParser::takeTypeOfDeclaration() {
     return declaredType_;
 }
 
-bool ProcedureParser::atNumber() const {
-    const Token& next = cursor_.peek();
-    return next.kind == Kind::number || (next.kind == Kind::word && (next.text == "nan" || next.text == "inf"));
+void ProcedureParser::startDeclaration(Formula::Of of, std::size_t declaration) {
+    declaredIn_ = of;
+    declaration_ = declaration;
 }
 
-Token ProcedureParser::takeNumber() {
-    if (!atNumber()) cursor_.refuse("a number");
-    return cursor_.take();
+void ProcedureParser::addFormula(Formula::Goes goes, Expression tree, const Token& first, std::size_t position) {
+    procedure_.formulas.push_back({goes, declaredIn_, declaration_, position,
+                                   std::make_shared<Expression>(std::move(tree)),
+                                   std::string(cursor_.writtenSince(first)), cursor_.placeSince(first)});
 }
 
-Number ProcedureParser::valueOf(const Token& token) {
-    std::optional<Number> number = parseNumber(token.text);
-    if (!number) cursor_.refuseAt(token.place, whyNoNumber(token.text));
-    number->place = token.place;
-    return *number;
-}
-
-// A number that its type does not hold is reported, and the statement read on: others in it may be wrong as well.
-Number ProcedureParser::valueOf(const Token& token, ElementType type) {
-    const Number number = valueOf(token);
-    if (!holds(type, number)) mistakes_.add(notHeld(type, number, token.text));
+std::optional<Number> ProcedureParser::literalOf(const Expression& tree) const {
+    if (tree.form == Expression::Form::number) return tree.number;
+    if (tree.form != Expression::Form::name || tree.inParentheses || !isNumberWord(tree.name)) return std::nullopt;
+    Number number = *parseNumber(tree.name);
+    number.place = tree.place;
     return number;
 }
 
-std::int64_t ProcedureParser::takeCount(const std::string& clause, std::int64_t most) {
-    const Token token = takeNumber();
-    const Number number = valueOf(token);
-    const std::string bound =
-        most == std::numeric_limits<std::int64_t>::max() ? std::string() : " to " + std::to_string(most);
-    if (!number.isInteger || number.integer < 1 || number.integer > most)
-        cursor_.refuseAt(token.place,
-                         libzepl::quoted(clause) + " takes an integer from 1" + bound + ", not " + quoted(token.text));
-    return number.integer;
+std::optional<Number> ProcedureParser::takeQuantity(Formula::Goes goes, std::string_view wanted) {
+    const Token first = cursor_.peek();
+    return quantityOf(takeExpression(cursor_, wanted), first, goes, 0);
 }
 
-std::vector<Number> ProcedureParser::takeValues(ElementType type) {
+// A number that its type does not hold is reported, and the statement read on: others in it may be wrong as well.
+std::optional<Number> ProcedureParser::quantityOf(Expression tree, const Token& first, Formula::Goes goes,
+                                                  std::size_t position) {
+    const std::optional<Number> literal = literalOf(tree);
+    if (!literal) {
+        addFormula(goes, std::move(tree), first, position);
+        return std::nullopt;
+    }
+    std::optional<Diagnostic> mistake =
+        mistakeOf(quantityAt(goes, declaredType_), *literal, cursor_.writtenSince(first));
+    if (!mistake) return literal;
+    if (!isElement(goes)) cursor_.refuseAt(mistake->place, mistake->message, mistake->remedy);
+    mistakes_.add(*mistake);
+    return literal;
+}
+
+std::optional<double> ProcedureParser::takeRate(Formula::Goes goes) {
+    const std::optional<Number> number = takeQuantity(goes);
+    return number ? std::optional(number->real) : std::nullopt;
+}
+
+std::optional<std::int64_t> ProcedureParser::takeCount(Formula::Goes goes, std::string_view wanted) {
+    const std::optional<Number> number = takeQuantity(goes, wanted);
+    return number ? std::optional(number->integer) : std::nullopt;
+}
+
+std::optional<std::uint64_t> ProcedureParser::takeSize(Formula::Goes goes) {
+    const std::optional<std::int64_t> count = takeCount(goes);
+    return count ? std::optional(static_cast<std::uint64_t>(*count)) : std::nullopt;
+}
+
+std::vector<Number> ProcedureParser::takeValues(Formula::Goes goes) {
     std::vector<Number> values;
     cursor_.takeMark('[', "`[` and values");
     do {
         // A comma may close the list, so that lines of values can be moved about.
         if (!values.empty() && cursor_.peek().isMark(']')) break;
-        values.push_back(valueOf(takeNumber(), type));
+        const Token first = cursor_.peek();
+        Expression tree = takeExpression(cursor_, "a number");
+        if (goes == Formula::Goes::vectorValue && values.empty() && cursor_.peek().text == "for") {
+            addFormula(Formula::Goes::vectorValues, {}, first);
+            procedure_.formulas.back().tree = std::make_shared<Expression>(takeSeries(cursor_, std::move(tree)));
+            break;
+        }
+        values.push_back(quantityOf(std::move(tree), first, goes, values.size()).value_or(Number{}));
     } while (cursor_.takeIf(','));
     cursor_.takeMark(']', "`,` or `]`");
     return values;

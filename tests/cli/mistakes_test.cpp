@@ -148,11 +148,14 @@ TEST_F(Mistakes, AWrongOptionIsNamed) {
          "p.zp: error: --in a: none.csv: there is no such file\n  check the name and the folder it is relative to\n"},
         {good, "--in c=in.csv", 2,
          "p.zp: error: --in c=in.csv: the procedure declares no pipe or trigger `c`\n  it declares `a`, `b`\n"},
-        {set, "--set v=x", 2, "p.zp: error: --set v: `x` is not a number\n  give a number that int16 holds\n"},
+        {set, "--set v=x", 2,
+         "p.zp: error: --set v: unknown name `x`\n  x\n  ^\n  an expression has numbers, constants, functions, `pi`, "
+         "`inf`, `nan` and `rate`\n"},
         {set, "--set v=-32769", 2,
          "p.zp: error: --set v: `-32769` is out of range: int16 holds -32768 to 32767\n"
          "  give a number that int16 holds\n"},
-        {good, "--set v=1", 2, "p.zp: error: --set v=1: the procedure declares no variable `v`\n  it declares none\n"},
+        {good, "--set v=1", 2,
+         "p.zp: error: --set v=1: the procedure declares no variable or constant `v`\n  it declares none\n"},
         {set, "--set v=1 --set v=2", 2, "zepl: error: --set v=2: `v` is given twice\n  give it once\n"},
         {good, "--feed 0", 2, "zepl: error: --feed 0" + feeding},
         {good, "--feed random:", 2, "zepl: error: --feed random:" + feeding},

@@ -1,4 +1,4 @@
-// Any bytes are parsed as a procedure and its mistakes rendered: nothing may crash, and what a terminal gets is harmless.
+// Any bytes are parsed as a procedure and evaluated, and its mistakes rendered: nothing may crash, and what a terminal gets is harmless.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -45,6 +45,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const std::string block = libzepl::render(diagnostic, procedure.source);
         require(diagnostic.place.line > 0 && block.find("\n  ") != std::string::npos);
     }
+    libzepl::EvaluationSettings settings{.values = {}, .words = {}, .frames = {}, .maxValues = 64};
+    settings.frames = [](const Procedure&, const libzepl::PipeDeclaration& pipe) -> std::uint64_t {
+        if (!pipe.from) throw libzepl::Problem("no file");
+        return 1000;
+    };
+    std::vector<Diagnostic> refused;
+    libzepl::evaluated(procedure, settings, refused);
+    requireHarmless(libzepl::render(refused, procedure.source));
     if (text.find('\r') == std::string::npos) {
         std::vector<Diagnostic> again;
         const Procedure other = libzepl::parseProcedure({"fuzz.zp", withCarriageReturns(text)}, again);

@@ -64,7 +64,7 @@ TEST_F(Binder, AnArgumentIsPassedAsTheKindThatItsTextSays) {
 
 TEST_F(Binder, AMistakeInAnOptionIsReportedOnce) {
     const std::string text = "variable fs : int16 = 5\npipe a : int16 starts [1]\npipe b : int16\nOFFSET (a, fs, b)\n";
-    for (const char* value : {"20*512", "40000", "0.5"}) {
+    for (const char* value : {"20*5120", "40000", "0.5"}) {
         diagnostics_.clear();
         procedure_ = parseProcedure({at("p.zp").string(), text}, diagnostics_);
         BindOptions options;

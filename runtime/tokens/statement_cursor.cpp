@@ -1,4 +1,4 @@
-#include "runtime/procedure/statement_cursor.h"
+#include "runtime/tokens/statement_cursor.h"
 
 #include <algorithm>
 #include <utility>
@@ -11,8 +11,12 @@ using Kind = ProcedureToken::Kind;
 
 }  // namespace
 
-StatementCursor::StatementCursor(std::string_view text, Mistakes& mistakes)
-    : mistakes_(mistakes), lexer_(text, mistakes), next_(lexer_.next()), afterNext_(lexer_.next()) {}
+StatementCursor::StatementCursor(std::string_view text, Mistakes& mistakes, std::span<const std::string_view> functions)
+    : mistakes_(mistakes),
+      lexer_(text, mistakes),
+      functions_(functions),
+      next_(lexer_.next()),
+      afterNext_(lexer_.next()) {}
 
 void StatementCursor::leaveStatement() {
     while (!atStatementEnd()) advance();
@@ -22,7 +26,7 @@ void StatementCursor::leaveStatement() {
 
 bool StatementCursor::startsLikeStatement() const {
     if (next_.kind != Kind::word || afterNext_.startsLine) return false;
-    if (afterNext_.isMark('(')) return true;
+    if (afterNext_.isMark('(')) return std::find(functions_.begin(), functions_.end(), next_.text) == functions_.end();
     const bool opensDeclaration =
         std::find(declarationWords.begin(), declarationWords.end(), next_.text) != declarationWords.end();
     return opensDeclaration && (afterNext_.kind == Kind::word || afterNext_.kind == Kind::number);
@@ -41,6 +45,7 @@ void StatementCursor::advance() {
         openBrackets_ = std::max(0, openBrackets_ - 1);
     }
     afterLast_ = {next_.place.line, next_.place.column + next_.place.length, 1};
+    endOfLast_ = next_.text.data() + next_.text.size();
     atStart_ = false;
     next_ = std::exchange(afterNext_, lexer_.next());
 }
@@ -75,6 +80,15 @@ void StatementCursor::takeMark(char mark, std::string_view wanted) {
 
 void StatementCursor::takeEnd() {
     if (peek().kind != Kind::end) refuse("the end of the line", "write one statement a line");
+}
+
+std::string_view StatementCursor::writtenSince(const ProcedureToken& first) const {
+    const std::string_view written(first.text.data(), static_cast<std::size_t>(endOfLast_ - first.text.data()));
+    return written.substr(0, written.find_first_of("\r\n"));
+}
+
+Place StatementCursor::placeSince(const ProcedureToken& first) const {
+    return {first.place.line, first.place.column, static_cast<int>(writtenSince(first).size())};
 }
 
 void StatementCursor::refuse(std::string_view wanted, std::string remedy) const {

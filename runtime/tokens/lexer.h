@@ -26,9 +26,9 @@ class Mistakes {
 struct ProcedureToken {
     enum class Kind {
         word,
-        number,  // what starts like a number; it may still be malformed
+        number,  // what starts like a number, without a sign; it may still be malformed
         text,    // with its quotes
-        mark,    // one of ( ) [ ] , : = -
+        mark,    // one of ( ) [ ] , : = + - * / % ^ < > <= >= == !=
         bad,     // what is no token; the mistake has been added
         end,     // the end of the procedure, or of the statement
     };
@@ -37,7 +37,7 @@ struct ProcedureToken {
     Place place;
     bool startsLine = false;  // whether it is the first of its line
 
-    bool isMark(char mark) const { return kind == Kind::mark && text[0] == mark; }
+    bool isMark(char mark) const { return kind == Kind::mark && text.size() == 1 && text[0] == mark; }
 };
 
 // Reads the tokens of a text one by one; blanks, comments and line ends are passed over.

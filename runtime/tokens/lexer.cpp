@@ -1,4 +1,4 @@
-#include "runtime/procedure/lexer.h"
+#include "runtime/tokens/lexer.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,7 +9,8 @@ namespace {
 
 using Kind = ProcedureToken::Kind;
 
-constexpr std::string_view marks = "()[],:=-";
+constexpr std::string_view marks = "()[],:=+-*/%^<>";
+constexpr std::string_view marksBeforeEqual = "<>=!";
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool startsWord(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; }
@@ -90,24 +91,20 @@ ProcedureToken::Kind ProcedureLexer::readToken() {
         return Kind::number;
     }
     if (at(0) == '"') return readText();
-    if (marks.find(at(0)) == std::string_view::npos) {
+    const bool isPair = at(1) == '=' && marksBeforeEqual.find(at(0)) != std::string_view::npos;
+    if (!isPair && marks.find(at(0)) == std::string_view::npos) {
         reportCharacters();
         return Kind::bad;
     }
-    ++at_;
+    at_ += isPair ? 2 : 1;
     return Kind::mark;
 }
 
-bool ProcedureLexer::atNumber() const {
-    if (at(0) == '+' || at(0) == '-') return continuesWord(at(1)) || at(1) == '.';
-    return isDigit(at(0)) || (at(0) == '.' && isDigit(at(1)));
-}
+bool ProcedureLexer::atNumber() const { return isDigit(at(0)) || (at(0) == '.' && isDigit(at(1))); }
 
 // All that someone may have meant as part of the number, so that a malformed one is reported whole.
 void ProcedureLexer::skipNumber() {
-    const std::size_t digits = at(0) == '+' || at(0) == '-' ? 1 : 0;
-    const bool isHexadecimal = at(digits) == '0' && (at(digits + 1) == 'x' || at(digits + 1) == 'X');
-    at_ += digits;
+    const bool isHexadecimal = at(0) == '0' && (at(1) == 'x' || at(1) == 'X');
     while (continuesWord(at(0)) || at(0) == '.') {
         const bool isExponent = !isHexadecimal && (at(0) == 'e' || at(0) == 'E');
         ++at_;

@@ -1,0 +1,218 @@
+// A procedure with literals in place of its expressions.
+
+#include <utility>
+
+#include "runtime/procedure/constants.h"
+#include "runtime/procedure/quantities.h"
+
+namespace libzepl {
+
+namespace {
+
+using Goes = Formula::Goes;
+using Of = Formula::Of;
+
+class ProcedureEvaluator {
+ public:
+    ProcedureEvaluator(Procedure& procedure, const EvaluationSettings& settings, std::vector<Diagnostic>& diagnostics)
+        : procedure_(procedure),
+          settings_(settings),
+          mistakes_(diagnostics),
+          constants_(procedure, settings, mistakes_) {}
+
+    void evaluate() {
+        constants_.evaluateAll();
+        for (const Formula& formula : procedure_.formulas)
+            if (formula.goes == Goes::rate) place(formula);
+        for (const Formula& formula : procedure_.formulas)
+            if (formula.goes != Goes::rate) place(formula);
+        for (const Formula& formula : procedure_.formulas) checkFrames(formula);
+        placeNames();
+        for (VariableDeclaration& variable : procedure_.variables) setVariable(variable);
+        procedure_.formulas.clear();
+    }
+
+ private:
+    void place(const Formula& formula) {
+        if (formula.goes == Goes::vectorValues)
+            placeVector(formula);
+        else if (const std::optional<Number> value = constants_.valueOf(formula); value && isGood(formula, *value, ""))
+            put(formula, *value);
+        else
+            leaveOut(formula);
+    }
+
+    void placeVector(const Formula& formula) {
+        std::vector<Number> values = constants_.valuesOf(formula);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            values[i].place = formula.place;
+            if (!isGood(formula, values[i], ", the " + std::to_string(i + 1) + ". value")) return;
+        }
+        procedure_.vectors[formula.declaration].values = std::move(values);
+    }
+
+    // A mistake is told with the value: it does not stand in the procedure.
+    bool isGood(const Formula& formula, Number value, const std::string& which) {
+        value.place = formula.place;
+        const Quantity quantity = quantityOf(formula);
+        std::optional<Diagnostic> mistake = mistakeOf(quantity, value, formula.written + " = " + textOf(value) + which);
+        if (!mistake) return true;
+        const bool wantsInteger = quantity.kind == Quantity::Kind::count || quantity.type == ElementType::int16 ||
+                                  quantity.type == ElementType::int32;
+        if (wantsInteger && quantity.kind != Quantity::Kind::rate && !value.isInteger)
+            mistake->remedy = "round(), floor(), ceil() and trunc() make integers";
+        mistakes_.add(std::move(*mistake));
+        return false;
+    }
+
+    Quantity quantityOf(const Formula& formula) const {
+        if (formula.goes != Goes::argument) return quantityAt(formula.goes, typeOf(formula));
+        const Argument& argument = argumentOf(formula);
+        if (!argument.type) return {};
+        return {.kind = Quantity::Kind::element, .type = *argument.type, .clause = {}};
+    }
+
+    ElementType typeOf(const Formula& formula) const {
+        switch (formula.of) {
+            case Of::pipes:
+                return formula.goes == Goes::rate ? ElementType::int16 : procedure_.pipes[formula.declaration].type;
+            case Of::variables:
+                return procedure_.variables[formula.declaration].type;
+            case Of::vectors:
+                return procedure_.vectors[formula.declaration].type;
+            default:
+                return ElementType::int16;
+        }
+    }
+
+    Argument& argumentOf(const Formula& formula) const {
+        return procedure_.commands[formula.declaration].arguments[formula.position];
+    }
+
+    FileClause& sourceOf(const Formula& formula) {
+        return formula.of == Of::pipes ? *procedure_.pipes[formula.declaration].from
+                                       : *procedure_.vectors[formula.declaration].from;
+    }
+
+    FileClause& targetOf(const Formula& formula) {
+        return formula.of == Of::pipes ? *procedure_.pipes[formula.declaration].to
+                                       : *procedure_.triggers[formula.declaration].to;
+    }
+
+    void put(const Formula& formula, const Number& value) {
+        const std::size_t declaration = formula.declaration;
+        switch (formula.goes) {
+            case Goes::rate:
+                procedure_.rate = value.real;
+                break;
+            case Goes::capacity:
+                procedure_.pipes[declaration].capacity = static_cast<std::uint64_t>(value.integer);
+                break;
+            case Goes::start:
+                procedure_.pipes[declaration].starts[formula.position] = value;
+                break;
+            case Goes::interleaved:
+                (formula.of == Of::pipes ? procedure_.pipes[declaration].interleaved
+                                         : procedure_.vectors[declaration].interleaved) = value.integer;
+                break;
+            case Goes::channel:
+                sourceOf(formula).channel = value.integer;
+                break;
+            case Goes::column:
+                sourceOf(formula).column = value.integer;
+                break;
+            case Goes::limit:
+                targetOf(formula).limit = static_cast<std::uint64_t>(value.integer);
+                break;
+            case Goes::fileRate:
+                targetOf(formula).rate = value.real;
+                break;
+            case Goes::variableValue:
+                procedure_.variables[declaration].value = value;
+                break;
+            case Goes::vectorValue:
+                procedure_.vectors[declaration].values[formula.position] = value;
+                break;
+            case Goes::vectorValues:
+                break;
+            case Goes::argument:
+                argumentOf(formula).number = value;
+                break;
+        }
+    }
+
+    // A file whose clause has no value would only give another mistake.
+    void leaveOut(const Formula& formula) {
+        const bool isOfFile =
+            formula.goes == Goes::channel || formula.goes == Goes::column || formula.goes == Goes::interleaved;
+        if (!isOfFile) return;
+        if (formula.of == Of::pipes)
+            procedure_.pipes[formula.declaration].from.reset();
+        else
+            procedure_.vectors[formula.declaration].from.reset();
+    }
+
+    void checkFrames(const Formula& formula) {
+        if (formula.of != Of::pipes || (formula.goes != Goes::limit && formula.goes != Goes::interleaved)) return;
+        const PipeDeclaration& pipe = procedure_.pipes[formula.declaration];
+        if (!pipe.interleaved || !pipe.to || !pipe.to->limit) return;
+        if (auto mistake = frameMistake(*pipe.interleaved, *pipe.to->limit, formula.place)) mistakes_.add(*mistake);
+    }
+
+    // Arguments that are the name of a number alone.
+    void placeNames() {
+        for (CommandUse& use : procedure_.commands)
+            for (Argument& argument : use.arguments) {
+                if (argument.kind != Argument::Kind::word || !constants_.isNumber(argument.text)) continue;
+                Expression name;
+                name.form = Expression::Form::name;
+                name.name = argument.text;
+                name.place = argument.place;
+                const Formula formula{.goes = Goes::argument,
+                                      .tree = std::make_shared<Expression>(std::move(name)),
+                                      .written = argument.written,
+                                      .place = argument.place};
+                const std::optional<Number> value = constants_.valueOf(formula);
+                if (!value) continue;
+                argument.kind = Argument::Kind::number;
+                argument.number = *value;
+                argument.number.place = argument.place;
+            }
+    }
+
+    void setVariable(VariableDeclaration& variable) {
+        const auto given = settings_.values.find(variable.name);
+        if (given == settings_.values.end()) return;
+        const std::string option = "--set " + variable.name;
+        std::optional<Number> value = parseNumber(given->second);
+        std::string written = given->second;
+        std::shared_ptr<const SourceText> text;
+        if (!value) {
+            text = std::make_shared<SourceText>(SourceText{option, given->second});
+            const Formula formula{.tree = constants_.parseOption(text), .written = given->second, .place = {}};
+            if (formula.tree) value = constants_.valueOf(formula, text);
+            if (!value) return;
+            written += " = " + textOf(*value);
+        }
+        if (holds(variable.type, *value)) {
+            variable.value = *value;
+            return;
+        }
+        mistakes_.add({}, option + ": " + notHeld(variable.type, *value, written).message,
+                      "give a number that " + std::string(nameOf(variable.type)) + " holds");
+    }
+
+    Procedure& procedure_;
+    const EvaluationSettings& settings_;
+    Mistakes mistakes_;
+    Constants constants_;
+};
+
+}  // namespace
+
+Procedure evaluated(Procedure procedure, const EvaluationSettings& settings, std::vector<Diagnostic>& diagnostics) {
+    ProcedureEvaluator(procedure, settings, diagnostics).evaluate();
+    return procedure;
+}
+
+}  // namespace libzepl
