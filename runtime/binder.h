@@ -18,7 +18,7 @@ struct BindOptions {
     std::map<std::string, std::string> values;  // by the name of a variable, as text
     SessionOptions session;
     bool feedGiven = false;  // session.feed was asked for, and not the procedure's own way
-    bool sync = true;  // outputs are on the disk when the run has ended
+    bool sync = true;        // outputs are on the disk when the run has ended
 };
 
 // A session with what is needed to tell of it in the procedure's terms. The command library must outlive it.
