@@ -32,7 +32,7 @@ struct LimitPair {
 
 // With a low and a high limit, which are read here, once, and checked before the type of dest is.
 inline LimitPair openPairWithLimits(ParamList list, const Slot* params, ParamPair pair, StreamReader& reader,
-                                 StreamWriter& writer) {
+                                    StreamWriter& writer) {
     const std::int32_t low = pair.destination - 2, high = pair.destination - 1;
     const LimitPair limits{.low = cellIn(params[low]), .high = cellIn(params[high])};
     checkValuesForPipe(list, pair, low);

@@ -171,9 +171,7 @@ std::set<std::string> installed() {
     return names;
 }
 
-TEST(Module, EveryCommandHasTests) {
-    EXPECT_EQ(unpaired(Covers::all(), installed()), std::set<std::string>());
-}
+TEST(Module, EveryCommandHasTests) { EXPECT_EQ(unpaired(Covers::all(), installed()), std::set<std::string>()); }
 
 TEST(Module, NoCommandRunsWithoutParameters) {
     for (const std::string& name : installed()) {
