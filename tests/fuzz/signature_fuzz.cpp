@@ -36,7 +36,7 @@ void requireAnswer(const Signature& signature, const std::vector<ResolvedArgumen
     const auto kinds = libzepl::matchSignature(signature, arguments);
     const std::vector<std::string> names(arguments.size(), "name");
     const std::string explanation = libzepl::explainMismatch(signature, arguments, names);
-    require(libzepl::naturalKinds(arguments).size() == arguments.size());
+    require(libzepl::defaultKinds(arguments).size() == arguments.size());
     require(kinds.has_value() == explanation.empty());
     if (!kinds) return;
     require(kinds->size() == arguments.size());
