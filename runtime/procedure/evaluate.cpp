@@ -72,10 +72,12 @@ class ProcedureEvaluator {
         return {.kind = Quantity::Kind::element, .type = *argument.type, .clause = {}};
     }
 
+    // Of the declaration that the formula is in; the procedure's rate is in none.
     ElementType typeOf(const Formula& formula) const {
+        if (formula.goes == Goes::rate) return ElementType::int16;
         switch (formula.of) {
             case Of::pipes:
-                return formula.goes == Goes::rate ? ElementType::int16 : procedure_.pipes[formula.declaration].type;
+                return procedure_.pipes[formula.declaration].type;
             case Of::variables:
                 return procedure_.variables[formula.declaration].type;
             case Of::vectors:
