@@ -46,6 +46,8 @@ bool serviceRoundEnd(Engine& e) {
     }
     if (e.feed.inputsInMemory) {
         deliverOnce(e);
+    } else if (inputCanDeliver(e)) {
+        return true;
     } else {
         updateRoom(e);
         if (inputCanDeliver(e)) return true;
