@@ -91,7 +91,7 @@ struct ConstantDeclaration {
     ExpressionTree tree;
 };
 
-// A number, or a vector's numbers, that an expression gives. Until it is evaluated there is a 1 or nothing in its place.
+// A number, or a vector's numbers, that an expression gives. Until it is evaluated there is 0, 1 or nothing in its place.
 struct Formula {
     enum class Goes {
         rate,      // to the procedure's rate

@@ -48,6 +48,11 @@ class Activity {
         return round - std::max({lastDrivenRead_, lastDeadlockCheck_, lastDelivery_}) >= quietRounds;
     }
 
+    // A deadlock check since anything last happened has found no channel to grow, so a full one stays full.
+    bool isDeadlockRuledOut() const {
+        return lastDeadlockCheck_ > std::max({lastDrivenRead_, lastDelivery_, lastGrowth_});
+    }
+
     // Nothing that matters to the inputs moves, and channels have had their chance to grow: only time is waited for.
     bool isTimeAwaited(std::uint64_t round) const {
         return round - std::max({lastDrivenRead_, lastDelivery_, lastGrowth_, lastJump_}) >= quietRounds;

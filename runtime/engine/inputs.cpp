@@ -125,14 +125,16 @@ bool deliverRows(Engine& e, TriggerInput& input, bool pipesEnded) {
 
 bool isLockstep(const Engine& e) { return e.options.feed.kind == FeedPolicy::Kind::lockstep; }
 
-// Whether each input can give its next frame, and what the last ones led to is done.
+// Whether each input can give its next frame, and what the last ones led to is done. An input that stays held up is not
+// waited for, as one that has ended is not.
 bool isLockstepDue(const Engine& e) {
     const std::uint64_t round = e.scheduler.round;
     const bool isDone =
         e.scheduler.readyCount == 0 || e.activity.isQuiescent(round) || e.activity.isSelfSustaining(round);
-    return isDone && std::all_of(e.graph.pipeInputs.begin(), e.graph.pipeInputs.end(), [](const PipeInput& input) {
-               return input.ended || (hasRoom(*input.pipe) && input.ready());
-           });
+    const auto isWaitedFor = [&](const PipeInput& input) {
+        return !input.ended && (hasRoom(*input.pipe) ? !input.ready() : !e.activity.isDeadlockRuledOut());
+    };
+    return isDone && std::none_of(e.graph.pipeInputs.begin(), e.graph.pipeInputs.end(), isWaitedFor);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // A procedure with literals in place of its expressions.
 
+#include <set>
 #include <utility>
 
 #include "runtime/procedure/constants.h"
@@ -51,7 +52,7 @@ class ProcedureEvaluator {
         procedure_.vectors[formula.declaration].values = std::move(values);
     }
 
-    // A mistake is told with the value: it does not stand in the procedure.
+    // A mistake is reported with the value, which the procedure does not show.
     bool isGood(const Formula& formula, Number value, const std::string& which) {
         value.place = formula.place;
         const Quantity quantity = quantityOf(formula);
@@ -157,7 +158,8 @@ class ProcedureEvaluator {
     void checkFrames(const Formula& formula) {
         if (formula.of != Of::pipes || (formula.goes != Goes::limit && formula.goes != Goes::interleaved)) return;
         const PipeDeclaration& pipe = procedure_.pipes[formula.declaration];
-        if (!pipe.interleaved || !pipe.to || !pipe.to->limit) return;
+        if (!pipe.interleaved || !pipe.to || !pipe.to->limit || !checkedFrames_.insert(formula.declaration).second)
+            return;
         if (auto mistake = frameMistake(*pipe.interleaved, *pipe.to->limit, formula.place)) mistakes_.add(*mistake);
     }
 
@@ -208,6 +210,7 @@ class ProcedureEvaluator {
     const EvaluationSettings& settings_;
     Mistakes mistakes_;
     Constants constants_;
+    std::set<std::size_t> checkedFrames_;  // pipes, each of which may have two formulas that count
 };
 
 }  // namespace

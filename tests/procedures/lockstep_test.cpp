@@ -72,5 +72,22 @@ TEST_F(Lockstep, FramesOfSeveralChannelsComeWhole) {
               (std::vector<std::int16_t>{0, 1, 0, 2, 1, 10, 0, 3, 0, 4, 1, 20, 0, 5, 0, 6, 1, 30}));
 }
 
+TEST_F(Lockstep, AnInputThatIsHeldUpForGoodDoesNotHoldUpTheOthers) {
+    putSamples("long.bin", std::vector<std::int16_t>(20000, -3));
+    putSamples("short.bin", std::vector<std::int16_t>(100, 4));
+    const Ran ran =
+        run("feed lockstep\n"
+            "pipe free : int16 from \"long.bin\"\n"
+            "pipe held : int16 from \"long.bin\"\n"
+            "pipe short : int16 from \"short.bin\"\n"
+            "pipe all : int16 to \"all.bin\"\n"
+            "pipe pairs : int16 to \"pairs.bin\"\n"
+            "ABS (free, all)\n"
+            "CMAG (held, short, pairs)\n");
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(elementsOf<std::int16_t>("all.bin"), std::vector<std::int16_t>(20000, 3));
+    EXPECT_EQ(elementsOf<std::int16_t>("pairs.bin"), std::vector<std::int16_t>(100, 5));
+}
+
 }  // namespace
 }  // namespace libzepl

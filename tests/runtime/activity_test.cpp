@@ -44,8 +44,13 @@ TEST(ActivityTest, GrowthIsAChangeAndLetsTimeWait) {
     EXPECT_FALSE(activity.isQuiescent(16));
     EXPECT_FALSE(activity.isTimeAwaited(16));
     EXPECT_TRUE(activity.isTimeAwaited(17));
+    EXPECT_FALSE(activity.isDeadlockRuledOut());
+    activity.noteDeadlockCheck(17, false);
+    EXPECT_TRUE(activity.isDeadlockRuledOut());
+    activity.noteDelivery(17);
+    EXPECT_FALSE(activity.isDeadlockRuledOut()) << "what was delivered since can be held up";
     EXPECT_FALSE(activity.isUselessSince(8)) << "what grew can lead to something useful";
-    EXPECT_TRUE(activity.isUselessSince(9));
+    EXPECT_TRUE(activity.isUselessSince(17));
 }
 
 TEST(ActivityTest, TimeJumpsOnAtOnceWhileAJumpLeadsToNothing) {

@@ -209,6 +209,8 @@ TEST(Expressions, AMistakeHasItsPlaceInTheExpression) {
          "2:29 `limit` takes an integer from 1, not `2 - n = 0`"},
         {"constant n = 2\npipe x : int16 to \"x\" limit 5 interleaved n",
          "2:43 5 elements are no whole frames of 2 channels | give a multiple of 2"},
+        {"constant n = 2\npipe p : int16 interleaved n to \"x.wav\" limit n + 1\nABS (p, p)",
+         "2:28 3 elements are no whole frames of 2 channels | give a multiple of 2"},
         {"constant n = 2\nrate 2 - n", "2:6 a rate is a positive, finite number, not `2 - n = 0`"},
         {"constant n = 30000\nvariable x : int16 = 2 * n", "2:22 `2 * n = 60000`" + natural + " | int32 holds it"},
         {"constant n = 30000\nA ((2 * n):int16)", "2:4 `(2 * n) = 60000`" + natural + " | int32 holds it"},
