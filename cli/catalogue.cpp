@@ -76,7 +76,10 @@ int listCommands(const CatalogueArguments& arguments) {
         printJson(commands);
         return allWell;
     }
+    std::string shownModule = library.modules().front().name;
     for (const Command* command : commands) {
+        if (command->module != shownModule) print("\nof the module " + command->module + ":\n");
+        shownModule = command->module;
         char columns[64];
         std::snprintf(columns, sizeof columns, " %6u  ", command->taskSpace);
         const std::string padding(command->name.size() < 12 ? 12 - command->name.size() : 0, ' ');

@@ -2,14 +2,15 @@
 #pragma once
 
 #include <string>
-#include <vector>
+
+#include "cli/modules.h"
 
 namespace cli {
 
 struct CatalogueArguments {
     std::string word;  // of commands: a part of a name or signature; of help: the command
     bool json = false;
-    std::vector<std::string> modules;
+    ModuleArguments modules;
 };
 
 int listCommands(const CatalogueArguments& arguments);

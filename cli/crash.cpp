@@ -59,8 +59,8 @@ class DescriptorSink : public TextSink {
 
 }  // namespace
 
-CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, ReportModule module)
-    : procedure_(procedure.source.name), file_(file), module_(std::move(module)) {
+CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, std::vector<ReportModule> modules)
+    : procedure_(procedure.source.name), file_(file), modules_(std::move(modules)) {
     std::vector<Diagnostic> diagnostics;
     for (const CommandUse& use : procedure.commands)
         diagnostics.push_back({Severity::error, use.place, use.command + ": " + happened, {}});
@@ -80,7 +80,7 @@ CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, ReportMod
 bool CrashNotice::writeReport(const Report& report) {
     if (file_ == nullptr) return true;
     DescriptorSink sink(file_->descriptor());
-    writeJson(report, module_, sink);
+    writeJson(report, modules_, sink);
     return sink.flush() && file_->publishFromHandler();
 }
 

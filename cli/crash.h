@@ -15,8 +15,9 @@ namespace cli {
 // All texts are made beforehand, since that happens in a signal's handler.
 class CrashNotice {
  public:
-    // `file` is the report's, to which nothing was written yet, or null; `module` is the one that it names.
-    CrashNotice(const libzepl::Procedure& procedure, libzepl::OutputFile* file, libzepl::ReportModule module);
+    // `file` is the report's, to which nothing was written yet, or null; `modules` are those that it names.
+    CrashNotice(const libzepl::Procedure& procedure, libzepl::OutputFile* file,
+                std::vector<libzepl::ReportModule> modules);
 
     CrashNotice(const CrashNotice&) = delete;
     CrashNotice& operator=(const CrashNotice&) = delete;
@@ -34,7 +35,7 @@ class CrashNotice {
     std::vector<Parts> parts_;  // of `blocks_`, for each task
     std::string procedure_;
     libzepl::OutputFile* file_;
-    libzepl::ReportModule module_;
+    std::vector<libzepl::ReportModule> modules_;
 };
 
 // Says that `module` did `what` while it was loaded, and ends the process with exit status 2.

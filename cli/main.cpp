@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "cli/catalogue.h"
+#include "cli/new_module.h"
 #include "cli/run.h"
 #include "cli/signals.h"
 #include "cli/standard_streams.h"
@@ -38,12 +39,13 @@ constexpr const char* exitStatuses =
     "130, 143 "
     "or 129 when SIGINT, SIGTERM or SIGHUP ended it.";
 
-void addModuleOption(CLI::App& command, std::vector<std::string>& modules) {
-    command
-        .add_option("--module", modules, "Load this module (.zlm) instead of the one beside the tool; can be repeated")
+void addModuleOptions(CLI::App& command, cli::ModuleArguments& modules) {
+    command.add_option("--module", modules.files, "Load this module (.zlm), too; can be repeated")
         ->type_name("FILE")
         ->take_all()
         ->allow_extra_args(false);
+    command.add_flag("!--no-default-modules", modules.defaults,
+                     "Load neither the tool's own modules nor those in the folders of $ZEPL_MODULE_PATH");
 }
 
 void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
@@ -79,7 +81,7 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->check(CLI::Range(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
     command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
     command.add_flag("!--no-sync", arguments.sync, "Do not wait until the disk has what was written");
-    addModuleOption(command, arguments.modules);
+    addModuleOptions(command, arguments.modules);
     command.footer(exitStatuses);
 }
 
@@ -168,13 +170,16 @@ int dispatch(int count, char** words) {
     CLI::App* commands = app.add_subcommand("commands", "List the installed commands");
     commands->add_option("word", catalogue.word, "Only those with WORD in their name or signature")->type_name("WORD");
     commands->add_flag("--json", catalogue.json, "List them as JSON");
-    addModuleOption(*commands, catalogue.modules);
+    addModuleOptions(*commands, catalogue.modules);
     CLI::App* help = app.add_subcommand("help", "Explain a command, or this tool");
     help->add_option("command", catalogue.word, "The command")->type_name("COMMAND");
-    addModuleOption(*help, catalogue.modules);
+    addModuleOptions(*help, catalogue.modules);
+    std::string moduleName;
+    CLI::App* create = app.add_subcommand("new-module", "Make a folder with a module of your own to begin with");
+    create->add_option("name", moduleName, "The module's name")->required()->type_name("NAME");
     CLI::App* version =
         app.add_subcommand("version", "Print the versions, and whether module and runtime fit together");
-    addModuleOption(*version, catalogue.modules);
+    addModuleOptions(*version, catalogue.modules);
 
     try {
         app.parse(count, words);
@@ -191,6 +196,7 @@ int dispatch(int count, char** words) {
     if (run->parsed()) return cli::run(runArguments);
     if (check->parsed()) return cli::check(runArguments);
     if (commands->parsed()) return cli::listCommands(catalogue);
+    if (create->parsed()) return cli::newModule(moduleName);
     if (version->parsed()) return cli::printVersions(catalogue);
     if (!catalogue.word.empty()) return cli::explainCommand(catalogue);
     app.clear();  // else it would be the help of `help`

@@ -21,9 +21,11 @@ class FileText : public libzepl::TextSink {
 
 }  // namespace
 
-libzepl::ReportModule reportModule(const libzepl::CommandLibrary& library) {
-    const libzepl::LoadedModule& module = library.modules().front();
-    return {module.name, module.buildVersion, module.interfaceVersion};
+std::vector<libzepl::ReportModule> reportModules(const libzepl::CommandLibrary& library) {
+    std::vector<libzepl::ReportModule> modules;
+    for (const libzepl::LoadedModule& module : library.modules())
+        modules.push_back({module.name, module.buildVersion, module.interfaceVersion});
+    return modules;
 }
 
 ReportFile::ReportFile(const std::string& name, const libzepl::Procedure& procedure,
@@ -46,7 +48,7 @@ void ReportFile::write(const libzepl::Report& report, const libzepl::CommandLibr
     if (file_ == nullptr) return;
     try {
         FileText text(*file_);
-        libzepl::writeJson(report, reportModule(library), text);
+        libzepl::writeJson(report, reportModules(library), text);
         file_->finish();
     } catch (const Problem& problem) {
         throw Problem(std::string("--report: ") + problem.what(), problem.remedy());

@@ -3,14 +3,15 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "runtime/binder.h"
 #include "runtime/files/output_file.h"
 
 namespace cli {
 
-// The module that a report names.
-libzepl::ReportModule reportModule(const libzepl::CommandLibrary& library);
+// The modules that a report names.
+std::vector<libzepl::ReportModule> reportModules(const libzepl::CommandLibrary& library);
 
 // Opened before the run, so that a wrong name costs none; it appears under its name when it is whole.
 class ReportFile {

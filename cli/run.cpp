@@ -147,7 +147,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     };
     const Procedure procedure = parseProcedure({arguments.procedure, readTextFile(arguments.procedure)}, diagnostics);
     ReportFile reportFile(arguments.report, procedure, library, options);
-    CrashNotice crash(procedure, reportFile.file(), reportModule(library));
+    CrashNotice crash(procedure, reportFile.file(), reportModules(library));
     options.session.crashed = [&crash](Report& report, std::size_t task) { crash.end(report, task); };
     BoundProcedure bound = boundOf(procedure, library, options, diagnostics);
     printDiagnostics(diagnostics, procedure, arguments.quiet);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/modules.h"
 #include "runtime/diagnostics.h"
 #include "runtime/session.h"
 
@@ -19,7 +20,8 @@ enum ExitStatus {
 
 struct RunArguments {
     std::string procedure;
-    std::vector<std::string> in, out, set, info, modules;
+    std::vector<std::string> in, out, set, info;
+    ModuleArguments modules;
     std::string report;
     std::string feed;
     std::string memory;

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "runtime/procedure.h"
-#include "runtime/session.h"
+#include "procedure.h"
+#include "session.h"
 
 namespace libzepl {
 

@@ -43,6 +43,11 @@ struct LoadedModule {
     bool compatible = false;  // the module's answer about this host
 };
 
+// The modules that a program loads unless it is told otherwise: zcmds3.zlm beside the library or else all in the folder
+// zepl/modules there, and all in the folders that $ZEPL_MODULE_PATH names, with colons between them; by their names in each. A
+// Problem where it names what is no folder.
+std::vector<std::filesystem::path> defaultModules();
+
 // The commands of the modules that were loaded, in the order of installation. Sessions refer to it, so it must outlive them.
 class CommandLibrary {
  public:
@@ -78,7 +83,8 @@ class CommandLibrary {
     std::vector<std::string> words_{"inside", "outside"};
     std::vector<LoadedModule> modules_;
     std::vector<void*> handles_;
-    std::string refusal_;  // why the last install failed
+    std::string refusal_;  // why installs of the module failed
+    int refusals_ = 0;     // how many did
     std::string loading_;  // the name of the module that is being loaded
     std::function<void(const char*)> crashed_;
 };

@@ -10,7 +10,7 @@
 #include <variant>
 #include <vector>
 
-#include "runtime/element_type.h"
+#include "element_type.h"
 
 namespace libzepl {
 

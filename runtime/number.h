@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/diagnostics.h"
-#include "runtime/element_type.h"
+#include "diagnostics.h"
+#include "element_type.h"
 
 namespace libzepl {
 

@@ -10,9 +10,9 @@
 #include <variant>
 #include <vector>
 
-#include "runtime/diagnostics.h"
-#include "runtime/element_type.h"
-#include "runtime/number.h"
+#include "diagnostics.h"
+#include "element_type.h"
+#include "number.h"
 
 namespace libzepl {
 

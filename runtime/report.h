@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "runtime/element_type.h"
+#include "element_type.h"
 
 namespace libzepl {
 
@@ -102,15 +102,15 @@ struct Report {
 std::string_view nameOf(TaskReport::State state);
 std::string_view nameOf(Report::Status status);  // as the report has it: one that was refused has failed
 
-// The module that a report names, with its versions: the first that was loaded.
+// A module that was loaded, with its versions.
 struct ReportModule {
     std::string name;
     std::uint32_t build = 0;
     std::uint32_t interfaceVersion = 0;
 };
 
-// The report as JSON text, with a closing line feed. Nothing is allocated.
-void writeJson(const Report& report, const ReportModule& module, TextSink& sink);
-std::string toJson(const Report& report, const ReportModule& module);
+// The report as JSON text, with a closing line feed. The first of the modules is in it twice, as `module`, too. Nothing is allocated.
+void writeJson(const Report& report, const std::vector<ReportModule>& modules, TextSink& sink);
+std::string toJson(const Report& report, const std::vector<ReportModule>& modules);
 
 }  // namespace libzepl

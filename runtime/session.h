@@ -24,13 +24,13 @@
 #include <type_traits>
 #include <vector>
 
-#include "runtime/cautions.h"
-#include "runtime/commands.h"
-#include "runtime/diagnostics.h"
-#include "runtime/element_type.h"
-#include "runtime/files.h"
-#include "runtime/report.h"
-#include "runtime/stop_request.h"
+#include "cautions.h"
+#include "commands.h"
+#include "diagnostics.h"
+#include "element_type.h"
+#include "files.h"
+#include "report.h"
+#include "stop_request.h"
 
 namespace libzepl {
 

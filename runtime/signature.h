@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/diagnostics.h"
-#include "runtime/number.h"
+#include "diagnostics.h"
+#include "number.h"
 
 namespace libzepl {
 

@@ -30,7 +30,7 @@ std::string withoutLineEnd(std::string text) {
 void* openModule(const std::filesystem::path& path) {
     if (!std::filesystem::exists(path))
         throw Problem("there is no module file " + libzepl::quoted(path.string()),
-                      "build it, or name another with --module");
+                      "build it, or name the file of a module");
     loadState().terminated = false;
     takeLoadConsole();
     void* handle = ::dlopen(std::filesystem::absolute(path).c_str(), RTLD_LAZY | RTLD_LOCAL);
@@ -119,6 +119,7 @@ void CommandLibrary::installAll(const std::filesystem::path& path, void* handle)
         throw Problem("the module " + file + " does not report its version", "use another build of the module");
     loading_ = path.stem().string();
     refusal_.clear();
+    refusals_ = 0;
     loadState().library = this;
     const bool installed = callEntry(file, "ModuleInstall", install, static_cast<zepl::InstallContext>(1)) != 0;
     loadState().library = nullptr;
@@ -130,14 +131,17 @@ void CommandLibrary::installAll(const std::filesystem::path& path, void* handle)
 }
 
 bool CommandLibrary::refuse(const std::string& reason) {
-    refusal_ += (refusal_.empty() ? "" : "; ") + reason;
+    constexpr int maxReasons = 8;
+    if (++refusals_ <= maxReasons) refusal_ += (refusal_.empty() ? "" : "; ") + reason;
+    if (refusals_ == maxReasons + 1) refusal_ += "; and more";
     return false;
 }
 
 bool CommandLibrary::install(const char* name, zepl::CommandRoutine entry, const zepl::CommandInfo& info) {
     if (name == nullptr || *name == '\0' || entry == nullptr || info.recordSize < 16)
         return refuse("a command's record is incomplete");
-    if (find(name) != nullptr) return refuse(std::string(name) + " is installed already");
+    if (const Command* same = find(name))
+        return refuse(std::string(name) + " is a command of the module " + libzepl::quoted(same->module) + " already");
     Command command{name, entry, std::nullopt, nullptr, info.taskSpace, info.attributes, loading_};
     if (info.signature != nullptr) {
         try {

@@ -7,6 +7,14 @@ namespace libzepl {
 
 namespace {
 
+void write(JsonWriter& json, const ReportModule& module) {
+    json.beginObject();
+    json.pair("name", module.name);
+    json.pair("build", module.build);
+    json.pair("interface", module.interfaceVersion);
+    json.end();
+}
+
 void write(JsonWriter& json, const TaskReport& task) {
     json.beginObject();
     json.pair("line", task.line);
@@ -105,17 +113,16 @@ std::string_view nameOf(Report::Status status) {
     return status == Report::Status::ok ? "ok" : "failed";
 }
 
-void writeJson(const Report& report, const ReportModule& module, TextSink& sink) {
+void writeJson(const Report& report, const std::vector<ReportModule>& modules, TextSink& sink) {
     JsonWriter json(sink);
     json.beginObject();
     json.pair("procedure", report.procedure);
     json.pair("status", nameOf(report.status));
-    json.key("module");
-    json.beginObject();
-    json.pair("name", module.name);
-    json.pair("build", module.build);
-    json.pair("interface", module.interfaceVersion);
-    json.end();
+    if (!modules.empty()) {
+        json.key("module");
+        write(json, modules.front());
+    }
+    writeList(json, "modules", modules);
     if (!report.reason.empty()) json.pair("reason", report.reason);
     writeList(json, "tasks", report.tasks);
     writeList(json, "pipes", report.pipes);
@@ -130,9 +137,9 @@ void writeJson(const Report& report, const ReportModule& module, TextSink& sink)
     sink.write("\n");
 }
 
-std::string toJson(const Report& report, const ReportModule& module) {
+std::string toJson(const Report& report, const std::vector<ReportModule>& modules) {
     StringSink sink;
-    writeJson(report, module, sink);
+    writeJson(report, modules, sink);
     return sink.take();
 }
 

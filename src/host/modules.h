@@ -1,8 +1,8 @@
 // Loading of modules, installing of commands, the console, and the services of the start-up layer.
 #pragma once
 
-#include "host/codes.h"
-#include "host/handles.h"
+#include "codes.h"
+#include "handles.h"
 
 namespace zepl {
 

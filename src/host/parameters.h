@@ -1,8 +1,8 @@
 // Parameters of a task. Positions count from 1.
 #pragma once
 
-#include "host/codes.h"
-#include "host/handles.h"
+#include "codes.h"
+#include "handles.h"
 
 namespace zepl {
 

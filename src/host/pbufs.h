@@ -1,7 +1,7 @@
 // Pbufs: block views of a pipe, with a data area, a count, and a minimum and a maximum count. All counts are in elements.
 #pragma once
 
-#include "host/handles.h"
+#include "handles.h"
 
 namespace zepl {
 

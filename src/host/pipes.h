@@ -1,8 +1,8 @@
 // Pipes: queues of elements of one type. All counts are in elements.
 #pragma once
 
-#include "host/codes.h"
-#include "host/handles.h"
+#include "codes.h"
+#include "handles.h"
 
 namespace zepl {
 

@@ -1,7 +1,7 @@
 // What the host says of itself, its clocks and its digital outputs.
 #pragma once
 
-#include "host/codes.h"
+#include "codes.h"
 
 namespace zepl {
 

@@ -3,8 +3,8 @@
 // nothing further will be asserted; it starts at 0xFFFFFFFF, before sample 0, and only moves forward.
 #pragma once
 
-#include "host/codes.h"
-#include "host/handles.h"
+#include "codes.h"
+#include "handles.h"
 
 namespace zepl {
 

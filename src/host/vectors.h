@@ -1,8 +1,8 @@
 // Vectors: arrays of elements of one type, fixed for the run.
 #pragma once
 
-#include "host/codes.h"
-#include "host/handles.h"
+#include "codes.h"
+#include "handles.h"
 
 namespace zepl {
 

@@ -212,7 +212,7 @@ TEST_F(ShownCautions, AreShownOnceEachByRunCheckAndReport) {
     EXPECT_EQ(cautions[1]["remedy"], remedy);
     // A module that is no more than another of the commands' has no pages.
     std::filesystem::copy_file(TEST_MODULE_FILE, at("other.zlm"));
-    EXPECT_EQ(call("check p.zp --module other.zlm").err, "p.zp: ready to run\n");
+    EXPECT_EQ(call("check p.zp --no-default-modules --module other.zlm").err, "p.zp: ready to run\n");
 }
 
 TEST_F(ShownCautions, WhatDependsOnArrivalIsShownByTheCheckAndTheReport) {

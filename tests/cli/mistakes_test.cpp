@@ -175,7 +175,7 @@ TEST_F(Mistakes, AWrongOptionIsNamed) {
         {good, "--start-time x", 2,
          "--start-time: Value x not in range 0 to 4294967295\nRun with --help for more information.\n"},
         {good, "--module none.zlm", 2,
-         "zepl: error: there is no module file `none.zlm`\n  build it, or name another with --module\n"},
+         "zepl: error: there is no module file `none.zlm`\n  build it, or name the file of a module\n"},
         {good, "--module '" TEST_BAD_MODULE_DIR "/host_refused.zlm'", 2,
          "zepl: error: the module `" TEST_BAD_MODULE_DIR "/host_refused.zlm` refuses this host, build 1.00, interface "
          "1.04\n  use a module that was made for it\n"},

@@ -30,7 +30,7 @@ std::string refusal(CommandLibrary& library, const std::filesystem::path& path) 
 
 // What the file of a bad module is refused with; `%` is the file.
 const std::pair<std::string, std::string> modulesRefused[] = {
-    {"absent", "there is no module file %\nbuild it, or name another with --module"},
+    {"absent", "there is no module file %\nbuild it, or name the file of a module"},
     {"start_up_alone",
      "% is no module: it has no ModuleCompatibilityCheck\nname a file with the ending .zlm that exports ModuleInstall"},
     {"entry_missing",
@@ -48,7 +48,7 @@ const std::pair<std::string, std::string> modulesRefused[] = {
     {"null_info",
      "the module % could not install its commands: a command's record is incomplete\nuse another build of the module"},
     {"commands_refused",
-     "the module % could not install its commands: WELL is installed already; a command's record is incomplete; "
+     "the module % could not install its commands: WELL is a command of the module `commands_refused` already; a command's record is incomplete; "
      "a command's record is incomplete; a command's record is incomplete; GARBLED has a signature that cannot be read: "
      "expected a type, found `int17` (at byte 11 of the signature)\nuse another build of the module"},
 };
@@ -99,7 +99,9 @@ TEST(Loader, ALoadedModuleIsRecordedAndRefusedASecondTime) {
     EXPECT_EQ(library.find("abs"), nullptr);
     const std::size_t count = library.commands().size();
     const std::string said = refusal(library, TEST_MODULE_FILE);
-    const std::string refused = "the module `" TEST_MODULE_FILE "` could not install its commands: ABS is installed";
+    const std::string refused = "the module `" TEST_MODULE_FILE
+                                "` could not install its commands: ABS is a command of "
+                                "the module `zcmds3` already; ALARM is";
     EXPECT_EQ(said.substr(0, refused.size()), refused);
     EXPECT_EQ(library.commands().size(), count);
     EXPECT_EQ(library.modules().size(), 1U);

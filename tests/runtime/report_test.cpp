@@ -73,9 +73,10 @@ TEST(Report, HasAllFieldsAsJson) {
         "open_write:2 trigger_put:2,41 task_pause:2 digital_set_bit:19,1 text:3 text:4 RaiseException:0xC0000094",
         session.addTrigger("beat"), textConstant("one\r\ntwo"), textConstant("\xFF"));
     session.script("exit:8");
-    const auto json = nlohmann::json::parse(toJson(session.run(), {"zcmds3", 152, 104}));
+    const auto json = nlohmann::json::parse(toJson(session.run(), {{"zcmds3", 152, 104}, {"own", 100, 104}}));
     const auto expected = nlohmann::json::parse(R"({
         "procedure": "", "status": "failed", "module": {"name": "zcmds3", "build": 152, "interface": 104},
+        "modules": [{"name": "zcmds3", "build": 152, "interface": 104}, {"name": "own", "build": 100, "interface": 104}],
         "tasks": [{"line": 1, "command": "ABS", "state": "waiting"},
                   {"line": 2, "command": "SCRIPT", "state": "fault", "code": 3221225620,
                    "text": "integer division by zero"},

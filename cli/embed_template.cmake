@@ -1,0 +1,11 @@
+# Writes a C++ file that holds the files of the module template: cmake -DFILES=... -DOUTPUT=... -P embed_template.cmake
+set(text "// Generated from cli/module_template.\n#include \"cli/new_module.h\"\n\nnamespace cli {\n\n")
+string(APPEND text "const std::map<std::string, std::string>& moduleTemplate() {\n")
+string(APPEND text "    static const std::map<std::string, std::string> files{\n")
+foreach(file ${FILES})
+    get_filename_component(name ${file} NAME)
+    file(READ ${file} content)
+    string(APPEND text "        {\"${name}\", R\"zeplfile(${content})zeplfile\"},\n")
+endforeach()
+string(APPEND text "    };\n    return files;\n}\n\n}  // namespace cli\n")
+file(WRITE ${OUTPUT} "${text}")

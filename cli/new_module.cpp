@@ -1,0 +1,67 @@
+#include "cli/new_module.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "cli/run.h"
+#include "cli/standard_streams.h"
+
+namespace cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+using libzepl::Problem;
+
+void checkName(const std::string& name) {
+    const auto isGood = [](char letter) { return std::islower(static_cast<unsigned char>(letter)) != 0; };
+    const auto canFollow = [&](char letter) {
+        return isGood(letter) || letter == '_' || std::isdigit(static_cast<unsigned char>(letter)) != 0;
+    };
+    if (name.empty() || !isGood(name[0]) || !std::all_of(name.begin(), name.end(), canFollow) || name == "zcmds3" ||
+        name == "test")
+        throw Problem("a module cannot be named " + libzepl::quoted(name),
+                      "use small letters, digits and _, such as bench_tools");
+    if (fs::exists(name)) throw Problem(libzepl::quoted(name) + " is there already", "choose another name");
+}
+
+std::string filled(std::string text, const std::string& mark, const std::string& with) {
+    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + with.size()))
+        text.replace(at, mark.size(), with);
+    return text;
+}
+
+void writeFile(const fs::path& path, const std::string& text) {
+    errno = 0;
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file)
+        throw Problem(path.string() + " cannot be written: " + std::strerror(errno),
+                      "remove the folder, make room, and call this again");
+}
+
+}  // namespace
+
+int newModule(const std::string& name) {
+    checkName(name);
+    std::string command = name;
+    for (char& letter : command) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+    std::error_code error;
+    if (!fs::create_directory(name, error))
+        throw Problem(libzepl::quoted(name) + " cannot be made: " + error.message(), "call this where you may write");
+    for (const auto& [file, text] : moduleTemplate()) {
+        const std::string placed = file.starts_with("module") ? name + file.substr(6) : file;
+        writeFile(fs::path(name) / placed, filled(filled(text, "@NAME@", name), "@COMMAND@", command));
+    }
+    print("made the module " + name + " with the command " + command + "; next:\n    cd " + name +
+          "\n    cmake -S . -B build && cmake --build build && ctest --test-dir build\n    zepl run --module build/" +
+          name + ".zlm example.zp\n");
+    return allWell;
+}
+
+}  // namespace cli

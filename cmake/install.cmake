@@ -1,0 +1,37 @@
+# What is installed: the tool, the library with its headers, the module, and what finds them.
+include(CMakePackageConfigHelpers)
+# Where the library looks for modules.
+set(ZEPL_MODULE_DIR ${CMAKE_INSTALL_LIBDIR}/zepl/modules)
+
+install(TARGETS zepl RUNTIME COMPONENT tool)
+install(TARGETS libzepl EXPORT zepl-targets LIBRARY COMPONENT library NAMELINK_COMPONENT development)
+install(TARGETS zepl_contract EXPORT zepl-targets COMPONENT development)
+install(TARGETS zcmds3 LIBRARY DESTINATION ${ZEPL_MODULE_DIR} COMPONENT tool)
+# The library is found where the system looks, or beside the tool's own folder.
+file(RELATIVE_PATH LIBRARY_FROM_TOOL /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+file(RELATIVE_PATH LIBRARY_FROM_MODULE /prefix/${ZEPL_MODULE_DIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+if(NOT ZEPL_SYSTEM_LIBRARY)
+    set_target_properties(zepl PROPERTIES INSTALL_RPATH "$ORIGIN/${LIBRARY_FROM_TOOL}")
+    set_target_properties(zcmds3 PROPERTIES INSTALL_RPATH "$ORIGIN/${LIBRARY_FROM_MODULE}")
+endif()
+
+file(GLOB RUNTIME_HEADERS CONFIGURE_DEPENDS runtime/*.h)
+file(GLOB CONTRACT_HEADERS CONFIGURE_DEPENDS src/host/*.h)
+install(FILES ${RUNTIME_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zepl COMPONENT development)
+install(FILES ${CONTRACT_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zepl/host COMPONENT development)
+
+set(PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zepl)
+install(EXPORT zepl-targets NAMESPACE zepl:: DESTINATION ${PACKAGE_DIR} COMPONENT development)
+configure_package_config_file(cmake/zepl-config.cmake.in zepl-config.cmake INSTALL_DESTINATION ${PACKAGE_DIR}
+    PATH_VARS ZEPL_MODULE_DIR)
+write_basic_package_version_file(zepl-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zepl-config.cmake ${CMAKE_CURRENT_BINARY_DIR}/zepl-config-version.cmake
+    cmake/zepl_add_module.cmake DESTINATION ${PACKAGE_DIR} COMPONENT development)
+file(RELATIVE_PATH PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(cmake/zepl.pc.in zepl.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zepl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+install(DIRECTORY docs/commands DESTINATION ${CMAKE_INSTALL_DATADIR}/zepl COMPONENT tool)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/zepl COMPONENT tool)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool PATTERN commands EXCLUDE)
+install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
