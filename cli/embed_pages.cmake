@@ -1,5 +1,5 @@
-# Writes a C++ file that holds the pages of the user guide about commands, and the cautions that precede them
-# between lines of three dashes: cmake -DPAGES=... -DOUTPUT=... -P embed_pages.cmake
+# Writes a C++ file that holds the pages of the user guide about commands, the cautions that precede them between lines of
+# three dashes, and other documents: cmake -DPAGES=... -DDOCUMENTS=... -DOUTPUT=... -P embed_pages.cmake
 set(pages "")
 set(cautions "")
 foreach(page ${PAGES})
@@ -19,10 +19,18 @@ foreach(page ${PAGES})
     endif()
     string(APPEND pages "        {\"${name}\", R\"zeplpage(${content})zeplpage\"},\n")
 endforeach()
-set(text "// Generated from docs/commands. A page a command, named after it.\n#include \"cli/pages.h\"\n\n")
+set(documents "")
+foreach(document ${DOCUMENTS})
+    get_filename_component(name ${document} NAME_WE)
+    file(READ ${document} content)
+    string(APPEND documents "        {\"${name}\", R\"zeplpage(${content})zeplpage\"},\n")
+endforeach()
+set(text "// Generated from docs. A page a command, named after it.\n#include \"cli/pages.h\"\n\n")
 string(APPEND text "namespace cli {\n\nconst std::map<std::string, std::string>& pageTexts() {\n")
 string(APPEND text "    static const std::map<std::string, std::string> texts{\n${pages}    };\n    return texts;\n}\n\n")
 string(APPEND text "const std::map<std::string, std::string>& cautionTexts() {\n")
 string(APPEND text "    static const std::map<std::string, std::string> texts{\n${cautions}    };\n    return texts;\n}\n\n")
+string(APPEND text "const std::map<std::string, std::string>& documentTexts() {\n")
+string(APPEND text "    static const std::map<std::string, std::string> texts{\n${documents}    };\n    return texts;\n}\n\n")
 string(APPEND text "}  // namespace cli\n")
 file(WRITE ${OUTPUT} "${text}")

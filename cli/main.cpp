@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "cli/catalogue.h"
+#include "cli/complete.h"
 #include "cli/new_module.h"
 #include "cli/run.h"
 #include "cli/signals.h"
@@ -92,9 +93,7 @@ void refuseUnknownAction(const CLI::App& app, int count, char** words) {
     for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; }))
         known.push_back(each->get_name());
     if (std::find(known.begin(), known.end(), words[1]) != known.end()) return;
-    std::string remedy = libzepl::suggestion(words[1], known);
-    if (std::string_view(words[1]).ends_with(".zp"))
-        remedy = "a procedure is run by `zepl run " + std::string(words[1]) + "`";
+    const std::string remedy = libzepl::suggestion(words[1], known);
     throw libzepl::Problem("zepl has no " + libzepl::quoted(words[1]),
                            remedy.empty() ? "zepl --help lists what it has" : remedy);
 }
@@ -155,6 +154,15 @@ bool lacksMemory() {
     std::set_terminate(onTerminate);
 }
 
+// `zepl x.zp` is `zepl run x.zp`, and `zepl --version` is `zepl version`.
+std::vector<char*> spelledOut(int count, char** words) {
+    static char run[] = "run", version[] = "version";
+    std::vector<char*> spelled(words, words + count);
+    if (count > 1 && std::string_view(words[1]).ends_with(".zp")) spelled.insert(spelled.begin() + 1, run);
+    if (count > 1 && std::string_view(words[1]) == "--version") spelled[1] = version;
+    return spelled;
+}
+
 int dispatch(int count, char** words) {
     CLI::App app(overview, "zepl");
     app.require_subcommand(1);
@@ -168,11 +176,16 @@ int dispatch(int count, char** words) {
         app.add_subcommand("check", "Do everything up to the first sample: parse, bind, and set up each task");
     addRunOptions(*check, runArguments);
     CLI::App* commands = app.add_subcommand("commands", "List the installed commands");
-    commands->add_option("word", catalogue.word, "Only those with WORD in their name or signature")->type_name("WORD");
+    commands
+        ->add_option("word", catalogue.word,
+                     "Only those with WORD in their name, summary, signature or page, the nearest first")
+        ->type_name("WORD");
     commands->add_flag("--json", catalogue.json, "List them as JSON");
+    commands->add_flag("--signatures", catalogue.signatures, "With stack space and signature");
     addModuleOptions(*commands, catalogue.modules);
-    CLI::App* help = app.add_subcommand("help", "Explain a command, or this tool");
-    help->add_option("command", catalogue.word, "The command")->type_name("COMMAND");
+    CLI::App* help = app.add_subcommand("help", "Explain a command, a topic, or this tool");
+    help->add_option("topic", catalogue.word, "A command, or language, files, feeding, errors or report")
+        ->type_name("TOPIC");
     addModuleOptions(*help, catalogue.modules);
     std::string moduleName;
     CLI::App* create = app.add_subcommand("new-module", "Make a folder with a module of your own to begin with");
@@ -181,6 +194,8 @@ int dispatch(int count, char** words) {
         app.add_subcommand("version", "Print the versions, and whether module and runtime fit together");
     addModuleOptions(*version, catalogue.modules);
 
+    if (count > 2 && std::string_view(words[1]) == "complete" && std::string_view(words[2]) == "--")
+        return cli::complete(app, {words + 3, words + count});
     try {
         app.parse(count, words);
     } catch (const CLI::ParseError& error) {
@@ -198,16 +213,17 @@ int dispatch(int count, char** words) {
     if (commands->parsed()) return cli::listCommands(catalogue);
     if (create->parsed()) return cli::newModule(moduleName);
     if (version->parsed()) return cli::printVersions(catalogue);
-    if (!catalogue.word.empty()) return cli::explainCommand(catalogue);
+    if (!catalogue.word.empty()) return cli::explain(catalogue);
     app.clear();  // else it would be the help of `help`
-    cli::print(app.help());
+    cli::print(app.help() + "\n" + cli::topicList());
     return cli::allWell;
 }
 
 // The exit status of the call, when all its output has gone out.
 int statusOfCall(int count, char** words) {
     try {
-        const int status = dispatch(count, words);
+        std::vector<char*> spelled = spelledOut(count, words);
+        const int status = dispatch(static_cast<int>(spelled.size()), spelled.data());
         cli::flush();
         return status;
     } catch (const libzepl::Interrupted&) {

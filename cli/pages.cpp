@@ -1,5 +1,7 @@
 #include "cli/pages.h"
 
+#include <sstream>
+
 namespace cli {
 
 namespace {
@@ -7,11 +9,47 @@ namespace {
 // A command of another module can have the name of one that has a page.
 bool isDescribed(const libzepl::Command& command) { return command.module == "zcmds3"; }
 
+std::vector<CommandArea> readAreas() {
+    std::vector<CommandArea> areas;
+    std::istringstream lines(documentTexts().at("commands"));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("## ")) areas.push_back({line.substr(3), {}});
+        if (line.starts_with("- [")) areas.back().commands.push_back(line.substr(3, line.find(']') - 3));
+    }
+    return areas;
+}
+
 }  // namespace
 
 std::string pageOf(const libzepl::Command& command) {
     const auto found = pageTexts().find(command.name);
     return found == pageTexts().end() || !isDescribed(command) ? std::string() : found->second;
+}
+
+std::string summaryOf(const libzepl::Command& command) {
+    const std::string page = pageOf(command), line = page.substr(0, page.find('\n'));
+    const std::size_t dash = line.find(" - ");
+    return dash == std::string::npos ? std::string() : line.substr(dash + 3);
+}
+
+const std::vector<CommandArea>& commandAreas() {
+    static const std::vector<CommandArea> areas = readAreas();
+    return areas;
+}
+
+std::string guideSection(const std::string& title) {
+    std::istringstream lines(documentTexts().at("guide"));
+    std::string section, line;
+    std::size_t level = 0;  // of the heading
+    bool inCode = false;
+    while (std::getline(lines, line)) {
+        if (line.starts_with("```")) inCode = !inCode;
+        const std::size_t marks = inCode ? 0 : std::min(line.find_first_not_of('#'), line.size());
+        if (level > 0 && marks > 0 && marks <= level) break;
+        if (marks > 0 && line.substr(marks) == " " + title) level = marks;
+        if (level > 0) section += line + "\n";
+    }
+    return section;
 }
 
 std::shared_ptr<const libzepl::CautionTable> pageCautions(const libzepl::CommandLibrary& library) {

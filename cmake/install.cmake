@@ -31,6 +31,10 @@ file(RELATIVE_PATH PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /pre
 configure_file(cmake/zepl.pc.in zepl.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zepl.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+install(FILES cli/completion/zepl.bash RENAME zepl DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    COMPONENT tool)
+install(FILES cli/completion/_zepl DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tool)
+install(FILES cli/completion/zepl.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
 install(DIRECTORY docs/commands DESTINATION ${CMAKE_INSTALL_DATADIR}/zepl COMPONENT tool)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/zepl COMPONENT tool)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool PATTERN commands EXCLUDE)

@@ -191,13 +191,13 @@ TEST_F(Mistakes, AWrongCallIsAnsweredWithTheNearestWord) {
         {"run", "procedure is required\nRun with --help for more information.\n"},
         {"rum p.zp", "zepl: error: zepl has no `rum`\n  did you mean `run`?\n"},
         {"frobnicate", "zepl: error: zepl has no `frobnicate`\n  zepl --help lists what it has\n"},
-        {"p.zp", "zepl: error: zepl has no `p.zp`\n  a procedure is run by `zepl run p.zp`\n"},
         {"run p.zp more", "zepl: error: zepl run does not take `more`\n  zepl run --help lists what it takes\n"},
         {"run p.zp --sett x=1", "zepl: error: zepl run has no option `--sett`\n  did you mean `--set`?\n"},
         {"check p.zp --xyzzy=3",
          "zepl: error: zepl check has no option `--xyzzy`\n  zepl check --help lists what it takes\n"},
-        {"help ABBS", "zepl: error: unknown command `ABBS`\n  did you mean `ABS`?\n"},
-        {"help qwerty", "zepl: error: unknown command `qwerty`\n  zepl commands lists the commands\n"},
+        {"help ABBS", "zepl: error: there is no command or topic `ABBS`\n  did you mean `ABS`?\n"},
+        {"help qwerty",
+         "zepl: error: there is no command or topic `qwerty`\n  zepl commands lists the commands, zepl help the topics\n"},
     };
     for (const auto& [arguments, said] : calls) {
         const Called called = call(arguments);

@@ -29,9 +29,10 @@ TEST_F(Modules, OfFoldersInTheEnvironmentAreFoundByTheirNames) {
     const auto withPath = [&](const std::string& path, const std::string& words) {
         return call(words, "/dev/null", {}, "ZEPL_MODULE_PATH=" + path);
     };
-    EXPECT_NE(withPath(":a:", "commands SCRIPT").out.find("of the module b:\nSCRIPT "), std::string::npos);
+    EXPECT_NE(withPath(":a:", "commands").out.find("\nOf the module b\n  SCRIPT      of the module b\n"),
+              std::string::npos);
     EXPECT_EQ(withPath("a", "commands SCRIPT --no-default-modules --module '" TEST_MODULE_FILE "'").out,
-              "no command has `SCRIPT` in its name or signature\n");
+              "no command has `SCRIPT` in its name, signature or page\n");
     const Called absent = withPath("a:gone", "version");
     EXPECT_EQ(absent.status, 2);
     EXPECT_EQ(absent.err,
