@@ -40,13 +40,20 @@ constexpr const char* exitStatuses =
     "130, 143 "
     "or 129 when SIGINT, SIGTERM or SIGHUP ended it.";
 
+// A bound whose numbers the option's description leaves out.
+template <class Number>
+CLI::Validator within(Number min, Number max) {
+    return CLI::Range(min, max).description("");
+}
+
 void addModuleOptions(CLI::App& command, cli::ModuleArguments& modules) {
     command.add_option("--module", modules.files, "Load this module (.zlm), too; can be repeated")
         ->type_name("FILE")
         ->take_all()
         ->allow_extra_args(false);
-    command.add_flag("!--no-default-modules", modules.defaults,
-                     "Load neither the tool's own modules nor those in the folders of $ZEPL_MODULE_PATH");
+    command.add_flag_callback(
+        "--no-default-modules", [&] { modules.defaults = false; },
+        "Load neither the tool's own modules nor those in the folders of $ZEPL_MODULE_PATH");
 }
 
 void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
@@ -67,21 +74,22 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->type_name("N|whole|lockstep|random:SEED");
     command.add_option("--block", arguments.block, "The default block size in samples, 1024 unless given")
         ->type_name("N")
-        ->check(CLI::Range(std::uint32_t{1}, libzepl::maxBlock));
+        ->check(within(std::uint32_t{1}, libzepl::maxBlock));
     command.add_option("--memory", arguments.memory, "The most memory that the session may use, 4G unless given")
         ->type_name("SIZE");
     command
         .add_option("--patience", arguments.patience,
                     "How many samples a command may write without taking any when the inputs have ended")
         ->type_name("N")
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1} << 62));
+        ->check(within(std::uint64_t{1}, std::uint64_t{1} << 62));
     repeated("--info", arguments.info, "SELECTOR=VALUE",
              "Set the system information of this selector, which commands can ask for");
     command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")
         ->type_name("UNITS")
-        ->check(CLI::Range(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
+        ->check(within(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
     command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
-    command.add_flag("!--no-sync", arguments.sync, "Do not wait until the disk has what was written");
+    command.add_flag_callback(
+        "--no-sync", [&] { arguments.sync = false; }, "Do not wait until the disk has what was written");
     addModuleOptions(command, arguments.modules);
     command.footer(exitStatuses);
 }

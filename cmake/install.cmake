@@ -39,3 +39,23 @@ install(DIRECTORY docs/commands DESTINATION ${CMAKE_INSTALL_DATADIR}/zepl COMPON
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/zepl COMPONENT tool)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool PATTERN commands EXCLUDE)
 install(FILES README.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
+
+# Manual pages, from docs/man.
+find_program(LOWDOWN lowdown)
+find_package(Python3 COMPONENTS Interpreter)
+if(LOWDOWN AND Python3_FOUND AND NOT CMAKE_CROSSCOMPILING)
+    set(MAN_FOLDER ${CMAKE_CURRENT_BINARY_DIR}/man)
+    set(MAN_PAGES ${MAN_FOLDER}/zepl.1 ${MAN_FOLDER}/zepl-procedure.5 ${MAN_FOLDER}/zepl-modules.7)
+    file(GLOB MAN_SOURCES CONFIGURE_DEPENDS docs/man/*.md)
+    add_custom_command(OUTPUT ${MAN_PAGES}
+        COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/man_pages $<TARGET_FILE:zepl> ${MAN_FOLDER}
+        DEPENDS zepl tools/man_pages ${MAN_SOURCES} docs/guide.md docs/modules.md VERBATIM)
+    add_custom_target(man_pages ALL DEPENDS ${MAN_PAGES})
+    foreach(section 1 5 7)
+        set(pages ${MAN_PAGES})
+        list(FILTER pages INCLUDE REGEX "\\.${section}$")
+        install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT tool)
+    endforeach()
+else()
+    message(STATUS "lowdown or Python is not there: no manual pages are made")
+endif()
