@@ -36,8 +36,11 @@ SHARDS = 40  # parts of the tests, so that one that ends early takes few others 
 
 # Tests that an emulator cannot run, and why: they are not run there and count as left out.
 LEFT_OUT = {
-    "Mistakes.ASystemWithoutMemoryIsBlamedOnTheLimitOrLeavesAnOutput":
+    "Mistakes.ASystemWithoutMemoryIsNamedAndLeavesNoOutput":
         "an emulated program is not held to the addresses that a process may take",
+    "Crash.IsSaidWithItsTaskAndLeavesTheFilesAsTheyWere":
+        "the emulator gives 0 for an address that no process can have, and so a null pointer is blamed",
+    "Crash.OfAForkOfACommandIsTheForksAlone": "the emulator has a word of its own about a fork that a signal ends",
 }
 
 LEGEND = """Outputs are what the examples, the cases of the determinism tests and the procedures of `tests/architecture_cases` write, with
@@ -121,6 +124,9 @@ def run_tests(architecture, results):
     print(f"running the tests on {architecture.name}", file=sys.stderr)
     folder = results / architecture.name / "tests"
     folder.mkdir()
+    there = call(architecture, "zepl_tests", ["--gtest_list_tests", "--gtest_filter=" + ":".join(LEFT_OUT)], ROOT).stdout
+    if there.count("\n  ") != len(LEFT_OUT):
+        sys.exit(f"some of the tests that are to be left out are not there: {', '.join(LEFT_OUT)}")
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         return sum(pool.map(lambda shard: run_shard(architecture, folder, shard), range(SHARDS)), [])
 

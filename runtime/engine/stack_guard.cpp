@@ -19,7 +19,8 @@ constexpr std::size_t alternateSize = 64 * 1024;
 // Signals are the process's: the first of the guards catches them, and the last gives them back.
 std::mutex guardsMutex;
 int guards = 0;
-constexpr std::array<int, 5> caught{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+// A trap that a compiler puts in is SIGILL on x86-64 and SIGTRAP on ARM64.
+constexpr std::array<int, 6> caught{SIGSEGV, SIGBUS, SIGILL, SIGTRAP, SIGFPE, SIGABRT};
 std::array<struct sigaction, caught.size()> old;
 std::atomic<::pid_t> owner{0};
 std::atomic<bool> crashing{false};
@@ -48,6 +49,7 @@ const char* textOf(int signal, const siginfo_t& info) {
         case SIGABRT:
             return "aborted the program";
         case SIGILL:
+        case SIGTRAP:
             return "ran into an instruction that the processor refuses";
         case SIGFPE:
             return "raised a floating-point exception";

@@ -42,8 +42,9 @@ TEST_F(Signals, EachEndsARunThatWaitsForItsInputInOrder) {
 }
 
 TEST_F(Signals, ASecondEndsARunAtOnceAndLeavesNoTemporaryFile) {
-    LiveTool tool(folder_, {"run", "p.zp", "--block", "16384"}, std::string(60000, '\1'));
-    const int size = ::fcntl(tool.output(), F_SETPIPE_SZ, 4096);
+    constexpr int size = 4096;
+    LiveTool tool(folder_, {"run", "p.zp", "--block", "16384"}, std::string(60000, '\1'),
+                  [] { ::fcntl(STDOUT_FILENO, F_SETPIPE_SZ, size); });
     // The run waits for a reader that takes nothing.
     for (int there = 0; there < size;) ASSERT_EQ(::ioctl(tool.output(), FIONREAD, &there), 0);
     tool.send(SIGTERM);

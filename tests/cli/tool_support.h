@@ -38,10 +38,11 @@ class LiveTool {
             ::close(out_[1]);
             return;
         }
-        if (prepare != nullptr) prepare();
         const int said = ::open((folder / "said").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-        if (::chdir(folder.c_str()) == 0 && ::dup2(in_[0], 0) == 0 && ::dup2(out_[1], 1) == 1 && ::dup2(said, 2) == 2)
+        if (::chdir(folder.c_str()) == 0 && ::dup2(in_[0], 0) == 0 && ::dup2(out_[1], 1) == 1 && ::dup2(said, 2) == 2) {
+            if (prepare != nullptr) prepare();
             ::execv(TEST_TOOL_FILE, arguments.data());
+        }
         ::_exit(127);
     }
     LiveTool(const LiveTool&) = delete;
