@@ -104,7 +104,10 @@ class CountingScope : public Scope {
  public:
     CountingScope(const std::string& name, const Scope& outer) : name_(name), outer_(outer) {}
     void set(std::int64_t value) { value_ = numberOf(static_cast<double>(value), true); }
-    Number valueOf(const Expression& name) const override { return name.name == name_ ? value_ : outer_.valueOf(name); }
+    Number valueOf(const Expression& name) const override {
+        const bool isMine = name.form == Form::name && name.name == name_;
+        return isMine ? value_ : outer_.valueOf(name);
+    }
     Number lengthOf(const Expression& name) const override { return outer_.lengthOf(name); }
 
  private:
@@ -185,6 +188,7 @@ Number evaluate(const Expression& tree, const Scope& scope) {
         case Form::number:
             return tree.number;
         case Form::name:
+        case Form::index:
             return scope.valueOf(tree);
         case Form::sign: {
             const Number operand = evaluate(tree.operands[0], scope);

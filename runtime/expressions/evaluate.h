@@ -18,9 +18,10 @@ struct ExpressionRefused {
 class Scope {
  public:
     virtual ~Scope() = default;
-    // What the name, a node of that form, stands for; throws where it stands for no number.
+    // What the name, with or without indices, stands for; throws where it stands for no number. `name` is a node of one of
+    // the two forms.
     virtual Number valueOf(const Expression& name) const = 0;
-    // The frames of the recording that the pipe of that name is read from.
+    // The frames of the recording that the pipe, or the element of an array of pipes, is read from.
     virtual Number lengthOf(const Expression& name) const = 0;
 };
 

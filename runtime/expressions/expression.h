@@ -17,7 +17,8 @@ struct Expression {
     enum class Form {
         number,
         name,
-        sign,        // `operation` and one operand
+        index,  // `name`[k], or `name`[k][j], with these one or two operands: an element, a past sample, or an element's
+        sign,   // `operation` and one operand
         arithmetic,  // `operation` between two operands, comparisons among them
         call,        // `function` of the operands
         series,      // [body for name = first to last]: a vector's values, with these three operands

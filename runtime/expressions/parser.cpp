@@ -19,6 +19,7 @@ using Operation = Expression::Operation;
 // Both keep a tree from being walked deeper than a stack is.
 constexpr int maxNesting = 200;
 constexpr int maxDepth = 2000;
+constexpr std::size_t maxIndices = 2;
 constexpr std::string_view operandWanted = "a number, a name or `(`";
 
 struct OperatorRow {
@@ -53,6 +54,7 @@ class ExpressionParser {
     Expression takeSigned();
     Expression takePower(const Token* sign);
     Expression takeOperand();
+    Expression takeName(const Token& name);
     Expression takeCall(const Token& name);
     Expression takeNumber(const Token* sign, const Token& number);
     std::optional<Operation> operationHere(int level) const;
@@ -146,16 +148,28 @@ Expression ExpressionParser::takeOperand() {
     wanted_ = operandWanted;
     const Token token = cursor_.take();
     if (token.kind == Kind::number) return takeNumber(nullptr, token);
-    if (token.kind == Kind::word) {
-        if (cursor_.peek().isMark('(')) return takeCall(token);
-        Expression name = nodeOf(Form::name, Operation::add, token.place, {});
-        name.name = token.text;
-        return name;
-    }
+    if (token.kind == Kind::word) return cursor_.peek().isMark('(') ? takeCall(token) : takeName(token);
     Expression inner = takeLevel(comparisons);
     cursor_.takeMark(')', "an operator or `)`");
     inner.inParentheses = true;
     return inner;
+}
+
+// A name with the indices after it.
+Expression ExpressionParser::takeName(const Token& name) {
+    std::vector<Expression> indices;
+    while (cursor_.peek().isMark('[')) {
+        if (indices.size() == maxIndices)
+            cursor_.refuse("an operator", "the element of an array, and then a past sample of it, are indices enough");
+        cursor_.take();
+        indices.push_back(takeLevel(comparisons));
+        cursor_.takeMark(']', "an operator or `]`");
+    }
+    const bool isPlain = indices.empty();
+    Expression node = nodeOf(isPlain ? Form::name : Form::index, Operation::add, name.place, std::move(indices));
+    if (!isPlain) node.place = cursor_.placeSince(name);
+    node.name = name.text;
+    return node;
 }
 
 Expression ExpressionParser::takeNumber(const Token* sign, const Token& number) {
@@ -204,7 +218,7 @@ void ExpressionParser::checkArguments(const Function& function, const Token& nam
                                               : "at least " + least + " arguments") +
                                          ", not " + std::to_string(n));
     }
-    if (function.kind == Function::Kind::length && arguments[0].form != Form::name)
+    if (function.kind == Function::Kind::length && arguments[0].form != Form::name && arguments[0].form != Form::index)
         cursor_.refuseAt(arguments[0].place, "`length` takes the name of a pipe");
 }
 

@@ -119,8 +119,9 @@ void Constants::evaluateAll() {
 void Constants::collectNeeds(const Expression& tree, std::vector<std::size_t>& needs) const {
     if (tree.form == Expression::Form::name)
         if (const auto entry = entryOf(tree.name)) needs.push_back(*entry);
-    if (tree.form == Expression::Form::call && tree.function->kind == Function::Kind::length) return;
-    for (const Expression& operand : tree.operands) collectNeeds(operand, needs);
+    // The name in `length(name[index])` stands for no number.
+    const bool isLength = tree.form == Expression::Form::call && tree.function->kind == Function::Kind::length;
+    for (const Expression& operand : isLength ? tree.operands[0].operands : tree.operands) collectNeeds(operand, needs);
 }
 
 std::optional<std::size_t> Constants::entryOf(const std::string& name) const {
@@ -183,6 +184,7 @@ std::string Constants::kindOf(const std::string& name) const {
 }
 
 Number Constants::valueOf(const Expression& name) const {
+    if (name.form == Expression::Form::index) refuseIndex(name);
     if (const auto entry = entryOf(name.name)) {
         if (!entries_[*entry].value) throw ValueMissing();
         return *entries_[*entry].value;
@@ -206,6 +208,30 @@ void Constants::refuseName(const Expression& name) const {
                          "numbers that stay are declared as constant NAME = EXPRESSION");
     if (!kind.empty())
         refuseExpression(name.place, which + " is a " + kind + ", and a number is wanted", std::string(notNamed));
+    refuseUnknown(name);
+}
+
+// An element or a past sample stands for no number before a procedure runs.
+void Constants::refuseIndex(const Expression& name) const {
+    const std::string kind = kindOf(name.name), which = quoted(name.name);
+    if (kind == "pipe")
+        refuseExpression(name.place,
+                         "samples of " + which + " come while the procedure runs, and this is computed before",
+                         "a pipe that an expression defines can use them: pipe NAME : TYPE = EXPRESSION");
+    if (kind == "variable")
+        refuseExpression(name.place,
+                         "elements of " + which + " are variables, which can change while the procedure runs",
+                         "numbers that stay are declared as constant NAME = EXPRESSION");
+    if (!kind.empty())
+        refuseExpression(name.place, "elements of " + which + " are " + kind + "s, and a number is wanted",
+                         std::string(notNamed));
+    if (isNumber(name.name))
+        refuseExpression(name.place, which + " is one number, which has no elements", "write " + which + " alone");
+    refuseUnknown(name);
+}
+
+void Constants::refuseUnknown(const Expression& name) const {
+    const std::string which = quoted(name.name);
     std::vector<std::string> known{"pi", "inf", "nan", std::string(rateName)};
     for (const Entry& entry : entries_) known.push_back(entry.name);
     const std::string near = suggestion(name.name, known);
@@ -213,7 +239,8 @@ void Constants::refuseName(const Expression& name) const {
 }
 
 Number Constants::lengthOf(const Expression& name) const {
-    if (const auto known = lengths_.find(name.name); known != lengths_.end()) return known->second;
+    const auto known = lengths_.find(name.name);
+    if (known != lengths_.end() && name.form == Expression::Form::name) return known->second;
     const auto pipe = pipeOfName_.find(name.name);
     if (pipe == pipeOfName_.end()) {
         std::vector<std::string> names;
@@ -222,6 +249,9 @@ Number Constants::lengthOf(const Expression& name) const {
         refuseExpression(name.place, "`length` takes the name of a pipe, and " + quoted(name.name) + " is none",
                          suggestion(name.name, names));
     }
+    if (name.form == Expression::Form::index)
+        refuseExpression(name.place, quoted(name.name) + " is one pipe, which has no elements",
+                         "write length(" + name.name + ")");
     try {
         Number frames;
         frames.isInteger = true;

@@ -56,6 +56,8 @@ class Constants : public Scope {
     void reportCycle(const std::vector<std::size_t>& path, std::size_t again);
     std::optional<std::size_t> entryOf(const std::string& name) const;
     [[noreturn]] void refuseName(const Expression& name) const;
+    [[noreturn]] void refuseUnknown(const Expression& name) const;
+    [[noreturn]] void refuseIndex(const Expression& name) const;
     void report(Diagnostic mistake, const std::shared_ptr<const SourceText>& text);
     template <class Evaluate>
     auto guarded(const std::shared_ptr<const SourceText>& text, Evaluate evaluate) -> decltype(evaluate());

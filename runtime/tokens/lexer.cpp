@@ -91,21 +91,27 @@ ProcedureToken::Kind ProcedureLexer::readToken() {
         return Kind::number;
     }
     if (at(0) == '"') return readText();
-    const bool isPair = at(1) == '=' && marksBeforeEqual.find(at(0)) != std::string_view::npos;
-    if (!isPair && marks.find(at(0)) == std::string_view::npos) {
+    const std::size_t length = lengthOfMark();
+    if (length == 0) {
         reportCharacters();
         return Kind::bad;
     }
-    at_ += isPair ? 2 : 1;
+    at_ += length;
     return Kind::mark;
+}
+
+std::size_t ProcedureLexer::lengthOfMark() const {
+    if (at(0) == '.' && at(1) == '.') return at(2) == '.' ? 3 : 2;
+    if (at(1) == '=' && marksBeforeEqual.find(at(0)) != std::string_view::npos) return 2;
+    return marks.find(at(0)) != std::string_view::npos ? 1 : 0;
 }
 
 bool ProcedureLexer::atNumber() const { return isDigit(at(0)) || (at(0) == '.' && isDigit(at(1))); }
 
-// All that someone may have meant as part of the number, so that a malformed one is reported whole.
+// All that someone may have meant as part of the number, so that a malformed one is reported whole; two points end it.
 void ProcedureLexer::skipNumber() {
     const bool isHexadecimal = at(0) == '0' && (at(1) == 'x' || at(1) == 'X');
-    while (continuesWord(at(0)) || at(0) == '.') {
+    while (continuesWord(at(0)) || (at(0) == '.' && at(1) != '.')) {
         const bool isExponent = !isHexadecimal && (at(0) == 'e' || at(0) == 'E');
         ++at_;
         if (isExponent && (at(0) == '+' || at(0) == '-')) ++at_;

@@ -28,7 +28,7 @@ struct ProcedureToken {
         word,
         number,  // what starts like a number, without a sign; it may still be malformed
         text,    // with its quotes
-        mark,    // one of ( ) [ ] , : = + - * / % ^ < > <= >= == !=
+        mark,    // one of ( ) [ ] , : = + - * / % ^ < > <= >= == != .. ...
         bad,     // what is no token; the mistake has been added
         end,     // the end of the procedure, or of the statement
     };
@@ -38,6 +38,7 @@ struct ProcedureToken {
     bool startsLine = false;  // whether it is the first of its line
 
     bool isMark(char mark) const { return kind == Kind::mark && text.size() == 1 && text[0] == mark; }
+    bool isMark(std::string_view mark) const { return kind == Kind::mark && text == mark; }
 };
 
 // Reads the tokens of a text one by one; blanks, comments and line ends are passed over.
@@ -55,6 +56,7 @@ class ProcedureLexer {
     bool readEscape();
     void reportCharacters();
     bool atNumber() const;
+    std::size_t lengthOfMark() const;  // 0 where none is
     bool atLineEnd() const;
     char at(std::size_t offset) const { return at_ + offset < text_.size() ? text_[at_ + offset] : '\0'; }
     Place placeFrom(std::size_t start) const;

@@ -63,7 +63,9 @@ ProcedureToken StatementCursor::take() {
     return token;
 }
 
-bool StatementCursor::takeIf(char mark) {
+bool StatementCursor::takeIf(char mark) { return takeIf(std::string_view(&mark, 1)); }
+
+bool StatementCursor::takeIf(std::string_view mark) {
     if (!peek().isMark(mark)) return false;
     advance();
     return true;

@@ -32,6 +32,7 @@ class StatementCursor {
     const ProcedureToken& peek() const;
     ProcedureToken take();
     bool takeIf(char mark);
+    bool takeIf(std::string_view mark);
     // Take what must be here, or refuse what does; `wanted` is what the message calls it.
     ProcedureToken takeWord(std::string_view wanted);
     void takeMark(char mark, std::string_view wanted);

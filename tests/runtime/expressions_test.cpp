@@ -10,32 +10,11 @@
 #include <vector>
 
 #include "files_support.h"
+#include "procedure_support.h"
 #include "runtime/binder.h"
 
 namespace libzepl {
 namespace {
-
-struct Evaluated {
-    Procedure procedure;
-    std::string mistakes;  // "line:column message | remedy" each, closed with a line feed
-};
-
-std::string textOf(const std::vector<Diagnostic>& diagnostics) {
-    std::string text;
-    for (const Diagnostic& each : diagnostics)
-        text += std::to_string(each.place.line) + ":" + std::to_string(each.place.column) + " " + each.message +
-                (each.remedy.empty() ? "" : " | " + each.remedy) + "\n";
-    return text;
-}
-
-Evaluated evaluate(const std::string& text, std::map<std::string, std::string> values = {}) {
-    std::vector<Diagnostic> diagnostics;
-    Procedure parsed = parseProcedure({"test.zp", text}, diagnostics);
-    EvaluationSettings settings{.values = std::move(values), .words = {"pi", "inside"}, .frames = {}};
-    settings.frames = [](const Procedure&, const PipeDeclaration&) { return std::uint64_t{1000}; };
-    Procedure result = evaluated(std::move(parsed), settings, diagnostics);
-    return {std::move(result), textOf(diagnostics)};
-}
 
 // The value of an expression as the argument of a command.
 Number valueOf(const std::string& expression) {
@@ -244,7 +223,8 @@ TEST(Expressions, AMistakeHasItsPlaceInTheExpression) {
 
 TEST(Expressions, NestingIsBounded) {
     const std::string deep = "the expression is nested too deep";
-    for (const auto& [open, close] : {std::pair("(", ")"), {"-", ""}, {"abs(", ")"}, {"2^", ""}, {"if(1,0,", ")"}})
+    for (const auto& [open, close] :
+         {std::pair("(", ")"), {"-", ""}, {"abs(", ")"}, {"2^", ""}, {"if(1,0,", ")"}, {"a[", "]"}})
         for (const int n : {190, 5000}) {
             std::string text = "constant a = ";
             for (int i = 0; i < n; ++i) text += open;
