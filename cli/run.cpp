@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <set>
 
 #include "cli/crash.h"
@@ -108,21 +109,23 @@ Report interruptedReport(const Procedure& procedure) {
 
 BoundProcedure boundOf(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
                        std::vector<Diagnostic>& diagnostics) {
-    if (hasErrors(diagnostics)) return {};
+    BoundProcedure none;
+    none.procedure = procedure;
+    if (hasErrors(diagnostics)) return none;
     try {
         return bindProcedure(procedure, library, options, diagnostics);
     } catch (const Interrupted&) {
-        return {};
+        return none;
     }
 }
 
 // Runs what is bound and prints how it ended; gives the exit status.
-int runBound(BoundProcedure& bound, const Procedure& procedure, const RunArguments& arguments, ProgressLine& progress,
-             Report& report, bool checkOnly) {
+int runBound(BoundProcedure& bound, const RunArguments& arguments, ProgressLine& progress, Report& report,
+             bool checkOnly) {
     report = bound.session->run();
     report.procedure = arguments.procedure;
     progress.clear();
-    printEnd(procedure, report, arguments, bound.advice, checkOnly);
+    printEnd(bound.procedure, report, arguments, bound.advice, checkOnly);
     return exitStatus(report);
 }
 
@@ -147,19 +150,20 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     };
     const Procedure procedure = parseProcedure({arguments.procedure, readTextFile(arguments.procedure)}, diagnostics);
     ReportFile reportFile(arguments.report, procedure, library, options);
-    CrashNotice crash(procedure, reportFile.file(), reportModules(library));
-    options.session.crashed = [&crash](Report& report, std::size_t task) { crash.end(report, task); };
+    std::optional<CrashNotice> crash;
+    options.session.crashed = [&crash](Report& report, std::size_t task) { crash->end(report, task); };
     BoundProcedure bound = boundOf(procedure, library, options, diagnostics);
+    crash.emplace(bound.procedure, reportFile.file(), reportModules(library));
     printDiagnostics(diagnostics, procedure, arguments.quiet);
     Report report;
     int status = wrongCall;
     if (stop->requested()) {
-        report = interruptedReport(procedure);
+        report = interruptedReport(bound.procedure);
         status = statusOfSignal();
     } else if (bound.session == nullptr) {
-        report = refusalReport(procedure, diagnostics);
+        report = refusalReport(bound.procedure, diagnostics);
     } else {
-        status = runBound(bound, procedure, arguments, progress, report, setUpOnly);
+        status = runBound(bound, arguments, progress, report, setUpOnly);
     }
     try {
         reportFile.write(report, library);

@@ -24,6 +24,7 @@ struct BindOptions {
 // A session with what is needed to tell of it in the procedure's terms. The command library must outlive it.
 struct BoundProcedure {
     std::unique_ptr<Session> session;
+    Procedure procedure;  // as it was bound: with literals for expressions and elements for arrays
     std::vector<std::string>
         advice;  // for each command, what its signature admits where the list does not fit; or empty
 };
@@ -35,7 +36,8 @@ BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& l
 
 // What the report of a run of the procedure says of mistakes, at their places: tasks that were refused, failed or ended
 // themselves, pipes that nobody writes, lists that a signature does not describe, cautions, and why the run itself failed.
-// `advice` is that of the bound procedure.
+// Both `procedure` and `advice` are those of the bound procedure. What several elements of an array have in common is said
+// once.
 std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& report,
                                  const std::vector<std::string>& advice);
 

@@ -28,6 +28,9 @@ struct ReadRequest {
     // All channels, frame by frame; the file must have just as many. A file of several channels is refused when neither one
     // of them nor all are asked for.
     std::optional<std::int64_t> interleaved{};
+    std::int64_t elements =
+        0;                 // of the array that takes a channel or column each: the file must have just as many; else 0
+    bool isSplit = false;  // takes all channels, however many there are, for an array whose elements get one each
     bool partial = false;  // takes what is there of a file that is cut or damaged, and says so in the source's notes
     std::string format{};  // `wav`, `flac`, `npy`, `csv`, `raw` and so on, whatever the name ends in; empty: as it ends
 };

@@ -19,6 +19,7 @@ struct TaskReport {
     enum class State { waiting, running, error, refused, fault, exited };
     int line = 0;
     std::string command;
+    std::int64_t element = 0;  // the index that it works for, of tasks that stand in one line; 0 is none
     State state = State::waiting;
     std::optional<std::uint32_t> code;  // of an error, or of a divide fault
     std::optional<std::int32_t> index;  // the parameter's position of an error or refusal
@@ -66,10 +67,11 @@ struct OutputReport {
 struct CautionReport {
     int line = 0;
     std::string command;
-    std::string text;        // what happens
-    std::string remedy;      // the way out
-    bool isArrival = false;  // the result depends on how the input arrives
-    std::size_t task = 0;    // its place among the tasks
+    std::string text;          // what happens
+    std::string remedy;        // the way out
+    bool isArrival = false;    // the result depends on how the input arrives
+    std::size_t task = 0;      // its place among the tasks
+    std::int64_t element = 0;  // as of the task
 };
 
 struct Report {

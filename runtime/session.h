@@ -86,6 +86,12 @@ struct PipeSettings {
     std::vector<std::byte> starts{};          // elements that are there before anything runs
 };
 
+// The channel that a pipe takes of an input of several.
+struct ChannelInput {
+    PipeId pipe{};
+    int channel = 1;  // from 1
+};
+
 // One parameter of a task, with the kind that it is passed as.
 struct TaskArgument {
     zepl::ParamMask kind = 0;
@@ -107,6 +113,7 @@ struct TaskSettings {
     std::string command{};
     std::vector<TaskArgument> arguments{};
     int line = 0;                   // of the procedure; 0 is none
+    std::int64_t element = 0;       // the index that it works for, of tasks that stand in one line; 0 is none
     std::string signatureAdvice{};  // what the signature admits, where the list does not fit it: said with a refusal
 };
 
@@ -139,6 +146,8 @@ class Session {
     // Attach the input or the output of a channel, at most one each.
     void setInput(PipeId pipe, std::unique_ptr<Source> source);
     void setInput(TriggerId trigger, std::vector<TriggerRow> rows);
+    // Inputs from one source of several channels, which is read once. All pipes are of the source's type.
+    void setInputs(const std::vector<ChannelInput>& inputs, std::unique_ptr<Source> source);
     void setOutput(PipeId pipe, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit = {});
     void setOutput(TriggerId trigger, std::unique_ptr<TriggerSink> sink, std::optional<std::uint64_t> limit = {});
 

@@ -7,8 +7,11 @@
 #include <set>
 #include <utility>
 
+#include "runtime/base/wording.h"
 #include "runtime/binder/arguments.h"
 #include "runtime/binder/files.h"
+#include "runtime/binder/option_names.h"
+#include "runtime/files/output_place.h"
 #include "runtime/files/stream_wait.h"
 
 namespace libzepl {
@@ -21,12 +24,8 @@ void addError(Diagnostics& diagnostics, Place place, std::string message, std::s
     diagnostics.push_back({Severity::error, place, std::move(message), std::move(remedy)});
 }
 
-// "the procedure declares `a`, `b`", for a name that is none of them.
-std::string declaredOnes(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + libzepl::quoted(name);
-    return list.empty() ? "it declares none" : "it declares " + list;
-}
+// Whether each part of it can be read once.
+bool flows(const std::filesystem::path& path) { return isStandardStream(path) || isStream(path); }
 
 // Makes the session, statement by statement.
 class Binder {
@@ -39,11 +38,13 @@ class Binder {
         FeedPolicy& feed = options_.session.feed;
         if (procedure_.lockstep && !options_.feedGiven) feed.kind = FeedPolicy::Kind::lockstep;
         bound_.session = std::make_unique<Session>(library_, options_.session);
-        refuseUnknownOptions();
+        refuseUnknownOptions(procedure_, options_, diagnostics_);
         forEach(procedure_.pipes, [&](const PipeDeclaration& pipe) { declare(pipe, [&] { addPipe(pipe); }); });
+        for (const JointOutput& joint : procedure_.jointOutputs) refuseJoint(joint);
         forEach(procedure_.triggers,
                 [&](const TriggerDeclaration& trigger) { declare(trigger, [&] { addTrigger(trigger); }); });
-        forEach(procedure_.variables, [&](const VariableDeclaration& variable) { addVariable(variable); });
+        forEach(procedure_.variables,
+                [&](const VariableDeclaration& variable) { declare(variable, [&] { addVariable(variable); }); });
         forEach(procedure_.vectors,
                 [&](const VectorDeclaration& vector) { declare(vector, [&] { addVector(vector); }); });
         for (const ConstantDeclaration& constant : procedure_.constants) names_.constants.insert(constant.name);
@@ -69,12 +70,22 @@ class Binder {
         }
     }
 
-    // Runs `add`, which declares the statement's name. Where it fails, uses of the name are no mistakes of their own.
+    // Runs `add`, which declares the statement's name. Where it fails, uses of the name are no mistakes of their own, and
+    // the other elements of its array, which would fail alike, are not looked at.
     template <class Statement, class Add>
     void declare(const Statement& statement, Add add) {
         const std::size_t before = diagnostics_.size();
-        guarded(statement.place, add);
-        if (diagnostics_.size() != before) names_.refused.insert(statement.name);
+        const std::string& array = statement.array.name;
+        const bool isRefused = statement.array.isWhole() || (!array.empty() && names_.refused.contains(array));
+        if (!isRefused) guarded(statement.place, add);
+        if (!isRefused && !hasErrorsSince(before)) return;
+        names_.refused.insert(statement.name);
+        if (!array.empty()) names_.refused.insert(array);
+    }
+
+    bool hasErrorsSince(std::size_t before) const {
+        return std::any_of(diagnostics_.begin() + static_cast<std::ptrdiff_t>(before), diagnostics_.end(),
+                           [](const Diagnostic& each) { return each.severity == Severity::error; });
     }
 
     void refuse(const ChannelFile& file, const std::string& message, std::string remedy) {
@@ -128,20 +139,53 @@ class Binder {
                      [&] { id = bound_.session->addPipe(std::move(settings)); }))
             id = bound_.session->addPipe({.name = declared.name, .type = declared.type});
         names_.pipes.emplace(declared.name, id);
-        const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared.name, declared.from);
-        if (!from) return;
-        guarded(*from, [&] {
-            noteInput(*from);
-            std::unique_ptr<Source> source = openSource(readRequest(*from, declared.type, declared.interleaved));
-            warn(rates_.add(*from, source->rate()));
-            bound_.session->setInput(id, std::move(source));
-        });
+        if (const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared))
+            guarded(*from, [&] { addInput(declared, id, *from); });
+        if (declared.array.index == declared.array.count) guarded(declared.place, [&] { endStream(); });
+    }
+
+    void addInput(const PipeDeclaration& declared, PipeId id, const ChannelFile& from) {
+        const bool sharesFile = declared.array.isElement() && !options_.inputs.contains(declared.name);
+        const bool isFirst = !sharesFile || !arrayRead_ || *arrayRead_ != declared.array.name;
+        if (sharesFile) arrayRead_ = declared.array.name;
+        if (isFirst) noteInput(from);
+        ReadRequest request = readRequest(from, declared.type, declared.interleaved);
+        if (sharesFile && flows(from.path)) return addStreamed(std::move(request), id, isFirst ? &from : nullptr);
+        std::unique_ptr<Source> source = openSource(request);
+        if (isFirst) warn(rates_.add(from, source->rate()));
+        bound_.session->setInput(id, std::move(source));
+    }
+
+    // A stream is read once for all elements of an array: the first of them, which comes with the file, opens it.
+    void addStreamed(ReadRequest request, PipeId id, const ChannelFile* first) {
+        const std::int64_t* column = request.column ? std::get_if<std::int64_t>(&*request.column) : nullptr;
+        const std::int64_t channel = column != nullptr ? *column : request.channel.value_or(1);
+        if (first != nullptr) {
+            streamed_.clear();
+            request.channel.reset();
+            request.column.reset();
+            request.isSplit = true;
+            stream_ = openSource(request);
+            warn(rates_.add(*first, stream_->rate()));
+        }
+        const std::int64_t there = stream_->channels();
+        if (channel < 1 || channel > there)
+            throw Problem(request.path.string() + ": there is no channel " + std::to_string(channel),
+                          "the recording has " + counted(static_cast<std::uint64_t>(there), "channel"));
+        streamed_.push_back({id, static_cast<int>(channel)});
+    }
+
+    // After the last element of an array.
+    void endStream() {
+        if (stream_ != nullptr && !streamed_.empty()) bound_.session->setInputs(streamed_, std::move(stream_));
+        stream_.reset();
+        streamed_.clear();
     }
 
     void addTrigger(const TriggerDeclaration& declared) {
         const TriggerId id = bound_.session->addTrigger(declared.name);
         names_.triggers.emplace(declared.name, id);
-        const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared.name, declared.from);
+        const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared);
         if (!from) return;
         guarded(*from, [&] {
             noteInput(*from);
@@ -160,11 +204,12 @@ class Binder {
         if (declared.from) {
             const ChannelFile file{*declared.from, pathBeside(procedure_, declared.from->path), {}};
             guarded(file, [&] {
-                noteInput(file);
+                if (declared.array.index <= 1 || flows(file.path)) noteInput(file);
                 std::vector<std::string> notes;
                 bytes = readVector(readRequest(file, declared.type, declared.interleaved), notes,
                                    options_.session.memoryLimit);
-                for (const std::string& note : notes) bound_.session->addNote(note);
+                if (declared.array.index <= 1)
+                    for (const std::string& note : notes) bound_.session->addNote(note);
             });
         } else {
             bytes = bytesOf(declared.type, declared.values);
@@ -182,12 +227,16 @@ class Binder {
 
     void addCommand(const CommandUse& use, ArgumentBinder& binder) {
         bound_.advice.emplace_back();
+        if (use.isRefused || (use.array.index > 1 && isFirstRefused_)) return;
+        isFirstRefused_ = true;
         const Command* command = library_.find(use.command);
         if (command == nullptr) return refuseCommand(use);
         std::optional<BoundArguments> bound = binder.bind(*command, use);
         if (!bound) return;
         bound_.advice.back() = bound->advice;
-        bound_.session->addTask({use.command, std::move(bound->arguments), use.place.line, std::move(bound->advice)});
+        bound_.session->addTask(
+            {use.command, std::move(bound->arguments), use.place.line, use.array.index, std::move(bound->advice)});
+        isFirstRefused_ = false;
     }
 
     void refuseCommand(const CommandUse& use) {
@@ -204,8 +253,7 @@ class Binder {
     // Without commands only files are copied, from an input to an output of the same channel.
     void warnOfNothing() {
         const auto copies = [&](const auto& channel) {
-            return inputFile(procedure_, options_, channel.name, channel.from) &&
-                   outputFile(procedure_, options_, channel.name, channel.to);
+            return inputFile(procedure_, options_, channel) && outputFile(procedure_, options_, channel);
         };
         const auto anyCopies = [&](const auto& channels) {
             return std::any_of(channels.begin(), channels.end(), copies);
@@ -218,39 +266,10 @@ class Binder {
                                 "add one, COMMAND ( argument, ... ); zepl commands lists them"});
     }
 
-    void refuseUnknownOptions() {
-        const auto refuseUnknown = [&](const std::map<std::string, std::string>& given, const std::string& option,
-                                       const std::vector<std::string>& known, const std::string& what) {
-            for (const auto& [name, value] : given)
-                if (std::find(known.begin(), known.end(), name) == known.end()) {
-                    const std::string near = suggestion(name, known), is = kindDeclared(name);
-                    addError(diagnostics_, {},
-                             option + " " + name + "=" + value + ": the procedure declares no " + what + " " +
-                                 libzepl::quoted(name) + (is.empty() ? "" : ", which is a " + is),
-                             near.empty() || !is.empty() ? declaredOnes(known) : near);
-                }
-        };
-        std::vector<std::string> channels, values;
-        for (const PipeDeclaration& pipe : procedure_.pipes) channels.push_back(pipe.name);
-        for (const TriggerDeclaration& trigger : procedure_.triggers) channels.push_back(trigger.name);
-        for (const VariableDeclaration& variable : procedure_.variables) values.push_back(variable.name);
-        for (const ConstantDeclaration& constant : procedure_.constants) values.push_back(constant.name);
-        refuseUnknown(options_.inputs, "--in", channels, "pipe or trigger");
-        refuseUnknown(options_.outputs, "--out", channels, "pipe or trigger");
-        refuseUnknown(options_.values, "--set", values, "variable or constant");
-    }
-
-    // What the procedure declares the name as, or an empty text.
-    std::string kindDeclared(const std::string& name) const {
-        const auto has = [&](const auto& list) {
-            return std::any_of(list.begin(), list.end(), [&](const auto& each) { return each.name == name; });
-        };
-        return has(procedure_.pipes)       ? "pipe"
-               : has(procedure_.triggers)  ? "trigger"
-               : has(procedure_.variables) ? "variable"
-               : has(procedure_.vectors)   ? "vector"
-               : has(procedure_.constants) ? "constant"
-                                           : "";
+    void refuseJoint(const JointOutput& joint) {
+        if (const auto to = outputFile(procedure_, options_, joint))
+            refuse(*to, "an array is not written to one file yet",
+                   "give each element a file, --out " + joint.elements[0] + "=FILE");
     }
 
     // False, with the mistake reported, when the file is an input or the output of another channel.
@@ -270,12 +289,12 @@ class Binder {
 
     void addOutputs() {
         for (const PipeDeclaration& pipe : procedure_.pipes) {
-            const std::optional<ChannelFile> to = outputFile(procedure_, options_, pipe.name, pipe.to);
+            const std::optional<ChannelFile> to = outputFile(procedure_, options_, pipe);
             if (!to || !claimOutput(*to)) continue;
             guarded(*to, [&] { addOutput(pipe, *to); });
         }
         for (const TriggerDeclaration& trigger : procedure_.triggers) {
-            const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger.name, trigger.to);
+            const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger);
             if (!to || !claimOutput(*to)) continue;
             guarded(*to, [&] {
                 bound_.session->setOutput(
@@ -311,6 +330,10 @@ class Binder {
     bool isFull_ = false;
     std::optional<KnownNames> knownCommands_;  // when one was first looked for in vain
     InputRates rates_{procedure_.rate};
+    bool isFirstRefused_ = false;           // of the tasks that one command makes
+    std::optional<std::string> arrayRead_;  // whose elements take channels of one file, and come one after the other
+    std::unique_ptr<Source> stream_;        // that such elements share
+    std::vector<ChannelInput> streamed_;
     std::set<std::string> inputFiles_, outputFiles_;
 };
 
@@ -322,8 +345,10 @@ BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& l
     if (options.session.stop != nullptr) waiting.emplace(*options.session.stop);
     EvaluationSettings settings{.values = options.values, .words = library.words(), .frames = {}};
     settings.frames = [&](const Procedure& read, const PipeDeclaration& pipe) { return framesOf(read, options, pipe); };
-    const Procedure literal = evaluated(procedure, settings, diagnostics);
-    return Binder(literal, library, std::move(options), diagnostics).bind();
+    Procedure elements = expanded(evaluated(procedure, settings, diagnostics), diagnostics);
+    BoundProcedure bound = Binder(elements, library, std::move(options), diagnostics).bind();
+    bound.procedure = std::move(elements);
+    return bound;
 }
 
 }  // namespace libzepl

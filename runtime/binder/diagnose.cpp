@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <map>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
+#include "runtime/base/wording.h"
 #include "runtime/binder.h"
 
 namespace libzepl {
@@ -34,6 +37,62 @@ std::map<std::string_view, Place> placesOfChannels(const Procedure& procedure) {
     return places;
 }
 
+// What is to be said of one task.
+struct TaskRemark {
+    std::size_t task = 0;
+    Diagnostic said;  // without the task's name
+};
+
+// "ABS", "ABS[2]", "ABS[1..4]" or "ABS[1] and ABS[3]", of tasks that one command makes.
+std::string nameOf(const Procedure& procedure, const std::vector<std::size_t>& tasks) {
+    const CommandUse& first = procedure.commands[tasks.front()];
+    if (!first.array.isElement()) return first.command;
+    if (tasks.size() > 1 && static_cast<std::int64_t>(tasks.size()) == first.array.count)
+        return first.command + "[1.." + std::to_string(first.array.count) + "]";
+    std::vector<std::string> names;
+    for (const std::size_t task : tasks)
+        names.push_back(elementName(first.command, procedure.commands[task].array.index));
+    return joined(names, " and ");
+}
+
+// The text with names of whole arrays for those of the elements of that index.
+std::string textOfArray(std::string text, const ArrayPlace& array) {
+    const std::string index = elementName("", array.index);
+    for (std::size_t at = text.find(index); array.isElement() && at != std::string::npos; at = text.find(index, at))
+        text.erase(at, index.size());
+    return text;
+}
+
+// One diagnostic for what is the same of several tasks of one command, but for the elements that it names.
+std::vector<Diagnostic> gathered(const Procedure& procedure, const std::vector<TaskRemark>& remarks) {
+    struct Group {
+        Diagnostic said, ofArray;
+        std::vector<std::size_t> tasks;
+    };
+    std::vector<Group> groups;
+    std::map<std::tuple<int, int, Severity, std::string>, std::size_t> groupOf;
+    for (const auto& [task, said] : remarks) {
+        const ArrayPlace& array = procedure.commands[task].array;
+        Group group{said, said, {task}};
+        group.ofArray.message = textOfArray(said.message, array);
+        group.ofArray.remedy = textOfArray(said.remedy, array);
+        const auto [found, isNew] = groupOf.try_emplace(
+            {said.place.line, said.place.column, said.severity, group.ofArray.message}, groups.size());
+        const Group* other = isNew ? nullptr : &groups[found->second];
+        if (other != nullptr && array.index > procedure.commands[other->tasks.back()].array.index)
+            groups[found->second].tasks.push_back(task);
+        else
+            groups.push_back(std::move(group));
+    }
+    std::vector<Diagnostic> diagnostics;
+    for (Group& group : groups) {
+        Diagnostic& said = group.tasks.size() > 1 ? group.ofArray : group.said;
+        said.message = nameOf(procedure, group.tasks) + said.message;
+        diagnostics.push_back(std::move(said));
+    }
+    return diagnostics;
+}
+
 }  // namespace
 
 std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& report,
@@ -45,24 +104,28 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
         return found == channels.end() ? Place{} : found->second;
     };
     if (!report.reason.empty()) addError(diagnostics, placeOfChannel(report.channel), report.reason, report.remedy);
+    std::vector<TaskRemark> remarks;
     for (std::size_t i = 0; i < report.tasks.size() && i < procedure.commands.size(); ++i) {
         const TaskReport& task = report.tasks[i];
         const CommandUse& use = procedure.commands[i];
         const bool runs = task.state == TaskReport::State::waiting || task.state == TaskReport::State::running;
         if (!runs)
-            addError(diagnostics, placeOf(use, task.index), use.command + ": " + task.text, remedyOf(task));
+            remarks.push_back({i, {Severity::error, placeOf(use, task.index), ": " + task.text, remedyOf(task)}});
         else if (i < advice.size() && !advice[i].empty() && task.began)
-            diagnostics.push_back({Severity::warning, use.place,
-                                   use.command + " took a list that its signature does not describe", advice[i]});
+            remarks.push_back(
+                {i, {Severity::warning, use.place, " took a list that its signature does not describe", advice[i]}});
     }
+    for (Diagnostic& each : gathered(procedure, remarks)) diagnostics.push_back(std::move(each));
     for (const std::string& name : report.unwritten)
         diagnostics.push_back({Severity::warning, placeOfChannel(name), "nobody writes " + libzepl::quoted(name),
                                "its readers would wait forever; give it a `from` file or a command that writes it"});
+    remarks.clear();
     for (const CautionReport& caution : report.cautions)
         if (caution.task < procedure.commands.size())
-            diagnostics.push_back({caution.isArrival ? Severity::arrival : Severity::caution,
-                                   procedure.commands[caution.task].place, caution.command + ": " + caution.text,
-                                   caution.remedy});
+            remarks.push_back({caution.task,
+                               {caution.isArrival ? Severity::arrival : Severity::caution,
+                                procedure.commands[caution.task].place, ": " + caution.text, caution.remedy}});
+    for (Diagnostic& each : gathered(procedure, remarks)) diagnostics.push_back(std::move(each));
     if (diagnostics.size() > maxDiagnostics) {
         const std::string more = std::to_string(diagnostics.size() - maxDiagnostics);
         diagnostics.resize(maxDiagnostics);
@@ -84,6 +147,7 @@ Report refusalReport(const Procedure& procedure, const std::vector<Diagnostic>& 
         TaskReport& task = report.tasks.emplace_back();
         task.line = use.place.line;
         task.command = use.command;
+        task.element = use.array.index;
     }
     for (const Diagnostic& diagnostic : diagnostics) {
         const std::string line =

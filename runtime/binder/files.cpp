@@ -38,14 +38,45 @@ std::filesystem::path pathBeside(const Procedure& procedure, const std::string& 
     return std::filesystem::path(procedure.source.name).parent_path() / name;
 }
 
-std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
-                                     const std::optional<FileClause>& declared) {
-    return fileOf(procedure, "--in", options.inputs, name, declared);
+std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
+                                     const PipeDeclaration& pipe) {
+    const ArrayPlace& array = pipe.array;
+    if (!array.isElement()) return fileOf(procedure, "--in", options.inputs, pipe.name, pipe.from);
+    std::optional<FileClause> declared = pipe.from;
+    if (options.inputs.contains(pipe.name)) {
+        if (declared) {
+            declared->column.reset();
+            declared->channel.reset();
+            declared->elements = 0;
+        }
+        return fileOf(procedure, "--in", options.inputs, pipe.name, declared);
+    }
+    if (!declared && options.inputs.contains(array.name)) {
+        declared.emplace();
+        declared->channel = array.index;
+        declared->elements = array.count;
+    }
+    return fileOf(procedure, "--in", options.inputs, array.name, declared);
 }
 
-std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
-                                      const std::optional<FileClause>& declared) {
-    return fileOf(procedure, "--out", options.outputs, name, declared);
+std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
+                                     const TriggerDeclaration& trigger) {
+    return fileOf(procedure, "--in", options.inputs, trigger.name, trigger.from);
+}
+
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
+                                      const PipeDeclaration& pipe) {
+    return fileOf(procedure, "--out", options.outputs, pipe.name, pipe.to);
+}
+
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
+                                      const TriggerDeclaration& trigger) {
+    return fileOf(procedure, "--out", options.outputs, trigger.name, trigger.to);
+}
+
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
+                                      const JointOutput& joint) {
+    return fileOf(procedure, "--out", options.outputs, joint.name, joint.to);
 }
 
 std::string identityOf(const std::filesystem::path& path) {
@@ -58,12 +89,19 @@ std::string identityOf(const std::filesystem::path& path) {
     return error ? path.string() : canonical.string();
 }
 
-std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, const PipeDeclaration& pipe) {
-    const std::string which = "the length of " + libzepl::quoted(pipe.name) + " is not known: ";
-    const std::optional<ChannelFile> file = inputFile(procedure, options, pipe.name, pipe.from);
+std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, const PipeDeclaration& declared) {
+    const std::string which = "the length of " + libzepl::quoted(declared.name) + " is not known: ";
+    if (declared.array.isWhole())
+        for (std::int64_t index = 1; index <= declared.array.count; ++index)
+            if (const std::string name = elementName(declared.name, index); options.inputs.contains(name))
+                throw Problem(which + "--in " + name + " gives an element a file of its own",
+                              "write the length of one element, length(" + elementName(declared.name, 1) + ")");
+    // All channels of a file are of one length.
+    const PipeDeclaration pipe = declared.array.isWhole() ? elementOf(declared, 1) : declared;
+    const std::optional<ChannelFile> file = inputFile(procedure, options, pipe);
     if (!file) throw Problem(which + "no file gives its samples", "give it a `from` file, or the number itself");
     for (const Formula& formula : procedure.formulas)
-        if (formula.goes == Formula::Goes::interleaved && procedure.pipes[formula.declaration].name == pipe.name)
+        if (formula.goes == Formula::Goes::interleaved && procedure.pipes[formula.declaration].name == declared.name)
             throw Problem(which + "an expression gives its channels", "write `interleaved` with a number");
     std::error_code error;
     if (isStandardStream(file->path) || std::filesystem::is_fifo(file->path, error))
@@ -86,6 +124,7 @@ ReadRequest readRequest(const ChannelFile& file, ElementType type, std::optional
     request.interleaved = interleaved;
     request.partial = clause.partial;
     request.format = clause.format;
+    request.elements = clause.elements;
     return request;
 }
 
@@ -138,15 +177,18 @@ std::string useOfFile(const Procedure& procedure, const CommandLibrary& library,
     };
     const auto addChannel = [&](const auto& channel) {
         const std::string name = libzepl::quoted(channel.name);
-        if (const auto from = inputFile(procedure, options, channel.name, channel.from))
+        if (const auto from = inputFile(procedure, options, channel))
             add(from->path, STDIN_FILENO, "is read by " + name);
-        if (const auto to = outputFile(procedure, options, channel.name, channel.to))
+        if (const auto to = outputFile(procedure, options, channel))
             add(to->path, STDOUT_FILENO, "is written by " + name);
     };
     add(procedure.source.name, -1, "is the procedure");
     for (const LoadedModule& module : library.modules()) add(module.path, -1, "is a module");
     for (const PipeDeclaration& pipe : procedure.pipes) addChannel(pipe);
     for (const TriggerDeclaration& trigger : procedure.triggers) addChannel(trigger);
+    // What the caller names for elements of arrays.
+    for (const auto& [name, file] : options.inputs) add(file, STDIN_FILENO, "is read by " + libzepl::quoted(name));
+    for (const auto& [name, file] : options.outputs) add(file, STDOUT_FILENO, "is written by " + libzepl::quoted(name));
     for (const VectorDeclaration& vector : procedure.vectors)
         if (vector.from)
             add(pathBeside(procedure, vector.from->path), STDIN_FILENO, "is read by " + libzepl::quoted(vector.name));

@@ -21,11 +21,18 @@ struct ChannelFile {
 // Where the procedure's own statements look for `name`: in the procedure's folder.
 std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name);
 
-// The file of the channel `name`: the one that the caller names, relative to the working folder, else the declared one.
-std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
-                                     const std::optional<FileClause>& declared);
-std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const std::string& name,
-                                      const std::optional<FileClause>& declared);
+// The file of a channel: the one that the caller names, relative to the working folder, else the declared one. An element of
+// an array of pipes can have one of its own, or its channel of the one that the caller names for the array.
+std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
+                                     const PipeDeclaration& pipe);
+std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
+                                     const TriggerDeclaration& trigger);
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
+                                      const PipeDeclaration& pipe);
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
+                                      const TriggerDeclaration& trigger);
+// The file that takes an array, or one that the caller names for it.
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const JointOutput& joint);
 
 // The frames of the recording that the pipe is read from. Throws Problem where that cannot be known before it is read.
 std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, const PipeDeclaration& pipe);

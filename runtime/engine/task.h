@@ -54,8 +54,11 @@ struct Drive {
 struct Task {
     explicit Task(MemoryBudget& budget) : arena(budget) {}
 
-    // "FFT (line 7)", as messages name it.
-    std::string label() const { return command->name + (line > 0 ? " (line " + std::to_string(line) + ")" : ""); }
+    // "FFT (line 7)", as messages name it, or "FFT[2] (line 7)".
+    std::string label() const {
+        return command->name + (element > 0 ? "[" + std::to_string(element) + "]" : "") +
+               (line > 0 ? " (line " + std::to_string(line) + ")" : "");
+    }
 
     // What becomes of it, in texts that need no memory, as far as they have room.
     void end(TaskReport::State endState, std::string_view text, std::string_view remedy = {}) noexcept;
@@ -89,6 +92,7 @@ struct Task {
     std::uint32_t number = 0;  // from 1; also its parameter list's handle
     const Command* command = nullptr;
     int line = 0;
+    std::int64_t element = 0;  // of tasks that stand in one line; 0 is none
     std::string signatureAdvice;
     std::deque<Parameter> parameters;  // position 1 first; addresses of cells and texts stay
     std::vector<zepl::Slot> slots;     // indexed from 1

@@ -121,6 +121,8 @@ std::size_t columnHeaded(const CsvTable& table, const std::string& heading) {
 std::vector<std::size_t> wantedColumns(const CsvTable& table, const ReadRequest& request) {
     if (request.channel && request.column)
         throw fileProblem(table.lines().name(), "both a channel and a column are chosen", "choose one of them");
+    if (table.columns() > 0)
+        checkElements(table.lines().name(), static_cast<std::int64_t>(table.columns()), request, "column");
     if (request.channel) return {columnNumbered(table, *request.channel)};
     if (request.column)
         return {std::visit(

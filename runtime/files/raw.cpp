@@ -20,9 +20,9 @@ class RawSink final : public FileSink<Sink> {
     std::size_t width_;
 };
 
-// Raw data has as many channels as the request says.
+// Raw data has as many channels as the request says, or as elements of an array take them.
 int channelsOf(const ReadRequest& request, const std::string& name) {
-    const std::int64_t channels = request.interleaved.value_or(1);
+    const std::int64_t channels = request.elements != 0 ? request.elements : request.interleaved.value_or(1);
     if (channels >= 1 && channels <= maxChannels) return static_cast<int>(channels);
     throw fileProblem(name, std::to_string(channels) + " channels are not possible",
                       "a file has 1 to " + std::to_string(maxChannels) + " channels");
@@ -37,7 +37,7 @@ void refuseStart(InputFile& file) {
 
 std::unique_ptr<Source> openRaw(const ReadRequest& request) {
     auto file = std::make_unique<InputFile>(request.path);
-    if (request.channel)
+    if ((request.channel || request.isSplit) && request.elements == 0)
         throw fileProblem(file->name(), "raw data does not say how many channels it has",
                           "convert it to .npy of shape (frames, channels), or to .wav");
     Completeness complete(file->name(), request.partial);

@@ -14,6 +14,7 @@ void checkChannel(const RecordingFacts& facts, const ReadRequest& request) {
     const std::string name = request.path.string();
     if (request.column) throw fileProblem(name, "only CSV files have columns", "choose a channel with `channel K`");
     if (!request.channel) return checkInterleaving(name, facts.channels, request, "channel");
+    checkElements(name, facts.channels, request, "channel");
     if (*request.channel >= 1 && *request.channel <= facts.channels) return;
     throw fileProblem(name, "there is no channel " + std::to_string(*request.channel),
                       facts.channels == 1 ? "the recording has one channel"
@@ -122,13 +123,27 @@ class ConvertedSource final : public Source {
 void checkInterleaving(const std::string& name, std::int64_t there, const ReadRequest& request,
                        const std::string& unit) {
     const std::string all = counted(static_cast<std::uint64_t>(there), unit);
+    checkElements(name, there, request, unit);
+    if (request.isSplit) return;
     if (request.interleaved && *request.interleaved != there)
         throw fileProblem(name, "it has " + all + ", and not " + std::to_string(*request.interleaved),
                           "take all with `interleaved " + std::to_string(there) + "`, or one with `" + unit + " K`");
     if (!request.interleaved && there > 1)
-        throw fileProblem(
-            name, "it has " + all + ", and which of them is not said",
-            "take one with `" + unit + " K`, or all, frame by frame, with `interleaved " + std::to_string(there) + "`");
+        throw fileProblem(name, "it has " + all + ", and which of them is not said",
+                          "take one with `" + unit + " K`, all, frame by frame, with `interleaved " +
+                              std::to_string(there) + "`, or each as an element of an array, NAME[" +
+                              std::to_string(there) + "]");
+}
+
+void checkElements(const std::string& name, std::int64_t there, const ReadRequest& request, const std::string& unit) {
+    if (request.elements == 0 || request.elements == there) return;
+    const std::int64_t fewer = std::min(there, request.elements);
+    throw fileProblem(name,
+                      "it has " + counted(static_cast<std::uint64_t>(there), unit) + ", and an array of " +
+                          std::to_string(request.elements) + " takes just as many",
+                      there > request.elements
+                          ? "say which with `" + unit + " 1.." + std::to_string(fewer) + "` or another range"
+                          : "declare an array of " + std::to_string(there));
 }
 
 std::unique_ptr<Source> convertedSource(std::unique_ptr<Recording> recording, const ReadRequest& request) {

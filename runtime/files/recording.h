@@ -37,6 +37,9 @@ class Recording {
 void checkInterleaving(const std::string& name, std::int64_t there, const ReadRequest& request,
                        const std::string& unit);
 
+// Refuses another number of channels than an array takes, where one takes them all.
+void checkElements(const std::string& name, std::int64_t there, const ReadRequest& request, const std::string& unit);
+
 // The recording's elements as the request wants them: one channel or all, in its type.
 std::unique_ptr<Source> convertedSource(std::unique_ptr<Recording> recording, const ReadRequest& request);
 

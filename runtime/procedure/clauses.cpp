@@ -22,8 +22,7 @@ const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
     {"interleaved", inPipe | inVector, "", "channel",
      [](ProcedureParser& p, Clauses& to) { to.interleaved = p.takeCount(Formula::Goes::interleaved); }},
     {"from", inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFrom(to); }},
-    {"channel", inPipe | inVector, "from", "column",
-     [](ProcedureParser& p, Clauses& to) { to.from.channel = p.takeCount(Formula::Goes::channel).value_or(1); }},
+    {"channel", inPipe | inVector, "from", "column", [](ProcedureParser& p, Clauses& to) { p.takeChannel(to); }},
     {"column", inPipe | inVector, "from", "interleaved", [](ProcedureParser& p, Clauses& to) { p.takeColumn(to); }},
     {"convert", inPipe | inVector, "from", "",
      [](ProcedureParser& p, Clauses& to) { to.from.conversion = p.cursor_.takeWord("the name of a conversion").text; }},
@@ -128,12 +127,22 @@ void ProcedureParser::takeColumns(Clauses& clauses) {
     clauses.to.withSeconds = true;
 }
 
+void ProcedureParser::takeChannel(Clauses& clauses) {
+    FileClause& from = clauses.from;
+    from.channelPlace = cursor_.peek().place;
+    from.channel = takeCount(Formula::Goes::channel).value_or(1);
+    if (cursor_.takeIf("..")) from.lastChannel = takeCount(Formula::Goes::lastChannel).value_or(1);
+}
+
 void ProcedureParser::takeColumn(Clauses& clauses) {
-    if (cursor_.peek().kind == Kind::text)
-        clauses.from.column = unquoted(cursor_.take().text);
-    else
-        clauses.from.column =
-            takeCount(Formula::Goes::column, "a column's number, or its heading in double quotes").value_or(1);
+    FileClause& from = clauses.from;
+    from.channelPlace = cursor_.peek().place;
+    if (cursor_.peek().kind == Kind::text) {
+        from.column = unquoted(cursor_.take().text);
+        return;
+    }
+    from.column = takeCount(Formula::Goes::column, "a column's number, or its heading in double quotes").value_or(1);
+    if (cursor_.takeIf("..")) from.lastColumn = takeCount(Formula::Goes::lastColumn).value_or(1);
 }
 
 }  // namespace libzepl

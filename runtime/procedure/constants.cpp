@@ -8,6 +8,8 @@
 
 #include "runtime/expressions/parser.h"
 #include "runtime/files/stream_wait.h"
+#include "runtime/procedure/arrays.h"
+#include "runtime/procedure/quantities.h"
 
 namespace libzepl {
 
@@ -50,15 +52,29 @@ Constants::Constants(const Procedure& procedure, const EvaluationSettings& setti
     addKind(procedure.vectors, "vector");
     for (const PipeDeclaration& pipe : procedure.pipes) pipeOfName_.emplace(pipe.name, &pipe);
     for (const ConstantDeclaration& each : procedure.constants) add(each.name, each.place, each.tree);
-    for (const Formula& formula : procedure.formulas) {
-        if (formula.goes != Formula::Goes::rate) continue;
+    for (const Formula& formula : procedure.formulas) addFormula(formula);
+}
+
+// The rate and the counts of arrays are what other expressions can need.
+void Constants::addFormula(const Formula& formula) {
+    const bool isRate = formula.goes == Formula::Goes::rate;
+    if (!isRate && formula.goes != Formula::Goes::elements) return;
+    Entry entry{.name = std::string(rateName), .calledAs = "`rate`", .place = formula.place, .tree = formula.tree};
+    if (isRate) {
         rateEntry_ = entries_.size();
-        entries_.push_back({.name = std::string(rateName), .place = formula.place, .tree = formula.tree});
+    } else if (formula.of == Formula::Of::pipes) {
+        entry.name = procedure_.pipes[formula.declaration].name;
+        entry.calledAs = "the count of " + quoted(entry.name);
+        countEntryOfPipe_.emplace(entry.name, entries_.size());
+    } else {
+        return;
     }
+    entryOfFormula_.emplace(formula.tree.get(), entries_.size());
+    entries_.push_back(std::move(entry));
 }
 
 void Constants::add(const std::string& name, const Place& place, ExpressionTree tree) {
-    Entry entry{.name = name, .place = place, .tree = std::move(tree)};
+    Entry entry{.name = name, .calledAs = quoted(name), .place = place, .tree = std::move(tree)};
     if (const auto given = settings_.values.find(name); given != settings_.values.end()) {
         entry.text = std::make_shared<SourceText>(SourceText{"--set " + name, given->second});
         entry.tree = parseOption(entry.text);
@@ -121,6 +137,9 @@ void Constants::collectNeeds(const Expression& tree, std::vector<std::size_t>& n
         if (const auto entry = entryOf(tree.name)) needs.push_back(*entry);
     // The name in `length(name[index])` stands for no number.
     const bool isLength = tree.form == Expression::Form::call && tree.function->kind == Function::Kind::length;
+    if (isLength)
+        if (const auto count = countEntryOfPipe_.find(tree.operands[0].name); count != countEntryOfPipe_.end())
+            needs.push_back(count->second);
     for (const Expression& operand : isLength ? tree.operands[0].operands : tree.operands) collectNeeds(operand, needs);
 }
 
@@ -162,11 +181,11 @@ void Constants::reportCycle(const std::vector<std::size_t>& path, std::size_t ag
     const auto start = std::find(path.begin(), path.end(), again);
     std::string names;
     for (auto each = start; each != path.end(); ++each) {
-        names += quoted(entries_[*each].name) + " needs ";
+        names += entries_[*each].calledAs + " needs ";
         entries_[*each].state = Entry::State::done;
     }
     const Entry& first = entries_[again];
-    report({Severity::error, first.place, names + quoted(first.name) + ": they have no value",
+    report({Severity::error, first.place, names + first.calledAs + ": they have no value",
             "a constant is computed from others, never from itself"},
            first.text);
 }
@@ -233,31 +252,29 @@ void Constants::refuseIndex(const Expression& name) const {
 void Constants::refuseUnknown(const Expression& name) const {
     const std::string which = quoted(name.name);
     std::vector<std::string> known{"pi", "inf", "nan", std::string(rateName)};
-    for (const Entry& entry : entries_) known.push_back(entry.name);
+    for (const Entry& entry : entries_)
+        if (entryOfName_.contains(entry.name)) known.push_back(entry.name);
     const std::string near = suggestion(name.name, known);
     refuseExpression(name.place, "unknown name " + which, near.empty() ? std::string(notNamed) : near);
 }
 
 Number Constants::lengthOf(const Expression& name) const {
-    const auto known = lengths_.find(name.name);
-    if (known != lengths_.end() && name.form == Expression::Form::name) return known->second;
-    const auto pipe = pipeOfName_.find(name.name);
-    if (pipe == pipeOfName_.end()) {
+    const auto declared = pipeOfName_.find(name.name);
+    if (declared == pipeOfName_.end()) {
         std::vector<std::string> names;
         for (const auto& each : pipeOfName_) names.push_back(each.first);
         std::sort(names.begin(), names.end());
         refuseExpression(name.place, "`length` takes the name of a pipe, and " + quoted(name.name) + " is none",
                          suggestion(name.name, names));
     }
-    if (name.form == Expression::Form::index)
-        refuseExpression(name.place, quoted(name.name) + " is one pipe, which has no elements",
-                         "write length(" + name.name + ")");
+    const PipeDeclaration pipe = readPipe(name, *declared->second);
+    if (const auto known = lengths_.find(pipe.name); known != lengths_.end()) return known->second;
     try {
         Number frames;
         frames.isInteger = true;
-        frames.integer = static_cast<std::int64_t>(settings_.frames(procedure_, *pipe->second));
+        frames.integer = static_cast<std::int64_t>(settings_.frames(procedure_, pipe));
         frames.real = static_cast<double>(frames.integer);
-        return lengths_[name.name] = frames;
+        return lengths_[pipe.name] = frames;
     } catch (const Interrupted&) {
         throw;
     } catch (const Problem& problem) {
@@ -265,7 +282,38 @@ Number Constants::lengthOf(const Expression& name) const {
     }
 }
 
+// The pipe that the argument of `length` names: an element, a whole array with its count, or a pipe that is neither.
+PipeDeclaration Constants::readPipe(const Expression& name, const PipeDeclaration& declared) const {
+    PipeDeclaration pipe = declared;
+    if (declared.array.isWhole()) pipe.array.count = countOf(declared);
+    if (name.form == Expression::Form::name) return pipe;
+    if (!declared.array.isWhole())
+        refuseExpression(name.place, quoted(name.name) + " is one pipe, which has no elements",
+                         "write length(" + name.name + ")");
+    return elementOf(pipe, indexOf(name, pipe));
+}
+
+std::int64_t Constants::countOf(const PipeDeclaration& array) const {
+    const auto entry = countEntryOfPipe_.find(array.name);
+    if (entry == countEntryOfPipe_.end()) return array.array.count;
+    const std::optional<Number>& count = entries_[entry->second].value;
+    if (!count || mistakeOf(quantityAt(Formula::Goes::elements, array.type), *count, "")) throw ValueMissing();
+    return count->integer;
+}
+
+std::int64_t Constants::indexOf(const Expression& name, const PipeDeclaration& array) const {
+    if (name.operands.size() > 1) refuseExpression(name.place, "`length` takes the name of a pipe");
+    const Number index = evaluate(name.operands[0], *this);
+    if (auto mistake = mistakeOf(quantityAt(Formula::Goes::element, array.type), index, textOf(index)))
+        refuseExpression(name.operands[0].place, mistake->message);
+    if (auto mistake = indexMistake(array.name, array.array.count, index.integer, name.place))
+        refuseExpression(mistake->place, mistake->message, mistake->remedy);
+    return index.integer;
+}
+
 std::optional<Number> Constants::valueOf(const Formula& formula, const std::shared_ptr<const SourceText>& text) {
+    if (const auto entry = entryOfFormula_.find(formula.tree.get()); entry != entryOfFormula_.end())
+        return entries_[entry->second].value;
     return guarded(text, [&] { return std::optional(evaluate(*formula.tree, *this)); });
 }
 

@@ -40,7 +40,8 @@ class Constants : public Scope {
 
  private:
     struct Entry {
-        std::string name;  // as messages call it
+        std::string name;
+        std::string calledAs;  // in messages
         Place place;
         ExpressionTree tree;
         std::shared_ptr<const SourceText> text{};  // where an option gives it
@@ -50,11 +51,15 @@ class Constants : public Scope {
         std::optional<Number> value{};
     };
     void add(const std::string& name, const Place& place, ExpressionTree tree);
+    void addFormula(const Formula& formula);
     void collectNeeds(const Expression& tree, std::vector<std::size_t>& needs) const;
     void evaluateFrom(std::size_t entry);
     void evaluateEntry(Entry& entry);
     void reportCycle(const std::vector<std::size_t>& path, std::size_t again);
     std::optional<std::size_t> entryOf(const std::string& name) const;
+    PipeDeclaration readPipe(const Expression& name, const PipeDeclaration& declared) const;
+    std::int64_t countOf(const PipeDeclaration& array) const;
+    std::int64_t indexOf(const Expression& name, const PipeDeclaration& array) const;
     [[noreturn]] void refuseName(const Expression& name) const;
     [[noreturn]] void refuseUnknown(const Expression& name) const;
     [[noreturn]] void refuseIndex(const Expression& name) const;
@@ -70,6 +75,8 @@ class Constants : public Scope {
     std::unordered_map<std::string, const char*> kindOfName_;
     std::unordered_map<std::string, const PipeDeclaration*> pipeOfName_;
     std::optional<std::size_t> rateEntry_;
+    std::unordered_map<std::string, std::size_t> countEntryOfPipe_;      // of an array whose count is an expression
+    std::unordered_map<const Expression*, std::size_t> entryOfFormula_;  // by its tree
     mutable std::map<std::string, Number> lengths_;
 };
 

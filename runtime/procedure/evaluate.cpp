@@ -58,8 +58,9 @@ class ProcedureEvaluator {
         const Quantity quantity = quantityOf(formula);
         std::optional<Diagnostic> mistake = mistakeOf(quantity, value, formula.written + " = " + textOf(value) + which);
         if (!mistake) return true;
-        const bool wantsInteger = quantity.kind == Quantity::Kind::count || quantity.type == ElementType::int16 ||
-                                  quantity.type == ElementType::int32;
+        const bool isCount = quantity.kind == Quantity::Kind::count || quantity.kind == Quantity::Kind::elements;
+        const bool wantsInteger = isCount || quantity.kind == Quantity::Kind::index ||
+                                  quantity.type == ElementType::int16 || quantity.type == ElementType::int32;
         if (wantsInteger && quantity.kind != Quantity::Kind::rate && !value.isInteger)
             mistake->remedy = "round(), floor(), ceil() and trunc() make integers";
         mistakes_.add(std::move(*mistake));
@@ -118,11 +119,20 @@ class ProcedureEvaluator {
                 (formula.of == Of::pipes ? procedure_.pipes[declaration].interleaved
                                          : procedure_.vectors[declaration].interleaved) = value.integer;
                 break;
+            case Goes::elements:
+                arrayOf(formula).count = value.integer;
+                break;
             case Goes::channel:
                 sourceOf(formula).channel = value.integer;
                 break;
+            case Goes::lastChannel:
+                sourceOf(formula).lastChannel = value.integer;
+                break;
             case Goes::column:
                 sourceOf(formula).column = value.integer;
+                break;
+            case Goes::lastColumn:
+                sourceOf(formula).lastColumn = value.integer;
                 break;
             case Goes::limit:
                 targetOf(formula).limit = static_cast<std::uint64_t>(value.integer);
@@ -131,7 +141,7 @@ class ProcedureEvaluator {
                 targetOf(formula).rate = value.real;
                 break;
             case Goes::variableValue:
-                procedure_.variables[declaration].value = value;
+                putValue(procedure_.variables[declaration], formula.position, value);
                 break;
             case Goes::vectorValue:
                 procedure_.vectors[declaration].values[formula.position] = value;
@@ -141,13 +151,38 @@ class ProcedureEvaluator {
             case Goes::argument:
                 argumentOf(formula).number = value;
                 break;
+            case Goes::element:
+                argumentOf(formula).element = value.integer;
+                break;
+        }
+    }
+
+    static void putValue(VariableDeclaration& variable, std::size_t position, const Number& value) {
+        (variable.values.empty() ? variable.value : variable.values[position]) = value;
+    }
+
+    ArrayPlace& arrayOf(const Formula& formula) {
+        switch (formula.of) {
+            case Of::pipes:
+                return procedure_.pipes[formula.declaration].array;
+            case Of::triggers:
+                return procedure_.triggers[formula.declaration].array;
+            case Of::variables:
+                return procedure_.variables[formula.declaration].array;
+            case Of::vectors:
+                return procedure_.vectors[formula.declaration].array;
+            default:
+                return procedure_.commands[formula.declaration].array;
         }
     }
 
     // A file whose clause has no value would only give another mistake.
     void leaveOut(const Formula& formula) {
-        const bool isOfFile =
-            formula.goes == Goes::channel || formula.goes == Goes::column || formula.goes == Goes::interleaved;
+        const Goes goes = formula.goes;
+        if (goes == Goes::elements) arrayOf(formula).count = unknownCount;
+        if (goes == Goes::element) procedure_.commands[formula.declaration].isRefused = true;
+        const bool isOfFile = goes == Goes::channel || goes == Goes::lastChannel || goes == Goes::column ||
+                              goes == Goes::lastColumn || goes == Goes::interleaved;
         if (!isOfFile) return;
         if (formula.of == Of::pipes)
             procedure_.pipes[formula.declaration].from.reset();
@@ -167,7 +202,8 @@ class ProcedureEvaluator {
     void placeNames() {
         for (CommandUse& use : procedure_.commands)
             for (Argument& argument : use.arguments) {
-                if (argument.kind != Argument::Kind::word || !constants_.isNumber(argument.text)) continue;
+                const bool isName = argument.kind == Argument::Kind::word && !argument.element && !argument.givesAll;
+                if (!isName || !constants_.isNumber(argument.text)) continue;
                 Expression name;
                 name.form = Expression::Form::name;
                 name.name = argument.text;
@@ -184,26 +220,46 @@ class ProcedureEvaluator {
             }
     }
 
+    // The option of an element comes before that of the whole array.
     void setVariable(VariableDeclaration& variable) {
-        const auto given = settings_.values.find(variable.name);
-        if (given == settings_.values.end()) return;
-        const std::string option = "--set " + variable.name;
-        std::optional<Number> value = parseNumber(given->second);
-        std::string written = given->second;
-        std::shared_ptr<const SourceText> text;
-        if (!value) {
-            text = std::make_shared<SourceText>(SourceText{option, given->second});
-            const Formula formula{.tree = constants_.parseOption(text), .written = given->second, .place = {}};
-            if (formula.tree) value = constants_.valueOf(formula, text);
-            if (!value) return;
-            written += " = " + textOf(*value);
-        }
-        if (holds(variable.type, *value)) {
-            variable.value = *value;
+        if (!variable.array.isWhole()) {
+            if (const std::optional<Number> value = optionValue(variable.name, variable.type)) variable.value = *value;
             return;
         }
-        mistakes_.add({}, option + ": " + notHeld(variable.type, *value, written).message,
-                      "give a number that " + std::string(nameOf(variable.type)) + " holds");
+        const std::string start = variable.name + "[";
+        const auto first = settings_.values.lower_bound(start);
+        const bool setsElements = first != settings_.values.end() && first->first.starts_with(start);
+        if (const std::optional<Number> value = optionValue(variable.name, variable.type)) {
+            variable.values.clear();
+            variable.value = *value;
+        }
+        if (!setsElements || variable.array.count == unknownCount) return;
+        if (variable.values.empty())
+            variable.values.assign(static_cast<std::size_t>(variable.array.count), variable.value);
+        for (std::size_t i = 0; i < variable.values.size(); ++i) {
+            const std::string name = elementName(variable.name, static_cast<std::int64_t>(i) + 1);
+            if (const std::optional<Number> value = optionValue(name, variable.type)) variable.values[i] = *value;
+        }
+    }
+
+    // What an option gives the variable; nothing where none does, or it gives no such number, which is reported.
+    std::optional<Number> optionValue(const std::string& name, ElementType type) {
+        const auto given = settings_.values.find(name);
+        if (given == settings_.values.end()) return std::nullopt;
+        const std::string option = "--set " + name;
+        std::optional<Number> value = parseNumber(given->second);
+        std::string written = given->second;
+        if (!value) {
+            const auto text = std::make_shared<SourceText>(SourceText{option, given->second});
+            const Formula formula{.tree = constants_.parseOption(text), .written = given->second, .place = {}};
+            if (formula.tree) value = constants_.valueOf(formula, text);
+            if (!value) return std::nullopt;
+            written += " = " + textOf(*value);
+        }
+        if (holds(type, *value)) return value;
+        mistakes_.add({}, option + ": " + notHeld(type, *value, written).message,
+                      "give a number that " + std::string(nameOf(type)) + " holds");
+        return std::nullopt;
     }
 
     Procedure& procedure_;

@@ -60,11 +60,13 @@ class ProcedureParser {
     void parseCommand(const Token& name);
     Argument parseArgument(std::size_t position);
     Argument parseExpressionArgument(const Token& first, std::size_t position);
+    Argument elementArgument(Argument argument, const Expression& tree, std::size_t position);
     void parseVectorValues(VectorDeclaration& vector);
     void hideDeclaredNumbers();
     [[noreturn]] void refuseStatement(const Token& first);
 
     Token takeName(std::string_view wanted);
+    ArrayPlace takeArray();
     ElementType takeType();
     ElementType takeTypeOfDeclaration();
     void startDeclaration(Formula::Of of, std::size_t declaration);
@@ -88,6 +90,7 @@ class ProcedureParser {
     void takeFrom(Clauses& clauses);
     void takeTo(Clauses& clauses);
     void takeFormat(Clauses& clauses);
+    void takeChannel(Clauses& clauses);
     void takeColumn(Clauses& clauses);
     void takeColumns(Clauses& clauses);
 

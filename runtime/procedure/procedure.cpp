@@ -97,33 +97,43 @@ void ProcedureParser::parseConstant() {
 void ProcedureParser::parsePipe() {
     const Token name = takeName("the name of a pipe");
     startDeclaration(Formula::Of::pipes, procedure_.pipes.size());
+    ArrayPlace array = takeArray();
     const ElementType type = takeTypeOfDeclaration();
     Clauses clauses = takeClauses(inPipe);
     procedure_.pipes.push_back({std::string(name.text), name.place, type, clauses.capacity, std::move(clauses.starts),
-                                clauses.source(), clauses.target(), clauses.capacityPlace, clauses.interleaved});
+                                clauses.source(), clauses.target(), clauses.capacityPlace, clauses.interleaved,
+                                std::move(array)});
 }
 
 void ProcedureParser::parseTrigger() {
     const Token name = takeName("the name of a trigger");
     startDeclaration(Formula::Of::triggers, procedure_.triggers.size());
+    ArrayPlace array = takeArray();
     const Clauses clauses = takeClauses(inTrigger);
-    procedure_.triggers.push_back({std::string(name.text), name.place, clauses.source(), clauses.target()});
+    procedure_.triggers.push_back(
+        {std::string(name.text), name.place, clauses.source(), clauses.target(), std::move(array)});
 }
 
 void ProcedureParser::parseVariable() {
     const Token name = takeName("the name of a variable");
     startDeclaration(Formula::Of::variables, procedure_.variables.size());
-    const ElementType type = takeTypeOfDeclaration();
+    VariableDeclaration variable{std::string(name.text), name.place, {}, {}, takeArray()};
+    variable.type = takeTypeOfDeclaration();
     cursor_.takeMark('=', "`=` and a number");
-    const Number value = takeQuantity(Formula::Goes::variableValue).value_or(Number{});
+    variable.valuesPlace = cursor_.peek().place;
+    if (variable.array.isWhole() && cursor_.peek().isMark('['))
+        variable.values = takeValues(Formula::Goes::variableValue);
+    else
+        variable.value = takeQuantity(Formula::Goes::variableValue).value_or(Number{});
     cursor_.takeEnd();
-    procedure_.variables.push_back({std::string(name.text), name.place, type, value});
+    procedure_.variables.push_back(std::move(variable));
 }
 
 void ProcedureParser::parseVector() {
     const Token name = takeName("the name of a vector");
     startDeclaration(Formula::Of::vectors, procedure_.vectors.size());
-    VectorDeclaration vector{std::string(name.text), name.place, takeTypeOfDeclaration(), {}, {}, {}};
+    VectorDeclaration vector{std::string(name.text), name.place, {}, {}, {}, {}, takeArray()};
+    vector.type = takeTypeOfDeclaration();
     if (cursor_.takeIf('=')) {
         parseVectorValues(vector);
         cursor_.takeEnd();
@@ -182,14 +192,20 @@ Argument ProcedureParser::parseArgument(std::size_t position) {
 Argument ProcedureParser::parseExpressionArgument(const Token& first, std::size_t position) {
     Expression tree = takeExpression(cursor_, "an argument");
     Argument argument;
+    const bool isName = tree.form == Expression::Form::name && !tree.inParentheses;
+    argument.givesAll = isName && cursor_.takeIf("...");
     argument.text = argument.written = cursor_.writtenSince(first);
     argument.place = cursor_.placeSince(first);
+    if (argument.givesAll) argument.text = tree.name;
+    if (argument.givesAll) return argument;
+    const bool isElement = tree.form == Expression::Form::index && !tree.inParentheses;
+    if (isElement && !cursor_.peek().isMark(':')) return elementArgument(std::move(argument), tree, position);
     const bool isWhole = tree.form != Expression::Form::sign && tree.form != Expression::Form::arithmetic;
     if (cursor_.peek().isMark(':') && !isWhole && !tree.inParentheses)
         cursor_.refuse("`,` or `)`", "the type of an expression goes after parentheses, as in (2 * n):int32");
     if (cursor_.takeIf(':')) argument.type = takeType();
     const std::optional<Number> literal = literalOf(tree);
-    if (!literal && tree.form == Expression::Form::name && !tree.inParentheses && !argument.type) return argument;
+    if (!literal && isName && !argument.type) return argument;
     argument.kind = Argument::Kind::number;
     if (!literal) {
         addFormula(Formula::Goes::argument, std::move(tree), first, position);
@@ -200,6 +216,27 @@ Argument ProcedureParser::parseExpressionArgument(const Token& first, std::size_
     argument.number = *literal;
     if (argument.type && !holds(*argument.type, *literal))
         mistakes_.add(notHeld(*argument.type, *literal, argument.written));
+    return argument;
+}
+
+// An element of an array.
+Argument ProcedureParser::elementArgument(Argument argument, const Expression& tree, std::size_t position) {
+    if (tree.operands.size() > 1)
+        cursor_.refuseAt(argument.place, "a command takes pipes, and no past samples of them",
+                         "a pipe that an expression defines gives them: pipe NAME : TYPE = EXPRESSION");
+    argument.text = tree.name;
+    const Expression& index = tree.operands[0];
+    if (const std::optional<Number> literal = literalOf(index)) {
+        if (auto mistake = mistakeOf(quantityAt(Formula::Goes::element, declaredType_), *literal, textOf(*literal)))
+            cursor_.refuseAt(mistake->place, mistake->message, mistake->remedy);
+        argument.element = literal->integer;
+        return argument;
+    }
+    argument.element = 1;
+    const std::size_t open = argument.written.find('[') + 1;
+    procedure_.formulas.push_back({Formula::Goes::element, declaredIn_, declaration_, position,
+                                   std::make_shared<Expression>(index),
+                                   argument.written.substr(open, argument.written.size() - open - 1), argument.place});
     return argument;
 }
 
@@ -219,6 +256,15 @@ Token ProcedureParser::takeName(std::string_view wanted) {
         cursor_.refuseAt(name.place, quoted(name.text) + " is declared at line " + std::to_string(declared->second),
                          "give this one another name");
     return name;
+}
+
+// The count of an array, where one is declared.
+ArrayPlace ProcedureParser::takeArray() {
+    ArrayPlace array;
+    if (!cursor_.takeIf('[')) return array;
+    array.count = takeCount(Formula::Goes::elements, "the number of elements").value_or(1);
+    cursor_.takeMark(']', "an operator or `]`");
+    return array;
 }
 
 ElementType ProcedureParser::takeType() {

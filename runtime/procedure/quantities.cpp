@@ -34,9 +34,15 @@ Quantity quantityAt(Goes goes, ElementType type) {
             return count("capacity");
         case Goes::interleaved:
             return count("interleaved", maxChannels);
+        case Goes::elements:
+            return {.kind = Kind::elements, .clause = {}};
+        case Goes::element:
+            return {.kind = Kind::index, .clause = {}};
         case Goes::channel:
+        case Goes::lastChannel:
             return count("channel");
         case Goes::column:
+        case Goes::lastColumn:
             return count("column");
         case Goes::limit:
             return count("limit");
@@ -58,6 +64,11 @@ std::optional<Diagnostic> mistakeOf(const Quantity& quantity, const Number& numb
         return mistake(quoted(quantity.clause) + " takes an integer from 1" +
                        (quantity.most == noBound ? "" : " to " + std::to_string(quantity.most)) + ", not " +
                        quoted(written));
+    if (quantity.kind == Kind::elements &&
+        !(number.isInteger && number.integer >= 1 && number.integer <= maxArrayElements))
+        return mistake("an array has 1 to " + std::to_string(maxArrayElements) + " elements, not " + quoted(written));
+    if (quantity.kind == Kind::index && !number.isInteger)
+        return mistake("an index is an integer, not " + quoted(written));
     return std::nullopt;
 }
 

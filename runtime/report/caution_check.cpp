@@ -288,8 +288,8 @@ void addCautions(const Engine& e, Report& report) {
             const bool applies = std::any_of(caution.when.begin(), caution.when.end(),
                                              [&](const auto& terms) { return list.holds(terms); });
             if (applies && (!caution.isArrival || onInput[task.number - 1]))
-                report.cautions.push_back(
-                    {task.line, task.command->name, caution.text, caution.remedy, caution.isArrival, task.number - 1});
+                report.cautions.push_back({task.line, task.command->name, caution.text, caution.remedy,
+                                           caution.isArrival, task.number - 1, task.element});
         }
     }
 }

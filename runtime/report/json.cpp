@@ -19,6 +19,7 @@ void write(JsonWriter& json, const TaskReport& task) {
     json.beginObject();
     json.pair("line", task.line);
     json.pair("command", task.command);
+    if (task.element > 0) json.pair("element", task.element);
     json.pair("state", nameOf(task.state));
     if (task.code) json.pair("code", *task.code);
     if (task.index) json.pair("index", *task.index);
@@ -65,6 +66,7 @@ void write(JsonWriter& json, const CautionReport& caution) {
     json.beginObject();
     json.pair("line", caution.line);
     json.pair("command", caution.command);
+    if (caution.element > 0) json.pair("element", caution.element);
     json.pair("text", caution.text);
     json.pair("remedy", caution.remedy);
     json.end();

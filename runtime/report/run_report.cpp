@@ -53,6 +53,7 @@ Report outlineReport(const Engine& e) {
         TaskReport& each = report.tasks.emplace_back();
         each.line = task.line;
         each.command = task.command->name;
+        each.element = task.element;
     }
     for (const Pipe& pipe : e.graph.pipes) report.pipes.push_back({pipe.name, pipe.type, 0, 0});
     for (const Trigger& trigger : e.graph.triggers) report.triggers.push_back({trigger.name, 0, 0});

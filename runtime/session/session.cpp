@@ -245,6 +245,7 @@ void Session::addTask(TaskSettings settings) {
     task.number = static_cast<std::uint32_t>(e.graph.tasks.size());
     task.command = command;
     task.line = settings.line;
+    task.element = settings.element;
     task.signatureAdvice = std::move(settings.signatureAdvice);
     makeParameters(e, task, settings.arguments);
 }

@@ -51,7 +51,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 1000;
     };
     std::vector<Diagnostic> refused;
-    libzepl::evaluated(procedure, settings, refused);
+    const Procedure expanded = libzepl::expanded(libzepl::evaluated(procedure, settings, refused), refused);
+    require(statementsOf(expanded) <= statementsOf(procedure) + 300000);
     requireHarmless(libzepl::render(refused, procedure.source));
     if (text.find('\r') == std::string::npos) {
         std::vector<Diagnostic> again;

@@ -83,7 +83,8 @@ TEST_F(CsvTest, ABadCellIsRefusedWithItsLineAndReason) {
         {"1\n,2\n", ":2: the line has 2 cells, and the first line has 1 | give every line the same number of cells"},
         {"1,2\n",
          ": it has 2 columns, and which of them is not said | "
-         "take one with `column K`, or all, frame by frame, with `interleaved 2`"},
+         "take one with `column K`, all, frame by frame, with `interleaved 2`, or each as an element of an array, "
+         "NAME[2]"},
         {"a\n\"1\n", ":2" + open},
         {"a\n\"1\"2\n", ":2" + open},
     };

@@ -128,7 +128,8 @@ TEST_F(SoundTest, SeveralChannelsAreWrittenFrameByFrame) {
         EXPECT_EQ(source->channels(), 3) << name;
         if (name == "a.bin") continue;
         const std::string unit = name == "a.csv" ? "column" : "channel",
-                          rest = "or all, frame by frame, with `interleaved 3`";
+                          rest =
+                              "all, frame by frame, with `interleaved 3`, or each as an element of an array, NAME[3]";
         EXPECT_EQ(refusedRead(name), name + ": it has 3 " + unit +
                                          "s, and which of them is not said | take one with `" + unit + " K`, " + rest);
         EXPECT_EQ(refusedRead(allOf(name, 2)), name + ": it has 3 " + unit +
