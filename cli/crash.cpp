@@ -63,7 +63,7 @@ CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, std::vect
     : procedure_(procedure.source.name), file_(file), modules_(std::move(modules)) {
     std::vector<Diagnostic> diagnostics;
     for (const CommandUse& use : procedure.commands)
-        diagnostics.push_back({Severity::error, use.place, use.command + ": " + happened, {}});
+        diagnostics.push_back({Severity::error, use.place, nameOf(use) + ": " + happened, {}});
     blocks_ = render(diagnostics, procedure.source);
     // Each block is the line with the message, the command's own and the one with the caret.
     std::string_view left = blocks_;

@@ -122,6 +122,9 @@ struct CommandUse {
     bool isRefused = false;  // its mistake has been reported
 };
 
+// "ABS", or "ABS[2]" of a command for one index.
+std::string nameOf(const CommandUse& use);
+
 struct Expression;  // a tree of runtime/expressions
 using ExpressionTree = std::shared_ptr<const Expression>;
 

@@ -148,6 +148,9 @@ class Binder {
         const bool sharesFile = declared.array.isElement() && !options_.inputs.contains(declared.name);
         const bool isFirst = !sharesFile || !arrayRead_ || *arrayRead_ != declared.array.name;
         if (sharesFile) arrayRead_ = declared.array.name;
+        if (sharesFile && declared.interleaved)
+            throw Problem("the elements of an array take a channel each, and `interleaved` keeps channels together",
+                          "leave out `interleaved`");
         if (isFirst) noteInput(from);
         ReadRequest request = readRequest(from, declared.type, declared.interleaved);
         if (sharesFile && flows(from.path)) return addStreamed(std::move(request), id, isFirst ? &from : nullptr);

@@ -46,12 +46,10 @@ struct TaskRemark {
 // "ABS", "ABS[2]", "ABS[1..4]" or "ABS[1] and ABS[3]", of tasks that one command makes.
 std::string nameOf(const Procedure& procedure, const std::vector<std::size_t>& tasks) {
     const CommandUse& first = procedure.commands[tasks.front()];
-    if (!first.array.isElement()) return first.command;
     if (tasks.size() > 1 && static_cast<std::int64_t>(tasks.size()) == first.array.count)
         return first.command + "[1.." + std::to_string(first.array.count) + "]";
     std::vector<std::string> names;
-    for (const std::size_t task : tasks)
-        names.push_back(elementName(first.command, procedure.commands[task].array.index));
+    for (const std::size_t task : tasks) names.push_back(libzepl::nameOf(procedure.commands[task]));
     return joined(names, " and ");
 }
 

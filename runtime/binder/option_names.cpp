@@ -79,7 +79,7 @@ class OptionNames {
 
  private:
     void refuse(const std::string& start, const std::string& name, const std::string& what, const KnownOptions& known) {
-        const std::string is = kindDeclared(name), array = name.substr(0, name.find('['));
+        const std::string is = kindDeclared(procedure_, name), array = name.substr(0, name.find('['));
         std::string remedy = is.empty() ? suggestion(name, known.listed()) : std::string();
         if (const std::int64_t count = known.countOf(array); count != 0)
             remedy = "its elements are " + libzepl::quoted(elementName(array, 1)) + " to " +
@@ -87,20 +87,6 @@ class OptionNames {
         add(start + "the procedure declares no " + what + " " + libzepl::quoted(name) +
                 (is.empty() ? "" : ", which is a " + is),
             remedy.empty() ? declaredOnes(known.listed()) : remedy);
-    }
-
-    // What the procedure declares the name as, or an empty text.
-    std::string kindDeclared(const std::string& name) const {
-        const auto has = [&](const auto& list) {
-            return std::any_of(list.begin(), list.end(),
-                               [&](const auto& each) { return each.name == name || arrayOf(each).name == name; });
-        };
-        return has(procedure_.pipes)       ? "pipe"
-               : has(procedure_.triggers)  ? "trigger"
-               : has(procedure_.variables) ? "variable"
-               : has(procedure_.vectors)   ? "vector"
-               : has(procedure_.constants) ? "constant"
-                                           : "";
     }
 
     void add(std::string message, std::string remedy) {
@@ -113,6 +99,19 @@ class OptionNames {
 };
 
 }  // namespace
+
+std::string kindDeclared(const Procedure& procedure, const std::string& name) {
+    const auto has = [&](const auto& list) {
+        return std::any_of(list.begin(), list.end(),
+                           [&](const auto& each) { return each.name == name || arrayOf(each).name == name; });
+    };
+    return has(procedure.pipes)       ? "pipe"
+           : has(procedure.triggers)  ? "trigger"
+           : has(procedure.variables) ? "variable"
+           : has(procedure.vectors)   ? "vector"
+           : has(procedure.constants) ? "constant"
+                                      : "";
+}
 
 void refuseUnknownOptions(const Procedure& procedure, const BindOptions& options,
                           std::vector<Diagnostic>& diagnostics) {

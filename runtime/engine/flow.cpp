@@ -31,9 +31,14 @@ std::string writerText(const ChannelType& channel) {
 
 template <class PortType>
 void refuseSecondWriter(Engine& e, PortType& port) {
-    e.scheduler.current->outcome.index = port.position;
+    Task& task = *e.scheduler.current;
+    task.outcome.index = port.position;
+    const Task* writer = port.channel->inputWrites ? nullptr : port.channel->writer->task;
+    const bool isOfArray = task.element > 0 && writer != nullptr && writer->element > 0 && writer->line == task.line;
     endCurrent(e, TaskReport::State::refused, writerText(*port.channel),
-               "give each command's output a name of its own");
+               isOfArray ? "the task of each index needs an output of its own: declare `" + port.channel->name +
+                               "` as an array"
+                         : "give each command's output a name of its own");
 }
 
 template <class PortType>

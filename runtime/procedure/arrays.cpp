@@ -262,7 +262,7 @@ class Expander {
     }
 
     static void nameElement(Argument& argument, std::int64_t index) {
-        argument.element = index;
+        argument.element.reset();
         argument.givesAll = false;
         argument.text = argument.written = elementName(argument.text, index);
     }
@@ -324,6 +324,10 @@ class Expander {
 
 std::string elementName(const std::string& array, std::int64_t index) {
     return array + "[" + std::to_string(index) + "]";
+}
+
+std::string nameOf(const CommandUse& use) {
+    return use.array.isElement() ? elementName(use.command, use.array.index) : use.command;
 }
 
 std::optional<Diagnostic> indexMistake(const std::string& array, std::int64_t count, std::int64_t index,

@@ -169,11 +169,13 @@ void addUnwritten(const Engine& e, Report& report) {
     }
 }
 
-// What files lacked, and what their rates are.
+// What files lacked, and what their rates are. Several pipes can read one file.
 void addFileNotes(const Engine& e, Report& report) {
+    std::set<std::string> known;
     for (const PipeInput& input : e.graph.pipeInputs)
         if (input.source != nullptr)
-            for (std::string& note : input.source->notes()) report.notes.push_back(std::move(note));
+            for (std::string& note : input.source->notes())
+                if (known.insert(note).second) report.notes.push_back(std::move(note));
     addRateNotes(e, report);
 }
 

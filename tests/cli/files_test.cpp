@@ -43,6 +43,25 @@ TEST_F(ToolFiles, SeveralChannelsStaySeveralChannels) {
     EXPECT_EQ(elementsOf<std::int16_t>(allOf("b.npy", 3)).size(), 399U);
 }
 
+TEST_F(ToolFiles, WhatAFileLacksIsSaidOnceForAnArray) {
+    saveAtRate("in.wav", 500, 400, 4);
+    const std::string bytes = bytesOf("in.wav");
+    put("cut.wav", bytes.substr(0, bytes.size() - 8));
+    EXPECT_EQ(
+        said("pipe a[4] : int16 from \"cut.wav\" partial\npipe b : int16 to \"b.bin\"\nBMERGEF (a..., 9, b)"),
+        "note: cut.wav: its header announces 100 frames, but it holds 99; `partial` took what is there\nwrote b.bin: 440 samples of `b`\n");
+}
+
+TEST_F(ToolFiles, AStreamIsTakenApartAsItComes) {
+    put("p.zp", "pipe a[2] : int16 from \"-.csv\"\npipe m : int16 to -\nABS (a[2], m)\n");
+    LiveTool tool(folder_, {"run", "p.zp", "--quiet"}, "1,2\n3");
+    EXPECT_EQ(tool.read(2), std::string("\2\0", 2));
+    tool.write(",4\n");
+    EXPECT_EQ(tool.read(2), std::string("\4\0", 2));
+    tool.closeInput();
+    EXPECT_EQ(tool.wait(), 0);
+}
+
 TEST_F(ToolFiles, RatesThatDifferAreWarnedOf) {
     saveAtRate("a.wav", 500, 10);
     saveAtRate("b.wav", 250, 10);

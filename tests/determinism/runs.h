@@ -116,7 +116,7 @@ class RepeatedProcedure {
  public:
     explicit RepeatedProcedure(const std::string& text) {
         std::vector<Diagnostic> diagnostics;
-        given_ = parseProcedure({"case.zp", text}, diagnostics);
+        given_ = expanded(parseProcedure({"case.zp", text}, diagnostics), diagnostics);
         if (!diagnostics.empty()) throw std::invalid_argument(render(diagnostics, given_.source));
         bare_ = given_;
         for (PipeDeclaration& pipe : bare_.pipes) pipe.from = pipe.to = {};

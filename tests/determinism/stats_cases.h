@@ -39,6 +39,15 @@ pipe long  : TYPE to "result"
 RMS (src, 7, short)
 RMS (src, 300, long)
 )"},
+    {"RMS", R"(
+pipe src[2]   : TYPE from "bits-1107"
+pipe level[2] : TYPE
+pipe first    : TYPE to "result"
+pipe last     : TYPE to "result"
+RMS (src, 7, level)
+ABS (level[1], first)
+ABS (level[2], last)
+)"},
     {"HIGH", R"(
 pipe src   : TYPE from "bits-1107"
 pipe level : TYPE to "result"

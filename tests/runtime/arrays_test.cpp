@@ -157,6 +157,15 @@ TEST(Arrays, AMistakeIsReportedOnceAtItsPlace) {
             << text;
 }
 
+TEST(Arrays, AFileForAllStaysWithTheArray) {
+    const auto [procedure, mistakes] = expand("pipe r[k] : float to \"r.csv\" limit 5 * k\nconstant k = 2\n");
+    ASSERT_EQ(procedure.jointOutputs.size(), 1U) << mistakes;
+    const JointOutput& joint = procedure.jointOutputs[0];
+    EXPECT_EQ(joint.name + " " + joint.to.path + " " + std::to_string(joint.to.limit.value_or(0)), "r r.csv 10");
+    EXPECT_EQ(joint.elements, (std::vector<std::string>{"r[1]", "r[2]"}));
+    for (const PipeDeclaration& element : procedure.pipes) EXPECT_FALSE(element.to) << element.name;
+}
+
 // Each of a procedure's few lines could stand for very much.
 TEST(Arrays, TogetherAreBounded) {
     std::string many = "pipe a[10000] : int16\n";
@@ -231,10 +240,10 @@ class ArrayFiles : public FilesTest {
     // What the procedure writes to the first elements, or its mistakes and warnings.
     std::string run(const std::string& declaration, std::map<std::string, std::string> inputs = {}) {
         std::vector<Diagnostic> diagnostics;
-        const Procedure procedure =
-            parseProcedure({at("p.zp").string(),
-                            declaration + "\npipe x : int16 to \"x.csv\" limit 2\npipe y : int16 to \"y.csv\"\n" + commands_},
-                           diagnostics);
+        const Procedure procedure = parseProcedure(
+            {at("p.zp").string(),
+             declaration + "\npipe x : int16 to \"x.csv\" limit 2\npipe y : int16 to \"y.csv\"\n" + commands_},
+            diagnostics);
         BindOptions options;
         for (auto& [name, file] : inputs) options.inputs[name] = at(file).string();
         const BoundProcedure bound = bindProcedure(procedure, testLibrary(), options, diagnostics);
