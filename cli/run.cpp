@@ -31,13 +31,26 @@ void printDiagnostics(std::vector<Diagnostic> diagnostics, const Procedure& proc
     printRendered(diagnostics, procedure);
 }
 
+std::string unitOf(const OutputReport& output) {
+    switch (output.unit) {
+        case OutputReport::Unit::events:
+            return "event";
+        case OutputReport::Unit::rows:
+            return "row";
+        case OutputReport::Unit::frames:
+            return "frame";
+        default:
+            return output.channels > 1 ? "frame" : "sample";
+    }
+}
+
 // What came out where.
 void printOutputs(const Report& report) {
     for (const OutputReport& output : report.outputs) {
         if (output.file.empty()) continue;
-        const std::string unit = output.countsEvents ? "event" : output.channels > 1 ? "frame" : "sample";
-        const std::string count = counted(output.count / output.channels, unit);
-        std::fprintf(stderr, "wrote %s: %s of `%s`\n", output.file.c_str(), count.c_str(), output.channel.c_str());
+        const std::string count = counted(output.count / output.channels, unitOf(output));
+        const std::string of = output.unit == OutputReport::Unit::rows ? "" : " of " + libzepl::quoted(output.channel);
+        std::fprintf(stderr, "wrote %s: %s%s\n", output.file.c_str(), count.c_str(), of.c_str());
     }
 }
 

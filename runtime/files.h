@@ -92,6 +92,27 @@ class Sink : public Output {
     virtual int channels() const { return 1; }
 };
 
+// Takes frames of several pipes, side by side.
+class JointSink : public Output {
+ public:
+    // `columns[i]` has the elements of the pipe `i` for so many frames.
+    virtual void write(const void* const* columns, std::size_t frames) = 0;
+};
+
+// A column that counts: frame n has n * step / rate.
+struct Counting {
+    double step = 1;
+    double rate = 1;
+};
+
+// What a joint output has of a pipe, or a column that counts.
+struct ColumnRequest {
+    std::string heading{};
+    ElementType type = ElementType::float64;
+    int channels = 1;  // elements of the pipe to a frame: as many columns `heading[1]`, `heading[2]`, ...
+    std::optional<Counting> counting{};  // then it is none of the pipes
+};
+
 struct WriteRequest {
     std::filesystem::path path;  // "-" is standard output, raw; "-.wav" and the like are standard output in that format
     ElementType type = ElementType::int16;
@@ -105,11 +126,16 @@ struct WriteRequest {
 
 std::unique_ptr<Sink> createSink(const WriteRequest& request);
 
+// A file of several pipes. The request's type, name and channels follow from the columns; its limit is of frames. CSV has a
+// column for each, of its own type; other formats hold one type, and interleave.
+std::unique_ptr<JointSink> createJointSink(WriteRequest request, const std::vector<ColumnRequest>& columns);
+
 // The rate that an output's file states without having been told so.
 struct UntoldRate {
     std::string file;
     double rate = 1000;    // frames a second
     bool assumed = false;  // else it is the procedure's or an input's
+    bool seconds = false;  // a column of the file counts seconds by it
 };
 
 // Whether files of that name and format state a rate.

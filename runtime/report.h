@@ -56,10 +56,11 @@ struct DigitalReport {
 
 // What came of an output that goes to a file or a stream.
 struct OutputReport {
-    std::string channel;
-    std::string file;  // that has what was written, under its own name; empty for streams, and where there is none
+    enum class Unit { samples, events, frames, rows };
+    std::string channel;  // or the array's name, or the table's file as the procedure names it
+    std::string file;     // that has what was written, under its own name; empty for streams, and where there is none
     std::uint64_t count = 0;
-    bool countsEvents = false;   // else samples
+    Unit unit = Unit::samples;   // of the count
     std::uint64_t channels = 1;  // samples to a frame
 };
 

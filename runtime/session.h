@@ -92,6 +92,19 @@ struct ChannelInput {
     int channel = 1;  // from 1
 };
 
+// A pipe among those that go to one output.
+struct JointMember {
+    PipeId pipe{};
+    std::uint64_t channels = 1;  // its elements to a frame
+};
+
+struct JointOutputSettings {
+    std::string name{};                    // for messages: that of an array of pipes, or the file
+    bool isTable = false;                  // messages count rows, else frames
+    std::vector<JointMember> members{};    // at least one
+    std::optional<std::uint64_t> limit{};  // frames
+};
+
 // One parameter of a task, with the kind that it is passed as.
 struct TaskArgument {
     zepl::ParamMask kind = 0;
@@ -150,11 +163,15 @@ class Session {
     void setInputs(const std::vector<ChannelInput>& inputs, std::unique_ptr<Source> source);
     void setOutput(PipeId pipe, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit = {});
     void setOutput(TriggerId trigger, std::unique_ptr<TriggerSink> sink, std::optional<std::uint64_t> limit = {});
+    // Attaches an output that takes several pipes side by side, a frame when each has its elements of it. A pipe can have
+    // any number of them, and an output of its own as well. What is left at the end is not written, and a note says so.
+    void setOutput(JointOutputSettings settings, std::unique_ptr<JointSink> sink);
 
     // Adds a note to the report; `warned` says that the caller has shown it already.
     void addNote(std::string note, bool warned = false);
     // Has the report say so where the rate of an output's file is assumed, or is not that of what is written.
     void noteRate(PipeId output, const UntoldRate& rate);
+    void noteJointRate(const UntoldRate& rate);  // of the joint output that was set last
 
     // Input from the caller's memory, which must last as long as the session; elements of the pipe's type, `channels` to a
     // frame.

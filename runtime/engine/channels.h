@@ -35,9 +35,10 @@ struct Channel {
     PortType* writer = nullptr;       // the open port that writes, also after its task has ended
     Task* waitingWriter = nullptr;    // the task that waits for room
     std::uint32_t waitingReaders = 0;
-    bool inputWrites = false;    // an input file or memory is its writer
-    bool notifyOnWrite = false;  // after a write, waiting readers and outputs must be looked at
-    bool hasOutput = false;
+    bool inputWrites = false;         // an input file or memory is its writer
+    bool notifyOnWrite = false;       // after a write, waiting readers and outputs must be looked at
+    bool hasOutput = false;           // an output drains it at the end of a round
+    bool hasOwnOutput = false;        // one that takes nothing else
     bool hadReader = false;           // a task has read it, though it may have ended since
     bool hasInitialElements = false;  // elements were there before anything ran
     bool discarding = false;          // nobody reads it, and all set-ups have run

@@ -1,9 +1,11 @@
 #include "runtime/engine/deadlock.h"
 
 #include <algorithm>
+#include <set>
 #include <variant>
 #include <vector>
 
+#include "runtime/base/wording.h"
 #include "runtime/engine/flow.h"
 
 namespace libzepl {
@@ -18,6 +20,7 @@ struct DeadlockSearch {
     std::vector<std::variant<Pipe*, Trigger*>> unfollowed{};
     std::variant<std::monostate, Pipe*, Trigger*> found{};
     std::uint64_t capacity = ~std::uint64_t{0};  // of what was found
+    bool metPause = false;                       // a chain has led to a task that pauses
 
     bool hasFound() const { return found.index() != 0; }
 
@@ -54,6 +57,7 @@ struct DeadlockSearch {
     void followTask(Task& task) {
         if (visited[task.number - 1] || task.state == TaskState::ended) return;
         visited[task.number - 1] = true;
+        metPause |= task.state == TaskState::pausing;
         if (task.state == TaskState::waitingForRoom) return addWaiting(task);
         for (auto port = task.triggerPorts.rbegin(); port != task.triggerPorts.rend(); ++port)
             if (isStarved(*port)) unfollowed.push_back(port->channel);
@@ -74,6 +78,13 @@ struct DeadlockSearch {
         const bool hasAll = output.port.mode != PortMode::reading || output.port.available() == 0;
         if (output.complete() || !hasAll) return;
         followChannel(*output.port.channel);
+        followRest();
+    }
+    // It is starved of the members that are behind; what holds up their writers can be that another member is full.
+    void followOutput(FrameOutput& output) {
+        if (!output.isOpen() || output.complete()) return;
+        for (FrameOutput::Member& member : output.members)
+            if (member.isBehind()) followChannel(*member.port.channel);
         followRest();
     }
 
@@ -163,7 +174,14 @@ class FullCycles {
 // that hold up an input for want of it; tasks that wait for room can be between.
 class TimeHolders {
  public:
-    explicit TimeHolders(DeadlockSearch& search) : search_(search), seen_(search.e.graph.tasks.size(), false) {}
+    explicit TimeHolders(DeadlockSearch& search) : search_(search), seen_(search.e.graph.tasks.size(), false) {
+        for (FrameOutput& output : search.e.graph.frameOutputs) {
+            DeadlockSearch members{search.e};
+            members.followOutput(output);
+            if (members.metPause)
+                for (const FrameOutput::Member& member : output.members) awaitingPause_.insert(&member.port);
+        }
+    }
 
     void follow(Pipe& inputPipe) {
         followReaders(inputPipe);
@@ -178,7 +196,9 @@ class TimeHolders {
     template <class ChannelType>
     void followReaders(ChannelType& channel) {
         for (const auto* reader : channel.readers) {
-            if (reader->task == nullptr || reader->available() < channel.capacity) continue;
+            if (reader->available() < channel.capacity) continue;
+            if (awaitingPause_.contains(reader)) search_.add(channel);
+            if (reader->task == nullptr) continue;
             const Task& task = *reader->task;
             if (task.state == TaskState::pausing) search_.add(channel);
             if (task.state != TaskState::waitingForRoom || seen_[task.number - 1]) continue;
@@ -190,6 +210,7 @@ class TimeHolders {
     DeadlockSearch& search_;
     std::vector<bool> seen_;
     std::vector<const Task*> path_{};
+    std::set<const void*> awaitingPause_{};  // the ports of outputs that wait for what a pausing task will write
 };
 
 // Finds what keeps the frames from coming that belong to the time before the next pause ends.
@@ -206,6 +227,21 @@ void addCycles(DeadlockSearch& search) {
     for (const Task& task : search.e.graph.tasks) cycles.follow(task);
 }
 
+// "; `levels.csv` waits for `peak`, which is 4096 samples behind `rms`", of each output that waits for one of its pipes.
+std::string heldUpOutputs(const Engine& e) {
+    std::string text;
+    for (const FrameOutput& output : e.graph.frameOutputs) {
+        if (!output.isHeldUp()) continue;
+        const auto [behind, ahead] =
+            std::minmax_element(output.members.begin(), output.members.end(),
+                                [](const auto& a, const auto& b) { return a.frames() < b.frames(); });
+        text += "; `" + output.name + "` waits for `" + behind->port.channel->name + "`, which is " +
+                counted(ahead->frames(), ahead->channels == 1 ? "sample" : "frame") + " behind `" +
+                ahead->port.channel->name + "`";
+    }
+    return text;
+}
+
 // Doubles what was found. False when there is no memory for it.
 bool growFound(Engine& e, const DeadlockSearch& search) {
     const std::uint64_t doubled = search.capacity * 2;
@@ -219,8 +255,7 @@ bool resolveDeadlock(Engine& e) {
     DeadlockSearch search{e};
     for (Task& task : e.graph.tasks)
         if (task.state != TaskState::ended && task.state != TaskState::waitingForRoom) search.followChains(task);
-    for (PipeOutput& output : e.graph.pipeOutputs) search.followOutput(output);
-    for (TriggerOutput& output : e.graph.triggerOutputs) search.followOutput(output);
+    e.graph.forEachOutput([&](auto& output) { search.followOutput(output); });
     const bool isStarving = search.hasFound();
     if (!isStarving) addCycles(search);
     const bool isForTime = !search.hasFound();
@@ -228,13 +263,15 @@ bool resolveDeadlock(Engine& e) {
     if (!search.hasFound() || growFound(e, search)) return search.hasFound();
     if (isForTime) return false;  // then time passes without the frames
     const bool isPipe = std::holds_alternative<Pipe*>(search.found);
+    const std::string heldUp = heldUpOutputs(e);
     e.outcome.finish(RunEnd::failed,
                      (isPipe ? "the pipe `" + std::get<Pipe*>(search.found)->name
                              : "the trigger `" + std::get<Trigger*>(search.found)->name) +
                          "` needs more than " + std::to_string(search.capacity) + (isPipe ? " elements" : " events") +
-                         " to keep the procedure moving, and no memory is left for it",
-                     isStarving ? "raise --memory, or let its reader keep pace with its other branch"
-                                : "raise --memory, or let the loop take no more in than it gives out");
+                         " to keep the procedure moving, and no memory is left for it" + heldUp,
+                     !heldUp.empty() ? "raise --memory, or write the pipes to files of their own"
+                     : isStarving    ? "raise --memory, or let its reader keep pace with its other branch"
+                                     : "raise --memory, or let the loop take no more in than it gives out");
     return true;
 }
 

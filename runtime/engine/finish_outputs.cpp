@@ -16,10 +16,9 @@ struct FinishedOutput {
 class OutputFinisher {
  public:
     explicit OutputFinisher(Engine& e) : e_(e) {
-        for (PipeOutput& output : e.graph.pipeOutputs)
-            if (output.sink != nullptr) add(output, false);
-        for (TriggerOutput& output : e.graph.triggerOutputs)
-            if (output.sink != nullptr) add(output, true);
+        e.graph.forEachOutput([&](auto& output) {
+            if (output.sink != nullptr) add(output);
+        });
     }
 
     void finish() {
@@ -34,14 +33,20 @@ class OutputFinisher {
 
  private:
     template <class EngineOutput>
-    void add(EngineOutput& output, bool events) {
+    void add(EngineOutput& output) {
         FinishedOutput& added = outputs_.emplace_back();
         added.output = output.sink.get();
-        added.report.channel = output.port.channel->name;
+        added.report.channel = nameOf(output);
         added.report.count = output.count;
-        added.report.countsEvents = events;
+        added.report.unit = unitOf(output);
         if constexpr (std::is_same_v<EngineOutput, PipeOutput>)
             added.report.channels = static_cast<std::uint64_t>(output.sink->channels());
+    }
+
+    static OutputReport::Unit unitOf(const PipeOutput&) { return OutputReport::Unit::samples; }
+    static OutputReport::Unit unitOf(const TriggerOutput&) { return OutputReport::Unit::events; }
+    static OutputReport::Unit unitOf(const FrameOutput& output) {
+        return output.isTable ? OutputReport::Unit::rows : OutputReport::Unit::frames;
     }
 
     void fail(const Problem& problem) { e_.outcome.failLate(problem.what(), problem.remedy()); }

@@ -18,6 +18,20 @@ struct Graph {
     bool pipeInputsEnded() const;
     bool inputsEnded() const;
 
+    // Calls `f` with each output, whatever it reads.
+    template <class F>
+    void forEachOutput(F f) {
+        for (PipeOutput& output : pipeOutputs) f(output);
+        for (FrameOutput& output : frameOutputs) f(output);
+        for (TriggerOutput& output : triggerOutputs) f(output);
+    }
+    template <class F>
+    void forEachOutput(F f) const {
+        for (const PipeOutput& output : pipeOutputs) f(output);
+        for (const FrameOutput& output : frameOutputs) f(output);
+        for (const TriggerOutput& output : triggerOutputs) f(output);
+    }
+
     MemoryBudget memory;
     std::deque<Pipe> pipes;
     std::deque<Trigger> triggers;
@@ -27,6 +41,7 @@ struct Graph {
     std::vector<PipeInput> pipeInputs;
     std::vector<TriggerInput> triggerInputs;
     std::deque<PipeOutput> pipeOutputs;
+    std::deque<FrameOutput> frameOutputs;
     std::deque<TriggerOutput> triggerOutputs;
     HandleTable<PipePort> pipeHandles;
     HandleTable<TriggerPort> triggerHandles;

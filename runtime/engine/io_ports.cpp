@@ -18,4 +18,16 @@ std::uint64_t ChunkSizes::next() {
     return 1 + (draw >> 1) % bound;
 }
 
+std::uint64_t FrameOutput::framesThere() const {
+    std::uint64_t frames = ~std::uint64_t{0};
+    for (const Member& member : members) frames = std::min(frames, member.frames());
+    return frames;
+}
+
+bool FrameOutput::isHeldUp() const {
+    const auto isBehind = [](const Member& member) { return member.isBehind(); };
+    return isOpen() && !complete() && std::any_of(members.begin(), members.end(), isBehind) &&
+           !std::all_of(members.begin(), members.end(), isBehind);
+}
+
 }  // namespace libzepl

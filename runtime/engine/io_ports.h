@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "runtime/engine/channels.h"
@@ -73,5 +74,54 @@ struct TriggerOutput {
 
     bool complete() const { return limit && count >= *limit; }
 };
+
+// Several pipes that go to one sink side by side. A frame is taken when each of them has its elements of it: what one has
+// ahead of the others waits in that pipe.
+struct FrameOutput {
+    struct Member {
+        PipePort port;
+        std::uint64_t channels = 1;       // elements to a frame
+        std::vector<std::byte> joined{};  // elements that the end of the storage parts
+
+        std::uint64_t frames() const { return port.available() / channels; }
+        bool isBehind() const { return port.mode == PortMode::reading && frames() == 0; }
+    };
+    std::string name;             // as messages call it
+    bool isTable = false;         // it has rows, else frames
+    std::vector<Member> members;  // in the order of the columns
+    std::unique_ptr<JointSink> sink;
+    std::optional<std::uint64_t> limit;  // frames
+    std::uint64_t count = 0;             // frames taken
+    bool independent = false;            // no member depends on an input
+    std::optional<UntoldRate> untoldRate;
+
+    bool complete() const { return limit && count >= *limit; }
+    bool isOpen() const { return members.front().port.mode == PortMode::reading; }
+    std::uint64_t framesThere() const;
+    // Whether it waits for a member while another has something.
+    bool isHeldUp() const;
+};
+
+inline const std::string& nameOf(const PipeOutput& output) { return output.port.channel->name; }
+inline const std::string& nameOf(const TriggerOutput& output) { return output.port.channel->name; }
+inline const std::string& nameOf(const FrameOutput& output) { return output.name; }
+
+// What ends an output that nothing else ends.
+template <class Output>
+std::string limitRemedy(const Output&) {
+    return "give it a limit: to FILE limit N";
+}
+inline std::string limitRemedy(const FrameOutput& output) {
+    return output.isTable ? "give it a limit: `limit N` after its columns" : "give it a limit: to FILE limit N";
+}
+
+// Calls `f` with each port by which the output reads.
+template <class Output, class F>
+void forEachOutputPort(Output& output, F f) {
+    if constexpr (requires { output.members; })
+        for (auto& member : output.members) f(member.port);
+    else
+        f(output.port);
+}
 
 }  // namespace libzepl

@@ -17,15 +17,30 @@ std::uint64_t takeable(const Output& output) {
     return output.limit ? std::min(there, *output.limit - output.count) : there;
 }
 
+std::uint64_t takeable(const FrameOutput& output) {
+    if (!output.isOpen()) return 0;
+    const std::uint64_t there = output.framesThere();
+    return output.limit ? std::min(there, *output.limit - output.count) : there;
+}
+
+template <class PortType>
+void commitDrain(Engine& e, PortType& port, std::uint64_t n) {
+    if (isInputDriven(*port.channel, nullptr)) e.activity.noteDrivenRead(e.scheduler.round);
+    commitRead(e, port, n);
+}
+
 template <class Output>
-void commitDrain(Engine& e, Output& output, std::uint64_t n) {
+void close(Engine& e, Output& output) {
+    forEachOutputPort(output, [&](auto& port) { closePort(e, port); });
+    findGeneratorReaders(e);
+}
+
+// Counts what the output has taken, and closes it when it is complete.
+template <class Output>
+void countDrain(Engine& e, Output& output, std::uint64_t n) {
     output.count += n;
     if (output.limit) e.activity.noteLimitedDrain(e.scheduler.round);
-    if (isInputDriven(*output.port.channel, nullptr)) e.activity.noteDrivenRead(e.scheduler.round);
-    commitRead(e, output.port, n);
-    if (!output.complete()) return;
-    closePort(e, output.port);
-    findGeneratorReaders(e);
+    if (output.complete()) close(e, output);
 }
 
 void drainUpTo(Engine& e, PipeOutput& output, std::uint64_t max) {
@@ -34,7 +49,32 @@ void drainUpTo(Engine& e, PipeOutput& output, std::uint64_t max) {
         const std::uint64_t index = output.port.readPosition & pipe.mask, run = std::min(left, pipe.mask - index + 1);
         output.sink->write(pipe.storage + (index << pipe.widthShift), run);
         left -= run;
-        commitDrain(e, output, run);
+        commitDrain(e, output.port, run);
+        countDrain(e, output, run);
+    }
+}
+
+// The member's next elements in one piece: where they are, or joined where the end of the storage parts them.
+const void* elementsOf(FrameOutput::Member& member, std::uint64_t n) {
+    const Pipe& pipe = *member.port.channel;
+    const std::uint64_t index = member.port.readPosition & pipe.mask;
+    if (n <= pipe.mask - index + 1) return pipe.storage + (index << pipe.widthShift);
+    member.joined.resize(n << pipe.widthShift);
+    pipe.copyOut(member.port.readPosition, member.joined.data(), n);
+    return member.joined.data();
+}
+
+void drainUpTo(Engine& e, FrameOutput& output, std::uint64_t max) {
+    constexpr std::uint64_t maxPiece = 4096;  // frames
+    std::vector<const void*> columns(output.members.size());
+    for (std::uint64_t left = std::min(takeable(output), max); left > 0;) {
+        const std::uint64_t piece = std::min(left, maxPiece);
+        for (std::size_t i = 0; i < columns.size(); ++i)
+            columns[i] = elementsOf(output.members[i], piece * output.members[i].channels);
+        output.sink->write(columns.data(), piece);
+        left -= piece;
+        for (FrameOutput::Member& member : output.members) commitDrain(e, member.port, piece * member.channels);
+        countDrain(e, output, piece);
     }
 }
 
@@ -51,7 +91,8 @@ void drainUpTo(Engine& e, TriggerOutput& output, std::uint64_t max) {
             output.sink->write({.asserts = true, .position = position});
         else
             collectEvent(e, output, position);
-        commitDrain(e, output, 1);
+        commitDrain(e, output.port, 1);
+        countDrain(e, output, 1);
     }
 }
 
@@ -67,24 +108,39 @@ void drainInTime(Engine& e, Output& output) {
     e.scheduler.serviceRequested = true;
 }
 
-template <class Outputs>
-void drainAll(Engine& e, Outputs& outputs, bool& seeksClockOutput) {
-    for (auto& output : outputs) {
-        if (seeksClockOutput && output.limit) {
-            seeksClockOutput = false;
-            drainInTime(e, output);
-        } else {
-            drainUpTo(e, output, ~std::uint64_t{0});
-        }
-    }
+// Whether somebody waits for room that the output does not make.
+bool holdsUpWriter(const Graph& graph, const FrameOutput::Member& member) {
+    const Pipe& pipe = *member.port.channel;
+    if (pipe.discarding || pipe.writePosition < pipe.writeLimit) return false;
+    return pipe.waitingWriter != nullptr ||
+           std::any_of(graph.pipeInputs.begin(), graph.pipeInputs.end(),
+                       [&](const PipeInput& input) { return input.pipe == &pipe && !input.ended; });
 }
 
 }  // namespace
 
 void drainOutputs(Engine& e) {
     bool seeksClockOutput = !e.graph.hasInputs();
-    drainAll(e, e.graph.pipeOutputs, seeksClockOutput);
-    drainAll(e, e.graph.triggerOutputs, seeksClockOutput);
+    e.graph.forEachOutput([&](auto& output) {
+        if (seeksClockOutput && output.limit) {
+            seeksClockOutput = false;
+            drainInTime(e, output);
+        } else {
+            drainUpTo(e, output, ~std::uint64_t{0});
+        }
+    });
+}
+
+bool closeShortOutputs(Engine& e) {
+    bool any = false;
+    for (FrameOutput& output : e.graph.frameOutputs) {
+        const auto holdsUp = [&](const auto& member) { return holdsUpWriter(e.graph, member); };
+        if (!output.isHeldUp() || std::none_of(output.members.begin(), output.members.end(), holdsUp)) continue;
+        close(e, output);
+        any = true;
+    }
+    if (any) e.activity.noteDeadlockCheck(e.scheduler.round, true);
+    return any;
 }
 
 }  // namespace libzepl

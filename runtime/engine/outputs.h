@@ -9,4 +9,8 @@ namespace libzepl {
 // Problem when something cannot be written.
 void drainOutputs(Engine& e);
 
+// Closes the outputs of several pipes that hold up the writer of one of them and will never get more of another, when inputs
+// have ended or are held up and nothing moves. False when there is none. So a table that is at its end cuts no other output.
+bool closeShortOutputs(Engine& e);
+
 }  // namespace libzepl

@@ -19,14 +19,13 @@ namespace {
 // After so many rounds at most the dispatcher looks whether a stream's reader waits for what is written already.
 constexpr std::uint64_t roundsBetweenFlushes = 64;
 
-template <class Outputs>
-bool allComplete(const Outputs& outputs) {
-    return std::all_of(outputs.begin(), outputs.end(), [](const auto& output) { return output.complete(); });
-}
-
 bool outputsComplete(const Graph& graph) {
-    const bool anyOutput = !graph.pipeOutputs.empty() || !graph.triggerOutputs.empty();
-    return anyOutput && allComplete(graph.pipeOutputs) && allComplete(graph.triggerOutputs);
+    bool any = false, all = true;
+    graph.forEachOutput([&](const auto& output) {
+        any = true;
+        all = all && output.complete();
+    });
+    return any && all;
 }
 
 // Lets the inputs deliver, at most once in a round.
@@ -116,7 +115,8 @@ void concludeRound(Engine& e) {
     const bool quiescent = e.timing.pausing.empty() && e.activity.isQuiescent(round);
     if (quiescent || e.activity.isSelfSustaining(round)) {
         updateInputLimits(e);
-        if (inputsEndedOrHeld(e)) return quiescent ? e.outcome.finish(RunEnd::quiescent) : finishSelfSustaining(e);
+        if (inputsEndedOrHeld(e) && !closeShortOutputs(e))
+            return quiescent ? e.outcome.finish(RunEnd::quiescent) : finishSelfSustaining(e);
     }
     if (round - e.activity.lastPatienceCheck() >= patienceRounds(e.options)) checkPatience(e);
 }

@@ -62,19 +62,14 @@ void prepareInputs(Engine& e) {
         input.chunks = ChunkSizes(isLockstep ? 1 : chunk, seed, number++, 2 * std::uint64_t{e.options.block});
 }
 
-template <class Outputs>
-bool anyStream(const Outputs& outputs) {
-    return std::any_of(outputs.begin(), outputs.end(), [](const auto& output) {
-        const OutputFile* file = output.sink != nullptr ? output.sink->file() : nullptr;
-        return file != nullptr && file->isStream();
-    });
-}
-
 void findStreams(Engine& e) {
     e.streams.hasLiveInputs =
         std::any_of(e.graph.pipeInputs.begin(), e.graph.pipeInputs.end(),
                     [](const PipeInput& input) { return input.source != nullptr && input.source->descriptor() >= 0; });
-    e.streams.hasOutputs = anyStream(e.graph.pipeOutputs) || anyStream(e.graph.triggerOutputs);
+    e.graph.forEachOutput([&](const auto& output) {
+        const OutputFile* file = output.sink != nullptr ? output.sink->file() : nullptr;
+        e.streams.hasOutputs |= file != nullptr && file->isStream();
+    });
 }
 
 }  // namespace
@@ -90,6 +85,8 @@ void runSession(Engine& e) {
     for (Trigger& trigger : e.graph.triggers) updateWriteLimit(e, trigger);
     for (PipeOutput& output : e.graph.pipeOutputs)
         if (output.sink != nullptr) openPort(e, output.port, PortMode::reading);
+    for (FrameOutput& output : e.graph.frameOutputs)
+        for (FrameOutput::Member& member : output.members) openPort(e, member.port, PortMode::reading);
     for (TriggerOutput& output : e.graph.triggerOutputs) openPort(e, output.port, PortMode::reading);
     try {
         if (e.options.feed.kind == FeedPolicy::Kind::whole) deliverWhole(e);

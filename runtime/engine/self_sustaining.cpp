@@ -4,6 +4,7 @@
 
 #include "runtime/engine/flow.h"
 #include "runtime/engine/inputs.h"
+#include "runtime/engine/outputs.h"
 #include "runtime/engine/task_graph.h"
 
 namespace libzepl {
@@ -62,15 +63,20 @@ std::string whatItWrote(const Task& task) {
 struct CutOutput {
     std::string name;
     const Task* writer;
+    std::string remedy;
 };
 
-template <class Outputs>
-void addCut(const Outputs& outputs, const TaskSet& sustaining, std::vector<CutOutput>& cut) {
-    for (const auto& output : outputs) {
-        const auto& channel = *output.port.channel;
-        if (output.limit || channel.writer == nullptr || !sustaining[channel.writer->task->number - 1]) continue;
-        cut.push_back({channel.name, channel.writer->task});
-    }
+// Several pipes that go to one output end with the shortest of them, so all must continue for it.
+template <class Output>
+void addCut(const Output& output, const TaskSet& sustaining, std::vector<CutOutput>& cut) {
+    const Task* writer = nullptr;
+    bool continues = !output.limit;
+    forEachOutputPort(output, [&](const auto& port) {
+        const auto* writing = port.channel->writer;
+        continues = continues && writing != nullptr && sustaining[writing->task->number - 1];
+        if (continues && writer == nullptr) writer = writing->task;
+    });
+    if (continues) cut.push_back({nameOf(output), writer, limitRemedy(output)});
 }
 
 // Which of the tasks that continue is the likeliest to be the reason that others do.
@@ -144,18 +150,17 @@ void checkPatience(Engine& e) {
     }
     if (!onlyThose) return;
     updateInputLimits(e);
-    if (inputsEndedOrHeld(e)) finishSelfSustaining(e);
+    if (inputsEndedOrHeld(e) && !closeShortOutputs(e)) finishSelfSustaining(e);
 }
 
 void finishSelfSustaining(Engine& e) {
     const TaskSet sustaining = sustainingTasks(e), after = withAllAfter(e, sustaining);
     std::vector<CutOutput> cut;
-    addCut(e.graph.pipeOutputs, after, cut);
-    addCut(e.graph.triggerOutputs, after, cut);
+    e.graph.forEachOutput([&](const auto& output) { addCut(output, after, cut); });
     if (cut.empty()) return e.outcome.finish(RunEnd::selfSustaining);
     const Task& task = reasonFor(e, sustaining, *cut.front().writer);
     e.outcome.reasonChannel = cut.front().name;
-    const std::string limit = "give it a limit: to FILE limit N";
+    const std::string& limit = cut.front().remedy;
     if (task.outOfPatience)
         return e.outcome.finish(RunEnd::selfSustaining,
                                 namesOf(cut) + ", and " + task.label() + " wrote " + whatItWrote(task) +

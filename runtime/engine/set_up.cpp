@@ -12,9 +12,12 @@ namespace {
 // Marks an output that depends on no input. False when it has no limit, so that nothing would end it.
 template <class Output>
 bool markIndependent(Output& output, const TaskSet& onInput) {
-    const auto& channel = *output.port.channel;
-    if (channel.inputWrites || channel.writer == nullptr) return true;
-    output.independent = !onInput[channel.writer->task->number - 1];
+    output.independent = true;
+    forEachOutputPort(output, [&](const auto& port) {
+        const auto& channel = *port.channel;
+        if (channel.inputWrites || channel.writer == nullptr || onInput[channel.writer->task->number - 1])
+            output.independent = false;
+    });
     return !output.independent || output.limit.has_value();
 }
 
@@ -31,15 +34,14 @@ void finishSetUp(Engine& e) {
     if (setUpFailed) return e.outcome.finish(RunEnd::refused);
     joinCycles(e);
     const TaskSet onInput = tasksOnInputs(e);
-    const auto refuse = [&](const std::string& name) {
-        e.outcome.reasonChannel = name;
-        e.outcome.finish(RunEnd::refused, "the output of `" + name + "` depends on no input, so nothing would end it",
-                         "give it a limit: to FILE limit N");
-    };
-    for (PipeOutput& output : e.graph.pipeOutputs)
-        if (!markIndependent(output, onInput)) return refuse(output.port.channel->name);
-    for (TriggerOutput& output : e.graph.triggerOutputs)
-        if (!markIndependent(output, onInput)) return refuse(output.port.channel->name);
+    e.graph.forEachOutput([&](auto& output) {
+        if (markIndependent(output, onInput) || !e.outcome.isRunning()) return;
+        e.outcome.reasonChannel = nameOf(output);
+        e.outcome.finish(RunEnd::refused,
+                         "the output of `" + nameOf(output) + "` depends on no input, so nothing would end it",
+                         limitRemedy(output));
+    });
+    if (!e.outcome.isRunning()) return;
     findGeneratorReaders(e);
     if (e.options.setUpOnly) e.outcome.finish(RunEnd::checkedOnly);
 }

@@ -10,20 +10,14 @@ namespace {
 
 constexpr std::chrono::milliseconds flushInterval(50);
 
-template <class Outputs>
-void flushAll(const Outputs& outputs) {
-    for (const auto& output : outputs) {
-        OutputFile* file = output.sink != nullptr ? output.sink->file() : nullptr;
-        if (file != nullptr && file->isStream()) file->flush();
-    }
-}
-
 }  // namespace
 
 void flushStreams(Engine& e) {
     if (!e.streams.hasOutputs) return;
-    flushAll(e.graph.pipeOutputs);
-    flushAll(e.graph.triggerOutputs);
+    e.graph.forEachOutput([](const auto& output) {
+        OutputFile* file = output.sink != nullptr ? output.sink->file() : nullptr;
+        if (file != nullptr && file->isStream()) file->flush();
+    });
     e.streams.lastFlush = std::chrono::steady_clock::now();
 }
 

@@ -141,13 +141,13 @@ TaskSet tasksOnInputs(const Engine& e) {
 
 void findGeneratorReaders(Engine& e) {
     TaskSet writers(e.graph.tasks.size(), false);
-    const auto addWriter = [&](const auto& output) {
-        const auto* writer = output.port.channel->writer;
-        if (output.port.mode != PortMode::reading || writer == nullptr) return;
-        if (output.independent || !e.graph.hasInputs()) writers[writer->task->number - 1] = true;
-    };
-    std::for_each(e.graph.pipeOutputs.begin(), e.graph.pipeOutputs.end(), addWriter);
-    std::for_each(e.graph.triggerOutputs.begin(), e.graph.triggerOutputs.end(), addWriter);
+    e.graph.forEachOutput([&](const auto& output) {
+        if (!output.independent && e.graph.hasInputs()) return;
+        forEachOutputPort(output, [&](const auto& port) {
+            const auto* writer = port.channel->writer;
+            if (port.mode == PortMode::reading && writer != nullptr) writers[writer->task->number - 1] = true;
+        });
+    });
     const TaskSet wanted = withAllBefore(e, std::move(writers));
     for (Task& task : e.graph.tasks) task.takesGenerators = wanted[task.number - 1];
 }

@@ -260,10 +260,8 @@ class CsvSink final : public FileSink<Sink> {
 
     template <class T>
     void writeNumber(T number, char after) {
-        if constexpr (std::is_floating_point_v<T>)
-            if (std::isnan(number)) return file_.write(after == ',' ? "nan," : "nan\n");
         std::array<char, 32> text;
-        char* const end = std::to_chars(text.data(), text.data() + text.size() - 1, number).ptr;
+        char* const end = writeCell(number, text.data());
         *end = after;
         file_.write(text.data(), static_cast<std::size_t>(end + 1 - text.data()));
     }

@@ -1,6 +1,7 @@
 // The cells of a line of CSV, and the numbers in them.
 #pragma once
 
+#include <algorithm>
 #include <charconv>
 #include <deque>
 #include <string>
@@ -36,6 +37,14 @@ bool startsLikeNumber(std::string_view cell);
 
 // Whether a number that is out of a type's range is so for being too near to zero.
 bool isTiny(std::string_view cell);
+
+// Writes the number with the shortest digits that read back, at most 31, and gives its end.
+template <class T>
+char* writeCell(T number, char* to) {
+    if constexpr (std::is_floating_point_v<T>)
+        if (number != number) return std::copy_n("nan", 3, to);
+    return std::to_chars(to, to + 31, number).ptr;
+}
 
 enum class CellFault { none, empty, noNumber, noInteger, outOfRange };
 

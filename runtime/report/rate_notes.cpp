@@ -60,8 +60,23 @@ double wholeFactor(double ratio) {
     return whole >= 2 && std::fabs(factor - whole) <= 0.02 * whole ? whole : 0;
 }
 
-std::string remedyFor(double rate) {
-    if (rate == std::floor(rate)) return "`rate " + numberText(rate) + "` after its name states its own";
+// A file whose rate may be wrong: what goes to it, by the pipe that has the fewest frames.
+struct RatedFile {
+    const UntoldRate& untold;
+    const Pipe& pipe;
+    double channels = 1;
+    bool isTable = false;
+
+    std::string says() const { return untold.file + (untold.seconds ? " counts seconds by" : " states"); }
+    std::string unit() const { return isTable ? "row" : "frame"; }
+    std::string placeOfRate(const std::string& name) const { return isTable ? "after its columns" : "after " + name; }
+};
+
+std::string remedyFor(const RatedFile& file, double rate) {
+    if (file.untold.seconds && rate < file.untold.rate)
+        return "`seconds every " + numberText(1 / rate) + "` counts its own";
+    if (rate == std::floor(rate) || file.untold.seconds)
+        return "`rate " + numberText(rate) + "` " + file.placeOfRate("its name") + " states its own";
     return "its own is " + numberText(rate) + ", which no sound file states: write .npy or .csv, which state none";
 }
 
@@ -69,27 +84,40 @@ double rateOf(const PipeInput& input, const Engine& e) {
     return input.source != nullptr ? input.source->rate().value_or(e.timing.clock.rate()) : e.timing.clock.rate();
 }
 
-std::string contradiction(const PipeOutput& output, const Ratio& ratio) {
+std::string contradiction(const RatedFile& file, const Ratio& ratio) {
     const bool isFewer = ratio.frames < 1;
-    const double factor = wholeFactor(ratio.frames), rate = output.untoldRate->rate;
-    return output.untoldRate->file + " states the rate of `" + ratio.input->pipe->name + "`, " + numberText(rate) +
-           ", and has " + (isFewer ? "one frame for " : "") + numberText(factor) + (isFewer ? "" : " frames for each") +
-           " of its frames: " + remedyFor(isFewer ? rate / factor : rate * factor);
+    const double factor = wholeFactor(ratio.frames), rate = file.untold.rate;
+    return file.says() + " the rate of `" + ratio.input->pipe->name + "`, " + numberText(rate) + ", and has " +
+           (isFewer ? "one " + file.unit() + " for " : "") + numberText(factor) +
+           (isFewer ? "" : " " + file.unit() + "s for each") +
+           " of its frames: " + remedyFor(file, isFewer ? rate / factor : rate * factor);
 }
 
 // The input by whose rate the output's is wrong; nothing where it is right by any.
-std::optional<Ratio> contradicted(const Engine& e, const PipeOutput& output) {
-    constexpr std::uint64_t fewest = 8;  // frames, of which nothing follows
-    const double channels = output.sink != nullptr ? output.sink->channels() : 1;
-    const Pipe& pipe = *output.port.channel;
+std::optional<Ratio> contradicted(const Engine& e, const RatedFile& file) {
+    constexpr std::uint64_t fewest = 8;  // elements, of which nothing follows
     std::optional<Ratio> wrong;
-    for (const Ratio& ratio : Upstream(e).from(pipe, channels)) {
-        const bool isLong = std::min(pipe.writePosition, ratio.input->delivered) >= fewest;
-        if (!isLong || rateOf(*ratio.input, e) != output.untoldRate->rate || wholeFactor(ratio.frames) == 0)
+    for (const Ratio& ratio : Upstream(e).from(file.pipe, file.channels)) {
+        const bool isLong = std::min(file.pipe.writePosition, ratio.input->delivered) >= fewest;
+        if (!isLong || rateOf(*ratio.input, e) != file.untold.rate || wholeFactor(ratio.frames) == 0)
             return std::nullopt;
         if (!wrong) wrong = ratio;
     }
     return wrong;
+}
+
+void addRateNote(const Engine& e, const RatedFile& file, Report& report) {
+    if (file.untold.assumed)
+        report.notes.push_back(file.says() + " " + numberText(file.untold.rate) +
+                               " frames a second, which is assumed, since no input states a rate: `rate R` in the "
+                               "procedure or " +
+                               file.placeOfRate("the file's name") + " states the right one");
+    else if (const std::optional<Ratio> wrong = contradicted(e, file))
+        report.notes.push_back(contradiction(file, *wrong));
+}
+
+double framesOf(const FrameOutput::Member& member) {
+    return static_cast<double>(member.port.channel->writePosition) / static_cast<double>(member.channels);
 }
 
 }  // namespace
@@ -97,13 +125,16 @@ std::optional<Ratio> contradicted(const Engine& e, const PipeOutput& output) {
 void addRateNotes(const Engine& e, Report& report) {
     for (const PipeOutput& output : e.graph.pipeOutputs) {
         if (!output.untoldRate) continue;
-        const UntoldRate& untold = *output.untoldRate;
-        if (untold.assumed)
-            report.notes.push_back(untold.file + " states " + numberText(untold.rate) +
-                                   " frames a second, which is assumed, since no input states a rate: "
-                                   "`rate R` in the procedure or after the file's name states the right one");
-        else if (const std::optional<Ratio> wrong = contradicted(e, output))
-            report.notes.push_back(contradiction(output, *wrong));
+        const double channels = output.sink != nullptr ? output.sink->channels() : 1;
+        addRateNote(e, {*output.untoldRate, *output.port.channel, channels}, report);
+    }
+    for (const FrameOutput& output : e.graph.frameOutputs) {
+        if (!output.untoldRate) continue;
+        const auto& shortest =
+            *std::min_element(output.members.begin(), output.members.end(),
+                              [](const auto& a, const auto& b) { return framesOf(a) < framesOf(b); });
+        const double channels = static_cast<double>(shortest.channels);
+        addRateNote(e, {*output.untoldRate, *shortest.port.channel, channels, output.isTable}, report);
     }
 }
 

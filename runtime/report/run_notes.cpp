@@ -17,6 +17,9 @@ std::string thereAre(std::uint64_t n) { return std::to_string(n) + (n == 1 ? " i
 
 const char* unitOf(const Pipe&) { return "sample"; }
 const char* unitOf(const Trigger&) { return "event"; }
+const char* unitOf(const PipeOutput&) { return "sample"; }
+const char* unitOf(const TriggerOutput&) { return "event"; }
+const char* unitOf(const FrameOutput& output) { return output.isTable ? "row" : "frame"; }
 
 bool leavesSomething(const Task& task) {
     bool leaves = false;
@@ -38,6 +41,15 @@ std::string waitText(const Task& task) {
         std::visit([](const auto* port) -> const std::string& { return port->channel->name; }, task.waitingAt);
     if (task.state == TaskState::waitingForEvent) return "waits for an event of `" + name + "`";
     return "waits for room in `" + name + "`";
+}
+
+// "a, b and c", of many the first and how many others.
+std::string listed(std::vector<std::string> items) {
+    constexpr std::size_t most = 4;
+    if (items.size() <= most) return joined(items, " and ");
+    const std::size_t others = items.size() - most + 1;
+    items.resize(most - 1);
+    return joined(items, ", ") + " and " + std::to_string(others) + " others";
 }
 
 // A task that waits is worth a word when it leaves something unread or unsent.
@@ -130,12 +142,26 @@ struct Notes {
         return task.readingPorts == 0 && task.state != TaskState::ended;
     }
 
-    template <class Outputs>
-    void addShortOutputs(const Outputs& outputs, const std::string& unit) {
-        for (const auto& output : outputs)
-            if (output.limit && !output.complete())
-                lines.push_back("the output of `" + output.port.channel->name + "` has " + counted(output.count, unit) +
-                                " of the " + std::to_string(*output.limit) + " asked for");
+    template <class Output>
+    void addShortOutput(const Output& output) {
+        if (output.limit && !output.complete())
+            lines.push_back("the output of `" + nameOf(output) + "` has " + counted(output.count, unitOf(output)) +
+                            " of the " + std::to_string(*output.limit) + " asked for");
+    }
+
+    // What some pipes of an output have that others lack.
+    void addLeftOver(const FrameOutput& output) {
+        if (output.complete()) return;
+        std::vector<std::string> behind, left;
+        for (const FrameOutput::Member& member : output.members) {
+            const Pipe& pipe = *member.port.channel;
+            const std::uint64_t there = member.port.available();
+            if (there < member.channels) behind.push_back("`" + pipe.name + "`");
+            if (there > 0) left.push_back(counted(there, "sample") + " of `" + pipe.name + "`");
+        }
+        if (left.empty() || behind.empty()) return;
+        lines.push_back("`" + output.name + "` has " + counted(output.count, unitOf(output)) + ", all that " +
+                        listed(behind) + (behind.size() == 1 ? " has" : " have") + "; not written: " + listed(left));
     }
 
     void addIncompleteFrames() {
@@ -196,9 +222,9 @@ void addNotes(const Engine& e, Report& report) {
     if (found.ranOut()) found.addHeldUpInputs();
     found.addUnread(e.graph.pipes);
     found.addUnread(e.graph.triggers);
-    found.addShortOutputs(e.graph.pipeOutputs, "sample");
-    found.addShortOutputs(e.graph.triggerOutputs, "event");
+    e.graph.forEachOutput([&](const auto& output) { found.addShortOutput(output); });
     found.addIncompleteFrames();
+    for (const FrameOutput& output : e.graph.frameOutputs) found.addLeftOver(output);
 }
 
 }  // namespace libzepl
