@@ -32,6 +32,9 @@ inline constexpr std::int64_t unknownCount = -1;  // of an array whose count was
 
 // "a[2]"
 std::string elementName(const std::string& array, std::int64_t index);
+// Why the array of so many elements has none of that index.
+std::optional<Diagnostic> indexMistake(const std::string& array, std::int64_t count, std::int64_t index,
+                                       const Place& place);
 
 // from FILE or to FILE, with what may follow.
 struct FileClause {
@@ -101,6 +104,21 @@ struct JointOutput {
     std::vector<std::string> elements;  // names of pipes, in order
 };
 
+// A pipe, an array of them or one of its elements, or one of the words index, seconds and hertz where no pipe has that name:
+// these count.
+struct TableColumn {
+    std::string name;
+    Place place;
+    std::optional<std::int64_t> element{};  // of the array `name`
+    std::optional<double> every{};          // the step of one that counts
+};
+
+struct TableDeclaration {
+    FileClause to;
+    Place place;  // of the file's name
+    std::vector<TableColumn> columns;
+};
+
 // One argument of a command: a name or bare word, a number, or a text.
 struct Argument {
     enum class Kind { word, number, text };
@@ -148,13 +166,15 @@ struct Formula {
         lastColumn,
         limit,
         fileRate,
+        every,          // to column `position` of the table
+        columnElement,  // to the column there, as the index of an element
         variableValue,  // to `position` among an array's
         vectorValue,    // to `position` among the vector's
         vectorValues,   // as all of the vector's
         argument,       // to `position` among those of the command `declaration`
         element,        // to the argument there, as the index of an element
     };
-    enum class Of { pipes, triggers, variables, vectors, commands };
+    enum class Of { pipes, triggers, variables, vectors, tables, commands };
     Goes goes = Goes::rate;
     Of of = Of::pipes;  // the list that `declaration` counts in
     std::size_t declaration = 0;
@@ -172,6 +192,7 @@ struct Procedure {
     std::vector<TriggerDeclaration> triggers;
     std::vector<VariableDeclaration> variables;
     std::vector<VectorDeclaration> vectors;
+    std::vector<TableDeclaration> tables;
     std::vector<CommandUse> commands;
     std::vector<ConstantDeclaration> constants;
     std::vector<Formula> formulas;

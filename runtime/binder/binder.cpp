@@ -11,6 +11,8 @@
 #include "runtime/binder/arguments.h"
 #include "runtime/binder/files.h"
 #include "runtime/binder/option_names.h"
+#include "runtime/binder/outputs.h"
+#include "runtime/binder/tables.h"
 #include "runtime/files/output_place.h"
 #include "runtime/files/stream_wait.h"
 
@@ -40,7 +42,6 @@ class Binder {
         bound_.session = std::make_unique<Session>(library_, options_.session);
         refuseUnknownOptions(procedure_, options_, diagnostics_);
         forEach(procedure_.pipes, [&](const PipeDeclaration& pipe) { declare(pipe, [&] { addPipe(pipe); }); });
-        for (const JointOutput& joint : procedure_.jointOutputs) refuseJoint(joint);
         forEach(procedure_.triggers,
                 [&](const TriggerDeclaration& trigger) { declare(trigger, [&] { addTrigger(trigger); }); });
         forEach(procedure_.variables,
@@ -51,9 +52,14 @@ class Binder {
         ArgumentBinder binder(names_, *bound_.session, library_, diagnostics_);
         forEach(procedure_.commands,
                 [&](const CommandUse& use) { guarded(use.place, [&] { addCommand(use, binder); }); });
+        TableBinder tables(procedure_, names_, diagnostics_);
+        forEach(procedure_.tables, [&](const TableDeclaration& table) {
+            if (std::optional<BoundTable> bound = tables.bind(table)) tables_.push_back(std::move(*bound));
+        });
         warnOfNothing();
         // Outputs come last: their rate can be that of an input, and nothing is created beside a mistake.
-        if (!hasErrors(diagnostics_)) addOutputs();
+        OutputBinder outputs({procedure_, options_, names_, rates_, inputFiles_}, *bound_.session, diagnostics_);
+        if (!hasErrors(diagnostics_)) outputs.add(tables_);
         if (hasErrors(diagnostics_)) bound_.session.reset();
         return std::move(bound_);
     }
@@ -253,7 +259,7 @@ class Binder {
         addError(diagnostics_, use.place, "unknown command " + libzepl::quoted(use.command), std::move(remedy));
     }
 
-    // Without commands only files are copied, from an input to an output of the same channel.
+    // Without commands only files are copied, from an input to an output of the same channel or to a table.
     void warnOfNothing() {
         const auto copies = [&](const auto& channel) {
             return inputFile(procedure_, options_, channel) && outputFile(procedure_, options_, channel);
@@ -261,68 +267,15 @@ class Binder {
         const auto anyCopies = [&](const auto& channels) {
             return std::any_of(channels.begin(), channels.end(), copies);
         };
-        if (!procedure_.commands.empty() || hasErrors(diagnostics_)) return;
+        if (!procedure_.commands.empty() || !procedure_.tables.empty() || !arrayOutputs(procedure_, options_).empty())
+            return;
+        if (hasErrors(diagnostics_)) return;
         if (anyCopies(procedure_.pipes) || anyCopies(procedure_.triggers)) return;
         diagnostics_.push_back({Severity::warning,
                                 {},
                                 "the procedure has no command, so it does nothing",
                                 "add one, COMMAND ( argument, ... ); zepl commands lists them"});
     }
-
-    void refuseJoint(const JointOutput& joint) {
-        if (const auto to = outputFile(procedure_, options_, joint))
-            refuse(*to, "an array is not written to one file yet",
-                   "give each element a file, --out " + joint.elements[0] + "=FILE");
-    }
-
-    // False, with the mistake reported, when the file is an input or the output of another channel.
-    bool claimOutput(const ChannelFile& file) {
-        const bool standard = isStandardStream(file.path);
-        const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);
-        const std::string name = standard ? "standard output" : libzepl::quoted(file.path.string());
-        if (!identity.empty() && inputFiles_.count(identity) != 0) {
-            refuse(file, name + " is also an input", "write to another file");
-            return false;
-        }
-        const bool first = !standard || outputFiles_.insert("-").second;
-        if (first && (identity.empty() || outputFiles_.insert(identity).second)) return true;
-        refuse(file, name + " is written by another channel", "give each output a file of its own");
-        return false;
-    }
-
-    void addOutputs() {
-        for (const PipeDeclaration& pipe : procedure_.pipes) {
-            const std::optional<ChannelFile> to = outputFile(procedure_, options_, pipe);
-            if (!to || !claimOutput(*to)) continue;
-            guarded(*to, [&] { addOutput(pipe, *to); });
-        }
-        for (const TriggerDeclaration& trigger : procedure_.triggers) {
-            const std::optional<ChannelFile> to = outputFile(procedure_, options_, trigger);
-            if (!to || !claimOutput(*to)) continue;
-            guarded(*to, [&] {
-                bound_.session->setOutput(
-                    names_.triggers.at(trigger.name),
-                    createTriggerSink(to->path, outputOptions(), to->clause.format, secondsRate(*to)),
-                    to->clause.limit);
-            });
-        }
-    }
-
-    // The rate that a trigger's file tells seconds by; nothing where it has none.
-    std::optional<double> secondsRate(const ChannelFile& to) const {
-        return to.clause.withSeconds ? std::optional(rates_.rate().value_or(1000)) : std::nullopt;
-    }
-
-    void addOutput(const PipeDeclaration& pipe, const ChannelFile& to) {
-        const PipeId id = names_.pipes.at(pipe.name);
-        WriteRequest request = writeRequest(to, pipe, rates_.rate().value_or(1000));
-        request.output = outputOptions();
-        bound_.session->setOutput(id, createSink(request), request.limit);
-        if (!to.clause.rate && statesRate(request.path, request.format))
-            bound_.session->noteRate(id, {to.path.string(), request.rate, !rates_.rate()});
-    }
-
-    OutputOptions outputOptions() const { return {.sync = options_.sync, .checkOnly = options_.session.setUpOnly}; }
 
     const Procedure& procedure_;
     const CommandLibrary& library_;
@@ -331,13 +284,14 @@ class Binder {
     BoundProcedure bound_;
     DeclaredNames names_;
     bool isFull_ = false;
+    std::vector<BoundTable> tables_;
     std::optional<KnownNames> knownCommands_;  // when one was first looked for in vain
     InputRates rates_{procedure_.rate};
     bool isFirstRefused_ = false;           // of the tasks that one command makes
     std::optional<std::string> arrayRead_;  // whose elements take channels of one file, and come one after the other
     std::unique_ptr<Source> stream_;        // that such elements share
     std::vector<ChannelInput> streamed_;
-    std::set<std::string> inputFiles_, outputFiles_;
+    std::set<std::string> inputFiles_;
 };
 
 }  // namespace

@@ -29,11 +29,13 @@ std::string remedyOf(const TaskReport& task) {
     return "`zepl help " + task.command + "` says what it admits";
 }
 
-// Where pipes and triggers are declared, by name.
+// Where pipes and triggers are declared, by name, and tables, by their file's.
 std::map<std::string_view, Place> placesOfChannels(const Procedure& procedure) {
     std::map<std::string_view, Place> places;
     for (const PipeDeclaration& pipe : procedure.pipes) places.emplace(pipe.name, pipe.place);
     for (const TriggerDeclaration& trigger : procedure.triggers) places.emplace(trigger.name, trigger.place);
+    for (const JointOutput& joint : procedure.jointOutputs) places.emplace(joint.name, joint.place);
+    for (const TableDeclaration& table : procedure.tables) places.emplace(table.to.path, table.place);
     return places;
 }
 

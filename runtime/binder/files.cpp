@@ -74,6 +74,12 @@ std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOpti
     return fileOf(procedure, "--out", options.outputs, trigger.name, trigger.to);
 }
 
+// A table has no name but its file's, as it is written.
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
+                                      const TableDeclaration& table) {
+    return fileOf(procedure, "--out", options.outputs, table.to.path, table.to);
+}
+
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
                                       const JointOutput& joint) {
     return fileOf(procedure, "--out", options.outputs, joint.name, joint.to);
@@ -186,6 +192,9 @@ std::string useOfFile(const Procedure& procedure, const CommandLibrary& library,
     for (const LoadedModule& module : library.modules()) add(module.path, -1, "is a module");
     for (const PipeDeclaration& pipe : procedure.pipes) addChannel(pipe);
     for (const TriggerDeclaration& trigger : procedure.triggers) addChannel(trigger);
+    for (const TableDeclaration& table : procedure.tables)
+        if (const auto to = outputFile(procedure, options, table))
+            add(to->path, STDOUT_FILENO, "is written as a table");
     // What the caller names for elements of arrays.
     for (const auto& [name, file] : options.inputs) add(file, STDIN_FILENO, "is read by " + libzepl::quoted(name));
     for (const auto& [name, file] : options.outputs) add(file, STDOUT_FILENO, "is written by " + libzepl::quoted(name));

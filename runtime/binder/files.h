@@ -31,6 +31,8 @@ std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOpti
                                       const PipeDeclaration& pipe);
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
                                       const TriggerDeclaration& trigger);
+std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
+                                      const TableDeclaration& table);
 // The file that takes an array, or one that the caller names for it.
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options, const JointOutput& joint);
 

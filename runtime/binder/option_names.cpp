@@ -45,6 +45,12 @@ class KnownOptions {
     }
 
  private:
+    void add(const std::vector<TableDeclaration>& tables) {
+        for (const TableDeclaration& table : tables) {
+            names_.emplace(table.to.path, 0);
+            listed_.push_back(table.to.path);
+        }
+    }
     template <class Declarations>
     void add(const Declarations& list) {
         for (const auto& each : list) {
@@ -119,7 +125,8 @@ void refuseUnknownOptions(const Procedure& procedure, const BindOptions& options
     OptionNames names(procedure, diagnostics);
     const KnownOptions channels(procedure.pipes, procedure.triggers);
     names.check(options.inputs, "--in", "pipe or trigger", channels);
-    names.check(options.outputs, "--out", "pipe or trigger", channels);
+    names.check(options.outputs, "--out", procedure.tables.empty() ? "pipe or trigger" : "pipe, trigger or table",
+                KnownOptions(procedure.pipes, procedure.triggers, procedure.tables));
     names.check(options.values, "--set", "variable or constant",
                 KnownOptions(procedure.variables, procedure.constants));
 }

@@ -2,7 +2,6 @@
 
 #include "runtime/base/wording.h"
 #include "runtime/expressions/evaluate.h"
-#include "runtime/procedure/arrays.h"
 
 namespace libzepl {
 

@@ -1,10 +1,11 @@
-#include "runtime/procedure/arrays.h"
+// Elements in place of arrays.
 
 #include <map>
 #include <type_traits>
 #include <utility>
 
 #include "runtime/base/wording.h"
+#include "runtime/procedure.h"
 #include "runtime/tokens/lexer.h"
 
 namespace libzepl {

@@ -28,16 +28,16 @@ const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
      [](ProcedureParser& p, Clauses& to) { to.from.conversion = p.cursor_.takeWord("the name of a conversion").text; }},
     {"partial", inPipe | inVector, "from", "", [](ProcedureParser&, Clauses& to) { to.from.partial = true; }},
     {"to", inPipe | inTrigger, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
-    {"limit", inPipe | inTrigger, "to", "",
+    {"limit", inPipe | inTrigger | inTable, "to", "",
      [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize(Formula::Goes::limit); }},
-    {"rate", inPipe, "to", "",
+    {"rate", inPipe | inTable, "to", "",
      [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(Formula::Goes::fileRate); }},
     {"with", inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { p.takeColumns(to); }},
-    {formatClause, inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
+    {formatClause, inPipe | inTrigger | inVector | inTable, "", "",
+     [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
 }};
 
-Clauses ProcedureParser::takeClauses(Declaration declaration) {
-    Clauses clauses;
+Clauses ProcedureParser::takeClauses(Declaration declaration, Clauses clauses) {
     while (cursor_.peek().kind != Kind::end) takeClauseWord(declaration, clauses).read(*this, clauses);
     checkPartners(clauses);
     checkFrames(clauses);
@@ -45,8 +45,10 @@ Clauses ProcedureParser::takeClauses(Declaration declaration) {
 }
 
 const ProcedureParser::ClauseRow& ProcedureParser::takeClauseWord(Declaration declaration, Clauses& clauses) {
-    std::string allowed = declaration == inPipe ? "a pipe" : declaration == inTrigger ? "a trigger" : "a vector";
-    allowed += " takes";
+    std::string allowed = declaration == inPipe      ? "a pipe takes"
+                          : declaration == inTrigger ? "a trigger takes"
+                          : declaration == inVector  ? "a vector takes"
+                                                     : "a comma goes before another column; after them a table takes";
     const std::vector<std::string> words = clauseWords(declaration);
     for (const std::string& word : words) allowed += (word == words.front() ? " " : ", ") + word;
     if (cursor_.peek().kind != Kind::word) cursor_.refuse("a clause or the end of the line", allowed);

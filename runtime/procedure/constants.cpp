@@ -8,7 +8,6 @@
 
 #include "runtime/expressions/parser.h"
 #include "runtime/files/stream_wait.h"
-#include "runtime/procedure/arrays.h"
 #include "runtime/procedure/quantities.h"
 
 namespace libzepl {

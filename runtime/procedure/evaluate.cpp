@@ -61,7 +61,8 @@ class ProcedureEvaluator {
         const bool isCount = quantity.kind == Quantity::Kind::count || quantity.kind == Quantity::Kind::elements;
         const bool wantsInteger = isCount || quantity.kind == Quantity::Kind::index ||
                                   quantity.type == ElementType::int16 || quantity.type == ElementType::int32;
-        if (wantsInteger && quantity.kind != Quantity::Kind::rate && !value.isInteger)
+        const bool takesAnyReal = quantity.kind == Quantity::Kind::rate || quantity.kind == Quantity::Kind::step;
+        if (wantsInteger && !takesAnyReal && !value.isInteger)
             mistake->remedy = "round(), floor(), ceil() and trunc() make integers";
         mistakes_.add(std::move(*mistake));
         return false;
@@ -99,6 +100,7 @@ class ProcedureEvaluator {
     }
 
     FileClause& targetOf(const Formula& formula) {
+        if (formula.of == Of::tables) return procedure_.tables[formula.declaration].to;
         return formula.of == Of::pipes ? *procedure_.pipes[formula.declaration].to
                                        : *procedure_.triggers[formula.declaration].to;
     }
@@ -139,6 +141,12 @@ class ProcedureEvaluator {
                 break;
             case Goes::fileRate:
                 targetOf(formula).rate = value.real;
+                break;
+            case Goes::columnElement:
+                procedure_.tables[declaration].columns[formula.position].element = value.integer;
+                break;
+            case Goes::every:
+                procedure_.tables[declaration].columns[formula.position].every = value.real;
                 break;
             case Goes::variableValue:
                 putValue(procedure_.variables[declaration], formula.position, value);

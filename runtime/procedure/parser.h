@@ -14,7 +14,7 @@
 namespace libzepl {
 
 // The declarations that a clause can be in.
-enum Declaration : unsigned { inPipe = 1, inTrigger = 2, inVector = 4 };
+enum Declaration : unsigned { inPipe = 1, inTrigger = 2, inVector = 4, inTable = 8 };
 
 // What follows the head of a declaration, and where which clause was given.
 struct Clauses {
@@ -57,6 +57,8 @@ class ProcedureParser {
     void parseTrigger();
     void parseVariable();
     void parseVector();
+    void parseTable();
+    TableColumn takeTableColumn(std::size_t position);
     void parseCommand(const Token& name);
     Argument parseArgument(std::size_t position);
     Argument parseExpressionArgument(const Token& first, std::size_t position);
@@ -80,7 +82,7 @@ class ProcedureParser {
     std::optional<std::uint64_t> takeSize(Formula::Goes goes);
     std::vector<Number> takeValues(Formula::Goes goes);
 
-    Clauses takeClauses(Declaration declaration);
+    Clauses takeClauses(Declaration declaration, Clauses clauses = {});
     const ClauseRow& takeClauseWord(Declaration declaration, Clauses& clauses);
     static std::vector<std::string> clauseWords(Declaration declaration);
     void checkPartners(const Clauses& clauses);

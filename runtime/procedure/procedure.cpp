@@ -54,6 +54,7 @@ void ProcedureParser::parseStatement() {
     if (first.text == "trigger") return parseTrigger();
     if (first.text == "variable") return parseVariable();
     if (first.text == "vector") return parseVector();
+    if (first.text == "table") return parseTable();
     refuseStatement(first);
 }
 
@@ -63,7 +64,7 @@ void ProcedureParser::refuseStatement(const Token& first) {
     if (!meant.empty()) cursor_.refuseAt(first.place, "unknown declaration " + quoted(first.text), meant);
     cursor_.refuse(
         "`(` and the arguments of " + quoted(first.text),
-        "a line is a declaration (rate, feed, constant, pipe, trigger, variable, vector) or COMMAND ( argument, ... )");
+        "a line is a declaration (rate, feed, constant, pipe, trigger, variable, vector, table) or COMMAND ( argument, ... )");
 }
 
 void ProcedureParser::parseRate(const Token& first) {

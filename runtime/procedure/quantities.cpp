@@ -30,6 +30,8 @@ Quantity quantityAt(Goes goes, ElementType type) {
         case Goes::rate:
         case Goes::fileRate:
             return {.kind = Kind::rate, .clause = {}};
+        case Goes::every:
+            return {.kind = Kind::step, .clause = {}};
         case Goes::capacity:
             return count("capacity");
         case Goes::interleaved:
@@ -37,6 +39,7 @@ Quantity quantityAt(Goes goes, ElementType type) {
         case Goes::elements:
             return {.kind = Kind::elements, .clause = {}};
         case Goes::element:
+        case Goes::columnElement:
             return {.kind = Kind::index, .clause = {}};
         case Goes::channel:
         case Goes::lastChannel:
@@ -60,6 +63,8 @@ std::optional<Diagnostic> mistakeOf(const Quantity& quantity, const Number& numb
     if (quantity.kind == Kind::element && !holds(quantity.type, number)) return notHeld(quantity.type, number, written);
     if (quantity.kind == Kind::rate && !isRate)
         return mistake("a rate is a positive, finite number, not " + quoted(written));
+    if (quantity.kind == Kind::step && !isRate)
+        return mistake("`every` takes a positive, finite number, not " + quoted(written));
     if (quantity.kind == Kind::count && !isCount)
         return mistake(quoted(quantity.clause) + " takes an integer from 1" +
                        (quantity.most == noBound ? "" : " to " + std::to_string(quantity.most)) + ", not " +

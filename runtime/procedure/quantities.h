@@ -9,7 +9,7 @@
 namespace libzepl {
 
 struct Quantity {
-    enum class Kind { element, count, elements, index, rate, any };
+    enum class Kind { element, count, elements, index, rate, step, any };
     Kind kind = Kind::any;
     ElementType type = ElementType::int16;  // of an element
     std::string_view clause;                // of a count

@@ -29,7 +29,8 @@ bool StatementCursor::startsLikeStatement() const {
     if (afterNext_.isMark('(')) return std::find(functions_.begin(), functions_.end(), next_.text) == functions_.end();
     const bool opensDeclaration =
         std::find(declarationWords.begin(), declarationWords.end(), next_.text) != declarationWords.end();
-    return opensDeclaration && (afterNext_.kind == Kind::word || afterNext_.kind == Kind::number);
+    return opensDeclaration && (afterNext_.kind == Kind::word || afterNext_.kind == Kind::number ||
+                                (afterNext_.kind == Kind::text && next_.text == "table"));
 }
 
 bool StatementCursor::atStatementEnd() const {

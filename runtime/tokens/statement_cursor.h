@@ -11,8 +11,8 @@
 namespace libzepl {
 
 // The words that open a declaration. They are words by position only: any of them can name a pipe.
-inline constexpr std::array<std::string_view, 7> declarationWords{"rate",    "feed",     "constant", "pipe",
-                                                                  "trigger", "variable", "vector"};
+inline constexpr std::array<std::string_view, 8> declarationWords{"rate",    "feed",     "constant", "pipe",
+                                                                  "trigger", "variable", "vector",   "table"};
 
 // Thrown to leave a statement that cannot be read, when its mistake has been added.
 struct StatementBroken {};

@@ -76,6 +76,16 @@ SKIP (src, 20, 3, 5, some)
 SKIP (src, 1, 40, 400, few)
 SKIP (src, 300, 1, 0, rest)
 )"},
+    {"SKIP", R"(
+pipe src   : TYPE  from "bits-1107"
+pipe marks : int32 from "digits-703"
+pipe some  : TYPE
+pipe size  : TYPE  to "result" limit 200
+SKIP (src, 20, 3, 5, some)
+ABS (some, size)
+table "rows"  : src, some, size, marks
+table "first" : marks, size limit 50
+)"},
     {"REPLICATE", R"(
 pipe src   : TYPE from "bits-407"
 pipe twice : TYPE to "result"

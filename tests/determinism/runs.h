@@ -111,6 +111,22 @@ class BytesSink : public Sink {
     std::size_t width_;
 };
 
+// The rows of a table, as the bytes of one element after the other.
+class RowsSink : public JointSink {
+ public:
+    RowsSink(std::string& bytes, std::vector<std::size_t> widths) : bytes_(bytes), widths_(std::move(widths)) {}
+    void write(const void* const* columns, std::size_t frames) override {
+        for (std::size_t row = 0; row < frames; ++row)
+            for (std::size_t i = 0; i < widths_.size(); ++i)
+                bytes_.append(static_cast<const char*>(columns[i]) + row * widths_[i], widths_[i]);
+    }
+    void finish() override {}
+
+ private:
+    std::string& bytes_;
+    std::vector<std::size_t> widths_;
+};
+
 // A procedure whose files are the recordings of recordings.h and what a Run holds.
 class RepeatedProcedure {
  public:
@@ -121,6 +137,7 @@ class RepeatedProcedure {
         bare_ = given_;
         for (PipeDeclaration& pipe : bare_.pipes) pipe.from = pipe.to = {};
         for (TriggerDeclaration& trigger : bare_.triggers) trigger.from = trigger.to = {};
+        bare_.tables.clear();
         for (const PipeDeclaration& pipe : given_.pipes)
             if (pipe.from)
                 inputs_[pipe.name] = withElementType(pipe.type, [&]<class Element>() {
@@ -148,6 +165,7 @@ class RepeatedProcedure {
         Run run{.inputs = inputs_};
         attachPipes(*bound.session, arrival, run.outputs);
         attachTriggers(*bound.session);
+        for (const TableDeclaration& table : given_.tables) attachTable(*bound.session, table, run.outputs);
         run.report = bound.session->run();
         takeResults(*bound.session, run);
         return run;
@@ -181,6 +199,19 @@ class RepeatedProcedure {
             if (trigger.from) session.setInput(id, marksOf(trigger.from->path, trigger.name));
             if (trigger.to) session.collect(id, trigger.to->limit);
         }
+    }
+
+    // A table of pipes alone.
+    void attachTable(Session& session, const TableDeclaration& table, Bytes& outputs) const {
+        JointOutputSettings settings{.name = table.to.path, .isTable = true, .limit = table.to.limit};
+        std::vector<std::size_t> widths;
+        for (const TableColumn& column : table.columns) {
+            settings.members.push_back({session.pipeNamed(column.name)});
+            for (const PipeDeclaration& pipe : given_.pipes)
+                if (pipe.name == column.name) widths.push_back(widthOf(pipe.type));
+        }
+        auto sink = std::make_unique<RowsSink>(outputs[table.to.path], std::move(widths));
+        session.setOutput(std::move(settings), std::move(sink));
     }
 
     void takeResults(const Session& session, Run& run) const {

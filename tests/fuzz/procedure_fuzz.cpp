@@ -30,7 +30,8 @@ std::string withCarriageReturns(const std::string& text) {
 }
 
 std::size_t statementsOf(const Procedure& p) {
-    return p.pipes.size() + p.triggers.size() + p.variables.size() + p.vectors.size() + p.commands.size();
+    return p.pipes.size() + p.triggers.size() + p.variables.size() + p.vectors.size() + p.tables.size() +
+           p.commands.size();
 }
 
 }  // namespace

@@ -107,7 +107,7 @@ TEST(Procedure, EachMistakeIsReportedAtItsPlaceWithAHint) {
         {"pip x : int16", "1:1 unknown declaration `pip` | did you mean `pipe`?"},
         {"FOO a",
          "1:5 expected `(` and the arguments of `FOO`, not `a` | a line is a declaration (rate, feed, constant, pipe, "
-         "trigger, variable, vector) or COMMAND ( argument, ... )"},
+         "trigger, variable, vector, table) or COMMAND ( argument, ... )"},
         {"5 (a)", "1:1 expected a declaration or a command, not `5`"},
         {"rate 1\nrate 2", "2:1 the rate is given at line 1 | leave one of the two out"},
         {"rate 0", "1:6 a rate is a positive, finite number, not `0`"},

@@ -1,0 +1,135 @@
+#include "runtime/binder/outputs.h"
+
+#include <unistd.h>
+
+#include <map>
+#include <utility>
+
+#include "runtime/files/stream_wait.h"
+
+namespace libzepl {
+
+std::vector<JointOutput> arrayOutputs(const Procedure& procedure, const BindOptions& options) {
+    std::vector<JointOutput> outputs = procedure.jointOutputs;
+    std::map<std::string, JointOutput> named;
+    for (const PipeDeclaration& pipe : procedure.pipes) {
+        if (!pipe.array.isElement() || !options.outputs.contains(pipe.array.name)) continue;
+        JointOutput& joint = named[pipe.array.name];
+        joint.name = pipe.array.name;
+        joint.place = pipe.place;
+        joint.type = pipe.type;
+        joint.elements.push_back(pipe.name);
+    }
+    for (const JointOutput& declared : outputs) named.erase(declared.name);
+    for (auto& each : named) outputs.push_back(std::move(each.second));
+    return outputs;
+}
+
+void OutputBinder::add(std::vector<BoundTable>& tables) {
+    const auto fileOf = [&](const auto& channel) { return outputFile(context_.procedure, context_.options, channel); };
+    for (const PipeDeclaration& pipe : context_.procedure.pipes)
+        if (const auto to = fileOf(pipe); to && claim(*to)) guarded(*to, [&] { addPipe(pipe, *to); });
+    for (const TriggerDeclaration& trigger : context_.procedure.triggers)
+        if (const auto to = fileOf(trigger); to && claim(*to)) guarded(*to, [&] { addTrigger(trigger, *to); });
+    for (const JointOutput& joint : arrayOutputs(context_.procedure, context_.options)) addArray(joint);
+    for (BoundTable& table : tables) addTable(table);
+}
+
+// False, with the mistake reported, when the file is an input or the output of another channel.
+bool OutputBinder::claim(const ChannelFile& file) {
+    const bool standard = isStandardStream(file.path);
+    const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);
+    const std::string name = standard ? "standard output" : libzepl::quoted(file.path.string());
+    if (!identity.empty() && context_.inputFiles.contains(identity)) {
+        refuse(file, name + " is also an input", "write to another file");
+        return false;
+    }
+    const bool first = !standard || files_.insert("-").second;
+    if (first && (identity.empty() || files_.insert(identity).second)) return true;
+    refuse(file, name + " is written by another channel", "give each output a file of its own");
+    return false;
+}
+
+void OutputBinder::refuse(const ChannelFile& file, const std::string& message, std::string remedy) {
+    diagnostics_.push_back({Severity::error, file.clause.place,
+                            (file.option.empty() ? "" : file.option + ": ") + message, std::move(remedy)});
+}
+
+template <class Step>
+void OutputBinder::guarded(const ChannelFile& file, Step step) {
+    try {
+        step();
+    } catch (const Interrupted&) {
+        throw;
+    } catch (const Problem& problem) {
+        refuse(file, problem.what(), problem.remedy());
+    }
+}
+
+void OutputBinder::addPipe(const PipeDeclaration& pipe, const ChannelFile& to) {
+    const PipeId id = context_.names.pipes.at(pipe.name);
+    WriteRequest request = writeRequest(to, pipe, rateOf(to));
+    request.output = outputOptions();
+    session_.setOutput(id, createSink(request), request.limit);
+    if (!to.clause.rate && statesRate(request.path, request.format))
+        session_.noteRate(id, {to.path.string(), request.rate, !context_.rates.rate()});
+}
+
+void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFile& to) {
+    const FileClause& clause = to.clause;
+    const auto secondsRate = clause.withSeconds ? std::optional(rateOf(to)) : std::nullopt;
+    session_.setOutput(context_.names.triggers.at(trigger.name),
+                       createTriggerSink(to.path, outputOptions(), clause.format, secondsRate), clause.limit);
+    if (clause.withSeconds && !context_.rates.rate())
+        session_.addNote(to.path.string() +
+                         " counts seconds by 1000 frames a second, which is assumed, since no input states a rate: "
+                         "`rate R` in the procedure states the right one");
+}
+
+// Each element takes as many channels as its own frames have.
+void OutputBinder::addArray(const JointOutput& joint) {
+    const std::optional<ChannelFile> to = outputFile(context_.procedure, context_.options, joint);
+    if (!claim(*to)) return;
+    int channels = 1;
+    for (const PipeDeclaration& pipe : context_.procedure.pipes)
+        if (pipe.name == joint.elements.front()) channels = static_cast<int>(pipe.interleaved.value_or(1));
+    JointOutputSettings settings{.name = joint.name, .limit = to->clause.limit};
+    if (settings.limit) *settings.limit /= static_cast<std::uint64_t>(channels);
+    std::vector<ColumnRequest> columns;
+    for (const std::string& name : joint.elements) {
+        settings.members.push_back({context_.names.pipes.at(name), static_cast<std::uint64_t>(channels)});
+        columns.push_back({.heading = name, .type = joint.type, .channels = channels});
+    }
+    guarded(*to, [&] { addJoint(*to, std::move(settings), columns, false); });
+}
+
+void OutputBinder::addTable(BoundTable& table) {
+    const FileClause& declared = table.declared->to;
+    const std::optional<ChannelFile> to = outputFile(context_.procedure, context_.options, *table.declared);
+    if (!claim(*to)) return;
+    JointOutputSettings settings{.name = declared.path, .isTable = true, .limit = to->clause.limit};
+    settings.members = table.members;
+    const bool countsSeconds = table.setRate(rateOf(*to));
+    guarded(*to, [&] { addJoint(*to, std::move(settings), table.columns, countsSeconds); });
+}
+
+void OutputBinder::addJoint(const ChannelFile& to, JointOutputSettings settings,
+                            const std::vector<ColumnRequest>& columns, bool countsSeconds) {
+    WriteRequest request{.path = to.path, .rate = rateOf(to)};
+    request.limit = settings.limit;
+    request.format = to.clause.format;
+    request.output = outputOptions();
+    session_.setOutput(std::move(settings), createJointSink(request, columns));
+    if (!to.clause.rate && (countsSeconds || statesRate(request.path, request.format)))
+        session_.noteJointRate({to.path.string(), request.rate, !context_.rates.rate(), countsSeconds});
+}
+
+double OutputBinder::rateOf(const ChannelFile& to) const {
+    return to.clause.rate.value_or(context_.rates.rate().value_or(1000));
+}
+
+OutputOptions OutputBinder::outputOptions() const {
+    return {.sync = context_.options.sync, .checkOnly = context_.options.session.setUpOnly};
+}
+
+}  // namespace libzepl

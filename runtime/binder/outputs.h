@@ -1,0 +1,54 @@
+// The outputs of a procedure: files of pipes, triggers, arrays and tables.
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "runtime/binder/arguments.h"
+#include "runtime/binder/files.h"
+#include "runtime/binder/tables.h"
+
+namespace libzepl {
+
+// What outputs follow from.
+struct OutputContext {
+    const Procedure& procedure;
+    const BindOptions& options;
+    const DeclaredNames& names;
+    const InputRates& rates;
+    const std::set<std::string>& inputFiles;  // their identities
+};
+
+// The arrays that go to a file by their declaration, and then those that the caller names.
+std::vector<JointOutput> arrayOutputs(const Procedure& procedure, const BindOptions& options);
+
+// Attaches the outputs when all inputs are known. Every mistake is added to the diagnostics.
+class OutputBinder {
+ public:
+    OutputBinder(const OutputContext& context, Session& session, std::vector<Diagnostic>& diagnostics)
+        : context_(context), session_(session), diagnostics_(diagnostics) {}
+
+    void add(std::vector<BoundTable>& tables);
+
+ private:
+    bool claim(const ChannelFile& file);
+    void refuse(const ChannelFile& file, const std::string& message, std::string remedy);
+    template <class Step>
+    void guarded(const ChannelFile& file, Step step);
+    void addPipe(const PipeDeclaration& pipe, const ChannelFile& to);
+    void addTrigger(const TriggerDeclaration& trigger, const ChannelFile& to);
+    void addArray(const JointOutput& joint);
+    void addTable(BoundTable& table);
+    void addJoint(const ChannelFile& to, JointOutputSettings settings, const std::vector<ColumnRequest>& columns,
+                  bool countsSeconds);
+    double rateOf(const ChannelFile& to) const;
+    OutputOptions outputOptions() const;
+
+    OutputContext context_;
+    Session& session_;
+    std::vector<Diagnostic>& diagnostics_;
+    std::set<std::string> files_{};  // the identities of those that are written
+};
+
+}  // namespace libzepl
