@@ -115,6 +115,9 @@ TEST_F(ToolFiles, StandardStreamsTakeFormats) {
     for (const std::string ending : {"wav", "au", "flac", "csv", "bin"}) {
         const Called called = call("run p.zp --in a=-.wav --out b=-." + ending, "a.wav");
         EXPECT_EQ(called.err, "") << ending;
+        if (ending == "wav") {
+            EXPECT_EQ(called.out.substr(20, 2), std::string("\1\0", 2)) << "the tag of integers";
+        }
         put("out." + ending, called.out);
         EXPECT_EQ(elementsOf<std::int16_t>("out." + ending), expected) << ending;
         if (ending == "wav" || ending == "au") {

@@ -262,6 +262,12 @@ TEST(Signature, TheLayoutShowsEveryPartOfASignature) {
               "    out c: a pipe of the same type as `a`\nout d: a pipe of the same type as `c`\n");
 }
 
+TEST(Signature, TheWordsOfARegionHaveTheirValues) {
+    EXPECT_EQ(regionValue("inside"), 0);
+    EXPECT_EQ(regionValue("outside"), 1);
+    EXPECT_EQ(regionValue("beside"), std::nullopt);
+}
+
 TEST(Signature, DeclaredWordsAreListed) {
     EXPECT_EQ(declaredWords(parseSignature(signatureOf("MIXRFFT"))),
               (std::vector<std::string>{"FORWARD", "REVERSE", "BARTLETT", "VONHANN", "HAMMING", "BLACKMAN", "KAISER",
