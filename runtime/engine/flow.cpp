@@ -13,9 +13,6 @@ constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max();
 bool keepsAll(const Pipe& pipe) { return pipe.keepsAll; }
 bool keepsAll(const Trigger&) { return false; }
 
-TaskState waitingState(const PipePort&) { return TaskState::waitingForElements; }
-TaskState waitingState(const TriggerPort&) { return TaskState::waitingForEvent; }
-
 template <class ChannelType>
 void wakeWriter(Engine& e, ChannelType& channel) {
     Task& task = *channel.waitingWriter;
@@ -125,21 +122,6 @@ void closePort(Engine& e, PortType& port) {
         updateWriteLimit(e, channel);
     }
     port.mode = PortMode::closed;
-}
-
-template <class PortType>
-void waitForElements(Engine& e, PortType& port, std::uint64_t n) {
-    if constexpr (std::is_same_v<PortType, PipePort>) raiseCapacity(e, *port.channel, n);
-    Task& task = *port.task;
-    while (port.available() < n) {
-        noteUnderrun(e, port);
-        port.wanted = n;
-        ++port.channel->waitingReaders;
-        port.channel->notifyOnWrite = true;
-        task.state = waitingState(port);
-        task.waitingAt = &port;
-        switchAway(e);
-    }
 }
 
 template <class PortType>
@@ -314,8 +296,6 @@ template void closePort(Engine&, PipePort&);
 template void closePort(Engine&, TriggerPort&);
 template void updateWriteLimit(Engine&, Pipe&);
 template void updateWriteLimit(Engine&, Trigger&);
-template void waitForElements(Engine&, PipePort&, std::uint64_t);
-template void waitForElements(Engine&, TriggerPort&, std::uint64_t);
 template bool waitForRoom(Engine&, PipePort&);
 template bool waitForRoom(Engine&, TriggerPort&);
 template void discardWrite(Engine&, PipePort&, std::uint64_t);

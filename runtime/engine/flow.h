@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <type_traits>
 
 #include "runtime/engine/engine.h"
 #include "runtime/engine/storage.h"
@@ -24,10 +25,6 @@ void closePort(Engine& e, PortType& port);
 // Brings the channel's tail, its write limit, and whether it discards what is written up to date.
 template <class ChannelType>
 void updateWriteLimit(Engine& e, ChannelType& channel);
-
-// Waits until `n` are there for the port.
-template <class PortType>
-void waitForElements(Engine& e, PortType& port, std::uint64_t n);
 
 // Waits until the channel takes more; false when nobody reads it.
 template <class PortType>
@@ -73,6 +70,25 @@ void readClock(Engine& e, Task& task);
 template <class PortType>
 void noteUnderrun(Engine& e, PortType& port) {
     port.underrunRound = e.scheduler.round;
+}
+
+// Waits until `n` are there for the port. In line: a task that is resumed returns through all the calls that led to the
+// switch, and each of these returns is one that the processor cannot foresee.
+template <class PortType>
+[[gnu::always_inline]] inline void waitForElements(Engine& e, PortType& port, std::uint64_t n) {
+    constexpr bool isPipe = std::is_same_v<PortType, PipePort>;
+    if constexpr (isPipe)
+        if (n > port.channel->capacity) raiseCapacity(e, *port.channel, n);
+    Task& task = *port.task;
+    while (port.available() < n) {
+        noteUnderrun(e, port);
+        port.wanted = n;
+        ++port.channel->waitingReaders;
+        port.channel->notifyOnWrite = true;
+        task.state = isPipe ? TaskState::waitingForElements : TaskState::waitingForEvent;
+        task.waitingAt = &port;
+        switchAway(e);
+    }
 }
 
 // Whether a waiting writer may find room, since the last of the readers at the tail has gone on from `before`. So a read costs
