@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "arith/angle_table.h"
+#include "frame/approximation.h"
 #include "frame/vector_clones.h"
 
 namespace zcmds {
@@ -32,6 +33,14 @@ ZCMDS_VECTOR_CLONES void narrow(const double* from, float* to, std::int32_t n) {
     for (std::int32_t i = 0; i < n; ++i) to[i] = static_cast<float>(from[i]);
 }
 
+// Of a piece.
+void hostsAngles(const float* re, const float* im, float* angles, std::int32_t n) {
+    double x[mathematicsPiece], y[mathematicsPiece];
+    widen(re, im, x, y, n);
+    mathematics.atan2Array(y, x, y, n);
+    narrow(y, angles, n);
+}
+
 }  // namespace
 
 std::int32_t fixedAngle(std::int32_t im, std::int32_t re) {
@@ -44,10 +53,13 @@ std::int32_t fixedAngle(std::int32_t im, std::int32_t re) {
 // In double, and rounded once.
 void anglesOf(const float* re, const float* im, float* angles, std::int32_t n) {
     inPieces(n, [=](std::int32_t start, std::int32_t count) {
-        double x[mathematicsPiece], y[mathematicsPiece];
-        widen(re + start, im + start, x, y, count);
-        mathematics.atan2Array(y, x, y, count);
-        narrow(y, angles + start, count);
+        const float *x = re + start, *y = im + start;
+        float results[mathematicsPiece];
+        if (!storeApproximations(
+                results, count, [=](std::int32_t i) { return approximateAtan2(y[i], x[i]); },
+                [](double angle, std::int32_t) { return static_cast<float>(angle); }))
+            hostsAngles(x, y, results, count);
+        std::copy_n(results, count, angles + start);
     });
 }
 

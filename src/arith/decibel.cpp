@@ -7,6 +7,7 @@
 
 #include "arith/level_tables.h"
 #include "arith/value_pair.h"
+#include "frame/approximation.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
@@ -85,11 +86,14 @@ ZCMDS_VECTOR_CLONES void ratiosOf(const Real* x, double* ratios, std::int32_t n,
 }
 
 template <class Real>
-ZCMDS_VECTOR_CLONES void scaleLevels(const double* logarithms, Real* levels, std::int32_t n, Real scale) {
-    for (std::int32_t i = 0; i < n; ++i) {
-        const auto decibels = static_cast<Real>(20.0 * logarithms[i]);
-        levels[i] = decibels * scale;
-    }
+Real levelOf(double logarithm, Real scale) {
+    const auto decibels = static_cast<Real>(20.0 * logarithm);
+    return decibels * scale;
+}
+
+template <class Real>
+ZCMDS_VECTOR_CLONES void storeLevels(const double* logarithms, Real* levels, std::int32_t n, Real scale) {
+    for (std::int32_t i = 0; i < n; ++i) levels[i] = levelOf(logarithms[i], scale);
 }
 
 template <class Real>
@@ -97,8 +101,13 @@ void replaceByLevels(Real* elements, std::int32_t n, Real reference, Real scale)
     inPieces(n, [=](std::int32_t start, std::int32_t count) {
         double values[mathematicsPiece];
         ratiosOf(elements + start, values, count, reference);
+        if constexpr (std::is_same_v<Real, float>)
+            if (storeApproximations(
+                    elements + start, count, [&values](std::int32_t i) { return approximateLog10(values[i]); },
+                    [scale](double logarithm, std::int32_t) { return levelOf(logarithm, scale); }))
+                return;
         mathematics.log10Array(values, values, count);
-        scaleLevels(values, elements + start, count, scale);
+        storeLevels(values, elements + start, count, scale);
     });
 }
 

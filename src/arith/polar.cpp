@@ -1,6 +1,7 @@
 // POLAR gives the magnitudes and the angles of a complex stream.
 
 #include <algorithm>
+#include <type_traits>
 
 #include "arith/angle.h"
 #include "arith/magnitude.h"
@@ -15,14 +16,25 @@ const char* const polarSignature =
 
 namespace {
 
-template <class Element>
-void polarBlock(Element* re, Element* im, std::int32_t n) {
+template <class Real>
+void polarBlock(Real* re, Real* im, std::int32_t n) {
     inPieces(n, [=](std::int32_t start, std::int32_t count) {
-        Element angles[mathematicsPiece];
+        Real angles[mathematicsPiece];
         anglesOf(re + start, im + start, angles, count);
-        combineBlock(re + start, im + start, count, [](Element x, Element y) { return magnitude(x, y); });
+        combineBlock(re + start, im + start, count, [](Real x, Real y) { return magnitude(x, y); });
         std::copy_n(angles, count, im + start);
     });
+}
+
+// An integer's angle takes a search, in which the processor finds time for the root.
+template <class Integer>
+requires std::is_integral_v<Integer>
+void polarBlock(Integer* re, Integer* im, std::int32_t n) {
+    for (std::int32_t i = 0; i < n; ++i) {
+        const Integer x = re[i], y = im[i];
+        re[i] = magnitude(x, y);
+        im[i] = angle(x, y);
+    }
 }
 
 }  // namespace
@@ -39,7 +51,8 @@ std::uint32_t polar(ParamList list) {
     openInPlacePair(params, realPair, real, magnitudes, 1000);
     openInPlacePair(params, imaginaryPair, imaginary, angles, 1000);
     return forElementType(zepl::param_type(list, 1), [&]<class Element>() -> std::uint32_t {
-        processPairs<Element>(real, imaginary, magnitudes, angles, polarBlock<Element>);
+        processPairs<Element>(real, imaginary, magnitudes, angles,
+                              [](Element* re, Element* im, std::int32_t n) { polarBlock(re, im, n); });
     });
 }
 

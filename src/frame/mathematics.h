@@ -1,5 +1,6 @@
-// The transcendental functions, bound to the host's at start-up. Nothing else computes them, since the same bits on every
-// processor come from the host's alone. (Square root, absolute value and floor are exact, so commands compute them in line.)
+// The transcendental functions, bound to the host's at start-up. Results are these to the bit, since the same bits on every
+// processor come from the host's alone; approximation.h says where they need not be called for that. (Square root, absolute
+// value and floor are exact, so commands compute them in line.)
 #pragma once
 
 #include <algorithm>

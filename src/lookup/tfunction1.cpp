@@ -29,7 +29,7 @@ ZCMDS_VECTOR_CLONES void ratiosOf(const Element* realIn, const Element* imaginar
         const auto r1 = static_cast<double>(realIn[i]), i1 = static_cast<double>(imaginaryIn[i]);
         const auto r2 = static_cast<double>(realOut[i]), i2 = static_cast<double>(imaginaryOut[i]);
         const double m1 = std::sqrt(r1 * r1 + i1 * i1), m2 = std::sqrt(r2 * r2 + i2 * i2);
-        piece.weak[i] = (m1 < lim1) | (m2 < lim2);
+        piece.kept[i] = ((m1 < lim1) | (m2 < lim2)) ? 0 : ~std::uint64_t{0};
         piece.ratio[i] = m2 / m1;
         piece.x[i] = r1 * r2 + i1 * i2;
         piece.y[i] = r1 * i2 - r2 * i1;

@@ -27,7 +27,7 @@ ZCMDS_VECTOR_CLONES void ratiosOf(const Element* power, const Element* realCross
         const auto r1 = static_cast<double>(power[i]);
         const auto r2 = static_cast<double>(realCross[i]), i2 = static_cast<double>(imaginaryCross[i]);
         const double m1 = std::sqrt(r1), m2 = std::sqrt(r2 * r2 + i2 * i2);
-        piece.weak[i] = (m1 < lim1) | (m2 / m1 < lim2);
+        piece.kept[i] = ((m1 < lim1) | (m2 / m1 < lim2)) ? 0 : ~std::uint64_t{0};
         piece.ratio[i] = m2 / r1;
         piece.x[i] = r2;
         piece.y[i] = i2;
