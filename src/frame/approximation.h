@@ -17,8 +17,19 @@
 namespace zcmds {
 
 // The relative distance of an approximation from the function, and from what a host gives that is off by some units in the
-// last place, is below this. What is not a number is the quiet NaN, as the runtime's is.
+// last place, is below this; of a cosine it is the absolute one. What is not a number is the quiet NaN, as the runtime's is.
 inline constexpr double approximationError = 0x1p-43;
+
+// Where the host's value lies.
+struct Interval {
+    double low, high;
+};
+[[gnu::always_inline]] inline Interval relativelyAround(double x) {
+    return {x * (1 - approximationError), x * (1 + approximationError)};
+}
+[[gnu::always_inline]] inline Interval absolutelyAround(double x) {
+    return {x - approximationError, x + approximationError};
+}
 
 // The sum of coefficients[k] * z^k, the even and the odd powers apart: they need not wait for each other.
 template <std::size_t count>
@@ -79,15 +90,30 @@ template <std::size_t count>
     return std::bit_cast<double>((bits & number) | (quietNaN & ~number));
 }
 
-// Stores round(approximation(i), i) for each i below `n`. False where the host's value could give another of these results:
-// then the caller computes them all again, from the host's. `round` is monotone; `to` is not what it is computed from.
-template <class Element, class Approximation, class Round>
-ZCMDS_VECTOR_CLONES bool storeApproximations(Element* to, std::int32_t n, Approximation approximation, Round round) {
+// Of angles up to this many radians either way. Whole half turns are taken off in three parts, of which the first two have few
+// enough bits for exact products; the rest has a series in its square, interpolated at Chebyshev's nodes.
+inline constexpr double maxCosineAngle = 0x1p22;
+[[gnu::always_inline]] inline double approximateCos(double x) {
+    constexpr double series[] = {0x1.fffffffffffefp-1,   -0x1.ffffffffff8eap-2, 0x1.55555555372a2p-5,
+                                 -0x1.6c16c15fdb019p-10, 0x1.a019fcc05496ep-16, -0x1.27e3ed51196cep-22,
+                                 0x1.1eacab601dbb1p-29,  -0x1.834e7308230c0p-37};
+    constexpr double halfTurn[] = {0x1.921fb54400000p+1, 0x1.0b4611a600000p-33, 0x1.3198a2e037073p-68};
+    constexpr double integers = 0x1.8p52;
+    const double shifted = x * std::numbers::inv_pi + integers, turns = shifted - integers;
+    const double rest = ((x - turns * halfTurn[0]) - turns * halfTurn[1]) - turns * halfTurn[2];
+    const std::uint64_t sign = std::bit_cast<std::uint64_t>(shifted) << 63;  // an odd number of half turns
+    return std::bit_cast<double>(std::bit_cast<std::uint64_t>(polynomial(series, rest * rest)) ^ sign);
+}
+
+// Stores what the host's value at each i below `n` is rounded to. False where interval(i), in which it lies, leaves that open:
+// then the caller computes them all again, from the host's. round(x, i) is monotone; `to` is not what it is computed from.
+template <class Element, class Locate, class Round>
+ZCMDS_VECTOR_CLONES bool storeApproximations(Element* to, std::int32_t n, Locate interval, Round round) {
     using Bits = std::conditional_t<sizeof(Element) == 2, std::uint16_t, std::uint32_t>;
     Bits differing = 0;
     for (std::int32_t i = 0; i < n; ++i) {
-        const double x = approximation(i);
-        const Element low = round(x * (1 - approximationError), i), high = round(x * (1 + approximationError), i);
+        const Interval ends = interval(i);
+        const Element low = round(ends.low, i), high = round(ends.high, i);
         to[i] = low;
         differing = static_cast<Bits>(differing | (std::bit_cast<Bits>(low) ^ std::bit_cast<Bits>(high)));
     }

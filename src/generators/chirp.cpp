@@ -1,10 +1,13 @@
 // CHIRP generates a frequency sweep. One sweep is computed at set-up, into the output's own buffer, and sent again and again.
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <initializer_list>
 #include <numbers>
+#include <type_traits>
 
+#include "frame/approximation.h"
 #include "frame/checks.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
@@ -47,12 +50,29 @@ struct ChirpState {
     double highOmega = 0;   // radians per sample
 };
 
-// The samples from `start` on at `n` angles, in whose place their cosines are left.
 template <class Element>
-ZCMDS_VECTOR_CLONES void emit(const ChirpState& state, std::int32_t start, double* angles, std::int32_t n) {
-    mathematics.cosArray(angles, angles, n);
+ZCMDS_VECTOR_CLONES void storeSamples(const double* cosines, Element* samples, std::int32_t n, double amplitude) {
+    for (std::int32_t i = 0; i < n; ++i) samples[i] = truncateTo<Element>(cosines[i] * amplitude);
+}
+
+// The samples at `n` angles, where approximations are enough. The angles grow but for some radians, so the ends stand for all.
+template <class Element>
+bool approximateSamples(const double* angles, Element* samples, std::int32_t n, double amplitude) {
+    const double furthest = std::max(std::fabs(angles[0]), std::fabs(angles[n - 1]));
+    return furthest < maxCosineAngle / 2 &&
+           storeApproximations(
+               samples, n, [angles](std::int32_t i) { return absolutelyAround(approximateCos(angles[i])); },
+               [amplitude](double cosine, std::int32_t) { return truncateTo<Element>(cosine * amplitude); });
+}
+
+// The samples from `start` on at `n` angles, in whose place their cosines may be left.
+template <class Element>
+void emit(const ChirpState& state, std::int32_t start, double* angles, std::int32_t n) {
     Element* const samples = static_cast<Element*>(state.sweepData) + start;
-    for (std::int32_t i = 0; i < n; ++i) samples[i] = truncateTo<Element>(angles[i] * state.amplitude);
+    if constexpr (!std::is_same_v<Element, double>)
+        if (approximateSamples(angles, samples, n, state.amplitude)) return;
+    mathematics.cosArray(angles, angles, n);
+    storeSamples(angles, samples, n, state.amplitude);
 }
 
 // How far sample `n` is on the way from the low to the high frequency: 0 to 1 over the sweep, or to 1 at its middle and back.

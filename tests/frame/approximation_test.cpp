@@ -48,6 +48,15 @@ TEST(Approximation, AnglesAreNearTheHosts) {
         expectNear(zcmds::approximateAtan2(a, b), zepl::atan2(a, b), "of " + written(b) + ", " + written(a));
 }
 
+TEST(Approximation, CosinesAreNearTheHosts) {
+    std::vector<double> angles = randomSamples<double>(40000, 5);
+    for (int k = -1300000; k <= 1300000; k += 613)
+        for (const double way : {-infinity, infinity})
+            angles.push_back(std::nextafter(k * (std::numbers::pi / 2), way));
+    for (const double x : angles)
+        ASSERT_NEAR(zcmds::approximateCos(x), zepl::cos(x), zcmds::approximationError / 4) << "of " << written(x);
+}
+
 // Each lies so near to the middle between two results that the ends of the error's interval differ, and the wrong one is taken
 // where nothing is asked.
 TEST(Approximation, AResultThatIsNotCertainIsTheHosts) {
