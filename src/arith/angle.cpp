@@ -56,7 +56,7 @@ void anglesOf(const float* re, const float* im, float* angles, std::int32_t n) {
         const float *x = re + start, *y = im + start;
         float results[mathematicsPiece];
         if (!storeApproximations(
-                results, count, [=](std::int32_t i) { return relativelyAround(approximateAtan2(y[i], x[i])); },
+                results, count, [=](std::int32_t i) { return angleAround(y[i], x[i]); },
                 [](double angle, std::int32_t) { return static_cast<float>(angle); }))
             hostsAngles(x, y, results, count);
         std::copy_n(results, count, angles + start);

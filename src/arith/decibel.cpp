@@ -103,8 +103,7 @@ void replaceByLevels(Real* elements, std::int32_t n, Real reference, Real scale)
         ratiosOf(elements + start, values, count, reference);
         if constexpr (std::is_same_v<Real, float>)
             if (storeApproximations(
-                    elements + start, count,
-                    [&values](std::int32_t i) { return relativelyAround(approximateLog10(values[i])); },
+                    elements + start, count, [&values](std::int32_t i) { return logarithmAround(values[i]); },
                     [scale](double logarithm, std::int32_t) { return levelOf(logarithm, scale); }))
                 return;
         mathematics.log10Array(values, values, count);

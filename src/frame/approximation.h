@@ -20,17 +20,6 @@ namespace zcmds {
 // last place, is below this; of a cosine it is the absolute one. What is not a number is the quiet NaN, as the runtime's is.
 inline constexpr double approximationError = 0x1p-43;
 
-// Where the host's value lies.
-struct Interval {
-    double low, high;
-};
-[[gnu::always_inline]] inline Interval relativelyAround(double x) {
-    return {x * (1 - approximationError), x * (1 + approximationError)};
-}
-[[gnu::always_inline]] inline Interval absolutelyAround(double x) {
-    return {x - approximationError, x + approximationError};
-}
-
 // The sum of coefficients[k] * z^k, the even and the odd powers apart: they need not wait for each other.
 template <std::size_t count>
 [[gnu::always_inline]] inline double polynomial(const double (&coefficients)[count], double z) {
@@ -65,29 +54,23 @@ template <std::size_t count>
            (x <= Limits::max() ? 0 : Limits::infinity());
 }
 
-// Of parts that are up to 1e300 or infinite; where the result is below 1e-200 its error is absolute. The quotient of the parts,
-// the smaller above the larger, is turned to within an eighth of a half turn, where a series in its square, interpolated at
-// Chebyshev's nodes, gives the angle.
+// Of parts up to 1e300, or one of them infinite; where both are it is no number. Where it is below 1e-200 its error is absolute.
+// The quotient of the parts, the smaller above the larger, is turned to within an eighth of a half turn, where a series in its
+// square, interpolated at Chebyshev's nodes, gives the angle.
 [[gnu::always_inline]] inline double approximateAtan2(double y, double x) {
     constexpr double series[] = {0x1.fffffffffff0fp-1,  -0x1.55555554e6115p-2, 0x1.99999911d787ep-3,
                                  -0x1.2492291db1906p-3, 0x1.c714d4c311554p-4,  -0x1.73d9d72891b8bp-4,
                                  0x1.35cf2e1ebd059p-4,  -0x1.e13d4fe7944cap-5, 0x1.f65f98a6d1466p-6};
-    constexpr double tangent = std::numbers::sqrt2 - 1, quarter = std::numbers::pi / 2,
-                     least = std::numeric_limits<double>::denorm_min();
-    constexpr auto quietNaN = std::bit_cast<std::uint64_t>(std::numeric_limits<double>::quiet_NaN());
+    constexpr double tangent = std::numbers::sqrt2 - 1, quarter = std::numbers::pi / 2;
     const double height = std::fabs(y), width = std::fabs(x);
     const bool isSteep = height > width;
     const double larger = isSteep ? height : width, smaller = isSteep ? width : height;
-    const bool isFar = smaller >= tangent * larger + least;  // not where both are 0, but where both are infinite
-    const double less = smaller == larger ? 0 : smaller - larger;
-    const double dividend = isFar ? less : smaller, divisor = isFar ? smaller + larger : larger;
+    const bool isFar = smaller > tangent * larger;
+    const double dividend = isFar ? smaller - larger : smaller, divisor = isFar ? smaller + larger : larger;
     const double ratio = dividend / (divisor == 0 ? 1 : divisor);
     const double angle = ratio * polynomial(series, ratio * ratio) + (isFar ? quarter / 2 : 0);
     const double upward = isSteep ? quarter - angle : angle;
-    const double turned = (quarter - std::copysign(quarter, x)) + std::copysign(upward, x);
-    const std::uint64_t number = turned == turned ? ~std::uint64_t{0} : 0;
-    const auto bits = std::bit_cast<std::uint64_t>(std::copysign(turned, y));
-    return std::bit_cast<double>((bits & number) | (quietNaN & ~number));
+    return std::copysign((quarter - std::copysign(quarter, x)) + std::copysign(upward, x), y);
 }
 
 // Of angles up to this many radians either way. Whole half turns are taken off in three parts, of which the first two have few
@@ -103,6 +86,25 @@ inline constexpr double maxCosineAngle = 0x1p22;
     const double rest = ((x - turns * halfTurn[0]) - turns * halfTurn[1]) - turns * halfTurn[2];
     const std::uint64_t sign = std::bit_cast<std::uint64_t>(shifted) << 63;  // an odd number of half turns
     return std::bit_cast<double>(std::bit_cast<std::uint64_t>(polynomial(series, rest * rest)) ^ sign);
+}
+
+// Where the host's value lies.
+struct Interval {
+    double low, high;
+};
+[[gnu::always_inline]] inline Interval logarithmAround(double x) {
+    const double near = approximateLog10(x);
+    return {near * (1 - approximationError), near * (1 + approximationError)};
+}
+// What is no number leaves it to the host: its other end is 0.
+[[gnu::always_inline]] inline Interval angleAround(double y, double x) {
+    const double near = approximateAtan2(y, x), high = near * (1 + approximationError);
+    const std::uint64_t number = near == near ? ~std::uint64_t{0} : 0;
+    return {near * (1 - approximationError), std::bit_cast<double>(std::bit_cast<std::uint64_t>(high) & number)};
+}
+[[gnu::always_inline]] inline Interval cosineAround(double x) {
+    const double near = approximateCos(x);
+    return {near - approximationError, near + approximationError};
 }
 
 // Stores what the host's value at each i below `n` is rounded to. False where interval(i), in which it lies, leaves that open:

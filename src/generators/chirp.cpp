@@ -61,7 +61,7 @@ bool approximateSamples(const double* angles, Element* samples, std::int32_t n, 
     const double furthest = std::max(std::fabs(angles[0]), std::fabs(angles[n - 1]));
     return furthest < maxCosineAngle / 2 &&
            storeApproximations(
-               samples, n, [angles](std::int32_t i) { return absolutelyAround(approximateCos(angles[i])); },
+               samples, n, [angles](std::int32_t i) { return cosineAround(angles[i]); },
                [amplitude](double cosine, std::int32_t) { return truncateTo<Element>(cosine * amplitude); });
 }
 

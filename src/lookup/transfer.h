@@ -69,7 +69,7 @@ ZCMDS_VECTOR_CLONES void storeTransfer(const TransferPiece& piece, double scale,
 template <class Element>
 bool storeMagnitudes(const TransferPiece& piece, double scale, Element* mag, std::int32_t n) {
     return storeApproximations(
-        mag, n, [&ratio = piece.ratio](std::int32_t i) { return relativelyAround(approximateLog10(ratio[i])); },
+        mag, n, [&ratio = piece.ratio](std::int32_t i) { return logarithmAround(ratio[i]); },
         [&kept = piece.kept, scale](double logarithm, std::int32_t i) {
             return magnitudeOf<Element>(logarithm, kept[i], scale);
         });
@@ -77,8 +77,7 @@ bool storeMagnitudes(const TransferPiece& piece, double scale, Element* mag, std
 template <class Element>
 bool storePhases(const TransferPiece& piece, Element* phase, std::int32_t n) {
     return storeApproximations(
-        phase, n,
-        [&x = piece.x, &y = piece.y](std::int32_t i) { return relativelyAround(approximateAtan2(y[i], x[i])); },
+        phase, n, [&x = piece.x, &y = piece.y](std::int32_t i) { return angleAround(y[i], x[i]); },
         [&kept = piece.kept](double angle, std::int32_t i) { return phaseOf<Element>(angle, kept[i]); });
 }
 
