@@ -54,6 +54,11 @@ TEST(Chirp, EachBitFollowsTheRule) {
     }
 }
 
+TEST(Chirp, AFarPhaseIsTheHosts) {
+    EXPECT_EQ(generated<float>(R"(CHIRP ("LIN", "UNIDIR", 1.0, 1, 10, 10, -4e9, out))", 1),
+              std::vector{static_cast<float>(zepl::cos(-4e9))});
+}
+
 TEST(Chirp, SweepsRepeatWhole) {
     for (const std::size_t length : {1U, 2U, 2048U, 2049U, 4097U}) {
         const std::string call = R"(CHIRP ("LOG", "UNIDIR", 30000, )" + std::to_string(length) + ", 10, 100, 0.5, out)";
