@@ -45,6 +45,32 @@ struct TaskRemark {
     Diagnostic said;  // without the task's name
 };
 
+std::vector<TaskRemark> remarksOfTasks(const Procedure& procedure, const Report& report,
+                                       const std::vector<std::string>& advice) {
+    std::vector<TaskRemark> remarks;
+    for (std::size_t i = 0; i < report.tasks.size() && i < procedure.commands.size(); ++i) {
+        const TaskReport& task = report.tasks[i];
+        const CommandUse& use = procedure.commands[i];
+        const bool runs = task.state == TaskReport::State::waiting || task.state == TaskReport::State::running;
+        if (!runs)
+            remarks.push_back({i, {Severity::error, placeOf(use, task.index), ": " + task.text, remedyOf(task)}});
+        else if (i < advice.size() && !advice[i].empty() && task.began)
+            remarks.push_back(
+                {i, {Severity::warning, use.place, " took a list that its signature does not describe", advice[i]}});
+    }
+    return remarks;
+}
+
+std::vector<TaskRemark> remarksOfCautions(const Procedure& procedure, const Report& report) {
+    std::vector<TaskRemark> remarks;
+    for (const CautionReport& caution : report.cautions)
+        if (caution.task < procedure.commands.size())
+            remarks.push_back({caution.task,
+                               {caution.isArrival ? Severity::arrival : Severity::caution,
+                                procedure.commands[caution.task].place, ": " + caution.text, caution.remedy}});
+    return remarks;
+}
+
 // "ABS", "ABS[2]", "ABS[1..4]" or "ABS[1] and ABS[3]", of tasks that one command makes.
 std::string nameOf(const Procedure& procedure, const std::vector<std::size_t>& tasks) {
     const CommandUse& first = procedure.commands[tasks.front()];
@@ -104,28 +130,13 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
         return found == channels.end() ? Place{} : found->second;
     };
     if (!report.reason.empty()) addError(diagnostics, placeOfChannel(report.channel), report.reason, report.remedy);
-    std::vector<TaskRemark> remarks;
-    for (std::size_t i = 0; i < report.tasks.size() && i < procedure.commands.size(); ++i) {
-        const TaskReport& task = report.tasks[i];
-        const CommandUse& use = procedure.commands[i];
-        const bool runs = task.state == TaskReport::State::waiting || task.state == TaskReport::State::running;
-        if (!runs)
-            remarks.push_back({i, {Severity::error, placeOf(use, task.index), ": " + task.text, remedyOf(task)}});
-        else if (i < advice.size() && !advice[i].empty() && task.began)
-            remarks.push_back(
-                {i, {Severity::warning, use.place, " took a list that its signature does not describe", advice[i]}});
-    }
-    for (Diagnostic& each : gathered(procedure, remarks)) diagnostics.push_back(std::move(each));
+    for (Diagnostic& each : gathered(procedure, remarksOfTasks(procedure, report, advice)))
+        diagnostics.push_back(std::move(each));
     for (const std::string& name : report.unwritten)
         diagnostics.push_back({Severity::warning, placeOfChannel(name), "nobody writes " + libzepl::quoted(name),
                                "its readers would wait forever; give it a `from` file or a command that writes it"});
-    remarks.clear();
-    for (const CautionReport& caution : report.cautions)
-        if (caution.task < procedure.commands.size())
-            remarks.push_back({caution.task,
-                               {caution.isArrival ? Severity::arrival : Severity::caution,
-                                procedure.commands[caution.task].place, ": " + caution.text, caution.remedy}});
-    for (Diagnostic& each : gathered(procedure, remarks)) diagnostics.push_back(std::move(each));
+    for (Diagnostic& each : gathered(procedure, remarksOfCautions(procedure, report)))
+        diagnostics.push_back(std::move(each));
     if (diagnostics.size() > maxDiagnostics) {
         const std::string more = std::to_string(diagnostics.size() - maxDiagnostics);
         diagnostics.resize(maxDiagnostics);

@@ -335,7 +335,7 @@ TEST_F(ArrayFiles, ChannelsOfOneStreamAreTakenApart) {
     };
     const auto sources = split(enough);
     EXPECT_EQ(sources[1]->length(), 50000U);
-    for (const std::size_t channel : {1, 2}) {
+    for (const std::size_t channel : {std::size_t{1}, std::size_t{2}}) {
         std::vector<std::int16_t> expected;
         for (std::size_t i = channel; i < 3 * 50000; i += 3) expected.push_back(samples[i]);
         EXPECT_EQ(elementsOf<std::int16_t>(*sources[channel - 1]), expected) << channel;
