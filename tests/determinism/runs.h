@@ -5,6 +5,7 @@
 
 #include "runtime/binder.h"
 #include "tests/determinism/recordings.h"
+#include "tests/support/rows_sink.h"
 #include "tests/support/session_support.h"
 
 namespace libzepl {
@@ -109,22 +110,6 @@ class BytesSink : public Sink {
  private:
     std::string& bytes_;
     std::size_t width_;
-};
-
-// The rows of a table, as the bytes of one element after the other.
-class RowsSink : public JointSink {
- public:
-    RowsSink(std::string& bytes, std::vector<std::size_t> widths) : bytes_(bytes), widths_(std::move(widths)) {}
-    void write(const void* const* columns, std::size_t frames) override {
-        for (std::size_t row = 0; row < frames; ++row)
-            for (std::size_t i = 0; i < widths_.size(); ++i)
-                bytes_.append(static_cast<const char*>(columns[i]) + row * widths_[i], widths_[i]);
-    }
-    void finish() override {}
-
- private:
-    std::string& bytes_;
-    std::vector<std::size_t> widths_;
 };
 
 // A procedure whose files are the recordings of recordings.h and what a Run holds.

@@ -1,114 +1,88 @@
 // Outputs that take several pipes side by side: which frames come, what waits, what ends them, and what is said of the rest.
 
+#include "tests/support/rows_sink.h"
 #include "tests/support/session_support.h"
 
 namespace libzepl {
 namespace {
 
-// The frames that came, as "1 2", and whether the sink was finished.
-struct FrameLog {
-    Lines frames;
-    int finished = 0;
-};
+using Rows = std::vector<std::int32_t>;  // frame by frame
 
-class FrameLogSink : public JointSink {
- public:
-    FrameLogSink(FrameLog& log, std::vector<std::size_t> widths) : log_(log), widths_(std::move(widths)) {}
-    void write(const void* const* columns, std::size_t frames) override {
-        for (std::size_t frame = 0; frame < frames; ++frame) {
-            std::string line;
-            for (std::size_t i = 0; i < widths_.size(); ++i)
-                for (std::size_t k = 0; k < widths_[i]; ++k) {
-                    const auto* column = static_cast<const std::int32_t*>(columns[i]);
-                    line += (line.empty() ? "" : " ") + std::to_string(column[frame * widths_[i] + k]);
-                }
-            log_.frames.push_back(std::move(line));
-        }
+// A session with a table `t`.
+struct TableSession : TestSession {
+    using TestSession::TestSession;
+
+    void table(std::vector<JointMember> members, std::optional<std::uint64_t> limit = {}) {
+        std::vector<std::size_t> widths;
+        for (const JointMember& member : members) widths.push_back(member.channels * sizeof(std::int32_t));
+        setOutput({.name = "t", .isTable = true, .members = std::move(members), .limit = limit},
+                  std::make_unique<RowsSink>(bytes, std::move(widths)));
     }
-    void finish() override { ++log_.finished; }
+    Rows rows() const {
+        Rows rows(bytes.size() / sizeof(std::int32_t));
+        if (!rows.empty()) std::memcpy(rows.data(), bytes.data(), bytes.size());
+        return rows;
+    }
 
- private:
-    FrameLog& log_;
-    std::vector<std::size_t> widths_;
+    std::string bytes{};
 };
 
-// Attaches a table `t` of these pipes, each of as many elements to a frame as is written.
-void setTable(Session& session, FrameLog& log, std::vector<JointMember> members,
-              std::optional<std::uint64_t> limit = {}) {
-    std::vector<std::size_t> widths;
-    for (const JointMember& member : members) widths.push_back(member.channels);
-    session.setOutput({.name = "t", .isTable = true, .members = std::move(members), .limit = limit},
-                      std::make_unique<FrameLogSink>(log, std::move(widths)));
-}
-
-Lines framesUpTo(std::int32_t count, std::int32_t from = 0) {
-    Lines frames;
-    for (std::int32_t n = from; n < count; ++n) frames.push_back(std::to_string(n) + " " + std::to_string(n));
-    return frames;
+// 0 0, 1 1, 2 2 and so on.
+Rows pairsUpTo(std::int32_t count) {
+    Rows rows;
+    for (std::int32_t n = 0; n < count; ++n) rows.insert(rows.end(), {n, n});
+    return rows;
 }
 
 TEST(JointOutputs, TakeAFrameWhenEveryPipeHasItsSample) {
-    for (const FeedPolicy feed :
-         {FeedPolicy{}, FeedPolicy{FeedPolicy::Kind::pieces, 7, 0}, FeedPolicy{FeedPolicy::Kind::whole, 0, 0},
-          FeedPolicy{FeedPolicy::Kind::random, 0, 5}, FeedPolicy{FeedPolicy::Kind::lockstep, 0, 0}}) {
-        FrameLog log;
-        TestSession session({.feed = feed});
+    for (const FeedPolicy::Kind kind :
+         {FeedPolicy::Kind::pieces, FeedPolicy::Kind::whole, FeedPolicy::Kind::random, FeedPolicy::Kind::lockstep}) {
+        TableSession session({.feed = {kind, 7, 5}});
         const PipeId a = session.input("a", countUp(5000), 8), b = session.pipe("b", 3000);
         session.task("ABS", session.input("source", countUp(5000)), b);
-        setTable(session, log, {{a}, {b}});
+        session.table({{a}, {b}});
         EXPECT_EQ(session.run().notes, Lines());
-        EXPECT_EQ(log.frames, framesUpTo(5000));
-        EXPECT_EQ(log.finished, 1);
+        EXPECT_EQ(session.rows(), pairsUpTo(5000));
     }
 }
 
 TEST(JointOutputs, TakeWholeFramesOfInterleavedPipesOverTheEndOfTheirStorage) {
-    FrameLog log;
-    TestSession session;
+    TableSession session;
     const PipeId three = session.input("three", countUp(3 * 50 + 2), 8), one = session.input("one", countUp(60));
-    setTable(session, log, {{three, 3}, {one}});
+    session.table({{three, 3}, {one}});
     EXPECT_EQ(
         session.run().notes,
         Lines({"`t` has 50 rows, all that `three` has; not written: 2 samples of `three` and 10 samples of `one`"}));
-    ASSERT_EQ(log.frames.size(), 50U);
-    for (std::int32_t n = 0; n < 50; ++n)
-        EXPECT_EQ(log.frames[static_cast<std::size_t>(n)], std::to_string(3 * n) + " " + std::to_string(3 * n + 1) +
-                                                               " " + std::to_string(3 * n + 2) + " " +
-                                                               std::to_string(n));
+    Rows expected;
+    for (std::int32_t n = 0; n < 50; ++n) expected.insert(expected.end(), {3 * n, 3 * n + 1, 3 * n + 2, n});
+    EXPECT_EQ(session.rows(), expected);
 }
 
-TEST(JointOutputs, WhatIsAheadWaitsInItsPipe) {
-    FrameLog log;
-    TestSession session;
-    const PipeId a = session.input("a", countUp(3000), 8), b = session.pipe("b", 8);
-    session.script("open_read:2 open_read:3 open_write:4 3000( pipe_get:2 ) 3000( move:3,4 )", a,
-                   session.input("source", countUp(3000), 8), b);
-    setTable(session, log, {{a}, {b}});
-    EXPECT_EQ(session.run().notes, Lines());
-    EXPECT_EQ(log.frames, framesUpTo(3000));
-}
-
-TEST(JointOutputs, WithoutMemoryTheReasonNamesWhoIsBehind) {
-    FrameLog log;
-    TestSession session({.memoryLimit = 3 << 20});
-    const PipeId a = session.input("a", countUp(2000000)), early = session.pipe("early"), late = session.pipe("late");
-    session.script("open_read:2 open_write:3 open_write:4 100( move:2,3 ) 100( pipe_put:4,1 ) *( move:2,3 )", a, early,
-                   late);
-    setTable(session, log, {{late}, {early}});
-    const Report report = session.run();
-    EXPECT_EQ(report.status, Report::Status::failed);
-    EXPECT_EQ(
-        report.reason,
-        "the pipe `early` needs more than 262144 elements to keep the procedure moving, and no memory is left for "
-        "it; `t` waits for `late`, which is 262144 samples behind `early`");
-    EXPECT_EQ(report.remedy, "raise --memory, or write the pipes to files of their own");
-    EXPECT_EQ(log.frames.size(), 100U);
+// One task writes 100 samples of each pipe, and then the rest of one before the other's.
+TEST(JointOutputs, WhatIsAheadWaitsWhileThereIsMemoryAndThenTheReasonNamesWhoIsBehind) {
+    for (const bool isEnough : {true, false}) {
+        const std::string rest = isEnough ? "9900" : "1999900";
+        TableSession session({.memoryLimit = 3 << 20});
+        const PipeId a = session.input("a", countUp(2000000)), early = session.pipe("early");
+        const PipeId late = session.pipe("late");
+        session.script("open_read:2 open_write:3 open_write:4 100( pipe_get:2 pipe_put:3,$ pipe_put:4,7 ) " + rest +
+                           "( move:2,3 ) " + rest + "( pipe_put:4,7 ) exit:0",
+                       a, early, late);
+        session.table({{late}, {early}});
+        const Report report = session.run();
+        EXPECT_EQ(session.rows().size(), isEnough ? 20000U : 200U);
+        if (isEnough) continue;
+        EXPECT_EQ(
+            report.reason,
+            "the pipe `early` needs more than 262144 elements to keep the procedure moving, and no memory is left "
+            "for it; `t` waits for `late`, which is 262144 samples behind `early`");
+        EXPECT_EQ(report.remedy, "raise --memory, or write the pipes to files of their own");
+    }
 }
 
 TEST(JointOutputs, AShortPipeEndsItsTableAndCutsNothingElse) {
     for (const bool copies : {false, true}) {
-        FrameLog log;
-        TestSession session;
+        TableSession session;
         const PipeId a = session.input("a", countUp(9000), 8), other = session.output("other");
         const PipeId b = session.input("b", countUp(5));
         // The table holds up an input, or a task that has something else to write.
@@ -118,126 +92,84 @@ TEST(JointOutputs, AShortPipeEndsItsTableAndCutsNothingElse) {
                            other);
         else
             session.task("ABS", a, other);
-        setTable(session, log, {{held}, {b}});
-        EXPECT_EQ(session.run().notes,
-                  Lines({std::string("`t` has 5 rows, all that `b` has; not written: 8995 samples of `") +
-                         (copies ? "held`" : "a`")}));
-        EXPECT_EQ(log.frames, framesUpTo(5));
+        session.table({{held}, {b}});
+        EXPECT_EQ(session.run().notes, Lines({"`t` has 5 rows, all that `b` has; not written: 8995 samples of `" +
+                                              std::string(copies ? "held`" : "a`")}));
+        EXPECT_EQ(session.rows(), pairsUpTo(5));
         EXPECT_EQ(session.collected<std::int32_t>(other), countUp(9000));
     }
 }
 
-TEST(JointOutputs, SharePipesWithOtherOutputs) {
-    FrameLog first, second;
+TEST(JointOutputs, SharePipesWithOtherOutputsAndEndTheRunByTheirLimit) {
     SinkLog own;
-    TestSession session;
-    const PipeId a = session.input("a", countUp(3000)), b = session.input("b", countUp(3000));
-    setTable(session, first, {{a}, {b}});
-    setTable(session, second, {{b}, {a}}, 10);
-    session.setOutput(a, std::make_unique<LogSink>(own));
-    EXPECT_EQ(session.run().notes, Lines());
-    EXPECT_EQ(first.frames, framesUpTo(3000));
-    EXPECT_EQ(second.frames, framesUpTo(10));
-    EXPECT_EQ(own.elements, countUp(3000));
-}
-
-TEST(JointOutputs, EndTheRunByTheirLimit) {
-    FrameLog log;
-    TestSession session;
+    TableSession session;
     const PipeId a = session.pipe("a"), b = session.pipe("b");
-    session.script("open_write:2 pipe_put:2,0 *( pipe_put:2,1 )", a);
-    session.script("open_write:2 pipe_put:2,0 *( pipe_put:2,1 )", b);
-    setTable(session, log, {{a}, {b}}, 3);
+    for (const PipeId id : {a, b}) session.script("open_write:2 pipe_put:2,0 *( pipe_put:2,1 )", id);
+    session.table({{a}, {b}}, 3);
+    session.setOutput(a, std::make_unique<LogSink>(own), 3000);
     EXPECT_EQ(session.run().notes, Lines());
-    EXPECT_EQ(log.frames, Lines({"0 0", "1 1", "1 1"}));
+    EXPECT_EQ(session.rows(), Rows({0, 0, 1, 1, 1, 1}));
+    EXPECT_EQ(own.elements.size(), 3000U);
 }
 
-TEST(JointOutputs, MoveTimeByTheirFramesWhereThereAreNoInputs) {
-    FrameLog log;
-    TestSession session({.rate = 1000});
-    const PipeId a = session.pipe("a"), b = session.pipe("b");
-    session.script("open_write:2 *( pipe_put:2,1 )", a);
-    session.script("open_write:2 4( task_pause:10 pipe_put:2,1 ?sys_get_time ) *( pipe_put:2,1 )", b);
-    setTable(session, log, {{a}, {b}}, 20);
-    const Report report = session.run();
-    EXPECT_EQ(log.frames.size(), 20U);
-    EXPECT_EQ(report.console.size(), 4U);
-    EXPECT_EQ(report.status, Report::Status::ok);
-}
-
+// A generator and a loop that continues by itself are held up where the input ends.
 TEST(JointOutputs, WithoutALimitEndWithTheShortestOfTheirPipes) {
-    const struct {
-        const char* second;
-        Report::Status status;
-        const char* reason;
-    } cases[] = {
-        // A generator beside an input is held up where the input ends.
-        {"open_write:3 *( pipe_put:3,7 )", Report::Status::ok, ""},
-        // A loop that continues by itself, too.
-        {"open_read:2 open_write:3 2000( move:2,3 ) *( pipe_put:3,7 )", Report::Status::ok, ""},
-    };
-    for (const auto& [second, status, reason] : cases) {
-        FrameLog log;
-        TestSession session;
+    for (const char* second :
+         {"open_write:3 *( pipe_put:3,7 )", "open_read:2 open_write:3 2000( move:2,3 ) *( pipe_put:3,7 )"}) {
+        TableSession session;
         const PipeId a = session.input("a", countUp(2000)), b = session.pipe("b");
         session.script(second, a, b);
-        setTable(session, log, {{a}, {b}});
-        const Report report = session.run();
-        EXPECT_EQ(report.status, status) << second << report.reason;
-        EXPECT_EQ(report.reason, reason) << second;
-        EXPECT_EQ(log.frames.size(), 2000U) << second;
+        session.table({{a}, {b}});
+        EXPECT_EQ(session.run().status, Report::Status::ok) << second;
+        EXPECT_EQ(session.rows().size(), 4000U) << second;
     }
 }
 
 TEST(JointOutputs, ThatNothingWouldEndAreRefusedOrFail) {
-    FrameLog log;
-    TestSession generated;
-    const PipeId a = generated.pipe("a"), b = generated.pipe("b");
-    for (const PipeId id : {a, b}) generated.script("open_write:2 *( pipe_put:2,1 )", id);
-    setTable(generated, log, {{a}, {b}});
-    const Report refused = generated.run();
-    EXPECT_EQ(refused.status, Report::Status::refused);
-    EXPECT_EQ(refused.reason, "the output of `t` depends on no input, so nothing would end it");
-    EXPECT_EQ(refused.remedy, "give it a limit: `limit N` after its columns");
-
-    TestSession held({.patience = 100000});
-    const PipeId source = held.input("source", countUp(100)), x = held.pipe("x"), y = held.pipe("y");
-    for (const PipeId id : {x, y})
-        held.script("open_read:2 open_write:3 100( move:2,3 ) *( pipe_put:3,9 )", source, id);
-    setTable(held, log, {{x}, {y}});
-    const Report cut = held.run();
-    EXPECT_EQ(cut.status, Report::Status::failed);
-    EXPECT_EQ(cut.reason.substr(0, 36), "the output of `t` has no limit, and ") << cut.reason;
-    EXPECT_EQ(cut.channel, "t");
+    const struct {
+        const char* steps;
+        const char* reason;
+        Report::Status status;
+    } cases[] = {
+        {"open_write:3 *( pipe_put:3,1 )", "the output of `t` depends on no input, so nothing would end it",
+         Report::Status::refused},
+        {"open_read:2 open_write:3 100( move:2,3 ) *( pipe_put:3,9 )", "the output of `t` has no limit, and SCRIPT ",
+         Report::Status::failed},
+    };
+    for (const auto& [steps, reason, status] : cases) {
+        TableSession session({.patience = 100000});
+        const PipeId source = session.input("source", countUp(100)), x = session.pipe("x"), y = session.pipe("y");
+        for (const PipeId id : {x, y}) session.script(steps, source, id);
+        session.table({{x}, {y}});
+        const Report report = session.run();
+        EXPECT_EQ(report.status, status);
+        EXPECT_TRUE(report.reason.starts_with(reason)) << report.reason;
+        EXPECT_EQ(report.channel, "t");
+        EXPECT_EQ(report.remedy.substr(0, 50), "give it a limit: `limit N` after its columns" +
+                                                   std::string(status == Report::Status::failed ? "; or, " : ""));
+    }
 }
 
 // The frames of the time that a pausing task waits for come, although a table of them waits for that task.
 TEST(JointOutputs, LetTheFramesComeThatAPauseWaitsFor) {
-    FrameLog log;
-    TestSession session({.block = 16, .rate = 1000});
-    const PipeId a = session.input("a", countUp(5000), 16), b = session.pipe("b");
-    const PipeId copy = session.pipe("copy", 16);
-    session.task("ABS", a, copy);
+    TableSession session({.block = 16, .rate = 1000});
+    const PipeId b = session.pipe("b"), copy = session.pipe("copy", 16);
+    session.task("ABS", session.input("a", countUp(5000), 16), copy);
     session.script("open_write:2 3( task_pause:1000 digital_set_bit:1,1 digital_set_bit:1,0 pipe_put:2,1 )", b);
-    setTable(session, log, {{copy}, {b}});
+    session.table({{copy}, {b}});
     const Report report = session.run();
-    EXPECT_EQ(log.frames, Lines({"0 1", "1 1", "2 1"}));
+    EXPECT_EQ(session.rows(), Rows({0, 1, 1, 1, 2, 1}));
     ASSERT_EQ(report.digital.size(), 6U);
     EXPECT_GE(report.digital[0].frame, 1000U);
-    EXPECT_EQ(report.notes, Lines({"`t` has 3 rows, all that `b` has; not written: 4997 samples of `copy`"}));
 }
 
 TEST(JointOutputs, MisuseIsRefused) {
-    FrameLog log;
-    TestSession session, other;
+    TableSession session, other;
     const PipeId a = session.pipe("a"), foreign = other.pipe("foreign");
-    EXPECT_THROW(setTable(session, log, {}), Problem);
-    EXPECT_THROW(setTable(session, log, {{a, 0}}), Problem);
-    EXPECT_THROW(setTable(session, log, {{foreign}}), Problem);
+    for (const std::vector<JointMember>& members :
+         std::vector<std::vector<JointMember>>{{}, {{a, 0}}, {{a}, {foreign}}})
+        EXPECT_THROW(session.table(members), Problem);
     EXPECT_THROW(session.setOutput({.name = "t", .members = {{a}}}, nullptr), Problem);
-    session.input("in", countUp(1));
-    EXPECT_EQ(session.run().status, Report::Status::ok);
-    EXPECT_THROW(setTable(session, log, {{a}}), Problem);
 }
 
 }  // namespace
