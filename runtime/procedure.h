@@ -54,6 +54,9 @@ struct FileClause {
     bool withSeconds = false;            // a trigger's file has a column of seconds
 };
 
+struct Expression;  // a tree of runtime/expressions
+using ExpressionTree = std::shared_ptr<const Expression>;
+
 struct PipeDeclaration {
     std::string name;
     Place place;  // of the name
@@ -65,6 +68,8 @@ struct PipeDeclaration {
     Place capacityPlace;                      // of its number
     std::optional<std::int64_t> interleaved;  // channels, frame by frame
     ArrayPlace array{};
+    ExpressionTree definition{};  // what gives its samples; null where none does
+    std::string definedAs{};      // the definition as it is written
 };
 
 struct TriggerDeclaration {
@@ -142,9 +147,6 @@ struct CommandUse {
 
 // "ABS", or "ABS[2]" of a command for one index.
 std::string nameOf(const CommandUse& use);
-
-struct Expression;  // a tree of runtime/expressions
-using ExpressionTree = std::shared_ptr<const Expression>;
 
 struct ConstantDeclaration {
     std::string name;

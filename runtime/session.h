@@ -35,6 +35,8 @@
 namespace libzepl {
 
 struct Engine;
+struct Expression;  // a tree of runtime/expressions
+using ExpressionTree = std::shared_ptr<const Expression>;
 
 // What a session gave for what was added to it. Another session refuses it.
 enum class PipeId : std::uint64_t {};
@@ -130,6 +132,17 @@ struct TaskSettings {
     std::string signatureAdvice{};  // what the signature admits, where the list does not fit it: said with a refusal
 };
 
+// A pipe that an expression defines, sample by sample.
+struct DefinitionSettings {
+    PipeId pipe{};
+    ExpressionTree tree;                                 // of operators, functions of numbers, and names
+    std::vector<TaskArgument> names{};                   // pipes and variables, by the names that they have in the tree
+    std::map<std::string, std::vector<double>> pasts{};  // samples before the first, the latest last; else 0
+    std::string ownName{};                               // of the pipe, in the tree; else as it is called
+    std::string text{};                                  // as messages name the task, "power = v * i"
+    int line = 0;                                        // of the procedure; 0 is none
+};
+
 // Every misuse is a Problem, and leaves the session as it was: an id of another session, what the type or the limits do not
 // allow, a second input or output of a channel, anything added to a session that has run.
 class Session {
@@ -145,6 +158,8 @@ class Session {
     VectorId addVector(std::string name, ElementType type, std::vector<std::byte> elements);
     // The command must be in the library.
     void addTask(TaskSettings settings);
+    // The pipe must have no other source.
+    void addDefinition(DefinitionSettings settings);
 
     TaskArgument use(PipeId pipe) const;
     TaskArgument use(TriggerId trigger) const;

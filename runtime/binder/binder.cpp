@@ -13,6 +13,7 @@
 #include "runtime/binder/option_names.h"
 #include "runtime/binder/outputs.h"
 #include "runtime/binder/tables.h"
+#include "runtime/expressions/expression.h"
 #include "runtime/files/output_place.h"
 #include "runtime/files/stream_wait.h"
 
@@ -52,6 +53,9 @@ class Binder {
         ArgumentBinder binder(names_, *bound_.session, library_, diagnostics_);
         forEach(procedure_.commands,
                 [&](const CommandUse& use) { guarded(use.place, [&] { addCommand(use, binder); }); });
+        forEach(procedure_.pipes, [&](const PipeDeclaration& pipe) {
+            if (pipe.definition) guarded(pipe.place, [&] { addDefinition(pipe); });
+        });
         TableBinder tables(procedure_, names_, diagnostics_);
         forEach(procedure_.tables, [&](const TableDeclaration& table) {
             if (std::optional<BoundTable> bound = tables.bind(table)) tables_.push_back(std::move(*bound));
@@ -138,7 +142,8 @@ class Binder {
 
     void addPipe(const PipeDeclaration& declared) {
         PipeSettings settings{declared.name, declared.type, declared.capacity, {}};
-        settings.starts = bytesOf(declared.type, declared.starts);
+        // The starts of a defined pipe are the past of its first sample.
+        if (!declared.definition) settings.starts = bytesOf(declared.type, declared.starts);
         // The name is known also where the pipe is refused, so that its uses are no mistakes.
         PipeId id{};
         if (!guarded(declared.capacity ? declared.capacityPlace : declared.place,
@@ -248,6 +253,37 @@ class Binder {
         isFirstRefused_ = false;
     }
 
+    void addDefinition(const PipeDeclaration& declared) {
+        DefinitionSettings settings{.pipe = names_.pipes.at(declared.name), .tree = declared.definition};
+        collectNames(*declared.definition, settings);
+        std::string written;
+        for (char c : declared.definedAs) {
+            const bool isBlank = c == ' ' || c == '\t' || c == '\r' || c == '\n';
+            if (!isBlank || !written.ends_with(' ')) written += isBlank ? ' ' : c;
+        }
+        constexpr std::size_t most = 60;
+        if (written.size() > most) written = written.substr(0, most - 3) + "...";
+        settings.text = declared.name + " = " + written;
+        settings.line = declared.place.line;
+        bound_.session->addDefinition(std::move(settings));
+    }
+
+    void collectNames(const Expression& tree, DefinitionSettings& settings) {
+        for (const Expression& operand : tree.operands) collectNames(operand, settings);
+        if (tree.form != Expression::Form::name && tree.form != Expression::Form::index) return;
+        if (!settings.pasts.try_emplace(tree.name).second) return;
+        TaskArgument& object = settings.names.emplace_back();
+        if (const auto pipe = names_.pipes.find(tree.name); pipe != names_.pipes.end()) {
+            object = bound_.session->use(pipe->second);
+            for (const PipeDeclaration& each : procedure_.pipes)
+                if (each.name == tree.name && each.definition)
+                    for (const Number& start : each.starts) settings.pasts[tree.name].push_back(start.real);
+        } else {
+            object = bound_.session->use(names_.variables.at(tree.name));
+        }
+        object.name = tree.name;
+    }
+
     void refuseCommand(const CommandUse& use) {
         if (!knownCommands_) {
             std::vector<std::string> known;
@@ -267,6 +303,8 @@ class Binder {
         const auto anyCopies = [&](const auto& channels) {
             return std::any_of(channels.begin(), channels.end(), copies);
         };
+        const auto isDefined = [](const PipeDeclaration& pipe) { return pipe.definition != nullptr; };
+        if (std::any_of(procedure_.pipes.begin(), procedure_.pipes.end(), isDefined)) return;
         if (!procedure_.commands.empty() || !procedure_.tables.empty() || !arrayOutputs(procedure_, options_).empty())
             return;
         if (hasErrors(diagnostics_)) return;

@@ -39,6 +39,13 @@ std::map<std::string_view, Place> placesOfChannels(const Procedure& procedure) {
     return places;
 }
 
+// Of the pipe that an expression defines there.
+Place placeOfDefinition(const Procedure& procedure, int line) {
+    for (const PipeDeclaration& pipe : procedure.pipes)
+        if (pipe.definition && pipe.place.line == line) return pipe.place;
+    return {};
+}
+
 // What is to be said of one task.
 struct TaskRemark {
     std::size_t task = 0;
@@ -130,6 +137,13 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
         return found == channels.end() ? Place{} : found->second;
     };
     if (!report.reason.empty()) addError(diagnostics, placeOfChannel(report.channel), report.reason, report.remedy);
+    for (std::size_t i = procedure.commands.size(); i < report.tasks.size(); ++i) {
+        const TaskReport& task = report.tasks[i];
+        const bool runs = task.state == TaskReport::State::waiting || task.state == TaskReport::State::running;
+        if (!runs)
+            addError(diagnostics, placeOfDefinition(procedure, task.line), task.command + ": " + task.text,
+                     task.remedy);
+    }
     for (Diagnostic& each : gathered(procedure, remarksOfTasks(procedure, report, advice)))
         diagnostics.push_back(std::move(each));
     for (const std::string& name : report.unwritten)
@@ -137,6 +151,10 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
                                "its readers would wait forever; give it a `from` file or a command that writes it"});
     for (Diagnostic& each : gathered(procedure, remarksOfCautions(procedure, report)))
         diagnostics.push_back(std::move(each));
+    for (const CautionReport& caution : report.cautions)
+        if (caution.task >= procedure.commands.size())
+            diagnostics.push_back({Severity::arrival, placeOfDefinition(procedure, caution.line),
+                                   caution.command + ": " + caution.text, caution.remedy});
     if (diagnostics.size() > maxDiagnostics) {
         const std::string more = std::to_string(diagnostics.size() - maxDiagnostics);
         diagnostics.resize(maxDiagnostics);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <memory>
 #include <string>
 #include <variant>
 #include <vector>
@@ -51,6 +52,17 @@ struct Drive {
     std::uint32_t window = 256;  // what a read of something input-driven makes of it
 };
 
+struct Engine;
+struct Task;
+
+// What a task of the runtime's own runs in place of a module's command.
+struct TaskRoutine {
+    virtual ~TaskRoutine() = default;
+    virtual std::uint32_t run(Engine& e, Task& task) = 0;
+
+    Command command;  // the name of the task, for messages
+};
+
 struct Task {
     explicit Task(MemoryBudget& budget) : arena(budget) {}
 
@@ -91,6 +103,7 @@ struct Task {
 
     std::uint32_t number = 0;  // from 1; also its parameter list's handle
     const Command* command = nullptr;
+    std::unique_ptr<TaskRoutine> routine;  // of a task that runs no module's command
     int line = 0;
     std::int64_t element = 0;  // of tasks that stand in one line; 0 is none
     std::string signatureAdvice;

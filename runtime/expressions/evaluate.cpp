@@ -28,18 +28,6 @@ bool areIntegers(const std::vector<Number>& numbers) {
     return true;
 }
 
-// Whole powers of whole numbers are products, so that those that fit are exact, and so are squares and cubes.
-double powerOf(double base, double exponent) {
-    if (exponent == 2) return base * base;
-    if (exponent == 3) return base * base * base;
-    const bool isProduct =
-        std::floor(base) == base && std::floor(exponent) == exponent && exponent >= 0 && exponent < 64;
-    if (!isProduct) return zepl::pow(base, exponent);
-    double product = 1;
-    for (int i = 0; i < static_cast<int>(exponent); ++i) product *= base;
-    return product;
-}
-
 double resultOf(Operation operation, double a, double b) {
     switch (operation) {
         case Operation::add:
@@ -178,6 +166,17 @@ FilterDesign designOf(const Expression& tree, const Scope& scope, std::size_t mo
 }
 
 }  // namespace
+
+double powerOf(double base, double exponent) {
+    if (exponent == 2) return base * base;
+    if (exponent == 3) return base * base * base;
+    const bool isProduct =
+        std::floor(base) == base && std::floor(exponent) == exponent && exponent >= 0 && exponent < 64;
+    if (!isProduct) return zepl::pow(base, exponent);
+    double product = 1;
+    for (int i = 0; i < static_cast<int>(exponent); ++i) product *= base;
+    return product;
+}
 
 void refuseExpression(const Place& place, std::string message, std::string remedy) {
     throw ExpressionRefused{{Severity::error, place, std::move(message), std::move(remedy)}};

@@ -25,6 +25,10 @@ class Scope {
     virtual Number lengthOf(const Expression& name) const = 0;
 };
 
+// `base` to the power of `exponent`. Whole powers of whole numbers are products, so that those that fit are exact, and so are
+// squares and cubes.
+double powerOf(double base, double exponent);
+
 // The value, computed in double as the expression is written. It is an integer when it is whole, below 2^63, and came from
 // integers without `/`, or from floor, ceil, round or trunc. Division by zero is refused.
 Number evaluate(const Expression& tree, const Scope& scope);

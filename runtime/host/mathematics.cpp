@@ -72,6 +72,9 @@ std::span<const MathematicsForm> mathematicsForms() {
 double naturalLogarithm(double x) { return one<LIBZEPL_FUNCTION(log)>(x); }
 double tangent(double x) { return one<LIBZEPL_FUNCTION(tan)>(x); }
 
+void naturalLogarithms(const double* x, double* result, std::int32_t n) { fastest().log(x, result, n); }
+void tangents(const double* x, double* result, std::int32_t n) { fastest().tan(x, result, n); }
+
 }  // namespace libzepl
 
 namespace zepl {

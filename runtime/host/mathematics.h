@@ -15,7 +15,7 @@ using BinaryArrayFunction = void(const double* x, const double* y, double* resul
 
 struct MathematicsForm {
     const char* name;
-    UnaryArrayFunction *exp, *log10, *cos, *sin;
+    UnaryArrayFunction *exp, *log, *log10, *cos, *sin, *tan;
     BinaryArrayFunction *atan2, *pow;
 };
 

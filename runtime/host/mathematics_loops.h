@@ -58,7 +58,8 @@ void binaryArray(const double* x, const double* y, double* result, std::int32_t 
 #define LIBZEPL_FORM(text, Lanes)                                                                              \
     {                                                                                                          \
         .name = text, .exp = unaryArray<Lanes, LIBZEPL_FUNCTION(exp)>,                                         \
-        .log10 = unaryArray<Lanes, LIBZEPL_FUNCTION(log10)>, .cos = unaryArray<Lanes, LIBZEPL_FUNCTION(cos)>,  \
-        .sin = unaryArray<Lanes, LIBZEPL_FUNCTION(sin)>, .atan2 = binaryArray<Lanes, LIBZEPL_FUNCTION(atan2)>, \
+        .log = unaryArray<Lanes, LIBZEPL_FUNCTION(log)>, .log10 = unaryArray<Lanes, LIBZEPL_FUNCTION(log10)>,  \
+        .cos = unaryArray<Lanes, LIBZEPL_FUNCTION(cos)>, .sin = unaryArray<Lanes, LIBZEPL_FUNCTION(sin)>,      \
+        .tan = unaryArray<Lanes, LIBZEPL_FUNCTION(tan)>, .atan2 = binaryArray<Lanes, LIBZEPL_FUNCTION(atan2)>, \
         .pow = binaryArray<Lanes, LIBZEPL_FUNCTION(pow)>                                                       \
     }

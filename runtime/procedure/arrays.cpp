@@ -1,11 +1,15 @@
 // Elements in place of arrays.
 
 #include <map>
+#include <set>
 #include <type_traits>
 #include <utility>
 
 #include "runtime/base/wording.h"
+#include "runtime/expressions/evaluate.h"
 #include "runtime/procedure.h"
+#include "runtime/procedure/array_trees.h"
+#include "runtime/procedure/definitions.h"
 #include "runtime/tokens/lexer.h"
 
 namespace libzepl {
@@ -102,6 +106,7 @@ class Expander {
         expandAll(procedure_.triggers);
         expandAll(procedure_.variables);
         expandAll(procedure_.vectors);
+        defineElements();
         std::vector<CommandUse> uses;
         for (CommandUse& use : procedure_.commands) expandCommand(std::move(use), uses);
         procedure_.commands = std::move(uses);
@@ -130,6 +135,26 @@ class Expander {
             }
         }
         list = std::move(elements);
+    }
+
+    // What is wrong with the definition of an array is reported for its first element.
+    void defineElements() {
+        const ArrayCounts counts = [&](const std::string& name) {
+            const auto found = names_.find(name);
+            return found == names_.end() ? 0 : found->second.array.count;
+        };
+        std::set<std::string> refused;
+        for (PipeDeclaration& pipe : procedure_.pipes) {
+            if (!pipe.definition) continue;
+            try {
+                pipe.definition =
+                    std::make_shared<Expression>(treeOfElement(*pipe.definition, pipe.name, pipe.array, counts));
+            } catch (const ExpressionRefused& refusal) {
+                const std::string& name = pipe.array.isElement() ? pipe.array.name : pipe.name;
+                if (refused.insert(name).second) mistakes_.add(refusal.mistake);
+                pipe.definition.reset();
+            }
+        }
     }
 
     // False, with the mistake reported at the first time, when the procedure grows past its bound.
@@ -348,6 +373,7 @@ PipeDeclaration elementOf(const PipeDeclaration& array, std::int64_t index) {
 
 Procedure expanded(Procedure procedure, std::vector<Diagnostic>& diagnostics) {
     Expander(procedure, diagnostics).expand();
+    checkDefinitions(procedure, diagnostics);
     return procedure;
 }
 

@@ -1,5 +1,6 @@
 // What may follow the head of a declaration.
 
+#include <algorithm>
 #include <utility>
 
 #include "runtime/procedure/parser.h"
@@ -17,9 +18,10 @@ constexpr std::string_view formatClause = "format";
 }  // namespace
 
 const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
-    {"capacity", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { p.takeCapacity(to); }},
-    {"starts", inPipe, "", "", [](ProcedureParser& p, Clauses& to) { to.starts = p.takeValues(Formula::Goes::start); }},
-    {"interleaved", inPipe | inVector, "", "channel",
+    {"capacity", inPipe | inDefinition, "", "", [](ProcedureParser& p, Clauses& to) { p.takeCapacity(to); }},
+    {"starts", inPipe | inDefinition, "", "",
+     [](ProcedureParser& p, Clauses& to) { to.starts = p.takeValues(Formula::Goes::start); }},
+    {"interleaved", inPipe | inVector | inDefinition, "", "channel",
      [](ProcedureParser& p, Clauses& to) { to.interleaved = p.takeCount(Formula::Goes::interleaved); }},
     {"from", inPipe | inTrigger | inVector, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFrom(to); }},
     {"channel", inPipe | inVector, "from", "column", [](ProcedureParser& p, Clauses& to) { p.takeChannel(to); }},
@@ -27,13 +29,13 @@ const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
     {"convert", inPipe | inVector, "from", "",
      [](ProcedureParser& p, Clauses& to) { to.from.conversion = p.cursor_.takeWord("the name of a conversion").text; }},
     {"partial", inPipe | inVector, "from", "", [](ProcedureParser&, Clauses& to) { to.from.partial = true; }},
-    {"to", inPipe | inTrigger, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
-    {"limit", inPipe | inTrigger | inTable, "to", "",
+    {"to", inPipe | inTrigger | inDefinition, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
+    {"limit", inPipe | inTrigger | inDefinition | inTable, "to", "",
      [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize(Formula::Goes::limit); }},
-    {"rate", inPipe | inTable, "to", "",
+    {"rate", inPipe | inDefinition | inTable, "to", "",
      [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(Formula::Goes::fileRate); }},
     {"with", inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { p.takeColumns(to); }},
-    {formatClause, inPipe | inTrigger | inVector | inTable, "", "",
+    {formatClause, inPipe | inTrigger | inVector | inDefinition | inTable, "", "",
      [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
 }};
 
@@ -45,10 +47,11 @@ Clauses ProcedureParser::takeClauses(Declaration declaration, Clauses clauses) {
 }
 
 const ProcedureParser::ClauseRow& ProcedureParser::takeClauseWord(Declaration declaration, Clauses& clauses) {
-    std::string allowed = declaration == inPipe      ? "a pipe takes"
-                          : declaration == inTrigger ? "a trigger takes"
-                          : declaration == inVector  ? "a vector takes"
-                                                     : "a comma goes before another column; after them a table takes";
+    std::string allowed = declaration == inPipe         ? "a pipe takes"
+                          : declaration == inDefinition ? "a pipe that an expression defines takes"
+                          : declaration == inTrigger    ? "a trigger takes"
+                          : declaration == inVector     ? "a vector takes"
+                                                    : "a comma goes before another column; after them a table takes";
     const std::vector<std::string> words = clauseWords(declaration);
     for (const std::string& word : words) allowed += (word == words.front() ? " " : ", ") + word;
     if (cursor_.peek().kind != Kind::word) cursor_.refuse("a clause or the end of the line", allowed);
@@ -60,6 +63,10 @@ const ProcedureParser::ClauseRow& ProcedureParser::takeClauseWord(Declaration de
             cursor_.refuseAt(token.place, quoted(token.text) + " is given twice", "give it once");
         return row;
     }
+    const std::vector<std::string> ofPipes = clauseWords(inPipe);
+    if (declaration == inDefinition && std::find(ofPipes.begin(), ofPipes.end(), token.text) != ofPipes.end())
+        cursor_.refuseAt(token.place, quoted(token.text) + " and `=` exclude each other",
+                         "a pipe is read from a file, or an expression defines it");
     const std::string meant = suggestion(token.text, words);
     cursor_.refuseAt(token.place, "unknown clause " + quoted(token.text), meant.empty() ? allowed : meant);
 }

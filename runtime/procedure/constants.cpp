@@ -196,6 +196,11 @@ bool Constants::isNumber(const std::string& name) const {
     return isKnown && std::find(settings_.words.begin(), settings_.words.end(), name) == settings_.words.end();
 }
 
+bool Constants::standsForNumber(const std::string& name) const {
+    if (entryOfName_.contains(name)) return true;
+    return !kindOfName_.contains(name) && (name == rateName || knownNumber(name));
+}
+
 std::string Constants::kindOf(const std::string& name) const {
     const auto found = kindOfName_.find(name);
     return found == kindOfName_.end() ? "" : found->second;

@@ -32,6 +32,8 @@ class Constants : public Scope {
     ExpressionTree parseOption(const std::shared_ptr<const SourceText>& text);
     // Whether an argument of that name is a number.
     bool isNumber(const std::string& name) const;
+    // The same in an expression, where the words of commands mean nothing.
+    bool standsForNumber(const std::string& name) const;
     // "pipe", "variable" and so on; empty for what is not declared, or is a constant.
     std::string kindOf(const std::string& name) const;
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "runtime/procedure/constants.h"
+#include "runtime/procedure/definitions.h"
 #include "runtime/procedure/quantities.h"
 
 namespace libzepl {
@@ -28,6 +29,8 @@ class ProcedureEvaluator {
         for (const Formula& formula : procedure_.formulas)
             if (formula.goes != Goes::rate) place(formula);
         for (const Formula& formula : procedure_.formulas) checkFrames(formula);
+        for (PipeDeclaration& pipe : procedure_.pipes)
+            if (pipe.definition) pipe.definition = foldedDefinition(*pipe.definition, constants_);
         placeNames();
         for (VariableDeclaration& variable : procedure_.variables) setVariable(variable);
         procedure_.formulas.clear();

@@ -14,7 +14,7 @@
 namespace libzepl {
 
 // The declarations that a clause can be in.
-enum Declaration : unsigned { inPipe = 1, inTrigger = 2, inVector = 4, inTable = 8 };
+enum Declaration : unsigned { inPipe = 1, inTrigger = 2, inVector = 4, inTable = 8, inDefinition = 16 };
 
 // What follows the head of a declaration, and where which clause was given.
 struct Clauses {
@@ -54,6 +54,7 @@ class ProcedureParser {
     void parseFeed(const Token& first);
     void parseConstant();
     void parsePipe();
+    void takeDefinition(PipeDeclaration& pipe);
     void parseTrigger();
     void parseVariable();
     void parseVector();

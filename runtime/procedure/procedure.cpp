@@ -99,11 +99,26 @@ void ProcedureParser::parsePipe() {
     const Token name = takeName("the name of a pipe");
     startDeclaration(Formula::Of::pipes, procedure_.pipes.size());
     ArrayPlace array = takeArray();
-    const ElementType type = takeTypeOfDeclaration();
-    Clauses clauses = takeClauses(inPipe);
-    procedure_.pipes.push_back({std::string(name.text), name.place, type, clauses.capacity, std::move(clauses.starts),
-                                clauses.source(), clauses.target(), clauses.capacityPlace, clauses.interleaved,
-                                std::move(array)});
+    PipeDeclaration pipe;
+    pipe.name = name.text;
+    pipe.place = name.place;
+    pipe.type = takeTypeOfDeclaration();
+    pipe.array = std::move(array);
+    if (cursor_.takeIf('=')) takeDefinition(pipe);
+    Clauses clauses = takeClauses(pipe.definition ? inDefinition : inPipe);
+    pipe.capacity = clauses.capacity;
+    pipe.starts = std::move(clauses.starts);
+    pipe.from = clauses.source();
+    pipe.to = clauses.target();
+    pipe.capacityPlace = clauses.capacityPlace;
+    pipe.interleaved = clauses.interleaved;
+    procedure_.pipes.push_back(std::move(pipe));
+}
+
+void ProcedureParser::takeDefinition(PipeDeclaration& pipe) {
+    const Token first = cursor_.peek();
+    pipe.definition = std::make_shared<Expression>(takeExpression(cursor_, "an expression"));
+    pipe.definedAs = cursor_.writtenSince(first);
 }
 
 void ProcedureParser::parseTrigger() {

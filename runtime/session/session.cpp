@@ -86,6 +86,9 @@ Id idNamed(const Engine& e, const Objects& objects, std::string_view name) {
 
 template <class ChannelType>
 void claimInput(ChannelType& channel) {
+    if (channel.writer != nullptr)
+        throw Problem(libzepl::quoted(channel.name) + " is defined by an expression, so that no input feeds it",
+                      "give each pipe one source");
     if (channel.inputWrites)
         throw Problem(libzepl::quoted(channel.name) + " has an input already", "give each channel one input");
     channel.inputWrites = true;
