@@ -1,5 +1,4 @@
-// The quick approximations of the host's functions: how near they are, and that a result for which they are not near enough is
-// the host's.
+// The approximations of the host's functions: how near they are, and that where that is not enough the host's result is taken.
 
 #include "frame/approximation.h"
 

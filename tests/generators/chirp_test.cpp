@@ -55,7 +55,7 @@ TEST(Chirp, EachBitFollowsTheRule) {
 }
 
 TEST(Chirp, AFarPhaseIsTheHosts) {
-    EXPECT_EQ(generated<float>(R"(CHIRP ("LIN", "UNIDIR", 1.0, 1, 10, 10, -4e9, out))", 1),
+    EXPECT_EQ(generated<float>(R"(CHIRP ("LIN", "UNIDIR", 1:float, 1, 10, 10, -4e9, out))", 1),
               std::vector{static_cast<float>(zepl::cos(-4e9))});
 }
 
