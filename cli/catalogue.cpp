@@ -106,7 +106,8 @@ constexpr std::size_t nameColumns = 12;
 
 std::string lineOf(const Command& command, const std::string& text, int width) {
     const std::size_t used = std::min(command.name.size(), nameColumns - 1);
-    const std::string name = "  " + command.name + std::string(nameColumns - used, ' ');
+    std::string name(2, ' ');
+    name.append(command.name).append(nameColumns - used, ' ');
     return wrapped(text.empty() ? "of the module " + command.module : text, width, name,
                    std::string(2 + nameColumns, ' '));
 }
@@ -118,11 +119,17 @@ std::string signatureLine(const Command& command) {
            " " + space + (command.signature ? inOneLine(*command.signature) : "(without a signature)") + "\n";
 }
 
+std::string headingOf(const std::string& title, const Screen& wide) {
+    return rendered(std::string("# ").append(title), wide);
+}
+
 // By area, in the order of the index; those of other modules come last, in the order of their installation.
 std::string listByArea(const std::vector<const Command*>& commands, const Screen& wide) {
     std::string text;
     const auto add = [&](const std::string& title, const std::string& lines) {
-        if (!lines.empty()) text += (text.empty() ? "" : "\n") + rendered("# " + title, wide) + lines;
+        if (lines.empty()) return;
+        if (!text.empty()) text.push_back('\n');
+        text.append(headingOf(title, wide)).append(lines);
     };
     for (const CommandArea& area : commandAreas()) {
         std::string lines;
@@ -174,12 +181,13 @@ const std::vector<Topic>& topics() {
 
 std::string explanationOf(const Command& command, const Screen& wide) {
     const std::string page = pageOf(command), title = page.substr(0, page.find('\n'));
-    std::string text = page.empty() ? command.name + ", of the module " + command.module + "\n"
-                                    : rendered("# " + title + "\n" + page.substr(title.size()), wide);
+    std::string text = page.empty()
+                           ? command.name + ", of the module " + command.module + "\n"
+                           : headingOf(title, wide).append("\n").append(rendered(page.substr(title.size()), wide));
     if (!command.signature)
-        return text + "\n" +
+        return text.append("\n") +
                wrapped("It has no signature: the command checks its parameters itself.", wide.width, "", "");
-    text += "\n" + rendered("# Parameters", wide);
+    text.append("\n").append(headingOf("Parameters", wide));
     std::istringstream lines(layOut(*command.parsed));
     for (std::string line; std::getline(lines, line);) {
         const std::string blanks(std::min(line.find_first_not_of(' '), line.size()), ' ');
@@ -224,7 +232,7 @@ int explain(const CatalogueArguments& arguments) {
         if (arguments.word != topic.name) continue;
         std::string text;
         for (const char* section : topic.sections)
-            text += (text.empty() ? "" : "\n") + rendered(guideSection(section), wide);
+            text.append(text.empty() ? "" : "\n").append(rendered(guideSection(section), wide));
         printPaged(text);
         return allWell;
     }
@@ -239,8 +247,9 @@ int explain(const CatalogueArguments& arguments) {
 std::string topicList() {
     std::string text = "Topics of zepl help:\n";
     for (const Topic& topic : topics())
-        text += "  " + std::string(topic.name) + std::string(nameColumns - std::string(topic.name).size(), ' ') +
-                topic.about + "\n";
+        text.append(wrapped(
+            topic.about, 80,
+            std::string(2, ' ').append(topic.name).append(nameColumns - std::string_view(topic.name).size(), ' '), ""));
     return text;
 }
 

@@ -30,12 +30,12 @@ const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
      [](ProcedureParser& p, Clauses& to) { to.from.conversion = p.cursor_.takeWord("the name of a conversion").text; }},
     {"partial", inPipe | inVector, "from", "", [](ProcedureParser&, Clauses& to) { to.from.partial = true; }},
     {"to", inPipe | inTrigger | inDefinition, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
-    {"limit", inPipe | inTrigger | inDefinition | inTable, "to", "",
+    {"limit", inPipe | inTrigger | inTable | inDefinition, "to", "",
      [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize(Formula::Goes::limit); }},
-    {"rate", inPipe | inDefinition | inTable, "to", "",
+    {"rate", inPipe | inTable | inDefinition, "to", "",
      [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(Formula::Goes::fileRate); }},
     {"with", inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { p.takeColumns(to); }},
-    {formatClause, inPipe | inTrigger | inVector | inDefinition | inTable, "", "",
+    {formatClause, inPipe | inTrigger | inVector | inTable | inDefinition, "", "",
      [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
 }};
 
@@ -48,7 +48,7 @@ Clauses ProcedureParser::takeClauses(Declaration declaration, Clauses clauses) {
 
 const ProcedureParser::ClauseRow& ProcedureParser::takeClauseWord(Declaration declaration, Clauses& clauses) {
     std::string allowed = declaration == inPipe         ? "a pipe takes"
-                          : declaration == inDefinition ? "a pipe that an expression defines takes"
+                          : declaration == inDefinition ? "after its expression a pipe takes"
                           : declaration == inTrigger    ? "a trigger takes"
                           : declaration == inVector     ? "a vector takes"
                                                     : "a comma goes before another column; after them a table takes";

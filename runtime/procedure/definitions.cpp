@@ -184,6 +184,8 @@ class DefinitionChecker {
             names += quoted(procedure_.pipes[step->first].name) + " needs ";
         refuse(first.place, names + quoted(first.name) + ": there is no first sample",
                "take a past sample, such as " + first.name + "[-1]");
+        for (auto step = std::find_if(path.begin(), path.end(), isAgain); step != path.end(); ++step)
+            procedure_.pipes[step->first].definition.reset();
     }
 
     Procedure& procedure_;
