@@ -117,7 +117,7 @@ TEST(Procedure, EachMistakeIsReportedAtItsPlaceWithAHint) {
         {"pipe x : int61", "1:10 unknown type `int61` | did you mean `int16`?"},
         {"pipe x : byte", "1:10 unknown type `byte` | the types are int16, int32, float and double"},
         {"pipe x : int16 form \"a\"", "1:16 unknown clause `form` | did you mean `from`?"},
-        {"pipe x : int16 = 3", "1:16 expected a clause or the end of the line, not `=` | " + clauses},
+        {"pipe x : int16 : 3", "1:16 expected a clause or the end of the line, not `:` | " + clauses},
         {"pipe x : int16 from \"a\" from -", "1:25 `from` is given twice | give it once"},
         {"pipe x : int16 limit 3 from -", "1:16 `limit` without `to` and a file"},
         {"vector x : int16 convert round", "1:18 `convert` without `from` and a file"},
