@@ -137,9 +137,19 @@ def table_work():
     return lambda: np.savetxt(os.devnull, table, delimiter=",", fmt="%.17g"), table.size
 
 
+DEFINED = {
+    "difference": lambda a, b: a - b,
+    "scaledSum": lambda a, b: a * 2.5 + b,
+    "magnitude": lambda a, b: np.sqrt(a * a + b * b),
+    "threshold": lambda a, b: np.where(np.abs(a) > 1000, 1.0, 0.0) + 0 * b,
+}
+
+
 def numpy_work(name, in_double=False):
     if name == "tableOfDoubles":
         return table_work()
+    if name.startswith("defined_"):
+        return functools.partial(DEFINED[name.removeprefix("defined_")], recording("double"), recording("double")), SAMPLES
     command, kind = name.rsplit("_", 1)
     x = recording(kind)
     if command in MATHEMATICAL:
@@ -179,6 +189,10 @@ def scipy_work(name):
         import flow_graph_peers
 
         return flow_graph_peers.scipy_graph()
+    if name == "defined_biquad":
+        from scipy.signal import lfilter
+
+        return functools.partial(lfilter, [0.2, -0.3, 0.1], [1, -1.2, 0.5], recording("double")), SAMPLES
     command, *rest = name.split("_")
     return transform_work(int(rest[0])) if command == "transform" else filter_work(*rest)
 

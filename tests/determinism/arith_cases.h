@@ -13,6 +13,15 @@ pipe src  : TYPE from "bits-1107"
 pipe dest : TYPE to "result"
 ABS (src, dest)
 )"},
+    {"ABS", R"(
+pipe src   : TYPE from "bits-1107"
+pipe late  : TYPE from "bits-407"
+pipe sum   : double = abs(src) + late[-37] to "result"
+pipe poles : double = min(max(src, -1), 1) + 1.2 * poles[-1] - 0.5 * poles[-2] starts [1, 2] to "result"
+pipe one   : TYPE = if(src > late, src, late)
+pipe size  : TYPE to "result"
+ABS (one, size)
+)"},
     {"DELTA", R"(
 pipe src  : TYPE from "bits-1107"
 pipe dest : TYPE to "result"
