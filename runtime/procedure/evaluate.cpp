@@ -224,6 +224,7 @@ class ProcedureEvaluator {
                                       .written = argument.written,
                                       .place = argument.place};
                 const std::optional<Number> value = constants_.valueOf(formula);
+                use.isRefused |= !value;
                 if (!value) continue;
                 argument.kind = Argument::Kind::number;
                 argument.number = *value;

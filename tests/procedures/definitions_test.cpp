@@ -104,5 +104,42 @@ TEST_F(Definitions, ALoopOfPlantAndControllerRunsWithoutStarts) {
     }
 }
 
+// The loop takes one sample of an input in each turn, and so each set point acts on its own sample: what the controller gives
+// is what it gives without the loop for the same temperatures.
+TEST_F(Definitions, ALoopInLockstepHasTheClockOfItsInputs) {
+    std::string targets, rooms;
+    std::vector<double> room, heat, temperature;
+    for (std::size_t n = 0; n < 300; ++n) {
+        targets += n < 100 ? "60\n" : n < 200 ? "90\n" : "20.5\n";
+        room.push_back(static_cast<double>(n % 17) / 8);
+        rooms += std::to_string(room[n]) + "\n";
+    }
+    put("target.csv", targets);
+    put("room.csv", rooms);
+    const std::string controller =
+        "feed lockstep\npipe target : double from \"target.csv\"\npipe gains : float starts [0.5, 12, 8, 1]\n"
+        "PID (target, temperature, gains, 1.0, drive, 0.0, 100.0)\n";
+    const std::string loop = controller +
+                             "pipe room : double from \"room.csv\"\npipe drive : double to \"drive.bin\"\n"
+                             "pipe heat : double = 0.03 * drive[-5] + 0.975 * heat[-1]\n"
+                             "pipe temperature : double = room + heat to \"t.bin\"\n";
+    std::vector<double> drive;
+    for (const char* block : {"1024", "1", "7", "5000"}) {
+        ASSERT_EQ(run(loop, std::string("--block ") + block).status, 0);
+        const std::vector<double> now = elementsOf<double>("drive.bin");
+        EXPECT_TRUE(drive.empty() || now == drive) << block;
+        drive = now;
+    }
+    for (std::size_t n = 0; n < room.size(); ++n) {
+        heat.push_back(0.03 * past(drive, n, 5) + 0.975 * past(heat, n, 1));
+        temperature.push_back(room[n] + heat[n]);
+    }
+    EXPECT_EQ(elementsOf<double>("t.bin"), temperature);
+    const std::string alone =
+        controller + "pipe temperature : double from \"t.bin\"\npipe drive : double to \"alone.bin\"\n";
+    ASSERT_EQ(run(alone, "--quiet").status, 0);
+    EXPECT_EQ(elementsOf<double>("alone.bin"), drive);
+}
+
 }  // namespace
 }  // namespace libzepl
