@@ -64,6 +64,11 @@ CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, std::vect
     std::vector<Diagnostic> diagnostics;
     for (const CommandUse& use : procedure.commands)
         diagnostics.push_back({Severity::error, use.place, nameOf(use) + ": " + happened, {}});
+    // In the order of the report's tasks.
+    for (const PipeDeclaration& pipe : procedure.pipes)
+        if (pipe.definition)
+            diagnostics.push_back(
+                {Severity::error, pipe.place, pipe.name + " = " + pipe.definedAs + ": " + happened, {}});
     blocks_ = render(diagnostics, procedure.source);
     // Each block is the line with the message, the command's own and the one with the caret.
     std::string_view left = blocks_;

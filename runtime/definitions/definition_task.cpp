@@ -33,10 +33,11 @@ void* addressIn(const Pipe& pipe, std::uint64_t count) {
 }  // namespace
 
 DefinitionTask::DefinitionTask(std::string name, StreamEvaluator evaluator, Task& task, Pipe& defined,
-                               const std::vector<Pipe*>& streams, std::vector<const Variable*> variables)
-    : evaluator_(std::move(evaluator)), variables_(std::move(variables)) {
+                               const std::vector<Pipe*>& streams, std::vector<const Variable*> its)
+    : evaluator_(std::move(evaluator)) {
     command.name = std::move(name);
     command.entry = runRoutine;
+    variables = std::move(its);
     output_ = &addPort(task, defined);
     for (Pipe* stream : streams) inputs_.push_back({&addPort(task, *stream)});
 }
@@ -84,10 +85,10 @@ std::uint64_t DefinitionTask::contiguous(const Task& task, std::uint64_t n) cons
 }
 
 void DefinitionTask::readVariables() {
-    for (std::size_t i = 0; i < variables_.size(); ++i)
-        withElementType(variables_[i]->type, [&]<class Element>() {
+    for (std::size_t i = 0; i < variables.size(); ++i)
+        withElementType(variables[i]->type, [&]<class Element>() {
             Element value;
-            std::memcpy(&value, variables_[i]->cell.bytes, sizeof value);
+            std::memcpy(&value, variables[i]->cell.bytes, sizeof value);
             evaluator_.setVariable(i, static_cast<double>(value));
         });
 }

@@ -37,7 +37,6 @@ class DefinitionTask : public TaskRoutine {
     StreamEvaluator evaluator_;
     PipePort* output_ = nullptr;
     std::vector<Input> inputs_;
-    std::vector<const Variable*> variables_;
     void* unread_ = nullptr;  // where results go that nobody reads
 };
 

@@ -54,13 +54,15 @@ struct Drive {
 
 struct Engine;
 struct Task;
+struct Variable;
 
 // What a task of the runtime's own runs in place of a module's command.
 struct TaskRoutine {
     virtual ~TaskRoutine() = default;
     virtual std::uint32_t run(Engine& e, Task& task) = 0;
 
-    Command command;  // the name of the task, for messages
+    Command command;                         // the name of the task, for messages
+    std::vector<const Variable*> variables;  // that it reads
 };
 
 struct Task {

@@ -272,6 +272,22 @@ bool NamedList::bypasses(const Pipe& pipe, const std::vector<std::string>& comma
     });
 }
 
+// A value that other tasks may change acts from the next block on, and which samples that has depends on the arrival.
+void addDefinitionCautions(const Task& task, const VariableUses& uses, Report& report) {
+    for (const Variable* variable : task.routine->variables)
+        if (uses.contains(reinterpret_cast<zepl::Slot>(variable->cell.bytes)))
+            report.cautions.push_back(
+                {task.line,
+                 task.command->name,
+                 "`" + variable->name +
+                     "` is read once a block: from which sample on a change of it acts depends on how the "
+                     "input arrives",
+                 {},
+                 true,
+                 task.number - 1,
+                 task.element});
+}
+
 }  // namespace
 
 void addCautions(const Engine& e, Report& report) {
@@ -280,6 +296,10 @@ void addCautions(const Engine& e, Report& report) {
     const std::vector<bool> onInput = tasksOnInputs(e);
     const VariableUses uses = variableUses(e);
     for (const Task& task : e.graph.tasks) {
+        if (task.routine != nullptr) {
+            if (onInput[task.number - 1]) addDefinitionCautions(task, uses, report);
+            continue;
+        }
         const std::vector<Caution>& cautions = table->of(task.command->name);
         if (cautions.empty()) continue;
         const NamedList list(e, task, uses);
