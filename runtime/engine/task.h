@@ -54,7 +54,6 @@ struct Drive {
 
 struct Engine;
 struct Task;
-struct Variable;
 
 // What a task of the runtime's own runs in place of a module's command.
 struct TaskRoutine {

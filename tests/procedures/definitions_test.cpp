@@ -1,5 +1,6 @@
 // Pipes that expressions define.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -139,6 +140,30 @@ TEST_F(Definitions, ALoopInLockstepHasTheClockOfItsInputs) {
         controller + "pipe temperature : double from \"t.bin\"\npipe drive : double to \"alone.bin\"\n";
     ASSERT_EQ(run(alone, "--quiet").status, 0);
     EXPECT_EQ(elementsOf<double>("alone.bin"), drive);
+}
+
+TEST_F(Definitions, AVariableThatATaskChangesMakesThemDependOnTheArrival) {
+    put("in.csv", "1\n2\n3\n");
+    const std::string start =
+        "pipe a : int16 from \"in.csv\"\nvariable gain : int16 = 2\npipe y : double = gain * a to \"y.csv\"\n";
+    const auto depends = [&](const std::string& text) {
+        const nlohmann::json cautions = run(text).report["cautions"];
+        return std::any_of(cautions.begin(), cautions.end(), [](const nlohmann::json& each) {
+            return each["command"] == "y = gain * a" &&
+                   each["text"].get<std::string>().starts_with("`gain` is read once a block");
+        });
+    };
+    EXPECT_FALSE(depends(start));
+    EXPECT_TRUE(depends(start + "PVALUE (a, gain)\n"));
+}
+
+TEST_F(Definitions, ADelayOfAMillionSamplesIsKept) {
+    std::vector<double> x(1000100);
+    for (std::size_t n = 0; n < x.size(); ++n) x[n] = static_cast<double>(n) + 0.5;
+    putSamples("x.bin", x);
+    ASSERT_EQ(run("pipe x : double from \"x.bin\"\npipe y : double = x - x[-1000000] to \"y.bin\"\n").status, 0);
+    for (std::size_t n = 0; n < 1000000; ++n) x[x.size() - 1 - n] -= past(x, x.size() - 1 - n, 1000000);
+    EXPECT_EQ(elementsOf<double>("y.bin"), x);
 }
 
 }  // namespace
