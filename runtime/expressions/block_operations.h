@@ -45,7 +45,7 @@ enum class BlockCode : std::uint8_t {
 };
 
 // The most samples that are computed at once: what an expression holds of them fits the cache nearest to the processor.
-inline constexpr std::int32_t maxBlockSamples = 512;
+inline constexpr std::int32_t maxBlockSamples = 1024;
 
 // One operation. Operand k of sample i is at operands[k][i * strides[k]], a stride being 0 or 1; the result is written at
 // result[i * resultStride].
