@@ -6,7 +6,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
+#include "cli/catalogue.h"
+#include "cli/pages.h"
 #include "cli/run.h"
 #include "cli/standard_streams.h"
 
@@ -22,10 +25,14 @@ void checkName(const std::string& name) {
     const auto canFollow = [&](char letter) {
         return isGood(letter) || letter == '_' || std::isdigit(static_cast<unsigned char>(letter)) != 0;
     };
-    if (name.empty() || !isGood(name[0]) || !std::all_of(name.begin(), name.end(), canFollow) || name == "zcmds3" ||
-        name == "test")
+    // Names of CMake's own targets are taken, too.
+    const std::set<std::string> taken{"all", "clean", "help", "install", "package", "test", "zcmds3", "zepl"};
+    if (name.empty() || !isGood(name[0]) || !std::all_of(name.begin(), name.end(), canFollow) || taken.contains(name))
         throw Problem("a module cannot be named " + libzepl::quoted(name),
                       "use small letters, digits and _, such as bench_tools");
+    if (pageTexts().contains(upperCase(name)))
+        throw Problem("the module would have the command " + upperCase(name) + ", which zcmds3 has already",
+                      "choose another name");
     if (fs::exists(name)) throw Problem(libzepl::quoted(name) + " is there already", "choose another name");
 }
 
@@ -49,8 +56,7 @@ void writeFile(const fs::path& path, const std::string& text) {
 
 int newModule(const std::string& name) {
     checkName(name);
-    std::string command = name;
-    for (char& letter : command) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+    const std::string command = upperCase(name);
     std::error_code error;
     if (!fs::create_directory(name, error))
         throw Problem(libzepl::quoted(name) + " cannot be made: " + error.message(), "call this where you may write");

@@ -54,7 +54,7 @@ TEST_F(Modules, ANewOneIsMadeWithItsNameInEveryFile) {
         EXPECT_TRUE(named) << file;
     }
     EXPECT_EQ(call("new-module rig_2").err, "zepl: error: `rig_2` is there already\n  choose another name\n");
-    for (const char* name : {"Rig", "2rig", "a-b", "../up", "zcmds3", "\"\""})
+    for (const char* name : {"Rig", "2rig", "a-b", "../up", "zcmds3", "install", "abs", "\"\""})
         EXPECT_EQ(call("new-module " + std::string(name)).status, 2) << name;
 }
 
