@@ -53,6 +53,10 @@ class Source {
     // Whether read() would not wait for a live stream, and what to wait on where it would: -1 for what never waits.
     virtual bool ready() const { return true; }
     virtual int descriptor() const { return -1; }
+    // Around a wait on descriptor(): from arm() on it becomes readable when ready() turns true. False, and nothing to disarm,
+    // where ready() is true by then.
+    virtual bool arm() { return true; }
+    virtual void disarm() {}
     // The elements in all, where the file says; without `channel`, channels() to a frame.
     virtual std::optional<std::uint64_t> length() const = 0;
     // Elements of this source to a frame.

@@ -10,6 +10,17 @@ namespace {
 
 constexpr std::chrono::milliseconds flushInterval(50);
 
+// Sleeps until one of them is ready, or a stop is requested.
+void awaitSources(const std::vector<Source*>& sources) {
+    std::vector<int> descriptors;
+    for (Source* source : sources) {
+        if (!source->arm()) break;
+        descriptors.push_back(source->descriptor());
+    }
+    if (descriptors.size() == sources.size()) awaitAny(descriptors);
+    for (std::size_t i = 0; i < descriptors.size(); ++i) sources[i]->disarm();
+}
+
 }  // namespace
 
 void flushStreams(Engine& e) {
@@ -28,12 +39,12 @@ void flushStreamsInTime(Engine& e) {
 bool awaitLiveInputs(Engine& e) {
     if (!e.activity.isLiveInputAwaited(e.scheduler.round)) return false;
     updateRoom(e);
-    std::vector<int> awaited;
+    std::vector<Source*> awaited;
     for (PipeInput& input : e.graph.pipeInputs)
-        if (!input.ended && hasRoom(*input.pipe) && !input.ready()) awaited.push_back(input.source->descriptor());
+        if (!input.ended && hasRoom(*input.pipe) && !input.ready()) awaited.push_back(input.source.get());
     if (awaited.empty()) return false;
     flushStreams(e);
-    awaitAny(awaited);
+    awaitSources(awaited);
     return true;
 }
 
