@@ -79,7 +79,7 @@ bool deliverRun(Engine& e, PipeInput& input, std::uint64_t n, std::uint64_t& giv
     }
     if (got == 0) input.ended = true;
     if (got > 0) commitDelivery(e, input, got);
-    if (input.zeroCopy) prefetch(pipe, std::min(got, *input.length - input.delivered));
+    if (input.prefetches) prefetch(pipe, std::min(got, *input.length - input.delivered));
     given += got;
     return got == asked && !input.ended;
 }

@@ -36,7 +36,8 @@ struct PipeInput {
     std::uint64_t delivered = 0;
     std::uint64_t channels = 1;  // elements to a frame
     bool ended = false;
-    bool zeroCopy = false;  // the pipe's storage is the caller's memory itself
+    bool zeroCopy = false;    // the pipe's storage is the caller's memory itself
+    bool prefetches = false;  // and who reads it copies a block at a time
     ChunkSizes chunks;
 
     // Whether something can be read from it, or its end be seen, without waiting.

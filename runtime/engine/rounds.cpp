@@ -35,15 +35,25 @@ void deliverOnce(Engine& e) {
     if (deliverInputs(e)) e.activity.noteDelivery(e.scheduler.round);
 }
 
+// Whether conclusions may be due at the end of the round.
+bool isCheckDue(Engine& e, std::uint64_t round) {
+    Scheduler& scheduler = e.scheduler;
+    if (round + 1 < scheduler.nextServiceRound) return false;
+    scheduler.nextServiceRound = e.activity.nextCheck(patienceRounds(e.options));
+    return round + 1 >= scheduler.nextServiceRound;
+}
+
 // In the context of the task that ends the round, where most rounds of inputs in memory need no more than that.
 bool serviceRoundEnd(Engine& e) {
     Scheduler& scheduler = e.scheduler;
     if (scheduler.serviceRequested || !e.setUpDone || !e.timing.pausing.empty() || e.stopRequested()) return true;
-    if (scheduler.round + 1 >= scheduler.nextServiceRound) {
-        scheduler.nextServiceRound = e.activity.nextCheck(patienceRounds(e.options));
-        if (scheduler.round + 1 >= scheduler.nextServiceRound) return true;
-    }
+    if (isCheckDue(e, scheduler.round)) return true;
     if (e.feed.inputsInMemory) {
+        deliverOnce(e);
+        if (scheduler.readyCount > 0) return false;
+        // Inputs that were read in this round deliver in the next one, in which nothing else happens.
+        if (isCheckDue(e, scheduler.round + 1)) return true;
+        ++scheduler.round;
         deliverOnce(e);
     } else if (inputCanDeliver(e)) {
         return true;

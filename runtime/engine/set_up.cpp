@@ -21,6 +21,16 @@ bool markIndependent(Output& output, const TaskSet& onInput) {
     return !output.independent || output.limit.has_value();
 }
 
+// Expressions read memory as one loop, which the machine sees coming.
+void choosePrefetches(Graph& graph) {
+    for (PipeInput& input : graph.pipeInputs) {
+        const auto& readers = input.pipe->readers;
+        input.prefetches = input.zeroCopy && std::any_of(readers.begin(), readers.end(), [](const PipePort* port) {
+                               return port->task == nullptr || port->task->routine == nullptr;
+                           });
+    }
+}
+
 }  // namespace
 
 // Every task has run once: who reads and who writes is known.
@@ -43,6 +53,7 @@ void finishSetUp(Engine& e) {
     });
     if (!e.outcome.isRunning()) return;
     findGeneratorReaders(e);
+    choosePrefetches(e.graph);
     if (e.options.setUpOnly) e.outcome.finish(RunEnd::checkedOnly);
 }
 

@@ -110,9 +110,12 @@ BlockStep StreamEvaluator::bound(const StreamStep& step) const {
     return made;
 }
 
-void StreamEvaluator::bind(const std::vector<StreamStep>& steps) {
+void StreamEvaluator::runEach(const std::vector<StreamStep>& steps,
+                              void (*run)(const BlockStep*, std::size_t, std::int32_t), std::int32_t n) {
+    if (steps.empty()) return;
     steps_.clear();
     for (const StreamStep& step : steps) steps_.push_back(bound(step));
+    run(steps_.data(), steps_.size(), n);
 }
 
 void StreamEvaluator::runSum(std::int32_t n) {
@@ -132,12 +135,9 @@ std::int32_t StreamEvaluator::compute(std::int32_t n, void* to) {
     Line& own = lines_.back();
     const bool isDouble = types_.back() == ElementType::float64;
     result_ = own.reach > 0 ? own.samples + own.at : isDouble ? static_cast<double*>(to) : unstored_;
-    bind(program_.scalarSteps);
-    runBlockSteps(steps_.data(), steps_.size(), 1);
-    bind(program_.blockSteps);
-    runBlockSteps(steps_.data(), steps_.size(), n);
-    bind(program_.sampleSteps);
-    runSampleSteps(steps_.data(), steps_.size(), n);
+    runEach(program_.scalarSteps, runBlockSteps, 1);
+    runEach(program_.blockSteps, runBlockSteps, n);
+    runEach(program_.sampleSteps, runSampleSteps, n);
     if (!program_.sum.empty()) runSum(n);
     const std::int32_t stored = result_ == to ? n : storeElements(types_.back(), result_, to, n);
     own.end = own.at + static_cast<std::size_t>(n);

@@ -44,7 +44,8 @@ class StreamEvaluator {
     void advance(Line& line, std::size_t n);
     const double* addressOf(const StreamOperand& operand) const;
     BlockStep bound(const StreamStep& step) const;
-    void bind(const std::vector<StreamStep>& steps);
+    void runEach(const std::vector<StreamStep>& steps, void (*run)(const BlockStep*, std::size_t, std::int32_t),
+                 std::int32_t n);
     void runSum(std::int32_t n);
 
     StreamProgram program_;
