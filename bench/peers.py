@@ -141,7 +141,7 @@ DEFINED = {
     "difference": lambda a, b: a - b,
     "scaledSum": lambda a, b: a * 2.5 + b,
     "magnitude": lambda a, b: np.sqrt(a * a + b * b),
-    "threshold": lambda a, b: np.where(np.abs(a) > 1000, 1.0, 0.0) + 0 * b,
+    "threshold": lambda a, b: np.where(np.abs(a) > 1000, 1.0, 0.0),
 }
 
 
