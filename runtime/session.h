@@ -13,6 +13,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -22,6 +23,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "cautions.h"
@@ -29,12 +31,20 @@
 #include "diagnostics.h"
 #include "element_type.h"
 #include "files.h"
+#include "number.h"
 #include "report.h"
 #include "stop_request.h"
 
 namespace libzepl {
 
 struct Engine;
+class SessionThread;
+// In live.h:
+class LiveInput;
+class Tap;
+class TriggerTap;
+struct Snapshot;
+struct WatchSettings;
 struct Expression;  // a tree of runtime/expressions
 using ExpressionTree = std::shared_ptr<const Expression>;
 
@@ -70,11 +80,12 @@ struct SessionOptions {
     std::map<std::uint32_t, std::uint32_t> info{};       // answers of sys_get_info, by selector; 17 as `block`
     std::uint32_t startTime = 0;                         // the clock at the start, in its own units
     std::uint64_t patience = std::uint64_t{1} << 26;     // elements that a task may put without taking any
+    double pace = 0;                                     // holds the clock to so many times the wall's; 0 does not
     bool setUpOnly = false;                              // ends when every task's set-up has run
-    std::shared_ptr<StopRequest> stop{};                 // what else than requestStop() ends the run
-    std::shared_ptr<const CautionTable> cautions{};      // which cautions to report; none where it is null
-    std::function<void(const Progress&)> progress{};     // called now and then while inputs deliver
-    std::function<void(std::string_view)> console{};     // what tasks print, as it comes
+    std::shared_ptr<StopRequest> stop{};             // what else than requestStop() ends the run; sessions can share it
+    std::shared_ptr<const CautionTable> cautions{};  // which cautions to report; none where it is null
+    std::function<void(const Progress&)> progress{};  // called now and then while inputs deliver
+    std::function<void(std::string_view)> console{};  // what tasks print, as it comes
     // Called when a command has damaged the memory of the process, by a null pointer for instance, so that no run can continue:
     // in a signal's handler, where nothing may be allocated or locked. It says what `report.tasks[task]` says and ends the
     // process. Without it the signal goes where it went before the session.
@@ -166,7 +177,10 @@ class Session {
     TaskArgument use(VariableId variable) const;
     TaskArgument use(VectorId vector) const;
 
-    // The first of that name, as for a session that was made from a procedure.
+    // The first of that name, as for a session that was made from a procedure: nothing where there is none, or a Problem.
+    std::optional<PipeId> findPipe(std::string_view name) const;
+    std::optional<TriggerId> findTrigger(std::string_view name) const;
+    std::optional<VariableId> findVariable(std::string_view name) const;
     PipeId pipeNamed(std::string_view name) const;
     TriggerId triggerNamed(std::string_view name) const;
     VariableId variableNamed(std::string_view name) const;
@@ -191,6 +205,9 @@ class Session {
     // Input from the caller's memory, which must last as long as the session; elements of the pipe's type, `channels` to a
     // frame.
     void feedMemory(PipeId pipe, const void* elements, std::uint64_t count, int channels = 1);
+    // Input that another thread pushes while the session runs, `channels` elements to a frame. `capacity` elements wait at
+    // most for the session to take them.
+    LiveInput& feedLive(PipeId pipe, std::size_t capacity = 65536, int channels = 1);
     // Output to the session's memory. `expected` elements are made room for at once.
     void collect(PipeId pipe, std::optional<std::uint64_t> limit = {}, std::uint64_t expected = 0);
     void collect(TriggerId trigger, std::optional<std::uint64_t> limit = {});
@@ -215,18 +232,43 @@ class Session {
     // here, and outputs are dropped.
     Report run();
 
+    // The same on a thread of the session's own, on which the caller's progress and console are then called. A session that is
+    // destroyed while it runs is stopped, and waited for.
+    void start();
+    // Waits for the end of a run that was started, and gives what run() would have given or thrown; once.
+    Report wait();
+
     // Ends a run that continues in another thread or is interrupted by a signal, at the end of its round, also while it waits
-    // for a stream. Safe in a signal handler.
+    // for a stream or a live input. Safe in a signal handler.
     void requestStop();
+
+    // The functions below may be called from any thread, from when everything has been added to the session until it is
+    // destroyed. What they ask for takes effect at the end of a round, and wakes a session that sleeps.
+
+    // Gives the variable a value, in the order of the calls; before the start it is what the variable starts with. A Problem
+    // where its type does not hold the value. Once the run has ended it has no effect.
+    template <class Value>
+    void setValue(VariableId variable, Value value);
+    void setNumber(VariableId variable, const Number& value);
+    // Looks at what is written, from now on; of several taps each sees everything.
+    Tap watch(PipeId pipe, const WatchSettings& settings);
+    TriggerTap watch(TriggerId trigger, std::size_t events);  // keeps the last so many events between two looks
+    // How the run stands. A task can be at work for long: where no round ends within `patience`, it is the last snapshot
+    // that was made.
+    Snapshot snapshot(std::chrono::milliseconds patience = std::chrono::seconds(1)) const;
 
  private:
     Engine& unstarted() const;
+    void begin();
+    Report runToEnd();
     void expectElements(PipeId pipe, ElementType type) const;
     const std::byte* collectedBytes(PipeId pipe, std::uint64_t& count) const;
     const void* cellOf(VariableId variable, bool asInteger, std::size_t width) const;
 
     std::unique_ptr<Engine> engine_;
     std::vector<std::shared_ptr<void>> ownedInputs_;
+    std::vector<std::unique_ptr<LiveInput>> liveInputs_;
+    std::unique_ptr<SessionThread> thread_;
 };
 
 template <class Element>
@@ -245,6 +287,18 @@ std::vector<Element> Session::collected(PipeId pipe) const {
     std::vector<Element> elements(count);
     if (count != 0) std::memcpy(elements.data(), bytes, count * sizeof(Element));
     return elements;
+}
+
+template <class Value>
+void Session::setValue(VariableId variable, Value value) {
+    static_assert(std::is_arithmetic_v<Value> && sizeof(Value) <= 8);
+    Number number;
+    number.real = static_cast<double>(value);
+    if constexpr (std::is_integral_v<Value>) {
+        number.integer = static_cast<std::int64_t>(value);
+        number.isInteger = std::is_signed_v<Value> || number.integer >= 0;
+    }
+    setNumber(variable, number);
 }
 
 template <class Element>

@@ -117,7 +117,7 @@ void DefinitionTask::computeBlock(Engine& e, Task& task, std::uint64_t n, bool i
     if (isRead && written > 0)
         commitWrite(e, *output_, written);
     else if (written > 0)
-        discardWrite(e, *output_, written);
+        discardWrite(e, *output_, unread_, written);
     if (written < n) refuseNaN(e);
 }
 

@@ -41,6 +41,7 @@ struct Channel {
     bool hasOwnOutput = false;        // one that takes nothing else
     bool hadReader = false;           // a task has read it, though it may have ended since
     bool hasInitialElements = false;  // elements were there before anything ran
+    bool isWatched = false;           // a tap was attached to it
     bool discarding = false;          // nobody reads it, and all set-ups have run
 };
 

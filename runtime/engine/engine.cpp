@@ -17,11 +17,7 @@ std::uint32_t nextNumber() {
 }  // namespace
 
 Engine::Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions)
-    : number(nextNumber()),
-      library(commandLibrary),
-      options(std::move(sessionOptions)),
-      stop(options.stop != nullptr ? options.stop : std::make_shared<StopRequest>()),
-      graph(options.memoryLimit) {}
+    : number(nextNumber()), library(commandLibrary), options(std::move(sessionOptions)), graph(options.memoryLimit) {}
 
 Report::Status Engine::status() const noexcept {
     if (outcome.end == RunEnd::refused) return Report::Status::refused;

@@ -9,6 +9,7 @@
 #include "runtime/engine/activity.h"
 #include "runtime/engine/graph.h"
 #include "runtime/engine/outcome.h"
+#include "runtime/engine/outside.h"
 #include "runtime/engine/scheduler.h"
 #include "runtime/engine/timing.h"
 #include "runtime/session.h"
@@ -38,14 +39,14 @@ struct Engine {
 
     // What the run came to, by what is known so far.
     Report::Status status() const noexcept;
-    bool stopRequested() const { return stop->requested(); }
+    bool stopRequested() const { return ownStop.requested() || (options.stop != nullptr && options.stop->requested()); }
     // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.
     bool clockRuns() const { return feed.anyDelivery || (setUpDone && !graph.hasInputs()); }
 
     const std::uint32_t number;  // of all sessions; part of its ids
     const CommandLibrary& library;
     SessionOptions options;
-    std::shared_ptr<StopRequest> stop;
+    StopRequest ownStop;
     bool started = false;    // the run has begun
     bool setUpDone = false;  // every task has run once
     Graph graph;
@@ -54,6 +55,9 @@ struct Engine {
     Activity activity;
     Feed feed;
     Streams streams;
+    Outside outside;
+    Watches watches;
+    std::vector<std::shared_ptr<LiveRing>> liveRings;  // that other threads push to
     Outcome outcome;
     // Called in a signal's handler when a task has damaged the memory of the process. It may come back.
     std::function<void(const char* what)> crashed;

@@ -140,8 +140,9 @@ bool waitForRoom(Engine& e, PortType& port) {
 }
 
 template <class PortType>
-void discardWrite(Engine& e, PortType& port, std::uint64_t n) {
+void discardWrite(Engine& e, PortType& port, const void* from, std::uint64_t n) {
     auto& channel = *port.channel;
+    if (channel.isWatched) showDiscarded(e, channel, from, n);
     if (port.turn != e.scheduler.turn) {
         port.turn = e.scheduler.turn;
         port.turnStart = channel.writePosition;
@@ -210,6 +211,7 @@ void readClock(Engine& e, Task& task) {
 bool tryCapacity(Engine& e, Pipe& pipe, std::uint64_t n) {
     if (n <= pipe.capacity) return true;
     if (n > maxElements) return false;
+    if (pipe.isWatched) showTaps(e, pipe);
     const bool ownRing = pipe.own != nullptr && !pipe.keepsAll;
     if (ownRing && n > pipe.mask + 1 && !moveToRing(e.graph.memory, pipe, powerOfTwoFrom(n))) return false;
     pipe.capacity = n;
@@ -243,7 +245,7 @@ void writeElements(Engine& e, PipePort& port, const void* from, std::uint64_t n)
     const auto* bytes = static_cast<const std::byte*>(from);
     while (n > 0) {
         if (pipe.writePosition >= pipe.writeLimit && !waitForRoom(e, port)) {
-            discardWrite(e, port, n);
+            discardWrite(e, port, bytes, n);
             return;
         }
         const std::uint64_t piece = std::min(n, pipe.writeLimit - pipe.writePosition);
@@ -283,7 +285,7 @@ void writeEvent(Engine& e, TriggerPort& port, std::uint32_t position) {
     const bool read = trigger.writePosition < trigger.writeLimit || waitForRoom(e, port);
     advanceStatus(e, trigger, position);
     if (!read) {
-        discardWrite(e, port, 1);
+        discardWrite(e, port, &position, 1);
         return;
     }
     if (!appendEvent(e, trigger, position)) outOfMemory(e, "the trigger `" + trigger.name + "`");
@@ -298,8 +300,8 @@ template void updateWriteLimit(Engine&, Pipe&);
 template void updateWriteLimit(Engine&, Trigger&);
 template bool waitForRoom(Engine&, PipePort&);
 template bool waitForRoom(Engine&, TriggerPort&);
-template void discardWrite(Engine&, PipePort&, std::uint64_t);
-template void discardWrite(Engine&, TriggerPort&, std::uint64_t);
+template void discardWrite(Engine&, PipePort&, const void*, std::uint64_t);
+template void discardWrite(Engine&, TriggerPort&, const void*, std::uint64_t);
 template void notifyReaders(Engine&, Pipe&);
 template void notifyReaders(Engine&, Trigger&);
 template void notifyWriter(Engine&, Pipe&);

@@ -30,9 +30,9 @@ void updateWriteLimit(Engine& e, ChannelType& channel);
 template <class PortType>
 bool waitForRoom(Engine& e, PortType& port);
 
-// Counts `n` more that were written where nobody reads. Ends the turn once a capacity was written.
+// Counts `n` more that were written where nobody reads, and shows them to taps. Ends the turn once a capacity was written.
 template <class PortType>
-void discardWrite(Engine& e, PortType& port, std::uint64_t n);
+void discardWrite(Engine& e, PortType& port, const void* from, std::uint64_t n);
 
 // Makes the channel hold at least `n`; the task ends when there is no memory for it.
 void raiseCapacity(Engine& e, Pipe& pipe, std::uint64_t n);

@@ -40,10 +40,18 @@ void prefetch(const Pipe& pipe, std::uint64_t n) {
 }
 
 // Reads and discards, for a pipe that nobody reads.
-std::uint64_t readAndDiscard(PipeInput& input, std::uint64_t n) {
-    if (input.memory != nullptr) return std::min(n, *input.length - input.delivered);
+std::uint64_t readAndDiscard(Engine& e, PipeInput& input, std::uint64_t n) {
+    Pipe& pipe = *input.pipe;
     alignas(64) std::byte unread[4096];
-    return input.source->read(unread, std::min<std::uint64_t>(n, sizeof unread >> input.pipe->widthShift));
+    const std::byte* from = unread;
+    if (input.memory != nullptr) {
+        n = std::min(n, *input.length - input.delivered);
+        from = input.memory + (input.delivered << pipe.widthShift);
+    } else {
+        n = input.source->read(unread, std::min<std::uint64_t>(n, sizeof unread >> pipe.widthShift));
+    }
+    if (pipe.isWatched) showDiscarded(e, pipe, from, n);
+    return n;
 }
 
 void commitDelivery(Engine& e, PipeInput& input, std::uint64_t n) {
@@ -67,7 +75,7 @@ bool deliverRun(Engine& e, PipeInput& input, std::uint64_t n, std::uint64_t& giv
     Pipe& pipe = *input.pipe;
     std::uint64_t asked = n, got = 0;
     if (pipe.discarding) {
-        got = readAndDiscard(input, n);
+        got = readAndDiscard(e, input, n);
         asked = std::max<std::uint64_t>(got, 1);
     } else {
         if (pipe.writePosition >= pipe.storageLimit && !makeStorage(e.graph.memory, pipe))
@@ -115,6 +123,8 @@ bool deliverRows(Engine& e, TriggerInput& input, bool pipesEnded) {
             if (!appendEvent(e, trigger, row.position))
                 throw Problem("no memory is left for the trigger `" + trigger.name + "`", "raise --memory");
             e.activity.noteChange(e.scheduler.round);
+        } else if (trigger.isWatched) {
+            showDiscarded(e, trigger, &row.position, 1);
         }
         ++trigger.writePosition;
         if (trigger.notifyOnWrite) notifyReaders(e, trigger);

@@ -46,7 +46,10 @@ bool isCheckDue(Engine& e, std::uint64_t round) {
 // In the context of the task that ends the round, where most rounds of inputs in memory need no more than that.
 bool serviceRoundEnd(Engine& e) {
     Scheduler& scheduler = e.scheduler;
-    if (scheduler.serviceRequested || !e.setUpDone || !e.timing.pausing.empty() || e.stopRequested()) return true;
+    const bool tapDetached = e.watches.any() && showTaps(e);
+    if (tapDetached || e.outside.isAsked() || scheduler.serviceRequested || !e.setUpDone || !e.timing.pausing.empty() ||
+        e.stopRequested())
+        return true;
     if (isCheckDue(e, scheduler.round)) return true;
     if (e.feed.inputsInMemory) {
         deliverOnce(e);
@@ -134,8 +137,10 @@ void concludeRound(Engine& e) {
 void endRound(Engine& e) {
     const bool outputsWait = e.scheduler.serviceRequested || !e.setUpDone;
     e.scheduler.serviceRequested = false;
+    if (e.watches.any() && showTaps(e)) releaseDetachedTaps(e);
     if (!e.setUpDone) finishSetUp(e);
     if (!e.outcome.isRunning()) return;
+    serveOutside(e);
     try {
         if (outputsWait) drainOutputs(e);
         if (outputsComplete(e.graph)) return e.outcome.finish(RunEnd::complete);

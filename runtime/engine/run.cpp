@@ -76,7 +76,8 @@ void findStreams(Engine& e) {
 
 void runSession(Engine& e) {
     const CurrentEngine guard(e);
-    const WaitScope waiting(*e.stop, [&e] { flushStreams(e); });
+    const WaitScope waiting(
+        e.ownStop, [&e] { flushStreams(e); }, e.options.stop.get());
     e.outcome.began = e.feed.lastProgress = e.streams.lastFlush = std::chrono::steady_clock::now();
     findStreams(e);
     e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);

@@ -132,7 +132,8 @@ inline void noteDrivenValues(Engine& e) {
         return switchContext(left, e.scheduler.dispatcher);
     }
     e.scheduler.beginRound();
-    if (e.scheduler.readyCount == 1 && e.graph.inputsEnded()) e.scheduler.soloYieldsLeft = maxSoloYields;
+    if (e.scheduler.readyCount == 1 && e.graph.inputsEnded() && !e.watches.any())
+        e.scheduler.soloYieldsLeft = maxSoloYields;
     e.scheduler.switchToReady();
 }
 

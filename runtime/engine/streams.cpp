@@ -1,5 +1,7 @@
 #include "runtime/engine/streams.h"
 
+#include <algorithm>
+
 #include "runtime/engine/inputs.h"
 #include "runtime/files/output_file.h"
 #include "runtime/files/stream_wait.h"
@@ -10,15 +12,21 @@ namespace {
 
 constexpr std::chrono::milliseconds flushInterval(50);
 
-// Sleeps until one of them is ready, or a stop is requested.
-void awaitSources(const std::vector<Source*>& sources) {
-    std::vector<int> descriptors;
+// Sleeps until one of them is ready, or something is asked for, or a stop is requested.
+void awaitSources(Engine& e, const std::vector<Source*>& sources) {
+    if (!e.outside.arm()) return;
+    std::vector<int> descriptors{e.outside.wake.descriptor()};
     for (Source* source : sources) {
         if (!source->arm()) break;
         descriptors.push_back(source->descriptor());
     }
-    if (descriptors.size() == sources.size()) awaitAny(descriptors);
-    for (std::size_t i = 0; i < descriptors.size(); ++i) sources[i]->disarm();
+    if (descriptors.size() == sources.size() + 1) awaitAny(descriptors);
+    for (std::size_t i = 0; i + 1 < descriptors.size(); ++i) sources[i]->disarm();
+    e.outside.disarm();
+}
+
+bool anyReady(const std::vector<Source*>& sources) {
+    return std::any_of(sources.begin(), sources.end(), [](const Source* source) { return source->ready(); });
 }
 
 }  // namespace
@@ -44,7 +52,7 @@ bool awaitLiveInputs(Engine& e) {
         if (!input.ended && hasRoom(*input.pipe) && !input.ready()) awaited.push_back(input.source.get());
     if (awaited.empty()) return false;
     flushStreams(e);
-    awaitSources(awaited);
+    while (!e.stopRequested() && !serveOutside(e) && !anyReady(awaited)) awaitSources(e, awaited);
     return true;
 }
 

@@ -6,8 +6,8 @@
 
 namespace libzepl {
 
-// Sleeps until a live input has something, where only that is missing. Returns, too, when a stop is requested; false when
-// there is nothing to wait for.
+// Sleeps until a live input has something, where only that is missing. Returns, too, when another thread has set a value, or
+// a stop is requested; false when there is nothing to wait for.
 bool awaitLiveInputs(Engine& e);
 
 void flushStreams(Engine& e);

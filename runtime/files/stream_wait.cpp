@@ -12,14 +12,19 @@ namespace {
 
 constinit thread_local const WaitScope* scope = nullptr;
 
-int stopDescriptor() { return scope == nullptr ? -1 : scope->stop().descriptor(); }
+// poll passes over negative ones.
+std::vector<pollfd> awaitedStops() {
+    if (scope == nullptr) return {};
+    const auto descriptors = scope->stopDescriptors();
+    return {{descriptors[0], POLLIN, 0}, {descriptors[1], POLLIN, 0}};
+}
 
-bool stopRequested() { return scope != nullptr && scope->stop().requested(); }
+bool stopRequested() { return scope != nullptr && scope->stopRequested(); }
 
 }  // namespace
 
-WaitScope::WaitScope(const StopRequest& stop, std::function<void()> beforeWaiting)
-    : stop_(stop), beforeWaiting_(std::move(beforeWaiting)), outer_(std::exchange(scope, this)) {}
+WaitScope::WaitScope(const StopRequest& stop, std::function<void()> beforeWaiting, const StopRequest* second)
+    : stop_(stop), second_(second), beforeWaiting_(std::move(beforeWaiting)), outer_(std::exchange(scope, this)) {}
 
 WaitScope::~WaitScope() { scope = outer_; }
 
@@ -33,7 +38,7 @@ bool isReadable(int descriptor) {
 }
 
 void awaitAny(const std::vector<int>& descriptors) {
-    std::vector<pollfd> awaited{{stopDescriptor(), POLLIN, 0}};  // poll passes over negative ones
+    std::vector<pollfd> awaited = awaitedStops();
     for (const int descriptor : descriptors) awaited.push_back({descriptor, POLLIN, 0});
     while (!stopRequested())
         if (::poll(awaited.data(), awaited.size(), -1) >= 0 || errno != EINTR) return;
@@ -54,8 +59,8 @@ int openFifo(const char* path, const std::string& name) {
         endIfStopped(name);
         const int descriptor = ::open(path, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         if (descriptor >= 0 || errno != ENXIO) return descriptor;
-        pollfd stop{stopDescriptor(), POLLIN, 0};
-        ::poll(&stop, 1, pause);
+        std::vector<pollfd> stops = awaitedStops();
+        ::poll(stops.data(), stops.size(), pause);
     }
 }
 

@@ -1,6 +1,7 @@
 // Waiting for streams, such as standard input and FIFOs: a stop request ends the wait.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
@@ -20,19 +21,25 @@ class Interrupted : public Problem {
 // While it lives, what this thread opens and reads heeds the request; of nested ones the innermost counts.
 class WaitScope {
  public:
-    // `beforeWaiting` is called each time before a read waits.
-    explicit WaitScope(const StopRequest& stop, std::function<void()> beforeWaiting = {});
+    // `beforeWaiting` is called each time before a read waits. A second request is heeded like the first.
+    explicit WaitScope(const StopRequest& stop, std::function<void()> beforeWaiting = {},
+                       const StopRequest* second = nullptr);
     WaitScope(const WaitScope&) = delete;
     WaitScope& operator=(const WaitScope&) = delete;
     ~WaitScope();
 
-    const StopRequest& stop() const { return stop_; }
+    bool stopRequested() const { return stop_.requested() || (second_ != nullptr && second_->requested()); }
+    // What to wait on for a request beside something else; -1 for none.
+    std::array<int, 2> stopDescriptors() const {
+        return {stop_.descriptor(), second_ == nullptr ? -1 : second_->descriptor()};
+    }
     void beforeWaiting() const {
         if (beforeWaiting_) beforeWaiting_();
     }
 
  private:
     const StopRequest& stop_;
+    const StopRequest* second_;
     std::function<void()> beforeWaiting_;
     const WaitScope* outer_;
 };

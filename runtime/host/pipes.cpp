@@ -72,7 +72,7 @@ namespace {
 [[gnu::noinline]] void putValueSlow(Engine& e, PipeHandle pipe, const void* source) {
     PipePort& port = writingPort(e, pipe);
     Pipe& channel = *port.channel;
-    if (channel.writePosition >= channel.writeLimit && !waitForRoom(e, port)) return discardWrite(e, port, 1);
+    if (channel.writePosition >= channel.writeLimit && !waitForRoom(e, port)) return discardWrite(e, port, source, 1);
     channel.copyOneIn(source);
     commitWrite(e, port, 1);
     // The put that completes a capacity in one turn yields, which is the long way's to do.

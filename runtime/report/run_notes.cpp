@@ -7,8 +7,6 @@
 #include "runtime/engine/self_sustaining.h"
 #include "runtime/engine/task_graph.h"
 
-#include "runtime/engine/self_sustaining.h"
-
 namespace libzepl {
 
 namespace {
@@ -31,6 +29,8 @@ bool waitsWhereNobodyReads(const Task& task) {
     return std::visit([](const auto* port) { return port->channel->discarding; }, task.waitingAt);
 }
 
+}  // namespace
+
 std::string waitText(const Task& task) {
     if (task.state == TaskState::waitingForElements) {
         const PipePort& port = *std::get<PipePort*>(task.waitingAt);
@@ -42,6 +42,8 @@ std::string waitText(const Task& task) {
     if (task.state == TaskState::waitingForEvent) return "waits for an event of `" + name + "`";
     return "waits for room in `" + name + "`";
 }
+
+namespace {
 
 // "a, b and c", of many the first and how many others.
 std::string listed(std::vector<std::string> items) {

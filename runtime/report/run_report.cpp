@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "runtime/report/caution_check.h"
+#include "runtime/report/figures.h"
 #include "runtime/report/run_notes.h"
 
 namespace libzepl {
@@ -13,24 +14,6 @@ namespace {
 TaskReport::State stateOf(const Task& task) {
     if (task.state == TaskState::ended) return task.outcome.state;
     return task.state == TaskState::ready ? TaskReport::State::running : TaskReport::State::waiting;
-}
-
-template <class ChannelType>
-std::uint64_t unreadOf(const ChannelType& channel) {
-    std::uint64_t unread = 0;
-    for (const auto* reader : channel.readers) unread = std::max(unread, reader->available());
-    return unread;
-}
-
-void fill(VariableReport& report, const Variable& variable) {
-    withElementType(variable.type, [&]<class Element>() {
-        Element value;
-        std::memcpy(&value, variable.cell.bytes, sizeof value);
-        if constexpr (std::is_integral_v<Element>)
-            report.value = std::int64_t{value};
-        else
-            report.value = double{value};
-    });
 }
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -81,7 +64,8 @@ void fillReport(const Engine& e, Report& report) noexcept {
         report.triggers[i].asserted = e.graph.triggers[i].writePosition;
         report.triggers[i].status = e.graph.triggers[i].status;
     }
-    for (std::size_t i = 0; i < e.graph.variables.size(); ++i) fill(report.variables[i], e.graph.variables[i]);
+    for (std::size_t i = 0; i < e.graph.variables.size(); ++i)
+        report.variables[i].value = valueOf(e.graph.variables[i]);
     report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - e.outcome.began).count();
 }
 

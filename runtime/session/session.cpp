@@ -8,8 +8,11 @@
 #include "runtime/engine/flow.h"
 #include "runtime/engine/rounds.h"
 #include "runtime/engine/run.h"
+#include "runtime/live.h"
+#include "runtime/live/ring_source.h"
 #include "runtime/report/run_report.h"
 #include "runtime/session/session_ids.h"
+#include "runtime/session/session_thread.h"
 #include "runtime/session/task_arguments.h"
 
 namespace libzepl {
@@ -112,12 +115,30 @@ PipeInput& addInput(Engine& e, Pipe& pipe, std::optional<std::uint64_t> length, 
     return input;
 }
 
+// What other threads have of the run, while it lasts.
+class LiveRun {
+ public:
+    explicit LiveRun(Engine& e) : e_(e) { e_.outside.begin(e_); }
+    LiveRun(const LiveRun&) = delete;
+    LiveRun& operator=(const LiveRun&) = delete;
+    ~LiveRun() {
+        for (const auto& ring : e_.liveRings) ring->close();
+        e_.outside.end(e_);
+        finishTaps(e_);
+    }
+
+ private:
+    Engine& e_;
+};
+
 }  // namespace
 
 Session::Session(const CommandLibrary& library, SessionOptions options)
     : engine_(std::make_unique<Engine>(library, checked(std::move(options)))) {}
 
-Session::~Session() = default;
+Session::~Session() {
+    if (thread_ != nullptr) requestStop();
+}
 
 Engine& Session::unstarted() const {
     if (!engine_->started) return *engine_;
@@ -279,9 +300,11 @@ void Session::setTriggerProperty(TriggerId id, std::uint32_t selector, std::uint
     objectOf(*engine_, id).properties[selector] = value;
 }
 
-Report Session::run() {
-    Engine& e = unstarted();
-    e.started = true;
+void Session::begin() { unstarted().started = true; }
+
+Report Session::runToEnd() {
+    Engine& e = *engine_;
+    const LiveRun live(e);
     const CrashReporter crashes(e);
     runSession(e);
     Report report = makeReport(e);
@@ -289,6 +312,11 @@ Report Session::run() {
     return report;
 }
 
-void Session::requestStop() { engine_->stop->request(); }
+Report Session::run() {
+    begin();
+    return runToEnd();
+}
+
+void Session::requestStop() { engine_->ownStop.request(); }
 
 }  // namespace libzepl
