@@ -94,6 +94,37 @@ struct BlockLoops {
         }
     }
 
+    // Calls `use` with what gives the operand of each sample.
+    template <class Use>
+    [[gnu::always_inline]] void withOperand(int operand, Use use) const {
+        const double* values = step.operands[operand];
+        if (step.strides[operand] == 0)
+            use([value = *values](std::int32_t) { return value; });
+        else
+            use([values](std::int32_t i) { return values[i]; });
+    }
+
+    template <class Function>
+    [[gnu::always_inline]] void ternary(Function function) const {
+        double* __restrict result = step.result;
+        withOperand(0, [&](auto a) {
+            withOperand(1, [&](auto b) {
+                withOperand(2, [&](auto c) {
+                    for (std::int32_t i = 0; i < n; ++i) result[i] = function(a(i), b(i), c(i));
+                });
+            });
+        });
+    }
+
+    // All but the first operand are single values.
+    template <class Compare>
+    [[gnu::always_inline]] void chooseBy(Compare compare) const {
+        const double* __restrict x = step.operands[0];
+        double* __restrict result = step.result;
+        const double limit = *step.operands[1], a = *step.operands[2], b = *step.operands[3];
+        for (std::int32_t i = 0; i < n; ++i) result[i] = compare(x[i], limit) ? a : b;
+    }
+
     void array(UnaryArray function) const { function(step.operands[0], step.result, n); }
 
     void array(BinaryArray function) const {
@@ -234,6 +265,31 @@ template <class Loops>
     callBy(code, loops);
 }
 
+[[gnu::always_inline]] inline void runTwoBy(BlockCode code, const BlockLoops& loops) {
+    switch (code) {
+        case BlockCode::multiplyAdd:
+            return loops.ternary([](double a, double b, double c) { return a * b + c; });
+        case BlockCode::multiplySubtract:
+            return loops.ternary([](double a, double b, double c) { return a * b - c; });
+        case BlockCode::addProduct:
+            return loops.ternary([](double a, double b, double c) { return c + a * b; });
+        case BlockCode::subtractProduct:
+            return loops.ternary([](double a, double b, double c) { return c - a * b; });
+        case BlockCode::chooseByLess:
+            return loops.chooseBy([](double a, double b) { return a < b; });
+        case BlockCode::chooseByLessEqual:
+            return loops.chooseBy([](double a, double b) { return a <= b; });
+        case BlockCode::chooseByGreater:
+            return loops.chooseBy([](double a, double b) { return a > b; });
+        case BlockCode::chooseByGreaterEqual:
+            return loops.chooseBy([](double a, double b) { return a >= b; });
+        case BlockCode::chooseByEqual:
+            return loops.chooseBy([](double a, double b) { return a == b; });
+        default:
+            return loops.chooseBy([](double a, double b) { return a != b; });
+    }
+}
+
 template <class Element>
 [[gnu::always_inline]] inline void widen(const void* elements, double* __restrict to, std::int32_t n) {
     const auto* __restrict from = static_cast<const Element*>(elements);
@@ -308,7 +364,13 @@ constexpr auto sumLoops = allSumLoops(std::make_index_sequence<maxSumTerms - 1>(
 }  // namespace
 
 LIBZEPL_VECTOR_CLONES void runBlockSteps(const BlockStep* steps, std::size_t count, std::int32_t n) {
-    for (std::size_t i = 0; i < count; ++i) runBy(steps[i].code, BlockLoops{steps[i], n});
+    for (std::size_t i = 0; i < count; ++i) {
+        const BlockLoops loops{steps[i], n};
+        if (steps[i].code >= BlockCode::multiplyAdd)
+            runTwoBy(steps[i].code, loops);
+        else
+            runBy(steps[i].code, loops);
+    }
 }
 
 void runSampleSteps(const BlockStep* steps, std::size_t count, std::int32_t n) {

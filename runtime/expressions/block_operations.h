@@ -42,6 +42,17 @@ enum class BlockCode : std::uint8_t {
     power,
     atan2,
     choose,  // the second or the third, by the first
+    // Two operations in one pass over a block, each rounded as by itself:
+    multiplyAdd,       // first * second + third
+    multiplySubtract,  // first * second - third
+    addProduct,        // third + first * second
+    subtractProduct,   // third - first * second
+    chooseByLess,      // the third or the fourth, by first < second, and so on in the order of the comparisons
+    chooseByLessEqual,
+    chooseByGreater,
+    chooseByGreaterEqual,
+    chooseByEqual,
+    chooseByUnequal,
 };
 
 // The most samples that are computed at once: what an expression holds of them fits the cache nearest to the processor.
@@ -51,15 +62,16 @@ inline constexpr std::int32_t maxBlockSamples = 1024;
 // result[i * resultStride].
 struct BlockStep {
     BlockCode code = BlockCode::copy;
-    const double* operands[3]{};
-    std::size_t strides[3]{};
+    const double* operands[4]{};
+    std::size_t strides[4]{};
     double* result = nullptr;
     std::size_t resultStride = 1;
 };
 
 // Runs the steps one after the other on `n` samples, maxBlockSamples at most. Results overlap no operand, and advance by 1.
 void runBlockSteps(const BlockStep* steps, std::size_t count, std::int32_t n);
-// Runs all steps on each sample before the next one, so that a step can take results of earlier samples.
+// Runs all steps on each sample before the next one, so that a step can take results of earlier samples. There is none of two
+// operations among them.
 void runSampleSteps(const BlockStep* steps, std::size_t count, std::int32_t n);
 
 // A sum of products, left to right: of sample i, factor * elements[i] of each term, added to what is before it.

@@ -158,8 +158,50 @@ class StreamCompiler {
         return {{Kind::scalar, static_cast<std::uint32_t>(program_.scalars.size() - 1)}, Rank::scalar};
     }
 
+    // The last step, where that is one of blocks by which `value` was made: each is used once.
+    StreamStep* lastMaking(const Value& value) {
+        const bool isLast = value.operand.kind == Kind::block && !program_.blockSteps.empty() &&
+                            program_.blockSteps.back().result.index == value.operand.index;
+        return isLast ? &program_.blockSteps.back() : nullptr;
+    }
+
+    // Makes the last step, where that is a product, add to it as well, in one pass. Its register is none of its operands'.
+    std::optional<Value> joinedToProduct(bool isSum, const std::vector<Value>& operands) {
+        for (const std::size_t product : {std::size_t{0}, std::size_t{1}}) {
+            StreamStep* last = lastMaking(operands[product]);
+            const Value& other = operands[1 - product];
+            if (last == nullptr || last->code != BlockCode::multiply || other.rank == Rank::sample) continue;
+            last->code = product == 0 ? (isSum ? BlockCode::multiplyAdd : BlockCode::multiplySubtract)
+                                      : (isSum ? BlockCode::addProduct : BlockCode::subtractProduct);
+            last->operands.push_back(other.operand);
+            if (other.operand.kind == Kind::block) free_.push_back(other.operand.index);
+            return operands[product];
+        }
+        return std::nullopt;
+    }
+
+    // Makes the last step, where that is a comparison with a single value, choose one of two by it.
+    std::optional<Value> joinedToComparison(const std::vector<Value>& operands) {
+        StreamStep* last = lastMaking(operands[0]);
+        const bool compares = last != nullptr && last->code >= BlockCode::less && last->code <= BlockCode::unequal &&
+                              last->operands[0].kind != Kind::scalar && last->operands[1].kind == Kind::scalar;
+        if (!compares || operands[1].rank != Rank::scalar || operands[2].rank != Rank::scalar) return std::nullopt;
+        last->code = static_cast<BlockCode>(static_cast<int>(BlockCode::chooseByLess) + static_cast<int>(last->code) -
+                                            static_cast<int>(BlockCode::less));
+        last->operands.push_back(operands[1].operand);
+        last->operands.push_back(operands[2].operand);
+        return operands[0];
+    }
+
+    std::optional<Value> joined(BlockCode code, const std::vector<Value>& operands) {
+        if (code == BlockCode::add || code == BlockCode::subtract)
+            return joinedToProduct(code == BlockCode::add, operands);
+        return code == BlockCode::choose ? joinedToComparison(operands) : std::nullopt;
+    }
+
     // The result's register is taken before those of the operands are free, so that they don't overlap.
     Value step(BlockCode code, const std::vector<Value>& operands) {
+        if (const auto value = joined(code, operands)) return *value;
         Value result;
         for (const Value& operand : operands) result.rank = std::max(result.rank, operand.rank);
         StreamStep made{code, {}, {}};

@@ -33,6 +33,16 @@ TEST_F(Definitions, EachSampleIsThatOfAPlainLoopForEveryFeed) {
     const std::vector<Case> cases{
         {"a - b", [&](std::size_t n, const auto&) { return a[n] - b[n]; }},
         {"3 - a * 2 + 0 * b", [&](std::size_t n, const auto&) { return 3 - a[n] * 2 + 0 * b[n]; }},
+        {"(a * 2 - b) * (b - a * b) + (3 + b * 0.1 + (b * b + a) * 7)",
+         [&](std::size_t n, const auto&) {
+             const double x = a[n], y = b[n];
+             return (x * 2 - y) * (y - x * y) + (3 + y * 0.1 + (y * y + x) * 7);
+         }},
+        {"if(a > 5, 1, -1) + if(a <= b, 2, 3) * 10 + if(b == 7, a, 4) * 100 + if(a * 2 != -8, 5, 6)",
+         [&](std::size_t n, const auto&) {
+             const double x = a[n], y = b[n];
+             return (x > 5 ? 1 : -1) + (x <= y ? 2 : 3) * 10.0 + (y == 7 ? x : 4) * 100 + (x * 2 != -8 ? 5 : 6);
+         }},
         {"sqrt(a ^ 2 + b ^ 3 * a) / (a - a)",
          [&](std::size_t n, const auto&) { return std::sqrt(a[n] * a[n] + b[n] * b[n] * b[n] * a[n]) / 0.0; }},
         {"if(abs(a) > 20 * b, a % b, -max(a, b, 1))",
