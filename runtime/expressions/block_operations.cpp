@@ -107,13 +107,17 @@ struct BlockLoops {
     template <class Function>
     [[gnu::always_inline]] void ternary(Function function) const {
         double* __restrict result = step.result;
-        withOperand(0, [&](auto a) {
-            withOperand(1, [&](auto b) {
-                withOperand(2, [&](auto c) {
-                    for (std::int32_t i = 0; i < n; ++i) result[i] = function(a(i), b(i), c(i));
-                });
+        // Each must be in line, or it would not be part of a clone.
+        withOperand(
+            0, [&](auto a) __attribute__((always_inline)) {
+                withOperand(
+                    1, [&](auto b) __attribute__((always_inline)) {
+                        withOperand(
+                            2, [&](auto c) __attribute__((always_inline)) {
+                                for (std::int32_t i = 0; i < n; ++i) result[i] = function(a(i), b(i), c(i));
+                            });
+                    });
             });
-        });
     }
 
     // All but the first operand are single values.
