@@ -60,6 +60,8 @@ Words valuesOf(const std::string& option, const std::string& value, const Words&
         return option == "--set" ? Words() : Words{anyFile};
     }
     if (option == "--feed") return {"whole", "lockstep", "random:"};
+    if (option == "--type") return {"int16", "int32", "float", "double"};
+    if (option == "--to" || option == "--events") return {anyFile};
     if (option == "--module") return {std::string(anyFile) + " .zlm"};
     if (option == "--report") return {std::string(anyFile) + " .json"};
     return {};
@@ -98,6 +100,7 @@ Words candidates(const CLI::App& app, const Words& words) {
     if (last.starts_with("--") && last.find('=') != std::string::npos) return {anyFile};
     if (last.starts_with("-")) return optionsOf(*action);
     if (words[0] == "run" || words[0] == "check") return {std::string(anyFile) + " .zp"};
+    if (words[0] == "plot") return {anyFile};
     if (words[0] == "help") return commandNames();
     return {};
 }

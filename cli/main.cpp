@@ -16,6 +16,7 @@
 #include "cli/catalogue.h"
 #include "cli/complete.h"
 #include "cli/new_module.h"
+#include "cli/plot/plot.h"
 #include "cli/run.h"
 #include "cli/signals.h"
 #include "cli/standard_streams.h"
@@ -88,10 +89,40 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->type_name("UNITS")
         ->check(within(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
     command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
+    command.add_flag("--plot", arguments.plot, "Draw each file that was written in the terminal");
     command.add_flag_callback(
         "--no-sync", [&] { arguments.sync = false; }, "Do not wait until the disk has what was written");
     addModuleOptions(command, arguments.modules);
     command.footer(exitStatuses);
+}
+
+void addPlotOptions(CLI::App& command, cli::PlotArguments& arguments) {
+    const auto text = [&](const char* name, std::string& value, const char* type, const char* what) {
+        command.add_option(name, value, what)->type_name(type);
+    };
+    command
+        .add_option("files", arguments.files,
+                    "Recordings, tables and events; a column seconds, hertz or index of a table is the x axis")
+        ->required()
+        ->type_name("FILE");
+    text("--to", arguments.to, "FILE.svg|FILE.png", "Draw to this file, by gnuplot; without it in the terminal");
+    command.add_flag(
+        "--spectrum", arguments.spectrum,
+        "Draw spectra: the mean power of blocks under von Hann's window, as the amplitude of a sine in dB");
+    command.add_flag("--spectrogram", arguments.spectrogram, "Draw such spectra over the time");
+    command.add_flag("--xy", arguments.xy, "Draw the other channels, or the second file, over the first");
+    text("--events", arguments.events, "FILE.csv", "Mark the events of this trigger's file");
+    command.add_option("--rate", arguments.rate, "Frames a second of files that state none")->type_name("R");
+    command.add_option("--channel", arguments.channels, "Draw this channel or column alone; can be repeated")
+        ->type_name("NUMBER|HEADING")
+        ->take_all()
+        ->allow_extra_args(false);
+    text("--range", arguments.range, "FROM..TO", "Draw this part of the x axis, in its units");
+    text("--unit", arguments.unit, "UNIT", "The unit of the values, for the axis");
+    text("--title", arguments.title, "TEXT", "A line above the picture");
+    text("--type", arguments.type, "TYPE", "The type of raw samples: int16, int32, float or double");
+    command.add_option("--block", arguments.block, "Samples to a spectrum, a power of two from 16 to 16384")
+        ->type_name("N");
 }
 
 // A first word that the tool does not know gets a message of its own.
@@ -195,6 +226,9 @@ int dispatch(int count, char** words) {
     help->add_option("topic", catalogue.word, "A command, or language, files, feeding, errors or report")
         ->type_name("TOPIC");
     addModuleOptions(*help, catalogue.modules);
+    cli::PlotArguments plotArguments;
+    CLI::App* plot = app.add_subcommand("plot", "Draw recordings, tables and events");
+    addPlotOptions(*plot, plotArguments);
     std::string moduleName;
     CLI::App* create = app.add_subcommand("new-module", "Make a folder with a module of your own to begin with");
     create->add_option("name", moduleName, "The module's name")->required()->type_name("NAME");
@@ -219,6 +253,7 @@ int dispatch(int count, char** words) {
     if (run->parsed()) return cli::run(runArguments);
     if (check->parsed()) return cli::check(runArguments);
     if (commands->parsed()) return cli::listCommands(catalogue);
+    if (plot->parsed()) return cli::plot(plotArguments);
     if (create->parsed()) return cli::newModule(moduleName);
     if (version->parsed()) return cli::printVersions(catalogue);
     if (!catalogue.word.empty()) return cli::explain(catalogue);

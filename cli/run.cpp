@@ -1,5 +1,7 @@
 #include "cli/run.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <optional>
@@ -9,6 +11,7 @@
 #include "cli/modules.h"
 #include "cli/option_values.h"
 #include "cli/pages.h"
+#include "cli/plot/plot.h"
 #include "cli/progress.h"
 #include "cli/report_file.h"
 #include "cli/signals.h"
@@ -51,6 +54,29 @@ void printOutputs(const Report& report) {
         const std::string count = counted(output.count / output.channels, unitOf(output));
         const std::string of = output.unit == OutputReport::Unit::rows ? "" : " of " + libzepl::quoted(output.channel);
         std::fprintf(stderr, "wrote %s: %s%s\n", output.file.c_str(), count.c_str(), of.c_str());
+    }
+}
+
+// The type of what a file of a pipe or of an array of pipes holds.
+std::string typeOf(const Report& report, const std::string& channel) {
+    for (const PipeReport& pipe : report.pipes)
+        if (pipe.name == channel || pipe.name == channel + "[1]") return std::string(nameOf(pipe.type));
+    return {};
+}
+
+// Standard output may be one of the outputs. What cannot be drawn is noted: the run was well.
+void drawOutputs(const Report& report, const std::shared_ptr<StopRequest>& stop) {
+    for (const OutputReport& output : report.outputs) {
+        if (output.file.empty()) continue;
+        PlotArguments arguments;
+        arguments.files = {output.file};
+        arguments.title = output.file;
+        arguments.type = typeOf(report, output.channel);
+        try {
+            std::fputs(plotted(arguments, screen(STDERR_FILENO), stop).c_str(), stderr);
+        } catch (const Problem& problem) {
+            std::fprintf(stderr, "note: no picture: %s\n", problem.what());
+        }
     }
 }
 
@@ -177,6 +203,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
         report = refusalReport(bound.procedure, diagnostics);
     } else {
         status = runBound(bound, arguments, progress, report, setUpOnly);
+        if (status == allWell && arguments.plot && !setUpOnly) drawOutputs(report, stop);
     }
     try {
         reportFile.write(report, library);

@@ -29,6 +29,7 @@ struct RunArguments {
     std::uint32_t startTime = 0;
     std::uint64_t patience = libzepl::SessionOptions().patience;
     bool quiet = false;
+    bool plot = false;  // draws every output on standard error
     bool sync = true;
 };
 

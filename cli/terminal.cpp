@@ -21,9 +21,9 @@ bool isSet(const char* name) {
     return value != nullptr && *value != '\0';
 }
 
-winsize sizeOfTerminal() {
+winsize sizeOfTerminal(int descriptor) {
     winsize size{};
-    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) size = {};
+    if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0) size = {};
     return size;
 }
 
@@ -42,12 +42,12 @@ bool showByPager(const std::string& text) {
 
 }  // namespace
 
-Screen screen() {
-    const bool isTerminal = ::isatty(STDOUT_FILENO) != 0;
+Screen screen(int descriptor) {
+    const bool isTerminal = ::isatty(descriptor) != 0;
     const char* const term = std::getenv("TERM");
     Screen result;
     result.styled = isTerminal && !isSet("NO_COLOR") && (term == nullptr || std::strcmp(term, "dumb") != 0);
-    if (const int columns = isTerminal ? sizeOfTerminal().ws_col : 0; columns > 0) result.width = columns;
+    if (const int columns = isTerminal ? sizeOfTerminal(descriptor).ws_col : 0; columns > 0) result.width = columns;
     if (const char* const given = std::getenv("COLUMNS"); given != nullptr && std::atoi(given) >= minWidth)
         result.width = std::atoi(given);
     result.width = std::max(result.width, minWidth);
@@ -57,7 +57,7 @@ Screen screen() {
 void printPaged(const std::string& text) {
     const bool isTerminal = ::isatty(STDOUT_FILENO) != 0 && ::isatty(STDIN_FILENO) != 0;
     const auto lines = std::count(text.begin(), text.end(), '\n');
-    if (isTerminal && lines >= sizeOfTerminal().ws_row && showByPager(text)) return;
+    if (isTerminal && lines >= sizeOfTerminal(STDOUT_FILENO).ws_row && showByPager(text)) return;
     print(text);
 }
 

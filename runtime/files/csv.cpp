@@ -156,7 +156,7 @@ std::string rangeRemedy(ElementType type) {
 }
 
 template <class T>
-class CsvSource final : public Source {
+class CsvSource final : public Source, public ColumnHeadings {
  public:
     explicit CsvSource(const ReadRequest& request)
         : table_(request.path, request.partial),
@@ -183,6 +183,7 @@ class CsvSource final : public Source {
     int channels() const override { return columns_.empty() ? 1 : static_cast<int>(columns_.size()); }
     std::optional<double> rate() const override { return std::nullopt; }
     std::vector<std::string> notes() const override { return table_.notes(); }
+    const std::vector<std::string>& headings() const override { return table_.headings(); }
 
  private:
     T element(std::size_t column) const {
