@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,14 +12,36 @@
 
 namespace libzepl {
 
+// Where the outputs go that have a file.
+enum class OutputMode { write, collect, writeAndCollect };
+
 // What the caller changes of a procedure.
 struct BindOptions {
     std::map<std::string, std::string> inputs;  // files by the name of a pipe or trigger; they replace the procedure's
     std::map<std::string, std::string> outputs;
     std::map<std::string, std::string> values;  // by the name of a variable, as text
-    SessionOptions session;
+    // Samples in place of a file, by the name of a pipe, an array of pipes or a vector, to which a file's clauses and rules
+    // apply; one channel is taken for any. They come before `inputs`, and last as long as the session.
+    std::map<std::string, MemorySamples> samples;
+    std::map<std::string, std::vector<TriggerRow>> events;  // by the name of a trigger
+    OutputMode outputMode = OutputMode::write;
+    // Pipes, arrays of them and triggers to collect beside the outputs, with a limit where the procedure gives none.
+    std::map<std::string, std::optional<std::uint64_t>> collected;
+    SessionOptions session;  // its rate is that of `samples`, and the procedure's where that states none
     bool feedGiven = false;  // session.feed was asked for, and not the procedure's own way
     bool sync = true;        // outputs are on the disk when the run has ended
+};
+
+// An output that is collected, in the order of the declarations.
+struct CollectedOutput {
+    enum class Kind { pipe, trigger, array, table };
+    Kind kind = Kind::pipe;
+    std::string name;  // of a table: its file, as the procedure names it
+    PipeId pipe{};
+    TriggerId trigger{};
+    FramesId frames{};                     // of an array or a table
+    std::vector<ColumnRequest> columns{};  // of a pipe one; those that count are not among the collected frames
+    double rate = 1000;                    // frames a second
 };
 
 // A session with what is needed to tell of it in the procedure's terms. The command library must outlive it.
@@ -27,6 +50,7 @@ struct BoundProcedure {
     Procedure procedure;  // as it was bound: with literals for expressions and elements for arrays
     std::vector<std::string>
         advice;  // for each command, what its signature admits where the list does not fit; or empty
+    std::vector<CollectedOutput> collected;
 };
 
 // Binds the procedure. Every mistake is added to `diagnostics`, with its place; the session is null when there was one.

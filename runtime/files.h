@@ -151,6 +151,16 @@ bool isStandardStream(const std::filesystem::path& path);
 // Whether the name itself says in which format it is.
 bool tellsFormat(const std::filesystem::path& path);
 
+// Samples in memory. They stay as they are, and where they are, while they are read.
+struct MemorySamples {
+    ElementType type = ElementType::int16;
+    const void* elements = nullptr;
+    std::uint64_t frames = 0;
+    int channels = 1;                // samples to a frame
+    std::ptrdiff_t frameStep = 0;    // elements from a frame to the next; 0: as many as there are channels
+    std::ptrdiff_t channelStep = 1;  // elements from a channel to the next
+};
+
 // A vector's elements from a file of any of the formats, as the raw bytes of `type`. What the file lacked is added to
 // `notes`. A file of much more than `maxBytes` is refused while it is read.
 std::vector<std::byte> readVector(const ReadRequest& request, std::vector<std::string>& notes,

@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -53,6 +54,7 @@ enum class PipeId : std::uint64_t {};
 enum class TriggerId : std::uint64_t {};
 enum class VariableId : std::uint64_t {};
 enum class VectorId : std::uint64_t {};
+enum class FramesId : std::uint64_t {};  // of a joint output that is collected
 
 inline constexpr std::uint32_t maxBlock = std::uint32_t{1} << 24;  // elements of a default block
 
@@ -212,6 +214,18 @@ class Session {
     void collect(PipeId pipe, std::optional<std::uint64_t> limit = {}, std::uint64_t expected = 0);
     void collect(TriggerId trigger, std::optional<std::uint64_t> limit = {});
 
+    // As setOutput, with the same limits, notes and end; the session keeps what the output takes as well. `also` can be null.
+    // `channels` are the elements to a frame: only whole frames are kept.
+    void setCollectedOutput(PipeId pipe, std::unique_ptr<Sink> also, std::optional<std::uint64_t> limit = {},
+                            int channels = 1);
+    void setCollectedOutput(TriggerId trigger, std::unique_ptr<TriggerSink> also,
+                            std::optional<std::uint64_t> limit = {});
+    FramesId setCollectedOutput(JointOutputSettings settings, std::unique_ptr<JointSink> also);
+    // What was collected, where it is: good as long as the session. Of a table the elements of each pipe; of another joint
+    // output one piece, frame by frame.
+    std::span<const std::byte> collectedMemory(PipeId pipe) const;
+    std::vector<std::span<const std::byte>> collectedFrames(FramesId output) const;
+
     // Elements of the pipe's own type.
     template <class Element>
     void feed(PipeId pipe, std::vector<Element> elements);
@@ -262,7 +276,6 @@ class Session {
     void begin();
     Report runToEnd();
     void expectElements(PipeId pipe, ElementType type) const;
-    const std::byte* collectedBytes(PipeId pipe, std::uint64_t& count) const;
     const void* cellOf(VariableId variable, bool asInteger, std::size_t width) const;
 
     std::unique_ptr<Engine> engine_;
@@ -282,10 +295,9 @@ void Session::feed(PipeId pipe, std::vector<Element> elements) {
 template <class Element>
 std::vector<Element> Session::collected(PipeId pipe) const {
     expectElements(pipe, elementTypeOf<Element>());
-    std::uint64_t count = 0;
-    const std::byte* bytes = collectedBytes(pipe, count);
-    std::vector<Element> elements(count);
-    if (count != 0) std::memcpy(elements.data(), bytes, count * sizeof(Element));
+    const std::span<const std::byte> bytes = collectedMemory(pipe);
+    std::vector<Element> elements(bytes.size() / sizeof(Element));
+    if (!bytes.empty()) std::memcpy(elements.data(), bytes.data(), bytes.size());
     return elements;
 }
 

@@ -14,6 +14,7 @@
 #include "runtime/binder/outputs.h"
 #include "runtime/binder/tables.h"
 #include "runtime/expressions/expression.h"
+#include "runtime/files/memory_source.h"
 #include "runtime/files/output_place.h"
 #include "runtime/files/stream_wait.h"
 
@@ -37,11 +38,12 @@ class Binder {
         : procedure_(procedure), library_(library), options_(std::move(options)), diagnostics_(diagnostics) {}
 
     BoundProcedure bind() {
-        options_.session.rate = procedure_.rate;
+        const std::optional<double> given = std::exchange(options_.session.rate, procedure_.rate);
         FeedPolicy& feed = options_.session.feed;
         if (procedure_.lockstep && !options_.feedGiven) feed.kind = FeedPolicy::Kind::lockstep;
         bound_.session = std::make_unique<Session>(library_, options_.session);
         refuseUnknownOptions(procedure_, options_, diagnostics_);
+        if (given && *given != procedure_.rate) warnOfRate(*given);
         forEach(procedure_.pipes, [&](const PipeDeclaration& pipe) { declare(pipe, [&] { addPipe(pipe); }); });
         forEach(procedure_.triggers,
                 [&](const TriggerDeclaration& trigger) { declare(trigger, [&] { addTrigger(trigger); }); });
@@ -62,7 +64,7 @@ class Binder {
         });
         warnOfNothing();
         // Outputs come last: their rate can be that of an input, and nothing is created beside a mistake.
-        OutputBinder outputs({procedure_, options_, names_, rates_, inputFiles_}, *bound_.session, diagnostics_);
+        OutputBinder outputs({procedure_, options_, names_, rates_, inputFiles_}, bound_, diagnostics_);
         if (!hasErrors(diagnostics_)) outputs.add(tables_);
         if (hasErrors(diagnostics_)) bound_.session.reset();
         return std::move(bound_);
@@ -108,6 +110,16 @@ class Binder {
         if (!warning) return;
         diagnostics_.push_back(*warning);
         bound_.session->addNote(warning->message, true);
+    }
+
+    // The procedure's own rate differs from that of the caller's samples.
+    void warnOfRate(double given) {
+        const std::string stated = rateText(*procedure_.rate);
+        warn(Diagnostic{
+            Severity::warning,
+            {},
+            "the samples come at " + rateText(given) + " frames a second, and the procedure's `rate` is " + stated,
+            "the run goes by `rate " + stated + "`; correct it, or leave it out"});
     }
 
     // Runs `step`; a Problem of it becomes a mistake at the place, or at the file's. False when there was one.
@@ -156,18 +168,28 @@ class Binder {
     }
 
     void addInput(const PipeDeclaration& declared, PipeId id, const ChannelFile& from) {
-        const bool sharesFile = declared.array.isElement() && !options_.inputs.contains(declared.name);
+        const bool sharesFile = declared.array.isElement() && !options_.inputs.contains(declared.name) &&
+                                !options_.samples.contains(declared.name);
         const bool isFirst = !sharesFile || !arrayRead_ || *arrayRead_ != declared.array.name;
         if (sharesFile) arrayRead_ = declared.array.name;
         if (sharesFile && declared.interleaved)
             throw Problem("the elements of an array take a channel each, and `interleaved` keeps channels together",
                           "leave out `interleaved`");
-        if (isFirst) noteInput(from);
         ReadRequest request = readRequest(from, declared.type, declared.interleaved);
+        if (from.samples != nullptr) return addSamples(*from.samples, request, id);
+        if (isFirst) noteInput(from);
         if (sharesFile && flows(from.path)) return addStreamed(std::move(request), id, isFirst ? &from : nullptr);
         std::unique_ptr<Source> source = openSource(request);
         if (isFirst) warn(rates_.add(from, source->rate()));
         bound_.session->setInput(id, std::move(source));
+    }
+
+    void addSamples(const MemorySamples& samples, const ReadRequest& request, PipeId id) {
+        std::unique_ptr<Source> source = memorySource(samples, request);
+        const std::uint64_t elements = *source->length();
+        const void* const inPlace = elementsInPlace(samples, request);
+        if (inPlace == nullptr) return bound_.session->setInput(id, std::move(source));
+        bound_.session->feedMemory(id, inPlace, elements, source->channels());
     }
 
     // A stream is read once for all elements of an array: the first of them, which comes with the file, opens it.
@@ -199,6 +221,8 @@ class Binder {
     void addTrigger(const TriggerDeclaration& declared) {
         const TriggerId id = bound_.session->addTrigger(declared.name);
         names_.triggers.emplace(declared.name, id);
+        if (const auto given = options_.events.find(declared.name); given != options_.events.end())
+            return bound_.session->setInput(id, given->second);
         const std::optional<ChannelFile> from = inputFile(procedure_, options_, declared);
         if (!from) return;
         guarded(*from, [&] {
@@ -215,7 +239,9 @@ class Binder {
 
     void addVector(const VectorDeclaration& declared) {
         std::vector<std::byte> bytes;
-        if (declared.from) {
+        if (const auto given = options_.samples.find(declared.name); given != options_.samples.end()) {
+            guarded(declared.place, [&] { bytes = elementsOf(given->second, declared); });
+        } else if (declared.from) {
             const ChannelFile file{*declared.from, pathBeside(procedure_, declared.from->path), {}};
             guarded(file, [&] {
                 if (declared.array.index <= 1 || flows(file.path)) noteInput(file);
@@ -230,6 +256,16 @@ class Binder {
         }
         names_.vectors.emplace(declared.name,
                                bound_.session->addVector(declared.name, declared.type, std::move(bytes)));
+    }
+
+    static std::vector<std::byte> elementsOf(const MemorySamples& samples, const VectorDeclaration& declared) {
+        ReadRequest request{.path = libzepl::quoted(declared.name), .type = declared.type};
+        request.interleaved = declared.interleaved;
+        if (declared.from) request.conversion = declared.from->conversion;
+        const std::unique_ptr<Source> source = memorySource(samples, request);
+        std::vector<std::byte> bytes(*source->length() * widthOf(declared.type));
+        source->read(bytes.data(), *source->length());
+        return bytes;
     }
 
     std::vector<std::byte> bytesOf(ElementType type, const std::vector<Number>& numbers) {
@@ -303,6 +339,7 @@ class Binder {
         const auto anyCopies = [&](const auto& channels) {
             return std::any_of(channels.begin(), channels.end(), copies);
         };
+        if (!options_.collected.empty()) return;
         const auto isDefined = [](const PipeDeclaration& pipe) { return pipe.definition != nullptr; };
         if (std::any_of(procedure_.pipes.begin(), procedure_.pipes.end(), isDefined)) return;
         if (!procedure_.commands.empty() || !procedure_.tables.empty() || !arrayOutputs(procedure_, options_).empty())
@@ -340,7 +377,11 @@ BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& l
     if (options.session.stop != nullptr) waiting.emplace(*options.session.stop);
     EvaluationSettings settings{.values = options.values, .words = library.words(), .frames = {}};
     settings.frames = [&](const Procedure& read, const PipeDeclaration& pipe) { return framesOf(read, options, pipe); };
-    Procedure elements = expanded(evaluated(procedure, settings, diagnostics), diagnostics);
+    const auto isRate = [](const Formula& formula) { return formula.goes == Formula::Goes::rate; };
+    Procedure rated = procedure;
+    if (std::none_of(procedure.formulas.begin(), procedure.formulas.end(), isRate) && !rated.rate)
+        rated.rate = options.session.rate;
+    Procedure elements = expanded(evaluated(std::move(rated), settings, diagnostics), diagnostics);
     BoundProcedure bound = Binder(elements, library, std::move(options), diagnostics).bind();
     bound.procedure = std::move(elements);
     return bound;

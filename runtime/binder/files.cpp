@@ -26,6 +26,24 @@ std::optional<ChannelFile> fileOf(const Procedure& procedure, const std::string&
     return file;
 }
 
+// The caller's samples in place of the file. The path names the channel in messages.
+std::optional<ChannelFile> samplesFor(const BindOptions& options, const std::string& name,
+                                      const std::optional<FileClause>& declared) {
+    const auto given = options.samples.find(name);
+    if (given == options.samples.end()) return std::nullopt;
+    ChannelFile file{declared.value_or(FileClause{}), libzepl::quoted(name), {}, &given->second};
+    file.clause.place = {};
+    // A CSV's columns are an array's channels.
+    if (const auto* column = file.clause.column ? std::get_if<std::int64_t>(&*file.clause.column) : nullptr) {
+        file.clause.channel = *column;
+        file.clause.column.reset();
+    }
+    if (given->second.channels != 1 || file.clause.elements != 0) return file;
+    file.clause.channel.reset();
+    file.clause.column.reset();
+    return file;
+}
+
 std::string identityOf(const struct stat& status) {
     if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode) && !S_ISDIR(status.st_mode)) return {};
     return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
@@ -41,22 +59,23 @@ std::filesystem::path pathBeside(const Procedure& procedure, const std::string& 
 std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
                                      const PipeDeclaration& pipe) {
     const ArrayPlace& array = pipe.array;
-    if (!array.isElement()) return fileOf(procedure, "--in", options.inputs, pipe.name, pipe.from);
     std::optional<FileClause> declared = pipe.from;
-    if (options.inputs.contains(pipe.name)) {
+    const bool hasOwn = options.inputs.contains(pipe.name) || options.samples.contains(pipe.name);
+    if (array.isElement() && hasOwn) {
         if (declared) {
             declared->column.reset();
             declared->channel.reset();
             declared->elements = 0;
         }
-        return fileOf(procedure, "--in", options.inputs, pipe.name, declared);
-    }
-    if (!declared && options.inputs.contains(array.name)) {
+    } else if (array.isElement() && !declared &&
+               (options.inputs.contains(array.name) || options.samples.contains(array.name))) {
         declared.emplace();
         declared->channel = array.index;
         declared->elements = array.count;
     }
-    return fileOf(procedure, "--in", options.inputs, array.name, declared);
+    const std::string& name = array.isElement() && !hasOwn ? array.name : pipe.name;
+    if (auto samples = samplesFor(options, name, declared)) return samples;
+    return fileOf(procedure, "--in", options.inputs, name, declared);
 }
 
 std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
@@ -99,9 +118,12 @@ std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, c
     const std::string which = "the length of " + libzepl::quoted(declared.name) + " is not known: ";
     if (declared.array.isWhole())
         for (std::int64_t index = 1; index <= declared.array.count; ++index)
-            if (const std::string name = elementName(declared.name, index); options.inputs.contains(name))
-                throw Problem(which + "--in " + name + " gives an element a file of its own",
-                              "write the length of one element, length(" + elementName(declared.name, 1) + ")");
+            if (const std::string name = elementName(declared.name, index);
+                options.inputs.contains(name) || options.samples.contains(name))
+                throw Problem(
+                    which + (options.inputs.contains(name) ? "--in " + name + " gives an element a file of its own"
+                                                           : libzepl::quoted(name) + " has samples of its own"),
+                    "write the length of one element, length(" + elementName(declared.name, 1) + ")");
     // All channels of a file are of one length.
     const PipeDeclaration pipe = declared.array.isWhole() ? elementOf(declared, 1) : declared;
     const std::optional<ChannelFile> file = inputFile(procedure, options, pipe);
@@ -109,6 +131,7 @@ std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, c
     for (const Formula& formula : procedure.formulas)
         if (formula.goes == Formula::Goes::interleaved && procedure.pipes[formula.declaration].name == declared.name)
             throw Problem(which + "an expression gives its channels", "write `interleaved` with a number");
+    if (file->samples != nullptr) return file->samples->frames;
     std::error_code error;
     if (isStandardStream(file->path) || std::filesystem::is_fifo(file->path, error))
         throw Problem(which + "it is read from a stream", "give the number itself: constant NAME = NUMBER");
@@ -183,7 +206,7 @@ std::string useOfFile(const Procedure& procedure, const CommandLibrary& library,
     };
     const auto addChannel = [&](const auto& channel) {
         const std::string name = libzepl::quoted(channel.name);
-        if (const auto from = inputFile(procedure, options, channel))
+        if (const auto from = inputFile(procedure, options, channel); from && from->samples == nullptr)
             add(from->path, STDIN_FILENO, "is read by " + name);
         if (const auto to = outputFile(procedure, options, channel))
             add(to->path, STDOUT_FILENO, "is written by " + name);

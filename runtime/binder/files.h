@@ -15,7 +15,8 @@ namespace libzepl {
 struct ChannelFile {
     FileClause clause;  // without a place where the caller named the file
     std::filesystem::path path;
-    std::string option;  // "--in ecg" where the caller named the file, else empty
+    std::string option;                      // "--in ecg" where the caller named the file, else empty
+    const MemorySamples* samples = nullptr;  // in place of the file
 };
 
 // Where the procedure's own statements look for `name`: in the procedure's folder.
@@ -38,6 +39,9 @@ std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOpti
 
 // The frames of the recording that the pipe is read from. Throws Problem where that cannot be known before it is read.
 std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, const PipeDeclaration& pipe);
+
+// "360", "44100.5"
+std::string rateText(double rate);
 
 // What is asked of a file by its clauses.
 ReadRequest readRequest(const ChannelFile& file, ElementType type, std::optional<std::int64_t> interleaved);

@@ -70,6 +70,17 @@ class OptionNames {
     OptionNames(const Procedure& procedure, std::vector<Diagnostic>& diagnostics)
         : procedure_(procedure), diagnostics_(diagnostics) {}
 
+    // What the caller names without an option's words.
+    template <class Names>
+    void check(const Names& given, const std::string& what, const KnownOptions& known) {
+        for (const auto& each : given) {
+            if constexpr (requires { each.first; })
+                checkName(each.first, what, known);
+            else
+                checkName(each, what, known);
+        }
+    }
+
     void check(const std::map<std::string, std::string>& given, const std::string& option, const std::string& what,
                const KnownOptions& known) {
         for (const auto& [name, value] : given) {
@@ -84,6 +95,16 @@ class OptionNames {
     }
 
  private:
+    void checkName(const std::string& name, const std::string& what, const KnownOptions& known) {
+        if (triggers_.countOf(name) != 0)
+            add(libzepl::quoted(name) + " has " +
+                    counted(static_cast<std::uint64_t>(triggers_.countOf(name)), "element") +
+                    ", and each trigger has events of its own",
+                "name one of them: " + elementName(name, 1));
+        else if (!known.has(name))
+            refuse("", name, what, known);
+    }
+
     void refuse(const std::string& start, const std::string& name, const std::string& what, const KnownOptions& known) {
         const std::string is = kindDeclared(procedure_, name), array = name.substr(0, name.find('['));
         std::string remedy = is.empty() ? suggestion(name, known.listed()) : std::string();
@@ -121,12 +142,17 @@ std::string kindDeclared(const Procedure& procedure, const std::string& name) {
 
 void refuseUnknownOptions(const Procedure& procedure, const BindOptions& options,
                           std::vector<Diagnostic>& diagnostics) {
-    if (options.inputs.empty() && options.outputs.empty() && options.values.empty()) return;
+    if (options.inputs.empty() && options.outputs.empty() && options.values.empty() && options.samples.empty() &&
+        options.events.empty() && options.collected.empty())
+        return;
     OptionNames names(procedure, diagnostics);
     const KnownOptions channels(procedure.pipes, procedure.triggers);
     names.check(options.inputs, "--in", "pipe or trigger", channels);
     names.check(options.outputs, "--out", procedure.tables.empty() ? "pipe or trigger" : "pipe, trigger or table",
                 KnownOptions(procedure.pipes, procedure.triggers, procedure.tables));
+    names.check(options.samples, "pipe or vector", KnownOptions(procedure.pipes, procedure.vectors));
+    names.check(options.events, "trigger", KnownOptions(procedure.triggers));
+    names.check(options.collected, "pipe or trigger", channels);
     names.check(options.values, "--set", "variable or constant",
                 KnownOptions(procedure.variables, procedure.constants));
 }

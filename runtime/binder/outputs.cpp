@@ -13,11 +13,15 @@ std::vector<JointOutput> arrayOutputs(const Procedure& procedure, const BindOpti
     std::vector<JointOutput> outputs = procedure.jointOutputs;
     std::map<std::string, JointOutput> named;
     for (const PipeDeclaration& pipe : procedure.pipes) {
-        if (!pipe.array.isElement() || !options.outputs.contains(pipe.array.name)) continue;
-        JointOutput& joint = named[pipe.array.name];
-        joint.name = pipe.array.name;
+        const std::string& array = pipe.array.name;
+        if (!pipe.array.isElement() || (!options.outputs.contains(array) && !options.collected.contains(array)))
+            continue;
+        JointOutput& joint = named[array];
+        joint.name = array;
         joint.place = pipe.place;
         joint.type = pipe.type;
+        if (const auto collected = options.collected.find(array); collected != options.collected.end())
+            joint.to.limit = collected->second;
         joint.elements.push_back(pipe.name);
     }
     for (const JointOutput& declared : outputs) named.erase(declared.name);
@@ -26,7 +30,14 @@ std::vector<JointOutput> arrayOutputs(const Procedure& procedure, const BindOpti
 }
 
 void OutputBinder::add(std::vector<BoundTable>& tables) {
-    const auto fileOf = [&](const auto& channel) { return outputFile(context_.procedure, context_.options, channel); };
+    const auto fileOf = [&](const auto& channel) {
+        auto file = outputFile(context_.procedure, context_.options, channel);
+        const auto collected = context_.options.collected.find(channel.name);
+        if (collected == context_.options.collected.end()) return file;
+        if (!file) file.emplace();
+        if (!file->clause.limit) file->clause.limit = collected->second;
+        return file;
+    };
     for (const PipeDeclaration& pipe : context_.procedure.pipes)
         if (const auto to = fileOf(pipe); to && claim(*to)) guarded(*to, [&] { addPipe(pipe, *to); });
     for (const TriggerDeclaration& trigger : context_.procedure.triggers)
@@ -35,8 +46,24 @@ void OutputBinder::add(std::vector<BoundTable>& tables) {
     for (BoundTable& table : tables) addTable(table);
 }
 
+// One that the caller only collects has no path.
+bool OutputBinder::isWritten(const ChannelFile& file) const {
+    return !file.clause.path.empty() && context_.options.outputMode != OutputMode::collect;
+}
+
+bool OutputBinder::isCollected(const ChannelFile& file, const std::string& name) const {
+    const bool asAll = !file.clause.path.empty() && context_.options.outputMode != OutputMode::write;
+    return asAll || context_.options.collected.contains(name);
+}
+
+CollectedOutput& OutputBinder::addCollected(CollectedOutput::Kind kind, const std::string& name,
+                                            const ChannelFile& to) {
+    return bound_.collected.emplace_back(CollectedOutput{.kind = kind, .name = name, .rate = rateOf(to)});
+}
+
 // False, with the mistake reported, when the file is an input or the output of another channel.
 bool OutputBinder::claim(const ChannelFile& file) {
+    if (!isWritten(file)) return true;
     const bool standard = isStandardStream(file.path);
     const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);
     const std::string name = standard ? "standard output" : libzepl::quoted(file.path.string());
@@ -70,17 +97,32 @@ void OutputBinder::addPipe(const PipeDeclaration& pipe, const ChannelFile& to) {
     const PipeId id = context_.names.pipes.at(pipe.name);
     WriteRequest request = writeRequest(to, pipe, rateOf(to));
     request.output = outputOptions();
-    session_.setOutput(id, createSink(request), request.limit);
-    if (!to.clause.rate && statesRate(request.path, request.format))
+    std::unique_ptr<Sink> sink = isWritten(to) ? createSink(request) : nullptr;
+    if (isCollected(to, pipe.name)) {
+        session_.setCollectedOutput(id, std::move(sink), request.limit, request.channels);
+        CollectedOutput& collected = addCollected(CollectedOutput::Kind::pipe, pipe.name, to);
+        collected.pipe = id;
+        collected.columns = {{.heading = pipe.name, .type = pipe.type, .channels = request.channels}};
+    } else {
+        session_.setOutput(id, std::move(sink), request.limit);
+    }
+    if (isWritten(to) && !to.clause.rate && statesRate(request.path, request.format))
         session_.noteRate(id, {to.path.string(), request.rate, !context_.rates.rate()});
 }
 
 void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFile& to) {
     const FileClause& clause = to.clause;
+    const TriggerId id = context_.names.triggers.at(trigger.name);
     const auto secondsRate = clause.withSeconds ? std::optional(rateOf(to)) : std::nullopt;
-    session_.setOutput(context_.names.triggers.at(trigger.name),
-                       createTriggerSink(to.path, outputOptions(), clause.format, secondsRate), clause.limit);
-    if (clause.withSeconds && !context_.rates.rate())
+    std::unique_ptr<TriggerSink> sink;
+    if (isWritten(to)) sink = createTriggerSink(to.path, outputOptions(), clause.format, secondsRate);
+    if (isCollected(to, trigger.name)) {
+        session_.setCollectedOutput(id, std::move(sink), clause.limit);
+        addCollected(CollectedOutput::Kind::trigger, trigger.name, to).trigger = id;
+    } else {
+        session_.setOutput(id, std::move(sink), clause.limit);
+    }
+    if (isWritten(to) && clause.withSeconds && !context_.rates.rate())
         session_.addNote(to.path.string() +
                          " counts seconds by 1000 frames a second, which is assumed, since no input states a rate: "
                          "`rate R` in the procedure states the right one");
@@ -119,8 +161,18 @@ void OutputBinder::addJoint(const ChannelFile& to, JointOutputSettings settings,
     request.limit = settings.limit;
     request.format = to.clause.format;
     request.output = outputOptions();
-    session_.setOutput(std::move(settings), createJointSink(request, columns));
-    if (!to.clause.rate && (countsSeconds || statesRate(request.path, request.format)))
+    std::unique_ptr<JointSink> sink = isWritten(to) ? createJointSink(request, columns) : nullptr;
+    const std::string name = settings.name;
+    if (isCollected(to, name)) {
+        const auto kind = settings.isTable ? CollectedOutput::Kind::table : CollectedOutput::Kind::array;
+        const FramesId frames = session_.setCollectedOutput(std::move(settings), std::move(sink));
+        CollectedOutput& collected = addCollected(kind, name, to);
+        collected.frames = frames;
+        collected.columns = columns;
+    } else {
+        session_.setOutput(std::move(settings), std::move(sink));
+    }
+    if (isWritten(to) && !to.clause.rate && (countsSeconds || statesRate(request.path, request.format)))
         session_.noteJointRate({to.path.string(), request.rate, !context_.rates.rate(), countsSeconds});
 }
 

@@ -26,12 +26,14 @@ std::vector<JointOutput> arrayOutputs(const Procedure& procedure, const BindOpti
 // Attaches the outputs when all inputs are known. Every mistake is added to the diagnostics.
 class OutputBinder {
  public:
-    OutputBinder(const OutputContext& context, Session& session, std::vector<Diagnostic>& diagnostics)
-        : context_(context), session_(session), diagnostics_(diagnostics) {}
+    OutputBinder(const OutputContext& context, BoundProcedure& bound, std::vector<Diagnostic>& diagnostics)
+        : context_(context), bound_(bound), session_(*bound.session), diagnostics_(diagnostics) {}
 
     void add(std::vector<BoundTable>& tables);
 
  private:
+    bool isWritten(const ChannelFile& file) const;
+    bool isCollected(const ChannelFile& file, const std::string& name) const;
     bool claim(const ChannelFile& file);
     void refuse(const ChannelFile& file, const std::string& message, std::string remedy);
     template <class Step>
@@ -42,10 +44,12 @@ class OutputBinder {
     void addTable(BoundTable& table);
     void addJoint(const ChannelFile& to, JointOutputSettings settings, const std::vector<ColumnRequest>& columns,
                   bool countsSeconds);
+    CollectedOutput& addCollected(CollectedOutput::Kind kind, const std::string& name, const ChannelFile& to);
     double rateOf(const ChannelFile& to) const;
     OutputOptions outputOptions() const;
 
     OutputContext context_;
+    BoundProcedure& bound_;
     Session& session_;
     std::vector<Diagnostic>& diagnostics_;
     std::set<std::string> files_{};  // the identities of those that are written

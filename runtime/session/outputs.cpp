@@ -5,39 +5,12 @@
 
 #include "runtime/engine/flow.h"
 #include "runtime/session.h"
+#include "runtime/session/collected.h"
 #include "runtime/session/session_ids.h"
 
 namespace libzepl {
 
 namespace {
-
-// Collects into memory, for an output with a limit.
-class MemorySink : public Sink {
- public:
-    MemorySink(MemoryBudget& budget, std::size_t width) : budget_(budget), width_(width) {}
-    void write(const void* from, std::size_t count) override {
-        const auto* bytes = static_cast<const std::byte*>(from);
-        const std::size_t size = bytes_.size() + count * width_;
-        if (size > bytes_.capacity()) grow(std::max(size, 2 * bytes_.capacity()));
-        bytes_.insert(bytes_.end(), bytes, bytes + count * width_);
-    }
-    void finish() override {}
-    const std::vector<std::byte>& bytes() const { return bytes_; }
-
- private:
-    void grow(std::size_t capacity) {
-        Charge charge;
-        if (!charge.reserve(budget_, costOf(capacity)))
-            throw Problem("no memory is left for what is to be collected", "raise --memory");
-        bytes_.reserve(capacity);
-        charge_ = std::move(charge);
-    }
-
-    MemoryBudget& budget_;
-    Charge charge_;
-    std::size_t width_;
-    std::vector<std::byte> bytes_;
-};
 
 bool isCollected(const Pipe& pipe) { return pipe.keepsAll; }
 bool isCollected(const Trigger&) { return false; }
@@ -73,6 +46,16 @@ void checkSink(const std::string& name, const std::unique_ptr<Sink>& sink) {
         throw Problem("the output of " + libzepl::quoted(name) + " is given no sink", "collect() needs none");
 }
 
+void checkMembers(Engine& e, const JointOutputSettings& settings) {
+    if (settings.members.empty())
+        throw Problem("the output " + libzepl::quoted(settings.name) + " is given no pipe", "give it at least one");
+    for (const JointMember& member : settings.members)
+        if (const Pipe& pipe = objectOf(e, member.pipe); member.channels == 0)
+            throw Problem(libzepl::quoted(pipe.name) + " has no elements in a frame", "give it at least one");
+}
+
+constexpr const char* notCollected = " was not collected";
+
 }  // namespace
 
 void Session::setOutput(PipeId id, std::unique_ptr<Sink> sink, std::optional<std::uint64_t> limit) {
@@ -90,16 +73,13 @@ void Session::setOutput(TriggerId id, std::unique_ptr<TriggerSink> sink, std::op
 void Session::setOutput(JointOutputSettings settings, std::unique_ptr<JointSink> sink) {
     Engine& e = unstarted();
     checkSink(settings.name, sink);
-    if (settings.members.empty())
-        throw Problem("the output " + libzepl::quoted(settings.name) + " is given no pipe", "give it at least one");
+    checkMembers(e, settings);
     FrameOutput output;
     output.name = std::move(settings.name);
     output.isTable = settings.isTable;
     output.limit = settings.limit;
     for (const JointMember& member : settings.members) {
         Pipe& pipe = objectOf(e, member.pipe);
-        if (member.channels == 0)
-            throw Problem(libzepl::quoted(pipe.name) + " has no elements in a frame", "give it at least one");
         output.members.emplace_back().port.channel = &pipe;
         output.members.back().channels = member.channels;
         notifyOutputs(pipe);
@@ -119,8 +99,7 @@ void Session::noteJointRate(const UntoldRate& rate) { unstarted().graph.frameOut
 void Session::collect(PipeId id, std::optional<std::uint64_t> limit, std::uint64_t expected) {
     Engine& e = unstarted();
     Pipe& pipe = objectOf(e, id);
-    if (limit || pipe.hasInitialElements)
-        return setOutput(id, std::make_unique<MemorySink>(e.graph.memory, widthOf(pipe.type)), limit);
+    if (limit || pipe.hasInitialElements) return setCollectedOutput(id, nullptr, limit);
     checkNoOutput(pipe);
     pipe.keepsAll = true;
     if (expected > 0 && !makeStorage(engine_->graph.memory, pipe, expected)) {
@@ -136,27 +115,58 @@ void Session::collect(TriggerId id, std::optional<std::uint64_t> limit) {
     addReadingOutput(engine_->graph.triggerOutputs, objectOf(unstarted(), id), std::unique_ptr<TriggerSink>(), limit);
 }
 
-const std::byte* Session::collectedBytes(PipeId id, std::uint64_t& count) const {
+void Session::setCollectedOutput(PipeId id, std::unique_ptr<Sink> also, std::optional<std::uint64_t> limit,
+                                 int channels) {
+    Engine& e = unstarted();
+    const Pipe& pipe = objectOf(e, id);
+    if (channels < 1)
+        throw Problem(libzepl::quoted(pipe.name) + " is collected by frames of " + std::to_string(channels) +
+                          " elements, and 1 is the least",
+                      "give the elements of a frame");
+    setOutput(id, std::make_unique<MemorySink>(e.graph.memory, widthOf(pipe.type), channels, std::move(also)), limit);
+}
+
+void Session::setCollectedOutput(TriggerId id, std::unique_ptr<TriggerSink> also, std::optional<std::uint64_t> limit) {
+    setOutput(id, std::make_unique<MemoryTriggerSink>(unstarted().graph.memory, std::move(also)), limit);
+}
+
+FramesId Session::setCollectedOutput(JointOutputSettings settings, std::unique_ptr<JointSink> also) {
+    Engine& e = unstarted();
+    checkMembers(e, settings);
+    std::vector<MemoryFrames::Column> columns;
+    for (const JointMember& member : settings.members) {
+        const std::size_t width = widthOf(objectOf(e, member.pipe).type);
+        columns.push_back({width * member.channels, width});
+    }
+    const bool together = !settings.isTable;
+    setOutput(std::move(settings), std::make_unique<MemoryFrames>(e.graph.memory, columns, together, std::move(also)));
+    return idOfLast<FramesId>(e, e.graph.frameOutputs);
+}
+
+std::span<const std::byte> Session::collectedMemory(PipeId id) const {
     const Pipe& pipe = objectOf(*engine_, id);
     for (const PipeOutput& output : engine_->graph.pipeOutputs) {
         if (output.port.channel != &pipe) continue;
-        if (output.sink == nullptr) {
-            count = pipe.writePosition;
-            return pipe.storage;
-        }
-        if (const auto* sink = dynamic_cast<const MemorySink*>(output.sink.get())) {
-            count = sink->bytes().size() >> pipe.widthShift;
-            return sink->bytes().data();
-        }
+        if (output.sink == nullptr) return {pipe.storage, pipe.writePosition << pipe.widthShift};
+        if (const auto* sink = dynamic_cast<const MemorySink*>(output.sink.get())) return sink->bytes();
     }
-    throw Problem(libzepl::quoted(pipe.name) + " was not collected", "call collect() before the run");
+    throw Problem(libzepl::quoted(pipe.name) + notCollected, "call collect() before the run");
+}
+
+std::vector<std::span<const std::byte>> Session::collectedFrames(FramesId id) const {
+    const FrameOutput& output = objectOf(*engine_, id);
+    if (const auto* sink = dynamic_cast<const MemoryFrames*>(output.sink.get())) return sink->pieces();
+    throw Problem(libzepl::quoted(output.name) + notCollected, "set it by setCollectedOutput()");
 }
 
 std::vector<std::uint32_t> Session::collectedEvents(TriggerId id) const {
     const Trigger& trigger = objectOf(*engine_, id);
     for (const TriggerOutput& output : engine_->graph.triggerOutputs)
-        if (output.port.channel == &trigger && output.sink == nullptr) return output.events;
-    throw Problem(libzepl::quoted(trigger.name) + " was not collected", "call collect() before the run");
+        if (output.port.channel == &trigger) {
+            if (output.sink == nullptr) return output.events;
+            if (const auto* sink = dynamic_cast<const MemoryTriggerSink*>(output.sink.get())) return sink->events();
+        }
+    throw Problem(libzepl::quoted(trigger.name) + notCollected, "call collect() before the run");
 }
 
 }  // namespace libzepl

@@ -32,5 +32,6 @@ inline Pipe& objectOf(Engine& e, PipeId id) { return objectIn(e, e.graph.pipes, 
 inline Trigger& objectOf(Engine& e, TriggerId id) { return objectIn(e, e.graph.triggers, id, "trigger"); }
 inline Variable& objectOf(Engine& e, VariableId id) { return objectIn(e, e.graph.variables, id, "variable"); }
 inline Vector& objectOf(Engine& e, VectorId id) { return objectIn(e, e.graph.vectors, id, "vector"); }
+inline FrameOutput& objectOf(Engine& e, FramesId id) { return objectIn(e, e.graph.frameOutputs, id, "joint output"); }
 
 }  // namespace libzepl
