@@ -165,6 +165,7 @@ const std::vector<Topic>& topics() {
          "what ends a run, faults, refused parameters and exit status",
          {"What ends a run", "Faults", "What is promised"}},
         {"report", "the report as JSON", {"The report"}},
+        {"plots", "pictures of recordings, tables and events", {"Plots"}},
     };
     return all;
 }

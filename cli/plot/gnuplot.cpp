@@ -98,7 +98,7 @@ std::string scriptOf(const Picture& picture, bool isVector) {
         for (const double mark : marks) lines += number(mark) + " 1\n";
         addData("$marks", lines);
         script += "set y2range [0:1]\nunset y2tics\n";
-        addPlot(plots, "$marks axes x1y2 with impulses lc rgb '#999999' dt 2 title " + quotedText(picture.marksName));
+        addPlot(plots, "$marks axes x1y2 with impulses lc rgb '#444444' dt 2 title " + quotedText(picture.marksName));
     }
     if (picture.map && picture.map->columns() > 0) {
         const Limits levels = levelsOf(*picture.map);

@@ -26,7 +26,9 @@ TEST(Reduction, APeakIsSeenWhereverItIsAndHoweverManySamplesThereAre) {
             for (std::size_t i = 0; i < curve.bands.size(); ++i) {
                 const cli::Band& band = curve.bands[i];
                 const double half = static_cast<double>(count) / static_cast<double>(curve.bands.size());
-                if (i > 0) EXPECT_LT(curve.bands[i - 1].x, band.x);
+                if (i > 0) {
+                    EXPECT_LT(curve.bands[i - 1].x, band.x);
+                }
                 if (band.high == 5) {
                     ++peaks;
                     EXPECT_NEAR(band.x, static_cast<double>(peak), half);
@@ -39,7 +41,7 @@ TEST(Reduction, APeakIsSeenWhereverItIsAndHoweverManySamplesThereAre) {
 
 TEST(Reduction, WhatIsNotFiniteHidesNothingBesideIt) {
     cli::Reduction reduction;
-    for (const double y : {NAN, 1.0, INFINITY, -INFINITY, 3.0}) reduction.add(0, y);
+    for (const double y : std::initializer_list<double>{NAN, 1, INFINITY, -INFINITY, 3}) reduction.add(0, y);
     for (std::size_t i = 0; i < 2 * buckets; ++i) reduction.add(static_cast<double>(i), i % 2 == 0 ? NAN : -2);
     const cli::Curve curve = reduction.curve(columns);
     ASSERT_EQ(curve.bands.size(), columns);
