@@ -88,6 +88,7 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
     command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")
         ->type_name("UNITS")
         ->check(within(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
+    command.add_flag("--allow-loss", arguments.allowLoss, "Take a run as done well although a live input lost samples");
     command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
     command.add_flag("--plot", arguments.plot, "Draw each file that was written in the terminal");
     command.add_flag_callback(

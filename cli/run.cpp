@@ -122,13 +122,28 @@ BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly, std::vect
     options.session.patience = arguments.patience;
     options.session.setUpOnly = setUpOnly;
     options.sync = arguments.sync;
+    if (!arguments.quiet)
+        options.listening = [](const std::string& address) {
+            std::fprintf(stderr, "listening on %s\n", address.c_str());
+        };
     return options;
 }
 
-int exitStatus(const Report& report) {
+// Loss is never passed over in silence. Whether it was accepted.
+bool acceptLoss(const Report& report, const RunArguments& arguments) {
+    const auto lost = std::find_if(report.inputs.begin(), report.inputs.end(),
+                                   [](const InputReport& input) { return input.losses.frames > 0; });
+    if (lost == report.inputs.end() || arguments.allowLoss) return true;
+    printProblem(Problem("samples of " + libzepl::quoted(lost->name) + " are lost: the run did not keep pace",
+                         "the notes and the report say where; --allow-loss takes such a run as done well"));
+    return false;
+}
+
+int exitStatus(const Report& report, const RunArguments& arguments) {
+    const bool isWell = acceptLoss(report, arguments);
     switch (report.status) {
         case Report::Status::ok:
-            return allWell;
+            return isWell ? allWell : runFailed;
         case Report::Status::failed:
             return runFailed;
         case Report::Status::interrupted:
@@ -165,7 +180,7 @@ int runBound(BoundProcedure& bound, const RunArguments& arguments, ProgressLine&
     report.procedure = arguments.procedure;
     progress.clear();
     printEnd(bound.procedure, report, arguments, bound.advice, checkOnly);
-    return exitStatus(report);
+    return exitStatus(report, arguments);
 }
 
 int runProcedure(const RunArguments& arguments, bool setUpOnly) {

@@ -28,6 +28,7 @@ struct RunArguments {
     std::uint32_t block = 1024;
     std::uint32_t startTime = 0;
     std::uint64_t patience = libzepl::SessionOptions().patience;
+    bool allowLoss = false;
     bool quiet = false;
     bool plot = false;  // draws every output on standard error
     bool sync = true;

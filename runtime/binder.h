@@ -1,6 +1,7 @@
 // From a parsed procedure to a session that can run: names are resolved, literals get their types, files are opened.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -30,6 +31,8 @@ struct BindOptions {
     SessionOptions session;  // its rate is that of `samples`, and the procedure's where that states none
     bool feedGiven = false;  // session.feed was asked for, and not the procedure's own way
     bool sync = true;        // outputs are on the disk when the run has ended
+    // Called with each address on which the session listens at a port that the system chose, with that port.
+    std::function<void(const std::string&)> listening{};
 };
 
 // An output that is collected, in the order of the declarations.

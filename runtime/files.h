@@ -33,6 +33,23 @@ struct ReadRequest {
     bool isSplit = false;  // takes all channels, however many there are, for an array whose elements get one each
     bool partial = false;  // takes what is there of a file that is cut or damaged, and says so in the source's notes
     std::string format{};  // `wav`, `flac`, `npy`, `csv`, `raw` and so on, whatever the name ends in; empty: as it ends
+    int descriptor = -1;   // of an open stream that `path` only names; the source takes it over
+};
+
+// A place in a live stream where frames are missing: before the frame of that number, or, where gaps are filled, zeros from
+// it on.
+struct Gap {
+    std::uint64_t frame = 0;  // of what was given, from 0
+    std::uint64_t lost = 0;   // frames
+};
+
+// What a source that could not wait has lost.
+struct Losses {
+    std::uint64_t frames = 0;  // in all
+    std::uint64_t places = 0;
+    std::vector<Gap> gaps{};   // the first of the places
+    bool isFilled = false;     // zeros stand for them
+    bool isEstimated = false;  // some frames were lost before anybody could count them
 };
 
 // The conversions that can be asked for when a file's samples don't fit the pipe's type, and what each does, for messages
@@ -65,14 +82,33 @@ class Source {
     virtual std::optional<double> rate() const = 0;
     // What the file lacked where that was asked to be put up with; complete once the end was read.
     virtual std::vector<std::string> notes() const { return {}; }
+    // The run begins, when every task is set up, and ends: what reads by itself, such as a sound card, does so in between.
+    virtual void start() {}
+    virtual void stop() {}
+    // What of the elements before the last one given is missing; known once it was stopped.
+    virtual Losses losses() const { return {}; }
 };
 
 std::unique_ptr<Source> openSource(const ReadRequest& request);
 
+// Where the bytes of an output go that is no file, such as a connection. Every wait ends with a stop request.
+class OutputStream {
+ public:
+    virtual ~OutputStream() = default;
+    // The run begins: waits for whoever takes the bytes.
+    virtual void start() {}
+    virtual void write(const std::byte* from, std::size_t count) = 0;
+    // Nothing more comes for now, or at all.
+    virtual void flush() {}
+    virtual void complete() {}
+    virtual std::vector<std::string> notes() const { return {}; }
+};
+
 // How an output is written.
 struct OutputOptions {
-    bool sync = true;        // waits until the disk has it, and its name
-    bool checkOnly = false;  // writes nothing: whether it could be opened is all that counts
+    bool sync = true;                        // waits until the disk has it, and its name
+    bool checkOnly = false;                  // writes nothing: whether it could be opened is all that counts
+    std::shared_ptr<OutputStream> stream{};  // in place of a file, which the path only names
 };
 
 class OutputFile;
@@ -147,6 +183,10 @@ bool statesRate(const std::filesystem::path& path, const std::string& format);
 
 // Whether the name is standard input or output: "-", or "-.wav" and the like.
 bool isStandardStream(const std::filesystem::path& path);
+
+// Whether the name is the address of a connection or a sound card (addresses.h), as "tcp://host:5000" or "alsa:hw:0" are, and
+// no file's.
+bool isAddress(const std::filesystem::path& path);
 
 // Whether the name itself says in which format it is.
 bool tellsFormat(const std::filesystem::path& path);

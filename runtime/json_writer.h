@@ -32,6 +32,7 @@ class JsonWriter {
     void value(std::uint64_t number);
     void value(std::int32_t number) { value(std::int64_t{number}); }
     void value(std::uint32_t number) { value(std::uint64_t{number}); }
+    void boolean(bool truth);
     void null();
 
     template <class Value>

@@ -50,7 +50,9 @@ struct FileClause {
     std::optional<std::uint64_t> limit;  // elements or events
     bool partial = false;                // reads what is there of a file that is cut
     std::string format;                  // after `format`; empty: as the name ends
-    std::optional<double> rate;          // frames a second, that the output states
+    std::optional<double> rate;          // frames a second, that the output states, or that is asked of an address
+    std::optional<double> timeout;       // seconds until an address must have somebody
+    bool fill = false;                   // zeros for what an address loses
     bool withSeconds = false;            // a trigger's file has a column of seconds
 };
 
@@ -168,6 +170,9 @@ struct Formula {
         lastColumn,
         limit,
         fileRate,
+        sourceRate,
+        sourceTimeout,
+        fileTimeout,
         every,          // to column `position` of the table
         columnElement,  // to the column there, as the index of an element
         variableValue,  // to `position` among an array's

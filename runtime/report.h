@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "element_type.h"
+#include "files.h"
 
 namespace libzepl {
 
@@ -54,6 +55,13 @@ struct DigitalReport {
     std::uint32_t value = 0;
 };
 
+// What came of the input of a pipe.
+struct InputReport {
+    std::string name;             // of the pipe
+    std::uint64_t delivered = 0;  // samples
+    Losses losses{};              // of a live one that could not wait
+};
+
 // What came of an output that goes to a file or a stream.
 struct OutputReport {
     enum class Unit { samples, events, frames, rows };
@@ -89,6 +97,7 @@ struct Report {
     std::string channel;  // the pipe or trigger that the reason is about; may be empty
     std::vector<TaskReport> tasks;
     std::vector<PipeReport> pipes;
+    std::vector<InputReport> inputs;
     std::vector<TriggerReport> triggers;
     std::vector<VariableReport> variables;
     std::vector<DigitalReport> digital;

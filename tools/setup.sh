@@ -1,7 +1,7 @@
 # Sourced by the scripts in the root: installs what the build needs, on Debian, where it is missing.
 
-packages=(g++ cmake ninja-build pkg-config ccache libboost-context-dev libsndfile1-dev libsleef-dev nlohmann-json3-dev
-    libcli11-dev libmd4c-dev libgtest-dev)
+packages=(g++ cmake ninja-build pkg-config ccache libboost-dev libboost-context-dev libasound2-dev
+    libsndfile1-dev libsleef-dev nlohmann-json3-dev libcli11-dev libmd4c-dev libgtest-dev)
 
 # Installs those of the named packages that are not there.
 install_missing() {

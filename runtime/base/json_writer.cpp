@@ -147,6 +147,11 @@ void JsonWriter::value(double number) {
 void JsonWriter::value(std::int64_t number) { digits(number, false); }
 void JsonWriter::value(std::uint64_t number) { digits(number, false); }
 
+void JsonWriter::boolean(bool truth) {
+    beginValue();
+    sink_.write(truth ? "true" : "false");
+}
+
 void JsonWriter::null() {
     beginValue();
     sink_.write("null");

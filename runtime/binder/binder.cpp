@@ -179,7 +179,7 @@ class Binder {
         if (from.samples != nullptr) return addSamples(*from.samples, request, id);
         if (isFirst) noteInput(from);
         if (sharesFile && flows(from.path)) return addStreamed(std::move(request), id, isFirst ? &from : nullptr);
-        std::unique_ptr<Source> source = openSource(request);
+        std::unique_ptr<Source> source = open(request, from);
         if (isFirst) warn(rates_.add(from, source->rate()));
         bound_.session->setInput(id, std::move(source));
     }
@@ -192,6 +192,11 @@ class Binder {
         bound_.session->feedMemory(id, inPlace, elements, source->channels());
     }
 
+    std::unique_ptr<Source> open(const ReadRequest& request, const ChannelFile& from) const {
+        if (!isAddress(request.path)) return openSource(request);
+        return openLiveSource(request, liveSettings(from, options_, rates_.rate()));
+    }
+
     // A stream is read once for all elements of an array: the first of them, which comes with the file, opens it.
     void addStreamed(ReadRequest request, PipeId id, const ChannelFile* first) {
         const std::int64_t* column = request.column ? std::get_if<std::int64_t>(&*request.column) : nullptr;
@@ -201,7 +206,7 @@ class Binder {
             request.channel.reset();
             request.column.reset();
             request.isSplit = true;
-            stream_ = openSource(request);
+            stream_ = open(request, *first);
             warn(rates_.add(*first, stream_->rate()));
         }
         const std::int64_t there = stream_->channels();

@@ -6,10 +6,41 @@
 #include <array>
 #include <charconv>
 #include <map>
+#include <sstream>
 
 namespace libzepl {
 
 namespace {
+
+// A positive number after a clause of the option.
+double clauseNumber(const std::string& word, const std::string& text, const std::string& option) {
+    const std::optional<Number> number = parseNumber(text);
+    if (number && number->real > 0 && number->real < 1e300) return number->real;
+    throw Problem(option + ": " + libzepl::quoted(word) + " takes a positive, finite number, not " +
+                  libzepl::quoted(text));
+}
+
+// The address that an option gives, with the clauses that may follow it after a space, as they do in a procedure.
+std::string takeAddress(FileClause& clause, const std::string& given, const std::string& option) {
+    std::istringstream words(given);
+    std::string address, word, value;
+    words >> address;
+    for (; words >> word; value.clear()) {
+        if (word == "fill") {
+            clause.fill = true;
+            continue;
+        }
+        if (word != "format" && word != "timeout" && word != "rate")
+            throw Problem(option + ": " + libzepl::quoted(word) + " is no clause of an address",
+                          "after a space the address takes format WORD, timeout SECONDS, rate R, fill");
+        if (!(words >> value)) throw Problem(option + ": " + libzepl::quoted(word) + " lacks its value");
+        if (word == "format")
+            clause.format = value;
+        else
+            (word == "rate" ? clause.rate : clause.timeout) = clauseNumber(word, value, option);
+    }
+    return address;
+}
 
 std::optional<ChannelFile> fileOf(const Procedure& procedure, const std::string& option,
                                   const std::map<std::string, std::string>& given, const std::string& name,
@@ -20,7 +51,8 @@ std::optional<ChannelFile> fileOf(const Procedure& procedure, const std::string&
         return ChannelFile{*declared, pathBeside(procedure, declared->path), {}};
     }
     ChannelFile file{declared.value_or(FileClause{}), replaced->second, option + " " + name};
-    file.clause.path = replaced->second;
+    if (isAddress(replaced->second)) file.path = takeAddress(file.clause, replaced->second, file.option);
+    file.clause.path = file.path.string();
     if (tellsFormat(replaced->second)) file.clause.format.clear();
     file.clause.place = {};
     return file;
@@ -52,7 +84,7 @@ std::string identityOf(const struct stat& status) {
 }  // namespace
 
 std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name) {
-    if (isStandardStream(name) || std::filesystem::path(name).is_absolute()) return name;
+    if (isStandardStream(name) || isAddress(name) || std::filesystem::path(name).is_absolute()) return name;
     return std::filesystem::path(procedure.source.name).parent_path() / name;
 }
 
@@ -106,6 +138,7 @@ std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOpti
 
 std::string identityOf(const std::filesystem::path& path) {
     if (isStandardStream(path)) return "-";
+    if (isAddress(path)) return {};
     struct stat status {};
     if (::stat(path.c_str(), &status) == 0) return identityOf(status);
     std::error_code error;
@@ -133,7 +166,7 @@ std::uint64_t framesOf(const Procedure& procedure, const BindOptions& options, c
             throw Problem(which + "an expression gives its channels", "write `interleaved` with a number");
     if (file->samples != nullptr) return file->samples->frames;
     std::error_code error;
-    if (isStandardStream(file->path) || std::filesystem::is_fifo(file->path, error))
+    if (isStandardStream(file->path) || isAddress(file->path) || std::filesystem::is_fifo(file->path, error))
         throw Problem(which + "it is read from a stream", "give the number itself: constant NAME = NUMBER");
     const std::unique_ptr<Source> source = openSource(readRequest(*file, pipe.type, pipe.interleaved));
     std::uint64_t elements = source->length().value_or(0);
@@ -166,6 +199,15 @@ WriteRequest writeRequest(const ChannelFile& file, const PipeDeclaration& pipe, 
     return request;
 }
 
+LiveSettings liveSettings(const ChannelFile& file, const BindOptions& options, std::optional<double> rate) {
+    const bool isSoundCard = file.path.native().starts_with("alsa:");
+    return {.timeout = file.clause.timeout,
+            .rate = file.clause.rate || !isSoundCard ? file.clause.rate : rate,
+            .fill = file.clause.fill,
+            .checkOnly = options.session.setUpOnly,
+            .listening = options.listening};
+}
+
 std::string rateText(double rate) {
     std::array<char, 32> text;
     return {text.data(), std::to_chars(text.data(), text.data() + text.size(), rate).ptr};
@@ -173,7 +215,7 @@ std::string rateText(double rate) {
 
 std::optional<Diagnostic> InputRates::add(const ChannelFile& file, std::optional<double> rate) {
     if (!rate) return std::nullopt;
-    const std::string name = file.path.filename().string();
+    const std::string name = isAddress(file.path) ? file.path.string() : file.path.filename().string();
     const std::string states = (file.option.empty() ? "" : file.option + ": ") + name + " states " + rateText(*rate) +
                                " frames a second, and ";
     Diagnostic warning{Severity::warning, file.clause.place, "", ""};

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "runtime/addresses.h"
 #include "runtime/binder.h"
 #include "runtime/procedure.h"
 
@@ -47,6 +48,9 @@ std::string rateText(double rate);
 ReadRequest readRequest(const ChannelFile& file, ElementType type, std::optional<std::int64_t> interleaved);
 WriteRequest writeRequest(const ChannelFile& file, const PipeDeclaration& pipe, double rate);
 
+// What is asked of an address by its clauses; `rate` is that of the run, as far as it is known.
+LiveSettings liveSettings(const ChannelFile& file, const BindOptions& options, std::optional<double> rate);
+
 // The rates that the inputs state, against each other and against the procedure's own.
 class InputRates {
  public:
@@ -62,7 +66,7 @@ class InputRates {
     std::string firstName_;
 };
 
-// One text for each file, however it is named, also where it is not there yet; empty for a device or a socket,
+// One text for each file, however it is named, also where it is not there yet; empty for a device, a socket or an address,
 // which any number can use. "-" is a text of its own.
 std::string identityOf(const std::filesystem::path& path);
 std::string identityOf(int descriptor);

@@ -96,7 +96,7 @@ void OutputBinder::guarded(const ChannelFile& file, Step step) {
 void OutputBinder::addPipe(const PipeDeclaration& pipe, const ChannelFile& to) {
     const PipeId id = context_.names.pipes.at(pipe.name);
     WriteRequest request = writeRequest(to, pipe, rateOf(to));
-    request.output = outputOptions();
+    request.output = outputOptions(to, request);
     std::unique_ptr<Sink> sink = isWritten(to) ? createSink(request) : nullptr;
     if (isCollected(to, pipe.name)) {
         session_.setCollectedOutput(id, std::move(sink), request.limit, request.channels);
@@ -114,8 +114,11 @@ void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFi
     const FileClause& clause = to.clause;
     const TriggerId id = context_.names.triggers.at(trigger.name);
     const auto secondsRate = clause.withSeconds ? std::optional(rateOf(to)) : std::nullopt;
+    const std::string format = clause.format.empty() && isAddress(to.path) ? "csv" : clause.format;
+    const OutputOptions options =
+        isWritten(to) ? outputOptions(to, {.path = to.path, .format = format}) : OutputOptions{};
     std::unique_ptr<TriggerSink> sink;
-    if (isWritten(to)) sink = createTriggerSink(to.path, outputOptions(), clause.format, secondsRate);
+    if (isWritten(to)) sink = createTriggerSink(to.path, options, format, secondsRate);
     if (isCollected(to, trigger.name)) {
         session_.setCollectedOutput(id, std::move(sink), clause.limit);
         addCollected(CollectedOutput::Kind::trigger, trigger.name, to).trigger = id;
@@ -160,7 +163,11 @@ void OutputBinder::addJoint(const ChannelFile& to, JointOutputSettings settings,
     WriteRequest request{.path = to.path, .rate = rateOf(to)};
     request.limit = settings.limit;
     request.format = to.clause.format;
-    request.output = outputOptions();
+    WriteRequest whole = request;
+    whole.type = columns.front().type;
+    whole.channels = 0;
+    for (const ColumnRequest& column : columns) whole.channels += column.channels;
+    request.output = outputOptions(to, whole);
     std::unique_ptr<JointSink> sink = isWritten(to) ? createJointSink(request, columns) : nullptr;
     const std::string name = settings.name;
     if (isCollected(to, name)) {
@@ -180,8 +187,11 @@ double OutputBinder::rateOf(const ChannelFile& to) const {
     return to.clause.rate.value_or(context_.rates.rate().value_or(1000));
 }
 
-OutputOptions OutputBinder::outputOptions() const {
-    return {.sync = context_.options.sync, .checkOnly = context_.options.session.setUpOnly};
+OutputOptions OutputBinder::outputOptions(const ChannelFile& to, const WriteRequest& request) const {
+    OutputOptions options{.sync = context_.options.sync, .checkOnly = context_.options.session.setUpOnly};
+    if (isAddress(to.path))
+        options.stream = openLiveStream(request, liveSettings(to, context_.options, context_.rates.rate()));
+    return options;
 }
 
 }  // namespace libzepl

@@ -46,7 +46,7 @@ class OutputBinder {
                   bool countsSeconds);
     CollectedOutput& addCollected(CollectedOutput::Kind kind, const std::string& name, const ChannelFile& to);
     double rateOf(const ChannelFile& to) const;
-    OutputOptions outputOptions() const;
+    OutputOptions outputOptions(const ChannelFile& to, const WriteRequest& request) const;
 
     OutputContext context_;
     BoundProcedure& bound_;

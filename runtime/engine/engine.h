@@ -31,6 +31,7 @@ struct Feed {
 struct Streams {
     bool hasLiveInputs = false;  // some can have nothing yet, and more later
     bool hasOutputs = false;     // some are read while they are written
+    bool started = false;
     std::chrono::steady_clock::time_point lastFlush;
 };
 
@@ -62,6 +63,17 @@ struct Engine {
     // Called in a signal's handler when a task has damaged the memory of the process. It may come back.
     std::function<void(const char* what)> crashed;
 };
+
+// Runs `step`; a Problem of it is about the channel, or about the output, of that name.
+template <class Named, class Step>
+auto naming(Engine& e, const Named& named, Step step) {
+    try {
+        return step();
+    } catch (const Problem&) {
+        if (!e.stopRequested() && e.outcome.reasonChannel.empty()) e.outcome.reasonChannel = nameOf(named);
+        throw;
+    }
+}
 
 // The session that runs on this thread, if any. The library is loaded at the program's start, so the fast model of
 // thread-local access holds.

@@ -2,6 +2,7 @@
 
 #include "runtime/base/wording.h"
 #include "runtime/files/output_file.h"
+#include "runtime/files/stream_wait.h"
 
 namespace libzepl {
 
@@ -67,10 +68,22 @@ class OutputFinisher {
         if (e_.outcome.end == RunEnd::failed && each.output->file() == nullptr) return;
         try {
             each.output->complete();
+        } catch (const Interrupted&) {
+            // Said below.
         } catch (const Problem& problem) {
             fail(problem);
             each.lost = problem.what();
         }
+        noteStream(each);
+    }
+
+    void noteStream(const FinishedOutput& each) {
+        const OutputFile* file = each.output->file();
+        if (file == nullptr) return;
+        for (std::string& note : file->notes()) e_.outcome.outputNotes.push_back(std::move(note));
+        if (file->isAbandoned())
+            e_.outcome.outputNotes.push_back("the end of `" + each.report.channel + "` is lost: " + file->name() +
+                                             " took no more of it when the run was stopped");
     }
 
     void publishAll() {

@@ -196,7 +196,7 @@ bool deliverInputs(Engine& e) {
         const bool isRead = !isLockstep(e) && input.pipe->readRound == e.scheduler.round;
         if (input.ended || isRead || !hasRoom(*input.pipe) || !input.ready()) continue;
         const std::uint64_t most = std::min(input.chunks.next(), elementsUntilPause(e, input, before));
-        if (most > 0 && deliverChunk(e, input, most)) given = true;
+        if (most > 0 && naming(e, *input.pipe, [&] { return deliverChunk(e, input, most); })) given = true;
     }
     if (e.feed.furthestFrame != before) e.timing.clock.addFrames(e.feed.furthestFrame - before);
     if (e.graph.triggerInputs.empty()) return given;
@@ -217,7 +217,7 @@ void deliverWhole(Engine& e) {
             if (!tryCapacity(e, pipe, pipe.writePosition + std::max<std::uint64_t>(more, 1)))
                 throw Problem("no memory is left for the whole input of `" + pipe.name + "`",
                               "raise --memory, or leave out --feed whole");
-            deliverChunk(e, input, std::max<std::uint64_t>(more, 1));
+            naming(e, pipe, [&] { return deliverChunk(e, input, std::max<std::uint64_t>(more, 1)); });
         }
     }
     e.timing.clock.addFrames(e.feed.furthestFrame);

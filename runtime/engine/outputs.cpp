@@ -124,9 +124,9 @@ void drainOutputs(Engine& e) {
     e.graph.forEachOutput([&](auto& output) {
         if (seeksClockOutput && output.limit) {
             seeksClockOutput = false;
-            drainInTime(e, output);
+            naming(e, output, [&] { drainInTime(e, output); });
         } else {
-            drainUpTo(e, output, ~std::uint64_t{0});
+            naming(e, output, [&] { drainUpTo(e, output, ~std::uint64_t{0}); });
         }
     });
 }

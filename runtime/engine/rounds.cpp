@@ -142,6 +142,7 @@ void endRound(Engine& e) {
     if (!e.outcome.isRunning()) return;
     serveOutside(e);
     try {
+        if (!e.streams.started) startStreams(e);
         if (outputsWait) drainOutputs(e);
         if (outputsComplete(e.graph)) return e.outcome.finish(RunEnd::complete);
         if (e.stopRequested()) return e.outcome.finish(RunEnd::stopped);

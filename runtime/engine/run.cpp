@@ -90,7 +90,10 @@ void runSession(Engine& e) {
         for (FrameOutput::Member& member : output.members) openPort(e, member.port, PortMode::reading);
     for (TriggerOutput& output : e.graph.triggerOutputs) openPort(e, output.port, PortMode::reading);
     try {
-        if (e.options.feed.kind == FeedPolicy::Kind::whole) deliverWhole(e);
+        if (e.options.feed.kind == FeedPolicy::Kind::whole) {
+            startStreams(e);
+            deliverWhole(e);
+        }
         for (Task& task : e.graph.tasks)
             if (e.outcome.isRunning()) startTask(e, task);
         runRounds(e);
@@ -108,6 +111,7 @@ void runSession(Engine& e) {
         e.outcome.reason = "the system has no more memory";
         e.outcome.remedy = "close other programs, or raise what a process may take (ulimit -v)";
     }
+    stopStreams(e);
     finishOutputs(e);
 }
 

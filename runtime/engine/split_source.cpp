@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "runtime/base/wording.h"
 #include "runtime/diagnostics.h"
@@ -40,6 +41,7 @@ class Splitter {
         block_.resize(std::max(blockBytes / frame_, std::size_t{1}) * frame_);
     }
 
+    Source& whole() { return *whole_; }
     const Source& whole() const { return *whole_; }
 
     std::size_t read(std::size_t channel, std::byte* to, std::size_t count) {
@@ -109,6 +111,16 @@ class ChannelSource final : public Source {
     }
     bool ready() const override { return splitter_->ready(channel_); }
     int descriptor() const override { return whole().descriptor(); }
+    bool arm() override { return splitter_->whole().arm(); }
+    void disarm() override { splitter_->whole().disarm(); }
+    // The first of them does it for all.
+    void start() override {
+        if (channel_ == 0) splitter_->whole().start();
+    }
+    void stop() override {
+        if (channel_ == 0) splitter_->whole().stop();
+    }
+    Losses losses() const override { return whole().losses(); }
     std::optional<std::uint64_t> length() const override {
         const std::optional<std::uint64_t> elements = whole().length();
         if (!elements) return std::nullopt;
@@ -121,7 +133,7 @@ class ChannelSource final : public Source {
     }
 
  private:
-    const Source& whole() const { return splitter_->whole(); }
+    const Source& whole() const { return std::as_const(*splitter_).whole(); }
 
     std::shared_ptr<Splitter> splitter_;
     std::size_t channel_;

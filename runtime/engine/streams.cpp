@@ -1,6 +1,7 @@
 #include "runtime/engine/streams.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "runtime/engine/inputs.h"
 #include "runtime/files/output_file.h"
@@ -11,6 +12,14 @@ namespace libzepl {
 namespace {
 
 constexpr std::chrono::milliseconds flushInterval(50);
+
+template <class Step>
+void forEachStream(Engine& e, Step step) {
+    e.graph.forEachOutput([&](auto& output) {
+        OutputFile* file = output.sink != nullptr ? output.sink->file() : nullptr;
+        if (file != nullptr && file->isStream()) naming(e, output, [&] { step(*file); });
+    });
+}
 
 // Sleeps until one of them is ready, or something is asked for, or a stop is requested.
 void awaitSources(Engine& e, const std::vector<Source*>& sources) {
@@ -31,12 +40,21 @@ bool anyReady(const std::vector<Source*>& sources) {
 
 }  // namespace
 
+void startStreams(Engine& e) {
+    if (std::exchange(e.streams.started, true)) return;
+    forEachStream(e, [](OutputFile& file) { file.start(); });
+    for (PipeInput& input : e.graph.pipeInputs)
+        if (input.source != nullptr) naming(e, *input.pipe, [&] { input.source->start(); });
+}
+
+void stopStreams(Engine& e) {
+    for (PipeInput& input : e.graph.pipeInputs)
+        if (input.source != nullptr) input.source->stop();
+}
+
 void flushStreams(Engine& e) {
     if (!e.streams.hasOutputs) return;
-    e.graph.forEachOutput([](const auto& output) {
-        OutputFile* file = output.sink != nullptr ? output.sink->file() : nullptr;
-        if (file != nullptr && file->isStream()) file->flush();
-    });
+    forEachStream(e, [](OutputFile& file) { file.flush(); });
     e.streams.lastFlush = std::chrono::steady_clock::now();
 }
 

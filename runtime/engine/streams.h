@@ -6,6 +6,10 @@
 
 namespace libzepl {
 
+// The run begins: outputs wait for whoever takes them, and after that inputs begin to read by themselves. Once for a run.
+void startStreams(Engine& e);
+void stopStreams(Engine& e);
+
 // Sleeps until a live input has something, where only that is missing. Returns, too, when another thread has set a value, or
 // a stop is requested; false when there is nothing to wait for.
 bool awaitLiveInputs(Engine& e);

@@ -19,7 +19,8 @@ namespace {
 // The lines of a CSV file that hold numbers, cell by cell. The heading line is taken at the start.
 class CsvTable {
  public:
-    CsvTable(const std::filesystem::path& path, bool partial) : lines_(path), complete_(lines_.name(), partial) {
+    explicit CsvTable(const ReadRequest& request)
+        : lines_(request.path, request.descriptor), complete_(lines_.name(), request.partial) {
         if (!readRow()) return;
         columns_ = cells_.size();
         if (isHeading())
@@ -159,7 +160,7 @@ template <class T>
 class CsvSource final : public Source, public ColumnHeadings {
  public:
     explicit CsvSource(const ReadRequest& request)
-        : table_(request.path, request.partial),
+        : table_(request),
           type_(request.type),
           conversion_(conversionOf(request)),
           columns_(wantedColumns(table_, request)),

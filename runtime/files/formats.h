@@ -27,6 +27,9 @@ Request withFormat(Request request) {
     return request;
 }
 
+// Raw data has as many channels as the request says, or as elements of an array take them.
+int rawChannels(const ReadRequest& request, const std::string& name);
+
 // Whether the sound library reads files of that ending, and all such endings for messages.
 bool isSoundEnding(std::string_view ending);
 std::string soundEndings();

@@ -60,8 +60,14 @@ void checkStandardStream(int descriptor, const std::string& name) {
                           "open it, or name a file");
 }
 
-InputFile::InputFile(const std::filesystem::path& path)
-    : name_(path == "-" ? "standard input" : path.string()), descriptor_(STDIN_FILENO) {
+InputFile::InputFile(const std::filesystem::path& path, int descriptor)
+    : name_(path == "-" ? "standard input" : path.string()), descriptor_(descriptor), waits_(true) {
+    if (descriptor < 0) open(path);
+}
+
+void InputFile::open(const std::filesystem::path& path) {
+    if (isAddress(path)) throw fileProblem(name_, "is an address, and only pipes are read from one", "name a file");
+    descriptor_ = STDIN_FILENO;
     if (path == "-" || descriptorNamed(path) == STDIN_FILENO) checkStandardStream(STDIN_FILENO, name_);
     // A FIFO is opened at once: its first read waits for its writer.
     if (path != "-") descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);

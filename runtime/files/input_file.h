@@ -39,7 +39,8 @@ void checkStandardStream(int descriptor, const std::string& name);
 // An open file; the path "-" is standard input. A stop request ends its opening and its reads.
 class InputFile {
  public:
-    explicit InputFile(const std::filesystem::path& path);
+    // With a descriptor it is the stream that is open there, and `path` its name.
+    explicit InputFile(const std::filesystem::path& path, int descriptor = -1);
     ~InputFile();
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -64,6 +65,7 @@ class InputFile {
     void spool(const std::vector<std::byte>& taken);
 
  private:
+    void open(const std::filesystem::path& path);
     template <class Call>
     std::size_t retried(Call call);
 
@@ -77,7 +79,7 @@ class LineReader {
  public:
     static constexpr std::size_t maxLine = std::size_t{1} << 20;  // bytes
 
-    explicit LineReader(const std::filesystem::path& path) : file_(path) {}
+    explicit LineReader(const std::filesystem::path& path, int descriptor = -1) : file_(path, descriptor) {}
 
     // Whether the line that next() gave last has no line ending.
     bool atOpenEnd() const { return openEnd_; }

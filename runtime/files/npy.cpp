@@ -48,7 +48,7 @@ void checkSize(const InputFile& file, NpyHeader& header, Completeness& complete)
 }  // namespace
 
 std::unique_ptr<Source> openNpy(const ReadRequest& request) {
-    auto file = std::make_unique<InputFile>(request.path);
+    auto file = std::make_unique<InputFile>(request.path, request.descriptor);
     Completeness complete(file->name(), request.partial);
     NpyHeader header = readNpyHeader(*file);
     checkSize(*file, header, complete);

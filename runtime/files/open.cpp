@@ -93,8 +93,18 @@ bool isStandardStream(const std::filesystem::path& path) {
     return name == "-" || (name.starts_with("-.") && name.size() > 2 && name.find('/') == std::string::npos);
 }
 
+bool isAddress(const std::filesystem::path& path) {
+    const std::string& name = path.native();
+    if (name.starts_with("alsa:")) return true;
+    const std::size_t scheme = name.find("://");
+    const auto isOfScheme = [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-'; };
+    return scheme != std::string::npos && scheme > 0 &&
+           std::all_of(name.begin(), name.begin() + static_cast<std::ptrdiff_t>(scheme), isOfScheme);
+}
+
 FileKind kindOf(const std::filesystem::path& path, const std::string& format) {
     if (!format.empty()) return kindOfFormat(path, format);
+    if (isAddress(path)) return FileKind::raw;
     const std::string ending = endingOf(path);
     if (const auto kind = kindOfEnding(ending)) return *kind;
     if (isStream(path)) return FileKind::raw;
@@ -107,6 +117,7 @@ FileKind kindOf(const std::filesystem::path& path, const std::string& format) {
 
 bool tellsFormat(const std::filesystem::path& path) {
     if (isStandardStream(path)) return path != "-";
+    if (isAddress(path)) return false;
     return kindOfEnding(endingOf(path)).has_value();
 }
 

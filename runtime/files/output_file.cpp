@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <system_error>
 #include <utility>
 
@@ -48,8 +49,13 @@ void checkFolder(const std::string& name, const std::filesystem::path& folder) {
 }  // namespace
 
 OutputFile::OutputFile(const std::filesystem::path& path, OutputOptions options)
-    : options_(options), name_(path == "-" ? "standard output" : path.string()), stream_(libzepl::isStream(path)) {
+    : options_(std::move(options)),
+      name_(path == "-" ? "standard output" : path.string()),
+      stream_(libzepl::isStream(path)) {
     buffer_.reserve(bufferSize);
+    if (isAddress(path) && options_.stream == nullptr && !options_.checkOnly)
+        throw fileProblem(name_, "is an address, which this output cannot go to", "name a file");
+    if (isAddress(path)) return;
     if (path == "-")
         place_.descriptor = STDOUT_FILENO;
     else
@@ -81,10 +87,7 @@ void OutputFile::openStream() {
     }
     descriptor_ = place_.isFifo ? openFifo(place_.path.c_str(), name_)
                                 : ::open(place_.path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (descriptor_ >= 0) {
-        ::fcntl(descriptor_, F_SETFL, ::fcntl(descriptor_, F_GETFL) & ~O_NONBLOCK);
-        return;
-    }
+    if (descriptor_ >= 0) return;
     if (errno == EACCES || errno == EPERM)
         throw fileProblem(name_, "you are not permitted to write to it", "write to another file");
     throw writeProblem(name_, errno);
@@ -109,21 +112,59 @@ void OutputFile::openTemporary() {
     }
 }
 
+// What one call of the system takes.
+std::size_t OutputFile::writeSome(const std::byte* from, std::size_t count) {
+    for (;;) {
+        const ssize_t done = ::write(descriptor_, from, count);
+        if (done >= 0) return static_cast<std::size_t>(done);
+        if (stream_ && errno == EAGAIN)
+            awaitWritable(descriptor_, name_);
+        else if (errno != EINTR)
+            throw writeProblem(name_, errno);
+    }
+}
+
+// A descriptor of the caller's own may wait in a write: once it takes something, it takes this much.
+std::size_t OutputFile::writeStream(const std::byte* from, std::size_t count) {
+    try {
+        if (options_.stream != nullptr) {
+            options_.stream->write(from, count);
+            return count;
+        }
+        if (place_.descriptor) awaitWritable(descriptor_, name_);
+        return writeSome(from, place_.descriptor ? std::min<std::size_t>(count, PIPE_BUF) : count);
+    } catch (const Interrupted&) {
+        abandoned_ = true;
+        throw;
+    }
+}
+
 void OutputFile::writeOut(const std::byte* from, std::size_t count) {
+    if (abandoned_) return;
     while (count > 0) {
-        const ssize_t done = options_.checkOnly ? static_cast<ssize_t>(count) : ::write(descriptor_, from, count);
-        if (done < 0 && errno == EINTR) continue;
-        if (done < 0) throw writeProblem(name_, errno);
+        const std::size_t done = options_.checkOnly ? count
+                                 : stream_          ? writeStream(from, count)
+                                                    : writeSome(from, count);
         from += done;
-        count -= static_cast<std::size_t>(done);
-        flushed_ += static_cast<std::uint64_t>(done);
+        count -= done;
+        flushed_ += done;
     }
     size_ = std::max(size_, flushed_);
+}
+
+void OutputFile::start() {
+    if (options_.stream != nullptr) options_.stream->start();
 }
 
 void OutputFile::flush() {
     writeOut(buffer_.data(), buffer_.size());
     buffer_.clear();
+    if (options_.stream != nullptr && !abandoned_) options_.stream->flush();
+}
+
+std::vector<std::string> OutputFile::notes() const {
+    if (options_.stream == nullptr) return {};
+    return options_.stream->notes();
 }
 
 void OutputFile::write(const void* from, std::size_t count) {
@@ -166,6 +207,7 @@ void OutputFile::synchronise() {
 
 void OutputFile::complete() {
     flush();
+    if (options_.stream != nullptr && !abandoned_) options_.stream->complete();
     if (stream_ || options_.checkOnly) return;
     takeOverMode();
     synchronise();

@@ -32,7 +32,12 @@ class OutputFile {
     void write(std::string_view text) { write(text.data(), text.size()); }
     void seek(std::uint64_t offset);
     void clear();  // back to an empty file
-    void flush();  // lets a stream's reader have what was written
+    // Of a stream: the run begins, and its reader is waited for; it gets what was written; whether a stop request came before it
+    // took all of that.
+    void start();
+    void flush();
+    bool isAbandoned() const { return abandoned_; }
+    std::vector<std::string> notes() const;
     std::uint64_t position() const { return flushed_ + buffer_.size(); }
     std::uint64_t size() const { return std::max(size_, position()); }
 
@@ -57,6 +62,8 @@ class OutputFile {
     void openStream();
     void openTemporary();
     void writeOut(const std::byte* from, std::size_t count);
+    std::size_t writeSome(const std::byte* from, std::size_t count);
+    std::size_t writeStream(const std::byte* from, std::size_t count);
     void takeOverMode();
     void synchronise();
     void closeDescriptor();
@@ -68,6 +75,7 @@ class OutputFile {
     temporaryFiles::Entry* registered_ = nullptr;
     int descriptor_ = -1;
     bool stream_ = false;
+    bool abandoned_ = false;
     std::vector<std::byte> buffer_;
     std::uint64_t flushed_ = 0;  // offset in the file of the buffer's start
     std::uint64_t size_ = 0;     // the furthest offset flushed

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <system_error>
 
+#include "runtime/files.h"
 #include "runtime/files/input_file.h"
 
 namespace libzepl {
@@ -141,7 +142,7 @@ OutputPlace outputPlaceOf(const fs::path& named) {
 }
 
 bool isStream(const fs::path& named) {
-    if (named == "-") return true;
+    if (named == "-" || isAddress(named)) return true;
     struct stat status {};
     if (::stat(named.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
     return !S_ISREG(status.st_mode) || descriptorNamed(named).has_value();

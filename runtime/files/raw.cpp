@@ -20,14 +20,6 @@ class RawSink final : public FileSink<Sink> {
     std::size_t width_;
 };
 
-// Raw data has as many channels as the request says, or as elements of an array take them.
-int channelsOf(const ReadRequest& request, const std::string& name) {
-    const std::int64_t channels = request.elements != 0 ? request.elements : request.interleaved.value_or(1);
-    if (channels >= 1 && channels <= maxChannels) return static_cast<int>(channels);
-    throw fileProblem(name, std::to_string(channels) + " channels are not possible",
-                      "a file has 1 to " + std::to_string(maxChannels) + " channels");
-}
-
 void refuseStart(InputFile& file) {
     std::array<std::byte, 12> start{};
     refuseHeader(file.name(), start.data(), file.readAt(0, start.data(), start.size()));
@@ -35,15 +27,23 @@ void refuseStart(InputFile& file) {
 
 }  // namespace
 
-std::unique_ptr<Source> openRaw(const ReadRequest& request) {
-    auto file = std::make_unique<InputFile>(request.path);
+int rawChannels(const ReadRequest& request, const std::string& name) {
     if ((request.channel || request.isSplit) && request.elements == 0)
-        throw fileProblem(file->name(), "raw data does not say how many channels it has",
+        throw fileProblem(name, "raw data does not say how many channels it has",
                           "convert it to .npy of shape (frames, channels), or to .wav");
+    const std::int64_t channels = request.elements != 0 ? request.elements : request.interleaved.value_or(1);
+    if (channels >= 1 && channels <= maxChannels) return static_cast<int>(channels);
+    throw fileProblem(name, std::to_string(channels) + " channels are not possible",
+                      "a file has 1 to " + std::to_string(maxChannels) + " channels");
+}
+
+std::unique_ptr<Source> openRaw(const ReadRequest& request) {
+    auto file = std::make_unique<InputFile>(request.path, request.descriptor);
+    const int channels = rawChannels(request, file->name());
     Completeness complete(file->name(), request.partial);
     RecordingFacts facts;
     facts.format = formatOf(request.type);
-    facts.channels = channelsOf(request, file->name());
+    facts.channels = channels;
     const std::size_t frame = widthOf(request.type) * static_cast<std::size_t>(facts.channels);
     if (file->size()) {
         if (request.format.empty()) refuseStart(*file);

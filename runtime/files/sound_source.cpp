@@ -165,7 +165,7 @@ bool isOpenStream(SoundBytes& bytes, const SoundLayout& layout) {
 
 // The file's bytes, ready for the library; those of a stream that cannot be read as it comes are all fetched.
 std::unique_ptr<SoundBytes> soundBytes(const ReadRequest& request) {
-    auto bytes = std::make_unique<SoundBytes>(std::make_unique<InputFile>(request.path));
+    auto bytes = std::make_unique<SoundBytes>(std::make_unique<InputFile>(request.path, request.descriptor));
     std::array<char, 12> start{};
     const std::size_t got = bytes->peek(0, start.data(), start.size());
     if (got == 0) throw fileProblem(bytes->name(), "the file is empty", "check that the recording was made");

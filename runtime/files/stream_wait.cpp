@@ -1,9 +1,10 @@
 #include "runtime/files/stream_wait.h"
 
 #include <fcntl.h>
-#include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <utility>
 
 namespace libzepl {
@@ -32,6 +33,10 @@ void endIfStopped(const std::string& name) {
     if (stopRequested()) throw Interrupted(name);
 }
 
+std::array<int, 2> stopDescriptors() {
+    return scope == nullptr ? std::array<int, 2>{-1, -1} : scope->stopDescriptors();
+}
+
 bool isReadable(int descriptor) {
     pollfd look{descriptor, POLLIN, 0};
     return ::poll(&look, 1, 0) != 0;
@@ -42,6 +47,32 @@ void awaitAny(const std::vector<int>& descriptors) {
     for (const int descriptor : descriptors) awaited.push_back({descriptor, POLLIN, 0});
     while (!stopRequested())
         if (::poll(awaited.data(), awaited.size(), -1) >= 0 || errno != EINTR) return;
+}
+
+bool awaitEvents(std::vector<pollfd>& awaited, const Deadline& deadline) {
+    const std::size_t count = awaited.size();
+    for (const int stop : stopDescriptors()) awaited.push_back({stop, POLLIN, 0});
+    int events = -1;
+    do {
+        int left = -1;  // milliseconds
+        if (deadline) {
+            const auto due = std::chrono::ceil<std::chrono::milliseconds>(*deadline - std::chrono::steady_clock::now());
+            left = static_cast<int>(std::clamp<std::int64_t>(due.count(), 0, 1 << 30));
+        }
+        events = ::poll(awaited.data(), awaited.size(), left);
+    } while (events < 0 && errno == EINTR && !stopRequested());
+    awaited.resize(count);
+    return events != 0;
+}
+
+void awaitWritable(int descriptor, const std::string& name) {
+    constexpr int grace = 500;  // milliseconds
+    std::vector<pollfd> awaited{{descriptor, POLLOUT, 0}};
+    while (!stopRequested()) {
+        awaitEvents(awaited);
+        if (awaited.front().revents != 0) return;
+    }
+    if (::poll(awaited.data(), 1, grace) == 0) throw Interrupted(name);
 }
 
 void awaitReadable(int descriptor, const std::string& name) {

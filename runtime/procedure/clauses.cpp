@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/files.h"
 #include "runtime/procedure/parser.h"
 #include "runtime/procedure/quantities.h"
 
@@ -13,11 +14,14 @@ namespace {
 using Token = ProcedureToken;
 using Kind = Token::Kind;
 
-constexpr std::string_view formatClause = "format";
+constexpr std::string_view formatClause = "format", rateClause = "rate", timeoutClause = "timeout";
+
+// Each file of a declaration can have these.
+bool isOfEachFile(std::string_view word) { return word == formatClause || word == rateClause || word == timeoutClause; }
 
 }  // namespace
 
-const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
+const std::array<ProcedureParser::ClauseRow, 15> ProcedureParser::clauseRows{{
     {"capacity", inPipe | inDefinition, "", "", [](ProcedureParser& p, Clauses& to) { p.takeCapacity(to); }},
     {"starts", inPipe | inDefinition, "", "",
      [](ProcedureParser& p, Clauses& to) { to.starts = p.takeValues(Formula::Goes::start); }},
@@ -32,11 +36,13 @@ const std::array<ProcedureParser::ClauseRow, 13> ProcedureParser::clauseRows{{
     {"to", inPipe | inTrigger | inDefinition, "", "", [](ProcedureParser& p, Clauses& to) { p.takeTo(to); }},
     {"limit", inPipe | inTrigger | inTable | inDefinition, "to", "",
      [](ProcedureParser& p, Clauses& to) { to.to.limit = p.takeSize(Formula::Goes::limit); }},
-    {"rate", inPipe | inTable | inDefinition, "to", "",
-     [](ProcedureParser& p, Clauses& to) { to.to.rate = p.takeRate(Formula::Goes::fileRate); }},
+    {rateClause, inPipe | inTable | inDefinition, "", "", [](ProcedureParser& p, Clauses& to) { p.takeFileRate(to); }},
     {"with", inTrigger, "to", "", [](ProcedureParser& p, Clauses& to) { p.takeColumns(to); }},
     {formatClause, inPipe | inTrigger | inVector | inTable | inDefinition, "", "",
      [](ProcedureParser& p, Clauses& to) { p.takeFormat(to); }},
+    {timeoutClause, inPipe | inTrigger | inTable | inDefinition, "", "",
+     [](ProcedureParser& p, Clauses& to) { p.takeTimeout(to); }},
+    {"fill", inPipe, "from", "", [](ProcedureParser& p, Clauses& to) { p.takeFill(to); }},
 }};
 
 Clauses ProcedureParser::takeClauses(Declaration declaration, Clauses clauses) {
@@ -58,8 +64,7 @@ const ProcedureParser::ClauseRow& ProcedureParser::takeClauseWord(Declaration de
     const Token token = cursor_.take();
     for (const ClauseRow& row : clauseRows) {
         if (row.word != token.text || (row.declarations & declaration) == 0) continue;
-        // Each file of a declaration can have its format.
-        if (!clauses.given.try_emplace(row.word, token.place).second && row.word != formatClause)
+        if (!clauses.given.try_emplace(row.word, token.place).second && !isOfEachFile(row.word))
             cursor_.refuseAt(token.place, quoted(token.text) + " is given twice", "give it once");
         return row;
     }
@@ -79,6 +84,8 @@ std::vector<std::string> ProcedureParser::clauseWords(Declaration declaration) {
 }
 
 void ProcedureParser::checkPartners(const Clauses& clauses) {
+    if (clauses.targetRatePlace.line != 0 && !clauses.given.contains("to"))
+        cursor_.refuseAt(clauses.given.at(rateClause), "`rate` without `to` and a file");
     for (const ClauseRow& row : clauseRows) {
         const auto found = clauses.given.find(row.word);
         if (found == clauses.given.end()) continue;
@@ -105,14 +112,48 @@ void ProcedureParser::takeTo(Clauses& clauses) {
     clauses.last = Clauses::Last::to;
 }
 
-// `format` goes with the file before it.
+// The file before the clause, which goes with it.
+FileClause& ProcedureParser::lastFile(Clauses& clauses, std::string_view clause, const Place& place) {
+    if (clauses.last == Clauses::Last::none)
+        cursor_.refuseAt(place, libzepl::quoted(clause) + " goes after the file that it is of");
+    return clauses.last == Clauses::Last::from ? clauses.from : clauses.to;
+}
+
+void ProcedureParser::refuseTwice(bool isGiven, std::string_view clause, const Place& place) {
+    if (isGiven) cursor_.refuseAt(place, libzepl::quoted(clause) + " is given twice for one file");
+}
+
 void ProcedureParser::takeFormat(Clauses& clauses) {
     const Token word = cursor_.takeWord("the name of a format");
-    if (clauses.last == Clauses::Last::none)
-        cursor_.refuseAt(word.place, libzepl::quoted(formatClause) + " goes after the file that it is of");
-    std::string& format = clauses.last == Clauses::Last::from ? clauses.from.format : clauses.to.format;
-    if (!format.empty()) cursor_.refuseAt(word.place, libzepl::quoted(formatClause) + " is given twice for one file");
+    std::string& format = lastFile(clauses, formatClause, word.place).format;
+    refuseTwice(!format.empty(), formatClause, word.place);
     format = word.text;
+}
+
+// It goes with the address before it, else with the file of `to`, which it can come before.
+void ProcedureParser::takeFileRate(Clauses& clauses) {
+    const bool isSource = clauses.last == Clauses::Last::from && isAddress(clauses.from.path);
+    Place& place = isSource ? clauses.sourceRatePlace : clauses.targetRatePlace;
+    refuseTwice(place.line != 0, rateClause, clauses.given.at(rateClause));
+    place = cursor_.peek().place;
+    (isSource ? clauses.from : clauses.to).rate =
+        takeRate(isSource ? Formula::Goes::sourceRate : Formula::Goes::fileRate);
+}
+
+void ProcedureParser::takeTimeout(Clauses& clauses) {
+    const Place place = cursor_.peek().place;
+    FileClause& file = lastFile(clauses, timeoutClause, place);
+    const bool isSource = clauses.last == Clauses::Last::from;
+    if (!isAddress(file.path))
+        cursor_.refuseAt(place, libzepl::quoted(timeoutClause) + " goes after an address, as \"tcp://localhost:5000\"");
+    refuseTwice(file.timeout.has_value(), timeoutClause, place);
+    file.timeout = takeRate(isSource ? Formula::Goes::sourceTimeout : Formula::Goes::fileTimeout);
+}
+
+void ProcedureParser::takeFill(Clauses& clauses) {
+    if (!isAddress(clauses.from.path))
+        cursor_.refuseAt(clauses.given.at("fill"), "`fill` goes after an address that is read: a file loses nothing");
+    clauses.from.fill = true;
 }
 
 void ProcedureParser::takeCapacity(Clauses& clauses) {

@@ -98,6 +98,7 @@ class ProcedureEvaluator {
     }
 
     FileClause& sourceOf(const Formula& formula) {
+        if (formula.of == Of::triggers) return *procedure_.triggers[formula.declaration].from;
         return formula.of == Of::pipes ? *procedure_.pipes[formula.declaration].from
                                        : *procedure_.vectors[formula.declaration].from;
     }
@@ -144,6 +145,15 @@ class ProcedureEvaluator {
                 break;
             case Goes::fileRate:
                 targetOf(formula).rate = value.real;
+                break;
+            case Goes::sourceRate:
+                sourceOf(formula).rate = value.real;
+                break;
+            case Goes::sourceTimeout:
+                sourceOf(formula).timeout = value.real;
+                break;
+            case Goes::fileTimeout:
+                targetOf(formula).timeout = value.real;
                 break;
             case Goes::columnElement:
                 procedure_.tables[declaration].columns[formula.position].element = value.integer;

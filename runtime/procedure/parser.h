@@ -25,6 +25,7 @@ struct Clauses {
     std::optional<std::int64_t> interleaved;
     enum class Last { none, from, to } last = Last::none;  // the file that was named last
     std::unordered_map<std::string_view, Place> given;
+    Place sourceRatePlace{}, targetRatePlace{};  // of the number
 
     std::optional<FileClause> source() const { return given.contains("from") ? std::optional(from) : std::nullopt; }
     std::optional<FileClause> target() const { return given.contains("to") ? std::optional(to) : std::nullopt; }
@@ -47,7 +48,7 @@ class ProcedureParser {
         std::string_view excludes;  // the clause that must not
         void (*read)(ProcedureParser&, Clauses&);
     };
-    static const std::array<ClauseRow, 13> clauseRows;
+    static const std::array<ClauseRow, 15> clauseRows;
 
     void parseStatement();
     void parseRate(const Token& first);
@@ -92,7 +93,12 @@ class ProcedureParser {
     void takeFile(FileClause& file);
     void takeFrom(Clauses& clauses);
     void takeTo(Clauses& clauses);
+    FileClause& lastFile(Clauses& clauses, std::string_view clause, const Place& place);
+    void refuseTwice(bool isGiven, std::string_view clause, const Place& place);
     void takeFormat(Clauses& clauses);
+    void takeFileRate(Clauses& clauses);
+    void takeTimeout(Clauses& clauses);
+    void takeFill(Clauses& clauses);
     void takeChannel(Clauses& clauses);
     void takeColumn(Clauses& clauses);
     void takeColumns(Clauses& clauses);

@@ -29,9 +29,13 @@ Quantity quantityAt(Goes goes, ElementType type) {
     switch (goes) {
         case Goes::rate:
         case Goes::fileRate:
+        case Goes::sourceRate:
             return {.kind = Kind::rate, .clause = {}};
+        case Goes::sourceTimeout:
+        case Goes::fileTimeout:
+            return {.kind = Kind::step, .clause = "timeout"};
         case Goes::every:
-            return {.kind = Kind::step, .clause = {}};
+            return {.kind = Kind::step, .clause = "every"};
         case Goes::capacity:
             return count("capacity");
         case Goes::interleaved:
@@ -64,7 +68,7 @@ std::optional<Diagnostic> mistakeOf(const Quantity& quantity, const Number& numb
     if (quantity.kind == Kind::rate && !isRate)
         return mistake("a rate is a positive, finite number, not " + quoted(written));
     if (quantity.kind == Kind::step && !isRate)
-        return mistake("`every` takes a positive, finite number, not " + quoted(written));
+        return mistake(quoted(quantity.clause) + " takes a positive, finite number, not " + quoted(written));
     if (quantity.kind == Kind::count && !isCount)
         return mistake(quoted(quantity.clause) + " takes an integer from 1" +
                        (quantity.most == noBound ? "" : " to " + std::to_string(quantity.most)) + ", not " +

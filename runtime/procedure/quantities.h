@@ -12,7 +12,7 @@ struct Quantity {
     enum class Kind { element, count, elements, index, rate, step, any };
     Kind kind = Kind::any;
     ElementType type = ElementType::int16;  // of an element
-    std::string_view clause;                // of a count
+    std::string_view clause;                // of a count or a step
     std::int64_t most = 0;                  // of a count, from 1
 };
 

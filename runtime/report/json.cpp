@@ -37,6 +37,31 @@ void write(JsonWriter& json, const PipeReport& pipe) {
     json.end();
 }
 
+void write(JsonWriter& json, const Gap& gap) {
+    json.beginObject();
+    json.pair("frame", gap.frame);
+    json.pair("lost", gap.lost);
+    json.end();
+}
+
+template <class Items>
+void writeList(JsonWriter& json, std::string_view name, const Items& items);
+
+void write(JsonWriter& json, const InputReport& input) {
+    json.beginObject();
+    json.pair("name", input.name);
+    json.pair("delivered", input.delivered);
+    json.pair("lost", input.losses.frames);
+    if (input.losses.frames > 0) {
+        json.key("filled");
+        json.boolean(input.losses.isFilled);
+        json.key("estimated");
+        json.boolean(input.losses.isEstimated);
+        writeList(json, "gaps", input.losses.gaps);
+    }
+    json.end();
+}
+
 void write(JsonWriter& json, const TriggerReport& trigger) {
     json.beginObject();
     json.pair("name", trigger.name);
@@ -128,6 +153,7 @@ void writeJson(const Report& report, const std::vector<ReportModule>& modules, T
     if (!report.reason.empty()) json.pair("reason", report.reason);
     writeList(json, "tasks", report.tasks);
     writeList(json, "pipes", report.pipes);
+    writeList(json, "inputs", report.inputs);
     writeList(json, "triggers", report.triggers);
     writeList(json, "variables", report.variables);
     writeList(json, "digital", report.digital);

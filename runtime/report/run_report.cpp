@@ -39,6 +39,7 @@ Report outlineReport(const Engine& e) {
         each.element = task.element;
     }
     for (const Pipe& pipe : e.graph.pipes) report.pipes.push_back({pipe.name, pipe.type, 0, 0});
+    for (const PipeInput& input : e.graph.pipeInputs) report.inputs.push_back({input.pipe->name, 0, {}});
     for (const Trigger& trigger : e.graph.triggers) report.triggers.push_back({trigger.name, 0, 0});
     for (const Variable& variable : e.graph.variables) report.variables.push_back({variable.name, variable.type, {}});
     return report;
@@ -60,6 +61,8 @@ void fillReport(const Engine& e, Report& report) noexcept {
         report.pipes[i].written = e.graph.pipes[i].writePosition;
         report.pipes[i].unread = unreadOf(e.graph.pipes[i]);
     }
+    for (std::size_t i = 0; i < e.graph.pipeInputs.size(); ++i)
+        report.inputs[i].delivered = e.graph.pipeInputs[i].delivered;
     for (std::size_t i = 0; i < e.graph.triggers.size(); ++i) {
         report.triggers[i].asserted = e.graph.triggers[i].writePosition;
         report.triggers[i].status = e.graph.triggers[i].status;
@@ -79,6 +82,8 @@ Report makeReport(const Engine& e) {
         report.tasks[i].text = e.graph.tasks[i].outcome.text;
         report.tasks[i].remedy = e.graph.tasks[i].outcome.remedy;
     }
+    for (std::size_t i = 0; i < e.graph.pipeInputs.size(); ++i)
+        if (const Source* source = e.graph.pipeInputs[i].source.get()) report.inputs[i].losses = source->losses();
     report.digital = e.outcome.digital;
     report.console = linesOf(e.outcome.console);
     report.outputs = e.outcome.outputReports;
