@@ -10,6 +10,7 @@
 #include "runtime/engine/graph.h"
 #include "runtime/engine/outcome.h"
 #include "runtime/engine/outside.h"
+#include "runtime/engine/run_log.h"
 #include "runtime/engine/scheduler.h"
 #include "runtime/engine/timing.h"
 #include "runtime/session.h"
@@ -60,6 +61,8 @@ struct Engine {
     Watches watches;
     std::vector<std::shared_ptr<LiveRing>> liveRings;  // that other threads push to
     Outcome outcome;
+    std::shared_ptr<RunRecorder> recorder;  // keeps what comes from outside; null where nobody does
+    std::shared_ptr<RunScript> script;      // gives it again, in place of inputs that wait and of other threads
     // Called in a signal's handler when a task has damaged the memory of the process. It may come back.
     std::function<void(const char* what)> crashed;
 };

@@ -19,6 +19,10 @@ std::uint64_t elementsUntilPause(const Engine& e, const PipeInput& input, std::u
     return lastElement - std::min(lastElement, input.delivered);
 }
 
+std::size_t placeOf(const Engine& e, const PipeInput& input) {
+    return static_cast<std::size_t>(&input - e.graph.pipeInputs.data());
+}
+
 // Reads up to `n` elements, which end before the storage does, to where the pipe's next ones are.
 std::uint64_t readInto(PipeInput& input, std::uint64_t run) {
     Pipe& pipe = *input.pipe;
@@ -51,6 +55,7 @@ std::uint64_t readAndDiscard(Engine& e, PipeInput& input, std::uint64_t n) {
         n = input.source->read(unread, std::min<std::uint64_t>(n, sizeof unread >> pipe.widthShift));
     }
     if (pipe.isWatched) showDiscarded(e, pipe, from, n);
+    if (e.recorder != nullptr) e.recorder->elements(from, n << pipe.widthShift);
     return n;
 }
 
@@ -84,6 +89,9 @@ bool deliverRun(Engine& e, PipeInput& input, std::uint64_t n, std::uint64_t& giv
         if (pipe.writePosition >= pipe.writeLimit) return false;
         asked = std::min({n, pipe.writeLimit - pipe.writePosition, pipe.mask - (pipe.writePosition & pipe.mask) + 1});
         got = input.zeroCopy ? std::min(asked, *input.length - input.delivered) : readInto(input, asked);
+        if (e.recorder != nullptr)
+            e.recorder->elements(pipe.storage + ((pipe.writePosition & pipe.mask) << pipe.widthShift),
+                                 got << pipe.widthShift);
     }
     if (got == 0) input.ended = true;
     if (got > 0) commitDelivery(e, input, got);
@@ -93,12 +101,27 @@ bool deliverRun(Engine& e, PipeInput& input, std::uint64_t n, std::uint64_t& giv
 }
 
 // Delivers at most `max` elements to a pipe that has room: of a live stream what is there. False when nothing came.
-bool deliverChunk(Engine& e, PipeInput& input, std::uint64_t max) {
+bool deliverChunk(Engine& e, PipeInput& input, std::uint64_t max, std::uint64_t round) {
     std::uint64_t given = 0;
     while (given < max && deliverRun(e, input, max - given, given) && input.ready()) {
     }
     if (given > 0) e.feed.anyDelivery = true;
+    if (e.recorder != nullptr && (given > 0 || input.ended))
+        e.recorder->delivered(round, placeOf(e, input), given, input.ended);
     return given > 0;
+}
+
+// The same of what a script has for the round; runs end in it where they ended before, so that readers wake in that order.
+bool deliverScripted(Engine& e, PipeInput& input, std::uint64_t round) {
+    const std::size_t place = placeOf(e, input);
+    const std::uint64_t due = e.script->due(round, place), before = input.delivered;
+    const bool given = due > 0 && deliverChunk(e, input, due, round);
+    e.script->deliveredOf(round, place, input.delivered - before);
+    if (!input.ended && e.script->ends(round, place)) {
+        input.ended = true;
+        if (e.recorder != nullptr) e.recorder->delivered(round, place, 0, true);
+    }
+    return given;
 }
 
 // Delivers the rows that the frames have reached, or, when no pipe's input is left, a chunk of the rows.
@@ -195,8 +218,13 @@ bool deliverInputs(Engine& e) {
     for (PipeInput& input : e.graph.pipeInputs) {
         const bool isRead = !isLockstep(e) && input.pipe->readRound == e.scheduler.round;
         if (input.ended || isRead || !hasRoom(*input.pipe) || !input.ready()) continue;
+        if (e.script != nullptr) {
+            given |= deliverScripted(e, input, e.scheduler.round);
+            continue;
+        }
         const std::uint64_t most = std::min(input.chunks.next(), elementsUntilPause(e, input, before));
-        if (most > 0 && naming(e, *input.pipe, [&] { return deliverChunk(e, input, most); })) given = true;
+        if (most > 0 && naming(e, *input.pipe, [&] { return deliverChunk(e, input, most, e.scheduler.round); }))
+            given = true;
     }
     if (e.feed.furthestFrame != before) e.timing.clock.addFrames(e.feed.furthestFrame - before);
     if (e.graph.triggerInputs.empty()) return given;
@@ -217,7 +245,10 @@ void deliverWhole(Engine& e) {
             if (!tryCapacity(e, pipe, pipe.writePosition + std::max<std::uint64_t>(more, 1)))
                 throw Problem("no memory is left for the whole input of `" + pipe.name + "`",
                               "raise --memory, or leave out --feed whole");
-            naming(e, pipe, [&] { return deliverChunk(e, input, std::max<std::uint64_t>(more, 1)); });
+            if (e.script == nullptr)
+                naming(e, pipe, [&] { return deliverChunk(e, input, std::max<std::uint64_t>(more, 1), 0); });
+            else if (!deliverScripted(e, input, 0) && !input.ended)
+                throw Interrupted("the input of `" + pipe.name + "`");
         }
     }
     e.timing.clock.addFrames(e.feed.furthestFrame);

@@ -60,6 +60,7 @@ struct PipeOutput {
     std::optional<std::uint64_t> limit;
     std::uint64_t count = 0;   // elements taken
     bool independent = false;  // depends on no input
+    std::size_t place = 0;     // among all outputs, from when the run begins
     std::optional<UntoldRate> untoldRate;
 
     bool complete() const { return limit && count >= *limit; }
@@ -72,6 +73,7 @@ struct TriggerOutput {
     std::optional<std::uint64_t> limit;
     std::uint64_t count = 0;
     bool independent = false;
+    std::size_t place = 0;
 
     bool complete() const { return limit && count >= *limit; }
 };
@@ -94,6 +96,7 @@ struct FrameOutput {
     std::optional<std::uint64_t> limit;  // frames
     std::uint64_t count = 0;             // frames taken
     bool independent = false;            // no member depends on an input
+    std::size_t place = 0;
     std::optional<UntoldRate> untoldRate;
 
     bool complete() const { return limit && count >= *limit; }

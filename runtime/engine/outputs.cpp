@@ -47,7 +47,9 @@ void drainUpTo(Engine& e, PipeOutput& output, std::uint64_t max) {
     Pipe& pipe = *output.port.channel;
     for (std::uint64_t left = std::min(takeable(output), max); left > 0;) {
         const std::uint64_t index = output.port.readPosition & pipe.mask, run = std::min(left, pipe.mask - index + 1);
-        output.sink->write(pipe.storage + (index << pipe.widthShift), run);
+        const void* elements = pipe.storage + (index << pipe.widthShift);
+        if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, &elements, run);
+        output.sink->write(elements, run);
         left -= run;
         commitDrain(e, output.port, run);
         countDrain(e, output, run);
@@ -71,6 +73,7 @@ void drainUpTo(Engine& e, FrameOutput& output, std::uint64_t max) {
         const std::uint64_t piece = std::min(left, maxPiece);
         for (std::size_t i = 0; i < columns.size(); ++i)
             columns[i] = elementsOf(output.members[i], piece * output.members[i].channels);
+        if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, columns.data(), piece);
         output.sink->write(columns.data(), piece);
         left -= piece;
         for (FrameOutput::Member& member : output.members) commitDrain(e, member.port, piece * member.channels);
@@ -87,6 +90,8 @@ void collectEvent(Engine& e, TriggerOutput& output, std::uint32_t position) {
 void drainUpTo(Engine& e, TriggerOutput& output, std::uint64_t max) {
     for (std::uint64_t left = std::min(takeable(output), max); left > 0; --left) {
         const std::uint32_t position = output.port.channel->eventAt(output.port.readPosition);
+        const void* event = &position;
+        if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, &event, 1);
         if (output.sink != nullptr)
             output.sink->write({.asserts = true, .position = position});
         else

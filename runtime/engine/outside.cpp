@@ -92,6 +92,10 @@ void applyValue(Engine& e, Variable& variable, const Cell& value) {
     variable.cell = value;
     ++e.outside.valuesSet;
     e.activity.noteDelivery(e.scheduler.round);
+    if (e.recorder == nullptr) return;
+    std::size_t place = 0;
+    while (&e.graph.variables[place] != &variable) ++place;
+    e.recorder->value(e.scheduler.round, place, value);
 }
 
 namespace {

@@ -35,11 +35,23 @@ void deliverOnce(Engine& e) {
     if (deliverInputs(e)) e.activity.noteDelivery(e.scheduler.round);
 }
 
+// The same in the context of a task, after which nothing else comes from outside in the round.
+void deliverForTask(Engine& e) {
+    deliverOnce(e);
+    if (e.recorder != nullptr) e.recorder->served(e.scheduler.round);
+}
+
+// The next round whose end the dispatcher must see, when nothing happens until then.
+std::uint64_t nextServiceRound(const Engine& e) {
+    const std::uint64_t check = e.activity.nextCheck(patienceRounds(e.options));
+    return e.script == nullptr ? check : std::min(check, e.script->nextRound());
+}
+
 // Whether conclusions may be due at the end of the round.
 bool isCheckDue(Engine& e, std::uint64_t round) {
     Scheduler& scheduler = e.scheduler;
     if (round + 1 < scheduler.nextServiceRound) return false;
-    scheduler.nextServiceRound = e.activity.nextCheck(patienceRounds(e.options));
+    scheduler.nextServiceRound = nextServiceRound(e);
     return round + 1 >= scheduler.nextServiceRound;
 }
 
@@ -52,12 +64,12 @@ bool serviceRoundEnd(Engine& e) {
         return true;
     if (isCheckDue(e, scheduler.round)) return true;
     if (e.feed.inputsInMemory) {
-        deliverOnce(e);
+        deliverForTask(e);
         if (scheduler.readyCount > 0) return false;
         // Inputs that were read in this round deliver in the next one, in which nothing else happens.
         if (isCheckDue(e, scheduler.round + 1)) return true;
         ++scheduler.round;
-        deliverOnce(e);
+        deliverForTask(e);
     } else if (inputCanDeliver(e)) {
         return true;
     } else {
@@ -95,6 +107,7 @@ void serveInputs(Engine& e) {
         e.feed.deliveryRound = 0;
         deliverOnce(e);
     }
+    if (e.recorder != nullptr) e.recorder->served(round);
     if (e.streams.hasOutputs) flushStreamsInTime(e);
     if (e.activity.hasDelivered(round)) reportProgress(e);
 }
@@ -141,20 +154,23 @@ void endRound(Engine& e) {
     if (!e.setUpDone) finishSetUp(e);
     if (!e.outcome.isRunning()) return;
     serveOutside(e);
+    if (e.script != nullptr) e.script->applyValues(e);
     try {
         if (!e.streams.started) startStreams(e);
         if (outputsWait) drainOutputs(e);
         if (outputsComplete(e.graph)) return e.outcome.finish(RunEnd::complete);
-        if (e.stopRequested()) return e.outcome.finish(RunEnd::stopped);
+        if (e.stopRequested() || (e.script != nullptr && e.script->stops(e.scheduler.round)))
+            return e.outcome.finish(RunEnd::stopped);
         serveInputs(e);
     } catch (const Interrupted&) {
         return e.outcome.finish(RunEnd::stopped);
     } catch (const Problem& problem) {
+        if (e.recorder != nullptr) e.recorder->failed(e.scheduler.round, problem.what(), problem.remedy());
         return e.outcome.finish(RunEnd::failed, problem.what(), problem.remedy());
     }
     if (!e.outcome.isRunning()) return;
     concludeRound(e);
-    e.scheduler.nextServiceRound = e.activity.nextCheck(patienceRounds(e.options));
+    e.scheduler.nextServiceRound = nextServiceRound(e);
     if (e.streams.hasOutputs)
         e.scheduler.nextServiceRound = std::min(e.scheduler.nextServiceRound, e.scheduler.round + roundsBetweenFlushes);
 }

@@ -62,6 +62,11 @@ void prepareInputs(Engine& e) {
         input.chunks = ChunkSizes(isLockstep ? 1 : chunk, seed, number++, 2 * std::uint64_t{e.options.block});
 }
 
+void countOutputs(Engine& e) {
+    std::size_t place = 0;
+    e.graph.forEachOutput([&](auto& output) { output.place = place++; });
+}
+
 void findStreams(Engine& e) {
     e.streams.hasLiveInputs =
         std::any_of(e.graph.pipeInputs.begin(), e.graph.pipeInputs.end(),
@@ -80,6 +85,7 @@ void runSession(Engine& e) {
         e.ownStop, [&e] { flushStreams(e); }, e.options.stop.get());
     e.outcome.began = e.feed.lastProgress = e.streams.lastFlush = std::chrono::steady_clock::now();
     findStreams(e);
+    countOutputs(e);
     e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
     prepareInputs(e);
     for (Pipe& pipe : e.graph.pipes) updateWriteLimit(e, pipe);
@@ -90,6 +96,8 @@ void runSession(Engine& e) {
         for (FrameOutput::Member& member : output.members) openPort(e, member.port, PortMode::reading);
     for (TriggerOutput& output : e.graph.triggerOutputs) openPort(e, output.port, PortMode::reading);
     try {
+        if (e.script != nullptr) e.script->begin(e);
+        if (e.recorder != nullptr) e.recorder->begin(e);
         if (e.options.feed.kind == FeedPolicy::Kind::whole) {
             startStreams(e);
             deliverWhole(e);
@@ -112,6 +120,7 @@ void runSession(Engine& e) {
         e.outcome.remedy = "close other programs, or raise what a process may take (ulimit -v)";
     }
     stopStreams(e);
+    if (e.recorder != nullptr) e.recorder->end(e);
     finishOutputs(e);
 }
 

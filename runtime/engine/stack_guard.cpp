@@ -69,6 +69,7 @@ void reportCrash(const char* what) {
         ::_exit(1);
     }
     if (engine != nullptr && engine->scheduler.current != nullptr) {
+        if (engine->recorder != nullptr) engine->recorder->crashed(engine->scheduler.round);
         if (engine->crashed) engine->crashed(what);
     } else if (loadState().crashed != nullptr && *loadState().crashed) {
         (*loadState().crashed)(what);

@@ -1,0 +1,204 @@
+#include "runtime/capture/log_files.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <system_error>
+
+namespace libzepl {
+
+namespace {
+
+constexpr std::uint64_t piecesOfRing = 4;
+
+[[noreturn]] void fail(const std::filesystem::path& path, int error) {
+    throw Problem(path.string() + ": what the run has cannot be kept there: " + std::generic_category().message(error),
+                  "capture into a folder of a local disk that has room");
+}
+
+int create(const std::filesystem::path& path) {
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (file < 0) fail(path, errno);
+    return file;
+}
+
+// The thread that writes takes no signals, which are the caller's to handle.
+class BlockedSignals {
+ public:
+    BlockedSignals() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+    sigset_t before_;
+};
+
+}  // namespace
+
+LogFiles::LogFiles(const std::filesystem::path& folder) : folder_(folder) {
+    try {
+        for (std::size_t i = 0; i < logStreams; ++i) rings_[i].file = create(folder / logNames[i]);
+        ringFile_ = create(folder / ringName);
+        mapRings();
+        const BlockedSignals blocked;
+        writer_ = std::thread([this] { writeOut(); });
+    } catch (const std::system_error& error) {
+        closeAll();
+        fail(folder, error.code().value());
+    } catch (const Problem&) {
+        closeAll();
+        throw;
+    }
+}
+
+LogFiles::~LogFiles() {
+    finish();
+    closeAll();
+}
+
+// Each ring is mapped twice in a row, so that what goes past its end needs no second copy.
+void LogFiles::mapRings() {
+    std::uint64_t total = RingHeader::bytes;
+    for (const std::uint64_t size : ringBytes) total += size;
+    if (const int error = ::posix_fallocate(ringFile_, 0, static_cast<off_t>(total)); error != 0)
+        fail(folder_ / ringName, error);
+    constexpr int access = PROT_READ | PROT_WRITE;
+    void* start = ::mmap(nullptr, RingHeader::bytes, access, MAP_SHARED, ringFile_, 0);
+    if (start == MAP_FAILED) fail(folder_ / ringName, errno);
+    header_ = new (start) RingHeader;
+    std::uint64_t offset = RingHeader::bytes;
+    for (std::size_t i = 0; i < logStreams; ++i) {
+        Ring& ring = rings_[i];
+        const std::uint64_t size = ringBytes[i];
+        void* both = ::mmap(nullptr, 2 * size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (both == MAP_FAILED) fail(folder_ / ringName, errno);
+        ring.memory = static_cast<std::byte*>(both);
+        ring.size = size;
+        for (std::byte* at : {ring.memory, ring.memory + size})
+            if (::mmap(at, size, access, MAP_SHARED | MAP_FIXED | MAP_POPULATE, ringFile_,
+                       static_cast<off_t>(offset)) == MAP_FAILED)
+                fail(folder_ / ringName, errno);
+        offset += size;
+    }
+}
+
+void LogFiles::closeAll() noexcept {
+    for (Ring& ring : rings_) {
+        if (ring.memory != nullptr) ::munmap(ring.memory, 2 * ring.size);
+        if (ring.file >= 0) ::close(ring.file);
+        ring = {};
+    }
+    if (header_ != nullptr) ::munmap(header_, RingHeader::bytes);
+    if (ringFile_ >= 0) ::close(ringFile_);
+    header_ = nullptr;
+    ringFile_ = -1;
+}
+
+void LogFiles::append(LogStream stream, const void* from, std::uint64_t bytes) noexcept {
+    const std::size_t i = index(stream);
+    Ring& ring = rings_[i];
+    const auto* next = static_cast<const std::byte*>(from);
+    while (bytes > 0) {
+        const std::uint64_t n = std::min(bytes, ring.size / piecesOfRing);
+        if (hasFailed() || !awaitRoom(i, n)) return;
+        std::memcpy(ring.memory + (ring.appended & (ring.size - 1)), next, n);
+        ring.appended += n;
+        // Whoever reads the ring after the process was killed must find what this counts.
+        header_->appended[i].store(ring.appended, std::memory_order_release);
+        if (ring.appended - ring.released >= ring.size / piecesOfRing) release(i);
+        next += n;
+        bytes -= n;
+    }
+}
+
+std::byte* LogFiles::place(std::uint64_t offset) {
+    Ring& ring = rings_[index(LogStream::events)];
+    return offset >= ring.released && !hasFailed() ? ring.memory + (offset & (ring.size - 1)) : nullptr;
+}
+
+void LogFiles::release(std::size_t i) noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        rings_[i].released = rings_[i].appended;
+    }
+    toWrite_.notify_one();
+}
+
+bool LogFiles::awaitRoom(std::size_t i, std::uint64_t bytes) noexcept {
+    const Ring& ring = rings_[i];
+    const auto fits = [&] {
+        return ring.appended + bytes - header_->written[i].load(std::memory_order_acquire) <= ring.size;
+    };
+    if (fits()) return true;
+    std::unique_lock lock(mutex_);
+    room_.wait(lock, [&] { return fits() || hasFailed(); });
+    return !hasFailed();
+}
+
+void LogFiles::writeOut() noexcept {
+    std::unique_lock lock(mutex_);
+    const auto waits = [&](std::size_t i) { return rings_[i].released > header_->written[i]; };
+    for (;;) {
+        toWrite_.wait(lock, [&] { return finishing_ || waits(0) || waits(1); });
+        const bool isLast = finishing_;
+        // What the events name is there before them.
+        for (const std::size_t i : {index(LogStream::elements), index(LogStream::events)}) {
+            const std::uint64_t until = rings_[i].released;
+            lock.unlock();
+            const bool written = writePiece(i, until);
+            lock.lock();
+            if (!written) failed_.store(true);
+            room_.notify_all();
+            if (!written) return;
+        }
+        if (isLast) return;
+    }
+}
+
+bool LogFiles::writePiece(std::size_t i, std::uint64_t until) noexcept {
+    const Ring& ring = rings_[i];
+    std::uint64_t at = header_->written[i].load(std::memory_order_relaxed);
+    while (at < until) {
+        const ssize_t n =
+            ::pwrite(ring.file, ring.memory + (at & (ring.size - 1)), until - at, static_cast<off_t>(at));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+            error_ = n < 0 ? errno : ENOSPC;
+            return false;
+        }
+        at += static_cast<std::uint64_t>(n);
+        header_->written[i].store(at, std::memory_order_release);
+    }
+    return true;
+}
+
+void LogFiles::finish() noexcept {
+    if (isFinished_ || header_ == nullptr) return;
+    isFinished_ = true;
+    for (std::size_t i = 0; i < logStreams; ++i) release(i);
+    {
+        const std::lock_guard lock(mutex_);
+        finishing_ = true;
+    }
+    toWrite_.notify_one();
+    writer_.join();
+    // After a failure the ring has what the files lack.
+    if (!hasFailed()) ::unlink((folder_ / ringName).c_str());
+}
+
+std::optional<Problem> LogFiles::failure() const {
+    if (!hasFailed()) return std::nullopt;
+    return Problem(folder_.string() + ": the capture is not complete: " + std::generic_category().message(error_),
+                   "what it has until then can be replayed; capture into a folder with more room");
+}
+
+}  // namespace libzepl

@@ -1,0 +1,88 @@
+// The growing files of a capture, of which nothing is lost when the process is killed.
+//
+// What is appended goes first into a ring, which is the memory of a file that the system keeps whatever becomes of the
+// process. A thread of its own writes it from there to its own file, a piece at a time, and sleeps while there is none.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "runtime/diagnostics.h"
+
+namespace libzepl {
+
+enum class LogStream : std::size_t { events, elements };
+inline constexpr std::size_t logStreams = 2;
+inline constexpr std::array<const char*, logStreams> logNames{"events", "elements"};
+inline constexpr std::array<std::uint64_t, logStreams> ringBytes{std::uint64_t{256} << 10, std::uint64_t{2} << 20};
+inline constexpr const char* ringName = "ring";
+
+// The beginning of the ring's file; then come the rings, each on whole pages.
+struct RingHeader {
+    static constexpr std::uint64_t bytes = 4096, magicNumber = 0x31676E6972707A00;  // "\0zpring1"
+    std::atomic<std::uint64_t> magic{magicNumber};
+    std::atomic<std::uint64_t> known{0};                             // as of LogFiles::setKnown
+    std::array<std::atomic<std::uint64_t>, logStreams> appended{};  // bytes in all
+    std::array<std::atomic<std::uint64_t>, logStreams> written{};   // bytes that the stream's own file has
+};
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free && sizeof(RingHeader) <= RingHeader::bytes);
+
+class LogFiles {
+ public:
+    // In a folder that has neither. A Problem where they cannot be made.
+    explicit LogFiles(const std::filesystem::path& folder);
+    LogFiles(const LogFiles&) = delete;
+    LogFiles& operator=(const LogFiles&) = delete;
+    ~LogFiles();
+
+    // Waits while the ring is full. After a failure nothing is kept any more.
+    void append(LogStream stream, const void* from, std::uint64_t bytes) noexcept;
+    std::uint64_t appended(LogStream stream) const { return rings_[index(stream)].appended; }
+    // The place of what was appended to the events at `offset`, as long as it may still be changed, else null.
+    std::byte* place(std::uint64_t offset);
+    // A number that goes with what was appended until now.
+    void setKnown(std::uint64_t known) noexcept { header_->known.store(known, std::memory_order_release); }
+    std::uint64_t known() const noexcept { return header_->known.load(std::memory_order_relaxed); }
+
+    // Writes all, and removes the ring. Nothing may be appended after it.
+    void finish() noexcept;
+    bool hasFailed() const noexcept { return failed_.load(std::memory_order_relaxed); }
+    std::optional<Problem> failure() const;
+
+ private:
+    struct Ring {
+        std::byte* memory = nullptr;  // twice, one after the other
+        std::uint64_t size = 0;
+        std::uint64_t appended = 0;
+        std::uint64_t released = 0;  // up to here the writer may take it; under the lock
+        int file = -1;
+    };
+    static std::size_t index(LogStream stream) { return static_cast<std::size_t>(stream); }
+    void mapRings();
+    void release(std::size_t i) noexcept;
+    bool awaitRoom(std::size_t i, std::uint64_t bytes) noexcept;
+    void writeOut() noexcept;
+    bool writePiece(std::size_t i, std::uint64_t until) noexcept;
+    void closeAll() noexcept;
+
+    std::filesystem::path folder_;
+    int ringFile_ = -1;
+    RingHeader* header_ = nullptr;
+    std::array<Ring, logStreams> rings_{};
+    std::mutex mutex_;
+    std::condition_variable toWrite_, room_;
+    bool finishing_ = false;
+    bool isFinished_ = false;
+    std::atomic<bool> failed_{false};
+    int error_ = 0;
+    std::thread writer_;
+};
+
+}  // namespace libzepl
