@@ -16,6 +16,15 @@ namespace libzepl {
 // Where the outputs go that have a file.
 enum class OutputMode { write, collect, writeAndCollect };
 
+// What an earlier run of a procedure had of its files, for one that opens none.
+class RecordedFiles {
+ public:
+    virtual ~RecordedFiles() = default;
+    virtual std::uint64_t frames(const std::string& pipe) const = 0;  // of its recording
+    virtual std::optional<std::vector<std::byte>> vector(const std::string& name) const = 0;  // that came from outside
+    virtual std::optional<double> rate() const = 0;  // that its inputs state
+};
+
 // What the caller changes of a procedure.
 struct BindOptions {
     std::map<std::string, std::string> inputs;  // files by the name of a pipe or trigger; they replace the procedure's
@@ -33,6 +42,8 @@ struct BindOptions {
     bool sync = true;        // outputs are on the disk when the run has ended
     // Called with each address on which the session listens at a port that the system chose, with that port.
     std::function<void(const std::string&)> listening{};
+    // Where it is given, channels get no inputs, and outputs are those alone that `outputs` names.
+    std::shared_ptr<const RecordedFiles> recorded{};
 };
 
 // An output that is collected, in the order of the declarations.
@@ -54,6 +65,7 @@ struct BoundProcedure {
     std::vector<std::string>
         advice;  // for each command, what its signature admits where the list does not fit; or empty
     std::vector<CollectedOutput> collected;
+    std::map<std::string, std::uint64_t> lengths{};  // of recordings, in frames, that expressions took, by their pipes
 };
 
 // Binds the procedure. Every mistake is added to `diagnostics`, with its place; the session is null when there was one.

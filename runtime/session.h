@@ -272,6 +272,8 @@ class Session {
     Snapshot snapshot(std::chrono::milliseconds patience = std::chrono::seconds(1)) const;
 
  private:
+    friend Engine& engineOf(Session& session);
+
     Engine& unstarted() const;
     void begin();
     Report runToEnd();

@@ -244,7 +244,11 @@ class Binder {
 
     void addVector(const VectorDeclaration& declared) {
         std::vector<std::byte> bytes;
-        if (const auto given = options_.samples.find(declared.name); given != options_.samples.end()) {
+        std::optional<std::vector<std::byte>> recorded;
+        if (options_.recorded != nullptr) recorded = options_.recorded->vector(declared.name);
+        if (recorded) {
+            bytes = std::move(*recorded);
+        } else if (const auto given = options_.samples.find(declared.name); given != options_.samples.end()) {
             guarded(declared.place, [&] { bytes = elementsOf(given->second, declared); });
         } else if (declared.from) {
             const ChannelFile file{*declared.from, pathBeside(procedure_, declared.from->path), {}};
@@ -338,6 +342,7 @@ class Binder {
 
     // Without commands only files are copied, from an input to an output of the same channel or to a table.
     void warnOfNothing() {
+        if (options_.recorded != nullptr) return;
         const auto copies = [&](const auto& channel) {
             return inputFile(procedure_, options_, channel) && outputFile(procedure_, options_, channel);
         };
@@ -366,7 +371,7 @@ class Binder {
     bool isFull_ = false;
     std::vector<BoundTable> tables_;
     std::optional<KnownNames> knownCommands_;  // when one was first looked for in vain
-    InputRates rates_{procedure_.rate};
+    InputRates rates_{options_.recorded != nullptr && !procedure_.rate ? options_.recorded->rate() : procedure_.rate};
     bool isFirstRefused_ = false;           // of the tasks that one command makes
     std::optional<std::string> arrayRead_;  // whose elements take channels of one file, and come one after the other
     std::unique_ptr<Source> stream_;        // that such elements share
@@ -381,7 +386,11 @@ BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& l
     std::optional<WaitScope> waiting;
     if (options.session.stop != nullptr) waiting.emplace(*options.session.stop);
     EvaluationSettings settings{.values = options.values, .words = library.words(), .frames = {}};
-    settings.frames = [&](const Procedure& read, const PipeDeclaration& pipe) { return framesOf(read, options, pipe); };
+    std::map<std::string, std::uint64_t> lengths;
+    settings.frames = [&](const Procedure& read, const PipeDeclaration& pipe) {
+        return lengths[pipe.name] =
+                   options.recorded != nullptr ? options.recorded->frames(pipe.name) : framesOf(read, options, pipe);
+    };
     const auto isRate = [](const Formula& formula) { return formula.goes == Formula::Goes::rate; };
     Procedure rated = procedure;
     if (std::none_of(procedure.formulas.begin(), procedure.formulas.end(), isRate) && !rated.rate)
@@ -389,6 +398,7 @@ BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& l
     Procedure elements = expanded(evaluated(std::move(rated), settings, diagnostics), diagnostics);
     BoundProcedure bound = Binder(elements, library, std::move(options), diagnostics).bind();
     bound.procedure = std::move(elements);
+    bound.lengths = std::move(lengths);
     return bound;
 }
 

@@ -42,12 +42,12 @@ std::string takeAddress(FileClause& clause, const std::string& given, const std:
     return address;
 }
 
-std::optional<ChannelFile> fileOf(const Procedure& procedure, const std::string& option,
-                                  const std::map<std::string, std::string>& given, const std::string& name,
-                                  const std::optional<FileClause>& declared) {
+std::optional<ChannelFile> fileOf(const Procedure& procedure, const BindOptions& options, const std::string& option,
+                                  const std::string& name, const std::optional<FileClause>& declared) {
+    const std::map<std::string, std::string>& given = option == "--in" ? options.inputs : options.outputs;
     const auto replaced = given.find(name);
     if (replaced == given.end()) {
-        if (!declared) return std::nullopt;
+        if (!declared || options.recorded != nullptr) return std::nullopt;
         return ChannelFile{*declared, pathBeside(procedure, declared->path), {}};
     }
     ChannelFile file{declared.value_or(FileClause{}), replaced->second, option + " " + name};
@@ -107,33 +107,33 @@ std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptio
     }
     const std::string& name = array.isElement() && !hasOwn ? array.name : pipe.name;
     if (auto samples = samplesFor(options, name, declared)) return samples;
-    return fileOf(procedure, "--in", options.inputs, name, declared);
+    return fileOf(procedure, options, "--in", name, declared);
 }
 
 std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
                                      const TriggerDeclaration& trigger) {
-    return fileOf(procedure, "--in", options.inputs, trigger.name, trigger.from);
+    return fileOf(procedure, options, "--in", trigger.name, trigger.from);
 }
 
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
                                       const PipeDeclaration& pipe) {
-    return fileOf(procedure, "--out", options.outputs, pipe.name, pipe.to);
+    return fileOf(procedure, options, "--out", pipe.name, pipe.to);
 }
 
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
                                       const TriggerDeclaration& trigger) {
-    return fileOf(procedure, "--out", options.outputs, trigger.name, trigger.to);
+    return fileOf(procedure, options, "--out", trigger.name, trigger.to);
 }
 
 // A table has no name but its file's, as it is written.
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
                                       const TableDeclaration& table) {
-    return fileOf(procedure, "--out", options.outputs, table.to.path, table.to);
+    return fileOf(procedure, options, "--out", table.to.path, table.to);
 }
 
 std::optional<ChannelFile> outputFile(const Procedure& procedure, const BindOptions& options,
                                       const JointOutput& joint) {
-    return fileOf(procedure, "--out", options.outputs, joint.name, joint.to);
+    return fileOf(procedure, options, "--out", joint.name, joint.to);
 }
 
 std::string identityOf(const std::filesystem::path& path) {

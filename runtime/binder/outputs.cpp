@@ -134,7 +134,7 @@ void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFi
 // Each element takes as many channels as its own frames have.
 void OutputBinder::addArray(const JointOutput& joint) {
     const std::optional<ChannelFile> to = outputFile(context_.procedure, context_.options, joint);
-    if (!claim(*to)) return;
+    if (!to || !claim(*to)) return;
     int channels = 1;
     for (const PipeDeclaration& pipe : context_.procedure.pipes)
         if (pipe.name == joint.elements.front()) channels = static_cast<int>(pipe.interleaved.value_or(1));
@@ -151,7 +151,7 @@ void OutputBinder::addArray(const JointOutput& joint) {
 void OutputBinder::addTable(BoundTable& table) {
     const FileClause& declared = table.declared->to;
     const std::optional<ChannelFile> to = outputFile(context_.procedure, context_.options, *table.declared);
-    if (!claim(*to)) return;
+    if (!to || !claim(*to)) return;
     JointOutputSettings settings{.name = declared.path, .isTable = true, .limit = to->clause.limit};
     settings.members = table.members;
     const bool countsSeconds = table.setRate(rateOf(*to));

@@ -34,7 +34,7 @@ void walk(Archive& archive, CapturedRows& rows) {
 }
 template <class Archive>
 void walk(Archive& archive, CapturedVariable& variable) {
-    archive(variable.name, variable.type, variable.cell);
+    archive(variable.name, variable.type, variable.cell, variable.isSet);
 }
 template <class Archive>
 void walk(Archive& archive, CapturedVector& vector) {
@@ -80,7 +80,7 @@ class Writer {
     }
     void put(const double& value) { bytes_.fixed(std::bit_cast<std::uint64_t>(value), sizeof value); }
     void put(const std::string& text) { bytes_.text(text); }
-    void put(const std::vector<std::byte>& bytes) {
+    void put(std::vector<std::byte>& bytes) {
         bytes_.varint(bytes.size());
         bytes_.raw(bytes.data(), bytes.size());
     }

@@ -40,6 +40,7 @@ struct CapturedVariable {
     std::string name{};
     ElementType type = ElementType::int16;
     std::uint64_t cell = 0;  // when the run began
+    bool isSet = false;      // before that, by another thread
 };
 
 struct CapturedVector {

@@ -77,6 +77,8 @@ auto naming(Engine& e, const Named& named, Step step) {
         throw;
     }
 }
+// The engine of a session, for the parts of the runtime that go with it.
+Engine& engineOf(Session& session);
 
 // The session that runs on this thread, if any. The library is loaded at the program's start, so the fast model of
 // thread-local access holds.

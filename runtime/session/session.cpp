@@ -300,6 +300,8 @@ void Session::setTriggerProperty(TriggerId id, std::uint32_t selector, std::uint
     objectOf(*engine_, id).properties[selector] = value;
 }
 
+Engine& engineOf(Session& session) { return *session.engine_; }
+
 void Session::begin() { unstarted().started = true; }
 
 Report Session::runToEnd() {

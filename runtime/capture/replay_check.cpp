@@ -1,0 +1,96 @@
+#include "runtime/capture/replay_check.h"
+
+#include <algorithm>
+
+namespace libzepl {
+
+ReplayCheck::ReplayCheck(const CaptureFolder& folder, std::optional<std::uint64_t> until)
+    : folder_(folder),
+      reader_(folder.reader()),
+      until_(until.value_or(~std::uint64_t{0})),
+      points_(folder.run.outputs.size()),
+      counted_(folder.run.outputs.size()),
+      isWhole_(!folder.isCut && !until) {
+    for (const CapturedOutput& output : folder.run.outputs) {
+        sums_.push_back(sumFor(output));
+        outputs_.push_back({.name = output.name, .kind = output.kind, .isTable = output.isTable});
+    }
+    // A drain that an output's failure cut short is not all there.
+    if (folder.summary.failure) isWhole_ = false;
+}
+
+void ReplayCheck::begin(Engine& e) {
+    kept_.begin(e);
+    std::size_t place = 0;
+    for (const CapturedOutput& output : outputsOf(e))
+        if (place++ >= outputs_.size())
+            outputs_.push_back({.name = output.name, .kind = output.kind, .isTable = output.isTable, .isCompared = false});
+}
+
+void ReplayCheck::lookAtKept(std::uint64_t round) noexcept {
+    kept_.look([&](std::size_t place, const void* const* column, std::uint64_t n) { taken(round, place, column, n); });
+}
+
+// The next point of the output that counts; null where the events have no more.
+const ReplayCheck::Point* ReplayCheck::nextPoint(std::size_t output) {
+    while (points_[output].empty()) {
+        const std::optional<Event> event = reader_.next();
+        if (!event) return nullptr;
+        if (event->tag != EventTag::point || event->round > until_) continue;
+        // What the session keeps is looked at after a round's deliveries, before which the replay stops.
+        if (event->round == until_ && folder_.run.outputs[event->place].isKept) continue;
+        counted_[event->place] += event->count;
+        points_[event->place].push_back({event->round, counted_[event->place], event->word});
+    }
+    return &points_[output].front();
+}
+
+void ReplayCheck::taken(std::uint64_t round, std::size_t output, const void* const* columns,
+                        std::uint64_t count) noexcept {
+    Output& at = outputs_[output];
+    at.count += count;
+    if (!at.isCompared || at.differs) return;
+    OutputSum& sum = sums_[output];
+    for (std::uint64_t done = 0; done < count;) {
+        const Point* point = nextPoint(output);
+        if (point == nullptr) {
+            if (!isWhole_) return;
+            at.differs = true;
+            at.first = at.last = sum.count() + 1;
+            at.replayRound = round;
+            return;
+        }
+        const std::uint64_t n = std::min(count - done, point->count - sum.count());
+        sum.add(columns, done, n);
+        done += n;
+        if (sum.count() < point->count) continue;
+        if (sum.value() != point->sum) {
+            at.differs = true;
+            at.first = at.compared + 1;
+            at.last = point->count;
+            at.round = point->round;
+            at.replayRound = round;
+            return;
+        }
+        at.compared = point->count;
+        points_[output].pop_front();
+    }
+}
+
+void ReplayCheck::end(Engine& e) noexcept {
+    lookAtKept(e.scheduler.round);
+    lastRound_ = e.scheduler.round;
+    for (std::size_t i = 0; i < points_.size(); ++i) {
+        Output& at = outputs_[i];
+        at.expected = folder_.summary.counts[i];
+        const Point* point = at.differs ? nullptr : nextPoint(i);
+        if (point == nullptr) continue;
+        // The replay gave less than the run did by then.
+        at.differs = true;
+        at.first = sums_[i].count() + 1;
+        at.last = point->count;
+        at.round = point->round;
+    }
+}
+
+}  // namespace libzepl
