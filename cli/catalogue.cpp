@@ -160,6 +160,7 @@ const std::vector<Topic>& topics() {
     static const std::vector<Topic> all{
         {"language", "statements, clauses and expressions of procedures", {"The procedure language"}},
         {"files", "formats, channels, rates and streams", {"Files"}},
+        {"batch", "a procedure on many recordings", {"Many recordings"}},
         {"feeding", "in which pieces inputs arrive, and time", {"Feeding", "Time and pauses"}},
         {"errors",
          "what ends a run, faults, refused parameters and exit status",

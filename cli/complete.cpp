@@ -45,17 +45,20 @@ Words namesFor(const std::string& option, const Words& words) {
         return names;
     }
     const auto hasFile = [&](const auto& declared) {
-        return option == "--in" ? declared.from.has_value() : declared.to.has_value();
+        return option == "--in" || option == "--each" ? declared.from.has_value() : declared.to.has_value();
     };
     addNames(procedure.pipes, names, hasFile);
     addNames(procedure.triggers, names, hasFile);
+    if (option == "--discard")
+        for (std::string& name : names) name.pop_back();
     if (names.empty()) addNames(procedure.pipes, names, all);
     return names;
 }
 
 // What the value of the option can be.
 Words valuesOf(const std::string& option, const std::string& value, const Words& words) {
-    if (option == "--in" || option == "--out" || option == "--set") {
+    if (option == "--discard") return namesFor(option, words);
+    if (option == "--in" || option == "--out" || option == "--set" || option == "--each") {
         if (value.find('=') == std::string::npos) return namesFor(option, words);
         return option == "--set" ? Words() : Words{anyFile};
     }
@@ -63,6 +66,7 @@ Words valuesOf(const std::string& option, const std::string& value, const Words&
     if (option == "--type") return {"int16", "int32", "float", "double"};
     if (option == "--to" || option == "--events") return {anyFile};
     if (option == "--module") return {std::string(anyFile) + " .zlm"};
+    if (option == "--table") return {std::string(anyFile) + " .csv"};
     if (option == "--report") return {std::string(anyFile) + " .json"};
     return {};
 }
@@ -99,7 +103,7 @@ Words candidates(const CLI::App& app, const Words& words) {
     }
     if (last.starts_with("--") && last.find('=') != std::string::npos) return {anyFile};
     if (last.starts_with("-")) return optionsOf(*action);
-    if (words[0] == "run" || words[0] == "check") return {std::string(anyFile) + " .zp"};
+    if (words[0] == "run" || words[0] == "check" || words[0] == "batch") return {std::string(anyFile) + " .zp"};
     if (words[0] == "plot") return {anyFile};
     if (words[0] == "help") return commandNames();
     return {};

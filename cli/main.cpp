@@ -13,6 +13,7 @@
 #include <new>
 #include <sstream>
 
+#include "cli/batch.h"
 #include "cli/catalogue.h"
 #include "cli/complete.h"
 #include "cli/new_module.h"
@@ -57,44 +58,93 @@ void addModuleOptions(CLI::App& command, cli::ModuleArguments& modules) {
         "Load neither the tool's own modules nor those in the folders of $ZEPL_MODULE_PATH");
 }
 
+class Options {
+ public:
+    explicit Options(CLI::App& command) : command_(command) {}
+
+    void repeated(const char* name, std::vector<std::string>& values, const char* type, const char* what) {
+        command_.add_option(name, values, what)->type_name(type)->take_all()->allow_extra_args(false);
+    }
+
+    // What the options of a session are.
+    void addSession(cli::RunArguments& arguments) {
+        command_
+            .add_option("--feed", arguments.feed,
+                        "Give the input in pieces of N samples, all at once, a frame at a time, or in random pieces")
+            ->type_name("N|whole|lockstep|random:SEED");
+        command_.add_option("--block", arguments.block, "The default block size in samples, 1024 unless given")
+            ->type_name("N")
+            ->check(within(std::uint32_t{1}, libzepl::maxBlock));
+        command_.add_option("--memory", arguments.memory, "The most memory that a session may use, 4G unless given")
+            ->type_name("SIZE");
+        command_
+            .add_option("--patience", arguments.patience,
+                        "How many samples a command may write without taking any when the inputs have ended")
+            ->type_name("N")
+            ->check(within(std::uint64_t{1}, std::uint64_t{1} << 62));
+        repeated("--info", arguments.info, "SELECTOR=VALUE",
+                 "Set the system information of this selector, which commands can ask for");
+        command_.add_option("--start-time", arguments.startTime, "Where the session's clock starts")
+            ->type_name("UNITS")
+            ->check(within(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
+        command_.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
+        command_.add_flag_callback(
+            "--no-sync", [&] { arguments.sync = false; }, "Do not wait until the disk has what was written");
+        addModuleOptions(command_, arguments.modules);
+        command_.footer(exitStatuses);
+    }
+
+    void addProcedure(cli::RunArguments& arguments) {
+        command_.add_option("procedure", arguments.procedure, "The procedure's file (.zp)")
+            ->required()
+            ->type_name("PROCEDURE");
+    }
+
+ private:
+    CLI::App& command_;
+};
+
+constexpr const char* setText = "Start this variable, or replace this constant, by VALUE";
+
 void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
-    const auto repeated = [&](const char* name, std::vector<std::string>& values, const char* type, const char* what) {
-        command.add_option(name, values, what)->type_name(type)->take_all()->allow_extra_args(false);
-    };
-    command.add_option("procedure", arguments.procedure, "The procedure's file (.zp)")
-        ->required()
-        ->type_name("PROCEDURE");
-    repeated("--in", arguments.in, "NAME=FILE", "Read this pipe or trigger from FILE; - is standard input");
-    repeated("--out", arguments.out, "NAME=FILE", "Write this pipe or trigger to FILE; - is standard output");
-    repeated("--set", arguments.set, "VARIABLE=VALUE", "Start this variable, or replace this constant, by VALUE");
+    Options options(command);
+    options.addProcedure(arguments);
+    options.repeated("--in", arguments.in, "NAME=FILE", "Read this pipe or trigger from FILE; - is standard input");
+    options.repeated("--out", arguments.out, "NAME=FILE", "Write this pipe or trigger to FILE; - is standard output");
+    options.repeated("--set", arguments.set, "VARIABLE=VALUE", setText);
     command.add_option("--report", arguments.report, "Write the result of the run as JSON; - is standard output")
         ->type_name("FILE.json");
-    command
-        .add_option("--feed", arguments.feed,
-                    "Give the input in pieces of N samples, all at once, a frame at a time, or in random pieces")
-        ->type_name("N|whole|lockstep|random:SEED");
-    command.add_option("--block", arguments.block, "The default block size in samples, 1024 unless given")
-        ->type_name("N")
-        ->check(within(std::uint32_t{1}, libzepl::maxBlock));
-    command.add_option("--memory", arguments.memory, "The most memory that the session may use, 4G unless given")
-        ->type_name("SIZE");
-    command
-        .add_option("--patience", arguments.patience,
-                    "How many samples a command may write without taking any when the inputs have ended")
-        ->type_name("N")
-        ->check(within(std::uint64_t{1}, std::uint64_t{1} << 62));
-    repeated("--info", arguments.info, "SELECTOR=VALUE",
-             "Set the system information of this selector, which commands can ask for");
-    command.add_option("--start-time", arguments.startTime, "Where the session's clock starts")
-        ->type_name("UNITS")
-        ->check(within(std::uint32_t{0}, std::numeric_limits<std::uint32_t>::max()));
     command.add_flag("--allow-loss", arguments.allowLoss, "Take a run as done well although a live input lost samples");
-    command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
     command.add_flag("--plot", arguments.plot, "Draw each file that was written in the terminal");
-    command.add_flag_callback(
-        "--no-sync", [&] { arguments.sync = false; }, "Do not wait until the disk has what was written");
-    addModuleOptions(command, arguments.modules);
-    command.footer(exitStatuses);
+    options.addSession(arguments);
+}
+
+void addBatchOptions(CLI::App& command, cli::BatchArguments& arguments) {
+    Options options(command);
+    options.addProcedure(arguments.run);
+    command
+        .add_option("--each", arguments.each,
+                    "Run once for each of these recordings, read by this pipe or trigger: files, folders and patterns; "
+                    "of several names the files go together one by one")
+        ->type_name("NAME=FILES")
+        ->required()
+        ->take_all()
+        ->expected(1, std::numeric_limits<int>::max());
+    options.repeated("--out", arguments.run.out, "NAME=PATTERN",
+                     "Write this output of each recording to its own file, such as out/{stem}.wav; there are {stem}, "
+                     "{name}, {ending}, {parent}, {folder} and {index}");
+    options.repeated("--discard", arguments.discard, "NAME",
+                     "Write no file of this output: its count and its last sample are in the table");
+    command.add_option("--table", arguments.table, "Write a row for each recording")->type_name("FILE.csv")->required();
+    command
+        .add_option("--jobs", arguments.jobs, "How many processes run recordings, one on each processor unless given")
+        ->type_name("N")
+        ->check(within(1U, 4096U));
+    command.add_flag("--resume", arguments.resume,
+                     "Keep the rows of recordings that went well before and have not changed since");
+    options.repeated("--in", arguments.run.in, "NAME=FILE", "Read this pipe or trigger from FILE, for every recording");
+    options.repeated("--set", arguments.run.set, "VARIABLE=VALUE", setText);
+    options.addSession(arguments.run);
 }
 
 void addPlotOptions(CLI::App& command, cli::PlotArguments& arguments) {
@@ -215,6 +265,9 @@ int dispatch(int count, char** words) {
     CLI::App* check =
         app.add_subcommand("check", "Do everything up to the first sample: parse, bind, and set up each task");
     addRunOptions(*check, runArguments);
+    cli::BatchArguments batchArguments;
+    CLI::App* batch = app.add_subcommand("batch", "Run a procedure on many recordings, on all processors");
+    addBatchOptions(*batch, batchArguments);
     CLI::App* commands = app.add_subcommand("commands", "List the installed commands");
     commands
         ->add_option("word", catalogue.word,
@@ -224,7 +277,7 @@ int dispatch(int count, char** words) {
     commands->add_flag("--signatures", catalogue.signatures, "With stack space and signature");
     addModuleOptions(*commands, catalogue.modules);
     CLI::App* help = app.add_subcommand("help", "Explain a command, a topic, or this tool");
-    help->add_option("topic", catalogue.word, "A command, or language, files, feeding, errors, report or plots")
+    help->add_option("topic", catalogue.word, "A command, or language, files, batch, feeding, errors, report or plots")
         ->type_name("TOPIC");
     addModuleOptions(*help, catalogue.modules);
     cli::PlotArguments plotArguments;
@@ -253,6 +306,7 @@ int dispatch(int count, char** words) {
     }
     if (run->parsed()) return cli::run(runArguments);
     if (check->parsed()) return cli::check(runArguments);
+    if (batch->parsed()) return cli::batch(batchArguments);
     if (commands->parsed()) return cli::listCommands(catalogue);
     if (plot->parsed()) return cli::plot(plotArguments);
     if (create->parsed()) return cli::newModule(moduleName);

@@ -18,7 +18,9 @@ std::string withPrefix(double perSecond) {
     return text;
 }
 
-std::string duration(double seconds) {
+}  // namespace
+
+std::string durationText(double seconds) {
     char text[64];
     const auto whole = static_cast<long>(seconds + 0.5);
     if (whole >= 60)
@@ -28,22 +30,24 @@ std::string duration(double seconds) {
     return text;
 }
 
-}  // namespace
-
 std::string describe(const libzepl::Progress& progress) {
     const double perSecond = static_cast<double>(progress.delivered) / progress.seconds;
     const std::string speed = withPrefix(perSecond) + " samples a second";
     if (!progress.expected || *progress.expected == 0) return std::to_string(progress.delivered) + " samples, " + speed;
     const auto left = static_cast<double>(*progress.expected - progress.delivered) / perSecond;
-    return std::to_string(progress.delivered * 100 / *progress.expected) + " %, " + speed + ", " + duration(left) +
+    return std::to_string(progress.delivered * 100 / *progress.expected) + " %, " + speed + ", " + durationText(left) +
            " left";
 }
 
 ProgressLine::ProgressLine(bool wanted) : wanted_(wanted && ::isatty(STDERR_FILENO) != 0) {}
 
 void ProgressLine::show(const libzepl::Progress& progress) {
-    if (!wanted_ || progress.seconds < 1) return;
-    std::fprintf(stderr, "\r\033[K%s", describe(progress).c_str());
+    if (progress.seconds >= 1) show(describe(progress));
+}
+
+void ProgressLine::show(const std::string& text) {
+    if (!wanted_) return;
+    std::fprintf(stderr, "\r\033[K%s", text.c_str());
     std::fflush(stderr);
     shown_ = true;
 }

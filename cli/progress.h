@@ -1,6 +1,8 @@
 // How far a run is, on a terminal.
 #pragma once
 
+#include <string>
+
 #include "runtime/session.h"
 
 namespace cli {
@@ -15,6 +17,7 @@ class ProgressLine {
     ~ProgressLine() { clear(); }
 
     void show(const libzepl::Progress& progress);
+    void show(const std::string& text);
     // Takes the line away, so that other text can be written.
     void clear();
 
@@ -25,5 +28,8 @@ class ProgressLine {
 
 // "42 %, 12.3 million samples a second, 8 s left", as far as it is known.
 std::string describe(const libzepl::Progress& progress);
+
+// "8 s", "2 min 10 s".
+std::string durationText(double seconds);
 
 }  // namespace cli

@@ -100,35 +100,6 @@ void printEnd(const Procedure& procedure, const Report& report, const RunArgumen
     printOutputs(report);
 }
 
-// Every option that cannot be read is added to `mistakes`.
-BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly, std::vector<Diagnostic>& mistakes) {
-    BindOptions options;
-    const auto read = [&](auto step) {
-        try {
-            step();
-        } catch (const Problem& problem) {
-            mistakes.push_back({Severity::error, {}, problem.what(), problem.remedy()});
-        }
-    };
-    read([&] { options.inputs = pairsOf("--in NAME=FILE", arguments.in); });
-    read([&] { options.outputs = pairsOf("--out NAME=FILE", arguments.out); });
-    read([&] { options.values = pairsOf("--set VARIABLE=VALUE", arguments.set); });
-    read([&] { options.session.info = infoOf(arguments.info); });
-    if (!arguments.feed.empty()) read([&] { options.session.feed = feedOf(arguments.feed); });
-    options.feedGiven = !arguments.feed.empty();
-    if (!arguments.memory.empty()) read([&] { options.session.memoryLimit = sizeOf(arguments.memory); });
-    options.session.block = arguments.block;
-    options.session.startTime = arguments.startTime;
-    options.session.patience = arguments.patience;
-    options.session.setUpOnly = setUpOnly;
-    options.sync = arguments.sync;
-    if (!arguments.quiet)
-        options.listening = [](const std::string& address) {
-            std::fprintf(stderr, "listening on %s\n", address.c_str());
-        };
-    return options;
-}
-
 // Loss is never passed over in silence. Whether it was accepted.
 bool acceptLoss(const Report& report, const RunArguments& arguments) {
     const auto lost = std::find_if(report.inputs.begin(), report.inputs.end(),
@@ -230,6 +201,34 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
 }
 
 }  // namespace
+
+BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly, std::vector<Diagnostic>& mistakes) {
+    BindOptions options;
+    const auto read = [&](auto step) {
+        try {
+            step();
+        } catch (const Problem& problem) {
+            mistakes.push_back({Severity::error, {}, problem.what(), problem.remedy()});
+        }
+    };
+    read([&] { options.inputs = pairsOf("--in NAME=FILE", arguments.in); });
+    read([&] { options.outputs = pairsOf("--out NAME=FILE", arguments.out); });
+    read([&] { options.values = pairsOf("--set VARIABLE=VALUE", arguments.set); });
+    read([&] { options.session.info = infoOf(arguments.info); });
+    if (!arguments.feed.empty()) read([&] { options.session.feed = feedOf(arguments.feed); });
+    options.feedGiven = !arguments.feed.empty();
+    if (!arguments.memory.empty()) read([&] { options.session.memoryLimit = sizeOf(arguments.memory); });
+    options.session.block = arguments.block;
+    options.session.startTime = arguments.startTime;
+    options.session.patience = arguments.patience;
+    options.session.setUpOnly = setUpOnly;
+    options.sync = arguments.sync;
+    if (!arguments.quiet)
+        options.listening = [](const std::string& address) {
+            std::fprintf(stderr, "listening on %s\n", address.c_str());
+        };
+    return options;
+}
 
 void printProblem(const Problem& problem) {
     std::fprintf(stderr, "zepl: error: %s\n", problem.what());

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "cli/modules.h"
+#include "runtime/binder.h"
 #include "runtime/diagnostics.h"
-#include "runtime/session.h"
 
 namespace cli {
 
@@ -36,6 +36,10 @@ struct RunArguments {
 
 int run(const RunArguments& arguments);
 int check(const RunArguments& arguments);
+
+// What the options say of the session. Every one that cannot be read is added to `mistakes`.
+libzepl::BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly,
+                                 std::vector<libzepl::Diagnostic>& mistakes);
 
 // Prints the error of a call, with what to do.
 void printProblem(const libzepl::Problem& problem);

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,7 @@ class RecordedFiles {
 struct BindOptions {
     std::map<std::string, std::string> inputs;  // files by the name of a pipe or trigger; they replace the procedure's
     std::map<std::string, std::string> outputs;
+    std::set<std::string> discarded;            // outputs that are counted and not written, by the same names
     std::map<std::string, std::string> values;  // by the name of a variable, as text
     // Samples in place of a file, by the name of a pipe, an array of pipes or a vector, to which a file's clauses and rules
     // apply; one channel is taken for any. They come before `inputs`, and last as long as the session.

@@ -70,6 +70,8 @@ struct OutputReport {
     std::uint64_t count = 0;
     Unit unit = Unit::samples;   // of the count
     std::uint64_t channels = 1;  // samples to a frame
+    // What the last whole frame or row has, pipe after pipe, or the position of the last event; empty where there is none.
+    std::vector<std::variant<std::int64_t, float, double>> last;
 };
 
 // What a task does that its user may not expect.

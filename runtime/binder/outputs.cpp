@@ -9,6 +9,33 @@
 
 namespace libzepl {
 
+namespace {
+
+class DiscardingSink final : public Sink {
+ public:
+    explicit DiscardingSink(int channels) : channels_(channels) {}
+    void write(const void*, std::size_t) override {}
+    void finish() override {}
+    int channels() const override { return channels_; }
+
+ private:
+    int channels_;
+};
+
+class DiscardingJointSink final : public JointSink {
+ public:
+    void write(const void* const*, std::size_t) override {}
+    void finish() override {}
+};
+
+class DiscardingTriggerSink final : public TriggerSink {
+ public:
+    void write(const TriggerRow&) override {}
+    void finish() override {}
+};
+
+}  // namespace
+
 std::vector<JointOutput> arrayOutputs(const Procedure& procedure, const BindOptions& options) {
     std::vector<JointOutput> outputs = procedure.jointOutputs;
     std::map<std::string, JointOutput> named;
@@ -39,9 +66,10 @@ void OutputBinder::add(std::vector<BoundTable>& tables) {
         return file;
     };
     for (const PipeDeclaration& pipe : context_.procedure.pipes)
-        if (const auto to = fileOf(pipe); to && claim(*to)) guarded(*to, [&] { addPipe(pipe, *to); });
+        if (const auto to = fileOf(pipe); to && claim(pipe.name, *to)) guarded(*to, [&] { addPipe(pipe, *to); });
     for (const TriggerDeclaration& trigger : context_.procedure.triggers)
-        if (const auto to = fileOf(trigger); to && claim(*to)) guarded(*to, [&] { addTrigger(trigger, *to); });
+        if (const auto to = fileOf(trigger); to && claim(trigger.name, *to))
+            guarded(*to, [&] { addTrigger(trigger, *to); });
     for (const JointOutput& joint : arrayOutputs(context_.procedure, context_.options)) addArray(joint);
     for (BoundTable& table : tables) addTable(table);
 }
@@ -62,8 +90,8 @@ CollectedOutput& OutputBinder::addCollected(CollectedOutput::Kind kind, const st
 }
 
 // False, with the mistake reported, when the file is an input or the output of another channel.
-bool OutputBinder::claim(const ChannelFile& file) {
-    if (!isWritten(file)) return true;
+bool OutputBinder::claim(const std::string& output, const ChannelFile& file) {
+    if (isDiscarded(output) || !isWritten(file)) return true;
     const bool standard = isStandardStream(file.path);
     const std::string identity = standard ? identityOf(STDOUT_FILENO) : identityOf(file.path);
     const std::string name = standard ? "standard output" : libzepl::quoted(file.path.string());
@@ -95,6 +123,9 @@ void OutputBinder::guarded(const ChannelFile& file, Step step) {
 
 void OutputBinder::addPipe(const PipeDeclaration& pipe, const ChannelFile& to) {
     const PipeId id = context_.names.pipes.at(pipe.name);
+    if (isDiscarded(pipe.name))
+        return session_.setOutput(id, std::make_unique<DiscardingSink>(static_cast<int>(pipe.interleaved.value_or(1))),
+                                  to.clause.limit);
     WriteRequest request = writeRequest(to, pipe, rateOf(to));
     request.output = outputOptions(to, request);
     std::unique_ptr<Sink> sink = isWritten(to) ? createSink(request) : nullptr;
@@ -113,6 +144,8 @@ void OutputBinder::addPipe(const PipeDeclaration& pipe, const ChannelFile& to) {
 void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFile& to) {
     const FileClause& clause = to.clause;
     const TriggerId id = context_.names.triggers.at(trigger.name);
+    if (isDiscarded(trigger.name))
+        return session_.setOutput(id, std::make_unique<DiscardingTriggerSink>(), clause.limit);
     const auto secondsRate = clause.withSeconds ? std::optional(rateOf(to)) : std::nullopt;
     const std::string format = clause.format.empty() && isAddress(to.path) ? "csv" : clause.format;
     const OutputOptions options =
@@ -134,7 +167,7 @@ void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFi
 // Each element takes as many channels as its own frames have.
 void OutputBinder::addArray(const JointOutput& joint) {
     const std::optional<ChannelFile> to = outputFile(context_.procedure, context_.options, joint);
-    if (!to || !claim(*to)) return;
+    if (!to || !claim(joint.name, *to)) return;
     int channels = 1;
     for (const PipeDeclaration& pipe : context_.procedure.pipes)
         if (pipe.name == joint.elements.front()) channels = static_cast<int>(pipe.interleaved.value_or(1));
@@ -151,7 +184,7 @@ void OutputBinder::addArray(const JointOutput& joint) {
 void OutputBinder::addTable(BoundTable& table) {
     const FileClause& declared = table.declared->to;
     const std::optional<ChannelFile> to = outputFile(context_.procedure, context_.options, *table.declared);
-    if (!to || !claim(*to)) return;
+    if (!to || !claim(declared.path, *to)) return;
     JointOutputSettings settings{.name = declared.path, .isTable = true, .limit = to->clause.limit};
     settings.members = table.members;
     const bool countsSeconds = table.setRate(rateOf(*to));
@@ -160,6 +193,8 @@ void OutputBinder::addTable(BoundTable& table) {
 
 void OutputBinder::addJoint(const ChannelFile& to, JointOutputSettings settings,
                             const std::vector<ColumnRequest>& columns, bool countsSeconds) {
+    if (isDiscarded(settings.name))
+        return session_.setOutput(std::move(settings), std::make_unique<DiscardingJointSink>());
     WriteRequest request{.path = to.path, .rate = rateOf(to)};
     request.limit = settings.limit;
     request.format = to.clause.format;
@@ -182,6 +217,8 @@ void OutputBinder::addJoint(const ChannelFile& to, JointOutputSettings settings,
     if (isWritten(to) && !to.clause.rate && (countsSeconds || statesRate(request.path, request.format)))
         session_.noteJointRate({to.path.string(), request.rate, !context_.rates.rate(), countsSeconds});
 }
+
+bool OutputBinder::isDiscarded(const std::string& output) const { return context_.options.discarded.contains(output); }
 
 double OutputBinder::rateOf(const ChannelFile& to) const {
     return to.clause.rate.value_or(context_.rates.rate().value_or(1000));

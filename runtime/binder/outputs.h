@@ -34,7 +34,8 @@ class OutputBinder {
  private:
     bool isWritten(const ChannelFile& file) const;
     bool isCollected(const ChannelFile& file, const std::string& name) const;
-    bool claim(const ChannelFile& file);
+    bool claim(const std::string& output, const ChannelFile& file);
+    bool isDiscarded(const std::string& output) const;
     void refuse(const ChannelFile& file, const std::string& message, std::string remedy);
     template <class Step>
     void guarded(const ChannelFile& file, Step step);

@@ -1,5 +1,8 @@
 #include "runtime/engine/finish_outputs.h"
 
+#include <cstring>
+#include <type_traits>
+
 #include "runtime/base/wording.h"
 #include "runtime/files/output_file.h"
 #include "runtime/files/stream_wait.h"
@@ -13,6 +16,32 @@ struct FinishedOutput {
     Output* output;
     std::string lost;  // why what was written could not be completed
 };
+
+void addLast(OutputReport& report, ElementType type, const std::vector<std::byte>& frame) {
+    withElementType(type, [&]<class Element>() {
+        for (std::size_t at = 0; at < frame.size(); at += sizeof(Element)) {
+            Element value;
+            std::memcpy(&value, frame.data() + at, sizeof value);
+            if constexpr (std::is_integral_v<Element>)
+                report.last.emplace_back(std::int64_t{value});
+            else
+                report.last.emplace_back(value);
+        }
+    });
+}
+
+void addLast(OutputReport& report, const PipeOutput& output) {
+    addLast(report, output.port.channel->type, output.last.bytes());
+}
+
+void addLast(OutputReport& report, const TriggerOutput& output) {
+    if (output.count > 0) report.last.emplace_back(std::int64_t{output.last});
+}
+
+void addLast(OutputReport& report, const FrameOutput& output) {
+    for (const FrameOutput::Member& member : output.members)
+        addLast(report, member.port.channel->type, member.last.bytes());
+}
 
 class OutputFinisher {
  public:
@@ -40,6 +69,7 @@ class OutputFinisher {
         added.report.channel = nameOf(output);
         added.report.count = output.count;
         added.report.unit = unitOf(output);
+        addLast(added.report, output);
         if constexpr (std::is_same_v<EngineOutput, PipeOutput>)
             added.report.channels = static_cast<std::uint64_t>(output.sink->channels());
     }

@@ -1,11 +1,13 @@
 // Inputs and outputs of a session, as the session keeps them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "runtime/engine/channels.h"
@@ -54,11 +56,35 @@ struct TriggerInput {
     bool ended() const { return next == rows.size(); }
 };
 
+// The last whole frame that was taken, in bytes.
+class LastFrame {
+ public:
+    void take(const std::byte* from, std::size_t size, std::size_t frame) {
+        const std::size_t before = incomplete_.size(), whole = (before + size) / frame * frame;
+        if (whole == 0) {
+            incomplete_.insert(incomplete_.end(), from, from + size);
+            return;
+        }
+        if (whole == frame && before > 0) {
+            whole_ = std::move(incomplete_);
+            whole_.insert(whole_.end(), from, from + (frame - before));
+        } else {
+            whole_.assign(from + (whole - frame - before), from + (whole - before));
+        }
+        incomplete_.assign(from + (whole - before), from + size);
+    }
+    const std::vector<std::byte>& bytes() const { return whole_; }  // empty before the first
+
+ private:
+    std::vector<std::byte> whole_, incomplete_;
+};
+
 struct PipeOutput {
     PipePort port;  // reads, unless the pipe keeps all, for a session that collects it
     std::unique_ptr<Sink> sink;
     std::optional<std::uint64_t> limit;
-    std::uint64_t count = 0;   // elements taken
+    std::uint64_t count = 0;  // elements taken
+    LastFrame last{};
     bool independent = false;  // depends on no input
     std::size_t place = 0;     // among all outputs, from when the run begins
     std::optional<UntoldRate> untoldRate;
@@ -72,6 +98,7 @@ struct TriggerOutput {
     std::vector<std::uint32_t> events;  // what the session collects
     std::optional<std::uint64_t> limit;
     std::uint64_t count = 0;
+    std::uint32_t last = 0;  // the position of the event that was taken last
     bool independent = false;
     std::size_t place = 0;
 
@@ -85,6 +112,7 @@ struct FrameOutput {
         PipePort port;
         std::uint64_t channels = 1;       // elements to a frame
         std::vector<std::byte> joined{};  // elements that the end of the storage parts
+        LastFrame last{};
 
         std::uint64_t frames() const { return port.available() / channels; }
         bool isBehind() const { return port.mode == PortMode::reading && frames() == 0; }

@@ -50,6 +50,8 @@ void drainUpTo(Engine& e, PipeOutput& output, std::uint64_t max) {
         const void* elements = pipe.storage + (index << pipe.widthShift);
         if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, &elements, run);
         output.sink->write(elements, run);
+        output.last.take(static_cast<const std::byte*>(elements), run << pipe.widthShift,
+                         static_cast<std::size_t>(output.sink->channels()) << pipe.widthShift);
         left -= run;
         commitDrain(e, output.port, run);
         countDrain(e, output, run);
@@ -66,6 +68,14 @@ const void* elementsOf(FrameOutput::Member& member, std::uint64_t n) {
     return member.joined.data();
 }
 
+void keepLast(FrameOutput& output, const std::vector<const void*>& columns, std::uint64_t frames) {
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        FrameOutput::Member& member = output.members[i];
+        const std::size_t frame = member.channels << member.port.channel->widthShift;
+        member.last.take(static_cast<const std::byte*>(columns[i]) + (frames - 1) * frame, frame, frame);
+    }
+}
+
 void drainUpTo(Engine& e, FrameOutput& output, std::uint64_t max) {
     constexpr std::uint64_t maxPiece = 4096;  // frames
     std::vector<const void*> columns(output.members.size());
@@ -75,6 +85,7 @@ void drainUpTo(Engine& e, FrameOutput& output, std::uint64_t max) {
             columns[i] = elementsOf(output.members[i], piece * output.members[i].channels);
         if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, columns.data(), piece);
         output.sink->write(columns.data(), piece);
+        keepLast(output, columns, piece);
         left -= piece;
         for (FrameOutput::Member& member : output.members) commitDrain(e, member.port, piece * member.channels);
         countDrain(e, output, piece);
@@ -96,6 +107,7 @@ void drainUpTo(Engine& e, TriggerOutput& output, std::uint64_t max) {
             output.sink->write({.asserts = true, .position = position});
         else
             collectEvent(e, output, position);
+        output.last = position;
         commitDrain(e, output.port, 1);
         countDrain(e, output, 1);
     }

@@ -49,4 +49,6 @@ expect "zepl help fir" FIRFILTER FIRLOWPASS
 expect "zepl check h" heart.zp
 expect "zepl run heart.zp --set " cut= gain=
 expect "zepl run heart.zp --in " ecg=
+expect "zepl batch heart.zp --discard " out
+expect "zepl batch heart.zp --each " ecg=
 exit $status

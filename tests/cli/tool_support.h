@@ -65,6 +65,7 @@ class LiveTool {
         }
         return bytes;
     }
+    pid_t process() const { return child_; }
     int output() const { return out_[0]; }
     void closeInput() { closeEnd(in_[1]); }
     void closeOutput() { closeEnd(out_[0]); }
