@@ -11,8 +11,10 @@
 #include "cli/batch_table.h"
 #include "cli/progress.h"
 #include "cli/signals.h"
+#include "cli/standard_streams.h"
 #include "runtime/base/wording.h"
 #include "runtime/files/output_place.h"
+#include "runtime/json_writer.h"
 #include "runtime/procedure.h"
 
 namespace cli {
@@ -25,6 +27,40 @@ constexpr std::size_t maxListed = 100;
 
 unsigned jobsOf(const BatchArguments& arguments) {
     return arguments.jobs > 0 ? arguments.jobs : std::max(1U, std::thread::hardware_concurrency());
+}
+
+class StandardOutput : public TextSink {
+ public:
+    void write(std::string_view text) override { print(text); }
+};
+
+void writeList(JsonWriter& json, std::string_view name, const std::vector<std::string>& texts) {
+    json.key(name);
+    json.beginList();
+    for (const std::string& text : texts) json.value(text);
+    json.end();
+}
+
+int listPlan(const BatchPlan& plan) {
+    StandardOutput output;
+    JsonWriter json(output);
+    json.beginObject();
+    writeList(json, "inputs", plan.inputs);
+    writeList(json, "outputs", plan.outputs);
+    writeList(json, "shared", sharedFiles(plan));
+    writeList(json, "notes", plan.notes);
+    json.key("recordings");
+    json.beginList();
+    for (const BatchRecording& recording : plan.recordings) {
+        json.beginObject();
+        writeList(json, "inputs", recording.inputs);
+        writeList(json, "outputs", recording.outputs);
+        json.end();
+    }
+    json.end();
+    json.end();
+    print("\n");
+    return allWell;
 }
 
 class Batch {
@@ -153,10 +189,12 @@ int batch(const BatchArguments& arguments) {
         return wrongCall;
     }
     Procedure procedure = parseProcedure({arguments.run.procedure, readTextFile(arguments.run.procedure)}, diagnostics);
+    const SourceText source = procedure.source;
     BatchPlan plan;
     if (!hasErrors(diagnostics)) plan = planOf(arguments, std::move(procedure), std::move(options), diagnostics);
-    std::fputs(render(diagnostics, plan.procedure.source).c_str(), stderr);
+    std::fputs(render(diagnostics, source).c_str(), stderr);
     if (hasErrors(diagnostics)) return wrongCall;
+    if (arguments.list) return listPlan(plan);
     if (!arguments.run.quiet)
         for (const std::string& note : plan.notes) std::fprintf(stderr, "note: %s\n", note.c_str());
     try {

@@ -15,6 +15,7 @@ struct BatchArguments {
     std::string table;
     unsigned jobs = 0;  // 0: as many as there are processors
     bool resume = false;
+    bool list = false;  // runs nothing
 };
 
 int batch(const BatchArguments& arguments);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -40,6 +41,9 @@ std::string keyOf(const BatchRecording& recording) { return packed(recording.inp
 
 BatchJournal::BatchJournal(const BatchPlan& plan, const std::string& setup)
     : plan_(plan), setup_(hexOf(digestOf(setup))) {
+    const std::filesystem::path folder = std::filesystem::path(plan.journal).parent_path();
+    std::error_code error;
+    if (!folder.empty()) std::filesystem::create_directories(folder, error);
     descriptor_ = ::open(plan.journal.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     if (descriptor_ < 0) refuse(plan.journal);
     if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
@@ -47,7 +51,12 @@ BatchJournal::BatchJournal(const BatchPlan& plan, const std::string& setup)
     throw Problem("another batch is writing " + libzepl::quoted(plan.table), "wait for it, or name another table");
 }
 
-BatchJournal::~BatchJournal() { ::close(descriptor_); }
+// One that nothing is in is of no use.
+BatchJournal::~BatchJournal() {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) == 0 && status.st_size == 0) ::unlink(plan_.journal.c_str());
+    ::close(descriptor_);
+}
 
 std::string BatchJournal::sourceOf(std::size_t recording) const {
     const BatchRecording& files = plan_.recordings[recording];

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -53,9 +52,6 @@ BatchTable::~BatchTable() {
 }
 
 void BatchTable::begin(std::map<std::size_t, BatchRow> rows) {
-    const std::filesystem::path folder = std::filesystem::path(plan_.table).parent_path();
-    std::error_code error;
-    if (!folder.empty()) std::filesystem::create_directories(folder, error);
     rows_ = std::move(rows);
     rewrite(false);
 }

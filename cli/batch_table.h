@@ -45,7 +45,7 @@ class BatchTable {
 // Keeps what is done: each row with what it came from, so that a recording is run again where anything of that has changed.
 class BatchJournal {
  public:
-    // A Problem where another batch writes it. `setup` stands for what all recordings depend on.
+    // Makes its folder. A Problem where another batch writes it. `setup` stands for what all recordings depend on.
     BatchJournal(const BatchPlan& plan, const std::string& setup);
     BatchJournal(const BatchJournal&) = delete;
     BatchJournal& operator=(const BatchJournal&) = delete;

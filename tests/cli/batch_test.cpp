@@ -160,10 +160,13 @@ TEST_F(Batch, RefusesWhatWouldBeWrittenOver) {
 TEST_F(Batch, AMistakeOfTheProcedureIsSaidOnceAndNothingIsRun) {
     record({"r1.wav", "r2.wav"});
     put("p.zp", "pipe ecg : int16 from \"-\"\npipe lo : int16\nAB (ecg, lo)\n");
+    const std::set<std::string> before = files();
     const Called called = batch("--each ecg=rec");
     EXPECT_EQ(called.status, 2);
     EXPECT_EQ(called.err, "p.zp:3:1: error: unknown command `AB`\n  AB (ecg, lo)\n  ^~\n  did you mean `ABS`?\n");
-    EXPECT_FALSE(files().contains("t.csv"));
+    EXPECT_EQ(files(), before);
+    put("p.zp", "pipe ecg : int16 frm \"-\"\n");
+    EXPECT_EQ(batch("--each ecg=rec").err.find("p.zp:1:18: error: "), 0U);
 }
 
 TEST_F(Batch, CountsAndLastSamplesAreThoseOfFrames) {
