@@ -33,7 +33,7 @@ void checkName(const std::string& name) {
     if (pageTexts().contains(upperCase(name)))
         throw Problem("the module would have the command " + upperCase(name) + ", which zcmds3 has already",
                       "choose another name");
-    if (fs::exists(name)) throw Problem(libzepl::quoted(name) + " is there already", "choose another name");
+    if (fs::exists(name)) throw Problem(libzepl::quoted(name) + " exists already", "choose another name");
 }
 
 std::string filled(std::string text, const std::string& mark, const std::string& with) {

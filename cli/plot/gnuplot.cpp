@@ -120,10 +120,15 @@ std::string scriptOf(const Picture& picture, bool isVector) {
     return script + plots + "\n";
 }
 
+[[noreturn]] void refuseMemory() {
+    throw Problem(std::string("the system has no memory for a picture: ") + std::strerror(errno),
+                  "close other programs, or give a shorter --range");
+}
+
 class NamelessFile {
  public:
     NamelessFile() : descriptor_(::memfd_create("zepl", 0)) {
-        if (descriptor_ < 0) throw Problem(std::string("no memory for a picture: ") + std::strerror(errno));
+        if (descriptor_ < 0) refuseMemory();
     }
     NamelessFile(const NamelessFile&) = delete;
     NamelessFile& operator=(const NamelessFile&) = delete;
@@ -134,7 +139,7 @@ class NamelessFile {
         while (!text.empty()) {
             const ssize_t written = ::write(descriptor_, text.data(), text.size());
             if (written < 0 && errno == EINTR) continue;
-            if (written < 0) throw Problem(std::string("no memory for a picture: ") + std::strerror(errno));
+            if (written < 0) refuseMemory();
             text.remove_prefix(static_cast<std::size_t>(written));
         }
         ::lseek(descriptor_, 0, SEEK_SET);
@@ -182,7 +187,9 @@ std::string outputOfGnuplot(const std::string& script) {
         throw Problem(
             "gnuplot, which draws .svg and .png files, is not installed",
             "install it (on Debian: apt install gnuplot-nox), or leave out --to for a picture in the terminal");
-    if (error != 0) throw Problem(std::string("gnuplot cannot be started: ") + std::strerror(error));
+    if (error != 0)
+        throw Problem(std::string("gnuplot cannot be started: ") + std::strerror(error),
+                      "check that `gnuplot --version` runs");
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
     if (status != 0)

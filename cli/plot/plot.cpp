@@ -275,7 +275,7 @@ void checkArguments(const PlotArguments& arguments) {
     if (arguments.spectrum + arguments.spectrogram + arguments.xy > 1)
         throw Problem("--spectrum, --spectrogram and --xy are different pictures", "ask for one of them");
     if (arguments.rate && !(*arguments.rate > 0 && std::isfinite(*arguments.rate)))
-        throw Problem("--rate is no number above 0", "give the frames a second, such as --rate 1000");
+        throw Problem("--rate takes a finite number above 0", "give the frames a second, such as --rate 1000");
     const std::string ending = std::filesystem::path(arguments.to).extension().string();
     if (!arguments.to.empty() && ending != ".svg" && ending != ".png")
         throw Problem("--to " + arguments.to + " does not end in .svg or .png",

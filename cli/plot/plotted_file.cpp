@@ -43,7 +43,7 @@ std::unique_ptr<Source> openRawSamples(const std::string& file, const PlotArgume
     const std::string remedy = "say it with --type int16, int32, float or double";
     if (arguments.type.empty()) throw fileProblem(file, "raw samples do not say of which type they are", remedy);
     const std::optional<ElementType> type = elementTypeNamed(arguments.type);
-    if (!type) throw Problem("--type " + arguments.type + " is no type", remedy);
+    if (!type) throw Problem("--type " + arguments.type + " is not a type of samples", remedy);
     return std::make_unique<WidenedSource>(openSource({.path = file, .type = *type}), *type);
 }
 

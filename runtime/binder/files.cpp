@@ -224,7 +224,7 @@ std::optional<Diagnostic> InputRates::add(const ChannelFile& file, std::optional
         warning.remedy = "the run goes by `rate " + rateText(*stated_) + "`; correct it, or leave it out";
     } else if (!stated_ && first_ && *rate != *first_) {
         warning.message = states + firstName_ + " " + rateText(*first_);
-        warning.remedy = "the run goes by the first, " + rateText(*first_) + "; `rate` says another one";
+        warning.remedy = "the run goes by the first, " + rateText(*first_) + "; state another one with `rate`";
     }
     if (!first_) {
         first_ = rate;

@@ -164,7 +164,7 @@ void finishSelfSustaining(Engine& e) {
     if (task.outOfPatience)
         return e.outcome.finish(RunEnd::selfSustaining,
                                 namesOf(cut) + ", and " + task.label() + " wrote " + whatItWrote(task) +
-                                    ", more than the patience allows without taking anything",
+                                    " without taking anything, more than --patience allows",
                                 limit + "; or, if the task comes to an end, raise --patience");
     const std::string wrote = whatItWrote(task);
     e.outcome.finish(RunEnd::selfSustaining,

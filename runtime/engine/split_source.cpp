@@ -83,7 +83,7 @@ class Splitter {
             if (!memory_.reserve(grown - capacity))
                 throw Problem("no memory is left for " + counted(before / width_, "sample") + " of " +
                                   libzepl::quoted(queue.name) +
-                                  " that wait to be taken, while the other channels of its input go on",
+                                  " that wait to be taken, while the other channels of its input continue",
                               "have its readers keep pace, or raise --memory");
             queue.bytes.reserve(grown);
         }

@@ -122,7 +122,7 @@ std::vector<Number> seriesOf(const Expression& tree, const Scope& scope, std::si
         refuseExpression(tree.place, range + " gives no value", "it counts upwards, to the last value too");
     if (static_cast<std::uint64_t>(last - first) >= most)
         refuseExpression(tree.place, range + " gives over " + std::to_string(most) + " values",
-                         "a longer vector comes from a file");
+                         "read a longer vector from a file");
     CountingScope inner(tree.name, scope);
     std::vector<Number> values;
     for (std::int64_t i = first; i <= last; ++i) {

@@ -62,7 +62,7 @@ class ExpressionParser {
     void checkArguments(const Function& function, const Token& name, const std::vector<Expression>& arguments) const;
 
     [[noreturn]] void refuseDepth(const Place& place) const {
-        cursor_.refuseAt(place, "the expression is nested too deep",
+        cursor_.refuseAt(place, "the expression is nested too deeply",
                          "give parts of it names: constant NAME = EXPRESSION");
     }
 

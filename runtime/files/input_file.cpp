@@ -166,7 +166,7 @@ std::size_t LineReader::endOfLine() {
     for (;;) {
         const std::size_t end = text_.find('\n', searched);
         if ((end == std::string::npos ? text_.size() : end) - next_ > maxLine)
-            throw problem("the line is longer than a mebibyte", "check that the file is text");
+            throw problem("the line is longer than 1 MiB", "check that the file is text");
         if (end != std::string::npos) return end;
         text_.erase(0, next_);
         next_ = 0;

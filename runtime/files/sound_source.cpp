@@ -142,7 +142,7 @@ void checkExtent(SoundBytes& bytes, const SoundLayout& layout, Completeness& com
     const bool isEmpty = there == 0 || (layout.isChunked && endsInChunks(bytes, layout.dataStart, size));
     if (layout.dataBytes == 0 && !isEmpty) {
         complete.lacks("its header states 0 bytes of samples, and " + counted(there, "byte") +
-                       " follow: its recording was not brought to an end");
+                       " follow: its recording was not finished");
         used = there;
     } else if (!isCut && used % frame != 0) {
         complete.lacks(incomplete(used % frame, frame));
@@ -184,7 +184,7 @@ Sound openLibrary(SoundBytes& bytes, SF_INFO& info) {
     bytes.rethrow();
     if (!sound)
         throw fileProblem(bytes.name(), std::string("it cannot be read as a recording: ") + sf_strerror(nullptr),
-                          "check that the file is whole and what its ending says");
+                          "check that the file is whole, and that its ending is that of its format");
     const int normalise = isStoredReal(info.format) ? SF_FALSE : SF_TRUE;
     sf_command(sound.get(), SFC_SET_NORM_FLOAT, nullptr, normalise);
     sf_command(sound.get(), SFC_SET_NORM_DOUBLE, nullptr, normalise);

@@ -39,9 +39,9 @@ std::string describeKind(zepl::ParamMask kind) { return describeMask(kind); }
 std::string errorText(zepl::ParamError code) {
     switch (code) {
         case zepl::ParamError::vectorLengthMismatch:
-            return "the vector's length is not the count that goes with it";
+            return "the vector's length is not the count that another parameter requires";
         case zepl::ParamError::unusableLength:
-            return "the length cannot be used";
+            return "the vectors are not equally long, or the block length cannot be factored";
         case zepl::ParamError::typeMismatch:
             return "its element type differs from that of the parameter it goes with";
         case zepl::ParamError::inconsistentValues:
@@ -55,7 +55,7 @@ std::string errorText(zepl::ParamError code) {
         case zepl::ParamError::missing:
             return "a parameter is missing here";
         case zepl::ParamError::tooMany:
-            return "this and what follows is too much";
+            return "this parameter and those after it are too many";
         case zepl::ParamError::wrongKind:
             return "a parameter of this kind cannot be here";
     }

@@ -230,7 +230,7 @@ class Expander {
         if (!chosen.last && count > 1)
             return refuse(place, "that is one " + chosen.word + ", and " + has, "give " + range);
         const std::int64_t last = chosen.last.value_or(*chosen.first), given = last - *chosen.first + 1;
-        if (given < 1) return refuse(place, chosen.word + "s count upwards", "the first comes first: FIRST..LAST");
+        if (given < 1) return refuse(place, chosen.word + "s count upwards", "put the smaller one first: FIRST..LAST");
         if (given == count) return true;
         return refuse(place,
                       std::to_string(*chosen.first) + ".." + std::to_string(last) + " is " +

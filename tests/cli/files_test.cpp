@@ -68,10 +68,11 @@ TEST_F(ToolFiles, RatesThatDifferAreWarnedOf) {
     const std::string inputs =
         "pipe a : int16 from \"a.wav\"\npipe b : int16 from \"b.wav\"\npipe c : int16 to "
         "\"c.csv\"\nABS (a, c)\n";
-    EXPECT_EQ(said(inputs, "check p.zp"),
-              "p.zp:2:21: warning: b.wav states 250 frames a second, and a.wav 500\n  pipe b : int16 from \"b.wav\"\n"
-              "                      ^~~~~~~\n  the run goes by the first, 500; `rate` says another one\np.zp: ready "
-              "to run\n");
+    EXPECT_EQ(
+        said(inputs, "check p.zp"),
+        "p.zp:2:21: warning: b.wav states 250 frames a second, and a.wav 500\n  pipe b : int16 from \"b.wav\"\n"
+        "                      ^~~~~~~\n  the run goes by the first, 500; state another one with `rate`\np.zp: ready "
+        "to run\n");
     EXPECT_EQ(said("rate 250\n" + inputs, "run p.zp --report r.json"),
               "p.zp:2:21: warning: a.wav states 500 frames a second, and the procedure's `rate` is 250\n"
               "  pipe a : int16 from \"a.wav\"\n                      ^~~~~~~\n"

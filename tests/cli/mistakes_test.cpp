@@ -46,7 +46,7 @@ TEST_F(Mistakes, ARecordingThatCannotBeReadIsShownAtItsName) {
     expect({
         at21("none.wav", "there is no such file", "check the name and the folder it is relative to"),
         at21("bad.wav", "it cannot be read as a recording: Format not recognised.",
-             "check that the file is whole and what its ending says"),
+             "check that the file is whole, and that its ending is that of its format"),
     });
 }
 

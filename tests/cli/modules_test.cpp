@@ -53,7 +53,7 @@ TEST_F(Modules, ANewOneIsMadeWithItsNameInEveryFile) {
         const bool named = text.find("rig_2") != std::string::npos || text.find("RIG_2") != std::string::npos;
         EXPECT_TRUE(named) << file;
     }
-    EXPECT_EQ(call("new-module rig_2").err, "zepl: error: `rig_2` is there already\n  choose another name\n");
+    EXPECT_EQ(call("new-module rig_2").err, "zepl: error: `rig_2` exists already\n  choose another name\n");
     for (const char* name : {"Rig", "2rig", "a-b", "../up", "zcmds3", "install", "abs", "\"\""})
         EXPECT_EQ(call("new-module " + std::string(name)).status, 2) << name;
 }

@@ -119,7 +119,7 @@ TEST_F(Plot, WhatCannotBeDrawnIsRefusedWithTheWayOut) {
         {"none.csv", "none.csv: there is no such file\n  check the name"},
         {"x.txt", "x.txt: its name does not say which format it is\n  the endings are .npy, .csv"},
         {"raw.bin", "raw.bin: raw samples do not say of which type they are\n  say it with --type int16"},
-        {"raw.bin --type int8", "--type int8 is no type\n  say it with --type int16"},
+        {"raw.bin --type int8", "--type int8 is not a type of samples\n  say it with --type int16"},
         {"empty.csv", "empty.csv: there is nothing to draw: it has no finite samples\n"},
         {"table.csv --range 2..3", "table.csv: there is nothing to draw in --range 2..3\n"},
         {"table.csv --range 3..2", "--range 3..2 is no range\n  write --range FROM..TO"},

@@ -97,7 +97,7 @@ TEST_F(SlowWork, AnOutputThatGoesOnByItselfNeedsALimit) {
         std::string procedure, options, writer, reason;
     } cases[] = {
         {held, "--patience 5000", "PIDSCRAM (line 4) wrote ",
-         " samples of `driven`, more than the patience allows without taking anything"},
+         " samples of `driven` without taking anything, more than --patience allows"},
         {merged, "", "RANDOM (line 3) continues by itself after the inputs have ended: it wrote ",
          " samples of `noise`"},
     };

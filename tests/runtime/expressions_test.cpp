@@ -201,7 +201,7 @@ TEST(Expressions, AMistakeHasItsPlaceInTheExpression) {
         {"vector x : int16 = [1 for i = 1 to 0]",
          "1:23 `i` from 1 to 0 gives no value | it counts upwards, to the last value too"},
         {"vector x : int16 = [1 for i = 1 to 10 ^ 12]",
-         "1:23 `i` from 1 to 1000000000000 gives over 1048576 values | a longer vector comes from a file"},
+         "1:23 `i` from 1 to 1000000000000 gives over 1048576 values | read a longer vector from a file"},
         {"vector x : int16 = [1, 2 for i = 1 to 3]", "1:26 expected `,` or `]`, not `for`"},
         {"vector x : double = fs\nconstant fs = 1",
          "1:21 `fs` is no vector | write its values as [ ... ], or name a filter: lowpass, highpass, bandpass or "
@@ -222,7 +222,7 @@ TEST(Expressions, AMistakeHasItsPlaceInTheExpression) {
 }
 
 TEST(Expressions, NestingIsBounded) {
-    const std::string deep = "the expression is nested too deep";
+    const std::string deep = "the expression is nested too deeply";
     for (const auto& [open, close] :
          {std::pair("(", ")"), {"-", ""}, {"abs(", ")"}, {"2^", ""}, {"if(1,0,", ")"}, {"a[", "]"}})
         for (const int n : {190, 5000}) {

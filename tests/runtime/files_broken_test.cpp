@@ -103,7 +103,7 @@ TEST_F(BrokenFiles, ARecordingThatWasNotBroughtToAnEndIsNamedAsSuch) {
         put(row.name, bytes.replace(bytes.find(row.before) + row.offset, row.width, row.width, '\0'));
         const std::string reason = row.name +
                                    ": its header states 0 bytes of samples, and 6 bytes follow: "
-                                   "its recording was not brought to an end";
+                                   "its recording was not finished";
         EXPECT_EQ(refusedRead(row.name), reason +
                                              " | check that the file is whole; "
                                              "`partial` after its name reads what is there");

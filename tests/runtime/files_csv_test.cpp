@@ -135,7 +135,7 @@ TEST_F(CsvTest, ALineHasAtMostAMebibyte) {
     put("ecg.csv", "1\n" + line + "\n8\n");
     EXPECT_EQ(elementsOf<std::int16_t>("ecg.csv"), (std::vector<std::int16_t>{1, 7, 8}));
     expectRefusals("ecg.csv", ElementType::int16,
-                   {{"1\n" + line + " \n", ":2: the line is longer than a mebibyte | check that the file is text"}});
+                   {{"1\n" + line + " \n", ":2: the line is longer than 1 MiB | check that the file is text"}});
 }
 
 TEST_F(CsvTest, NumbersAreWrittenWithTheFewestDigitsThatReadBack) {
