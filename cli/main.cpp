@@ -114,6 +114,10 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
     options.repeated("--set", arguments.set, "VARIABLE=VALUE", setText);
     command.add_option("--report", arguments.report, "Write the result of the run as JSON; - is standard output")
         ->type_name("FILE.json");
+    command
+        .add_option("--pace", arguments.pace,
+                    "Hold the run to the wall clock: 1 is the procedure's rate, 10 ten times as fast")
+        ->type_name("FACTOR");
     command.add_flag("--allow-loss", arguments.allowLoss, "Take a run as done well although a live input lost samples");
     command.add_flag("--plot", arguments.plot, "Draw each file that was written in the terminal");
     options.addSession(arguments);

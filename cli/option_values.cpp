@@ -1,5 +1,6 @@
 #include "cli/option_values.h"
 
+#include <cmath>
 #include <limits>
 
 #include "runtime/diagnostics.h"
@@ -39,6 +40,18 @@ libzepl::FeedPolicy feedOf(const std::string& text) {
     feed.kind = random ? libzepl::FeedPolicy::Kind::random : libzepl::FeedPolicy::Kind::pieces;
     (random ? feed.seed : feed.piece) = *number;
     return feed;
+}
+
+double paceOf(const std::string& text, const libzepl::FeedPolicy& feed) {
+    if (text.empty()) return 0;
+    const std::optional<libzepl::Number> pace = libzepl::parseNumber(text);
+    if (!pace || !(pace->real > 0 && std::isfinite(pace->real)))
+        throw Problem("--pace " + text + " is not a pace",
+                      "give a positive number: 1 keeps to the wall clock, 10 is ten times as fast");
+    if (feed.kind == libzepl::FeedPolicy::Kind::whole)
+        throw Problem("--feed whole gives all input at once, so that --pace has nothing to hold",
+                      "leave out one of the two");
+    return pace->real;
 }
 
 std::uint64_t sizeOf(const std::string& text) {

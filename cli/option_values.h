@@ -13,6 +13,9 @@ namespace cli {
 // "1000", "whole", "lockstep" or "random:7".
 libzepl::FeedPolicy feedOf(const std::string& text);
 
+// "1", "0.5": times the wall clock; of empty text 0, which holds nothing.
+double paceOf(const std::string& text, const libzepl::FeedPolicy& feed);
+
 // Bytes: "4294967296", "512K", "64M", "4G".
 std::uint64_t sizeOf(const std::string& text);
 

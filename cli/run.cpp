@@ -216,6 +216,7 @@ BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly, std::vect
     read([&] { options.values = pairsOf("--set VARIABLE=VALUE", arguments.set); });
     read([&] { options.session.info = infoOf(arguments.info); });
     if (!arguments.feed.empty()) read([&] { options.session.feed = feedOf(arguments.feed); });
+    read([&] { options.session.pace = paceOf(arguments.pace, options.session.feed); });
     options.feedGiven = !arguments.feed.empty();
     if (!arguments.memory.empty()) read([&] { options.session.memoryLimit = sizeOf(arguments.memory); });
     options.session.block = arguments.block;

@@ -24,6 +24,7 @@ struct RunArguments {
     ModuleArguments modules;
     std::string report;
     std::string feed;
+    std::string pace;
     std::string memory;
     std::uint32_t block = 1024;
     std::uint32_t startTime = 0;

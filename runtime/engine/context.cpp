@@ -81,7 +81,17 @@ Context makeContext(const Stack& stack, std::size_t skipped, ContextEntry entry)
                                                                 stack.usable() - skipped, entry);
     context.stackBottom = stack.bottom();
     context.stackSize = stack.usable();
+#if defined(LIBZEPL_THREAD_SANITIZER)
+    context.fiber = __tsan_create_fiber(0);
+#endif
     return context;
+}
+
+void releaseContext(Context& context) {
+#if defined(LIBZEPL_THREAD_SANITIZER)
+    if (context.fiber != nullptr) __tsan_destroy_fiber(context.fiber);
+#endif
+    context.fiber = nullptr;
 }
 
 }  // namespace libzepl

@@ -8,10 +8,17 @@
 
 #if defined(__SANITIZE_ADDRESS__)
 #define LIBZEPL_ADDRESS_SANITIZER 1
+#elif defined(__SANITIZE_THREAD__)
+#define LIBZEPL_THREAD_SANITIZER 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define LIBZEPL_ADDRESS_SANITIZER 1
+#elif __has_feature(thread_sanitizer)
+#define LIBZEPL_THREAD_SANITIZER 1
 #endif
+#endif
+#if defined(LIBZEPL_THREAD_SANITIZER)
+#include <sanitizer/tsan_interface.h>
 #endif
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
 #include <sanitizer/asan_interface.h>
@@ -45,9 +52,10 @@ class Stack {
 // A suspended flow of execution.
 struct Context {
     boost::context::detail::fcontext_t resumePoint = nullptr;
-    const void* stackBottom = nullptr;  // for the sanitizer
+    const void* stackBottom = nullptr;  // for the sanitizers
     std::size_t stackSize = 0;
     void* fakeStack = nullptr;
+    void* fiber = nullptr;
 };
 
 // What a new context runs; it must never return.
@@ -56,6 +64,8 @@ using ContextEntry = void (*)(boost::context::detail::transfer_t);
 // A context that will run `entry` on `stack`, `skipped` bytes (a multiple of 16) below its top, when it is first switched to;
 // `entry` calls arrived() before anything else.
 Context makeContext(const Stack& stack, std::size_t skipped, ContextEntry entry);
+// It runs no more.
+void releaseContext(Context& context);
 
 // The machine's jump between contexts.
 #if defined(__x86_64__)
@@ -84,6 +94,10 @@ inline void arrived(boost::context::detail::transfer_t transfer, Context& here) 
 
 // Leaves `from`, which a later switch can resume, for `to`.
 inline void switchContext(Context& from, Context& to) {
+#if defined(LIBZEPL_THREAD_SANITIZER)
+    from.fiber = __tsan_get_current_fiber();
+    __tsan_switch_to_fiber(to.fiber, 0);
+#endif
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(&from.fakeStack, to.stackBottom, to.stackSize);
 #endif
@@ -92,6 +106,9 @@ inline void switchContext(Context& from, Context& to) {
 
 // Leaves `from` for good.
 [[noreturn]] inline void abandonContext(Context& from, Context& to) {
+#if defined(LIBZEPL_THREAD_SANITIZER)
+    __tsan_switch_to_fiber(to.fiber, 0);
+#endif
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(nullptr, to.stackBottom, to.stackSize);
 #endif

@@ -10,6 +10,7 @@
 #include "runtime/engine/graph.h"
 #include "runtime/engine/outcome.h"
 #include "runtime/engine/outside.h"
+#include "runtime/engine/pace.h"
 #include "runtime/engine/run_log.h"
 #include "runtime/engine/scheduler.h"
 #include "runtime/engine/timing.h"
@@ -57,6 +58,7 @@ struct Engine {
     Activity activity;
     Feed feed;
     Streams streams;
+    Pace pace;
     Outside outside;
     Watches watches;
     std::vector<std::shared_ptr<LiveRing>> liveRings;  // that other threads push to

@@ -1,6 +1,7 @@
 #include "runtime/engine/outside.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "runtime/engine/engine.h"
@@ -50,9 +51,11 @@ Snapshot Outside::snapshot(Engine& e, Snapshot (*make)(const Engine& e), std::ch
 }
 
 void Outside::begin(Engine& e) {
+    {
+        const std::lock_guard lock(mutex_);
+        phase_ = Phase::running;
+    }
     serve(e);
-    const std::lock_guard lock(mutex_);
-    phase_ = Phase::running;
 }
 
 void Outside::serve(Engine& e) {
@@ -70,7 +73,11 @@ void Outside::end(Engine& e) {
         const std::lock_guard lock(mutex_);
         phase_ = Phase::ended;
     }
-    serve(e);
+    try {
+        serve(e);
+    } catch (const std::bad_alloc&) {
+        return;  // whoever asks does not wait for ever
+    }
 }
 
 bool Outside::arm() {

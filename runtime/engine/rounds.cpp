@@ -100,6 +100,8 @@ void reportProgress(Engine& e) {
 
 // Inputs deliver; where only a live one can bring anything further, the session sleeps until it does.
 void serveInputs(Engine& e) {
+    holdPace(e);
+    if (e.stopRequested()) return e.outcome.finish(RunEnd::stopped);
     deliverOnce(e);
     const std::uint64_t round = e.scheduler.round;
     if (e.streams.hasLiveInputs && !e.activity.hasDelivered(round) && awaitLiveInputs(e)) {

@@ -50,11 +50,13 @@ void prepareInputs(Engine& e) {
     std::optional<std::uint64_t> seed;
     if (feed.kind == FeedPolicy::Kind::random) seed = feed.seed;
     const bool isLockstep = feed.kind == FeedPolicy::Kind::lockstep;
+    // Frames: a run that keeps to the wall clock moves in steps that the eye does not see, unless pieces are asked for.
+    const std::uint64_t most = e.pace.isOn() && feed.piece == 0 ? e.pace.framesOfPicture() : chunk;
     std::uint64_t number = 0;
-    e.feed.inputsInMemory = e.graph.triggerInputs.empty() && !e.options.progress;
+    e.feed.inputsInMemory = e.graph.triggerInputs.empty() && !e.options.progress && !e.pace.isOn();
     for (PipeInput& input : e.graph.pipeInputs) {
-        input.chunks =
-            ChunkSizes(isLockstep ? input.channels : chunk, seed, number++, 2 * std::uint64_t{e.options.block});
+        const std::uint64_t elements = isLockstep ? input.channels : std::min(chunk, most * input.channels);
+        input.chunks = ChunkSizes(elements, seed, number++, 2 * std::uint64_t{e.options.block});
         useZeroCopy(input);
         e.feed.inputsInMemory = e.feed.inputsInMemory && input.zeroCopy;
     }
@@ -87,6 +89,7 @@ void runSession(Engine& e) {
     findStreams(e);
     countOutputs(e);
     e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
+    e.pace.framesPerSecond = e.timing.clock.rate() * e.options.pace;
     prepareInputs(e);
     for (Pipe& pipe : e.graph.pipes) updateWriteLimit(e, pipe);
     for (Trigger& trigger : e.graph.triggers) updateWriteLimit(e, trigger);
@@ -121,6 +124,7 @@ void runSession(Engine& e) {
     }
     stopStreams(e);
     if (e.recorder != nullptr) e.recorder->end(e);
+    notePace(e);
     finishOutputs(e);
 }
 

@@ -12,7 +12,7 @@ namespace {
 // Enough for the host's own calls below a command's frames, formatted printing of doubles among them, and for a transform
 // of many factors, whose stages nest: with three plans beside it, it takes up to 100 KB where vectors are narrow. Pages that
 // are never touched cost nothing. Instrumented builds have larger frames.
-#if defined(LIBZEPL_ADDRESS_SANITIZER)
+#if defined(LIBZEPL_ADDRESS_SANITIZER) || defined(LIBZEPL_THREAD_SANITIZER)
 constexpr std::size_t baseStack = 512 * 1024;
 #else
 constexpr std::size_t baseStack = 256 * 1024;
@@ -166,7 +166,7 @@ void yieldCurrent(Engine& e) {
 bool skipPause(Engine& e) {
     const Scheduler& scheduler = e.scheduler;
     const bool othersRest = scheduler.readyCount == 0 && e.timing.pausing.empty() && !scheduler.serviceRequested &&
-                            e.setUpDone && e.graph.inputsEnded();
+                            e.setUpDone && e.graph.inputsEnded() && !e.watches.any() && !e.pace.isOn();
     if (!othersRest || !e.activity.isUnchangedSinceJump() || e.timing.jumpsLeft == 0 ||
         !scheduler.current->continuesWait)
         return false;

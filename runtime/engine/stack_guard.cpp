@@ -30,6 +30,9 @@ std::atomic<bool> crashing{false};
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(nullptr, e.scheduler.dispatcher.stackBottom, e.scheduler.dispatcher.stackSize);
 #endif
+#if defined(LIBZEPL_THREAD_SANITIZER)
+    __tsan_switch_to_fiber(e.scheduler.dispatcher.fiber, 0);
+#endif
     siglongjmp(e.scheduler.rescue, 1);
 }
 

@@ -25,6 +25,7 @@ void Task::end(TaskReport::State endState, std::string_view text, std::string_vi
 
 void Task::releaseMemory() {
     arena.clear();
+    releaseContext(context);
     stack = Stack();
 }
 

@@ -45,7 +45,7 @@ TapState::TapState(ElementType type, const WatchSettings& settings)
 bool TapState::add(std::uint64_t position, const void* elements, std::uint64_t n) {
     const std::unique_lock lock(exchange_, std::try_to_lock);
     if (!lock) return false;
-    if (position != seen_) forgetEarlier(position);
+    if (position != seen_ || isBroken_) forgetEarlier(position);
     const auto* bytes = static_cast<const std::byte*>(elements);
     added_.elements.add(bytes, n * widthOf(type_));
     if (perColumn_ > 0) addColumns(position, bytes, n);
@@ -58,6 +58,7 @@ void TapState::forgetEarlier(std::uint64_t position) {
     added_.elements.begin = added_.elements.count = 0;
     added_.columns.begin = added_.columns.count = 0;
     contiguousFrom_ = position;
+    isBroken_ = false;
     open_ = {infinity, -infinity};
 }
 

@@ -20,7 +20,10 @@ class TapState {
     void finish();
     // The count up to which elements were added, or are lost.
     std::uint64_t seen() const { return seen_; }
-    void skipTo(std::uint64_t position) { seen_ = position; }
+    void skipTo(std::uint64_t position) {
+        seen_ = position;
+        isBroken_ = true;
+    }
     bool isDetached() const { return detached_.load(std::memory_order_relaxed); }
 
     // By the taker.
@@ -61,6 +64,7 @@ class TapState {
     Buffer added_;
     // By the session's thread alone.
     std::uint64_t seen_ = 0;
+    bool isBroken_ = false;             // what comes next does not continue what was added
     std::uint64_t contiguousFrom_ = 0;  // since then nothing was lost
     Extremes open_;                     // of the column that is not complete
     std::mutex takers_;

@@ -56,7 +56,7 @@ Snapshot makeSnapshot(const Engine& e) {
     snapshot.clock = e.timing.clock.now();
     snapshot.frames = e.timing.clock.frame();
     snapshot.rate = e.timing.clock.rate();
-    if (e.started)
+    if (e.outcome.began.time_since_epoch().count() != 0)
         snapshot.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - e.outcome.began).count();
     snapshot.consoleBytes = e.outcome.console.size();
     for (const Task& task : e.graph.tasks) snapshot.tasks.push_back(snapshotOf(task));

@@ -2,7 +2,9 @@
 
 #include "runtime/live.h"
 
-#include <thread>
+#include <algorithm>
+#include <bit>
+#include <system_error>
 
 #include "runtime/engine/outside.h"
 #include "runtime/live/ring_source.h"
@@ -109,7 +111,12 @@ Snapshot Session::snapshot(std::chrono::milliseconds patience) const {
 
 void Session::start() {
     begin();
-    thread_ = std::make_unique<SessionThread>([this] { return runToEnd(); });
+    try {
+        thread_ = std::make_unique<SessionThread>([this] { return runToEnd(); });
+    } catch (const std::system_error& error) {
+        throw Problem(std::string("the system gives the session no thread: ") + error.what(),
+                      "end other programs, or raise what a user may run (ulimit -u)");
+    }
 }
 
 Report Session::wait() {

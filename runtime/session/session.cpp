@@ -74,6 +74,11 @@ SessionOptions checked(SessionOptions options) {
         throw Problem(
             "a rate is a positive, finite number of frames a second, and not " + std::to_string(*options.rate),
             "leave it out for that of the first recording");
+    if (!(options.pace >= 0 && std::isfinite(options.pace)))
+        throw Problem("a pace is a positive, finite number, and not " + std::to_string(options.pace),
+                      "1 keeps to the wall clock, 10 is ten times as fast");
+    if (options.pace > 0 && options.feed.kind == FeedPolicy::Kind::whole)
+        throw Problem("a feed of everything at once leaves nothing for a pace to hold", "leave out one of the two");
     return options;
 }
 
