@@ -82,7 +82,7 @@ class Batch {
         std::vector<std::size_t> left;
         for (std::size_t i = 0; i < plan_.recordings.size(); ++i)
             if (!kept.contains(i)) left.push_back(i);
-        if (isRefused(left)) return wrongCall;
+        if (arguments_.check && isRefused(left)) return wrongCall;
         if (stop_.requested()) return statusOfSignal();
         if (!arguments_.resume) journal.clear();
         kept_ = kept.size();

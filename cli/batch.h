@@ -16,6 +16,7 @@ struct BatchArguments {
     unsigned jobs = 0;  // 0: as many as there are processors
     bool resume = false;
     bool list = false;  // runs nothing
+    bool check = true;  // looks at the first recordings before any is run
 };
 
 int batch(const BatchArguments& arguments);

@@ -146,6 +146,9 @@ void addBatchOptions(CLI::App& command, cli::BatchArguments& arguments) {
         ->check(within(1U, 4096U));
     command.add_flag("--resume", arguments.resume,
                      "Keep the rows of recordings that went well before and have not changed since");
+    command.add_flag_callback(
+        "--no-check", [&] { arguments.check = false; },
+        "Run without a look at the first recordings, by which a mistake of the procedure is found");
     command.add_flag("--list", arguments.list, "List the recordings and their files as JSON, and run nothing");
     options.repeated("--in", arguments.run.in, "NAME=FILE", "Read this pipe or trigger from FILE, for every recording");
     options.repeated("--set", arguments.run.set, "VARIABLE=VALUE", setText);
