@@ -98,25 +98,17 @@ def test_rows_are_the_same_here_and_on_a_cluster_which_shares_the_folder_or_is_s
 
 
 def test_what_is_sent_needs_nothing_of_the_folder(place, tmp_path_factory):
-    class Gone:
-        """Runs a task at once, when its folder is away."""
-
-        def ncores(self):
-            return {"one": 1}
-
+    class Keeps:
         def submit(self, function, task, **_):
-            away = str(tmp_path_factory.mktemp("away") / "place")
-            os.rename(place, away)
-            future = distributed.Future.__new__(distributed.Future)
-            self.given = function(task)
-            os.rename(away, place)
-            raise StopIteration(future)
+            return task
 
-    gone = Gone()
-    with pytest.raises(StopIteration):
-        batch(each={"ecg": "rec/r2.wav"}, client=gone, send=True)
-    cells, files = gone.given
-    assert (cells["status"], cells["lo.last"]) == ("ok", "2")
+    words = [_batch.tool(), "batch", "p.zp", "--each=ecg=rec/r2.wav", "--out=lo=out/{stem}.wav", "--table=t.csv"]
+    modules = [f"--module={PROBE}", f"--module={COMMANDS}"]
+    plan = _batch._plan([*words, *modules])
+    task = _cluster.Batch(Keeps(), plan, "p.zp", modules, [PROBE, COMMANDS], "t.csv", True)._submit(0)
+    os.rename(place, tmp_path_factory.mktemp("away") / "place")
+    cells, files = _cluster.run_recording(task)
+    assert (cells["file"], cells["status"], cells["lo.last"]) == ("rec/r2.wav", "ok", "2")
     assert list(files) == ["out/r2.wav"]
 
 

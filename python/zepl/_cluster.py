@@ -92,7 +92,8 @@ def run_recording(task: Mapping[str, Any]) -> tuple[dict[str, str], dict[str, by
         for name, content in (task["sent"] or {}).items():
             _write(root + name, content)
         folder = root + task["folder"]
-        os.makedirs(folder, exist_ok=True)
+        if root:
+            os.makedirs(folder, exist_ok=True)
 
         def placed(name: str) -> str:
             return root + name if os.path.isabs(name) else name
