@@ -17,7 +17,7 @@
 #include "cli/catalogue.h"
 #include "cli/complete.h"
 #include "cli/new_module.h"
-#include "cli/plot/plot.h"
+#include "cli/plot.h"
 #include "cli/run.h"
 #include "cli/signals.h"
 #include "cli/standard_streams.h"

@@ -11,7 +11,7 @@
 #include "cli/modules.h"
 #include "cli/option_values.h"
 #include "cli/pages.h"
-#include "cli/plot/plot.h"
+#include "cli/plot.h"
 #include "cli/progress.h"
 #include "cli/report_file.h"
 #include "cli/signals.h"

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "cli/plot/picture.h"
-#include "cli/terminal.h"
 
 namespace cli {
 
@@ -16,9 +15,14 @@ inline constexpr std::size_t gnuplotColumns = 700;
 // The file, .svg or .png, that gnuplot draws. The same picture gives the same bytes.
 void drawByGnuplot(const Picture& picture, const std::filesystem::path& path);
 
-// The picture in characters, braille dots for curves and blocks for levels, as wide as the screen. Without colours each curve
+struct TextSize {
+    int width = 80;       // columns
+    bool styled = false;  // with colours
+};
+
+// The picture in characters, braille dots for curves and blocks for levels, as wide as that. Without colours each curve
 // has a panel of its own.
-std::string drawnInText(const Picture& picture, const Screen& screen);
-std::size_t dotColumns(const Screen& screen);
+std::string drawnInText(const Picture& picture, const TextSize& size);
+std::size_t dotColumns(const TextSize& size);
 
 }  // namespace cli

@@ -51,7 +51,7 @@ std::unique_ptr<Source> openAny(const std::string& file, const PlotArguments& ar
     if (!tellsFormat(file) && !isStandardStream(file))
         throw fileProblem(file, "its name does not say which format it is",
                           "the endings are .npy, .csv, .bin, " + soundEndings());
-    const bool isRaw = kindOf(isStandardStream(file) && file != "-" ? file.substr(1) : file, {}) == FileKind::raw;
+    const bool isRaw = isStandardStream(file) ? file == "-" || file == "-.bin" : kindOf(file, {}) == FileKind::raw;
     if (isRaw) return openRawSamples(file, arguments);
     return openSource({.path = file, .type = ElementType::float64, .conversion = "rounded", .isSplit = true});
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/plot/plot.h"
+#include "cli/plot/arguments.h"
 #include "runtime/files.h"
 
 namespace cli {

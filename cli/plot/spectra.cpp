@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 
-#include "cli/modules.h"
 #include "runtime/base/wording.h"
 #include "runtime/files/input_file.h"
 #include "runtime/files/stream_wait.h"
@@ -150,8 +149,7 @@ Spectra levelsOf(const PowerColumns& columns, std::size_t block, double rate) {
 
 }  // namespace
 
-std::vector<Spectra> spectraOf(PlottedFile& file, std::size_t columns, int wanted,
-                               const std::shared_ptr<StopRequest>& stop) {
+std::vector<Spectra> spectraOf(PlottedFile& file, std::size_t columns, int wanted, const PlotTools& tools) {
     if (file.axis == Axis::hertz)
         throw fileProblem(file.name, "its column `hertz` says that it holds spectra",
                           "draw it without --spectrum and --spectrogram");
@@ -160,11 +158,9 @@ std::vector<Spectra> spectraOf(PlottedFile& file, std::size_t columns, int wante
     const std::size_t frames =
         std::max(ahead.size(), static_cast<std::size_t>(file.source->length().value_or(0))) / file.channels;
     const std::size_t block = blockFor(file, frames, columns > 1, wanted);
-    CommandLibrary library;
-    loadModules(library, {});
     SessionOptions options;
-    options.stop = stop;
-    Session session(library, options);
+    options.stop = tools.stop;
+    Session session(tools.library, options);
     std::vector<ChannelInput> inputs;
     std::vector<std::shared_ptr<PowerColumns>> powers;
     for (const std::size_t channel : file.shown) {

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "cli/plot/drawing.h"
 #include "cli/plot/plotted_file.h"
-#include "runtime/stop_request.h"
 
 namespace cli {
 
@@ -19,7 +19,6 @@ struct Spectra {
 
 // Spectra of blocks under von Hann's window, their powers averaged: all of them (columns 1), or as many as share one of at most
 // `columns` columns of time. One result for each channel that is shown.
-std::vector<Spectra> spectraOf(PlottedFile& file, std::size_t columns, int block,
-                               const std::shared_ptr<libzepl::StopRequest>& stop);
+std::vector<Spectra> spectraOf(PlottedFile& file, std::size_t columns, int block, const PlotTools& tools);
 
 }  // namespace cli

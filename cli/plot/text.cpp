@@ -30,15 +30,21 @@ std::size_t columnsOf(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-std::string centred(const std::string& text, std::size_t width) {
-    const std::size_t used = columnsOf(text);
-    return std::string(used < width ? (width - used) / 2 : 0, ' ') + text;
+// Names as they can be shown: control characters would act on the terminal, and what is too wide is cut.
+std::string fitted(const std::string& text, std::size_t width) {
+    std::string shown;
+    std::size_t columns = 0;
+    for (const char letter : text) {
+        if (static_cast<unsigned char>(letter) < ' ' || letter == '\x7F') continue;
+        if ((static_cast<unsigned char>(letter) & 0xC0) != 0x80 && ++columns > width) break;
+        shown += letter;
+    }
+    return shown;
 }
 
-// Control characters of file names would act on the terminal.
-std::string harmless(std::string text) {
-    std::erase_if(text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; });
-    return text;
+std::string centred(const std::string& text, std::size_t width) {
+    const std::string shown = fitted(text, width);
+    return std::string((width - columnsOf(shown)) / 2, ' ') + shown;
 }
 
 struct Cell {
@@ -211,46 +217,54 @@ std::string panel(const Picture& picture, std::size_t columns, std::size_t rows,
     return framed(canvasRows(canvas, isStyled), picture);
 }
 
-std::string legend(const Picture& picture) {
-    std::string line;
-    for (std::size_t i = 0; i < picture.curves.size(); ++i)
-        line += (i > 0 ? "  " : "") +
-                styled("⠒⠒ " + harmless(picture.curves[i].name), curveColours[i % curveColours.size()]);
-    return line;
+std::string legend(const Picture& picture, std::size_t columns, const std::string& margin) {
+    std::string text = margin;
+    std::size_t used = 0;
+    for (std::size_t i = 0; i < picture.curves.size(); ++i) {
+        const std::string name = fitted(picture.curves[i].name, columns - 3);
+        const std::size_t width = columnsOf(name) + 5;
+        if (used > 0 && used + width > columns + 2) {
+            text += "\n" + margin;
+            used = 0;
+        }
+        text += (used > 0 ? "  " : "") + styled("⠒⠒ " + name, curveColours[i % curveColours.size()]);
+        used += width;
+    }
+    return text + "\n";
 }
 
-std::size_t plotColumns(const Screen& screen) {
-    return static_cast<std::size_t>(std::max(screen.width - static_cast<int>(marginWidth) - 1, 10));
+std::size_t plotColumns(const TextSize& size) {
+    return static_cast<std::size_t>(std::max(size.width - static_cast<int>(marginWidth) - 1, 10));
 }
 
 }  // namespace
 
-std::size_t dotColumns(const Screen& screen) { return 2 * plotColumns(screen); }
+std::size_t dotColumns(const TextSize& size) { return 2 * plotColumns(size); }
 
-std::string drawnInText(const Picture& picture, const Screen& screen) {
+std::string drawnInText(const Picture& picture, const TextSize& size) {
     constexpr std::size_t maxRows = 20, minRows = 4;
-    const std::size_t columns = plotColumns(screen), rows = std::clamp(columns / 4, minRows, maxRows);
+    const std::size_t columns = plotColumns(size), rows = std::clamp(columns / 4, minRows, maxRows);
     const std::string margin(marginWidth + 1, ' ');
     std::string text;
-    if (!picture.title.empty()) text += margin + centred(harmless(picture.title), columns) + "\n";
-    const bool isDivided = !screen.styled && picture.curves.size() > 1;
-    if (!isDivided && !picture.yLabel.empty()) text += " " + harmless(picture.yLabel) + "\n";
-    if (screen.styled && picture.curves.size() > 1) text += margin + legend(picture) + "\n";
+    if (!picture.title.empty()) text += margin + centred(picture.title, columns) + "\n";
+    const bool isDivided = !size.styled && picture.curves.size() > 1;
+    if (!isDivided && !picture.yLabel.empty()) text += " " + fitted(picture.yLabel, columns) + "\n";
+    if (size.styled && picture.curves.size() > 1) text += legend(picture, columns, margin);
     if (!picture.marks.empty()) text += markLine(picture, columns);
     if (isDivided) {
         Picture part = picture;
         for (const Curve& curve : picture.curves) {
             part.curves = {curve};
             fitLimits(part, picture.x);
-            text += " " + harmless(curve.name) + "\n" +
+            text += " " + fitted(curve.name, columns) + "\n" +
                     panel(part, columns, std::max(rows / picture.curves.size(), minRows), false);
         }
     } else {
-        text += panel(picture, columns, rows, screen.styled);
+        text += panel(picture, columns, rows, size.styled);
     }
-    text += xAxis(picture, columns) + margin + centred(harmless(picture.xLabel), columns) + "\n";
+    text += xAxis(picture, columns) + margin + centred(picture.xLabel, columns) + "\n";
     if (picture.map) text += margin + centred("colour: " + picture.mapLabel, columns) + "\n";
-    if (!picture.marks.empty()) text += margin + centred("▾ " + harmless(picture.marksName), columns) + "\n";
+    if (!picture.marks.empty()) text += margin + centred("▾ " + picture.marksName, columns) + "\n";
     return text;
 }
 

@@ -80,8 +80,11 @@ TEST_F(Plot, AColumnOfSecondsIsTheAxisAndThePictureIsTheSameEachTime) {
 }
 
 TEST_F(Plot, TheTextFitsTheWidthAndHasColoursOnATerminalAlone) {
+    put("a_name_that_is_longer_than_a_narrow_screen\033.csv", "x\n1\n2\n3\n");
     for (const int width : {20, 40, 80, 200}) {
-        const Called called = call("plot table.csv", "/dev/null", {}, "COLUMNS=" + std::to_string(width));
+        const Called called = call("plot table.csv a_name* marks.csv --title a_title_that_is_too_long_for_it --rate 1",
+                                   "/dev/null", {}, "COLUMNS=" + std::to_string(width));
+        EXPECT_EQ(called.status, 0) << called.err;
         std::istringstream lines(called.out);
         for (std::string line; std::getline(lines, line);) {
             const auto isFirst = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };

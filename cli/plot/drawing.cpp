@@ -1,17 +1,13 @@
-#include "cli/plot/plot.h"
+#include "cli/plot/drawing.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 
-#include "cli/plot/draw.h"
 #include "cli/plot/path_reduction.h"
 #include "cli/plot/plotted_file.h"
 #include "cli/plot/reduction.h"
 #include "cli/plot/spectra.h"
-#include "cli/run.h"
-#include "cli/signals.h"
-#include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
 #include "runtime/files/input_file.h"
 #include "runtime/files/stream_wait.h"
@@ -51,6 +47,7 @@ void readFrames(PlottedFile& file, Take take) {
     for (;;) {
         const std::size_t got = file.source->read(samples.data() + held, samples.size() - held);
         if (got == 0) return;
+        endIfStopped(file.name);
         held += got;
         const double* frame = samples.data();
         for (; held >= width; held -= width, frame += width, ++index)
@@ -61,8 +58,8 @@ void readFrames(PlottedFile& file, Take take) {
 
 class Drawing {
  public:
-    Drawing(const PlotArguments& arguments, std::size_t columns, std::shared_ptr<StopRequest> stop)
-        : arguments_(arguments), range_(rangeOf(arguments.range)), columns_(columns), stop_(std::move(stop)) {}
+    Drawing(const PlotArguments& arguments, std::size_t columns, const PlotTools& tools)
+        : arguments_(arguments), range_(rangeOf(arguments.range)), columns_(columns), tools_(tools) {}
 
     Picture picture() {
         std::vector<std::string> signals, events;
@@ -103,7 +100,7 @@ class Drawing {
     }
 
     void addSpectra(PlottedFile& file) {
-        const std::vector<Spectra> spectra = spectraOf(file, 1, arguments_.block, stop_);
+        const std::vector<Spectra> spectra = spectraOf(file, 1, arguments_.block, tools_);
         for (std::size_t i = 0; i < spectra.size(); ++i) {
             setSpectrumRate(spectra[i].rate != 1, file.name);
             Reduction reduction;
@@ -123,7 +120,7 @@ class Drawing {
         if (files_.size() != 1 || files_[0].shown.size() != 1)
             throw Problem("a spectrogram shows one channel of one file",
                           "name one file, and choose one of its channels with --channel");
-        const Spectra spectra = spectraOf(files_[0], maxColumns, arguments_.block, stop_).at(0);
+        const Spectra spectra = spectraOf(files_[0], maxColumns, arguments_.block, tools_).at(0);
         LevelMap map;
         map.rows = spectra.block / 2;
         map.stepX = spectra.secondsPerColumn;
@@ -263,7 +260,7 @@ class Drawing {
     const PlotArguments& arguments_;
     std::optional<Limits> range_;
     std::size_t columns_;
-    std::shared_ptr<StopRequest> stop_;
+    const PlotTools& tools_;
     std::vector<PlottedFile> files_;
     Picture picture_;
     Axis axis_ = Axis::index;
@@ -284,21 +281,9 @@ void checkArguments(const PlotArguments& arguments) {
 
 }  // namespace
 
-std::string plotted(const PlotArguments& arguments, const Screen& screen, std::shared_ptr<StopRequest> stop) {
-    return drawnInText(Drawing(arguments, dotColumns(screen), std::move(stop)).picture(), screen);
-}
-
-int plot(const PlotArguments& arguments) {
-    const std::shared_ptr<StopRequest> stop = catchSignals();
-    const WaitScope waiting(*stop);
+Picture pictureOf(const PlotArguments& arguments, std::size_t columns, const PlotTools& tools) {
     checkArguments(arguments);
-    if (arguments.to.empty()) {
-        print(plotted(arguments, screen(), stop));
-        return allWell;
-    }
-    drawByGnuplot(Drawing(arguments, gnuplotColumns, stop).picture(), arguments.to);
-    if (!isStandardStream(arguments.to)) std::fprintf(stderr, "wrote %s\n", arguments.to.c_str());
-    return allWell;
+    return Drawing(arguments, columns, tools).picture();
 }
 
 }  // namespace cli
