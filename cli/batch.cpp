@@ -155,7 +155,7 @@ class Batch {
 
     void listBad() const {
         if (bad_ == 0) return;
-        std::fprintf(stderr, "zepl: error: %zu of %s went wrong\n", bad_,
+        std::fprintf(stderr, "zepl: error: %zu of %s failed\n", bad_,
                      counted(table_.rows().size(), "recording").c_str());
         std::size_t listed = 0;
         for (const auto& [recording, row] : table_.rows()) {

@@ -125,7 +125,7 @@ class Planner {
         if (plan_.options.discarded.contains(name)) return;
         if (std::find(plan_.outputs.begin(), plan_.outputs.end(), name) != plan_.outputs.end()) return;
         const std::filesystem::path path(to.path);
-        refuse("each recording would write " + libzepl::quoted(to.path) + " anew",
+        refuse("each recording would write " + libzepl::quoted(to.path) + " again",
                "name a file for each: --out " + name + "=out/{stem}-" + arrayOf(path.stem().string()) +
                    path.extension().string() + "; or have only its count and its last sample in the table: --discard " +
                    name,

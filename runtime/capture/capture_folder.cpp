@@ -69,7 +69,7 @@ EventSummary summarize(EventReader reader, const CapturedRun& run, std::uint64_t
     summary.delivered.resize(run.inputs.size());
     summary.counts.resize(run.outputs.size());
     while (const std::optional<Event> event = reader.next()) {
-        if (summary.end) damaged("the events of the capture go on after its end");
+        if (summary.end) damaged("the events of the capture continue after its end");
         summary.lastRound = std::max(summary.lastRound, event->lastRound());
         switch (event->tag) {
             case EventTag::run: {

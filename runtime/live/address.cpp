@@ -69,7 +69,7 @@ void takeHost(Address& address, std::string_view rest, std::string_view form) {
     if (host.starts_with('[') && host.ends_with(']'))
         host = host.substr(1, host.size() - 2);
     else if (host.find_first_of(":[]") != std::string_view::npos)
-        refuse("an IPv6 address stands in brackets, as in [::1]:5000");
+        refuse("an IPv6 address is written in brackets, as in [::1]:5000");
     if (host.find_first_of("/ ?#@") != std::string_view::npos) refuse(quoted(host) + " is no host");
     address.host = host.empty() ? "127.0.0.1" : std::string(host);
     address.port = *port;

@@ -122,7 +122,7 @@ TEST_F(Batch, RefusesWhatWouldBeWrittenOver) {
     fs::create_symlink("r2.csv", at("out/r1.csv"));
     const std::string both = "--each ecg='rec/*.wav' ";
     const std::pair<std::string, const char*> cases[] = {
-        {both, "p.zp:2:20: error: each recording would write `lo.csv` anew"},
+        {both, "p.zp:2:20: error: each recording would write `lo.csv` again"},
         {both + "--out lo=out/x.csv", "rec/r1.wav and rec/r2.wav would both write `out/x.csv`"},
         {both + "--out lo=out/{stem}.csv", "rec/r1.wav and rec/r2.wav would both write `out/r2.csv`"},
         {"--each ecg='[or]*/r1.wav' --out lo=new/{stem}.csv",
@@ -281,7 +281,7 @@ class ManyRecordings : public Batch {
 TEST_F(ManyRecordings, EachHaveTheirRow) {
     const Called called = batch(words_ + " --jobs 3");
     EXPECT_EQ(called.status, 1);
-    EXPECT_EQ(called.err.find("wrote t.csv: 1000 rows\nzepl: error: 20 of 1000 recordings went wrong\n"
+    EXPECT_EQ(called.err.find("wrote t.csv: 1000 rows\nzepl: error: 20 of 1000 recordings failed\n"
                               "  rec/r1.wav: crashed: line 5: SCRIPT: used a null pointer\n"
                               "  rec/r3.wav: failed: --in ecg: rec/r3.wav: it cannot be read"),
               0U)
