@@ -36,6 +36,7 @@ struct BindOptions {
     // apply; one channel is taken for any. They come before `inputs`, and last as long as the session.
     std::map<std::string, MemorySamples> samples;
     std::map<std::string, std::vector<TriggerRow>> events;  // by the name of a trigger
+    std::set<std::string> fed;  // pipes that the caller feeds once they are bound, in place of their files
     OutputMode outputMode = OutputMode::write;
     // Pipes, arrays of them and triggers to collect beside the outputs, with a limit where the procedure gives none.
     std::map<std::string, std::optional<std::uint64_t>> collected;

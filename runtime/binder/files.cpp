@@ -91,6 +91,7 @@ std::filesystem::path pathBeside(const Procedure& procedure, const std::string& 
 std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
                                      const PipeDeclaration& pipe) {
     const ArrayPlace& array = pipe.array;
+    if (options.fed.contains(pipe.name)) return std::nullopt;
     std::optional<FileClause> declared = pipe.from;
     const bool hasOwn = options.inputs.contains(pipe.name) || options.samples.contains(pipe.name);
     if (array.isElement() && hasOwn) {

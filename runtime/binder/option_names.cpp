@@ -143,7 +143,7 @@ std::string kindDeclared(const Procedure& procedure, const std::string& name) {
 void refuseUnknownOptions(const Procedure& procedure, const BindOptions& options,
                           std::vector<Diagnostic>& diagnostics) {
     if (options.inputs.empty() && options.outputs.empty() && options.values.empty() && options.samples.empty() &&
-        options.events.empty() && options.collected.empty())
+        options.events.empty() && options.collected.empty() && options.fed.empty())
         return;
     OptionNames names(procedure, diagnostics);
     const KnownOptions channels(procedure.pipes, procedure.triggers);
@@ -152,6 +152,7 @@ void refuseUnknownOptions(const Procedure& procedure, const BindOptions& options
                 KnownOptions(procedure.pipes, procedure.triggers, procedure.tables));
     names.check(options.samples, "pipe or vector", KnownOptions(procedure.pipes, procedure.vectors));
     names.check(options.events, "trigger", KnownOptions(procedure.triggers));
+    names.check(options.fed, "pipe", KnownOptions(procedure.pipes));
     names.check(options.collected, "pipe or trigger", channels);
     names.check(options.values, "--set", "variable or constant",
                 KnownOptions(procedure.variables, procedure.constants));

@@ -163,6 +163,13 @@ TEST_F(MemoryBinding, LengthAndRateAreThoseOfTheSamples) {
     EXPECT_EQ(report_.notes.front(), "the samples come at 50 frames a second, and the procedure's `rate` is 40");
 }
 
+TEST_F(MemoryBinding, APipeThatTheCallerFeedsLeavesItsFileAside) {
+    options_.fed = {"x"};
+    options_.collected = {{"y", {}}};
+    EXPECT_EQ(run("pipe x : int16 from \"none.wav\"\npipe y : int16\nABS (x, y)\n"), "");
+    EXPECT_EQ(report_.notes.front(), "nobody writes `x`");
+}
+
 // As with a file: nothing would end it.
 TEST_F(MemoryBinding, ACollectedGeneratorNeedsALimit) {
     options_.collected = {{"y", {}}};

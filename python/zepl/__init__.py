@@ -1,0 +1,29 @@
+"""ZEPL's commands and procedures on NumPy arrays.
+
+    result = zepl.run("heart_rate.zp", {"ecg": samples}, rate=360)   # a procedure: arrays in, arrays out
+    zepl.check("heart_rate.zp")                                      # its mistakes
+    p = zepl.Procedure(rate=51200)                                   # one that is built in code
+    zepl.offset(samples, 5)                                          # a command on one stream
+
+help(zepl.OFFSET) is the page about a command.
+"""
+
+from . import _commands
+from ._arrays import Array
+from ._commands import *  # noqa: F403
+from ._commands import load_module
+from ._errors import Error, Mistake, ProcedureError, RunError
+from ._live import Live, start
+from ._procedure import Pipe, Procedure, Trigger, Variable, Vector
+from ._run import Result, Table, check, run
+
+# `from zepl import *` brings no command: some have names of Python's own, such as abs and range.
+__all__ = [
+    "Array", "Error", "Live", "Mistake", "Pipe", "Procedure", "ProcedureError", "Result", "RunError", "Table", "Trigger", "Variable",
+    "Vector", "check", "load_module", "run", "start",
+]
+
+
+def commands() -> list[str]:
+    """The names of the installed commands."""
+    return sorted(_commands.FORMS)

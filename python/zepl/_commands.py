@@ -1,0 +1,172 @@
+"""The installed commands: methods of a Procedure, and functions where a command has one stream in and one out. Made from the
+table of commands when the package is imported, and again when a module is loaded."""
+
+from __future__ import annotations
+
+import inspect
+import os
+import threading
+from collections.abc import Callable, Sequence
+from typing import Any
+
+import numpy as np
+
+from . import _zepl
+from ._arrays import DTYPES, NAMES, stream_of, type_name
+from ._errors import ProcedureError, RunError
+from ._options import number_text
+from ._signatures import Form, listed, signature_of, streams_of
+
+__all__: list[str] = []
+_main_thread = threading.main_thread().ident
+FORMS: dict[str, list[Form]] = {}
+
+
+class Commands:
+    """Every installed command as a method."""
+
+    def _add(self, command: str, arguments: Sequence[Any]) -> None:
+        raise NotImplementedError
+
+
+def _method(command: str, forms: list[Form], page: str) -> Callable[..., None]:
+    def method(self: Commands, *args: Any, **named: Any) -> None:
+        self._add(command, listed(command, forms, args, named) if forms else args)
+
+    method.__name__ = command
+    method.__qualname__ = f"Procedure.{command}"
+    method.__doc__ = page or f"{command}, a command of a module that has no page about it."
+    first = [inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)]
+    if forms:
+        method.__signature__ = signature_of(forms, first=first)  # type: ignore[attr-defined]
+    return method
+
+
+def _described(argument: Any, vectors: list[Any], words: Sequence[str]) -> tuple[Any, ...]:
+    """An argument as a Call takes it; arrays are added to the vectors."""
+    if isinstance(argument, str):
+        return ("word" if argument in words else "text", argument)
+    if isinstance(argument, (list, tuple)):
+        argument = np.asarray(argument, np.float64 if any(isinstance(each, float) for each in argument) else None)
+    if isinstance(argument, np.ndarray) and argument.ndim > 0:
+        if argument.dtype not in NAMES:
+            argument = argument.astype(np.int16 if argument.dtype.kind in "iu" and abs(argument).max() < 32768 else np.float64)
+        vectors.append(np.ascontiguousarray(argument))
+        return ("vector", NAMES[argument.dtype], len(argument), len(vectors) - 1)
+    return ("number", *typed_number(argument))
+
+
+def typed_number(value: Any) -> tuple[Any, str]:
+    """A number, and its type where it says one that is not Python's own."""
+    if isinstance(value, (np.int16, np.int32, np.float32)):
+        return value.item(), NAMES[value.dtype]
+    number_text(value)  # refuses what is no number
+    return (value.item() if isinstance(value, np.generic) else int(value) if isinstance(value, bool) else value), ""
+
+
+def _wanted_types(source: str, destination: Any, dtype: Any) -> list[str]:
+    if dtype is not None:
+        return [type_name(dtype)]
+    return list(dict.fromkeys([source, "double", "float", "int32", "int16"]))
+
+
+def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
+    name = command.lower()
+    source, destination = next(streams for form in forms if (streams := streams_of(form)))
+    inner = [tuple(item for item in form if item not in (source, destination)) for form in forms]
+    at = [[form.index(source), form.index(destination)] for form in forms]
+    calls: dict[Any, Any] = {}
+
+    def prepare(samples: Any, args: Sequence[Any], dtype: Any) -> tuple[Any, list[Any]]:
+        """A Call, and the vectors of this use."""
+        vectors: list[Any] = []
+        words = _zepl.words()
+        described = [_described(each, vectors, words) for each in args]
+        kind = NAMES[samples.dtype]
+        types = _wanted_types(kind, destination, dtype)
+        failure: Exception | None = None
+        for form, places in zip(inner, at):
+            if len(form) != len(described):
+                continue
+            full = list(described)
+            for place, role in sorted(zip(places, ("source", "destination"))):
+                full.insert(place, (role,))
+            shown = [str(each[1]) if len(each) > 1 else each[0] for each in full]
+            try:
+                return _zepl.Call(command, full, kind, types, shown), vectors
+            except Exception as error:
+                failure = failure or error
+        takes = " or ".join(str(len(form)) for form in inner)
+        raise failure or TypeError(f"{name} takes {takes} arguments after the samples, and is given {len(args)}")
+
+    def function(*args: Any, dtype: Any = None, **named: Any) -> Any:
+        if named:
+            values = listed(name, [(source, *form) for form in inner], args, named)
+            return function(*values, dtype=dtype)
+        if not args:
+            raise TypeError(f"{name} is given no samples")
+        samples, rest = args[0], args[1:]
+        if type(samples) is not np.ndarray or samples.ndim != 1 or not samples.flags.carray or samples.dtype not in NAMES:
+            samples = stream_of(name, samples)
+        vectors: list[Any] = []
+        try:
+            key = (samples.dtype, dtype, rest, *map(type, rest))
+            call = calls.get(key)
+        except TypeError:  # lists and arrays
+            call, vectors = prepare(samples, rest, dtype)
+            key = None
+        if call is None:
+            call, vectors = prepare(samples, rest, dtype)
+            if len(calls) > 256:
+                calls.clear()
+            if key is not None:
+                calls[key] = call
+        result, reason, hint = call(samples, vectors, threading.get_ident() == _main_thread)
+        if reason:
+            shown = ", ".join(["samples", *map(repr, rest)])
+            raise RunError(f"zepl.{name}({shown}): {reason}" + (f"\n  {hint}" if hint else ""), [], {}, result)
+        return result
+
+    function.__name__ = function.__qualname__ = name
+    function.__module__ = "zepl"
+    function.__doc__ = f"{command} on one stream: the samples in, the samples out.\n\n{page}"
+    base = signature_of([(source, *form) for form in inner])
+    parameters = [*base.parameters.values(), inspect.Parameter("dtype", inspect.Parameter.KEYWORD_ONLY, default=None)]
+    function.__signature__ = base.replace(parameters=parameters)  # type: ignore[attr-defined]
+    return function
+
+
+def _install(start: int) -> None:
+    for command, _, signature, page in _zepl.commands_from(start):
+        forms = forms_of_signature(signature)
+        FORMS[command] = forms
+        method = _method(command, forms, page)
+        setattr(Commands, command, method)
+        globals()[command] = method
+        __all__.append(command)
+        usable = [form for form in forms if streams_of(form)]
+        if usable:
+            globals()[command.lower()] = _function(command, usable, page)
+            __all__.append(command.lower())
+
+
+def forms_of_signature(signature: Any) -> list[Form]:
+    from ._signatures import forms_of
+
+    return forms_of(signature) if signature is not None else []
+
+
+def load_module(file: str | os.PathLike[str]) -> list[str]:
+    """Loads a module of one's own and returns the names of its commands, which become methods and functions like the others."""
+    before = len(_zepl.commands_from(0))
+    known = len(__all__)
+    _zepl.load(os.fspath(file))
+    _install(before)
+    import zepl
+
+    for name in __all__[known:]:
+        setattr(zepl, name, globals()[name])
+    return [name for name in __all__[known:] if name in FORMS]
+
+
+_install(0)
