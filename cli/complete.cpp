@@ -20,12 +20,15 @@ constexpr const char* anyFile = "@files";
 // The declarations of the procedure on the line; none where there is no such file.
 Procedure procedureOn(const Words& words) {
     std::vector<Diagnostic> ignored;
-    for (const std::string& word : words)
-        if (word.ends_with(".zp")) try {
-                return parseProcedure({word, readTextFile(word)}, ignored);
+    const bool isReplay = words.front() == "replay" && words.size() > 1;
+    for (const std::string& word : words) {
+        const std::string file = isReplay ? words[1] + "/procedure.zp" : word;
+        if (file.ends_with(".zp")) try {
+                return parseProcedure({file, readTextFile(file)}, ignored);
             } catch (const Problem&) {
                 break;
             }
+    }
     return {};
 }
 
@@ -67,6 +70,7 @@ Words valuesOf(const std::string& option, const std::string& value, const Words&
     if (option == "--to" || option == "--events") return {anyFile};
     if (option == "--module") return {std::string(anyFile) + " .zlm"};
     if (option == "--table") return {std::string(anyFile) + " .csv"};
+    if (option == "--capture") return {anyFile};
     if (option == "--report") return {std::string(anyFile) + " .json"};
     return {};
 }
@@ -105,6 +109,7 @@ Words candidates(const CLI::App& app, const Words& words) {
     if (last.starts_with("-")) return optionsOf(*action);
     if (words[0] == "run" || words[0] == "check" || words[0] == "batch") return {std::string(anyFile) + " .zp"};
     if (words[0] == "plot") return {anyFile};
+    if (words[0] == "replay") return {anyFile};
     if (words[0] == "help") return commandNames();
     return {};
 }

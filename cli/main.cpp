@@ -18,6 +18,7 @@
 #include "cli/complete.h"
 #include "cli/new_module.h"
 #include "cli/plot.h"
+#include "cli/replay.h"
 #include "cli/run.h"
 #include "cli/signals.h"
 #include "cli/standard_streams.h"
@@ -184,6 +185,30 @@ void addPlotOptions(CLI::App& command, cli::PlotArguments& arguments) {
         ->type_name("N");
 }
 
+void addReplayOptions(CLI::App& command, cli::ReplayArguments& arguments) {
+    const auto repeated = [&](const char* name, std::vector<std::string>& values, const char* type, const char* what) {
+        command.add_option(name, values, what)->type_name(type)->take_all()->allow_extra_args(false);
+    };
+    command.add_option("folder", arguments.folder, "The folder of a run that --capture kept")
+        ->required()
+        ->type_name("FOLDER");
+    command.add_option("--until", arguments.until, "Stop at the end of this round")
+        ->type_name("ROUND")
+        ->check(within(std::uint64_t{1}, std::uint64_t{1} << 62));
+    repeated("--set", arguments.set, "VARIABLE=VALUE",
+             "Give this variable or constant VALUE in place of what the run had");
+    repeated("--out", arguments.out, "NAME=FILE", "Write this output or pipe to FILE; without it nothing is written");
+    command.add_option("--report", arguments.report, "Write the result of the replay as JSON; - is standard output")
+        ->type_name("FILE.json");
+    command.add_flag("--quiet", arguments.quiet, "Say nothing but errors");
+    command.add_flag_callback(
+        "--no-sync", [&] { arguments.sync = false; }, "Do not wait until the disk has what was written");
+    addModuleOptions(command, arguments.modules);
+    command.footer(
+        "Exit status: 0 when every output has the same bytes as in the run, or --set makes another run of it; 1 when one "
+        "differs; 2 when the call or the folder is wrong.");
+}
+
 // A first word that the tool does not know gets a message of its own.
 void refuseUnknownAction(const CLI::App& app, int count, char** words) {
     if (count < 2 || *words[1] == '-') return;
@@ -270,6 +295,11 @@ int dispatch(int count, char** words) {
 
     CLI::App* run = app.add_subcommand("run", "Run a procedure");
     addRunOptions(*run, runArguments);
+    run->add_option("--capture", runArguments.capture, "Keep in this new folder what zepl replay runs again")
+        ->type_name("FOLDER");
+    cli::ReplayArguments replayArguments;
+    CLI::App* replay = app.add_subcommand("replay", "Run again what a run with --capture had, and compare");
+    addReplayOptions(*replay, replayArguments);
     CLI::App* check =
         app.add_subcommand("check", "Do everything up to the first sample: parse, bind, and set up each task");
     addRunOptions(*check, runArguments);
@@ -313,6 +343,7 @@ int dispatch(int count, char** words) {
         return status == 0 ? cli::allWell : cli::wrongCall;
     }
     if (run->parsed()) return cli::run(runArguments);
+    if (replay->parsed()) return cli::replay(replayArguments);
     if (check->parsed()) return cli::check(runArguments);
     if (batch->parsed()) return cli::batch(batchArguments);
     if (commands->parsed()) return cli::listCommands(catalogue);

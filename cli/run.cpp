@@ -16,6 +16,7 @@
 #include "cli/report_file.h"
 #include "cli/signals.h"
 #include "runtime/binder.h"
+#include "runtime/capture.h"
 #include "runtime/files/input_file.h"
 #include "runtime/files/stream_wait.h"
 
@@ -27,11 +28,6 @@ using namespace libzepl;
 
 void printRendered(const std::vector<Diagnostic>& diagnostics, const Procedure& procedure) {
     std::fputs(render(diagnostics, procedure.source).c_str(), stderr);
-}
-
-void printDiagnostics(std::vector<Diagnostic> diagnostics, const Procedure& procedure, bool quiet) {
-    if (quiet) std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity != Severity::error; });
-    printRendered(diagnostics, procedure);
 }
 
 std::string unitOf(const OutputReport& output) {
@@ -88,18 +84,6 @@ void printNotes(const Report& report) {
         if (!warned.contains(note)) std::fprintf(stderr, "note: %s\n", note.c_str());
 }
 
-void printEnd(const Procedure& procedure, const Report& report, const RunArguments& arguments,
-              const std::vector<std::string>& advice, bool checkOnly) {
-    std::vector<Diagnostic> diagnostics = diagnose(procedure, report, advice);
-    // That a result depends on how the input arrives is reported where a procedure is checked, and in the report.
-    if (!checkOnly)
-        std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity == Severity::arrival; });
-    printDiagnostics(std::move(diagnostics), procedure, arguments.quiet);
-    if (arguments.quiet) return;
-    printNotes(report);
-    printOutputs(report);
-}
-
 // Loss is never passed over in silence. Whether it was accepted.
 bool acceptLoss(const Report& report, const RunArguments& arguments) {
     const auto lost = std::find_if(report.inputs.begin(), report.inputs.end(),
@@ -132,26 +116,22 @@ Report interruptedReport(const Procedure& procedure) {
     return report;
 }
 
-BoundProcedure boundOf(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
-                       std::vector<Diagnostic>& diagnostics) {
-    BoundProcedure none;
-    none.procedure = procedure;
-    if (hasErrors(diagnostics)) return none;
-    try {
-        return bindProcedure(procedure, library, options, diagnostics);
-    } catch (const Interrupted&) {
-        return none;
-    }
-}
-
 // Runs what is bound and prints how it ended; gives the exit status.
 int runBound(BoundProcedure& bound, const RunArguments& arguments, ProgressLine& progress, Report& report,
              bool checkOnly) {
     report = bound.session->run();
     report.procedure = arguments.procedure;
     progress.clear();
-    printEnd(bound.procedure, report, arguments, bound.advice, checkOnly);
+    printEnd(bound.procedure, report, arguments.quiet, bound.advice, checkOnly);
     return exitStatus(report, arguments);
+}
+
+// What a run is kept in can fail while the run itself goes well.
+int statusAfter(const Capture& capture, int status) {
+    const std::optional<Problem> failure = capture.failure();
+    if (!failure) return status;
+    printProblem(*failure);
+    return status == allWell ? runFailed : status;
 }
 
 int runProcedure(const RunArguments& arguments, bool setUpOnly) {
@@ -165,6 +145,8 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
         std::fputs(render(diagnostics, {"zepl", {}}).c_str(), stderr);
         return wrongCall;
     }
+    std::optional<Capture> capture;
+    if (!arguments.capture.empty()) capture.emplace(arguments.capture);
     options.session.stop = stop;
     options.session.cautions = pageCautions(library);
     ProgressLine progress(!arguments.quiet);
@@ -188,7 +170,12 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     } else if (bound.session == nullptr) {
         report = refusalReport(bound.procedure, diagnostics);
     } else {
+        if (capture) {
+            capture->keepProcedure(procedure, options, bound);
+            capture->attach(*bound.session);
+        }
         status = runBound(bound, arguments, progress, report, setUpOnly);
+        if (capture) status = statusAfter(*capture, status);
         if (status == allWell && arguments.plot && !setUpOnly) drawOutputs(report, stop);
     }
     try {
@@ -229,6 +216,35 @@ BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly, std::vect
             std::fprintf(stderr, "listening on %s\n", address.c_str());
         };
     return options;
+}
+
+void printDiagnostics(std::vector<Diagnostic> diagnostics, const Procedure& procedure, bool quiet) {
+    if (quiet) std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity != Severity::error; });
+    printRendered(diagnostics, procedure);
+}
+
+void printEnd(const Procedure& procedure, const Report& report, bool quiet, const std::vector<std::string>& advice,
+              bool checkOnly) {
+    std::vector<Diagnostic> diagnostics = diagnose(procedure, report, advice);
+    // That a result depends on how the input arrives is reported where a procedure is checked, and in the report.
+    if (!checkOnly)
+        std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity == Severity::arrival; });
+    printDiagnostics(std::move(diagnostics), procedure, quiet);
+    if (quiet) return;
+    printNotes(report);
+    printOutputs(report);
+}
+
+BoundProcedure boundOf(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
+                       std::vector<Diagnostic>& diagnostics) {
+    BoundProcedure none;
+    none.procedure = procedure;
+    if (hasErrors(diagnostics)) return none;
+    try {
+        return bindProcedure(procedure, library, options, diagnostics);
+    } catch (const Interrupted&) {
+        return none;
+    }
 }
 
 void printProblem(const Problem& problem) {

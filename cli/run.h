@@ -23,6 +23,7 @@ struct RunArguments {
     std::vector<std::string> in, out, set, info;
     ModuleArguments modules;
     std::string report;
+    std::string capture;  // the folder that keeps the run
     std::string feed;
     std::string pace;
     std::string memory;
@@ -41,6 +42,13 @@ int check(const RunArguments& arguments);
 // What the options say of the session. Every one that cannot be read is added to `mistakes`.
 libzepl::BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly,
                                  std::vector<libzepl::Diagnostic>& mistakes);
+
+// Print what was found before the run, and how it ended.
+void printDiagnostics(std::vector<libzepl::Diagnostic> diagnostics, const libzepl::Procedure& procedure, bool quiet);
+void printEnd(const libzepl::Procedure& procedure, const libzepl::Report& report, bool quiet,
+              const std::vector<std::string>& advice, bool checkOnly);
+libzepl::BoundProcedure boundOf(const libzepl::Procedure& procedure, const libzepl::CommandLibrary& library,
+                                const libzepl::BindOptions& options, std::vector<libzepl::Diagnostic>& diagnostics);
 
 // Prints the error of a call, with what to do.
 void printProblem(const libzepl::Problem& problem);

@@ -52,9 +52,10 @@ class Capture {
 };
 
 struct ReplaySettings {
-    std::optional<std::uint64_t> until{};          // stops at the end of this round
-    std::map<std::string, std::string> values{};   // of constants and variables, in place of those that the run had
-    std::map<std::string, std::string> outputs{};  // files by the name of an output or of a pipe; the others are not written
+    std::optional<std::uint64_t> until{};         // stops at the end of this round
+    std::map<std::string, std::string> values{};  // of constants and variables, in place of those that the run had
+    std::map<std::string, std::string>
+        outputs{};  // files by the name of an output or of a pipe; the others are not written
 };
 
 struct ReplayedOutput {

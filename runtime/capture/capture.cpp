@@ -32,7 +32,8 @@ void Capture::keepProcedure(const Procedure& procedure, const BindOptions& optio
     run_->outputFiles = options.outputs;
     run_->lengths = bound.lengths;
     for (const VectorDeclaration& vector : bound.procedure.vectors)
-        if (vector.from || options.samples.contains(vector.name)) run_->vectors.push_back({vector.name, vector.type, {}});
+        if (vector.from || options.samples.contains(vector.name))
+            run_->vectors.push_back({vector.name, vector.type, {}});
 }
 
 void Capture::attach(Session& session) {

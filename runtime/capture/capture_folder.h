@@ -34,7 +34,7 @@ struct CaptureFolder {
     CapturedRun run;
     LogBytes events, elements;
     EventSummary summary;
-    bool isCut = false;  // the process was killed, or the disk was full
+    bool isCut = false;                       // the process was killed, or the disk was full
     std::uint64_t known = ~std::uint64_t{0};  // up to the end of this round all that came from outside is there
 };
 

@@ -69,15 +69,9 @@ class Writer {
 
  private:
     template <class Number>
-        requires(std::is_integral_v<Number>)
-    void put(const Number& value) {
-        bytes_.varint(value);
-    }
+    requires(std::is_integral_v<Number>) void put(const Number& value) { bytes_.varint(value); }
     template <class Name>
-        requires(std::is_enum_v<Name>)
-    void put(const Name& value) {
-        bytes_.byte(static_cast<std::uint8_t>(value));
-    }
+    requires(std::is_enum_v<Name>) void put(const Name& value) { bytes_.byte(static_cast<std::uint8_t>(value)); }
     void put(const double& value) { bytes_.fixed(std::bit_cast<std::uint64_t>(value), sizeof value); }
     void put(const std::string& text) { bytes_.text(text); }
     void put(std::vector<std::byte>& bytes) {
@@ -141,8 +135,7 @@ class Reader {
         return n;
     }
     template <class Number>
-        requires(std::is_integral_v<Number>)
-    void take(Number& value) {
+    requires(std::is_integral_v<Number>) void take(Number& value) {
         const std::uint64_t read = varint();
         value = static_cast<Number>(read);
         if (static_cast<std::uint64_t>(value) != read) damaged();
@@ -230,8 +223,8 @@ CapturedRun parseRun(const std::vector<std::byte>& bytes, const std::string& nam
         throw Problem(name + ": this is no capture", "give the folder of a zepl run --capture");
     Reader start(bytes, magic.size(), bytes.size(), name);
     if (const std::uint64_t version = start.varint(); version != CapturedRun::formatVersion)
-        throw Problem(name + ": the capture is of format " + std::to_string(version) + ", and this program reads format " +
-                          std::to_string(CapturedRun::formatVersion),
+        throw Problem(name + ": the capture is of format " + std::to_string(version) +
+                          ", and this program reads format " + std::to_string(CapturedRun::formatVersion),
                       "replay it with the version of zepl that captured it");
     constexpr std::size_t sumBytes = sizeof(std::uint64_t);
     const std::size_t from = magic.size() + 1;  // the version is one byte

@@ -17,7 +17,7 @@
 
 namespace libzepl {
 
-inline constexpr const char* runName = "run";                  // its file in the folder
+inline constexpr const char* runName = "run";                 // its file in the folder
 inline constexpr const char* procedureName = "procedure.zp";  // the procedure's text
 
 struct CapturedInput {

@@ -35,8 +35,8 @@ void EventWriter::delivery(std::uint64_t round, std::size_t input, std::uint64_t
     constexpr std::uint32_t most = ~std::uint32_t{0};
     Run& run = runs_[input];
     const std::uint64_t rounds = round - run.lastRound;
-    const bool continues = run.count == count && run.times < most && rounds < most &&
-                           (run.times == 1 || rounds == run.step);
+    const bool continues =
+        run.count == count && run.times < most && rounds < most && (run.times == 1 || rounds == run.step);
     if (std::byte* place = continues && run.times > 0 ? files_.place(run.offset) : nullptr; place != nullptr) {
         run.step = static_cast<std::uint32_t>(rounds);
         run.lastRound = round;

@@ -168,8 +168,7 @@ bool LogFiles::writePiece(std::size_t i, std::uint64_t until) noexcept {
     const Ring& ring = rings_[i];
     std::uint64_t at = header_->written[i].load(std::memory_order_relaxed);
     while (at < until) {
-        const ssize_t n =
-            ::pwrite(ring.file, ring.memory + (at & (ring.size - 1)), until - at, static_cast<off_t>(at));
+        const ssize_t n = ::pwrite(ring.file, ring.memory + (at & (ring.size - 1)), until - at, static_cast<off_t>(at));
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
             error_ = n < 0 ? errno : ENOSPC;

@@ -28,7 +28,7 @@ inline constexpr const char* ringName = "ring";
 struct RingHeader {
     static constexpr std::uint64_t bytes = 4096, magicNumber = 0x31676E6972707A00;  // "\0zpring1"
     std::atomic<std::uint64_t> magic{magicNumber};
-    std::atomic<std::uint64_t> known{0};                             // as of LogFiles::setKnown
+    std::atomic<std::uint64_t> known{0};                            // as of LogFiles::setKnown
     std::array<std::atomic<std::uint64_t>, logStreams> appended{};  // bytes in all
     std::array<std::atomic<std::uint64_t>, logStreams> written{};   // bytes that the stream's own file has
 };

@@ -161,7 +161,8 @@ bool isGiven(const std::map<std::string, std::string>& values, const std::string
 
 void noteVersion(std::vector<std::string>& notes, const std::string& what, std::uint32_t was, std::uint32_t is) {
     if (was != is)
-        notes.push_back(what + " is version " + versionText(is) + ", and the run was captured with " + versionText(was));
+        notes.push_back(what + " is version " + versionText(is) + ", and the run was captured with " +
+                        versionText(was));
 }
 
 }  // namespace
@@ -242,7 +243,9 @@ ReplayResult Replay::result() const {
     ReplayResult result;
     if (check_ == nullptr) return result;
     result.lastRound = check_->lastRound();
-    const auto roundOf = [](const ReplayedOutput& output) { return output.round > 0 ? output.round : output.replayRound; };
+    const auto roundOf = [](const ReplayedOutput& output) {
+        return output.round > 0 ? output.round : output.replayRound;
+    };
     for (const ReplayCheck::Output& each : check_->outputs()) {
         const bool isFirst = each.differs && result.isSame;
         result.outputs.push_back({each.name, unitOf(each), each.count, each.expected, each.isCompared, each.differs,

@@ -21,10 +21,21 @@ ReplayCheck::ReplayCheck(const CaptureFolder& folder, std::optional<std::uint64_
 
 void ReplayCheck::begin(Engine& e) {
     kept_.begin(e);
-    std::size_t place = 0;
-    for (const CapturedOutput& output : outputsOf(e))
-        if (place++ >= outputs_.size())
-            outputs_.push_back({.name = output.name, .kind = output.kind, .isTable = output.isTable, .isCompared = false});
+    // Those of the run come first among their kind, and in order.
+    std::vector<bool> isTaken(outputs_.size());
+    const std::size_t captured = outputs_.size();
+    for (const CapturedOutput& output : outputsOf(e)) {
+        std::size_t i = 0;
+        while (i < captured && (isTaken[i] || outputs_[i].kind != output.kind)) ++i;
+        if (i < captured) {
+            isTaken[i] = true;
+        } else {
+            i = outputs_.size();
+            outputs_.push_back(
+                {.name = output.name, .kind = output.kind, .isTable = output.isTable, .isCompared = false});
+        }
+        order_.push_back(i);
+    }
 }
 
 void ReplayCheck::lookAtKept(std::uint64_t round) noexcept {
@@ -45,8 +56,9 @@ const ReplayCheck::Point* ReplayCheck::nextPoint(std::size_t output) {
     return &points_[output].front();
 }
 
-void ReplayCheck::taken(std::uint64_t round, std::size_t output, const void* const* columns,
+void ReplayCheck::taken(std::uint64_t round, std::size_t place, const void* const* columns,
                         std::uint64_t count) noexcept {
+    const std::size_t output = order_[place];
     Output& at = outputs_[output];
     at.count += count;
     if (!at.isCompared || at.differs) return;

@@ -18,7 +18,6 @@ class ReplayCheck final : public RunRecorder {
         std::string name{};
         CapturedOutput::Kind kind = CapturedOutput::Kind::pipe;
         bool isTable = false;
-        std::uint64_t channels = 1;  // elements that are counted to a frame
         bool isCompared = true;      // false for one that the run did not have
         std::uint64_t count = 0;     // taken in the replay
         std::uint64_t expected = 0;  // in the run, as far as it is replayed
@@ -38,7 +37,7 @@ class ReplayCheck final : public RunRecorder {
     void delivered(std::uint64_t, std::size_t, std::uint64_t, bool) noexcept override {}
     void value(std::uint64_t, std::size_t, const Cell&) noexcept override {}
     void served(std::uint64_t round) noexcept override { lookAtKept(round); }
-    void taken(std::uint64_t round, std::size_t output, const void* const* columns,
+    void taken(std::uint64_t round, std::size_t place, const void* const* columns,
                std::uint64_t count) noexcept override;
     void failed(std::uint64_t, const std::string&, const std::string&) noexcept override {}
     void end(Engine& e) noexcept override;
@@ -55,6 +54,7 @@ class ReplayCheck final : public RunRecorder {
     EventReader reader_;
     std::uint64_t until_;  // what came after the end of this round is not compared
     std::vector<Output> outputs_;
+    std::vector<std::size_t> order_;  // which of them an output of the session is, by its place
     std::vector<OutputSum> sums_;
     std::vector<std::deque<Point>> points_;
     std::vector<std::uint64_t> counted_;  // frames of the points that were read, by output

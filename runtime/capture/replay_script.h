@@ -66,8 +66,8 @@ class ReplayScript final : public RunScript {
     std::deque<EventSummary::Value> values_;
     std::uint64_t stopRound_ = ~std::uint64_t{0};
     std::uint64_t lastRound_ = ~std::uint64_t{0};  // after which inputs have no more
-    bool stopsBefore_ = false;                      // the first round
-    const std::uint64_t* round_ = nullptr;          // the engine's
+    bool stopsBefore_ = false;                     // the first round
+    const std::uint64_t* round_ = nullptr;         // the engine's
 };
 
 }  // namespace libzepl

@@ -1,0 +1,183 @@
+// What a capture keeps, what a replay says of it, and what becomes of captures that are damaged.
+
+#include "runtime/capture.h"
+
+#include "runtime/capture/events.h"
+#include "runtime/capture/sums.h"
+#include "tests/runtime/files_support.h"
+#include "tests/support/samples.h"
+
+namespace libzepl {
+namespace {
+
+class CaptureTest : public FilesTest {
+ protected:
+    static TestSession& addAbs(TestSession& session) {
+        const PipeId source = session.pipe("source"), result = session.output("result");
+        session.task("ABS", source, result);
+        return session;
+    }
+    // Captures 10,000 samples through ABS in blocks of 64.
+    void captureAbs(const std::string& name) const {
+        TestSession session({.block = 64});
+        addAbs(session).feed<std::int32_t>(session.pipeNamed("source"), countUp(10000, -5000));
+        Capture capture(at(name));
+        capture.attach(session);
+        session.run();
+        EXPECT_FALSE(capture.failure());
+    }
+    ReplayResult replayed(const std::string& name, const ReplaySettings& settings = {}) const {
+        TestSession session({.block = 64});
+        addAbs(session);
+        Replay replay(at(name));
+        replay.attach(session, settings);
+        session.run();
+        return replay.result();
+    }
+    static std::string refusalOf(const std::function<void()>& step) {
+        try {
+            step();
+        } catch (const Problem& problem) {
+            return problem.what();
+        }
+        return "none";
+    }
+};
+
+TEST_F(CaptureTest, RunsOfEqualDeliveriesTakeFewBytes) {
+    captureAbs("run");
+    // 9 bytes for each point of the output, and a few for all deliveries together.
+    EXPECT_LT(std::filesystem::file_size(at("run") / "events"), 10000 / 64 * 9 + 200);
+    EXPECT_EQ(std::filesystem::file_size(at("run") / "elements"), 40000U);
+    EXPECT_FALSE(std::filesystem::exists(at("run") / "ring"));
+}
+
+TEST_F(CaptureTest, AReplayStopsAtTheEndOfARound) {
+    captureAbs("run");
+    const ReplayResult whole = replayed("run"), part = replayed("run", {.until = 20});
+    EXPECT_TRUE(whole.isSame && part.isSame);
+    EXPECT_EQ(whole.outputs.at(0).count, 10000U);
+    EXPECT_EQ(part.lastRound, 20U);
+    EXPECT_LT(part.outputs.at(0).count, 2000U);
+    EXPECT_GT(part.outputs.at(0).count, 0U);
+}
+
+TEST_F(CaptureTest, AnotherResultIsNamedByOutputSampleAndRound) {
+    captureAbs("run");
+    TestSession session({.block = 64});
+    const PipeId source = session.pipe("source"), result = session.output("result");
+    // The first sample, -5000, is below the lower limit.
+    session.task("BOUND", source, int32Constant(-4700), int32Constant(4000), result);
+    Replay replay(at("run"));
+    replay.attach(session, {});
+    session.run();
+    const ReplayResult differing = replay.result();
+    EXPECT_FALSE(differing.isSame);
+    const ReplayedOutput& output = differing.outputs.at(differing.firstDifferent);
+    EXPECT_EQ(output.name, "result");
+    EXPECT_EQ(output.first, 1U);
+    EXPECT_GE(output.last, 1U);
+    EXPECT_LE(output.last, 256U);
+    EXPECT_GT(output.round, 0U);
+}
+
+TEST_F(CaptureTest, AFolderWithSomethingInItIsRefused) {
+    captureAbs("run");
+    put("file", "");
+    EXPECT_EQ(refusalOf([&] { Capture again(at("run")); }),
+              at("run").string() + ": the folder has something in it, which a capture does not replace");
+    EXPECT_EQ(refusalOf([&] { Capture file(at("file")); }),
+              at("file").string() + ": this is a file, and a capture needs a folder");
+    EXPECT_EQ(refusalOf([&] { Replay none(at("nowhere")); }),
+              at("nowhere").string() + ": this is no capture: it has no file `run`");
+}
+
+TEST_F(CaptureTest, NoDamageIsTakenForARun) {
+    captureAbs("run");
+    for (const char* name : {"run/run", "run/events", "run/elements"}) {
+        const std::string whole = bytesOf(name);
+        // Cut anywhere, each of them is refused; it is when the replay begins, at the latest.
+        for (const std::size_t size : {std::size_t{0}, std::size_t{5}, whole.size() / 2, whole.size() - 1}) {
+            put(name, whole.substr(0, size));
+            EXPECT_NE(refusalOf([&] { Replay replay(at("run")); }), "none") << name << " cut to " << size;
+        }
+        put(name, whole);
+    }
+    const std::string whole = bytesOf("run/run");
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        std::string changed = whole;
+        changed[i] = static_cast<char>(changed[i] ^ 0x10);
+        put("run/run", changed);
+        EXPECT_NE(refusalOf([&] { Replay replay(at("run")); }), "none") << "byte " << i;
+    }
+}
+
+TEST_F(CaptureTest, AModuleThatIsNotLoadedIsNoted) {
+    captureAbs("run");
+    const CommandLibrary none;
+    std::string notes;
+    for (const std::string& note : Replay(at("run")).notes(none)) notes += note + "\n";
+    EXPECT_NE(notes.find("the run had the module zcmds3, which is not loaded"), std::string::npos) << notes;
+    EXPECT_EQ(Replay(at("run")).notes(testLibrary()), std::vector<std::string>());
+}
+
+TEST(PrefixSums, DependOnEveryByteAndOnNoCut) {
+    const std::vector<std::int16_t> samples = randomBits<std::int16_t>(5000, 1);
+    PrefixSum whole;
+    whole.add(samples.data(), 10000);
+    std::mt19937_64 random(2);
+    PrefixSum cut;
+    for (std::size_t at = 0; at < 5000;) {
+        const std::size_t n = std::min<std::size_t>(random() % 50, 5000 - at);
+        cut.add(samples.data() + at, 2 * n);
+        at += n;
+    }
+    EXPECT_EQ(cut.value(), whole.value());
+    std::vector<std::uint64_t> sums{whole.value()};
+    for (std::size_t at = 0; at < 5000; ++at) {
+        std::vector<std::int16_t> changed = samples;
+        changed[at] = static_cast<std::int16_t>(changed[at] ^ (1 << random() % 16));
+        sums.push_back(sumOf(changed.data(), 10000));
+        std::swap(changed[at], changed[random() % 5000]);
+        sums.push_back(sumOf(changed.data(), 10000));
+    }
+    std::erase_if(sums,
+                  [seen = std::map<std::uint64_t, int>()](std::uint64_t sum) mutable { return seen[sum]++ == 0; });
+    EXPECT_LE(sums.size(), 5U);  // of a sample that changes places with itself
+}
+
+// Deliveries and points come out as they went in, however the ring's end and its pieces fall.
+TEST_F(CaptureTest, EventsAreReadAsTheyWereWritten) {
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> deliveries[2];
+    std::vector<std::uint64_t> sums;
+    std::mt19937_64 random(3);
+    {
+        LogFiles files(folder_);
+        EventWriter writer(files, 2, 300);
+        std::uint64_t round = 0;
+        for (int i = 0; i < 60000; ++i) {
+            round += random() % 5 == 0 ? 1 + random() % 1000 : 1;
+            const std::size_t input = random() % 2;
+            const std::uint64_t count = random() % 10 == 0 ? 1 + random() % 70000 : 1024;
+            writer.delivery(round, input, count);
+            deliveries[input].emplace_back(round, count);
+            sums.push_back(random());
+            writer.point(round, random() % 300, 1 + random() % 2 * 255, sums.back());
+        }
+        files.finish();
+    }
+    const LogBytes bytes(at("events"), std::filesystem::file_size(at("events")), {});
+    EventReader reader(bytes, 2, 0, 300);
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> read[2];
+    std::vector<std::uint64_t> readSums;
+    while (const std::optional<Event> event = reader.next()) {
+        if (event->tag == EventTag::point) readSums.push_back(event->word);
+        for (std::uint32_t i = 0; i < event->times; ++i)
+            read[event->place].emplace_back(event->round + i * event->step, event->count);
+    }
+    EXPECT_EQ(readSums, sums);
+    for (const int input : {0, 1}) EXPECT_EQ(read[input], deliveries[input]) << input;
+}
+
+}  // namespace
+}  // namespace libzepl

@@ -1,0 +1,122 @@
+// zepl run --capture and zepl replay, as their users call them.
+
+#include "tests/cli/tool_support.h"
+
+namespace libzepl {
+namespace {
+
+class ReplayTool : public ToolTest {
+ protected:
+    // Counts up as raw int16.
+    void putRamp(const std::string& name, std::size_t count) const {
+        std::string bytes;
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto sample = static_cast<std::uint16_t>(i);
+            bytes += {static_cast<char>(sample & 0xFF), static_cast<char>(sample >> 8)};
+        }
+        put(name, bytes);
+    }
+    static bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+};
+
+// With arrays of one file, a vector from a file, a length, a table, a trigger on both sides, and constants that are set.
+TEST_F(ReplayTool, ACaptureStandsAlone) {
+    std::string table = "x,y\n";
+    for (int i = 0; i < 3000; ++i) table += std::to_string(i * 7919 % 20011 - 10000) + "," + std::to_string(i) + "\n";
+    put("in.csv", table);
+    put("taps.csv", "0.25\n0.5\n0.25\n");
+    put("beats.csv", "event,position\nassert,5\nassert,700\nstatus,2900\n");
+    put("all.zp",
+        "constant half = length(a) / 2\nconstant gain = 1\n"
+        "pipe a[2] : int16 from \"in.csv\"\npipe d[2] : int16 = a * gain - half\npipe f : float = a[1]\npipe low : float\n"
+        "vector taps : float from \"taps.csv\"\ntrigger beat from \"beats.csv\" to \"out.csv\"\n"
+        "table \"table.csv\" : d[1], d[2]\nFIRFILTER (f, taps, 3, 1.0, 0, -1, low)\ntable \"low.csv\" : low\n");
+    const Called run = call("run all.zp --set gain=3 --capture kept");
+    ASSERT_EQ(run.status, 0) << run.err;
+    for (const char* name : {"in.csv", "taps.csv", "beats.csv", "all.zp"}) std::filesystem::remove(at(name));
+    const Called replay = call("replay kept --out table.csv=again.csv --out f=f.csv");
+    EXPECT_EQ(replay.status, 0) << replay.err;
+    EXPECT_TRUE(has(replay.err, "all 3 outputs are the same")) << replay.err;
+    EXPECT_TRUE(has(replay.err, "note: `f` is not compared")) << replay.err;
+    EXPECT_EQ(bytesOf("again.csv"), bytesOf("table.csv"));
+    const Called other = call("replay kept --set gain=2");
+    EXPECT_EQ(other.status, 0) << other.err;
+    EXPECT_TRUE(has(other.err, "`table.csv` differs first among the rows 1 to 256, of round 2")) << other.err;
+    EXPECT_TRUE(has(other.err, "`beat` is the same, 2 events")) << other.err;
+}
+
+TEST_F(ReplayTool, AnotherProcedureDiffersFromTheSampleOnThatItChanges) {
+    putRamp("in.bin", 1000);
+    put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = a + 1 to \"b.bin\"\n");
+    ASSERT_EQ(call("run p.zp --block 64 --capture kept").status, 0);
+    put("kept/procedure.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = if(a == 300, 0, a + 1) to \"b.bin\"\n");
+    const Called replay = call("replay kept");
+    EXPECT_EQ(replay.status, 1);
+    EXPECT_TRUE(has(replay.err, "kept/procedure.zp was changed since the run was captured")) << replay.err;
+    EXPECT_TRUE(has(replay.err, "the replay is not the run: `b` differs first among the samples 257 to 320, of round"))
+        << replay.err;
+    EXPECT_EQ(call("replay kept --until 5").status, 0);
+}
+
+TEST_F(ReplayTool, AKilledRunIsReplayedAsFarAsItWent) {
+    put("p.zp", "pipe a : int16 from \"-\"\npipe b : int16 = a * 2 to \"-\"\nvariable v : int16 = 1\n");
+    LiveTool tool(folder_, {"run", "p.zp", "--capture", "kept"});
+    std::size_t written = 0;
+    for (const std::size_t n : {1000, 3, 5000}) {
+        tool.write(std::string(2 * n, 'x'));
+        EXPECT_EQ(tool.read(2 * n).size(), 2 * n);
+        written += n;
+    }
+    tool.send(SIGKILL);
+    EXPECT_EQ(tool.wait(), -1);
+    EXPECT_TRUE(std::filesystem::exists(at("kept/ring")));
+    const Called replay = call("replay kept --out b=b.bin");
+    EXPECT_EQ(replay.status, 0) << replay.err;
+    EXPECT_TRUE(has(replay.err, "note: the capture is cut off at round")) << replay.err;
+    EXPECT_EQ(bytesOf("b.bin").size(), 2 * written);
+}
+
+TEST_F(ReplayTool, AFaultThatEndedTheProcessComesAgain) {
+    putRamp("in.bin", 500);
+    put("p.zp",
+        "pipe a : int32 from \"in.bin\" convert rounded\npipe b : int32\n"
+        "SCRIPT (\"open_read:2 200( pipe_get:2 ) null\", a)\n");
+    const Called run = call("run p.zp --block 64 --module '" TEST_PROBE_FILE "' --capture kept");
+    EXPECT_EQ(run.status, 1);
+    const Called replay = call("replay kept --module '" TEST_PROBE_FILE "'");
+    EXPECT_EQ(replay.status, 1);
+    EXPECT_TRUE(has(run.err, "null pointer")) << run.err;
+    EXPECT_TRUE(has(replay.err, "null pointer")) << replay.err;
+}
+
+TEST_F(ReplayTool, AFullDiskLeavesTheRunAsItWas) {
+    putRamp("in.bin", 4000000);
+    put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 to \"b.bin\"\nSKIP (a, 0, 1, 99, b)\n");
+    ASSERT_EQ(call("run p.zp").status, 0);
+    const std::string whole = bytesOf("b.bin");
+    // More than the ring takes, and less than the elements: 6144 blocks of 512 bytes.
+    const Called run = call("run p.zp --capture kept", "/dev/null", {}, "ulimit -f 6144;");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(has(run.err, "kept: the capture is not complete: File too large")) << run.err;
+    EXPECT_EQ(bytesOf("b.bin"), whole);
+    const Called replay = call("replay kept");
+    EXPECT_EQ(replay.status, 0) << replay.err;
+    EXPECT_TRUE(has(replay.err, "the capture is cut off at round")) << replay.err;
+}
+
+TEST_F(ReplayTool, WrongCallsAreRefused) {
+    EXPECT_EQ(call("replay nowhere").status, 2);
+    put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = a to \"b.bin\"\n");
+    putRamp("in.bin", 10);
+    ASSERT_EQ(call("run p.zp --capture kept").status, 0);
+    const Called again = call("run p.zp --capture kept");
+    EXPECT_EQ(again.status, 2);
+    EXPECT_TRUE(has(again.err, "kept: the folder has something in it")) << again.err;
+    EXPECT_EQ(call("replay kept --set nothing=1").status, 2);
+    EXPECT_EQ(call("replay kept --until 0").status, 2);
+    std::filesystem::remove(at("kept/elements"));
+    EXPECT_EQ(call("replay kept").status, 2);
+}
+
+}  // namespace
+}  // namespace libzepl
