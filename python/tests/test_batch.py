@@ -17,7 +17,6 @@ from zepl import _batch, _cluster
 
 distributed = pytest.importorskip("distributed")
 PROBE = os.path.join(os.path.dirname(_batch.tool()), "probe.zlm")
-COMMANDS = os.path.join(os.path.dirname(_batch.tool()), "zcmds3.zlm")
 GET = " pipe_get:2"
 
 
@@ -68,7 +67,7 @@ def client(tmp_path_factory):
 
 def batch(**more):
     more.setdefault("each", {"ecg": "rec/*.wav"})
-    return zepl.batch("p.zp", out={"lo": "out/{stem}.wav"}, modules=[PROBE, COMMANDS], sync=False, **more)
+    return zepl.batch("p.zp", out={"lo": "out/{stem}.wav"}, modules=[PROBE], sync=False, **more)
 
 
 def contents(folder):
@@ -103,9 +102,9 @@ def test_what_is_sent_needs_nothing_of_the_folder(place, tmp_path_factory):
             return task
 
     words = [_batch.tool(), "batch", "p.zp", "--each=ecg=rec/r2.wav", "--out=lo=out/{stem}.wav", "--table=t.csv"]
-    modules = [f"--module={PROBE}", f"--module={COMMANDS}"]
+    modules = [f"--module={PROBE}"]
     plan = _batch._plan([*words, *modules])
-    task = _cluster.Batch(Keeps(), plan, "p.zp", modules, [PROBE, COMMANDS], "t.csv", True)._submit(0)
+    task = _cluster.Batch(Keeps(), plan, "p.zp", modules, [PROBE], "t.csv", True)._submit(0)
     os.rename(place, tmp_path_factory.mktemp("away") / "place")
     cells, files = _cluster.run_recording(task)
     assert (cells["file"], cells["status"], cells["lo.last"]) == ("rec/r2.wav", "ok", "2")
