@@ -113,7 +113,7 @@ def test_what_is_sent_needs_nothing_of_the_folder(place, tmp_path_factory):
 
 def test_calls_and_procedures_that_are_wrong_are_refused(place, client):
     for more in ({}, {"client": client}):
-        with pytest.raises(_batch.Refused, match="each recording would write `lo.wav` anew"):
+        with pytest.raises(zepl.Error, match="each recording would write `lo.wav`"):
             zepl.batch("p.zp", {"ecg": "rec"}, **more)
         with pytest.raises(TypeError, match="'blok' is no option"):
             zepl.batch("p.zp", {"ecg": "rec"}, blok=3, **more)

@@ -4,12 +4,14 @@
     zepl.check("heart_rate.zp")                                      # its mistakes
     p = zepl.Procedure(rate=51200)                                   # one that is built in code
     zepl.offset(samples, 5)                                          # a command on one stream
+    zepl.batch("levels.zp", {"ecg": "recordings/*.wav"})             # a procedure on many recordings
 
 help(zepl.OFFSET) is the page about a command.
 """
 
 from . import _commands
 from ._arrays import Array
+from ._batch import Rows, batch
 from ._commands import *  # noqa: F403
 from ._commands import load_module
 from ._errors import Error, Mistake, ProcedureError, RunError
@@ -19,8 +21,8 @@ from ._run import Result, Table, check, run
 
 # `from zepl import *` brings no command: some have names of Python's own, such as abs and range.
 __all__ = [
-    "Array", "Error", "Live", "Mistake", "Pipe", "Procedure", "ProcedureError", "Result", "RunError", "Table", "Trigger", "Variable",
-    "Vector", "check", "load_module", "run", "start",
+    "Array", "Error", "Live", "Mistake", "Pipe", "Procedure", "ProcedureError", "Result", "Rows", "RunError", "Table", "Trigger", "Variable",
+    "Vector", "batch", "check", "load_module", "run", "start",
 ]
 
 

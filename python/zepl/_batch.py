@@ -11,10 +11,10 @@ import tempfile
 from collections.abc import Iterable, Mapping
 from typing import Any, Union
 
+from ._errors import Error
+
 Path = Union[str, "os.PathLike[str]"]
 Row = dict[str, Any]
-FIXED = ("file", "status", "notes", "seconds")
-WRONG_CALL = 2
 
 
 class Rows(list[Row]):
@@ -97,10 +97,6 @@ def row_of(cells: Mapping[str, str]) -> Row:
     return {name: text if name in texts else _number(text) for name, text in cells.items()}
 
 
-class Refused(Exception):
-    """What the tool said of a call that is wrong."""
-
-
 def batch(
     procedure: Path,
     each: Mapping[str, Any],
@@ -132,7 +128,7 @@ def batch(
     send      the workers have no such folders: recordings and modules are sent to them, and outputs back
     more      feed, block, memory, patience, start_time, sync: as the options of `zepl batch`
 
-    A recording that goes wrong has a row that says so; a call or a procedure that is wrong raises Refused.
+    A recording that goes wrong has a row that says so; a call or a procedure that is wrong raises zepl.Error.
     """
     common = words_of(set or {}, inputs or {}, modules, discard, more)
     words = [tool(), "batch", os.fspath(procedure), *each_words(each), *common]
@@ -150,12 +146,12 @@ def batch(
         words += ["--resume"] if resume else []
         done = call([*words, "--quiet"])
         if done.returncode not in (0, 1) or not os.path.exists(file):
-            raise Refused(done.stderr.strip())
+            raise Error(done.stderr.strip())
         return Rows(row_of(cells) for cells in cells_of(file))
 
 
 def _plan(words: list[str]) -> dict[str, Any]:
     done = call([*words, "--list"])
     if done.returncode != 0:
-        raise Refused(done.stderr.strip())
+        raise Error(done.stderr.strip())
     return json.loads(done.stdout)
