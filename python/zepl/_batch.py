@@ -154,4 +154,5 @@ def _plan(words: list[str]) -> dict[str, Any]:
     done = call([*words, "--list"])
     if done.returncode != 0:
         raise Error(done.stderr.strip())
-    return json.loads(done.stdout)
+    plan: dict[str, Any] = json.loads(done.stdout)
+    return plan

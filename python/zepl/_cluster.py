@@ -166,7 +166,7 @@ class Batch:
         return self._table.result()
 
     def _most(self) -> int:
-        return max(4, 2 * sum(self._client.ncores().values()))
+        return max(4, 2 * sum(int(cores) for cores in self._client.ncores().values()))
 
     def _submit(self, place: int) -> Any:
         recording = self._plan["recordings"][place]
@@ -196,10 +196,11 @@ class Batch:
         from distributed import TimeoutError as NotYet
         from distributed import wait
 
+        waiting: Any = wait
         alone = 0.0
         while True:
             try:
-                return list(wait(list(running), timeout=2, return_when="FIRST_COMPLETED").done)
+                return list(waiting(list(running), timeout=2, return_when="FIRST_COMPLETED").done)
             except NotYet:
                 began = alone or time.monotonic()
                 alone = 0.0 if self._client.scheduler_info()["workers"] else began
