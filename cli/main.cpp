@@ -277,12 +277,30 @@ bool lacksMemory() {
     std::set_terminate(onTerminate);
 }
 
+// Of the files that zepl plot draws, "-.csv" and the like would be read as options: they go to the end, after "--".
+void putStreamsLast(std::vector<char*>& words) {
+    static char end[] = "--";
+    std::vector<char*> streams, others;
+    std::string_view before;
+    for (char* word : words) {
+        const bool isValue = before == "--to" || before == "--events";
+        before = word;
+        (before.starts_with("-.") && !isValue ? streams : others).push_back(word);
+    }
+    if (streams.empty()) return;
+    if (std::none_of(others.begin(), others.end(), [](char* word) { return std::string_view(word) == end; }))
+        others.push_back(end);
+    others.insert(others.end(), streams.begin(), streams.end());
+    words = others;
+}
+
 // `zepl x.zp` is `zepl run x.zp`, and `zepl --version` is `zepl version`.
 std::vector<char*> spelledOut(int count, char** words) {
     static char run[] = "run", version[] = "version";
     std::vector<char*> spelled(words, words + count);
     if (count > 1 && std::string_view(words[1]).ends_with(".zp")) spelled.insert(spelled.begin() + 1, run);
     if (count > 1 && std::string_view(words[1]) == "--version") spelled[1] = version;
+    if (count > 1 && std::string_view(words[1]) == "plot") putStreamsLast(spelled);
     return spelled;
 }
 

@@ -27,7 +27,10 @@ Curve Reduction::curve(std::size_t columns) const {
         const std::size_t end = (part + 1) * count / parts;
         Bucket all = buckets_[part * count / parts];
         for (std::size_t i = part * count / parts + 1; i < end; ++i) all = merged(all, buckets_[i]);
-        const double x = all.firstX + (all.lastX - all.firstX) / 2;
+        // The picture is as wide as the samples are.
+        double x = all.firstX + (all.lastX - all.firstX) / 2;
+        if (part == 0) x = all.firstX;
+        if (part > 0 && part == parts - 1) x = all.lastX;
         if (all.holds && std::isfinite(x)) curve.bands.push_back({x, all.low, all.high});
     }
     return curve;

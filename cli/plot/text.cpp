@@ -167,7 +167,7 @@ std::string markLine(const Picture& picture, std::size_t columns) {
 std::vector<std::string> rowLabels(const Picture& picture, std::size_t rows) {
     std::vector<std::string> labels(rows);
     const Scale scale{{picture.y.to, picture.y.from}, 4.0 * static_cast<double>(rows)};
-    for (const double tick : ticksOf(picture.y, std::max<std::size_t>(rows / 4, 3))) {
+    for (const double tick : ticksOf(picture.y, std::max<std::size_t>(rows / 3, 3))) {
         const long row = std::lround(scale.place(tick)) / 4;
         if (row >= 0 && row < static_cast<long>(rows)) labels[static_cast<std::size_t>(row)] = tickText(tick);
     }
@@ -179,7 +179,7 @@ std::string xAxis(const Picture& picture, std::size_t columns) {
     std::vector<bool> ticks(columns);
     std::string numbers;
     const Scale scale{picture.x, static_cast<double>(columns)};
-    for (const double tick : ticksOf(picture.x, std::max<std::size_t>(columns / 12, 2))) {
+    for (const double tick : ticksOf(picture.x, std::max<std::size_t>(columns / 8, 2))) {
         const std::string text = tickText(tick);
         const auto at =
             static_cast<std::size_t>(std::clamp(std::lround(scale.place(tick)), 0L, static_cast<long>(columns) - 1));

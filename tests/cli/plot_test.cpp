@@ -110,6 +110,14 @@ TEST_F(Plot, ASineOfAmplitudeTenIsTwentyDecibelsAndSoIsAConstant) {
     }
 }
 
+TEST_F(Plot, AStreamIsDrawnWhereverItsNameIsInTheCall) {
+    const std::string drawn = call("plot table.csv --channel 1").out;
+    EXPECT_NE(drawn.find("time (s)"), std::string::npos);
+    for (const char* arguments : {"-.csv --channel 1", "--channel 1 -.csv"})
+        EXPECT_EQ(call(std::string("plot ") + arguments, "table.csv").out, drawn);
+    EXPECT_TRUE(call("plot -.csv --to -.svg", "table.csv").out.starts_with("<?xml"));
+}
+
 TEST_F(Plot, EventsAreMarkedAtTheirTimes) {
     put("x.csv", "x\n1\n2\n3\n");
     const std::string text = call("plot x.csv marks.csv --rate 2", "/dev/null", {}, "COLUMNS=51").out;
