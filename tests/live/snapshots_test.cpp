@@ -22,8 +22,8 @@ TEST(Snapshots, ASleepingSessionAnswers) {
     const VariableId gain = session.addVariable("gain", ElementType::int32, &one);
     LiveInput& input = session.feedLive(source);
     session.script(
-        "open_read:2 open_write:3 open_write:4 5( move:2,3 trigger_put:4,9 ) pbuf_open:2,10 pbuf_set_min_cnt:0,10 "
-        "pbuf_get:0",
+        "open_read:2 open_write:3 open_write:4 5( move:2,3 trigger_put:4,9 ) pbuf_open:2,10 pbuf_set_min_cnt:2,10 "
+        "pbuf_get:2",
         source, copy, beat);
     EXPECT_EQ(session.snapshot().phase, Phase::unstarted);
     Tap tap = session.watch(copy, {.elements = 10});

@@ -21,8 +21,10 @@ Watched columnsOf(const std::vector<Element>& samples, std::size_t perColumn) {
     for (std::size_t at = 0; at < samples.size(); at += perColumn) {
         double least = nan, greatest = nan;
         for (std::size_t i = at; i < std::min(at + perColumn, samples.size()); ++i) {
-            least = std::fmin(least, static_cast<double>(samples[i]));
-            greatest = std::fmax(greatest, static_cast<double>(samples[i]));
+            const auto sample = static_cast<double>(samples[i]);
+            if (std::isnan(sample)) continue;
+            if (!(least <= sample)) least = sample;
+            if (!(greatest >= sample)) greatest = sample;
         }
         columns.least.push_back(least);
         columns.greatest.push_back(greatest);
