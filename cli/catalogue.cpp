@@ -162,6 +162,7 @@ const std::vector<Topic>& topics() {
         {"files", "formats, channels, rates and streams", {"Files"}},
         {"batch", "a procedure on many recordings", {"Many recordings"}},
         {"feeding", "in which pieces inputs arrive, and time", {"Feeding", "Time and pauses"}},
+        {"live", "connections and sound cards", {"Live work"}},
         {"errors",
          "what ends a run, faults, refused parameters and exit status",
          {"What ends a run", "Faults", "What is promised"}},

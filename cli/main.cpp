@@ -333,7 +333,8 @@ int dispatch(int count, char** words) {
     commands->add_flag("--signatures", catalogue.signatures, "With stack space and signature");
     addModuleOptions(*commands, catalogue.modules);
     CLI::App* help = app.add_subcommand("help", "Explain a command, a topic, or this tool");
-    help->add_option("topic", catalogue.word, "A command, or language, files, batch, feeding, errors, report or plots")
+    help->add_option("topic", catalogue.word,
+                     "A command, or language, files, batch, feeding, live, errors, report or plots")
         ->type_name("TOPIC");
     addModuleOptions(*help, catalogue.modules);
     cli::PlotArguments plotArguments;

@@ -149,7 +149,7 @@ void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFi
     const auto secondsRate = clause.withSeconds ? std::optional(rateOf(to)) : std::nullopt;
     const std::string format = clause.format.empty() && isAddress(to.path) ? "csv" : clause.format;
     const OutputOptions options =
-        isWritten(to) ? outputOptions(to, {.path = to.path, .format = format}) : OutputOptions{};
+        outputOptions(to, {.path = to.path, .format = format});
     std::unique_ptr<TriggerSink> sink;
     if (isWritten(to)) sink = createTriggerSink(to.path, options, format, secondsRate);
     if (isCollected(to, trigger.name)) {
@@ -226,7 +226,7 @@ double OutputBinder::rateOf(const ChannelFile& to) const {
 
 OutputOptions OutputBinder::outputOptions(const ChannelFile& to, const WriteRequest& request) const {
     OutputOptions options{.sync = context_.options.sync, .checkOnly = context_.options.session.setUpOnly};
-    if (isAddress(to.path))
+    if (isWritten(to) && isAddress(to.path))
         options.stream = openLiveStream(request, liveSettings(to, context_.options, context_.rates.rate()));
     return options;
 }

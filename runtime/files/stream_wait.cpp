@@ -13,13 +13,6 @@ namespace {
 
 constinit thread_local const WaitScope* scope = nullptr;
 
-// poll passes over negative ones.
-std::vector<pollfd> awaitedStops() {
-    if (scope == nullptr) return {};
-    const auto descriptors = scope->stopDescriptors();
-    return {{descriptors[0], POLLIN, 0}, {descriptors[1], POLLIN, 0}};
-}
-
 bool stopRequested() { return scope != nullptr && scope->stopRequested(); }
 
 }  // namespace
@@ -43,14 +36,14 @@ bool isReadable(int descriptor) {
 }
 
 void awaitAny(const std::vector<int>& descriptors) {
-    std::vector<pollfd> awaited = awaitedStops();
+    std::vector<pollfd> awaited;
     for (const int descriptor : descriptors) awaited.push_back({descriptor, POLLIN, 0});
-    while (!stopRequested())
-        if (::poll(awaited.data(), awaited.size(), -1) >= 0 || errno != EINTR) return;
+    if (!stopRequested()) awaitEvents(awaited);
 }
 
 bool awaitEvents(std::vector<pollfd>& awaited, const Deadline& deadline) {
     const std::size_t count = awaited.size();
+    // poll passes over negative ones.
     for (const int stop : stopDescriptors()) awaited.push_back({stop, POLLIN, 0});
     int events = -1;
     do {
@@ -85,13 +78,13 @@ void awaitReadable(int descriptor, const std::string& name) {
 
 // No one call waits for a reader and for a stop request, so both are looked for in turn.
 int openFifo(const char* path, const std::string& name) {
-    constexpr int pause = 20;  // milliseconds
+    constexpr std::chrono::milliseconds pause(20);
+    std::vector<pollfd> nothing;
     for (;;) {
         endIfStopped(name);
         const int descriptor = ::open(path, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         if (descriptor >= 0 || errno != ENXIO) return descriptor;
-        std::vector<pollfd> stops = awaitedStops();
-        ::poll(stops.data(), stops.size(), pause);
+        awaitEvents(nothing, std::chrono::steady_clock::now() + pause);
     }
 }
 

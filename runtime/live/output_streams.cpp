@@ -1,5 +1,7 @@
 #include "runtime/live/output_streams.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -29,6 +31,9 @@ class ConnectionStream final : public OutputStream {
     void start() override {
         connection_ =
             listener_ != nullptr ? listener_->accept(settings_.timeout) : connectTo(address_, settings_.timeout);
+        // What is flushed is not held back for more.
+        const int isOn = 1;
+        ::setsockopt(connection_.number(), IPPROTO_TCP, TCP_NODELAY, &isOn, sizeof isOn);
     }
 
     void write(const std::byte* from, std::size_t count) override {

@@ -75,8 +75,8 @@ TEST_F(Catalogue, HelpShowsThePageAndTheParameters) {
 
 // Code keeps its lines, and a word that is wider than the screen has a line of its own.
 TEST_F(Catalogue, HelpIsFittedToAnyWidth) {
-    std::vector<std::string> words{"language", "files",  "batch",  "feeding",   "errors", "report",
-                                   "plots",    "BIRAMP", "MERGEF", "FIRFILTER", "TOGGWT"};
+    std::vector<std::string> words{"language", "files", "batch",  "feeding", "live",      "errors",
+                                   "report",   "plots", "BIRAMP", "MERGEF",  "FIRFILTER", "TOGGWT"};
     for (const int width : {40, 80, 200})
         for (const std::string& word : words) {
             const Called help = call("help " + word, "/dev/null", {}, "COLUMNS=" + std::to_string(width));
@@ -94,7 +94,7 @@ TEST_F(Catalogue, HelpIsFittedToAnyWidth) {
 }
 
 TEST_F(Catalogue, EveryTopicHasItsSections) {
-    for (const char* word : {"language", "files", "batch", "feeding", "errors", "report", "plots"})
+    for (const char* word : {"language", "files", "batch", "feeding", "live", "errors", "report", "plots"})
         EXPECT_GT(call("help " + std::string(word)).out.size(), 500U) << word;
 }
 

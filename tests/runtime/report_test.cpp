@@ -83,6 +83,7 @@ TEST(Report, HasAllFieldsAsJson) {
                   {"line": 3, "command": "SCRIPT", "state": "exited", "exit": 8, "text": "ended itself with code 8"}],
         "pipes": [{"name": "source", "type": "int32", "written": 3, "unread": 0},
                   {"name": "copy", "type": "int32", "written": 3, "unread": 0}],
+        "inputs": [{"name": "source", "delivered": 3, "lost": 0}],
         "triggers": [{"name": "beat", "asserted": 1, "status": 41}],
         "variables": [{"name": "notNumber", "type": "double", "value": "nan"},
                       {"name": "least", "type": "float", "value": "-inf"},
