@@ -41,7 +41,7 @@ Card::Card(const Address& address, const CardRequest& request, const AlsaCalls& 
         throw address_.problem("another program uses the device", "end it, or take a device that several can share");
     if (result < 0) {
         const std::vector<std::string> listed = cardsListed(alsa, toRecord_);
-        const std::string list = joined(listed, ", ", " and ");
+        const std::string list = joined(listed, " and ");
         throw address_.problem("the device cannot be opened: " + std::string(alsa.strerror(result)),
                                list.empty() ? "the system lists no device" : "the system lists " + list);
     }
@@ -94,7 +94,7 @@ void Card::setFormat(snd_pcm_hw_params_t* params, const CardRequest& request) {
     }
     if (chosen == nullptr)
         throw address_.problem("the device has no `" + std::string(nameOf(request.type)) + "` samples, but " +
-                                   (there.empty() ? "others that are not known" : joined(there, ", ", " and ")),
+                                   (there.empty() ? "others that are not known" : joined(there, " and ")),
                                request.toRecord
                                    ? "declare another type, or ask for `convert rounded` or `convert scaled`"
                                    : "declare another type; `alsa:plughw:...` devices convert by themselves");
