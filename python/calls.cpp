@@ -77,7 +77,10 @@ class Call {
         for (const std::string& type : destinations) {
             destination_ = elementTypeFrom(type);
             const std::vector<ResolvedArgument> resolved = resolvedArguments();
-            if (const auto bound = matchSignature(*command_found->parsed, resolved)) return keep(*bound);
+            if (const auto bound = matchSignature(*command_found->parsed, resolved)) {
+                keep(*bound);
+                return;
+            }
             if (why.empty()) why = explainMismatch(*command_found->parsed, resolved, names);
         }
         throw Problem("the arguments do not fit " + command_ + ":\n" + why);

@@ -15,7 +15,7 @@ from . import _zepl
 from ._arrays import DTYPES, NAMES, stream_of, type_name
 from ._errors import ProcedureError, RunError
 from ._options import number_text
-from ._signatures import Form, listed, signature_of, streams_of
+from ._signatures import Form, Item, forms_of, listed, signature_of, streams_of
 
 __all__: list[str] = []
 _main_thread = threading.main_thread().ident
@@ -31,14 +31,18 @@ class Commands:
 
 def _method(command: str, forms: list[Form], page: str) -> Callable[..., None]:
     def method(self: Commands, *args: Any, **named: Any) -> None:
-        self._add(command, listed(command, forms, args, named) if forms else args)
+        if named and not forms:
+            raise TypeError(f"{command} has no signature that names its parameters: give them by position")
+        self._add(command, listed(command, forms, args, named))
 
     method.__name__ = command
     method.__qualname__ = f"Procedure.{command}"
     method.__doc__ = page or f"{command}, a command of a module that has no page about it."
     first = [inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)]
-    if forms:
-        method.__signature__ = signature_of(forms, first=first)  # type: ignore[attr-defined]
+    any_list = [*first, inspect.Parameter("args", inspect.Parameter.VAR_POSITIONAL)]
+    method.__signature__ = (  # type: ignore[attr-defined]
+        signature_of(forms, first=first) if forms else inspect.Signature(any_list)
+    )
     return method
 
 
@@ -64,7 +68,7 @@ def typed_number(value: Any) -> tuple[Any, str]:
     return (value.item() if isinstance(value, np.generic) else int(value) if isinstance(value, bool) else value), ""
 
 
-def _wanted_types(source: str, destination: Any, dtype: Any) -> list[str]:
+def _wanted_types(source: str, dtype: Any) -> list[str]:
     if dtype is not None:
         return [type_name(dtype)]
     return list(dict.fromkeys([source, "double", "float", "int32", "int16"]))
@@ -72,9 +76,11 @@ def _wanted_types(source: str, destination: Any, dtype: Any) -> list[str]:
 
 def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
     name = command.lower()
-    source, destination = next(streams for form in forms if (streams := streams_of(form)))
-    inner = [tuple(item for item in form if item not in (source, destination)) for form in forms]
-    at = [[form.index(source), form.index(destination)] for form in forms]
+    streams = [streams_of(form) for form in forms]
+    inner = [tuple(item for item in form if item not in pair) for form, pair in zip(forms, streams) if pair]
+    at = [[form.index(each) for each in pair] for form, pair in zip(forms, streams) if pair]
+    source = next(pair[0] for pair in streams if pair)
+    by_name: list[tuple[Item, ...]] = [(source, *form) for form in inner]
     calls: dict[Any, Any] = {}
 
     def prepare(samples: Any, args: Sequence[Any], dtype: Any) -> tuple[Any, list[Any]]:
@@ -83,7 +89,7 @@ def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
         words = _zepl.words()
         described = [_described(each, vectors, words) for each in args]
         kind = NAMES[samples.dtype]
-        types = _wanted_types(kind, destination, dtype)
+        types = _wanted_types(kind, dtype)
         failure: Exception | None = None
         for form, places in zip(inner, at):
             if len(form) != len(described):
@@ -101,7 +107,7 @@ def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
 
     def function(*args: Any, dtype: Any = None, **named: Any) -> Any:
         if named:
-            values = listed(name, [(source, *form) for form in inner], args, named)
+            values = listed(name, by_name, args, named)
             return function(*values, dtype=dtype)
         if not args:
             raise TypeError(f"{name} is given no samples")
@@ -130,7 +136,7 @@ def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
     function.__name__ = function.__qualname__ = name
     function.__module__ = "zepl"
     function.__doc__ = f"{command} on one stream: the samples in, the samples out.\n\n{page}"
-    base = signature_of([(source, *form) for form in inner])
+    base = signature_of(by_name)
     parameters = [*base.parameters.values(), inspect.Parameter("dtype", inspect.Parameter.KEYWORD_ONLY, default=None)]
     function.__signature__ = base.replace(parameters=parameters)  # type: ignore[attr-defined]
     return function
@@ -138,7 +144,7 @@ def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
 
 def _install(start: int) -> None:
     for command, _, signature, page in _zepl.commands_from(start):
-        forms = forms_of_signature(signature)
+        forms = forms_of(signature) if signature is not None else []
         FORMS[command] = forms
         method = _method(command, forms, page)
         setattr(Commands, command, method)
@@ -148,12 +154,6 @@ def _install(start: int) -> None:
         if usable:
             globals()[command.lower()] = _function(command, usable, page)
             __all__.append(command.lower())
-
-
-def forms_of_signature(signature: Any) -> list[Form]:
-    from ._signatures import forms_of
-
-    return forms_of(signature) if signature is not None else []
 
 
 def load_module(file: str | os.PathLike[str]) -> list[str]:

@@ -30,7 +30,7 @@ def _envelope(values: np.ndarray[Any, Any], columns: int = 400) -> tuple[Any, An
 
 
 def _plot(values: np.ndarray[Any, Any], rate: float, is_events: bool) -> str:
-    from matplotlib.figure import Figure
+    from matplotlib.figure import Figure  # type: ignore[import]
 
     figure = Figure(figsize=(4, 0.8))
     axes = figure.add_axes((0, 0.28, 1, 0.7))
@@ -57,12 +57,12 @@ def _cells(name: str, value: Any, rate: float, is_events: bool, plots: bool) -> 
 
 def html(result: Result) -> str:
     try:
-        import matplotlib  # noqa: F401
+        import matplotlib  # type: ignore[import]  # noqa: F401
 
         plots = True
     except ImportError:
         plots = False
-    rows = []
+    rows: list[str] = []
     for name, value in result.items():
         columns = {f"{name}: {heading}": column for heading, column in value.items()} if hasattr(value, "items") else {name: value}
         for heading, column in columns.items():

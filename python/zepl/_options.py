@@ -42,7 +42,7 @@ def number_text(value: Any) -> str:
         value = int(value)
     if not isinstance(value, (int, float)):
         raise TypeError(f"{value!r} is no number")
-    return str(value) if isinstance(value, int) else _zepl.number_text(value)
+    return str(value) if isinstance(value, int) else str(_zepl.number_text(value))
 
 
 def values(given: Mapping[str, Any]) -> dict[str, str]:

@@ -52,10 +52,8 @@ def forms_of(node: tuple[Any, ...]) -> list[Form]:
     children = node[1]
     if shape == "alternatives":
         return [form for child in children for form in forms_of(child)][:MOST_FORMS]
-    sequence = [()] if not children else [
-        tuple(itertools.chain(*parts))
-        for parts in itertools.islice(itertools.product(*(forms_of(child) for child in children)), MOST_FORMS)
-    ]
+    combined = itertools.product(*(forms_of(child) for child in children))
+    sequence: list[Form] = [tuple(itertools.chain(*parts)) for parts in itertools.islice(combined, MOST_FORMS)]
     if shape == "sequence":
         return sequence
     if shape == "optional":

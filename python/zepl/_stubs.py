@@ -81,7 +81,7 @@ def stub() -> str:
     methods, functions = [], []
     for command, forms in sorted(_commands.FORMS.items()):
         signature = inspect.signature(getattr(_commands, command))
-        texts = []
+        texts: list[str] = []
         starred = False
         for parameter in signature.parameters.values():
             if parameter.kind is inspect.Parameter.KEYWORD_ONLY and not starred:
