@@ -3,6 +3,9 @@
 packages=(g++ cmake ninja-build pkg-config ccache libboost-dev libboost-context-dev libasound2-dev
     libsndfile1-dev libsleef-dev nlohmann-json3-dev libcli11-dev libmd4c-dev libgtest-dev)
 
+# What the Python package and its tests need beside them.
+python_packages=(pybind11-dev python3-dev python3-numpy python3-matplotlib python3-distributed python3-pytest mypy)
+
 # Installs those of the named packages that are not there.
 install_missing() {
     local missing=()

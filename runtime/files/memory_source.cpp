@@ -60,6 +60,7 @@ std::unique_ptr<Source> memorySource(const MemorySamples& samples, ReadRequest r
     channel.channels = 1;
     channel.frameStep = frameStepOf(samples);
     request.channel.reset();
+    request.elements = 0;
     return convertedSource(std::make_unique<MemoryRecording>(channel), request);
 }
 

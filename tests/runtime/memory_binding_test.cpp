@@ -89,7 +89,7 @@ TEST_F(MemoryBinding, SamplesAreTakenAsThoseOfAFileWithTheSameClauses) {
     for (const auto& each : cases) {
         options_.samples["x"] = each.samples;
         const std::string declared = each.declared, type = declared.substr(0, declared.find(' '));
-        EXPECT_EQ(run("pipe x : " + declared + "\npipe y : " + type + "\nREPLICATE (x, y)\n"), "") << declared;
+        EXPECT_EQ(run("pipe x : " + declared + "\npipe y : " + type + "\nREPLICATE (x, 1, y)\n"), "") << declared;
         EXPECT_EQ(collected("y"), each.taken) << declared;
     }
 }
@@ -129,7 +129,7 @@ TEST_F(MemoryBinding, WhatIsCollectedIsWhatTheFilesHold) {
     options_.events["e"] = {{true, 1}, {true, 3}, {false, 5}};
     give("a", six_, 2);
     ASSERT_EQ(run("pipe a[2] : int16\npipe b[2] : int16 to \"b.npy\"\npipe c : int16 to \"c.npy\" limit 2\n"
-                  "trigger e to \"e.csv\" limit 1\ntable \"t.npy\" : a, index\nABS (a, b)\nREPLICATE (a[2], c)\n"),
+                  "trigger e to \"e.csv\" limit 1\ntable \"t.npy\" : a, index\nABS (a, b)\nREPLICATE (a[2], 1, c)\n"),
               "");
     const std::pair<const char*, Numbers> outputs[] = {
         {"b", {1, 2, 3, 4, 5, 6}}, {"c", {-2, -4}}, {"e", {1}}, {"t.npy", {1, 3, 5, -2, -4, -6}}};
@@ -188,7 +188,7 @@ TEST_F(MemoryBinding, SamplesInOnePieceAreNotCopied) {
     const std::vector<std::int16_t> many(1 << 20, 7);
     give("x", many);
     options_.session.memoryLimit = 1 << 20;
-    EXPECT_EQ(run("pipe x : int16\npipe y : int32 to \"y.bin\"\npipe z : int16\nABS (x, z)\nRMS (z, 1024, y)\n"), "");
+    EXPECT_EQ(run("pipe x : int16\npipe y : int16 to \"y.bin\"\npipe z : int16\nABS (x, z)\nRMS (z, 1024, y)\n"), "");
     options_.collected = {{"z", {}}};
     EXPECT_EQ(run("pipe x : int16\npipe z : int16\nABS (x, z)\n"), "no memory is left for what is to be collected");
 }
