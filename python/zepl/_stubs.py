@@ -55,8 +55,18 @@ def _parameters(forms: Iterable[Form], name: str) -> list[Parameter]:
     return found
 
 
-def _annotation(forms: Iterable[Form], name: str) -> str:
-    kinds = {kind for parameter in _parameters(forms, name) for kind in _kinds(parameter)}
+def _kinds_among(parameter: Parameter, forms: list[Form]) -> set[str]:
+    """Also of one that takes its kind from another."""
+    if parameter.form == "typeof" and not parameter.kind:
+        others = _parameters(forms, parameter.reference)
+        return {kind for other in others if other is not parameter for kind in _kinds(other)}
+    if parameter.form == "elementof" and parameter.kind == "storage":
+        return {"Variable"} if parameter.direction == "out" else {"Number", "Variable"}
+    return _kinds(parameter)
+
+
+def _annotation(forms: list[Form], name: str) -> str:
+    kinds = {kind for parameter in _parameters(forms, name) for kind in _kinds_among(parameter, forms)}
     return "Any" if "Any" in kinds or not kinds else " | ".join(sorted(kinds))
 
 
