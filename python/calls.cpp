@@ -88,7 +88,7 @@ class Call {
 
     // (the result, what went wrong or "", what to do). The elements are lent while it runs.
     py::tuple operator()(const py::array& samples, const std::vector<py::array>& vectors, bool isMainThread) const {
-        const auto stop = std::make_shared<StopRequest>();
+        const std::shared_ptr<StopRequest> stop = isMainThread ? stopOfMainThread() : nullptr;
         auto session = std::make_shared<Session>(library().commands, SessionOptions{.stop = stop});
         const PipeId source = session->addPipe({.name = "source", .type = source_});
         const PipeId result = session->addPipe({.name = "result", .type = destination_});
@@ -102,11 +102,18 @@ class Call {
             const py::gil_scoped_release released;
             report = session->run();
         }
-        if (stop->requested()) Interruption::check();
+        if (stop != nullptr && stop->requested()) Interruption::check();
         return py::make_tuple(resultOf(std::move(session), result), reasonOf(report), remedyOf(report));
     }
 
  private:
+    // The same for all uses until a stop is requested.
+    static std::shared_ptr<StopRequest> stopOfMainThread() {
+        static std::shared_ptr<StopRequest> stop;
+        if (stop == nullptr || stop->requested()) stop = std::make_shared<StopRequest>();
+        return stop;
+    }
+
     std::vector<ResolvedArgument> resolvedArguments() const {
         std::vector<ResolvedArgument> resolved;
         for (const Given& given : given_) {

@@ -82,7 +82,7 @@ def test_each_kind_of_output_comes_back():
     assert result["s"].tolist() == [1, 3, 5]
     assert result["e"].tolist() == result.triggers["e"].tolist() == [1]
     assert list(result["t.csv"]) == ["seconds", "b[1]", "b[2]"]
-    assert result["t.csv"]["seconds"].tolist() == [0, 0.005, 0.01]
+    assert result["t.csv"]["seconds"].tolist() == [0, 0.5, 1]
     assert result["t.csv"]["b[2]"].tolist() == [2, 4, 6]
     assert result.variables["g[2]"] == 4 and result.variables["g"].tolist() == [3, 4]
     assert result.report["status"] == "ok" and result.rates["b"] == 100

@@ -34,17 +34,43 @@ std::size_t pageSize() {
 // Wide enough that a frame of ordinary size cannot reach past it.
 std::size_t guardSize() { return 16 * pageSize(); }
 
+// The stack of usual size that a thread released last, for its next one: a short session takes less time than the mapping of
+// a stack does.
+struct SpareStack {
+    static constexpr std::size_t most = std::size_t{512} << 10;
+    void* base = nullptr;
+    std::size_t mapped = 0;
+    ~SpareStack() {
+        if (base != nullptr) ::munmap(std::exchange(base, nullptr), mapped);
+        mapped = most;  // takes nothing more: the thread ends
+    }
+};
+thread_local SpareStack spare;
+
+void* takeSpare(std::size_t size) {
+    if (spare.base == nullptr || spare.mapped != size) return nullptr;
+    spare.mapped = 0;
+    return std::exchange(spare.base, nullptr);
+}
+
+// Null when the machine has no memory.
+void* mapStack(std::size_t size) {
+    void* const base =
+        ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (base == MAP_FAILED) return nullptr;
+    if (::mprotect(base, guardSize(), PROT_NONE) == 0) return base;
+    ::munmap(base, size);
+    return nullptr;
+}
+
 }  // namespace
 
 Stack::Stack(std::size_t bytes) {
     const std::size_t page = pageSize();
     const std::size_t size = (bytes + page - 1) / page * page + guardSize();
-    void* base = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (base == MAP_FAILED) return;
-    if (::mprotect(base, guardSize(), PROT_NONE) != 0) {
-        ::munmap(base, size);
-        return;
-    }
+    void* base = takeSpare(size);
+    if (base == nullptr) base = mapStack(size);
+    if (base == nullptr) return;
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     // Frames of an earlier stack at this place were left for good, and are still marked.
     __asan_unpoison_memory_region(base, size);
@@ -63,7 +89,13 @@ Stack& Stack::operator=(Stack&& other) noexcept {
 }
 
 Stack::~Stack() {
-    if (base_ != nullptr) ::munmap(base_, mapped_);
+    if (base_ == nullptr) return;
+    if (spare.mapped == 0 && mapped_ < SpareStack::most) {
+        spare.base = base_;
+        spare.mapped = mapped_;
+    } else {
+        ::munmap(base_, mapped_);
+    }
 }
 
 std::byte* Stack::bottom() const { return static_cast<std::byte*>(base_) + guardSize(); }

@@ -6,14 +6,14 @@ namespace libzepl {
 
 ChunkSizes::ChunkSizes(std::uint64_t fixedChunk, std::optional<std::uint64_t> seed, std::uint64_t input,
                        std::uint64_t max)
-    : fixed_(fixedChunk), max_(max), random_(seed.has_value()) {
-    generator_.seed(seed.value_or(0) * 1000003 + input);
+    : fixed_(fixedChunk), max_(max) {
+    if (seed) generator_.emplace(*seed * 1000003 + input);
 }
 
 // Random chunks are small as often as large, since both find different faults.
 std::uint64_t ChunkSizes::next() {
-    if (!random_) return fixed_;
-    const std::uint64_t draw = generator_();
+    if (!generator_) return fixed_;
+    const std::uint64_t draw = (*generator_)();
     const std::uint64_t bound = (draw & 1) != 0 ? std::min<std::uint64_t>(max_, 16) : max_;
     return 1 + (draw >> 1) % bound;
 }

@@ -26,8 +26,7 @@ class ChunkSizes {
  private:
     std::uint64_t fixed_ = 1;
     std::uint64_t max_ = 1;
-    bool random_ = false;
-    std::mt19937_64 generator_;
+    std::optional<std::mt19937_64> generator_{};  // of random chunks
 };
 
 struct PipeInput {
