@@ -129,10 +129,10 @@ TEST_F(MemoryBinding, WhatIsCollectedIsWhatTheFilesHold) {
     options_.events["e"] = {{true, 1}, {true, 3}, {false, 5}};
     give("a", six_, 2);
     ASSERT_EQ(run("pipe a[2] : int16\npipe b[2] : int16 to \"b.npy\"\npipe c : int16 to \"c.npy\" limit 2\n"
-                  "trigger e to \"e.csv\" limit 1\ntable \"t.npy\" : a, index\nABS (a, b)\nREPLICATE (a[2], 1, c)\n"),
+                  "trigger e to \"e.csv\" limit 1\ntable \"t.csv\" : a, index\nABS (a, b)\nREPLICATE (a[2], 1, c)\n"),
               "");
     const std::pair<const char*, Numbers> outputs[] = {
-        {"b", {1, 2, 3, 4, 5, 6}}, {"c", {-2, -4}}, {"e", {1}}, {"t.npy", {1, 3, 5, -2, -4, -6}}};
+        {"b", {1, 2, 3, 4, 5, 6}}, {"c", {-2, -4}}, {"e", {1}}, {"t.csv", {1, 3, 5, -2, -4, -6}}};
     ASSERT_EQ(bound_.collected.size(), std::size(outputs));
     for (const auto& [name, held] : outputs) EXPECT_EQ(collected(name), held) << name;
     std::vector<std::string> notes;
@@ -143,8 +143,9 @@ TEST_F(MemoryBinding, WhatIsCollectedIsWhatTheFilesHold) {
     EXPECT_EQ(readTriggerRows(at("e.csv")).size(), 2U);
     EXPECT_EQ(report_.outputs.size(), 4U);
     options_.outputMode = OutputMode::collect;
+    options_.events.clear();
     const std::size_t before = filesInAll();
-    EXPECT_EQ(run("pipe a[2] : int16\npipe b : int16 to \"missing/b.npy\"\nMERGEF (a..., 1, b)\n"), "");
+    EXPECT_EQ(run("pipe a[2] : int16\npipe b : int16 to \"missing/b.npy\"\nABS (a[1], b)\n"), "");
     EXPECT_EQ(filesInAll(), before);
 }
 
@@ -166,8 +167,13 @@ TEST_F(MemoryBinding, LengthAndRateAreThoseOfTheSamples) {
 TEST_F(MemoryBinding, APipeThatTheCallerFeedsLeavesItsFileAside) {
     options_.fed = {"x"};
     options_.collected = {{"y", {}}};
-    EXPECT_EQ(run("pipe x : int16 from \"none.wav\"\npipe y : int16\nABS (x, y)\n"), "");
-    EXPECT_EQ(report_.notes.front(), "nobody writes `x`");
+    const Procedure procedure = parseProcedure(
+        {at("p.zp").string(), "pipe x : int16 from \"none.wav\"\npipe y : int16\nABS (x, y)\n"}, diagnostics_);
+    bound_ = bindProcedure(procedure, testLibrary(), options_, diagnostics_);
+    ASSERT_NE(bound_.session, nullptr);
+    bound_.session->feed<std::int16_t>(bound_.session->pipeNamed("x"), {-3, 4});
+    EXPECT_EQ(bound_.session->run().status, Report::Status::ok);
+    EXPECT_EQ(collected("y"), (Numbers{3, 4}));
 }
 
 // As with a file: nothing would end it.
