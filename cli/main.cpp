@@ -20,6 +20,7 @@
 #include "cli/plot.h"
 #include "cli/replay.h"
 #include "cli/run.h"
+#include "cli/serve/serve.h"
 #include "cli/signals.h"
 #include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
@@ -154,6 +155,15 @@ void addBatchOptions(CLI::App& command, cli::BatchArguments& arguments) {
     options.repeated("--in", arguments.run.in, "NAME=FILE", "Read this pipe or trigger from FILE, for every recording");
     options.repeated("--set", arguments.run.set, "VARIABLE=VALUE", setText);
     options.addSession(arguments.run);
+}
+
+void addServeOptions(CLI::App& command, cli::ServeArguments& arguments) {
+    addRunOptions(command, arguments.run);
+    command.remove_option(command.get_option("--plot"));
+    command
+        .add_option("--listen", arguments.listen,
+                    "Serve the page at this address, 127.0.0.1:8080 unless given; port 0 takes a free one")
+        ->type_name("ADDRESS:PORT");
 }
 
 void addPlotOptions(CLI::App& command, cli::PlotArguments& arguments) {
@@ -318,6 +328,9 @@ int dispatch(int count, char** words) {
     cli::ReplayArguments replayArguments;
     CLI::App* replay = app.add_subcommand("replay", "Run again what a run with --capture had, and compare");
     addReplayOptions(*replay, replayArguments);
+    cli::ServeArguments serveArguments;
+    CLI::App* serve = app.add_subcommand("serve", "Run a procedure, and serve a page to look at it in a browser");
+    addServeOptions(*serve, serveArguments);
     CLI::App* check =
         app.add_subcommand("check", "Do everything up to the first sample: parse, bind, and set up each task");
     addRunOptions(*check, runArguments);
@@ -363,6 +376,7 @@ int dispatch(int count, char** words) {
     }
     if (run->parsed()) return cli::run(runArguments);
     if (replay->parsed()) return cli::replay(replayArguments);
+    if (serve->parsed()) return cli::serve(serveArguments);
     if (check->parsed()) return cli::check(runArguments);
     if (batch->parsed()) return cli::batch(batchArguments);
     if (commands->parsed()) return cli::listCommands(catalogue);

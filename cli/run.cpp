@@ -94,6 +94,8 @@ bool acceptLoss(const Report& report, const RunArguments& arguments) {
     return false;
 }
 
+}  // namespace
+
 int exitStatus(const Report& report, const RunArguments& arguments) {
     const bool isWell = acceptLoss(report, arguments);
     switch (report.status) {
@@ -107,6 +109,8 @@ int exitStatus(const Report& report, const RunArguments& arguments) {
             return wrongCall;
     }
 }
+
+namespace {
 
 // The report of a run that was stopped before its first task began.
 Report interruptedReport(const Procedure& procedure) {

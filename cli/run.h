@@ -42,6 +42,8 @@ int check(const RunArguments& arguments);
 // What the options say of the session. Every one that cannot be read is added to `mistakes`.
 libzepl::BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly,
                                  std::vector<libzepl::Diagnostic>& mistakes);
+// Also says so where samples were lost.
+int exitStatus(const libzepl::Report& report, const RunArguments& arguments);
 
 // Print what was found before the run, and how it ended.
 void printDiagnostics(std::vector<libzepl::Diagnostic> diagnostics, const libzepl::Procedure& procedure, bool quiet);
