@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "runtime/diagnostics.h"
-#include "runtime/files/input_file.h"
+#include "runtime/files.h"
 
 namespace cli {
 

@@ -1,17 +1,32 @@
 #include "cli/serve/live_run.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "cli/crash.h"
 #include "cli/pages.h"
 #include "cli/report_file.h"
-#include "runtime/files/input_file.h"
+#include "runtime/files.h"
 #include "runtime/files/stream_wait.h"
 
 namespace cli {
 
 using namespace libzepl;
 using Phase = RunState::Phase;
+
+namespace {
+
+// Such an input has a clock of its own.
+bool hasLiveInput(const Procedure& procedure, const BindOptions& options) {
+    const auto isLive = [](const std::string& path) { return isAddress(path); };
+    for (const auto& [name, path] : options.inputs)
+        if (isLive(path)) return true;
+    return std::any_of(procedure.pipes.begin(), procedure.pipes.end(), [&](const PipeDeclaration& pipe) {
+        return pipe.from && !options.inputs.contains(pipe.name) && isLive(pipe.from->path);
+    });
+}
+
+}  // namespace
 
 // One run, and what is needed to report of it. The session goes first.
 struct LiveRun::Bound {
@@ -23,7 +38,12 @@ struct LiveRun::Bound {
 };
 
 LiveRun::LiveRun(const RunArguments& arguments, const CommandLibrary& library, std::shared_ptr<StopRequest> stop)
-    : arguments_(arguments), library_(library), stop_(std::move(stop)), state_(std::make_shared<RunState>()) {
+    : arguments_(arguments),
+      paceIsGiven_(!arguments.pace.empty()),
+      library_(library),
+      stop_(std::move(stop)),
+      state_(std::make_shared<RunState>()) {
+    if (arguments_.pace == "0") arguments_.pace.clear();
     thread_ = std::thread([this] { work(); });
 }
 
@@ -143,6 +163,8 @@ std::unique_ptr<LiveRun::Bound> LiveRun::bound() {
     BindOptions options = this->options(run->diagnostics);
     run->procedure = parseProcedure({arguments_.procedure, readTextFile(arguments_.procedure)}, run->diagnostics);
     if (hasErrors(run->diagnostics)) return run;
+    if (!paceIsGiven_ && options.session.feed.kind != FeedPolicy::Kind::whole && !hasLiveInput(run->procedure, options))
+        options.session.pace = 1;
     run->reportFile.emplace(arguments_.report, run->procedure, library_, options);
     options.session.crashed = [&crash = run->crash](Report& report, std::size_t task) { crash->end(report, task); };
     run->bound = bindProcedure(run->procedure, library_, options, run->diagnostics);

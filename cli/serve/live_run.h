@@ -32,6 +32,8 @@ struct RunState {
 
 class LiveRun {
  public:
+    // Where no pace is given recordings and generators keep to the wall clock, so that there is something to see; a pace of
+    // "0" lets them run as fast as they can.
     LiveRun(const RunArguments& arguments, const libzepl::CommandLibrary& library,
             std::shared_ptr<libzepl::StopRequest> stop);
     LiveRun(const LiveRun&) = delete;
@@ -63,7 +65,8 @@ class LiveRun {
     void publish(const std::function<void(RunState&)>& change);
     std::optional<libzepl::Tap> watchLater(std::uint32_t run, const std::string& pipe);
 
-    const RunArguments arguments_;
+    RunArguments arguments_;
+    bool paceIsGiven_;
     const libzepl::CommandLibrary& library_;
     const std::shared_ptr<libzepl::StopRequest> stop_;
     ConsoleLog console_;
