@@ -103,26 +103,32 @@ void LogFiles::closeAll() noexcept {
     ringFile_ = -1;
 }
 
-void LogFiles::append(LogStream stream, const void* from, std::uint64_t bytes) noexcept {
-    const std::size_t i = index(stream);
+// A piece that is full goes to the writer, and the next one begins where there is room for it.
+void LogFiles::appendInPieces(std::size_t i, const std::byte* from, std::uint64_t bytes) noexcept {
     Ring& ring = rings_[i];
-    const auto* next = static_cast<const std::byte*>(from);
-    while (bytes > 0) {
-        const std::uint64_t n = std::min(bytes, ring.size / piecesOfRing);
-        if (hasFailed() || !awaitRoom(i, n)) return;
-        std::memcpy(ring.memory + (ring.appended & (ring.size - 1)), next, n);
-        ring.appended += n;
-        // Whoever reads the ring after the process was killed must find what this counts.
-        header_->appended[i].store(ring.appended, std::memory_order_release);
-        if (ring.appended - ring.released >= ring.size / piecesOfRing) release(i);
-        next += n;
+    const std::uint64_t piece = ring.size / piecesOfRing;
+    while (bytes > 0 && !hasDropped_) {
+        const std::uint64_t n = std::min(bytes, piece);
+        if (ring.appended + n > ring.end) {
+            release(i);
+            if (!awaitRoom(i, piece)) return drop();
+            ring.end = ring.appended + piece;
+        }
+        append(static_cast<LogStream>(i), from, n);
+        from += n;
         bytes -= n;
     }
 }
 
+// What was appended stays whole; nothing follows it, in either stream.
+void LogFiles::drop() noexcept {
+    hasDropped_ = true;
+    for (Ring& ring : rings_) ring.end = 0;
+}
+
 std::byte* LogFiles::place(std::uint64_t offset) {
     Ring& ring = rings_[index(LogStream::events)];
-    return offset >= ring.released && !hasFailed() ? ring.memory + (offset & (ring.size - 1)) : nullptr;
+    return offset >= ring.released && !hasDropped_ ? ring.memory + (offset & (ring.size - 1)) : nullptr;
 }
 
 void LogFiles::release(std::size_t i) noexcept {

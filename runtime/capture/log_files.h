@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <optional>
@@ -21,7 +22,7 @@ namespace libzepl {
 enum class LogStream : std::size_t { events, elements };
 inline constexpr std::size_t logStreams = 2;
 inline constexpr std::array<const char*, logStreams> logNames{"events", "elements"};
-inline constexpr std::array<std::uint64_t, logStreams> ringBytes{std::uint64_t{256} << 10, std::uint64_t{2} << 20};
+inline constexpr std::array<std::uint64_t, logStreams> ringBytes{std::uint64_t{256} << 10, std::uint64_t{1} << 20};
 inline constexpr const char* ringName = "ring";
 
 // The beginning of the ring's file; then come the rings, each on whole pages.
@@ -42,8 +43,18 @@ class LogFiles {
     LogFiles& operator=(const LogFiles&) = delete;
     ~LogFiles();
 
-    // Waits while the ring is full. After a failure nothing is kept any more.
-    void append(LogStream stream, const void* from, std::uint64_t bytes) noexcept;
+    // Waits while the ring is full. Once something was dropped, after a failure, nothing more is kept.
+    void append(LogStream stream, const void* from, std::uint64_t bytes) noexcept {
+        const std::size_t i = index(stream);
+        Ring& ring = rings_[i];
+        if (ring.appended + bytes > ring.end) [[unlikely]]
+            return appendInPieces(i, static_cast<const std::byte*>(from), bytes);
+        std::memcpy(ring.memory + (ring.appended & (ring.size - 1)), from, bytes);
+        ring.appended += bytes;
+        // Whoever reads the ring after the process was killed must find what this counts.
+        header_->appended[i].store(ring.appended, std::memory_order_release);
+    }
+    bool hasDropped() const noexcept { return hasDropped_; }
     std::uint64_t appended(LogStream stream) const { return rings_[index(stream)].appended; }
     // The place of what was appended to the events at `offset`, as long as it may still be changed, else null.
     std::byte* place(std::uint64_t offset);
@@ -61,13 +72,16 @@ class LogFiles {
         std::byte* memory = nullptr;  // twice, one after the other
         std::uint64_t size = 0;
         std::uint64_t appended = 0;
+        std::uint64_t end = 0;       // it can be appended to up to here without a further look
         std::uint64_t released = 0;  // up to here the writer may take it; under the lock
         int file = -1;
     };
     static std::size_t index(LogStream stream) { return static_cast<std::size_t>(stream); }
     void mapRings();
+    void appendInPieces(std::size_t i, const std::byte* from, std::uint64_t bytes) noexcept;
     void release(std::size_t i) noexcept;
     bool awaitRoom(std::size_t i, std::uint64_t bytes) noexcept;
+    void drop() noexcept;
     void writeOut() noexcept;
     bool writePiece(std::size_t i, std::uint64_t until) noexcept;
     void closeAll() noexcept;
@@ -80,6 +94,7 @@ class LogFiles {
     std::condition_variable toWrite_, room_;
     bool finishing_ = false;
     bool isFinished_ = false;
+    bool hasDropped_ = false;  // by the session's thread
     std::atomic<bool> failed_{false};
     int error_ = 0;
     std::thread writer_;

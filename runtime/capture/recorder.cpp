@@ -115,7 +115,7 @@ void Recorder::begin(Engine& e) {
 }
 
 void Recorder::know(std::uint64_t round) noexcept {
-    if (round <= known_ || files_->hasFailed()) return;
+    if (round <= known_ || files_->hasDropped()) return;
     known_ = round;
     files_->setKnown(round);
 }

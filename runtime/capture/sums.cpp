@@ -3,18 +3,33 @@
 #include <algorithm>
 #include <cstring>
 
+#include "runtime/base/vector_clones.h"
+
 namespace libzepl {
 
 namespace {
 
-__extension__ using Wide = unsigned __int128;
-
 // Odd numbers whose bits look random: of the golden ratio, and of the square root of 2.
 constexpr std::uint64_t a = 0x9E3779B97F4A7C15, b = 0x6A09E667F3BCC909;
 
-std::uint64_t term(std::uint64_t word, std::uint64_t key) {
-    const Wide product = Wide{word + key} * b;
-    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+// A multiplication of 32 by 32 bits, which vectors of the processor have; the word itself counts too, for the halves that happen
+// to be multiplied by 0.
+inline std::uint64_t term(std::uint64_t word, std::uint64_t key) {
+    const std::uint64_t mixed = word + key;
+    return word + (mixed & 0xFFFFFFFF) * (mixed >> 32);
+}
+
+inline std::uint64_t sumOfWords(const std::byte* from, std::size_t words, std::uint64_t key) {
+    std::uint64_t sum = 0;
+    for (std::size_t i = 0; i < words; ++i) {
+        std::uint64_t word;
+        std::memcpy(&word, from + i * sizeof word, sizeof word);
+        sum += term(word, key + (i + 1) * a);
+    }
+    return sum;
+}
+LIBZEPL_VECTOR_CLONES std::uint64_t sumOfMany(const std::byte* from, std::size_t words, std::uint64_t key) {
+    return sumOfWords(from, words, key);
 }
 
 }  // namespace
@@ -31,14 +46,11 @@ void PrefixSum::add(const void* from, std::size_t bytes) {
         sum_ += term(partial_, key_ += a);
         partial_ = partialBytes_ = 0;
     }
-    std::uint64_t sum = sum_, key = key_;
-    for (; bytes >= sizeof(std::uint64_t); next += sizeof(std::uint64_t), bytes -= sizeof(std::uint64_t)) {
-        std::uint64_t word;
-        std::memcpy(&word, next, sizeof word);
-        sum += term(word, key += a);
-    }
-    sum_ = sum;
-    key_ = key;
+    const std::size_t words = bytes / sizeof partial_;
+    sum_ += words < 8 ? sumOfWords(next, words, key_) : sumOfMany(next, words, key_);
+    key_ += words * a;
+    next += words * sizeof partial_;
+    bytes -= words * sizeof partial_;
     std::memcpy(&partial_, next, bytes);
     partialBytes_ = bytes;
 }
@@ -53,7 +65,7 @@ void OutputSum::add(const void* const* columns, std::uint64_t first, std::uint64
 
 std::uint64_t OutputSum::value() const {
     std::uint64_t value = sums_.front().value();
-    for (std::size_t i = 1; i < sums_.size(); ++i) value = term(value, a) + sums_[i].value();
+    for (std::size_t i = 1; i < sums_.size(); ++i) value = (value ^ value >> 32) * b + sums_[i].value();
     return value;
 }
 

@@ -8,8 +8,7 @@
 namespace libzepl {
 
 // A 64-bit sum over the bytes so far, however they are cut into pieces. Each word of eight bytes, the last one filled up
-// with zeros, adds fold((word + (n + 1) * a) * b) for its place n, where fold() is the exclusive or of the halves of the
-// 128-bit product.
+// with zeros, adds itself and the product of the halves of word + (n + 1) * a, for its place n.
 class PrefixSum {
  public:
     void add(const void* from, std::size_t bytes);

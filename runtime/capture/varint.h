@@ -3,8 +3,10 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +37,8 @@ class ByteWriter {
     std::vector<std::byte> bytes_;
 };
 
+static_assert(std::endian::native == std::endian::little);
+
 // A few numbers, in no memory of the heap.
 class SmallRecord {
  public:
@@ -44,7 +48,8 @@ class SmallRecord {
         byte(static_cast<std::uint8_t>(value));
     }
     void fixed(std::uint64_t value, std::size_t bytes) {
-        for (std::size_t i = 0; i < bytes; ++i) byte(static_cast<std::uint8_t>(value >> (8 * i)));
+        std::memcpy(bytes_.data() + size_, &value, bytes);
+        size_ += bytes;
     }
     const std::byte* data() const { return bytes_.data(); }
     std::size_t size() const { return size_; }

@@ -100,7 +100,7 @@ class DrawnSession {
 };
 
 void wait(Random& random) {
-    for (std::uint64_t turns = random() % 64; turns > 0; --turns) std::this_thread::yield();
+    for (std::uint64_t turns = random() % 6; turns > 0; --turns) std::this_thread::yield();
 }
 
 void push(LiveInput& input, std::uint64_t seed) {

@@ -44,6 +44,7 @@ expect() {
     done
 }
 expect "zepl ne" new-module
+expect "zepl rep" replay
 expect "zepl run --fee" --feed
 expect "zepl help fir" FIRFILTER FIRLOWPASS
 expect "zepl check h" heart.zp
