@@ -34,8 +34,8 @@ def saturating(x):
     return np.clip(x.astype(np.int32) + 5, -32768, 32767).astype(np.int16)
 
 
-def flow_graph(folder):
-    """The run with its outputs in arrays, and the tool with its in files of memory."""
+def procedure(folder):
+    """The run from array to array, and the tool from file to file in memory."""
     x = np.arange(20_000_000, dtype=np.int64) * 83 % 8192 - 4096
     x = x.astype(np.int16)
     np.save(folder / "x.npy", x)
@@ -55,7 +55,7 @@ def main():
         ("zepl.offset(x, 5), 1000 int16", "NumPy, saturating", None, *in_turns(lambda: zepl.offset(short, 5), lambda: saturating(short), 200)),
     ]
     with tempfile.TemporaryDirectory(dir="/dev/shm") as folder:
-        rows.append(("zepl.run of a procedure, 20 million int16", "the tool, from file to file", 1.05, *in_turns(*flow_graph(Path(folder)))))
+        rows.append(("zepl.run of a procedure, 20 million int16", "the tool, from file to file", 1.05, *in_turns(*procedure(Path(folder)))))
     print("| call | beside | µs | µs | ratio | at most |\n|---|---|---|---|---|---|")
     failed = False
     for name, peer, limit, ours, theirs, ratio in rows:
