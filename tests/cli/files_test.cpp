@@ -129,7 +129,8 @@ TEST_F(ToolFiles, StandardStreamsTakeFormats) {
         EXPECT_EQ(elementsOf<std::int16_t>("b.npy"), expected) << ending;
     }
     EXPECT_EQ(call("run p.zp", "a.wav").err,
-              "p.zp: error: standard input: it starts as WAV files do, and raw samples are expected\n"
+              "p.zp:1:6: error: standard input: it starts as WAV files do, and raw samples are expected\n"
+              "  pipe a : int16 from -\n       ^\n"
               "  read it in that format, by `-.wav` for standard input or `format wav`; "
               "`format raw` takes it as samples all the same\n");
     EXPECT_EQ(call("run p.zp --in a=x --out b=b.npy --in a=-.wav", "a.wav").status, 2);

@@ -56,7 +56,8 @@ TEST_F(Outputs, AnInputThatFailsLateLeavesTheOldOutput) {
     const Called called = call("run p.zp --in a=words.csv");
     EXPECT_EQ(called.status, 1);
     EXPECT_EQ(called.err,
-              "p.zp: error: words.csv:2: `two` in column 1 is no number\n"
+              "p.zp:1:6: error: words.csv:2: `two` in column 1 is no number\n"
+              "  pipe a : int16 from \"in.csv\"\n       ^\n"
               "  correct the cell, or choose another column with `column K`\n"
               "note: what the failed run wrote of `b` is in b.csv.failed; b.csv is as it was\n");
     EXPECT_EQ(bytesOf("b.csv"), "yesterday");

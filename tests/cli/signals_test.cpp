@@ -147,11 +147,12 @@ TEST_F(Signals, AReaderThatHasGoneAndAFileThatGrowsTooLargeAreErrors) {
     tool.closeOutput();
     tool.write(samples);
     EXPECT_EQ(tool.wait(), 1);
-    EXPECT_TRUE(bytesOf("said").starts_with("p.zp: error: standard output: its reader has closed it\n"));
+    EXPECT_TRUE(bytesOf("said").starts_with("p.zp:2:6: error: standard output: its reader has closed it\n"))
+        << bytesOf("said");
     put("raw", std::string(100000, '\1'));
     const Called called = call("run p.zp", "raw", "> /dev/null", "ulimit -f 8 &&");
     EXPECT_EQ(called.status, 1);
-    EXPECT_TRUE(called.err.starts_with("p.zp: error: c.bin: cannot be written: File too large\n")) << called.err;
+    EXPECT_TRUE(called.err.starts_with("p.zp:3:6: error: c.bin: cannot be written: File too large\n")) << called.err;
     EXPECT_EQ(bytesOf("c.bin"), "yesterday");
 }
 

@@ -99,7 +99,8 @@ TEST(Procedure, LineEndsBlanksAndCommentsChangeNothing) {
 
 TEST(Procedure, EachMistakeIsReportedAtItsPlaceWithAHint) {
     const std::string clauses =
-        "a pipe takes capacity, starts, interleaved, from, channel, column, convert, partial, to, limit, rate, format";
+        "a pipe takes capacity, starts, interleaved, from, channel, column, convert, partial, to, limit, rate, "
+        "format, timeout, fill";
     const std::string natural = " is out of range: int16 holds -32768 to 32767";
     const std::string beyond = " is out of range: float holds up to 3.4028235e38 and inf | double holds it";
     const std::string noInteger = "write it without a point or an exponent, or take float or double";
@@ -138,7 +139,8 @@ TEST(Procedure, EachMistakeIsReportedAtItsPlaceWithAHint) {
         {"pipe x : int16 capacity 0", "1:25 `capacity` takes an integer from 1, not `0`"},
         {"pipe x : int16 capacity 1e3", "1:25 `capacity` takes an integer from 1, not `1e3`"},
         {"pipe x : int16 starts []", "1:24 expected a number, not `]`"},
-        {"trigger x channel 1", "1:11 unknown clause `channel` | a trigger takes from, to, limit, with, format"},
+        {"trigger x channel 1",
+         "1:11 unknown clause `channel` | a trigger takes from, to, limit, with, format, timeout"},
         {"vector x : int16", "1:17 expected `= [ ... ]` or `from` and a file, but the line ends here"},
         {"vector x : int16 = [1 2]", "1:23 expected `,` or `]`, not `2`"},
         {"vector x : int16 = [1] from -", "1:24 expected the end of the line, not `from` | write one statement a line"},
