@@ -16,6 +16,8 @@ using Phase = RunState::Phase;
 
 namespace {
 
+constexpr std::chrono::milliseconds patience(200);
+
 // Such an input has a clock of its own.
 bool hasLiveInput(const Procedure& procedure, const BindOptions& options) {
     const auto isLive = [](const std::string& path) { return isAddress(path); };
@@ -190,11 +192,14 @@ void LiveRun::begin(Bound& run) {
         }
     session.start();
     session_ = &session;
+    // Only a run that has begun knows its rate.
+    const Snapshot first = session.snapshot(patience);
+    watching->noteProgress(first);
     watching_ = std::move(watching);
     auto state = std::make_shared<RunState>(*state_);
     state->phase = Phase::running;
     state->text = render(run.diagnostics, run.procedure.source);
-    state->snapshot = before;
+    state->snapshot = first;
     state->starts = before.variables;
     state_ = std::move(state);
     if (quits_) session.requestStop();
@@ -208,7 +213,7 @@ std::optional<Tap> LiveRun::watchLater(std::uint32_t run, const std::string& pip
 
 // Until the run has ended.
 void LiveRun::follow(Bound& run) {
-    constexpr std::chrono::milliseconds patience(200), pause(100);
+    constexpr std::chrono::milliseconds pause(100);
     while (true) {
         const Snapshot snapshot = run.bound.session->snapshot(patience);
         watching()->noteProgress(snapshot);

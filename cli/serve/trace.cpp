@@ -33,11 +33,8 @@ bool Trace::add(const libzepl::Watched& watched) {
 }
 
 void Trace::addSamples(const libzepl::Watched& watched) {
-    if (watched.count() == 0) {
-        seen_ = std::max(seen_, watched.seen);
-        first_ = std::max(first_, watched.seen);
-        return;
-    }
+    if (watched.count() == 0 && watched.seen > seen_) first_ = seen_ = watched.seen;
+    if (watched.count() == 0) return;
     if (watched.first != seen_) first_ = watched.first;
     libzepl::withElementType(watched.type, [&]<class Element> {
         std::uint64_t position = watched.first;

@@ -9,6 +9,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import time
 
 
 class Served:
@@ -126,14 +127,16 @@ class Page:
                 return payload if first & 15 == 2 else json.loads(payload)
 
     def until(self, wanted):
-        """The first message for which `wanted` gives true."""
-        while True:
+        """The first message for which `wanted` gives true; a failure where none comes."""
+        message, end = None, time.monotonic() + 60
+        while time.monotonic() < end:
             message = self.read()
             if wanted(message):
                 return message
+        raise AssertionError(f"nothing that was wanted came; the last message is {message!r:.2000}")
 
     def state(self, **fields):
-        return self.until(lambda each: isinstance(each, dict) and each["type"] == "state" and
+        return self.until(lambda each: not isinstance(each, bytes) and each["type"] == "state" and
                           all(each[name] == value for name, value in fields.items()))
 
     def picture(self):
