@@ -64,7 +64,7 @@ export class Lane {
             axes: [
                 axis({size: 30, space: 60, values: (_, ticks) => ticks.map((each) => this.tickText(each / this.unit.factor, ticks)),
                     splits: (_u, _i, from, to, step) => this.splits(from, to, step)}),
-                axis({size: 62, label, space: 34}),
+                axis({size: 62, label, space: 22}),
             ],
             series: [{}, ...this.pipes.map((pipe, i) => ({
                 stroke: () => colourOf(pipe.place), width: 1.4, points: {show: false}, paths: (u) => this.path(u, i),
@@ -146,6 +146,7 @@ export class Lane {
         context.lineWidth = ratio;
         context.font = `${10 * ratio}px system-ui, sans-serif`;
         let free = -Infinity;
+        const isNamed = this.marks.length <= 12;
         for (const mark of this.marks) {
             const at = Math.round(x(mark.seconds)) + 0.5 * ratio;
             if (at < left || at > left + width) continue;
@@ -160,7 +161,7 @@ export class Lane {
             context.lineTo(at, top + 7 * ratio);
             context.fill();
             const room = context.measureText(mark.name).width + 10 * ratio;
-            if (at > free && at + room < left + width) {
+            if (isNamed && at > free && at + room < left + width) {
                 context.fillText(mark.name, at + 6 * ratio, top + 10 * ratio);
                 free = at + room;
             }

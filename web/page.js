@@ -85,8 +85,8 @@ function showPhase() {
 
 function showFigures() {
     const speed = speeds.add(state.seconds, [state.frames])[0];
-    const parts = [`${(state.frames / state.rate).toFixed(1)} s of ${engineering(state.rate, 'frames/s')}`];
-    if (state.phase === 'running' && speed > 0) parts.push(`${engineering(speed)} frames/s now`);
+    const parts = [`${(state.frames / state.rate).toFixed(1)} s at ${engineering(state.rate, 'Hz')}`];
+    if (state.phase === 'running' && speed > 0) parts.push(`${engineering(speed, 'Hz')} now`);
     if (state.current === 0) parts.push('a task is at work for long');
     setText(byId('figures'), parts.join(' · '));
 }

@@ -2,7 +2,7 @@
 import {engineering, nearestSpan, spans} from './format.js';
 import {Lane} from './lane.js';
 
-const mostShown = 8, heldColumns = 16384, eventPlace = 0.2;
+const mostShown = 8, atFirst = 4, heldColumns = 16384, eventPlace = 0.2;
 
 export class Scope {
     // `send(look)`; `settings` keeps what a page is to remember; `marksIn(from, to)` gives events.
@@ -24,7 +24,7 @@ export class Scope {
     }
 
     get shown() {
-        return this.settings.shown.map((name) => this.pipes.findIndex((pipe) => pipe.name === name)).filter((place) => place >= 0);
+        return (this.settings.shown ?? []).map((name) => this.pipes.findIndex((pipe) => pipe.name === name)).filter((place) => place >= 0);
     }
     get span() {
         return this.settings.span;
@@ -39,8 +39,8 @@ export class Scope {
         this.pipes = pipes;
         if (isSame) return;
         const known = new Set(pipes.map((pipe) => pipe.name));
-        this.settings.shown = (this.settings.shown ?? pipes.map((pipe) => pipe.name)).filter((name) => known.has(name)).slice(0, mostShown);
-        if (this.settings.shown.length === 0) this.settings.shown = pipes.slice(0, mostShown).map((pipe) => pipe.name);
+        this.settings.shown = (this.settings.shown ?? pipes.slice(0, atFirst).map((pipe) => pipe.name)).filter((name) => known.has(name)).slice(0, mostShown);
+        if (this.settings.shown.length === 0) this.settings.shown = pipes.slice(0, atFirst).map((pipe) => pipe.name);
         this.settings.span ??= nearestSpan(2000 / rate);
         this.settings.apart ??= this.settings.shown.length > 1;
         this.settings.trigger ??= {mode: this.settings.span < 0.3 ? 'auto' : 'off', level: null, rising: true};
@@ -78,6 +78,7 @@ export class Scope {
 
     // Asks for what is to be seen.
     look() {
+        if (this.span === undefined) return;
         this.number = (this.number + 1) % 2 ** 32;
         if (this.isPaused) return this.lookHeld();
         this.columns = this.columnsSeen();
@@ -260,7 +261,7 @@ export class Scope {
     }
 
     originText() {
-        if (!this.frame) return '';
+        if (!this.frame || this.origin === undefined) return '';
         const seconds = (value) => value.toFixed(Math.max(1, Math.min(9, 2 - Math.floor(Math.log10(this.view[1] - this.view[0])))));
         const unit = this.lanes[0]?.unit.unit ?? 's';
         const zero = this.frame.hasEvent ? `the trigger's event at ${seconds(this.origin)} s` : `${seconds(this.origin)} s of the run`;
