@@ -146,6 +146,7 @@ function showScope() {
     keep();
     if (state === null || !settings.trigger) return;
     byId('pause').ariaPressed = String(scope.isPaused);
+    byId('pause').disabled = scope.hasEnded === true;
     byId('pause').lastChild.textContent = scope.isPaused ? ' Continue' : ' Pause';
     byId('pause').firstChild.textContent = scope.isPaused ? '▶' : '❚❚';
     const span = byId('span'), shown = scope.isPaused && scope.view ? scope.view[1] - scope.view[0] : scope.span, text = engineering(shown, 's');

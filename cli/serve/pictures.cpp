@@ -51,18 +51,29 @@ std::vector<Shown> shownOf(const std::vector<std::size_t>& pipes, Watching& watc
     return shown;
 }
 
+double endOf(const Shown& shown) { return static_cast<double>(shown.trace->seen()) / shown.rate; }
+
 double newestOf(const std::vector<Shown>& shown) {
     double newest = 0;
-    for (const Shown& each : shown) newest = std::max(newest, static_cast<double>(each.trace->seen()) / each.rate);
+    for (const Shown& each : shown) newest = std::max(newest, endOf(each));
     return newest;
 }
 
+// Until when all pipes have their samples, but for those that are far behind, such as one that has ended.
+double completeOf(const std::vector<Shown>& shown, double newest) {
+    constexpr double farBehind = 0.7;  // seconds
+    double complete = newest;
+    for (const Shown& each : shown)
+        if (endOf(each) > newest - farBehind) complete = std::min(complete, endOf(each));
+    return complete;
+}
+
 // When the last event of the trigger came after which the rest of the stretch has come too.
-std::optional<double> eventOf(const Look& look, Watching& watching) {
+std::optional<double> eventOf(const Look& look, double complete, Watching& watching) {
     const Trace* trace = watching.look(look.trigger->pipe);
     if (trace == nullptr) return {};
     const double rate = watching.rateOf(look.trigger->pipe);
-    const double until = static_cast<double>(trace->seen()) - look.span * (1 - eventPlace) * rate;
+    const double until = (complete - look.span * (1 - eventPlace)) * rate;
     if (until < 1) return {};
     const auto place =
         trace->crossing(look.trigger->level, look.trigger->isRising, static_cast<std::uint64_t>(until));
@@ -76,14 +87,15 @@ Stretch stretchOf(const Look& look, const std::vector<Shown>& shown, Watching& w
     const auto columns = static_cast<double>(look.columns);
     stretch.step = look.span / columns;
     stretch.newest = newestOf(shown);
+    const double complete = completeOf(shown, stretch.newest);
     if (look.trigger && !look.end) {
-        if (const std::optional<double> event = eventOf(look, watching)) {
+        if (const std::optional<double> event = eventOf(look, complete, watching)) {
             stretch.event = *event;
             stretch.start = *event - eventPlace * look.span;
             return stretch;
         }
     }
-    const double end = look.end.value_or(std::ceil(stretch.newest / stretch.step) * stretch.step);
+    const double end = look.end.value_or(std::ceil(complete / stretch.step) * stretch.step);
     stretch.start = end - look.span;
     return stretch;
 }

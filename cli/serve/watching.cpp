@@ -1,6 +1,7 @@
 #include "cli/serve/watching.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace cli {
@@ -58,7 +59,7 @@ void Watching::noteProgress(const libzepl::Snapshot& snapshot) {
     const std::lock_guard lock(progress_);
     rate_ = snapshot.rate;
     for (std::size_t i = 0; i < elementsAFrame_.size() && i < snapshot.pipes.size(); ++i)
-        elementsAFrame_[i] = elementsAFrame(snapshot.pipes[i].written, snapshot.frames);
+        elementsAFrame_[i] = elementsAFrame(snapshot.pipes[i].written, snapshot.frames, snapshot.rate);
 }
 
 double Watching::rateOf(std::size_t pipe) const {
@@ -71,13 +72,27 @@ double Watching::rate() const {
     return rate_;
 }
 
-double elementsAFrame(std::uint64_t written, std::uint64_t frames) {
+double elementsAFrame(std::uint64_t written, std::uint64_t frames, double rate) {
     if (written == 0 || frames == 0) return 1;
-    constexpr double heldBack = 16384;  // elements that are on their way through tasks and pipes
+    constexpr double heldBack = 8192;  // frames that are on their way through tasks and pipes
     const auto elements = static_cast<double>(written), all = static_cast<double>(frames);
-    const double ratio = elements / all, whole = std::round(std::max(ratio, 1 / ratio));
-    const double exact = ratio >= 1 ? whole : 1 / whole;
-    return std::abs(elements / exact - all) <= heldBack + 2 / exact ? exact : ratio;
+    const double doubt = heldBack / all;
+    if (elements >= all) {
+        const double whole = std::round(elements / all);
+        return std::abs(elements / all - whole) <= doubt * whole ? whole : elements / all;
+    }
+    // One element for so many frames: as many as there are in a whole part of a second, or a power of two, if it can be.
+    const double frequency = all / elements;
+    double nearest = std::round(frequency);
+    bool isUsual = false;
+    const auto most = static_cast<std::uint64_t>(std::min(frequency * (1 + doubt), 1e6));
+    for (auto n = static_cast<std::uint64_t>(std::max(1.0, frequency * (1 - doubt))); n <= most; ++n) {
+        const auto whole = static_cast<double>(n);
+        if (std::fmod(rate, whole) != 0 && !std::has_single_bit(n)) continue;
+        if (!isUsual || std::abs(whole - frequency) < std::abs(nearest - frequency)) nearest = whole;
+        isUsual = true;
+    }
+    return std::abs(nearest - frequency) <= doubt * frequency + 1 / elements ? 1 / nearest : 1 / frequency;
 }
 
 }  // namespace cli

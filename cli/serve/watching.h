@@ -46,8 +46,7 @@ class Watching {
     libzepl::ElementType typeOf(std::size_t pipe) const { return pipes_[pipe].type; }
     const Events& eventsOf(std::size_t trigger) const { return triggers_[trigger].events; }
 
-    // From any thread: how far the run is. Samples a second of a pipe follow from it: a pipe has as many for each frame as it
-    // had so far, and exactly one, or one in so many, where that is within what its tasks hold back.
+    // From any thread: how far the run is. How many samples a second a pipe has follows from it.
     void noteProgress(const libzepl::Snapshot& snapshot);
     double rateOf(std::size_t pipe) const;
     double rate() const;
@@ -74,7 +73,8 @@ class Watching {
     double rate_;
 };
 
-// By how many elements of the pipe a frame is followed, once `written` of them came in `frames`.
-double elementsAFrame(std::uint64_t written, std::uint64_t frames);
+// How many elements of a pipe there are to a frame, once `written` of them came in `frames`. Tasks hold some of both back, so
+// that a usual number is taken that is as near as this leaves in doubt.
+double elementsAFrame(std::uint64_t written, std::uint64_t frames, double rate);
 
 }  // namespace cli
