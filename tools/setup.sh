@@ -5,6 +5,9 @@ packages=(g++ cmake ninja-build pkg-config ccache libboost-dev libboost-context-
 
 # What the Python package and its tests need beside them.
 python_packages=(pybind11-dev python3-dev python3-numpy python3-matplotlib python3-distributed python3-pytest mypy)
+# What the page of `zepl serve` is made with; npm can be there without a package of its own.
+page_packages=(nodejs)
+command -v npm >/dev/null || page_packages+=(npm)
 
 # Installs those of the named packages that are not there.
 install_missing() {

@@ -55,7 +55,7 @@ export class Lane {
             height: 160,
             legend: {show: false},
             cursor: {
-                sync: {key: 'scope', scales: ['x', null]},
+                sync: {key: 'scope', scales: ['x', null], filters: {pub: (type) => type === 'mousemove' || type === 'mouseleave'}},
                 points: {show: false},
                 drag: {x: true, y: false, setScale: false, dist: 6},
                 bind: {dblclick: () => () => this.hooks.onBack()},

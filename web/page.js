@@ -70,7 +70,7 @@ function showState(next) {
     byId('stop').disabled = state.phase !== 'running';
     triggers.show(state);
     if (state.pipes.length > 0) scope.setPipes(state.pipes, state.rate);
-    if (isOther || hadEnded !== scope.hasEnded) showSources();
+    if (isOther || hadEnded !== scope.hasEnded || legend.length !== state.pipes.length) showSources();
     variables.show(state.variables);
     tasks.show(state);
     showNotes(state.text);

@@ -41,7 +41,7 @@ export class Scope {
         const known = new Set(pipes.map((pipe) => pipe.name));
         this.settings.shown = (this.settings.shown ?? pipes.slice(0, atFirst).map((pipe) => pipe.name)).filter((name) => known.has(name)).slice(0, mostShown);
         if (this.settings.shown.length === 0) this.settings.shown = pipes.slice(0, atFirst).map((pipe) => pipe.name);
-        this.settings.span ??= nearestSpan(2000 / rate);
+        this.settings.span ??= nearestSpan(Math.min(20, 2000 / rate));
         this.settings.apart ??= this.settings.shown.length > 1;
         this.settings.trigger ??= {mode: this.settings.span < 0.3 ? 'auto' : 'off', level: null, rising: true};
         if (!known.has(this.trigger.pipe)) Object.assign(this.trigger, {pipe: this.settings.shown[0], level: null});
