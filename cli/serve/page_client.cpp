@@ -18,6 +18,8 @@ template <class... Cases>
 struct Either : Cases... {
     using Cases::operator()...;
 };
+template <class... Cases>
+Either(Cases...) -> Either<Cases...>;
 
 }  // namespace
 
