@@ -45,6 +45,8 @@ expect() {
 }
 expect "zepl ne" new-module
 expect "zepl rep" replay
+expect "zepl se" serve
+expect "zepl serve heart.zp --lis" --listen
 expect "zepl run --fee" --feed
 expect "zepl help fir" FIRFILTER FIRLOWPASS
 expect "zepl check h" heart.zp
