@@ -22,7 +22,8 @@ void runDefinition(benchmark::State& state, const std::string& expression,
         const Procedure procedure = parseProcedure({"bench.zp", text}, mistakes);
         BoundProcedure bound = bindProcedure(procedure, bench::library(), {}, mistakes);
         Session& session = *bound.session;
-        for (const std::string& name : inputs) session.feedMemory(session.pipeNamed(name), source.data(), source.size());
+        for (const std::string& name : inputs)
+            session.feedMemory(session.pipeNamed(name), source.data(), source.size());
         session.collect(session.pipeNamed("d"), {}, bench::samples);
         if (session.run().status != Report::Status::ok) state.SkipWithError("the run failed");
     }
