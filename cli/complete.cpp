@@ -107,7 +107,8 @@ Words candidates(const CLI::App& app, const Words& words) {
     }
     if (last.starts_with("--") && last.find('=') != std::string::npos) return {anyFile};
     if (last.starts_with("-")) return optionsOf(*action);
-    if (words[0] == "run" || words[0] == "serve" || words[0] == "check" || words[0] == "batch") return {std::string(anyFile) + " .zp"};
+    if (words[0] == "run" || words[0] == "serve" || words[0] == "check" || words[0] == "batch")
+        return {std::string(anyFile) + " .zp"};
     if (words[0] == "plot") return {anyFile};
     if (words[0] == "replay") return {anyFile};
     if (words[0] == "help") return commandNames();

@@ -38,6 +38,10 @@ export class Lane {
         this.readout.className = 'readout';
         this.plot.over.append(this.readout);
         this.addWheel();
+        this.plot.over.addEventListener('pointerdown', () => {
+            this.isPressed = true;
+            addEventListener('pointerup', () => (this.isPressed = false), {once: true, capture: true});
+        });
     }
 
     options(label) {
@@ -170,7 +174,8 @@ export class Lane {
     }
 
     selected(u) {
-        if (u.select.width < 6) return;
+        // While the mouse is down, new pictures can come.
+        if (this.isPressed || u.select.width < 6) return;
         const from = u.posToVal(u.select.left, 'x'), to = u.posToVal(u.select.left + u.select.width, 'x');
         u.setSelect({left: 0, top: 0, width: 0, height: 0}, false);
         this.hooks.onZoom(from, to);

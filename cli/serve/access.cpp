@@ -31,8 +31,9 @@ constexpr std::array<std::pair<std::string_view, Verdict>, 4> places{
 }  // namespace
 
 ListenAddress listenAddressOf(const std::string& text) {
-    const libzepl::Problem wrong("--listen " + text + " is no address",
-                                 "give a numeric address and a port, such as 127.0.0.1:8080 or [::1]:8080; port 0 takes a free one");
+    const libzepl::Problem wrong(
+        "--listen " + text + " is no address",
+        "give a numeric address and a port, such as 127.0.0.1:8080 or [::1]:8080; port 0 takes a free one");
     ListenAddress address;
     const std::size_t colon = text.rfind(':');
     const std::string port = colon == std::string::npos ? text : text.substr(colon + 1);

@@ -16,8 +16,9 @@ fs::path folderOfBundle() {
     const fs::path tool = fs::read_symlink("/proc/self/exe", unknown).parent_path();
     for (const fs::path& folder : {tool / "web", tool.parent_path() / "share" / "zepl" / "web"})
         if (fs::exists(folder / "index.html", unknown)) return folder;
-    throw libzepl::Problem("the page is not built: there is no " + (tool / "web").string() + "/index.html",
-                           "./zepl serve in the source tree builds it, with npm, and so does ninja page in the build's folder");
+    throw libzepl::Problem(
+        "the page is not built: there is no " + (tool / "web").string() + "/index.html",
+        "./zepl serve in the source tree builds it, with npm, and so does ninja page in the build's folder");
 }
 
 std::string replaced(std::string text, const std::string& word, const std::string& by) {

@@ -64,8 +64,7 @@ Look::Trigger triggerOf(const Json& object) {
 Look lookOf(const Json& object) {
     constexpr double longest = 1e9;
     Look look;
-    if (object.contains("look"))
-        look.number = static_cast<std::uint32_t>(wholeOf(object["look"], "look", 0xFFFF'FFFF));
+    if (object.contains("look")) look.number = static_cast<std::uint32_t>(wholeOf(object["look"], "look", 0xFFFF'FFFF));
     look.pipes = pipesOf(object, "pipes");
     look.sampled = pipesOf(object, "sampled");
     look.span = realOf(object, "span", 1e-9, longest);
@@ -83,7 +82,8 @@ SetValue valueOf(const Json& object) {
     if (!value.is_number()) throw Mistake{"value is no number"};
     SetValue set{name.get<std::string>(), {}};
     set.value.real = value.get<double>();
-    set.value.isInteger = value.is_number_integer() && (!value.is_number_unsigned() || value.get<std::uint64_t>() >> 63 == 0);
+    set.value.isInteger =
+        value.is_number_integer() && (!value.is_number_unsigned() || value.get<std::uint64_t>() >> 63 == 0);
     if (set.value.isInteger) set.value.integer = value.get<std::int64_t>();
     return set;
 }

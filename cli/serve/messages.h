@@ -24,15 +24,15 @@ struct Look {
         bool waits = false;  // no picture without an event
     };
 
-    std::uint32_t number = 0;         // comes back with each picture
-    std::vector<std::size_t> pipes;   // their places in the state's list
-    double span = 1;                  // seconds
-    std::size_t columns = 1000;       // of a picture
-    std::optional<double> end;        // of the stretch, in seconds since the start of the run; else the newest samples
-    std::optional<Trigger> trigger;   // the stretch has such an event at a fifth of its length
-    std::vector<std::size_t> sampled; // pipes whose last samples are wanted, for spectra
-    std::size_t samples = 4096;       // of each of these
-    double pictures = 30;             // a second at most
+    std::uint32_t number = 0;          // comes back with each picture
+    std::vector<std::size_t> pipes;    // their places in the state's list
+    double span = 1;                   // seconds
+    std::size_t columns = 1000;        // of a picture
+    std::optional<double> end;         // of the stretch, in seconds since the start of the run; else the newest samples
+    std::optional<Trigger> trigger;    // the stretch has such an event at a fifth of its length
+    std::vector<std::size_t> sampled;  // pipes whose last samples are wanted, for spectra
+    std::size_t samples = 4096;        // of each of these
+    double pictures = 30;              // a second at most
 };
 
 struct SetValue {

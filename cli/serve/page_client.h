@@ -32,8 +32,8 @@ class PageClient {
     bool receive(std::string_view text, Clock::time_point now);
 
  private:
-    static constexpr double burst = 400;      // requests
-    static constexpr double aSecond = 100;    // that are let through for long
+    static constexpr double burst = 400;    // requests
+    static constexpr double aSecond = 100;  // that are let through for long
     static constexpr int mostMistakes = 20;
 
     bool admits(Clock::time_point now);

@@ -75,8 +75,7 @@ std::optional<double> eventOf(const Look& look, double complete, Watching& watch
     const double rate = watching.rateOf(look.trigger->pipe);
     const double until = (complete - look.span * (1 - eventPlace)) * rate;
     if (until < 1) return {};
-    const auto place =
-        trace->crossing(look.trigger->level, look.trigger->isRising, static_cast<std::uint64_t>(until));
+    const auto place = trace->crossing(look.trigger->level, look.trigger->isRising, static_cast<std::uint64_t>(until));
     if (!place) return {};
     return *place / rate;
 }

@@ -17,8 +17,9 @@ int serve(const ServeArguments& arguments) {
     print(server.address() + "\n");
     flush();
     if (!server.isLoopback())
-        std::fputs("note: other computers reach this address; the token in it is all that keeps them out, and goes in clear\n",
-                   stderr);
+        std::fputs(
+            "note: other computers reach this address; the token in it is all that keeps them out, and goes in clear\n",
+            stderr);
     LiveRun runs(arguments.run, library, stop);
     server.run(runs, std::filesystem::path(arguments.run.procedure).filename().string(), *stop);
     return statusOfSignal();

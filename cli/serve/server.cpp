@@ -242,9 +242,9 @@ class Server::Impl::HttpConnection : public std::enable_shared_from_this<HttpCon
 
 void Server::Impl::listen(const ListenAddress& address) {
     const auto refused = [&](const Error& error) {
-        return libzepl::Problem("cannot listen on " + address.host + " port " + std::to_string(address.port) + ": " +
-                                    error.message(),
-                                "give another address with --listen; port 0 takes a free one");
+        return libzepl::Problem(
+            "cannot listen on " + address.host + " port " + std::to_string(address.port) + ": " + error.message(),
+            "give another address with --listen; port 0 takes a free one");
     };
     Error error;
     const tcp::endpoint endpoint(asio::ip::make_address(address.host, error), address.port);

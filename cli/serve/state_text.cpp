@@ -38,8 +38,8 @@ std::string_view nameOf(RunState::Phase phase) {
 }
 
 std::string_view nameOf(Snapshot::Task::State state) {
-    constexpr std::string_view names[]{"ready",   "waiting for samples", "waiting for an event", "waiting for room",
-                                       "pausing", "ended"};
+    constexpr std::string_view names[]{
+        "ready", "waiting for samples", "waiting for an event", "waiting for room", "pausing", "ended"};
     return names[static_cast<std::size_t>(state)];
 }
 

@@ -27,7 +27,7 @@ struct Events {
 
 class Watching {
  public:
-    static constexpr std::size_t atOnce = 16;      // pipes that are watched from the start of a run on
+    static constexpr std::size_t atOnce = 16;     // pipes that are watched from the start of a run on
     static constexpr std::size_t mostPipes = 64;  // that are watched in all
 
     using WatchPipe = std::function<std::optional<libzepl::Tap>(const std::string& name)>;

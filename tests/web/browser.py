@@ -99,7 +99,8 @@ class Browser:
         move = lambda place: {"type": "pointerMove", "duration": 60, "x": round(place[0]), "y": round(place[1])}
         between = [(a + b) / 2 for a, b in zip(start, end)]
         self.ask("POST", "/actions", {"actions": [{"type": "pointer", "id": "mouse", "actions": [
-            move(start), {"type": "pointerDown", "button": 0}, move(between), move(end), {"type": "pointerUp", "button": 0}]}]})
+            move(start), {"type": "pointerDown", "button": 0}, move(between),
+            move([each - 1 for each in end]), move(end), {"type": "pointerUp", "button": 0}]}]})
 
     def box(self, selector):
         """Left, top, width and height in the window."""

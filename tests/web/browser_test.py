@@ -232,10 +232,11 @@ class PageTest(unittest.TestCase):
 
     def makePictures(self):
         browser, folder = self.browser, pathlib.Path(PICTURES)
-        browser.size(1200, 780)
+        browser.size(1000, 640)
         self.open(str(EXAMPLES / "live/live_scope.zp"))
         browser.until("window.zepl.state().frames > 48000 * 2.6")
         browser.picture(folder / "page-scope.png")
+        browser.size(1200, 780)
         self.open(str(EXAMPLES / "live/live_oven.zp"), "--pace", "10")
         browser.until("window.zepl.state().frames > 10 * 55")
         browser.run("const span = document.querySelector('#span'); span.value = 50; span.dispatchEvent(new Event('change'))")

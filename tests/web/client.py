@@ -126,9 +126,9 @@ class Page:
             elif first & 15 <= 2:
                 return payload if first & 15 == 2 else json.loads(payload)
 
-    def until(self, wanted):
+    def until(self, wanted, seconds=30):
         """The first message for which `wanted` gives true; a failure where none comes."""
-        message, end = None, time.monotonic() + 60
+        message, end = None, time.monotonic() + seconds
         while time.monotonic() < end:
             message = self.read()
             if wanted(message):
