@@ -40,7 +40,8 @@ export class Lane {
         this.addWheel();
         this.plot.over.addEventListener('pointerdown', () => {
             this.isPressed = true;
-            addEventListener('pointerup', () => (this.isPressed = false), {once: true, capture: true});
+            for (const kind of ['pointerup', 'pointercancel'])
+                addEventListener(kind, () => (this.isPressed = false), {once: true, capture: true});
         });
     }
 
@@ -174,7 +175,6 @@ export class Lane {
     }
 
     selected(u) {
-        // While the mouse is down, new pictures can come.
         if (this.isPressed || u.select.width < 6) return;
         const from = u.posToVal(u.select.left, 'x'), to = u.posToVal(u.select.left + u.select.width, 'x');
         u.setSelect({left: 0, top: 0, width: 0, height: 0}, false);

@@ -103,6 +103,8 @@ export class Scope {
     take(frame) {
         if (frame.look !== this.number || frame.kind !== 'columns') return;
         if (this.isPaused && !this.wanted) return;
+        // What the mouse is drawn over stands still.
+        if (this.lanes.some((lane) => lane.isPressed)) return;
         this.frame = frame;
         if (!this.isPaused) {
             this.view = [frame.start, frame.start + frame.step * frame.columns];

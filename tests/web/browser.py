@@ -96,11 +96,13 @@ class Browser:
 
     def drag(self, start, end):
         """Presses the mouse at a place of the window, and lets go at another."""
+        act = lambda *actions: self.ask("POST", "/actions", {"actions": [{"type": "pointer", "id": "mouse", "actions": actions}]})
         move = lambda place: {"type": "pointerMove", "duration": 60, "x": round(place[0]), "y": round(place[1])}
-        between = [(a + b) / 2 for a, b in zip(start, end)]
-        self.ask("POST", "/actions", {"actions": [{"type": "pointer", "id": "mouse", "actions": [
-            move(start), {"type": "pointerDown", "button": 0}, move(between),
-            move([each - 1 for each in end]), move(end), {"type": "pointerUp", "button": 0}]}]})
+        steps = [[a + (b - a) * k / 8 for a, b in zip(start, end)] for k in range(1, 9)]
+        act(move(start), {"type": "pointerDown", "button": 0}, *map(move, steps))
+        # The page has drawn where the mouse is.
+        self.ask("POST", "/execute/async", {"script": "requestAnimationFrame(() => requestAnimationFrame(() => arguments[0](0)))", "args": []})
+        act({"type": "pointerUp", "button": 0})
 
     def box(self, selector):
         """Left, top, width and height in the window."""
