@@ -129,6 +129,8 @@ class PageTest(unittest.TestCase):
         after = browser.run("return window.zepl.scope.view[1] - window.zepl.scope.view[0]")
         self.assertLess(after / before, 0.3)
         browser.run("document.querySelector('.lane .u-over').dispatchEvent(new MouseEvent('dblclick', {bubbles: true}))")
+        browser.until("window.zepl.scope.view[1] - window.zepl.scope.view[0] > 0.199")
+        browser.run("document.querySelector('.lane .u-over').dispatchEvent(new MouseEvent('dblclick', {bubbles: true}))")
         browser.until("!window.zepl.scope.isPaused")
 
     def test_TheTriggersLevelIsDragged(self):
