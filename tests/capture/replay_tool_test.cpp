@@ -62,7 +62,7 @@ TEST_F(ReplayTool, AKilledRunIsReplayedAsFarAsItWent) {
     put("p.zp", "pipe a : int16 from \"-\"\npipe b : int16 = a * 2 to \"-\"\nvariable v : int16 = 1\n");
     LiveTool tool(folder_, {"run", "p.zp", "--capture", "kept"});
     std::size_t written = 0;
-    for (const std::size_t n : {1000, 3, 5000}) {
+    for (const std::size_t n : {1000UL, 3UL, 5000UL}) {
         tool.write(std::string(2 * n, 'x'));
         EXPECT_EQ(tool.read(2 * n).size(), 2 * n);
         written += n;

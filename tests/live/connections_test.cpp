@@ -73,7 +73,7 @@ TEST_F(Connections, GiveWhatTheFileGivesHoweverTheBytesAreSplit) {
         sink->finish();
         std::string format = std::filesystem::path(name).extension().string().substr(1);
         if (format == "bin") format.clear();
-        for (const std::size_t mostPiece : {1, 3, 1000, 100000}) {
+        for (const std::size_t mostPiece : {1UL, 3UL, 1000UL, 100000UL}) {
             SCOPED_TRACE(std::string(name) + " in pieces of up to " + std::to_string(mostPiece));
             // A short stream shows as much of small pieces; one of CSV ends with a line.
             std::string bytes = bytesOf(name);

@@ -77,7 +77,7 @@ class LiveElements : public testing::Test {};
 TYPED_TEST_SUITE(LiveElements, Elements);
 
 TYPED_TEST(LiveElements, WhatAThreadPushesGivesTheBytesThatMemoryGives) {
-    for (const std::size_t capacity : {1, 7, 4096}) {
+    for (const std::size_t capacity : {1UL, 7UL, 4096UL}) {
         const std::vector<TypeParam> samples = randomSamples<TypeParam>(100 * capacity, capacity);
         const auto resultOf = [&](bool isLive) {
             TestSession session({.feed = {.kind = FeedPolicy::Kind::random, .seed = capacity}});

@@ -52,7 +52,7 @@ TYPED_TEST(TapElements, ColumnsHaveTheLeastAndTheGreatestOfTheirNumbers) {
     std::vector<TypeParam> samples = randomBits<TypeParam>(5000, 3);
     if constexpr (std::is_floating_point_v<TypeParam>)
         std::fill_n(samples.begin() + 100, 30, std::numeric_limits<TypeParam>::quiet_NaN());
-    for (const std::size_t perColumn : {1, 7, 64, 1000, 4999, 6000}) {
+    for (const std::size_t perColumn : {1UL, 7UL, 64UL, 1000UL, 4999UL, 6000UL}) {
         TestSession session({.feed = {.kind = FeedPolicy::Kind::random, .seed = perColumn}});
         const PipeId source = session.input<TypeParam>("source", samples);
         const PipeId copy = session.output("copy", {}, elementTypeOf<TypeParam>());
@@ -102,7 +102,7 @@ struct WatchedRun {
 };
 
 TEST(Taps, EverythingThatIsWrittenIsSeenHoweverItIsRead) {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1UL, 2UL, 3UL}) {
         WatchedRun run(true, seed);
         for (std::size_t i = 0; i < run.taps.size(); ++i) {
             const std::string name = run.report.pipes[i].name;
@@ -117,7 +117,7 @@ TEST(Taps, EverythingThatIsWrittenIsSeenHoweverItIsRead) {
 }
 
 TEST(Taps, WatchingAndLookingChangeNothing) {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1UL, 2UL, 3UL}) {
         WatchedRun plain(false, seed), watched(true, seed);
         plain.report.seconds = watched.report.seconds = 0;
         EXPECT_EQ(toJson(plain.report, {}), toJson(watched.report, {}));
