@@ -116,14 +116,14 @@ const std::uint32_t* placeOf(const Trigger& trigger, std::uint64_t position) {
 std::uint64_t maskOf(const Pipe& pipe) { return pipe.mask; }
 std::uint64_t maskOf(const Trigger& trigger) { return trigger.ring.size() - 1; }
 
-// What the storage still has of it.
+// What the storage still has of it: where it cannot be shown later, waits for a taker to make room.
 template <class ChannelType>
-void show(const ChannelType& channel, TapState& tap) {
+void show(const ChannelType& channel, TapState& tap, bool isLastChance = false) {
     if (tap.seen() == channel.writePosition) return;
     const std::uint64_t mask = maskOf(channel), until = channel.writePosition;
     for (std::uint64_t at = until - std::min(until - tap.seen(), mask + 1); at < until;) {
         const std::uint64_t n = std::min(until - at, mask - (at & mask) + 1);
-        if (!tap.add(at, placeOf(channel, at), n)) return;
+        if (!tap.add(at, placeOf(channel, at), n, isLastChance)) return;
         at += n;
     }
 }
@@ -163,7 +163,7 @@ bool showTaps(Engine& e) {
 template <class ChannelType>
 void showTaps(Engine& e, ChannelType& channel) {
     for (const auto& watch : watchesOf(e, channel))
-        if (watch.channel == &channel) show(channel, *watch.tap);
+        if (watch.channel == &channel) show(channel, *watch.tap, true);
 }
 
 template <class ChannelType>
@@ -184,9 +184,14 @@ void releaseDetachedTaps(Engine& e) {
 }
 
 void finishTaps(Engine& e) {
-    showTaps(e);
-    for (const auto& watch : e.watches.pipes) watch.tap->finish();
-    for (const auto& watch : e.watches.triggers) watch.tap->finish();
+    const auto finish = [](const auto& watches) {
+        for (const auto& watch : watches) {
+            show(*watch.channel, *watch.tap, true);
+            watch.tap->finish();
+        }
+    };
+    finish(e.watches.pipes);
+    finish(e.watches.triggers);
 }
 
 template void showTaps(Engine&, Pipe&);

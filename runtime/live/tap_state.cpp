@@ -42,9 +42,12 @@ TapState::TapState(ElementType type, const WatchSettings& settings)
       open_{infinity, -infinity},
       exchanged_(type, settings) {}
 
-bool TapState::add(std::uint64_t position, const void* elements, std::uint64_t n) {
-    const std::unique_lock lock(exchange_, std::try_to_lock);
-    if (!lock) return false;
+bool TapState::add(std::uint64_t position, const void* elements, std::uint64_t n, bool waits) {
+    std::unique_lock lock(exchange_, std::defer_lock);
+    if (waits)
+        lock.lock();
+    else if (!lock.try_lock())
+        return false;
     if (position != seen_ || isBroken_) forgetEarlier(position);
     const auto* bytes = static_cast<const std::byte*>(elements);
     added_.elements.add(bytes, n * widthOf(type_));

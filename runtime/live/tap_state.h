@@ -14,8 +14,8 @@ class TapState {
     TapState(ElementType type, const WatchSettings& settings);
 
     // By the session's thread: elements that are in one piece, the first of them at the running count `position`. False, with
-    // nothing noted, while the taker exchanges the buffers.
-    bool add(std::uint64_t position, const void* elements, std::uint64_t n);
+    // nothing noted, while the taker exchanges the buffers, unless it `waits` for that.
+    bool add(std::uint64_t position, const void* elements, std::uint64_t n, bool waits = false);
     // The run has ended.
     void finish();
     // The count up to which elements were added, or are lost.
