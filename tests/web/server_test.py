@@ -175,7 +175,7 @@ class Pictures(Procedure):
     def ramp(self, count, options=("--pace", "0")):
         (self.folder / "ramp.csv").write_text("\n".join(map(str, range(count))) + "\n")
         served = self.serve('rate 1\npipe ramp : int32 from "ramp.csv"\npipe same : int32 to "same.csv"\n'
-                            'pipe tens : int32 to "tens.csv"\nABS (ramp, same)\nSKIP (ramp, 1, 9, tens)\n', *options)
+                            'pipe tens : int32 to "tens.csv"\nABS (ramp, same)\nSKIP (ramp, 0, 1, 9, tens)\n', *options)
         page = self.open(served)
         page.state(phase="ended")
         page.send({"type": "look", "pipes": [1], "span": 1, "columns": 1})
@@ -246,9 +246,9 @@ class Endurance(Procedure):
             page = self.open(served)
             try:
                 case(page)
-            except ConnectionError:
+                page.link.shutdown(1)
+            except OSError:
                 pass
-            page.link.shutdown(1)
             self.assertTrue(page.is_closed(), f"seed {seed}")
             page.link.close()
         self.assertServed(watcher)
