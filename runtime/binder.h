@@ -21,9 +21,9 @@ enum class OutputMode { write, collect, writeAndCollect };
 class RecordedFiles {
  public:
     virtual ~RecordedFiles() = default;
-    virtual std::uint64_t frames(const std::string& pipe) const = 0;  // of its recording
+    virtual std::uint64_t frames(const std::string& pipe) const = 0;                          // of its recording
     virtual std::optional<std::vector<std::byte>> vector(const std::string& name) const = 0;  // that came from outside
-    virtual std::optional<double> rate() const = 0;  // that its inputs state
+    virtual std::optional<double> rate() const = 0;                                           // that its inputs state
 };
 
 // What the caller changes of a procedure.

@@ -148,8 +148,7 @@ void OutputBinder::addTrigger(const TriggerDeclaration& trigger, const ChannelFi
         return session_.setOutput(id, std::make_unique<DiscardingTriggerSink>(), clause.limit);
     const auto secondsRate = clause.withSeconds ? std::optional(rateOf(to)) : std::nullopt;
     const std::string format = clause.format.empty() && isAddress(to.path) ? "csv" : clause.format;
-    const OutputOptions options =
-        outputOptions(to, {.path = to.path, .format = format});
+    const OutputOptions options = outputOptions(to, {.path = to.path, .format = format});
     std::unique_ptr<TriggerSink> sink;
     if (isWritten(to)) sink = createTriggerSink(to.path, options, format, secondsRate);
     if (isCollected(to, trigger.name)) {
