@@ -8,6 +8,7 @@
 #include "peers.h"
 #include "runtime/addresses.h"
 #include "runtime/files/stream_wait.h"
+#include "runtime/live.h"
 
 namespace libzepl {
 namespace {
@@ -220,6 +221,7 @@ TEST_F(Connections, ThatStallHoldTheSessionUntilItIsStopped) {
     auto report = std::async(std::launch::async, [&] { return session.run(); });
     const Peer peer = listener.accept();
     EXPECT_FALSE(peer.receive().empty());  // the run is under way, and fills what the system keeps
+    while (session.snapshot(std::chrono::milliseconds(200)).isCurrent) continue;
     session.requestStop();
     const Report stopped = report.get();
     EXPECT_EQ(stopped.status, Report::Status::interrupted);
