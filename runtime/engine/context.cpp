@@ -34,6 +34,14 @@ std::size_t pageSize() {
 // Wide enough that a frame of ordinary size cannot reach past it.
 std::size_t guardSize() { return 16 * pageSize(); }
 
+void unmapStack(void* base, std::size_t size) {
+#if defined(LIBZEPL_ADDRESS_SANITIZER)
+    // Frames that were left for good are still marked, and what is mapped here next would be taken for them.
+    __asan_unpoison_memory_region(base, size);
+#endif
+    ::munmap(base, size);
+}
+
 // The stack of usual size that a thread released last, for its next one: a short session takes less time than the mapping of
 // a stack does.
 struct SpareStack {
@@ -41,7 +49,7 @@ struct SpareStack {
     void* base = nullptr;
     std::size_t mapped = 0;
     ~SpareStack() {
-        if (base != nullptr) ::munmap(std::exchange(base, nullptr), mapped);
+        if (base != nullptr) unmapStack(std::exchange(base, nullptr), mapped);
         mapped = most;  // takes nothing more: the thread ends
     }
 };
@@ -94,7 +102,7 @@ Stack::~Stack() {
         spare.base = base_;
         spare.mapped = mapped_;
     } else {
-        ::munmap(base_, mapped_);
+        unmapStack(base_, mapped_);
     }
 }
 
