@@ -18,22 +18,9 @@ namespace {
 
 using namespace libzepl;
 
-std::string unitOf(const ReplayedOutput& output) {
-    switch (output.unit) {
-        case OutputReport::Unit::events:
-            return "event";
-        case OutputReport::Unit::rows:
-            return "row";
-        case OutputReport::Unit::frames:
-            return "frame";
-        default:
-            return "sample";
-    }
-}
-
 // "differs from sample 449 on, or one up to 512, which the run gave in round 9"
 std::string differenceOf(const ReplayedOutput& output) {
-    const std::string unit = unitOf(output), first = std::to_string(output.first);
+    const std::string unit = nameOfOne(output.unit), first = std::to_string(output.first);
     if (output.round == 0)
         return "has more than the run gave: " + unit + " " + first + ", in round " + std::to_string(output.replayRound);
     const std::string round = "round " + std::to_string(output.round);
@@ -55,7 +42,7 @@ void printDifferences(const ReplayResult& result) {
             std::fprintf(stderr, "  %s %s\n", libzepl::quoted(output.name).c_str(), differenceOf(output).c_str());
         else if (output.isCompared)
             std::fprintf(stderr, "  %s is the same, %s\n", libzepl::quoted(output.name).c_str(),
-                         counted(output.count, unitOf(output)).c_str());
+                         counted(output.count, nameOfOne(output.unit)).c_str());
 }
 
 std::string allOutputs(std::size_t compared) {

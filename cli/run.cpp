@@ -31,16 +31,7 @@ void printRendered(const std::vector<Diagnostic>& diagnostics, const Procedure& 
 }
 
 std::string unitOf(const OutputReport& output) {
-    switch (output.unit) {
-        case OutputReport::Unit::events:
-            return "event";
-        case OutputReport::Unit::rows:
-            return "row";
-        case OutputReport::Unit::frames:
-            return "frame";
-        default:
-            return output.channels > 1 ? "frame" : "sample";
-    }
+    return output.unit == OutputReport::Unit::samples && output.channels > 1 ? "frame" : nameOfOne(output.unit);
 }
 
 // What came out where.
@@ -248,6 +239,19 @@ BoundProcedure boundOf(const Procedure& procedure, const CommandLibrary& library
         return bindProcedure(procedure, library, options, diagnostics);
     } catch (const Interrupted&) {
         return none;
+    }
+}
+
+std::string nameOfOne(OutputReport::Unit unit) {
+    switch (unit) {
+        case OutputReport::Unit::events:
+            return "event";
+        case OutputReport::Unit::rows:
+            return "row";
+        case OutputReport::Unit::frames:
+            return "frame";
+        default:
+            return "sample";
     }
 }
 

@@ -52,6 +52,9 @@ void printEnd(const libzepl::Procedure& procedure, const libzepl::Report& report
 libzepl::BoundProcedure boundOf(const libzepl::Procedure& procedure, const libzepl::CommandLibrary& library,
                                 const libzepl::BindOptions& options, std::vector<libzepl::Diagnostic>& diagnostics);
 
+// What one of an output's is called.
+std::string nameOfOne(libzepl::OutputReport::Unit unit);
+
 // Prints the error of a call, with what to do.
 void printProblem(const libzepl::Problem& problem);
 

@@ -117,32 +117,28 @@ Session& Run::session() {
     throw Problem("the procedure has mistakes, so that there is no session");
 }
 
-void Run::run(bool isMainThread) {
+template <class Step>
+void Run::interruptible(bool isMainThread, Step step) {
     {
         const Interruption interruption(stop_, isMainThread);
         Report report;
         {
             const py::gil_scoped_release released;
-            report = session().run();
+            report = step();
         }
         conclude(std::move(report));
     }
     Interruption::check();
 }
 
+void Run::run(bool isMainThread) {
+    interruptible(isMainThread, [this] { return session().run(); });
+}
+
 void Run::start() { session().start(); }
 
 void Run::wait(bool isMainThread) {
-    {
-        const Interruption interruption(stop_, isMainThread);
-        Report report;
-        {
-            const py::gil_scoped_release released;
-            report = session().wait();
-        }
-        conclude(std::move(report));
-    }
-    Interruption::check();
+    interruptible(isMainThread, [this] { return session().wait(); });
 }
 
 // The arrays that were lent are the caller's alone again.

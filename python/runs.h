@@ -33,6 +33,8 @@ class Run {
 
  private:
     void bind(const py::dict& given);
+    template <class Step>
+    void interruptible(bool isMainThread, Step step);  // gives a report, without the interpreter's lock
     void conclude(Report report);
     py::object collected(const CollectedOutput& output, const py::object& owner) const;
 

@@ -58,8 +58,9 @@ const Trace* Watching::look(std::size_t index) {
 void Watching::noteProgress(const libzepl::Snapshot& snapshot) {
     const std::lock_guard lock(progress_);
     rate_ = snapshot.rate;
+    const bool isOver = snapshot.phase == libzepl::Snapshot::Phase::ended;
     for (std::size_t i = 0; i < elementsAFrame_.size() && i < snapshot.pipes.size(); ++i)
-        elementsAFrame_[i] = elementsAFrame(snapshot.pipes[i].written, snapshot.frames, snapshot.rate);
+        elementsAFrame_[i] = elementsAFrame(snapshot.pipes[i].written, snapshot.frames, snapshot.rate, isOver);
 }
 
 double Watching::rateOf(std::size_t pipe) const {
@@ -72,9 +73,9 @@ double Watching::rate() const {
     return rate_;
 }
 
-double elementsAFrame(std::uint64_t written, std::uint64_t frames, double rate) {
+double elementsAFrame(std::uint64_t written, std::uint64_t frames, double rate, bool isOver) {
     if (written == 0 || frames == 0) return 1;
-    constexpr double heldBack = 8192;  // frames that are on their way through tasks and pipes
+    const double heldBack = isOver ? 0 : 8192;  // frames that are on their way
     const auto elements = static_cast<double>(written), all = static_cast<double>(frames);
     const double doubt = heldBack / all;
     if (elements >= all) {

@@ -73,8 +73,8 @@ class Watching {
     double rate_;
 };
 
-// How many elements of a pipe there are to a frame, once `written` of them came in `frames`. Tasks hold some of both back, so
-// that a usual number is taken that is as near as this leaves in doubt.
-double elementsAFrame(std::uint64_t written, std::uint64_t frames, double rate);
+// How many elements of a pipe there are to a frame, once `written` of them came in `frames`. While the run continues, tasks and
+// pipes hold some frames back, so that a usual number is taken that is as near as this leaves in doubt.
+double elementsAFrame(std::uint64_t written, std::uint64_t frames, double rate, bool isOver);
 
 }  // namespace cli

@@ -62,6 +62,7 @@ struct Engine {
     Outside outside;
     Watches watches;
     std::vector<std::shared_ptr<LiveRing>> liveRings;  // that other threads push to
+    std::vector<Charge> liveCharges;                   // what these take
     Outcome outcome;
     std::shared_ptr<RunRecorder> recorder;  // keeps what comes from outside; null where nobody does
     std::shared_ptr<RunScript> script;      // gives it again, in place of inputs that wait and of other threads

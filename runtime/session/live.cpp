@@ -71,13 +71,16 @@ LiveInput& Session::feedLive(PipeId id, std::size_t capacity, int channels) {
     Engine& e = unstarted();
     Pipe& pipe = objectOf(e, id);
     const std::size_t most = e.graph.memory.limit() / widthOf(pipe.type);
-    if (capacity == 0 || capacity > most || !e.graph.memory.reserve(std::bit_ceil(capacity) * widthOf(pipe.type)))
+    Charge charge;
+    if (capacity == 0 || capacity > most ||
+        !charge.reserve(e.graph.memory, std::bit_ceil(capacity) * widthOf(pipe.type)))
         throw Problem(
             "the live input of " + libzepl::quoted(pipe.name) + " is to hold " + std::to_string(capacity) + " elements",
             "give a number from 1 on that the memory limit has room for");
     auto ring = std::make_shared<LiveRing>(capacity, widthOf(pipe.type));
     setInput(id, std::make_unique<RingSource>(ring, channels, std::nullopt));
     e.liveRings.push_back(ring);
+    e.liveCharges.push_back(std::move(charge));
     return *liveInputs_.emplace_back(std::make_unique<LiveInput>(std::move(ring), pipe.type, pipe.name));
 }
 

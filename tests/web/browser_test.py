@@ -127,7 +127,7 @@ class PageTest(unittest.TestCase):
         browser.drag((left + 0.25 * width, top + height / 3), (left + 0.5 * width, top + height / 2))
         browser.until("window.zepl.scope.isPaused")
         after = browser.run("return window.zepl.scope.view[1] - window.zepl.scope.view[0]")
-        self.assertLess(after / before, 0.3)
+        self.assertAlmostEqual(after / before, 0.25, places=1)
         browser.run("document.querySelector('.lane .u-over').dispatchEvent(new MouseEvent('dblclick', {bubbles: true}))")
         browser.until("window.zepl.scope.view[1] - window.zepl.scope.view[0] > 0.199")
         browser.run("document.querySelector('.lane .u-over').dispatchEvent(new MouseEvent('dblclick', {bubbles: true}))")
