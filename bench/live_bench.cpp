@@ -1,10 +1,11 @@
 // What live sessions cost: the way from a push to an output, alone and in quantity, sleep, and taps.
 
 #include <sched.h>
-#include <sys/resource.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <thread>
 
 #include "bench/commands.h"
@@ -133,13 +134,14 @@ void liveFromMemory(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples.size()));
 }
 
-double processorSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& t) {
-        return static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_usec);
+// Of all threads but this one.
+double othersSeconds() {
+    const auto seconds = [](clockid_t clock) {
+        timespec t{};
+        clock_gettime(clock, &t);
+        return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
     };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    return seconds(CLOCK_PROCESS_CPUTIME_ID) - seconds(CLOCK_THREAD_CPUTIME_ID);
 }
 
 void liveIdle(benchmark::State& state) {
@@ -149,9 +151,9 @@ void liveIdle(benchmark::State& state) {
     live.session.start();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     for (auto _ : state) {
-        const double before = processorSeconds();
+        const double before = othersSeconds();
         std::this_thread::sleep_for(std::chrono::seconds(1));
-        state.SetIterationTime(processorSeconds() - before + 1e-12);
+        state.SetIterationTime(std::max(othersSeconds() - before, 0.0) + 1e-12);
     }
     state.SetItemsProcessed(state.iterations());
     input.finish();

@@ -56,7 +56,7 @@ void walk(Archive& archive, CapturedRun& run) {
     SessionOptions& options = run.options;
     archive(options.feed.kind, options.feed.piece, options.feed.seed, options.block, options.memoryLimit, options.rate,
             options.info, options.startTime, options.patience);
-    archive(run.inputsInMemory, run.inputs, run.rows, run.variables, run.outputs);
+    archive(run.shortcuts, run.inputs, run.rows, run.variables, run.outputs);
 }
 
 class Writer {

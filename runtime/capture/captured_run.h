@@ -80,7 +80,7 @@ struct CapturedRun {
     std::vector<CapturedVector> vectors{};           // that came from files
     // The session. Of its options what results can depend on.
     SessionOptions options{};
-    bool inputsInMemory = false;
+    std::uint8_t shortcuts = 0;  // that rounds could take: 1 where all inputs were in memory, 2 for small drains
     std::vector<CapturedInput> inputs{};
     std::vector<CapturedRows> rows{};
     std::vector<CapturedVariable> variables{};

@@ -42,6 +42,10 @@ CapturedOutput outputOf(const Graph& graph, const TriggerOutput& output) {
     return captured;
 }
 
+std::uint8_t shortcutsOf(const Engine& e) {
+    return static_cast<std::uint8_t>((e.feed.inputsInMemory ? 1 : 0) | (e.streams.drainsSmall ? 2 : 0));
+}
+
 // The session, as it stands before anything runs.
 void describe(const Engine& e, CapturedRun& run) {
     const Graph& graph = e.graph;
@@ -50,7 +54,7 @@ void describe(const Engine& e, CapturedRun& run) {
     for (const LoadedModule& module : e.library.modules())
         run.modules.push_back({module.name, module.buildVersion, module.interfaceVersion});
     run.options = e.options;
-    run.inputsInMemory = e.feed.inputsInMemory;
+    run.shortcuts = shortcutsOf(e);
     for (const PipeInput& input : graph.pipeInputs) {
         CapturedInput captured{.pipe = placeIn(graph.pipes, input.pipe), .name = input.pipe->name};
         captured.type = input.pipe->type;

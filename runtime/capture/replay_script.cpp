@@ -117,7 +117,8 @@ void ReplayScript::fillMemory() {
 
 void ReplayScript::begin(Engine& e) {
     round_ = &e.scheduler.round;
-    e.feed.inputsInMemory = e.feed.inputsInMemory && folder_.run.inputsInMemory;
+    e.feed.inputsInMemory = e.feed.inputsInMemory && (folder_.run.shortcuts & 1) != 0;
+    e.streams.drainsSmall = e.streams.drainsSmall && (folder_.run.shortcuts & 2) != 0;
     if (stopsBefore_ && e.options.feed.kind != FeedPolicy::Kind::whole) stopRound_ = 0;
 }
 

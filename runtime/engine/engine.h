@@ -34,6 +34,7 @@ struct Streams {
     bool hasLiveInputs = false;  // some can have nothing yet, and more later
     bool hasOutputs = false;     // some are read while they are written
     bool started = false;
+    bool drainsSmall = false;  // outputs may take what rounds give in the context of a task, and write it later
     std::chrono::steady_clock::time_point lastFlush;
 };
 

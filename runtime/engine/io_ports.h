@@ -78,11 +78,35 @@ class LastFrame {
     std::vector<std::byte> whole_, incomplete_;
 };
 
+// What an output has taken and not written yet. Rounds that give it a few elements each would else cost the dispatcher's turn
+// and the sink's call in each.
+class Unwritten {
+ public:
+    // Room for 4096 bytes; there is none before.
+    void prepare() { bytes_ = std::make_unique_for_overwrite<std::byte[]>(room_ = 4096); }
+    bool hasRoomFor(std::size_t bytes) const { return bytes <= room_ - size_; }
+    // The next `n` elements of the port, which has them; there is room for them. Where they are now.
+    const void* take(const PipePort& port, std::uint64_t n) {
+        std::byte* to = bytes_.get() + size_;
+        port.channel->copyOut(port.readPosition, to, n);
+        size_ += n << port.channel->widthShift;
+        return to;
+    }
+    std::size_t size() const { return size_; }
+    const void* data() const { return bytes_.get(); }
+    void clear() { size_ = 0; }  // `data()` keeps what it has until the next is taken
+
+ private:
+    std::unique_ptr<std::byte[]> bytes_;
+    std::size_t room_ = 0, size_ = 0;
+};
+
 struct PipeOutput {
     PipePort port;  // reads, unless the pipe keeps all, for a session that collects it
     std::unique_ptr<Sink> sink;
     std::optional<std::uint64_t> limit;
     std::uint64_t count = 0;  // elements taken
+    Unwritten unwritten{};
     LastFrame last{};
     bool independent = false;  // depends on no input
     std::size_t place = 0;     // among all outputs, from when the run begins
@@ -111,14 +135,16 @@ struct FrameOutput {
         PipePort port;
         std::uint64_t channels = 1;       // elements to a frame
         std::vector<std::byte> joined{};  // elements that the end of the storage parts
+        Unwritten unwritten{};
         LastFrame last{};
 
         std::uint64_t frames() const { return port.available() / channels; }
         bool isBehind() const { return port.mode == PortMode::reading && frames() == 0; }
     };
-    std::string name;             // as messages call it
-    bool isTable = false;         // it has rows, else frames
-    std::vector<Member> members;  // in the order of the columns
+    std::string name;                    // as messages call it
+    bool isTable = false;                // it has rows, else frames
+    std::vector<Member> members;         // in the order of the columns
+    std::vector<const void*> columns{};  // of the members, for a call of the sink
     std::unique_ptr<JointSink> sink;
     std::optional<std::uint64_t> limit;  // frames
     std::uint64_t count = 0;             // frames taken

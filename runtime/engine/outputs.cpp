@@ -43,15 +43,27 @@ void countDrain(Engine& e, Output& output, std::uint64_t n) {
     if (output.complete()) close(e, output);
 }
 
+void write(PipeOutput& output, const void* elements, std::uint64_t n) {
+    const unsigned shift = output.port.channel->widthShift;
+    output.sink->write(elements, n);
+    output.last.take(static_cast<const std::byte*>(elements), n << shift,
+                     static_cast<std::size_t>(output.sink->channels()) << shift);
+}
+
+void writeUnwrittenOf(PipeOutput& output) {
+    const std::uint64_t n = output.unwritten.size() >> output.port.channel->widthShift;
+    output.unwritten.clear();
+    if (n > 0) write(output, output.unwritten.data(), n);
+}
+
 void drainUpTo(Engine& e, PipeOutput& output, std::uint64_t max) {
     Pipe& pipe = *output.port.channel;
+    writeUnwrittenOf(output);
     for (std::uint64_t left = std::min(takeable(output), max); left > 0;) {
         const std::uint64_t index = output.port.readPosition & pipe.mask, run = std::min(left, pipe.mask - index + 1);
         const void* elements = pipe.storage + (index << pipe.widthShift);
         if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, &elements, run);
-        output.sink->write(elements, run);
-        output.last.take(static_cast<const std::byte*>(elements), run << pipe.widthShift,
-                         static_cast<std::size_t>(output.sink->channels()) << pipe.widthShift);
+        write(output, elements, run);
         left -= run;
         commitDrain(e, output.port, run);
         countDrain(e, output, run);
@@ -68,24 +80,38 @@ const void* elementsOf(FrameOutput::Member& member, std::uint64_t n) {
     return member.joined.data();
 }
 
-void keepLast(FrameOutput& output, const std::vector<const void*>& columns, std::uint64_t frames) {
-    for (std::size_t i = 0; i < columns.size(); ++i) {
+void keepLast(FrameOutput& output, std::uint64_t frames) {
+    for (std::size_t i = 0; i < output.columns.size(); ++i) {
         FrameOutput::Member& member = output.members[i];
         const std::size_t frame = member.channels << member.port.channel->widthShift;
-        member.last.take(static_cast<const std::byte*>(columns[i]) + (frames - 1) * frame, frame, frame);
+        member.last.take(static_cast<const std::byte*>(output.columns[i]) + (frames - 1) * frame, frame, frame);
     }
+}
+
+void write(FrameOutput& output, std::uint64_t frames) {
+    output.sink->write(output.columns.data(), frames);
+    keepLast(output, frames);
+}
+
+void writeUnwrittenOf(FrameOutput& output) {
+    const FrameOutput::Member& first = output.members.front();
+    const std::uint64_t frames = (first.unwritten.size() >> first.port.channel->widthShift) / first.channels;
+    for (std::size_t i = 0; i < output.members.size(); ++i) {
+        output.columns[i] = output.members[i].unwritten.data();
+        output.members[i].unwritten.clear();
+    }
+    if (frames > 0) write(output, frames);
 }
 
 void drainUpTo(Engine& e, FrameOutput& output, std::uint64_t max) {
     constexpr std::uint64_t maxPiece = 4096;  // frames
-    std::vector<const void*> columns(output.members.size());
+    writeUnwrittenOf(output);
     for (std::uint64_t left = std::min(takeable(output), max); left > 0;) {
         const std::uint64_t piece = std::min(left, maxPiece);
-        for (std::size_t i = 0; i < columns.size(); ++i)
-            columns[i] = elementsOf(output.members[i], piece * output.members[i].channels);
-        if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, columns.data(), piece);
-        output.sink->write(columns.data(), piece);
-        keepLast(output, columns, piece);
+        for (std::size_t i = 0; i < output.columns.size(); ++i)
+            output.columns[i] = elementsOf(output.members[i], piece * output.members[i].channels);
+        if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, output.columns.data(), piece);
+        write(output, piece);
         left -= piece;
         for (FrameOutput::Member& member : output.members) commitDrain(e, member.port, piece * member.channels);
         countDrain(e, output, piece);
@@ -112,6 +138,36 @@ void drainUpTo(Engine& e, TriggerOutput& output, std::uint64_t max) {
         countDrain(e, output, 1);
     }
 }
+
+bool drainSmall(Engine& e, PipeOutput& output) {
+    const std::uint64_t n = takeable(output);
+    if (n == 0) return true;
+    if (output.limit || !output.unwritten.hasRoomFor(n << output.port.channel->widthShift)) return false;
+    const void* elements = output.unwritten.take(output.port, n);
+    if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, &elements, n);
+    commitDrain(e, output.port, n);
+    countDrain(e, output, n);
+    return true;
+}
+
+bool drainSmall(Engine& e, FrameOutput& output) {
+    const std::uint64_t frames = takeable(output);
+    if (frames == 0) return true;
+    const auto hasRoom = [&](const FrameOutput::Member& member) {
+        return member.unwritten.hasRoomFor(frames * member.channels << member.port.channel->widthShift);
+    };
+    if (output.limit || !std::all_of(output.members.begin(), output.members.end(), hasRoom)) return false;
+    for (std::size_t i = 0; i < output.members.size(); ++i) {
+        FrameOutput::Member& member = output.members[i];
+        output.columns[i] = member.unwritten.take(member.port, frames * member.channels);
+    }
+    if (e.recorder != nullptr) e.recorder->taken(e.scheduler.round, output.place, output.columns.data(), frames);
+    for (FrameOutput::Member& member : output.members) commitDrain(e, member.port, frames * member.channels);
+    countDrain(e, output, frames);
+    return true;
+}
+
+bool drainSmall(Engine&, TriggerOutput& output) { return takeable(output) == 0; }
 
 // Time moves with each element that the output takes. Those that come after the end of a pause wait for it.
 template <class Output>
@@ -146,6 +202,36 @@ void drainOutputs(Engine& e) {
             naming(e, output, [&] { drainUpTo(e, output, ~std::uint64_t{0}); });
         }
     });
+}
+
+bool drainSmallOutputs(Engine& e) {
+    if (!e.streams.drainsSmall) return false;
+    bool all = true;
+    e.graph.forEachOutput([&](auto& output) { all = all && drainSmall(e, output); });
+    if (all) e.scheduler.serviceRequested = false;
+    return all;
+}
+
+void allowSmallDrains(Engine& e) {
+    if (e.streams.hasLiveInputs || e.streams.hasOutputs || e.pace.isOn()) return;
+    e.streams.drainsSmall = true;
+    for (PipeOutput& output : e.graph.pipeOutputs) output.unwritten.prepare();
+    for (FrameOutput& output : e.graph.frameOutputs)
+        for (FrameOutput::Member& member : output.members) member.unwritten.prepare();
+}
+
+void writeUnwritten(Engine& e) {
+    const auto writeThose = [&](auto& outputs) {
+        for (auto& output : outputs) {
+            try {
+                naming(e, output, [&] { writeUnwrittenOf(output); });
+            } catch (const Problem& problem) {
+                e.outcome.failLate(problem.what(), problem.remedy());
+            }
+        }
+    };
+    writeThose(e.graph.pipeOutputs);
+    writeThose(e.graph.frameOutputs);
 }
 
 bool closeShortOutputs(Engine& e) {

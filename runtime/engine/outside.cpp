@@ -129,10 +129,10 @@ void show(const ChannelType& channel, TapState& tap, bool isLastChance = false) 
 }
 
 template <class ChannelType, class Watches>
-bool showAll(const Watches& watches) {
+bool showAll(const Watches& watches, bool isLastChance) {
     bool isDetached = false;
     for (const Watch<ChannelType>& watch : watches) {
-        show(*watch.channel, *watch.tap);
+        show(*watch.channel, *watch.tap, isLastChance);
         isDetached |= watch.tap->isDetached();
     }
     return isDetached;
@@ -155,8 +155,9 @@ void releaseDetached(Watches& watches) {
 
 }  // namespace
 
-bool showTaps(Engine& e) {
-    const bool pipes = showAll<Pipe>(e.watches.pipes), triggers = showAll<Trigger>(e.watches.triggers);
+bool showTaps(Engine& e, bool isLastChance) {
+    const bool pipes = showAll<Pipe>(e.watches.pipes, isLastChance);
+    const bool triggers = showAll<Trigger>(e.watches.triggers, isLastChance);
     return pipes || triggers;
 }
 

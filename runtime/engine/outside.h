@@ -71,8 +71,9 @@ bool serveOutside(Engine& e);
 // Gives a variable the value that another thread set. All such values come this way.
 void applyValue(Engine& e, Variable& variable, const Cell& value);
 
-// Shows the taps what was written since the last time. True where one is detached.
-bool showTaps(Engine& e);
+// Shows the taps what was written since the last time. True where one is detached. A tap that is just looked at is shown it the
+// next time, but for the last chance before the session sleeps.
+bool showTaps(Engine& e, bool isLastChance = false);
 template <class ChannelType>
 void showTaps(Engine& e, ChannelType& channel);  // those of one channel, whose storage is about to change
 // Shows those of a channel without readers what it is given and does not keep, before its write position moves.

@@ -59,9 +59,9 @@ bool isCheckDue(Engine& e, std::uint64_t round) {
 bool serviceRoundEnd(Engine& e) {
     Scheduler& scheduler = e.scheduler;
     const bool tapDetached = e.watches.any() && showTaps(e);
-    if (tapDetached || e.outside.isAsked() || scheduler.serviceRequested || !e.setUpDone || !e.timing.pausing.empty() ||
-        e.stopRequested())
+    if (tapDetached || e.outside.isAsked() || !e.setUpDone || !e.timing.pausing.empty() || e.stopRequested())
         return true;
+    if (scheduler.serviceRequested && !drainSmallOutputs(e)) return true;
     if (isCheckDue(e, scheduler.round)) return true;
     if (e.feed.inputsInMemory) {
         deliverForTask(e);

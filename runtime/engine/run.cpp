@@ -6,6 +6,7 @@
 #include "runtime/engine/finish_outputs.h"
 #include "runtime/engine/flow.h"
 #include "runtime/engine/inputs.h"
+#include "runtime/engine/outputs.h"
 #include "runtime/engine/rounds.h"
 #include "runtime/engine/streams.h"
 #include "runtime/files/output_file.h"
@@ -91,6 +92,7 @@ void runSession(Engine& e) {
     e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
     e.pace.framesPerSecond = e.timing.clock.rate() * e.options.pace;
     prepareInputs(e);
+    allowSmallDrains(e);
     for (Pipe& pipe : e.graph.pipes) updateWriteLimit(e, pipe);
     for (Trigger& trigger : e.graph.triggers) updateWriteLimit(e, trigger);
     for (PipeOutput& output : e.graph.pipeOutputs)
@@ -123,6 +125,7 @@ void runSession(Engine& e) {
         e.outcome.remedy = "close other programs, or raise what a process may take (ulimit -v)";
     }
     stopStreams(e);
+    writeUnwritten(e);
     if (e.recorder != nullptr) e.recorder->end(e);
     notePace(e);
     finishOutputs(e);

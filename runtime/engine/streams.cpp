@@ -70,6 +70,7 @@ bool awaitLiveInputs(Engine& e) {
         if (!input.ended && hasRoom(*input.pipe) && !input.ready()) awaited.push_back(input.source.get());
     if (awaited.empty()) return false;
     flushStreams(e);
+    showTaps(e, true);
     while (!e.stopRequested() && !serveOutside(e) && !anyReady(awaited)) awaitSources(e, awaited);
     return true;
 }

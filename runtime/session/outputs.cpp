@@ -84,6 +84,7 @@ void Session::setOutput(JointOutputSettings settings, std::unique_ptr<JointSink>
         output.members.back().channels = member.channels;
         notifyOutputs(pipe);
     }
+    output.columns.resize(output.members.size());
     output.sink = std::move(sink);
     e.graph.frameOutputs.push_back(std::move(output));
 }
