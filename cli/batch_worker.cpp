@@ -164,7 +164,7 @@ class Worker {
         try {
             BindOptions options = optionsOf(recording);
             options.session.setUpOnly = true;
-            options.session.cautions = pageCautions(library_);
+            options.session.cautions = pageCautions(library_, plan_.procedure);
             BoundProcedure bound = bindProcedure(plan_.procedure, library_, std::move(options), found);
             if (bound.session != nullptr)
                 for (Diagnostic& each : diagnose(bound.procedure, bound.session->run(), bound.advice))

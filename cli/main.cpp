@@ -219,6 +219,24 @@ void addReplayOptions(CLI::App& command, cli::ReplayArguments& arguments) {
         "differs; 2 when the call or the folder is wrong.");
 }
 
+void addCommandsOptions(CLI::App& command, cli::CatalogueArguments& arguments) {
+    command
+        .add_option("word", arguments.word,
+                    "Only those with WORD in their name, summary, signature or page, the nearest first")
+        ->type_name("WORD");
+    command.add_flag("--json", arguments.json, "List them as JSON");
+    command.add_flag("--signatures", arguments.signatures, "With stack space and signature");
+    addModuleOptions(command, arguments.modules);
+}
+
+void addHelpOptions(CLI::App& command, cli::CatalogueArguments& arguments) {
+    command
+        .add_option("topic", arguments.word,
+                    "A command, or language, files, batch, feeding, live, errors, report or plots")
+        ->type_name("TOPIC");
+    addModuleOptions(command, arguments.modules);
+}
+
 // A first word that the tool does not know gets a message of its own.
 void refuseUnknownAction(const CLI::App& app, int count, char** words) {
     if (count < 2 || *words[1] == '-') return;
@@ -321,44 +339,42 @@ int dispatch(int count, char** words) {
     cli::RunArguments runArguments;
     cli::CatalogueArguments catalogue;
 
-    CLI::App* run = app.add_subcommand("run", "Run a procedure");
-    addRunOptions(*run, runArguments);
-    run->add_option("--capture", runArguments.capture, "Keep in this new folder what zepl replay runs again")
-        ->type_name("FOLDER");
     cli::ReplayArguments replayArguments;
-    CLI::App* replay = app.add_subcommand("replay", "Run again what a run with --capture had, and compare");
-    addReplayOptions(*replay, replayArguments);
     cli::ServeArguments serveArguments;
+    cli::BatchArguments batchArguments;
+    cli::PlotArguments plotArguments;
+    std::string moduleName;
+    CLI::App* run = app.add_subcommand("run", "Run a procedure");
+    CLI::App* replay = app.add_subcommand("replay", "Run again what a run with --capture had, and compare");
     CLI::App* serve = app.add_subcommand("serve", "Run a procedure, and serve a page to look at it in a browser");
-    addServeOptions(*serve, serveArguments);
     CLI::App* check =
         app.add_subcommand("check", "Do everything up to the first sample: parse, bind, and set up each task");
-    addRunOptions(*check, runArguments);
-    cli::BatchArguments batchArguments;
     CLI::App* batch = app.add_subcommand("batch", "Run a procedure on many recordings, on all processors");
-    addBatchOptions(*batch, batchArguments);
     CLI::App* commands = app.add_subcommand("commands", "List the installed commands");
-    commands
-        ->add_option("word", catalogue.word,
-                     "Only those with WORD in their name, summary, signature or page, the nearest first")
-        ->type_name("WORD");
-    commands->add_flag("--json", catalogue.json, "List them as JSON");
-    commands->add_flag("--signatures", catalogue.signatures, "With stack space and signature");
-    addModuleOptions(*commands, catalogue.modules);
     CLI::App* help = app.add_subcommand("help", "Explain a command, a topic, or this tool");
-    help->add_option("topic", catalogue.word,
-                     "A command, or language, files, batch, feeding, live, errors, report or plots")
-        ->type_name("TOPIC");
-    addModuleOptions(*help, catalogue.modules);
-    cli::PlotArguments plotArguments;
     CLI::App* plot = app.add_subcommand("plot", "Draw recordings, tables and events");
-    addPlotOptions(*plot, plotArguments);
-    std::string moduleName;
     CLI::App* create = app.add_subcommand("new-module", "Make a folder with a module of your own to begin with");
-    create->add_option("name", moduleName, "The module's name")->required()->type_name("NAME");
     CLI::App* version =
         app.add_subcommand("version", "Print the versions, and whether module and runtime fit together");
-    addModuleOptions(*version, catalogue.modules);
+
+    // The options of an action that is not named here take time to make and have no use.
+    const std::string named = count > 1 ? words[1] : "";
+    const bool isNamed = !app.get_subcommands([&](const CLI::App* each) { return each->get_name() == named; }).empty();
+    const auto isAsked = [&](const CLI::App* action) { return !isNamed || action->get_name() == named; };
+    if (isAsked(run)) {
+        addRunOptions(*run, runArguments);
+        run->add_option("--capture", runArguments.capture, "Keep in this new folder what zepl replay runs again")
+            ->type_name("FOLDER");
+    }
+    if (isAsked(replay)) addReplayOptions(*replay, replayArguments);
+    if (isAsked(serve)) addServeOptions(*serve, serveArguments);
+    if (isAsked(check)) addRunOptions(*check, runArguments);
+    if (isAsked(batch)) addBatchOptions(*batch, batchArguments);
+    if (isAsked(commands)) addCommandsOptions(*commands, catalogue);
+    if (isAsked(help)) addHelpOptions(*help, catalogue);
+    if (isAsked(plot)) addPlotOptions(*plot, plotArguments);
+    if (isAsked(create)) create->add_option("name", moduleName, "The module's name")->required()->type_name("NAME");
+    if (isAsked(version)) addModuleOptions(*version, catalogue.modules);
 
     if (count > 2 && std::string_view(words[1]) == "complete" && std::string_view(words[2]) == "--")
         return cli::complete(app, {words + 3, words + count});

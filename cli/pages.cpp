@@ -1,5 +1,6 @@
 #include "cli/pages.h"
 
+#include <set>
 #include <sstream>
 
 namespace cli {
@@ -8,6 +9,10 @@ namespace {
 
 // A command of another module can have the name of one that has a page.
 bool isDescribed(const libzepl::Command& command) { return command.module == "zcmds3"; }
+
+void addCautions(libzepl::CautionTable& table, const libzepl::Command* command, const std::string& text) {
+    if (command != nullptr && isDescribed(*command)) table.add(command->name, text);
+}
 
 std::vector<CommandArea> readAreas() {
     std::vector<CommandArea> areas;
@@ -54,10 +59,18 @@ std::string guideSection(const std::string& title) {
 
 std::shared_ptr<const libzepl::CautionTable> pageCautions(const libzepl::CommandLibrary& library) {
     auto table = std::make_shared<libzepl::CautionTable>();
-    for (const auto& [name, text] : cautionTexts()) {
-        const libzepl::Command* command = library.find(name);
-        if (command != nullptr && isDescribed(*command)) table->add(name, text);
-    }
+    for (const auto& [name, text] : cautionTexts()) addCautions(*table, library.find(name), text);
+    return table;
+}
+
+std::shared_ptr<const libzepl::CautionTable> pageCautions(const libzepl::CommandLibrary& library,
+                                                          const libzepl::Procedure& procedure) {
+    std::set<std::string_view> names;
+    for (const libzepl::CommandUse& use : procedure.commands) names.insert(use.command);
+    auto table = std::make_shared<libzepl::CautionTable>();
+    for (const std::string_view name : names)
+        if (const auto found = cautionTexts().find(std::string(name)); found != cautionTexts().end())
+            addCautions(*table, library.find(name), found->second);
     return table;
 }
 

@@ -8,14 +8,17 @@
 
 #include "runtime/cautions.h"
 #include "runtime/commands.h"
+#include "runtime/procedure.h"
 
 namespace cli {
 
 // The page about a command of the module that the pages describe, else an empty text.
 std::string pageOf(const libzepl::Command& command);
 
-// The cautions of the pages, for the commands of the library that they describe.
+// The cautions of the pages, for the commands of the library that they describe, or for those that the procedure uses.
 std::shared_ptr<const libzepl::CautionTable> pageCautions(const libzepl::CommandLibrary& library);
+std::shared_ptr<const libzepl::CautionTable> pageCautions(const libzepl::CommandLibrary& library,
+                                                          const libzepl::Procedure& procedure);
 
 // The areas of commands, in order, with their commands; from docs/commands.md.
 struct CommandArea {

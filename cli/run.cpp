@@ -143,7 +143,6 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
     std::optional<Capture> capture;
     if (!arguments.capture.empty()) capture.emplace(arguments.capture);
     options.session.stop = stop;
-    options.session.cautions = pageCautions(library);
     ProgressLine progress(!arguments.quiet);
     options.session.progress = [&](const Progress& state) { progress.show(state); };
     options.session.console = [&](std::string_view text) {
@@ -151,6 +150,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
         if (!arguments.quiet) std::fwrite(text.data(), 1, text.size(), stderr);
     };
     const Procedure procedure = parseProcedure({arguments.procedure, readTextFile(arguments.procedure)}, diagnostics);
+    options.session.cautions = pageCautions(library, procedure);
     ReportFile reportFile(arguments.report, procedure, library, options);
     std::optional<CrashNotice> crash;
     options.session.crashed = [&crash](Report& report, std::size_t task) { crash->end(report, task); };

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "runtime/diagnostics.h"
 #include "runtime/files/stream_wait.h"
 #include "runtime/live.h"
@@ -26,8 +28,11 @@ std::size_t LiveInput::pushAllRaw(const void* elements, std::size_t n) {
     const auto* from = static_cast<const std::byte*>(elements);
     std::size_t done = pushRaw(from, n);
     while (done < n && !ended()) {
+        // Half of the ring at a time, so that the two threads do not wake each other for every block.
+        const std::size_t wanted = std::min(n - done, (capacity() + 1) / 2);
+        ring_->wantedRoom.store(wanted, std::memory_order_relaxed);
         ring_->emptied.arm();
-        if (room() == 0 && !ended()) awaitAny({ring_->emptied.descriptor()});
+        if (room() < wanted && !ended()) awaitAny({ring_->emptied.descriptor()});
         ring_->emptied.disarm();
         done += pushRaw(from + done * widthOf(type_), n - done);
     }

@@ -26,7 +26,8 @@ struct LiveRing {
     // By the taking thread.
     std::size_t take(void* to, std::size_t count) {
         const std::size_t n = samples.take(to, count);
-        if (n > 0) emptied.notify();
+        if (n > 0 && emptied.isArmed() && samples.room() >= wantedRoom.load(std::memory_order_relaxed))
+            emptied.notify();
         return n;
     }
     void close() noexcept {
@@ -35,10 +36,11 @@ struct LiveRing {
     }
 
     SampleRing samples;
-    Wake filled;                        // the taking thread sleeps on it
-    Wake emptied;                       // the pushing thread sleeps on it, where it waits for room
-    std::atomic<bool> finished{false};  // nothing more is pushed
-    std::atomic<bool> closed{false};    // nothing more is taken
+    Wake filled;                             // the taking thread sleeps on it
+    Wake emptied;                            // the pushing thread sleeps on it, where it waits for room
+    std::atomic<std::size_t> wantedRoom{1};  // that the pushing thread sleeps for; set before `emptied` is armed
+    std::atomic<bool> finished{false};       // nothing more is pushed
+    std::atomic<bool> closed{false};         // nothing more is taken
 };
 
 class RingSource : public Source {

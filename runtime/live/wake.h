@@ -21,11 +21,12 @@ class Wake {
 
     // From any thread, and from a signal's handler.
     void notify() noexcept {
-        if (armed_.load(std::memory_order_seq_cst)) signal();
+        if (isArmed()) signal();
     }
     // By the sleeper: from now on a notification makes the descriptor readable, until disarm().
     void arm() noexcept { armed_.store(true, std::memory_order_seq_cst); }
     void disarm() noexcept;
+    bool isArmed() const noexcept { return armed_.load(std::memory_order_seq_cst); }
     int descriptor() const noexcept { return descriptor_; }
 
  private:

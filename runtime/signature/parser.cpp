@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <set>
 #include <utility>
 
 #include "runtime/signature.h"
@@ -26,6 +25,7 @@ bool isWord(const Token& token) { return !token.text.empty() && isLetter(token.t
 
 std::vector<Token> tokensOf(std::string_view text) {
     std::vector<Token> tokens;
+    tokens.reserve(text.size() / 4 + 1);
     std::size_t at = 0;
     while (at < text.size()) {
         const std::size_t start = at++;
@@ -100,7 +100,7 @@ class Parser {
     std::vector<Token> tokens_;
     std::size_t at_ = 0;
     int depth_ = 0;
-    std::set<std::string> known_;  // the parameters that can come before this place
+    std::vector<std::string_view> known_;  // the parameters that can come before this place
 };
 
 bool Parser::accept(std::string_view text) {
@@ -147,18 +147,19 @@ Signature Parser::signature() {
 }
 
 SignatureNode Parser::alternatives() {
-    const std::set<std::string> before = known_;
-    std::set<std::string> after;
+    const std::size_t before = known_.size();
+    SignatureNode first = sequence();
+    if (!at("|")) return first;
+    std::vector<std::string_view> others;  // that the alternatives so far can give
     SignatureNode node{.form = SignatureNode::Form::alternatives, .parameter = {}, .children = {}};
-    do {
-        known_ = before;
+    node.children.push_back(std::move(first));
+    while (accept("|")) {
+        others.insert(others.end(), known_.begin() + static_cast<std::ptrdiff_t>(before), known_.end());
+        known_.resize(before);
         node.children.push_back(sequence());
-        after.merge(known_);
-    } while (accept("|"));
-    known_ = std::move(after);
-    if (node.children.size() > 1) return node;
-    SignatureNode only = std::move(node.children.front());
-    return only;
+    }
+    known_.insert(known_.end(), others.begin(), others.end());
+    return node;
 }
 
 SignatureNode Parser::sequence() {
@@ -205,8 +206,8 @@ SignatureNode Parser::parameter() {
     }
     parameter.kind = kind();
     if (parameter.kind != SignatureKind::trigger) parameter.type = parameterType(parameter.kind);
+    known_.push_back(token().text);
     parameter.name = word("the parameter's name");
-    known_.insert(parameter.name);
     return node;
 }
 
@@ -236,6 +237,7 @@ SignatureType Parser::typeChoice() {
     enter();
     SignatureType result;
     result.form = TypeForm::choice;
+    result.choices.reserve(4);
     do {
         result.choices.push_back(type());
     } while (accept("|"));
@@ -307,7 +309,8 @@ std::string Parser::reference() {
     expect("(");
     const int offset = token().offset;
     std::string name = word("a parameter's name");
-    if (!known_.contains(name)) throw SignatureError("no parameter " + quoted(name) + " comes before this", offset);
+    if (std::find(known_.begin(), known_.end(), name) == known_.end())
+        throw SignatureError("no parameter " + quoted(name) + " comes before this", offset);
     expect(")");
     return name;
 }
