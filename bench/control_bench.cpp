@@ -103,7 +103,7 @@ void pidCommand(benchmark::State& state) {
 #define CONTROL_PAIR(type, name)                      \
     BENCHMARK(pidCommand<type>)->Name("PID_" #name);  \
     BENCHMARK(pidLaw<type>)->Name("lawOfPID_" #name); \
-    const bool pairOf_##name = bench::compare({area, "PID_" #name, bench::plainLoop, "lawOfPID_" #name, 8})
+    const bool pairOf_##name = bench::compare({area, "PID_" #name, bench::plainLoop, "lawOfPID_" #name, 3})
 
 CONTROL_PAIR(std::int16_t, int16);
 CONTROL_PAIR(std::int32_t, int32);

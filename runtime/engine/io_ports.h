@@ -84,7 +84,8 @@ class Unwritten {
  public:
     // Room for 4096 bytes; there is none before.
     void prepare() { bytes_ = std::make_unique_for_overwrite<std::byte[]>(room_ = 4096); }
-    bool hasRoomFor(std::size_t bytes) const { return bytes <= room_ - size_; }
+    std::size_t room() const { return room_ - size_; }
+    bool hasRoomFor(std::size_t bytes) const { return bytes <= room(); }
     // The next `n` elements of the port, which has them; there is room for them. Where they are now.
     const void* take(const PipePort& port, std::uint64_t n) {
         std::byte* to = bytes_.get() + size_;

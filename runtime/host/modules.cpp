@@ -100,6 +100,8 @@ const Operation operations[] = {
     LIBZEPL_OPERATION(sin_array),
     LIBZEPL_OPERATION(atan2_array),
     LIBZEPL_OPERATION(pow_array),
+    LIBZEPL_OPERATION(turns_alone),
+    LIBZEPL_OPERATION(turns_done),
     LIBZEPL_OPERATION(ModuleOpen),
     LIBZEPL_OPERATION(ModuleProcAddressGet),
     LIBZEPL_OPERATION(ModuleClose),
@@ -110,7 +112,7 @@ const Operation operations[] = {
     LIBZEPL_OPERATION(RtlUnwind),
 };
 #undef LIBZEPL_OPERATION
-static_assert(sizeof operations / sizeof *operations == 76);
+static_assert(sizeof operations / sizeof *operations == 78);
 
 // Gives the text to the caller's console. What that throws must not pass through a task's frames, which are never unwound:
 // the run ends, and run() passes it on.

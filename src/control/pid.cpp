@@ -7,6 +7,7 @@
 #include "frame/checks.h"
 #include "frame/element_type.h"
 #include "frame/exact.h"
+#include "frame/turns.h"
 #include "host/modules.h"
 #include "host/parameters.h"
 #include "module/commands.h"
@@ -109,9 +110,8 @@ void useDefaultLimits(PidController& controller) {
     controller.lolim = -controller.hilim;
 }
 
-// The drive value for this sample's feedback. Not in line: between the host's calls its state would wander from registers
-// to the stack and back.
-[[gnu::noinline]] double nextOutput(const PidController& controller, LoopState& state) {
+// The drive value for this sample's feedback.
+inline double nextOutput(const PidController& controller, LoopState& state) {
     double error = controller.setpoint - state.feedback;
     state.filteredDelta = 0.35 * (state.feedback - state.previousFeedback) + 0.65 * state.filteredDelta;
     double output = controller.K * ((error + state.errorSum) * controller.integralFactor +
@@ -129,6 +129,35 @@ void useDefaultLimits(PidController& controller) {
     return output;
 }
 
+// Not in line: between the host's calls the state would wander from registers to the stack and back.
+[[gnu::noinline]] double singleOutput(const PidController& controller, LoopState& state) {
+    return nextOutput(controller, state);
+}
+
+// What the turns do that the task has for itself, all at once. A set point that is not there stays as it was.
+template <class Element>
+void controlAlone(PidController& controller, LoopState& state) {
+    constexpr std::int32_t most = 1024;
+    const PipeHandle from[] = {controller.feedb, controller.setpt};
+    const std::int32_t pipes = zepl::pipe_num(controller.setpt) != 0 ? 2 : 1;
+    const void* values[2];
+    void* results;
+    const std::int32_t n = turns.alone(from, pipes, controller.drive, most, values, &results);
+    if (n == 0) return;
+    const auto* feedback = static_cast<const Element*>(values[0]);
+    const auto* setpoint = pipes == 2 ? static_cast<const Element*>(values[1]) : nullptr;
+    auto* drive = static_cast<Element*>(results);
+    const PidController& constant = controller;
+    LoopState local = state;
+    for (std::int32_t i = 0; i < n; ++i) {
+        local.feedback = static_cast<double>(feedback[i]);
+        if (setpoint != nullptr) controller.setpoint = static_cast<double>(setpoint[i]);
+        drive[i] = truncateTo<Element>(nextOutput(constant, local));
+    }
+    state = local;
+    turns.done(from, pipes, controller.drive, n);
+}
+
 // An output that is not a number gives what its conversion gives: -2147483648 as int32 and, of that the low bits, 0 as
 // int16.
 template <class Element>
@@ -140,9 +169,12 @@ template <class Element>
     for (;;) {
         if (zepl::pipe_num(controller.setpt) != 0)
             controller.setpoint = static_cast<double>(takeValue<Element>(controller.setpt));
-        sendValue(controller.drive, truncateTo<Element>(nextOutput(controller, state)));
+        sendValue(controller.drive, truncateTo<Element>(singleOutput(controller, state)));
         zepl::task_switch();
-        if (zepl::pipe_num_complete(controller.gains, gainCount) >= gainCount) loadGains(controller, false);
+        if (zepl::pipe_num_complete(controller.gains, gainCount) >= gainCount)
+            loadGains(controller, false);
+        else
+            controlAlone<Element>(controller, state);
         state.feedback = static_cast<double>(takeValue<Element>(controller.feedb));
     }
 }

@@ -1,6 +1,7 @@
 // PID1 is the plain controller for int16: its gains are scaled integers, which can be changed at any sample, and its set
 // point is a variable. It computes in single precision.
 
+#include "frame/turns.h"
 #include "frame/types.h"
 #include "host/modules.h"
 #include "host/parameters.h"
@@ -57,19 +58,43 @@ std::int16_t limited(float output, const Pid1Controller& controller, float& erro
     return static_cast<std::int16_t>(output);
 }
 
+struct Pid1State {
+    float sum = 0;              // of errors
+    std::int16_t previous = 0;  // feedback
+};
+
+// The drive value for this feedback.
+inline std::int16_t nextOutput(const Pid1Controller& controller, Pid1State& state, std::int16_t current) {
+    auto error = static_cast<float>(*controller.setpoint - current);
+    const auto delta = static_cast<float>(current - state.previous);
+    const std::int16_t value = limited(unlimitedOutput(controller, error, state.sum, delta), controller, error);
+    state.sum += error;
+    state.previous = current;
+    return value;
+}
+
+// What the turns do that the task has for itself, all at once: variables stay as they are meanwhile.
+void controlAlone(const Pid1Controller& controller, Pid1State& state) {
+    constexpr std::int32_t most = 1024;
+    const void* values;
+    void* results;
+    const std::int32_t n = turns.alone(&controller.feedback, 1, controller.drive, most, &values, &results);
+    if (n == 0) return;
+    const auto* feedback = static_cast<const std::int16_t*>(values);
+    auto* drive = static_cast<std::int16_t*>(results);
+    for (std::int32_t i = 0; i < n; ++i) drive[i] = nextOutput(controller, state, feedback[i]);
+    turns.done(&controller.feedback, 1, controller.drive, n);
+}
+
 [[noreturn]] void control(Pid1Controller& controller) {
-    float sum = 0;
+    Pid1State state;
     auto current = static_cast<std::int16_t>(zepl::pipe_get(controller.feedback));
-    std::int16_t previous = current;
+    state.previous = current;
     for (;;) {
-        auto error = static_cast<float>(*controller.setpoint - current);
-        const auto delta = static_cast<float>(current - previous);
-        const std::int16_t value = limited(unlimitedOutput(controller, error, sum, delta), controller, error);
-        sum += error;
-        previous = current;
-        zepl::pipe_put(controller.drive, value);
+        zepl::pipe_put(controller.drive, nextOutput(controller, state, current));
         zepl::task_switch();
         controller.readGains();
+        controlAlone(controller, state);
         current = static_cast<std::int16_t>(zepl::pipe_get(controller.feedback));
     }
 }

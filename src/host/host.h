@@ -1,5 +1,5 @@
-// The whole contract between a module and its host: 70 operations, and 6 on arrays (host/mathematics.h) that a host need not
-// have. None of them returns a failure that a module must test: what goes wrong in a host is the host's to report.
+// The whole contract between a module and its host: 70 operations, and 8 that a host need not have, 6 on arrays
+// (host/mathematics.h) and 2 for turns (host/turns.h). None of them returns a failure that a module must test: what goes wrong in a host is the host's to report.
 #pragma once
 
 #include "codes.h"
@@ -13,4 +13,5 @@
 #include "system_info.h"
 #include "tasks.h"
 #include "triggers.h"
+#include "turns.h"
 #include "vectors.h"

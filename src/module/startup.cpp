@@ -3,6 +3,7 @@
 // not by the loader in the middle of a run.
 
 #include "frame/mathematics.h"
+#include "frame/turns.h"
 #include "host/modules.h"
 #include "host/tasks.h"
 
@@ -103,13 +104,23 @@ void bindMathematics(zepl::ModuleHandle host) {
     bind(host, "pow_array", mathematics.powArray);
 }
 
+// Both or none; a host need not have them.
+void bindTurns(zepl::ModuleHandle host) {
+    Turns offered{};
+    bind(host, "turns_alone", offered.alone);
+    bind(host, "turns_done", offered.done);
+    if (offered.alone != nullptr && offered.done != nullptr) turns = offered;
+}
+
 [[gnu::constructor]] void startUp() {
     const zepl::ModuleHandle host = zepl::ModuleOpen("ZEPL");
     if (host == zepl::ModuleHandle{}) return;
-    if (hostHasAll(host))
+    if (hostHasAll(host)) {
         bindMathematics(host);
-    else
+        bindTurns(host);
+    } else {
         zepl::terminate_msg();
+    }
     zepl::ModuleClose(host);
 }
 

@@ -1,5 +1,5 @@
 // scalar_host MODULE PROCEDURE [without]: runs a procedure as the tool does; with the last word, on a host that has none of the
-// mathematics on arrays, whose names it prints as the module looks them up.
+// operations that a host need not have, whose names it prints as the module looks them up.
 
 #include <dlfcn.h>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-bool lacksArrays = false;
+bool isScalar = false;
 
 int run(const std::string& module, const std::filesystem::path& path) {
     using namespace libzepl;
@@ -32,7 +32,8 @@ namespace zepl {
 
 // Stands before the library's own, which the loader knows by its name in the object file.
 void* ModuleProcAddressGet(ModuleHandle module, const char* name) {
-    if (lacksArrays && std::string_view(name).ends_with("_array")) {
+    const std::string_view operation = name;
+    if (isScalar && (operation.ends_with("_array") || operation.starts_with("turns_"))) {
         std::puts(name);
         return nullptr;
     }
@@ -44,6 +45,6 @@ void* ModuleProcAddressGet(ModuleHandle module, const char* name) {
 }  // namespace zepl
 
 int main(int count, char** arguments) {
-    lacksArrays = count == 4;
+    isScalar = count == 4;
     return count < 3 ? 2 : run(arguments[1], arguments[2]);
 }
