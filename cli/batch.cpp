@@ -12,10 +12,10 @@
 #include "cli/progress.h"
 #include "cli/signals.h"
 #include "cli/standard_streams.h"
-#include "runtime/base/wording.h"
-#include "runtime/files/output_place.h"
 #include "runtime/json_writer.h"
+#include "runtime/output_files.h"
 #include "runtime/procedure.h"
+#include "runtime/wording.h"
 
 namespace cli {
 

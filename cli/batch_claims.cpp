@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include "runtime/diagnostics.h"
-#include "runtime/files/output_place.h"
+#include "runtime/output_files.h"
 
 namespace cli {
 
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 // What a name leads to when it is written, also by a link to what is not there.
 fs::path targetOf(const fs::path& file) {
     try {
-        return libzepl::outputPlaceOf(file).path;
+        return libzepl::writtenPath(file);
     } catch (const libzepl::Problem&) {
         return file;  // it cannot be written, as is said when its recording is run
     }

@@ -12,7 +12,7 @@
 
 #include "cli/batch_frames.h"
 #include "cli/batch_table.h"
-#include "runtime/base/wording.h"
+#include "runtime/wording.h"
 
 namespace cli {
 

@@ -9,9 +9,9 @@
 #include "cli/batch_patterns.h"
 #include "cli/batch_recordings.h"
 #include "cli/option_values.h"
-#include "runtime/base/wording.h"
-#include "runtime/binder/files.h"
-#include "runtime/files/output_place.h"
+#include "runtime/binder.h"
+#include "runtime/output_files.h"
+#include "runtime/wording.h"
 
 namespace cli {
 

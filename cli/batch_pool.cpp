@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-#include "runtime/files/output_place.h"
+#include "runtime/output_files.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "cli/batch_frames.h"
-#include "runtime/base/wording.h"
+#include "runtime/wording.h"
 
 namespace cli {
 

@@ -8,7 +8,7 @@
 #include <system_error>
 #include <utility>
 
-#include "runtime/files/output_file.h"
+#include "runtime/output_files.h"
 
 namespace cli {
 
@@ -76,7 +76,7 @@ void BatchTable::rewrite(bool sync) {
     values_.clear();
     counts_.clear();
     for (const auto& [recording, row] : rows_) addColumns(row);
-    libzepl::OutputFile file(plan_.table, {.sync = sync});
+    libzepl::TextFile file(plan_.table, sync);
     file.write(heading());
     for (const auto& [recording, row] : rows_) file.write(lineOf(recording, row));
     file.finish();

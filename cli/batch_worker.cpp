@@ -16,8 +16,7 @@
 #include "cli/batch_frames.h"
 #include "cli/batch_row.h"
 #include "cli/pages.h"
-#include "runtime/files/output_place.h"
-#include "runtime/files/temporary_files.h"
+#include "runtime/output_files.h"
 
 namespace cli {
 
@@ -26,7 +25,7 @@ namespace {
 using namespace libzepl;
 
 extern "C" [[noreturn]] void endWorker(int signal) {
-    temporaryFiles::unlinkAll();
+    removeTemporaryFiles();
     ::_exit(128 + signal);
 }
 
@@ -194,7 +193,7 @@ void runWorker(const BatchPlan& plan, int descriptor, const std::vector<int>& ot
     for (const int other : others) ::close(other);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (::getppid() == parent) Worker(plan, descriptor).serve();
-    temporaryFiles::unlinkAll();
+    removeTemporaryFiles();
     ::_exit(allWell);
 }
 

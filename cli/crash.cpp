@@ -8,7 +8,6 @@
 
 #include "cli/run.h"
 #include "runtime/diagnostics.h"
-#include "runtime/files/temporary_files.h"
 #include "runtime/json_writer.h"
 
 namespace cli {
@@ -59,7 +58,7 @@ class DescriptorSink : public TextSink {
 
 }  // namespace
 
-CrashNotice::CrashNotice(const Procedure& procedure, OutputFile* file, std::vector<ReportModule> modules)
+CrashNotice::CrashNotice(const Procedure& procedure, TextFile* file, std::vector<ReportModule> modules)
     : procedure_(procedure.source.name), file_(file), modules_(std::move(modules)) {
     std::vector<Diagnostic> diagnostics;
     for (const CommandUse& use : procedure.commands)
@@ -101,7 +100,7 @@ void CrashNotice::end(Report& report, std::size_t task) {
         message.write("zepl: error: the report cannot be written\n");
         message.flush();
     }
-    temporaryFiles::unlinkAll();
+    removeTemporaryFiles();
     ::_exit(runFailed);
 }
 
@@ -113,7 +112,7 @@ void endOfLoading(const std::string& module, const char* what) {
           std::string_view(" while it was loaded\n  it is a fault of the module: report it to its author\n")})
         message.write(part);
     message.flush();
-    temporaryFiles::unlinkAll();
+    removeTemporaryFiles();
     ::_exit(wrongCall);
 }
 

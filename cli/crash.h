@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/files/output_file.h"
+#include "runtime/output_files.h"
 #include "runtime/procedure.h"
 #include "runtime/report.h"
 
@@ -16,7 +16,7 @@ namespace cli {
 class CrashNotice {
  public:
     // `file` is the report's, to which nothing was written yet, or null; `modules` are those that it names.
-    CrashNotice(const libzepl::Procedure& procedure, libzepl::OutputFile* file,
+    CrashNotice(const libzepl::Procedure& procedure, libzepl::TextFile* file,
                 std::vector<libzepl::ReportModule> modules);
 
     CrashNotice(const CrashNotice&) = delete;
@@ -34,7 +34,7 @@ class CrashNotice {
     std::string blocks_;
     std::vector<Parts> parts_;  // of `blocks_`, for each task
     std::string procedure_;
-    libzepl::OutputFile* file_;
+    libzepl::TextFile* file_;
     std::vector<libzepl::ReportModule> modules_;
 };
 

@@ -24,9 +24,9 @@
 #include "cli/signals.h"
 #include "cli/standard_streams.h"
 #include "runtime/diagnostics.h"
-#include "runtime/files/stream_wait.h"
-#include "runtime/files/temporary_files.h"
+#include "runtime/output_files.h"
 #include "runtime/session.h"
+#include "runtime/stop_request.h"
 
 namespace {
 
@@ -295,7 +295,7 @@ bool lacksMemory() {
 [[noreturn]] void onTerminate() {
     if (!lacksMemory()) std::abort();
     std::fputs(noMemory, stderr);
-    libzepl::temporaryFiles::unlinkAll();
+    libzepl::removeTemporaryFiles();
     ::_exit(cli::runFailed);
 }
 

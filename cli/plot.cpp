@@ -8,7 +8,7 @@
 #include "cli/run.h"
 #include "cli/signals.h"
 #include "cli/standard_streams.h"
-#include "runtime/files/stream_wait.h"
+#include "runtime/stop_request.h"
 
 namespace cli {
 

@@ -8,9 +8,9 @@
 #include "cli/report_file.h"
 #include "cli/run.h"
 #include "cli/signals.h"
-#include "runtime/base/wording.h"
 #include "runtime/capture.h"
-#include "runtime/files/stream_wait.h"
+#include "runtime/stop_request.h"
+#include "runtime/wording.h"
 
 namespace cli {
 

@@ -1,25 +1,11 @@
 #include "cli/report_file.h"
 
-#include "runtime/binder/files.h"
-#include "runtime/files/stream_wait.h"
-#include "runtime/json_writer.h"
+#include "runtime/diagnostics.h"
+#include "runtime/stop_request.h"
 
 namespace cli {
 
 using libzepl::Problem;
-
-namespace {
-
-class FileText : public libzepl::TextSink {
- public:
-    explicit FileText(libzepl::OutputFile& file) : file_(file) {}
-    void write(std::string_view text) override { file_.write(text); }
-
- private:
-    libzepl::OutputFile& file_;
-};
-
-}  // namespace
 
 std::vector<libzepl::ReportModule> reportModules(const libzepl::CommandLibrary& library) {
     std::vector<libzepl::ReportModule> modules;
@@ -36,7 +22,7 @@ ReportFile::ReportFile(const std::string& name, const libzepl::Procedure& proced
         throw Problem("--report " + name + ": " + (name == "-" ? "standard output " : "that file ") + use,
                       "name a file of its own");
     try {
-        file_ = std::make_unique<libzepl::OutputFile>(name, libzepl::OutputOptions{.sync = options.sync});
+        file_ = std::make_unique<libzepl::TextFile>(name, options.sync);
     } catch (const libzepl::Interrupted&) {
         throw;
     } catch (const Problem& problem) {
@@ -47,8 +33,7 @@ ReportFile::ReportFile(const std::string& name, const libzepl::Procedure& proced
 void ReportFile::write(const libzepl::Report& report, const libzepl::CommandLibrary& library) {
     if (file_ == nullptr) return;
     try {
-        FileText text(*file_);
-        libzepl::writeJson(report, reportModules(library), text);
+        libzepl::writeJson(report, reportModules(library), *file_);
         file_->finish();
     } catch (const Problem& problem) {
         throw Problem(std::string("--report: ") + problem.what(), problem.remedy());

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "runtime/binder.h"
-#include "runtime/files/output_file.h"
+#include "runtime/output_files.h"
 
 namespace cli {
 
@@ -20,11 +20,11 @@ class ReportFile {
     ReportFile(const std::string& name, const libzepl::Procedure& procedure, const libzepl::CommandLibrary& library,
                const libzepl::BindOptions& options);
 
-    libzepl::OutputFile* file() { return file_.get(); }  // null when there is none
+    libzepl::TextFile* file() { return file_.get(); }  // null when there is none
     void write(const libzepl::Report& report, const libzepl::CommandLibrary& library);
 
  private:
-    std::unique_ptr<libzepl::OutputFile> file_;
+    std::unique_ptr<libzepl::TextFile> file_;
 };
 
 }  // namespace cli

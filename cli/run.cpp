@@ -17,8 +17,9 @@
 #include "cli/signals.h"
 #include "runtime/binder.h"
 #include "runtime/capture.h"
-#include "runtime/files/input_file.h"
-#include "runtime/files/stream_wait.h"
+#include "runtime/diagnostics.h"
+#include "runtime/stop_request.h"
+#include "runtime/wording.h"
 
 namespace cli {
 

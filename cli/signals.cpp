@@ -5,7 +5,7 @@
 #include <atomic>
 #include <csignal>
 
-#include "runtime/files/temporary_files.h"
+#include "runtime/output_files.h"
 
 namespace cli {
 
@@ -17,7 +17,7 @@ libzepl::StopRequest* request = nullptr;  // set before a handler is
 extern "C" void onSignal(int signal) {
     int none = 0;
     if (firstSignal.compare_exchange_strong(none, signal)) return request->request();
-    libzepl::temporaryFiles::unlinkAll();
+    libzepl::removeTemporaryFiles();
     ::_exit(128 + signal);
 }
 

@@ -1,6 +1,7 @@
 // From a parsed procedure to a session that can run: names are resolved, literals get their types, files are opened.
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -85,5 +86,12 @@ std::vector<Diagnostic> diagnose(const Procedure& procedure, const Report& repor
 
 // A report for a procedure that was refused before it ran.
 Report refusalReport(const Procedure& procedure, const std::vector<Diagnostic>& diagnostics);
+
+// Where the procedure's own statements look for `name`: in the procedure's folder.
+std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name);
+
+// What the procedure does with that file, as "is read by `a`"; empty where it does not use it. "-" is standard output.
+std::string useOfFile(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
+                      const std::filesystem::path& path);
 
 }  // namespace libzepl

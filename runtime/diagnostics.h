@@ -65,7 +65,7 @@ std::string nearestName(std::string_view given, const std::vector<std::string>& 
 // "did you mean `slope`?" for the nearest name; empty when there is none near.
 std::string suggestion(std::string_view given, const std::vector<std::string>& candidates);
 
-// DeadlockSearch among which many names are looked for; each look passes over most of them without comparing letters.
+// Candidates among which many names are looked for; each look passes over most of them without comparing letters.
 class KnownNames {
  public:
     KnownNames() = default;
@@ -95,5 +95,8 @@ class Problem : public std::runtime_error {
  private:
     std::string remedy_;
 };
+
+// A Problem about a file: "name: reason".
+Problem fileProblem(const std::string& name, const std::string& reason, std::string remedy = {});
 
 }  // namespace libzepl

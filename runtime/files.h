@@ -91,6 +91,13 @@ class Source {
 
 std::unique_ptr<Source> openSource(const ReadRequest& request);
 
+// What a source of CSV is, too: the headings of the file's columns, none where it has no heading line.
+class ColumnHeadings {
+ public:
+    virtual ~ColumnHeadings() = default;
+    virtual const std::vector<std::string>& headings() const = 0;
+};
+
 // Where the bytes of an output go that is no file, such as a connection. Every wait ends with a stop request.
 class OutputStream {
  public:
@@ -188,8 +195,12 @@ bool isStandardStream(const std::filesystem::path& path);
 // no file's.
 bool isAddress(const std::filesystem::path& path);
 
-// Whether the name itself says in which format it is.
+// Whether the name itself says in which format it is, and the endings that do, for messages: ".npy, .csv, .bin, .wav ...".
 bool tellsFormat(const std::filesystem::path& path);
+std::string fileEndings();
+
+// Whether what has that name, and states no other format, is raw samples, which do not say of which type they are.
+bool holdsRawSamples(const std::filesystem::path& path);
 
 // Samples in memory. They stay as they are, and where they are, while they are read.
 struct MemorySamples {

@@ -9,8 +9,7 @@
 #include "cli/plot/reduction.h"
 #include "cli/plot/spectra.h"
 #include "runtime/diagnostics.h"
-#include "runtime/files/input_file.h"
-#include "runtime/files/stream_wait.h"
+#include "runtime/stop_request.h"
 
 namespace cli {
 

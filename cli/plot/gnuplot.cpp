@@ -15,7 +15,8 @@
 
 #include "cli/plot/draw.h"
 #include "runtime/diagnostics.h"
-#include "runtime/files/output_file.h"
+#include "runtime/files.h"
+#include "runtime/output_files.h"
 
 namespace cli {
 
@@ -202,7 +203,7 @@ std::string outputOfGnuplot(const std::string& script) {
 
 void drawByGnuplot(const Picture& picture, const std::filesystem::path& path) {
     const std::string drawn = outputOfGnuplot(scriptOf(picture, path.extension() == ".svg"));
-    libzepl::OutputFile file(libzepl::isStandardStream(path) ? std::filesystem::path("-") : path);
+    libzepl::TextFile file(libzepl::isStandardStream(path) ? std::filesystem::path("-") : path);
     file.write(drawn);
     file.finish();
 }

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
-#include "runtime/base/wording.h"
 #include "runtime/diagnostics.h"
-#include "runtime/files/formats.h"
-#include "runtime/files/input_file.h"
+#include "runtime/wording.h"
 
 namespace cli {
 
@@ -49,10 +47,8 @@ std::unique_ptr<Source> openRawSamples(const std::string& file, const PlotArgume
 
 std::unique_ptr<Source> openAny(const std::string& file, const PlotArguments& arguments) {
     if (!tellsFormat(file) && !isStandardStream(file))
-        throw fileProblem(file, "its name does not say which format it is",
-                          "the endings are .npy, .csv, .bin, " + soundEndings());
-    const bool isRaw = isStandardStream(file) ? file == "-" || file == "-.bin" : kindOf(file, {}) == FileKind::raw;
-    if (isRaw) return openRawSamples(file, arguments);
+        throw fileProblem(file, "its name does not say which format it is", "the endings are " + fileEndings());
+    if (holdsRawSamples(file)) return openRawSamples(file, arguments);
     return openSource({.path = file, .type = ElementType::float64, .conversion = "rounded", .isSplit = true});
 }
 

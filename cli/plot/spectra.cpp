@@ -6,10 +6,10 @@
 #include <cstring>
 #include <limits>
 
-#include "runtime/base/wording.h"
-#include "runtime/files/input_file.h"
-#include "runtime/files/stream_wait.h"
+#include "runtime/diagnostics.h"
 #include "runtime/session.h"
+#include "runtime/stop_request.h"
+#include "runtime/wording.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include "cli/pages.h"
 #include "cli/report_file.h"
 #include "runtime/files.h"
-#include "runtime/files/stream_wait.h"
+#include "runtime/stop_request.h"
 
 namespace cli {
 

@@ -278,4 +278,8 @@ std::string quoted(std::string_view text) {
 Problem::Problem(const std::string& message, std::string remedy)
     : std::runtime_error(message), remedy_(std::move(remedy)) {}
 
+Problem fileProblem(const std::string& name, const std::string& reason, std::string remedy) {
+    return Problem(name + ": " + reason, std::move(remedy));
+}
+
 }  // namespace libzepl

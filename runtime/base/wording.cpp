@@ -1,4 +1,4 @@
-#include "runtime/base/wording.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

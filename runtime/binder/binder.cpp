@@ -7,7 +7,6 @@
 #include <set>
 #include <utility>
 
-#include "runtime/base/wording.h"
 #include "runtime/binder/arguments.h"
 #include "runtime/binder/files.h"
 #include "runtime/binder/option_names.h"
@@ -17,6 +16,7 @@
 #include "runtime/files/memory_source.h"
 #include "runtime/files/output_place.h"
 #include "runtime/files/stream_wait.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

@@ -6,8 +6,8 @@
 #include <tuple>
 #include <utility>
 
-#include "runtime/base/wording.h"
 #include "runtime/binder.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

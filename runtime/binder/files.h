@@ -20,9 +20,6 @@ struct ChannelFile {
     const MemorySamples* samples = nullptr;  // in place of the file
 };
 
-// Where the procedure's own statements look for `name`: in the procedure's folder.
-std::filesystem::path pathBeside(const Procedure& procedure, const std::string& name);
-
 // The file of a channel: the one that the caller names, relative to the working folder, else the declared one. An element of
 // an array of pipes can have one of its own, or its channel of the one that the caller names for the array.
 std::optional<ChannelFile> inputFile(const Procedure& procedure, const BindOptions& options,
@@ -70,9 +67,5 @@ class InputRates {
 // which any number can use. "-" is a text of its own.
 std::string identityOf(const std::filesystem::path& path);
 std::string identityOf(int descriptor);
-
-// What the procedure does with that file, as "is read by `a`"; empty where it does not use it. "-" is standard output.
-std::string useOfFile(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
-                      const std::filesystem::path& path);
 
 }  // namespace libzepl

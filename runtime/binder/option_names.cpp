@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "runtime/base/wording.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

@@ -132,6 +132,6 @@ struct Pbuf {
     std::int32_t maximum = 0;
 };
 
-inline const std::string& nameOf(const Pipe& pipe) { return pipe.name; }
+inline const std::string& channelName(const Pipe& pipe) { return pipe.name; }
 
 }  // namespace libzepl

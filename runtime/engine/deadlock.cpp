@@ -5,8 +5,8 @@
 #include <variant>
 #include <vector>
 
-#include "runtime/base/wording.h"
 #include "runtime/engine/flow.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

@@ -77,7 +77,7 @@ auto naming(Engine& e, const Named& named, Step step) {
     try {
         return step();
     } catch (const Problem&) {
-        if (!e.stopRequested() && e.outcome.reasonChannel.empty()) e.outcome.reasonChannel = nameOf(named);
+        if (!e.stopRequested() && e.outcome.reasonChannel.empty()) e.outcome.reasonChannel = channelName(named);
         throw;
     }
 }

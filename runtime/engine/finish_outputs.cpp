@@ -3,9 +3,9 @@
 #include <cstring>
 #include <type_traits>
 
-#include "runtime/base/wording.h"
 #include "runtime/files/output_file.h"
 #include "runtime/files/stream_wait.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 
@@ -66,7 +66,7 @@ class OutputFinisher {
     void add(EngineOutput& output) {
         FinishedOutput& added = outputs_.emplace_back();
         added.output = output.sink.get();
-        added.report.channel = nameOf(output);
+        added.report.channel = channelName(output);
         added.report.count = output.count;
         added.report.unit = unitOf(output);
         addLast(added.report, output);

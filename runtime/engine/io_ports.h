@@ -160,9 +160,9 @@ struct FrameOutput {
     bool isHeldUp() const;
 };
 
-inline const std::string& nameOf(const PipeOutput& output) { return output.port.channel->name; }
-inline const std::string& nameOf(const TriggerOutput& output) { return output.port.channel->name; }
-inline const std::string& nameOf(const FrameOutput& output) { return output.name; }
+inline const std::string& channelName(const PipeOutput& output) { return output.port.channel->name; }
+inline const std::string& channelName(const TriggerOutput& output) { return output.port.channel->name; }
+inline const std::string& channelName(const FrameOutput& output) { return output.name; }
 
 // What ends an output that nothing else ends.
 template <class Output>

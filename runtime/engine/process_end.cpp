@@ -11,7 +11,6 @@
 #include "runtime/engine/engine.h"
 #include "runtime/engine/load_state.h"
 #include "runtime/engine/stack_guard.h"
-#include "runtime/files/temporary_files.h"
 
 namespace libzepl {
 

@@ -76,7 +76,7 @@ void addCut(const Output& output, const TaskSet& sustaining, std::vector<CutOutp
         continues = continues && writing != nullptr && sustaining[writing->task->number - 1];
         if (continues && writer == nullptr) writer = writing->task;
     });
-    if (continues) cut.push_back({nameOf(output), writer, limitRemedy(output)});
+    if (continues) cut.push_back({channelName(output), writer, limitRemedy(output)});
 }
 
 // Which of the tasks that continue is the likeliest to be the reason that others do.

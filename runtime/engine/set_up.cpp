@@ -46,9 +46,9 @@ void finishSetUp(Engine& e) {
     const TaskSet onInput = tasksOnInputs(e);
     e.graph.forEachOutput([&](auto& output) {
         if (markIndependent(output, onInput) || !e.outcome.isRunning()) return;
-        e.outcome.reasonChannel = nameOf(output);
+        e.outcome.reasonChannel = channelName(output);
         e.outcome.finish(RunEnd::refused,
-                         "the output of `" + nameOf(output) + "` depends on no input, so nothing would end it",
+                         "the output of `" + channelName(output) + "` depends on no input, so nothing would end it",
                          limitRemedy(output));
     });
     if (!e.outcome.isRunning()) return;

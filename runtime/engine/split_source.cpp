@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "runtime/base/wording.h"
 #include "runtime/diagnostics.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

@@ -8,7 +8,7 @@
 
 #include "runtime/engine/engine.h"
 #include "runtime/engine/load_state.h"
-#include "runtime/files/temporary_files.h"
+#include "runtime/output_files.h"
 
 namespace libzepl {
 
@@ -68,7 +68,7 @@ const char* textOf(int signal, const siginfo_t& info) {
 void reportCrash(const char* what) {
     // A second fault, in telling the first one.
     if (crashing.exchange(true)) {
-        temporaryFiles::unlinkAll();
+        removeTemporaryFiles();
         ::_exit(1);
     }
     if (engine != nullptr && engine->scheduler.current != nullptr) {
@@ -84,7 +84,7 @@ void reportCrash(const char* what) {
 void passOn(int signal, const siginfo_t& info) {
     for (std::size_t i = 0; i < caught.size(); ++i) {
         if (caught[i] != signal) continue;
-        if (old[i].sa_handler == SIG_DFL) temporaryFiles::unlinkAll();
+        if (old[i].sa_handler == SIG_DFL) removeTemporaryFiles();
         sigaction(signal, &old[i], nullptr);
     }
     if (info.si_code <= 0) ::raise(signal);  // nothing but a faulting instruction comes again by itself

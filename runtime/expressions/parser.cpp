@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-#include "runtime/base/wording.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

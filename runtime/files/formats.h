@@ -34,13 +34,6 @@ int rawChannels(const ReadRequest& request, const std::string& name);
 bool isSoundEnding(std::string_view ending);
 std::string soundEndings();
 
-// What a source of CSV is, too: the headings of the file's columns, none where it has no heading line.
-class ColumnHeadings {
- public:
-    virtual ~ColumnHeadings() = default;
-    virtual const std::vector<std::string>& headings() const = 0;
-};
-
 std::unique_ptr<Source> openSound(const ReadRequest& request);
 std::unique_ptr<Source> openNpy(const ReadRequest& request);
 std::unique_ptr<Source> openCsv(const ReadRequest& request);

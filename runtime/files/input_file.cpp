@@ -40,10 +40,6 @@ bool writeAll(int descriptor, const std::byte* from, std::size_t count) {
 
 }  // namespace
 
-Problem fileProblem(const std::string& name, const std::string& reason, std::string remedy) {
-    return Problem(name + ": " + reason, std::move(remedy));
-}
-
 void Completeness::lacks(const std::string& reason) {
     if (!partial_)
         throw fileProblem(name_, reason, "check that the file is whole; `partial` after its name reads what is there");

@@ -10,13 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/base/wording.h"
 #include "runtime/diagnostics.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
-
-// A Problem about a file: "name: reason".
-Problem fileProblem(const std::string& name, const std::string& reason, std::string remedy = {});
 
 // What a file lacks is refused, or, where what is there was asked for, noted.
 class Completeness {

@@ -108,17 +108,24 @@ FileKind kindOf(const std::filesystem::path& path, const std::string& format) {
     const std::string ending = endingOf(path);
     if (const auto kind = kindOfEnding(ending)) return *kind;
     if (isStream(path)) return FileKind::raw;
-    throw fileProblem(path.string(),
-                      ending.empty() ? "the name has no ending that says which format it is"
-                                     : "the ending " + libzepl::quoted(ending) + " is of no known format",
-                      "the endings are .npy, .csv, .bin, " + soundEndings() +
-                          "; `format wav` and so on after the name says what another one holds");
+    throw fileProblem(
+        path.string(),
+        ending.empty() ? "the name has no ending that says which format it is"
+                       : "the ending " + libzepl::quoted(ending) + " is of no known format",
+        "the endings are " + fileEndings() + "; `format wav` and so on after the name says what another one holds");
 }
 
 bool tellsFormat(const std::filesystem::path& path) {
     if (isStandardStream(path)) return path != "-";
     if (isAddress(path)) return false;
     return kindOfEnding(endingOf(path)).has_value();
+}
+
+std::string fileEndings() { return ".npy, .csv, .bin, " + soundEndings(); }
+
+bool holdsRawSamples(const std::filesystem::path& path) {
+    const ReadRequest request = withFormat(ReadRequest{.path = path});
+    return kindOf(request.path, request.format) == FileKind::raw;
 }
 
 bool statesRate(const std::filesystem::path& path, const std::string& format) {

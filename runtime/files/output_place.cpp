@@ -141,6 +141,8 @@ OutputPlace outputPlaceOf(const fs::path& named) {
     return place;
 }
 
+fs::path writtenPath(const fs::path& named) { return outputPlaceOf(named).path; }
+
 bool isStream(const fs::path& named) {
     if (named == "-" || isAddress(named)) return true;
     struct stat status {};

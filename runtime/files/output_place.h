@@ -5,8 +5,8 @@
 
 #include <filesystem>
 #include <optional>
-#include <string>
-#include <string_view>
+
+#include "runtime/output_files.h"
 
 namespace libzepl {
 
@@ -25,14 +25,8 @@ struct OutputPlace {
 // What `named` stands for. A Problem for a folder, for a file that is protected, and for links in a circle.
 OutputPlace outputPlaceOf(const std::filesystem::path& named);
 
-// Whether what is written to that name is no file of its own: a FIFO, a device or a descriptor.
-bool isStream(const std::filesystem::path& named);
-
 // The descriptor of this process that a name such as /dev/stdout or /dev/fd/3 stands for.
 std::optional<int> descriptorNamed(const std::filesystem::path& named);
-
-// `path` with `suffix`, its name made shorter where the two are longer than a name can be.
-std::filesystem::path withSuffix(const std::filesystem::path& path, std::string_view suffix);
 
 // A name for what is written to `path` as long as that is not whole; no other file of this machine's processes has it.
 std::filesystem::path temporaryNameOf(const std::filesystem::path& path);
@@ -40,8 +34,5 @@ std::filesystem::path temporaryNameOf(const std::filesystem::path& path);
 // Marks the file as one whose writer lives, as long as the descriptor is open. False when another process is just
 // about to remove it.
 bool markLiving(int descriptor);
-
-// Removes what processes of this machine left under temporary names of `path` when they were killed.
-void removeDeadTemporaries(const std::filesystem::path& path);
 
 }  // namespace libzepl

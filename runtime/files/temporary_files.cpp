@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/output_files.h"
+
 namespace libzepl::temporaryFiles {
 
 namespace {
@@ -31,7 +33,7 @@ std::atomic<Entry*> newest{nullptr};
 
 // A program that ends by exit() leaves none either, as when a thread that a module has started calls it.
 struct AtExit {
-    ~AtExit() { unlinkAll(); }
+    ~AtExit() { removeTemporaryFiles(); }
 } atExit;
 
 bool moves(Entry& entry, State from, State to) { return entry.state.compare_exchange_strong(from, to); }
@@ -60,11 +62,16 @@ void remove(Entry* entry) noexcept {
     if (entry != nullptr) moves(*entry, State::live, State::unused);
 }
 
-void unlinkAll() noexcept {
+}  // namespace libzepl::temporaryFiles
+
+namespace libzepl {
+
+void removeTemporaryFiles() noexcept {
+    using namespace temporaryFiles;
     const int error = errno;
     for (Entry* entry = newest; entry != nullptr; entry = entry->next)
         if (moves(*entry, State::live, State::taken) && entry->owner == ::getpid()) ::unlink(entry->path.c_str());
     errno = error;
 }
 
-}  // namespace libzepl::temporaryFiles
+}  // namespace libzepl

@@ -1,4 +1,5 @@
-// The names of the temporary files that exist now, so that a process that has to end at once leaves none of them.
+// The names of the temporary files that exist now, so that a process that has to end at once leaves none of them:
+// removeTemporaryFiles() of output_files.h removes all that are registered.
 #pragma once
 
 #include <string>
@@ -12,8 +13,5 @@ Entry* add(std::string path);
 
 // The file has its own name now, or is gone. Once for each entry; nullptr is ignored.
 void remove(Entry* entry) noexcept;
-
-// Removes all that are registered, from any thread and also from a signal's handler: for the last moments of a process.
-void unlinkAll() noexcept;
 
 }  // namespace libzepl::temporaryFiles

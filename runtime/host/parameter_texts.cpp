@@ -1,5 +1,5 @@
 #include "runtime/host/parameter_texts.h"
-#include "runtime/base/wording.h"
+#include "runtime/wording.h"
 
 #include <vector>
 

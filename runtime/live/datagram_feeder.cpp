@@ -5,11 +5,11 @@
 #include <cstring>
 #include <system_error>
 
-#include "runtime/base/wording.h"
 #include "runtime/files/formats.h"
 #include "runtime/files/stream_wait.h"
 #include "runtime/live/feeders.h"
 #include "runtime/live/loss.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

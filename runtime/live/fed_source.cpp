@@ -5,8 +5,8 @@
 
 #include <system_error>
 
-#include "runtime/base/wording.h"
 #include "runtime/files/stream_wait.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

@@ -10,11 +10,11 @@
 #include <system_error>
 #include <utility>
 
-#include "runtime/base/wording.h"
 #include "runtime/files/stream_wait.h"
 #include "runtime/live/card.h"
 #include "runtime/live/connect.h"
 #include "runtime/live/feeders.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

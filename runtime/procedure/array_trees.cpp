@@ -1,7 +1,7 @@
 #include "runtime/procedure/array_trees.h"
 
-#include "runtime/base/wording.h"
 #include "runtime/expressions/evaluate.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

@@ -5,12 +5,12 @@
 #include <type_traits>
 #include <utility>
 
-#include "runtime/base/wording.h"
 #include "runtime/expressions/evaluate.h"
 #include "runtime/procedure.h"
 #include "runtime/procedure/array_trees.h"
 #include "runtime/procedure/definitions.h"
 #include "runtime/tokens/lexer.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

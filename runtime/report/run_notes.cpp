@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <set>
 
-#include "runtime/base/wording.h"
 #include "runtime/engine/self_sustaining.h"
 #include "runtime/engine/task_graph.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 
@@ -147,7 +147,7 @@ struct Notes {
     template <class Output>
     void addShortOutput(const Output& output) {
         if (output.limit && !output.complete())
-            lines.push_back("the output of `" + nameOf(output) + "` has " + counted(output.count, unitOf(output)) +
+            lines.push_back("the output of `" + channelName(output) + "` has " + counted(output.count, unitOf(output)) +
                             " of the " + std::to_string(*output.limit) + " asked for");
     }
 

@@ -2,9 +2,9 @@
 #include <map>
 #include <utility>
 
-#include "runtime/base/wording.h"
 #include "runtime/signature.h"
 #include "runtime/signature/kinds.h"
+#include "runtime/wording.h"
 
 namespace libzepl {
 

@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "runtime/output_files.h"
 #include "tests/runtime/files_support.h"
 
 namespace libzepl {
@@ -42,6 +43,26 @@ TEST_F(OutputTest, TwoOutputsOfOneNameHaveTemporaryFilesOfTheirOwn) {
     EXPECT_EQ(elementsOf<std::int16_t>("a.bin").size(), 1U);
     first->finish();
     EXPECT_EQ(elementsOf<std::int16_t>("a.bin").size(), 2U);
+}
+
+TEST_F(OutputTest, ATextTakesThePlaceOfAFileOnlyWhenItIsFinished) {
+    put("a.txt", "before");
+    { TextFile(at("a.txt")).write("lost"); }
+    EXPECT_EQ(bytesOf("a.txt"), "before");
+    TextFile text(at("a.txt"), false);
+    text.write("af");
+    text.write("ter");
+    EXPECT_EQ(bytesOf("a.txt"), "before");
+    text.finish();
+    EXPECT_EQ(bytesOf("a.txt"), "after");
+    EXPECT_EQ(filesInAll(), 1U);
+}
+
+TEST_F(OutputTest, TheNameSaysWhetherAFileHoldsRawSamples) {
+    for (const char* name : {"-", "-.bin", "-.raw", "a.bin", "A.BIN", "tcp://host:1"})
+        EXPECT_TRUE(holdsRawSamples(name)) << name;
+    for (const char* name : {"-.wav", "a.wav", "a.csv", "a.npy"}) EXPECT_FALSE(holdsRawSamples(name)) << name;
+    EXPECT_THROW(holdsRawSamples("-.odd"), Problem);
 }
 
 TEST_F(OutputTest, AFailedWriteIsRefusedAndLeavesNoFile) {

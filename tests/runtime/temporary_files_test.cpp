@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "runtime/output_files.h"
 #include "tests/runtime/files_support.h"
 
 namespace libzepl {
@@ -16,7 +17,7 @@ namespace {
 using TemporaryFilesTest = FilesTest;
 
 void removeAllAndEnd(int) {
-    temporaryFiles::unlinkAll();
+    removeTemporaryFiles();
     ::_exit(7);
 }
 
