@@ -8,6 +8,8 @@ python_packages=(pybind11-dev python3-dev python3-numpy python3-matplotlib pytho
 # What the page of `zepl serve` is made with; npm can be there without a package of its own.
 page_packages=(nodejs)
 command -v npm >/dev/null || page_packages+=(npm)
+# What makes Debian packages.
+package_tools=(dpkg-dev debhelper dh-python lintian lowdown)
 
 # Installs those of the named packages that are not there.
 install_missing() {
