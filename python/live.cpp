@@ -30,7 +30,7 @@ py::tuple lookAtEvents(TriggerTap& tap) {
 }
 
 py::dict dictOf(const Snapshot& snapshot) {
-    static constexpr const char* phases[] = {"unstarted", "running", "ended"};
+    static constexpr const char* phases[] = {"unstarted", "running", "paused", "ended"};
     static constexpr const char* states[] = {"ready",          "waits for samples", "waits for an event",
                                              "waits for room", "pausing",           "ended"};
     py::list tasks, pipes;
@@ -92,6 +92,7 @@ void defineLive(py::module_& module) {
     module.def("set_value", [](Run& run, const std::string& name, const py::object& value) {
         run.session().setNumber(run.session().variableNamed(name), numberOf(value));
     });
+    module.def("set_paused", [](Run& run, bool isPaused) { run.session().setPaused(isPaused); });
     module.def("watch", [](Run& run, const std::string& name, std::size_t elements, std::size_t columns,
                            std::uint64_t perColumn) {
         const PipeId pipe = run.session().pipeNamed(name);

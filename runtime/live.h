@@ -144,7 +144,7 @@ class TriggerTap {
 
 // A session at the end of a round.
 struct Snapshot {
-    enum class Phase { unstarted, running, ended };
+    enum class Phase { unstarted, running, paused, ended };
 
     struct Task {
         enum class State { ready, waitingForElements, waitingForEvent, waitingForRoom, pausing, ended };

@@ -264,6 +264,10 @@ class Session {
     template <class Value>
     void setValue(VariableId variable, Value value);
     void setNumber(VariableId variable, const Number& value);
+    // Holds the run, or lets it continue. While it is paused it sleeps and no round passes, so that its results are those of a
+    // run that was not: values that are set meanwhile take effect at once, a pace continues from where it was. What live inputs
+    // bring waits as far as there is room; a sound card or datagrams lose and count what has none. A stop ends it as ever.
+    void setPaused(bool isPaused);
     // Looks at what is written, from now on; of several taps each sees everything.
     Tap watch(PipeId pipe, const WatchSettings& settings);
     TriggerTap watch(TriggerId trigger, std::size_t events);  // keeps the last so many events between two looks

@@ -148,9 +148,13 @@ def test_a_live_session_takes_samples_and_values():
         assert session.push("x", SAMPLES) == 6
         while session.snapshot()["pipes"][1]["written"] < 6:
             pass
+        session.pause()
         session.set("v", 10)
         session.push("x", [1])
+        held = session.snapshot()
+        assert (held["phase"], held["pipes"][1]["written"], held["variables"]["v"]) == ("paused", 6, 10)
     assert session.result["y"].tolist() == [*(SAMPLES + 5), 11]
+    assert session.snapshot()["phase"] == "ended"
     seen = tap.take()
     assert seen.samples.tolist() == session.result["y"].tolist() and seen.ended
     with pytest.raises(KeyError):

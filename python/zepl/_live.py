@@ -80,6 +80,14 @@ class Live:
         """How the run stands: tasks with what they wait for, pipes, values of variables."""
         return dict(_zepl.snapshot(self._ready.run))
 
+    def pause(self) -> None:
+        """Holds the run until resume(), or the end of a `with`: what is pushed waits as far as there is room, values can be set."""
+        _zepl.set_paused(self._ready.run, True)
+
+    def resume(self) -> None:
+        """Lets a paused run continue."""
+        _zepl.set_paused(self._ready.run, False)
+
     def stop(self) -> None:
         """Ends the run in order, wherever it is."""
         self._ready.run.request_stop()
@@ -101,6 +109,7 @@ class Live:
     def __exit__(self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None) -> None:
         if kind is not None:
             self.stop()
+        self.resume()
         self.finish()
         if kind is None:
             self.wait()

@@ -32,7 +32,7 @@ Snapshot Outside::snapshot(Engine& e, Snapshot (*make)(const Engine& e), std::ch
     const auto answer = [this, isAnswered, make](Engine& engineAsked) {
         Snapshot made = make(engineAsked);
         const std::lock_guard lock(mutex_);
-        made.phase = phase_;
+        made.phase = phaseOfRun();
         last_ = std::move(made);
         *isAnswered = true;
         answered_.notify_all();
@@ -50,12 +50,9 @@ Snapshot Outside::snapshot(Engine& e, Snapshot (*make)(const Engine& e), std::ch
     return latest;
 }
 
-void Outside::begin(Engine& e) {
-    {
-        const std::lock_guard lock(mutex_);
-        phase_ = Phase::running;
-    }
-    serve(e);
+void Outside::begin() {
+    const std::lock_guard lock(mutex_);
+    phase_ = Phase::running;
 }
 
 void Outside::serve(Engine& e) {

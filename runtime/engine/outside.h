@@ -32,8 +32,9 @@ class Outside {
     // How the run stands: by `make` on the session's thread, or on this one where the run has not begun or has ended.
     Snapshot snapshot(Engine& e, Snapshot (*make)(const Engine& e), std::chrono::milliseconds patience);
 
-    // By the session's thread: before anything runs, at the end of a round, and after all.
-    void begin(Engine& e);
+    // From now on requests wait for the session's thread.
+    void begin();
+    // By that thread: before anything runs, at the end of a round, and after all.
     void serve(Engine& e);
     void end(Engine& e);
     // Around a sleep on `wake`: false, and nothing to disarm, where something is asked for by then.
@@ -41,9 +42,13 @@ class Outside {
     void disarm() { wake.disarm(); }
 
     Wake wake;
-    std::uint64_t valuesSet = 0;  // by the session's thread
+    // By the session's thread:
+    std::uint64_t valuesSet = 0;
+    bool isPaused = false;  // the run is to be held
 
  private:
+    Phase phaseOfRun() const { return isPaused && phase_ == Phase::running ? Phase::paused : phase_; }
+
     std::mutex mutex_;
     std::condition_variable answered_;
     std::atomic<bool> asked_{false};

@@ -6,6 +6,7 @@
 
 #include "runtime/engine/engine.h"
 #include "runtime/engine/inputs.h"
+#include "runtime/engine/pause.h"
 #include "runtime/engine/streams.h"
 #include "runtime/files/stream_wait.h"
 
@@ -23,13 +24,15 @@ bool clockCanMove(Engine& e) {
     return inputCanDeliver(e);
 }
 
-void sleepUntil(Engine& e, Pace::Clock::time_point due) {
+// A pause puts off when the frame is due.
+void sleepUntilDue(Engine& e, std::uint64_t frame) {
     flushStreams(e);
-    while (!e.stopRequested() && Pace::Clock::now() < due) {
+    while (!e.stopRequested() && Pace::Clock::now() < e.pace.dueAt(frame)) {
         serveOutside(e);
+        holdWhilePaused(e);
         if (!e.outside.arm()) continue;
         std::vector<pollfd> woken{{e.outside.wake.descriptor(), POLLIN, 0}};
-        awaitEvents(woken, due);
+        awaitEvents(woken, e.pace.dueAt(frame));
         e.outside.disarm();
     }
     serveOutside(e);
@@ -52,9 +55,10 @@ void holdPace(Engine& e) {
     if (!pace.isOn() || !e.setUpDone || !clockCanMove(e)) return;
     const auto now = Pace::Clock::now();
     if (!pace.began) pace.began = now;
-    const auto due = pace.dueAt(e.timing.clock.frame());
+    const std::uint64_t frame = e.timing.clock.frame();
+    const auto due = pace.dueAt(frame);
     pace.late = now - due;
-    if (pace.late < std::chrono::seconds(0)) return sleepUntil(e, due);
+    if (pace.late < std::chrono::seconds(0)) return sleepUntilDue(e, frame);
     // What a live input did not bring cannot be caught up with.
     if (e.streams.hasLiveInputs) *pace.began += now - due;
 }

@@ -6,6 +6,7 @@
 #include "runtime/engine/flow.h"
 #include "runtime/engine/inputs.h"
 #include "runtime/engine/outputs.h"
+#include "runtime/engine/pause.h"
 #include "runtime/engine/self_sustaining.h"
 #include "runtime/engine/set_up.h"
 #include "runtime/engine/stack_guard.h"
@@ -101,10 +102,12 @@ void reportProgress(Engine& e) {
 // Inputs deliver; where only a live one can bring anything further, the session sleeps until it does.
 void serveInputs(Engine& e) {
     holdPace(e);
+    holdWhilePaused(e);
     if (e.stopRequested()) return e.outcome.finish(RunEnd::stopped);
     deliverOnce(e);
     const std::uint64_t round = e.scheduler.round;
     if (e.streams.hasLiveInputs && !e.activity.hasDelivered(round) && awaitLiveInputs(e)) {
+        holdWhilePaused(e);
         if (e.stopRequested()) return e.outcome.finish(RunEnd::stopped);
         e.feed.deliveryRound = 0;
         deliverOnce(e);

@@ -82,6 +82,11 @@ void findStreams(Engine& e) {
 
 }  // namespace
 
+void setClock(Engine& e) {
+    e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
+    e.pace.framesPerSecond = e.timing.clock.rate() * e.options.pace;
+}
+
 void runSession(Engine& e) {
     const CurrentEngine guard(e);
     const WaitScope waiting(
@@ -89,8 +94,6 @@ void runSession(Engine& e) {
     e.outcome.began = e.feed.lastProgress = e.streams.lastFlush = std::chrono::steady_clock::now();
     findStreams(e);
     countOutputs(e);
-    e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
-    e.pace.framesPerSecond = e.timing.clock.rate() * e.options.pace;
     prepareInputs(e);
     allowSmallDrains(e);
     for (Pipe& pipe : e.graph.pipes) updateWriteLimit(e, pipe);

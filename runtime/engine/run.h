@@ -5,6 +5,9 @@
 
 namespace libzepl {
 
+// Sets the clock to its start: from then on a snapshot has the run's rate.
+void setClock(Engine& e);
+
 // Runs the session on this thread. What became of it is in the engine's parts; tasks keep what they have open, for who
 // reports it. What the caller's progress or console threw comes out here, unless it was a Problem.
 void runSession(Engine& e);

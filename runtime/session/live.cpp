@@ -99,6 +99,10 @@ void Session::setNumber(VariableId id, const Number& value) {
     });
 }
 
+void Session::setPaused(bool isPaused) {
+    engine_->outside.ask([isPaused](Engine& e) { e.outside.isPaused = isPaused; });
+}
+
 Tap Session::watch(PipeId id, const WatchSettings& settings) {
     Pipe& pipe = objectOf(*engine_, id);
     return Tap(attached(*engine_, pipe, pipe.type, settings));
@@ -117,6 +121,7 @@ void Session::start() {
     try {
         thread_ = std::make_unique<SessionThread>([this] { return runToEnd(); });
     } catch (const std::system_error& error) {
+        engine_->outside.end(*engine_);
         throw Problem(std::string("the system gives the session no thread: ") + error.what(),
                       "end other programs, or raise what a user may run (ulimit -u)");
     }

@@ -123,7 +123,7 @@ PipeInput& addInput(Engine& e, Pipe& pipe, std::optional<std::uint64_t> length, 
 // What other threads have of the run, while it lasts.
 class LiveRun {
  public:
-    explicit LiveRun(Engine& e) : e_(e) { e_.outside.begin(e_); }
+    explicit LiveRun(Engine& e) : e_(e) { e_.outside.serve(e_); }
     LiveRun(const LiveRun&) = delete;
     LiveRun& operator=(const LiveRun&) = delete;
     ~LiveRun() {
@@ -307,7 +307,12 @@ void Session::setTriggerProperty(TriggerId id, std::uint32_t selector, std::uint
 
 Engine& engineOf(Session& session) { return *session.engine_; }
 
-void Session::begin() { unstarted().started = true; }
+void Session::begin() {
+    Engine& e = unstarted();
+    e.started = true;
+    setClock(e);
+    e.outside.begin();
+}
 
 Report Session::runToEnd() {
     Engine& e = *engine_;

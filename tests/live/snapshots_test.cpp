@@ -49,6 +49,18 @@ TEST(Snapshots, ASleepingSessionAnswers) {
     EXPECT_EQ(session.snapshot().phase, Phase::ended);
 }
 
+TEST(Snapshots, OneThatIsAskedForAtOnceHasTheRateOfTheRun) {
+    for (int i = 0; i < 100; ++i) {
+        TestSession session({.rate = 48000});
+        session.task("ABS", session.input("source", countUp(10)), session.output("copy"));
+        session.start();
+        const Snapshot first = session.snapshot(std::chrono::seconds(60));
+        EXPECT_EQ(first.rate, 48000);
+        EXPECT_NE(first.phase, Phase::unstarted);
+        session.wait();
+    }
+}
+
 TEST(Snapshots, ManyThreadsLookWhileItRunsAndChangeNothing) {
     const auto run = [](bool isLookedAt) {
         TestSession session;
