@@ -69,11 +69,25 @@ void LiveRun::start() {
 void LiveRun::stop() {
     {
         const std::lock_guard lock(mutex_);
-        if (state_->phase != Phase::running) return;
+        if (state_->phase != Phase::running && state_->phase != Phase::paused) return;
         session_->requestStop();
     }
-    publish([](RunState& state) {
-        if (state.phase == Phase::running) state.phase = Phase::stopping;
+    changePhase({Phase::running, Phase::paused}, Phase::stopping);
+}
+
+void LiveRun::setPaused(bool isPaused) {
+    const Phase from = isPaused ? Phase::running : Phase::paused, to = isPaused ? Phase::paused : Phase::running;
+    {
+        const std::lock_guard lock(mutex_);
+        if (state_->phase != from) return;
+        session_->setPaused(isPaused);
+    }
+    changePhase({from}, to);
+}
+
+void LiveRun::changePhase(std::initializer_list<Phase> from, Phase to) {
+    publish([&](RunState& state) {
+        if (std::find(from.begin(), from.end(), state.phase) != from.end()) state.phase = to;
     });
 }
 
@@ -192,8 +206,8 @@ void LiveRun::begin(Bound& run) {
         }
     session.start();
     session_ = &session;
-    // Only a run that has begun knows its rate.
-    const Snapshot first = session.snapshot(patience);
+    // The first page is to have the run's rate: only a run that was started knows it.
+    const Snapshot first = session.snapshot(std::chrono::seconds(10));
     watching->noteProgress(first);
     watching_ = std::move(watching);
     auto state = std::make_shared<RunState>(*state_);

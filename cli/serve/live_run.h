@@ -3,6 +3,7 @@
 
 #include <condition_variable>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -20,7 +21,7 @@ namespace cli {
 
 // How it stands, as a page is told.
 struct RunState {
-    enum class Phase { starting, running, stopping, ended, refused };
+    enum class Phase { starting, running, paused, stopping, ended, refused };
 
     std::uint32_t run = 0;  // from 1
     Phase phase = Phase::starting;
@@ -41,9 +42,10 @@ class LiveRun {
     // Stops the run, and waits for its end.
     ~LiveRun();
 
-    // All from any thread. `start` has no effect while a run goes on, nor `stop` while none does.
+    // All from any thread. `start` has no effect while a run goes on, nor have the others while none does.
     void start();
     void stop();
+    void setPaused(bool isPaused);
     // A Problem where there is no such variable, or where its type does not hold the value. The value is kept for the runs
     // that follow, as a knob stays where it is.
     void set(const std::string& variable, const libzepl::Number& value);
@@ -63,6 +65,7 @@ class LiveRun {
     void end(Bound& bound);
     libzepl::BindOptions options(std::vector<libzepl::Diagnostic>& diagnostics);
     void publish(const std::function<void(RunState&)>& change);
+    void changePhase(std::initializer_list<RunState::Phase> from, RunState::Phase to);
     std::optional<libzepl::Tap> watchLater(std::uint32_t run, const std::string& pipe);
 
     RunArguments arguments_;

@@ -95,7 +95,9 @@ Request requestOf(const Json& object) {
     if (type == "set") return valueOf(object);
     if (type == "start") return Start{};
     if (type == "stop") return Stop{};
-    throw Mistake{"type is none of look, set, start and stop"};
+    if (type == "pause") return SetPaused{true};
+    if (type == "continue") return SetPaused{false};
+    throw Mistake{"type is none of look, set, start, stop, pause and continue"};
 }
 
 }  // namespace

@@ -41,10 +41,13 @@ struct SetValue {
 };
 struct Start {};
 struct Stop {};
+struct SetPaused {
+    bool isPaused;
+};
 struct NotUnderstood {
     std::string why;
 };
-using Request = std::variant<NotUnderstood, Look, SetValue, Start, Stop>;
+using Request = std::variant<NotUnderstood, Look, SetValue, Start, Stop, SetPaused>;
 
 Request parseRequest(std::string_view text);
 

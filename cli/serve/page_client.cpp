@@ -54,7 +54,8 @@ void PageClient::answer(const Request& request) {
                               note(problem.what());
                           }
                       },
-                      [&](const Start&) { runs_.start(); }, [&](const Stop&) { runs_.stop(); }},
+                      [&](const Start&) { runs_.start(); }, [&](const Stop&) { runs_.stop(); },
+                      [&](const SetPaused& set) { runs_.setPaused(set.isPaused); }},
                request);
 }
 

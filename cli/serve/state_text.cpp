@@ -33,7 +33,7 @@ std::string message(std::string_view type, const Fill& fill) {
 }
 
 std::string_view nameOf(RunState::Phase phase) {
-    constexpr std::string_view names[]{"starting", "running", "stopping", "ended", "refused"};
+    constexpr std::string_view names[]{"starting", "running", "paused", "stopping", "ended", "refused"};
     return names[static_cast<std::size_t>(phase)];
 }
 

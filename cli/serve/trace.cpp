@@ -13,6 +13,17 @@ void widen(Span& span, const Span& by) {
     span.greatest = std::fmax(span.greatest, by.greatest);
 }
 
+// A comparison with nan is false.
+Span extremesOf(const double* values, std::uint64_t n) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    double least = infinity, greatest = -infinity;
+    for (std::uint64_t i = 0; i < n; ++i) {
+        least = values[i] < least ? values[i] : least;
+        greatest = values[i] > greatest ? values[i] : greatest;
+    }
+    return least > greatest ? Span() : Span{least, greatest};
+}
+
 std::uint64_t widthOfLevel(std::size_t level) {
     std::uint64_t width = Trace::perColumn;
     for (std::size_t i = 0; i < level; ++i) width *= Trace::factor;
@@ -62,9 +73,10 @@ double Trace::at(std::uint64_t position) const { return isKept(position) ? ring_
 
 Span Trace::ofSamples(std::uint64_t from, std::uint64_t to) const {
     Span span;
-    for (std::uint64_t at = from; at < to; ++at) {
-        const double value = ring_[at % samples];
-        widen(span, {value, value});
+    while (from < to) {
+        const std::uint64_t place = from % samples, n = std::min(to - from, samples - place);
+        widen(span, extremesOf(ring_.data() + place, n));
+        from += n;
     }
     return span;
 }

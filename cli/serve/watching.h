@@ -25,6 +25,17 @@ struct Events {
     void add(const libzepl::WatchedEvents& watched);
 };
 
+// How far a pipe was at a time, and the run's clock.
+struct PipeCounts {
+    double elements = 0;
+    double frames = 0;
+    double capacity = 0;  // elements
+};
+
+// How many elements of a pipe there are to a frame. While the run continues, tasks and pipes hold some back, and generators
+// have filled theirs before the clock moved: a usual number is taken that is as near as this leaves in doubt.
+double elementsAFrame(const PipeCounts& now, const PipeCounts& first, double rate, bool isOver);
+
 class Watching {
  public:
     static constexpr std::size_t atOnce = 16;     // pipes that are watched from the start of a run on
@@ -58,6 +69,10 @@ class Watching {
         std::optional<libzepl::Tap> tap;
         Trace trace;
     };
+    struct PipeProgress {
+        PipeCounts first;  // the first in which the clock had moved
+        double elementsAFrame = 1;
+    };
     struct WatchedTrigger {
         libzepl::TriggerTap tap;
         Events events;
@@ -68,13 +83,9 @@ class Watching {
     std::vector<WatchedTrigger> triggers_;
     std::size_t watched_ = 0;
     WatchPipe later_;
-    mutable std::mutex progress_;
-    std::vector<double> elementsAFrame_;
+    mutable std::mutex mutex_;  // of the two below
+    std::vector<PipeProgress> progress_;
     double rate_;
 };
-
-// How many elements of a pipe there are to a frame, once `written` of them came in `frames`. While the run continues, tasks and
-// pipes hold some frames back, so that a usual number is taken that is as near as this leaves in doubt.
-double elementsAFrame(std::uint64_t written, std::uint64_t frames, double rate, bool isOver);
 
 }  // namespace cli

@@ -143,12 +143,14 @@ class Page:
         return Picture(self.until(lambda each: isinstance(each, bytes)))
 
     def is_closed(self):
-        """Whether the server has closed; waits for it."""
+        """Whether the server has closed; waits a minute for it."""
+        end = time.monotonic() + 60
         try:
-            while True:
+            while time.monotonic() < end:
                 self.read()
         except EOFError:
             return True
+        return False
 
 
 class Picture:

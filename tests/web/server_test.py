@@ -3,12 +3,14 @@
 import concurrent.futures
 import pathlib
 import random
+import select
+import subprocess
 import sys
 import tempfile
 import time
 import unittest
 
-from client import Picture, Served, answer
+from client import Picture, Served, answer, receive
 
 TOOL = sys.argv.pop(1) if len(sys.argv) > 1 else "build/zepl"
 # Runs for an hour at the wall clock's pace, with a variable in its way.
@@ -84,7 +86,7 @@ class Access(Procedure):
         for method in ["POST", "PUT", "DELETE", "HEAD", "OPTIONS", "TRACE"]:
             self.assertEqual(served.get(place, method=method)[0], 405, method)
         for bytes_sent in [b"\0" * 9000, b"GET " + b"/" * 20000 + b" HTTP/1.1\r\n\r\n", b"GET / HTTP/9.9\r\n\r\n", b"\r\n" * 5000,
-                           b"GET / HTTP/1.1\r\n" + b"X: y\r\n" * 5000 + b"\r\n",
+                           f"GET {place} HTTP/1.1\r\nHost: {served.host}\r\n".encode() + b"X: y\r\n" * 5000 + b"\r\n",
                            f"GET {place} HTTP/1.1\r\nHost: {served.host}\r\nContent-Length: 5\r\n\r\nhello".encode(),
                            f"GET {place} HTTP/1.1\r\nHost: {served.host}\r\nContent-Length: 99999999999999\r\n\r\n".encode()]:
             with self.subTest(bytes_sent=bytes_sent[:40]), served.connected() as link:
@@ -117,7 +119,7 @@ class Messages(Procedure):
         page = self.open(served)
         for message, said in [
             ([], "not understood: a message is an object"), ({}, "not understood: type is missing"),
-            ({"type": "open"}, "not understood: type is none of look, set, start and stop"),
+            ({"type": "open"}, "not understood: type is none of look, set, start, stop, pause and continue"),
             ({"type": "look", "span": 1}, "not understood: columns is missing"),
             ({"type": "look", "span": 1, "columns": 0}, "not understood: columns is no whole number from 1 to 16384"),
             ({"type": "look", "span": 1, "columns": 1e9}, "not understood: columns is no whole number from 1 to 16384"),
@@ -161,6 +163,32 @@ class Messages(Procedure):
         again = page.state(phase="running", run=2)["variables"][0]
         page.until(lambda message: isinstance(message, bytes) and Picture(message).run == 2 and abs(greatest(message) - 5) < 0.01)
         self.assertEqual(again["starts"], 2)
+
+    def test_APausedRunWaitsAndTakesValues(self):
+        served = self.serve(ENDLESS.replace('to "/dev/null" format raw', 'capacity 256 to "out.csv"'))
+        page = self.open(served)
+        page.send({"type": "continue"})
+        page.state(phase="running")
+        page.send({"type": "pause"})
+        held = page.state(phase="paused")
+        page.send({"type": "start"})
+        page.send({"type": "set", "variable": "gain", "value": 5})
+        later = page.until(lambda each: not isinstance(each, bytes) and each["type"] == "state" and each["variables"][0]["value"] == 5)
+        self.assertEqual((later["phase"], later["run"]), ("paused", 1))
+        # A page that comes later learns the same.
+        self.assertEqual(self.open(served).state()["phase"], "paused")
+        again = page.until(lambda each: each["type"] == "state" and each["seconds"] > later["seconds"] + 0.5)
+        self.assertEqual((again["frames"], again["round"]), (later["frames"], later["round"]))
+        page.send({"type": "continue"})
+        page.until(lambda each: each["type"] == "state" and each["phase"] == "running" and each["frames"] > held["frames"] + 4000)
+        page.send({"type": "pause"})
+        page.state(phase="paused")
+        page.send({"type": "stop"})
+        end = page.state(phase="ended")
+        self.assertEqual(end["status"], "interrupted")
+        values = [float(line) for line in (self.folder / "out.csv").read_text().split()[1:]]
+        self.assertEqual(len(values), end["frames"])
+        self.assertAlmostEqual(max(values), 5, places=2)
 
     def test_MistakesInAProcedureAreSaidAndCanBeMended(self):
         served = self.serve("pipe a : int16\nABS (a, b)\n")
@@ -225,6 +253,22 @@ class Pictures(Procedure):
             picture = page.picture()
         self.assertEqual((picture.look, picture.flags), (99, 0), "one that waits for an event that does not come shows nothing")
 
+    def test_TheClientOfTheDocumentsSeesTheWave(self):
+        root = pathlib.Path(__file__).resolve().parents[2]
+        client = root / "examples/live/client.py"
+        what, _, program = client.read_text().partition("\n")
+        self.assertTrue(what.startswith("#"))
+        self.assertIn("```python\n" + program + "```", (root / "docs/page.md").read_text())
+        served = self.serve(ENDLESS)
+        with subprocess.Popen(["/usr/bin/python3", "-u", client, served.address], stdout=subprocess.PIPE, text=True) as process:
+            least, greatest = 0, 0
+            while not (least < -0.99 and greatest > 0.99):
+                line = process.stdout.readline()
+                self.assertNotEqual(line, "", "the client has ended")
+                least, greatest = map(float, line.split())
+            process.terminate()
+        self.assertEqual((least, greatest), (-1, 1))
+
     def test_SamplesAreTheLastOnes(self):
         page = self.ramp(40960)
         page.send({"type": "look", "pipes": [], "span": 1, "columns": 1, "sampled": [1], "samples": 16})
@@ -242,14 +286,14 @@ class Endurance(Procedure):
                  lambda page: page.link.sendall(b"\x81\xff" + b"\x7f" * 8 + b"\0" * 9), lambda page: page.send_frame(0x81, b"\xff\xfe"),
                  lambda page: page.send_frame(0x82, b"{}"), lambda page: page.send_frame(0x89, b"x" * 200), lambda page: page.send_frame(0x80, b"x"),
                  lambda page: [page.send_frame(0x81, b"[" * 4000) for _ in range(40)]]
-        for case in known + [lambda page: page.link.sendall(chance.randbytes(chance.randrange(1, 9000)) + b"\xff" * 9000)] * 60:
+        noise = lambda page: (page.link.sendall(chance.randbytes(chance.randrange(1, 9000)) + b"\xff" * 9000), page.link.shutdown(1))
+        for number, case in enumerate(known + [noise] * 60):
             page = self.open(served)
             try:
                 case(page)
-                page.link.shutdown(1)
             except OSError:
                 pass
-            self.assertTrue(page.is_closed(), f"seed {seed}")
+            self.assertTrue(page.is_closed(), f"case {number}, seed {seed}")
             page.link.close()
         self.assertServed(watcher)
 
@@ -257,6 +301,8 @@ class Endurance(Procedure):
         served = self.serve(ENDLESS)
         page = self.open(served)
         links = [served.connected() for _ in range(300)]
+        self.assertEqual(receive(links[-1]), b"", "one that is too many is closed")
+        self.assertEqual(select.select(links[:1], [], [], 0)[0], [], "the first ones have some time")
         before = page.state(phase="running")["frames"]
         page.until(lambda each: each["type"] == "state" and each["frames"] > before)
         for link in links:
@@ -264,6 +310,20 @@ class Endurance(Procedure):
         with concurrent.futures.ThreadPoolExecutor(8) as pool:
             list(pool.map(lambda _: served.get("/nowhere"), range(200)))
         self.assertEqual(served.get(f"/?token={served.token}")[0], 200)
+
+    def test_SocketsLeftOpenAreClosed(self):
+        served = self.serve(ENDLESS)
+        silent = self.open(served)
+        silent.send_frame = lambda *_: None  # it reads, and answers no ping
+        links = []
+        for half in [b"", f"GET /?token={served.token} HTTP/1.1\r\nHost".encode(), b"GET /live HTTP/1.1\r\n"]:
+            links.append(served.connected())
+            self.addCleanup(links[-1].close)
+            links[-1].sendall(half)
+        for link in links:
+            self.assertEqual(answer(link)[0], 0)
+        self.assertTrue(silent.is_closed())
+        self.assertServed(self.open(served))
 
     def test_SixteenPagesAreServedAndNoMore(self):
         served = self.serve(ENDLESS)
