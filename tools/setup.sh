@@ -10,6 +10,8 @@ page_packages=(nodejs)
 command -v npm >/dev/null || page_packages+=(npm)
 # What makes Debian packages.
 package_tools=(dpkg-dev debhelper dh-python lintian lowdown)
+# What the page is tested with.
+page_test_packages=(chromium chromium-driver python3-websocket)
 
 # Installs those of the named packages that are not there.
 install_missing() {
