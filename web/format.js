@@ -19,6 +19,14 @@ export function sample(value) {
     return size >= 1e6 || size < 1e-4 ? value.toExponential(3) : String(Number(value.toPrecision(5)));
 }
 
+// As few digits as say which number it is: of a float, those that a float tells apart.
+export function shortest(value, isFloat) {
+    if (!isFloat || !Number.isFinite(value)) return String(value);
+    let text = '';
+    for (let digits = 1; digits <= 9 && Math.fround(Number(text || NaN)) !== Math.fround(value); ++digits) text = String(Number(value.toPrecision(digits)));
+    return text;
+}
+
 // The unit in which `span` of a quantity is read, and its factor.
 export function unitFor(span, unit) {
     const [factor, prefix] = prefixes.find(([least]) => span >= least * 0.9995) ?? prefixes.at(-1);

@@ -7,6 +7,13 @@ export const css = (name) => getComputedStyle(document.documentElement).getPrope
 export const colourOf = (place) => css(`--c${place % 8}`);
 
 const mostDots = 120;
+export const timesHeight = 26;
+
+function drawFrame({ctx, bbox}) {
+    ctx.strokeStyle = css('--frame');
+    ctx.lineWidth = 1;
+    ctx.strokeRect(Math.round(bbox.left) + 0.5, Math.round(bbox.top) + 0.5, Math.round(bbox.width) - 1, Math.round(bbox.height) - 1);
+}
 
 // The least and the greatest of what is drawn between two places; nothing where there is no finite value.
 function extremes(pipes, from, to) {
@@ -21,23 +28,26 @@ function extremes(pipes, from, to) {
 }
 
 export class Lane {
-    // `pipes`: of each its place among all and its name. `hooks`: onZoom(from, to), onBack(), onWheel(direction, seconds),
-    // onLevel(value).
-    constructor(parent, pipes, label, hooks) {
+    // `pipes`: of each its place among all and its name. `axis`: its label, a range where it is not to follow the samples, and
+    // whether the times are written beneath: lanes that stand one above another share them.
+    // `hooks`: onZoom(from, to), onBack(), onWheel(direction, seconds), onLevel(value), onAxis(lane).
+    constructor(parent, pipes, axis, hooks) {
         this.pipes = pipes;
+        this.fixed = axis.range;
         this.hooks = hooks;
         this.data = [];
         this.marks = [];
-        this.range = [0, 1];
+        this.range = axis.range ?? [0, 1];
         this.unit = unitFor(1, 's');
         this.element = document.createElement('div');
         this.element.className = 'lane';
         parent.append(this.element);
-        this.plot = new uPlot(this.options(label), [[0, 1], ...pipes.map(() => [null, null])], this.element);
+        this.plot = new uPlot(this.options(axis), [[0, 1], ...pipes.map(() => [null, null])], this.element);
         this.readout = document.createElement('div');
         this.readout.className = 'readout';
         this.plot.over.append(this.readout);
         this.addWheel();
+        this.addAxisButton(axis.label);
         this.plot.over.addEventListener('pointerdown', () => {
             this.isPressed = true;
             for (const kind of ['pointerup', 'pointercancel'])
@@ -45,7 +55,7 @@ export class Lane {
         });
     }
 
-    options(label) {
+    options({label, hasTimes}) {
         const axis = (more) => ({
             stroke: () => css('--axis'),
             grid: {stroke: () => css('--grid'), width: 1},
@@ -63,11 +73,13 @@ export class Lane {
                 sync: {key: 'scope', scales: ['x', null], filters: {pub: (type) => type === 'mousemove' || type === 'mouseleave'}},
                 points: {show: false},
                 drag: {x: true, y: false, setScale: false, dist: 6},
-                bind: {dblclick: () => () => this.hooks.onBack()},
+                // Also over what lies on the plot, such as the trigger's level: else a selection would end at its edge.
+                bind: {dblclick: () => () => this.hooks.onBack(), mousemove: (_u, _target, move) => move},
             },
             scales: {x: {time: false, auto: false, range: () => this.view ?? [0, 1]}, y: {auto: false, range: () => this.range}},
             axes: [
-                axis({size: 30, space: 60, values: (_, ticks) => ticks.map((each) => this.tickText(each / this.unit.factor, ticks)),
+                axis({size: hasTimes ? timesHeight : 8, space: 60,
+                    values: (_, ticks) => ticks.map((each) => hasTimes ? this.tickText(each / this.unit.factor, ticks) : ''),
                     splits: (_u, _i, from, to, step) => this.splits(from, to, step)}),
                 axis({size: 62, label, space: 22}),
             ],
@@ -78,6 +90,7 @@ export class Lane {
                 setSelect: [(u) => this.selected(u)],
                 setCursor: [(u) => this.showReadout(u)],
                 drawSeries: [(u, index) => this.drawDots(u, index - 1)],
+                drawAxes: [drawFrame],
                 draw: [(u) => this.drawMarks(u)],
             },
         };
@@ -150,6 +163,8 @@ export class Lane {
         context.strokeStyle = context.fillStyle = css('--mark');
         context.lineWidth = ratio;
         context.font = `${10 * ratio}px system-ui, sans-serif`;
+        context.textAlign = 'left';
+        context.textBaseline = 'alphabetic';
         let free = -Infinity;
         const isNamed = this.marks.length <= 12;
         for (const mark of this.marks) {
@@ -179,6 +194,16 @@ export class Lane {
         const from = u.posToVal(u.select.left, 'x'), to = u.posToVal(u.select.left + u.select.width, 'x');
         u.setSelect({left: 0, top: 0, width: 0, height: 0}, false);
         this.hooks.onZoom(from, to);
+    }
+
+    // Over the axis' label.
+    addAxisButton(label) {
+        const button = document.createElement('button');
+        button.className = 'axis';
+        button.title = 'Unit and range of these values';
+        button.ariaLabel = `Unit and range of ${label}`;
+        button.addEventListener('click', () => this.hooks.onAxis(this));
+        this.plot.root.append(button);
     }
 
     addWheel() {
@@ -227,7 +252,7 @@ export class Lane {
 
     // The range follows what is drawn; it becomes narrower only where there is much room, so that it does not tremble.
     fit() {
-        const found = extremes(this.data, this.from, this.to);
+        const found = this.fixed ? null : extremes(this.data, this.from, this.to);
         if (found === null) return;
         const [least, greatest] = found, height = greatest - least || Math.abs(greatest) * 0.2 || 2;
         const [low, high] = this.range, fits = least >= low && greatest <= high && height > 0.55 * (high - low);
@@ -275,11 +300,18 @@ export class Lane {
         this.handle = handle;
     }
 
+    // Where the level is, in parts of the plot's height from the top; null where there is none.
+    levelPart() {
+        if (!this.handle) return null;
+        const [low, high] = this.range;
+        return 1 - (Math.max(low, Math.min(high, this.level)) - low) / (high - low);
+    }
+
     placeLevel() {
-        if (!this.handle) return;
-        const [low, high] = this.range, shown = Math.max(low, Math.min(high, this.level));
-        this.handle.style.top = `${(1 - (shown - low) / (high - low)) * this.plot.over.clientHeight}px`;
-        this.handle.classList.toggle('beyond', shown !== this.level);
+        const part = this.levelPart(), [low, high] = this.range;
+        if (part === null) return;
+        this.handle.style.top = `${part * this.plot.over.clientHeight}px`;
+        this.handle.classList.toggle('beyond', this.level < low || this.level > high);
         this.handle.setAttribute('aria-valuenow', sample(this.level));
         this.handle.setAttribute('aria-valuemin', sample(low));
         this.handle.setAttribute('aria-valuemax', sample(high));

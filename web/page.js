@@ -1,4 +1,5 @@
 // The page of `zepl serve`.
+import {AxisDialog} from './axis.js';
 import {Connection} from './connection.js';
 import {engineering, sample, spans} from './format.js';
 import {colourOf} from './lane.js';
@@ -31,7 +32,8 @@ function keep() {
 let state = null, legend = [], isSpectrumShown = false;
 const tasks = new Tasks(), triggers = new Triggers(), speeds = new Speeds();
 const connection = new Connection({onText: receive, onFrame: draw, onState: connected});
-const scope = new Scope(byId('lanes'), settings, {send: (look) => connection.send(look), marksIn: (from, to) => triggers.between(from, to), changed: showScope});
+const scope = new Scope(byId('lanes'), settings, {send: (look) => connection.send(look), marksIn: (from, to) => triggers.between(from, to), changed: showScope, openAxis: (...axis) => axisDialog.open(...axis)});
+const axisDialog = new AxisDialog(() => scope.build());
 const spectrum = new Spectrum(byId('spectrumPlot'));
 const variables = new Variables(byId('variables'), byId('variableList'), settings.ranges, (name, value) => connection.send({type: 'set', variable: name, value}));
 // For those who look into the page with the browser's tools.
@@ -58,16 +60,19 @@ function receive(message) {
 function showState(next) {
     const isOther = state === null || state.run !== next.run;
     state = next;
-    const isGoing = ['starting', 'running', 'stopping'].includes(state.phase);
+    const isGoing = ['starting', 'running', 'paused', 'stopping'].includes(state.phase);
     if (isOther) {
         speeds.clear();
-        if (scope.isPaused && scope.hasEnded) scope.pause(false);
+        if (scope.isHeld && scope.hasEnded) scope.hold(false);
     }
     const hadEnded = scope.hasEnded;
     scope.hasEnded = !isGoing;
     showPhase();
     byId('start').disabled = isGoing;
-    byId('stop').disabled = state.phase !== 'running';
+    const isPaused = state.phase === 'paused';
+    byId('stop').disabled = byId('pause').disabled = state.phase !== 'running' && !isPaused;
+    byId('pause').ariaPressed = String(isPaused);
+    byId('pause').lastChild.textContent = isPaused ? ' Continue' : ' Pause';
     triggers.show(state);
     if (state.pipes.length > 0) scope.setPipes(state.pipes, state.rate);
     if (isOther || hadEnded !== scope.hasEnded || legend.length !== state.pipes.length) showSources();
@@ -93,7 +98,7 @@ function showFigures() {
 
 function draw(frame) {
     if (frame.kind === 'samples') {
-        if (isSpectrumShown && !scope.isPaused) spectrum.take(frame);
+        if (isSpectrumShown && !scope.isHeld) spectrum.take(frame);
         return;
     }
     const isFirst = scope.frame === null;
@@ -145,11 +150,9 @@ function buildLegend() {
 function showScope() {
     keep();
     if (state === null || !settings.trigger) return;
-    byId('pause').ariaPressed = String(scope.isPaused);
-    byId('pause').disabled = scope.hasEnded === true;
-    byId('pause').lastChild.textContent = scope.isPaused ? ' Continue' : ' Pause';
-    byId('pause').firstChild.textContent = scope.isPaused ? '▶' : '❚❚';
-    const span = byId('span'), shown = scope.isPaused && scope.view ? scope.view[1] - scope.view[0] : scope.span, text = engineering(shown, 's');
+    byId('hold').ariaPressed = String(scope.isHeld);
+    byId('hold').disabled = scope.hasEnded === true;
+    const span = byId('span'), shown = scope.isHeld && scope.view ? scope.view[1] - scope.view[0] : scope.span, text = engineering(shown, 's');
     if (span.selectedOptions[0]?.text !== text) {
         span.querySelector('.other')?.remove();
         const option = [...span.options].find((each) => each.text === text) ?? span.insertBefore(Object.assign(new Option(text, shown), {className: 'other'}), span.firstChild);
@@ -169,7 +172,7 @@ function showScope() {
     legend.forEach(({button, value}, place) => {
         button.ariaPressed = String(shownPlaces.includes(place));
         const of = scope.frame?.pipes.find((each) => each.index === place);
-        setText(value, of ? sample(of.last) : '');
+        setText(value, of ? `${sample(of.last)} ${scope.unitOf(place)}`.trimEnd() : '');
     });
     if (isSpectrumShown && shownPlaces.join() !== spectrum.pipes?.map((each) => each.place).join()) showSpectrum(true);
 }
@@ -180,6 +183,7 @@ function showSpectrum(isShown) {
     spectrum.setPipes(places.map((place) => ({place})));
     scope.setSampled(places, Number(byId('points').value));
     showScope();
+    if (isShown) byId('spectrum').scrollIntoView({block: 'nearest'});
 }
 
 function setTheme(theme) {
@@ -195,7 +199,7 @@ dark.addEventListener('change', () => setTheme(dark.matches ? 'dark' : 'light'))
 const modes = ['off', 'auto', 'normal', 'single'];
 const setMode = (mode) => {
     scope.setTrigger({mode});
-    if (mode !== 'off' && scope.isPaused && !scope.hasEnded) scope.pause(false);
+    if (mode !== 'off' && scope.isHeld && !scope.hasEnded) scope.hold(false);
 };
 const fileName = () => byId('procedure').textContent.replace(/\.zp$/, '');
 const saving = (save) => () => {
@@ -204,7 +208,7 @@ const saving = (save) => () => {
 
 // What can be done: by a button, by a key, or by both.
 const actions = [
-    [' ', 'Space', 'hold the picture, and go on', 'pause', () => scope.pause()],
+    [' ', 'Space', 'hold the picture, and let it move again', 'hold', () => scope.hold()],
     ['+', '+', 'zoom in', 'narrower', () => scope.zoomBy(-1)],
     ['-', '−', 'zoom out', 'wider', () => scope.zoomBy(1)],
     ['ArrowLeft', '←', 'earlier', null, () => scope.move(-0.25)],
@@ -213,10 +217,11 @@ const actions = [
     ['t', 'T', 'trigger: off, auto, normal, single', null, () => setMode(modes[(modes.indexOf(settings.trigger.mode) + 1) % 4])],
     ['l', 'L', 'plots apart, or in one', 'apart', () => scope.setApart(!settings.apart)],
     ['f', 'F', 'spectrum', 'spectrumSwitch', () => showSpectrum(!isSpectrumShown)],
+    ['p', 'P', 'pause the run, and let it continue', 'pause', () => connection.send({type: state.phase === 'paused' ? 'continue' : 'pause'})],
     ['r', 'R', 'start the procedure again', 'start', () => connection.send({type: 'start'})],
     ['s', 'S', 'stop the run', 'stop', () => connection.send({type: 'stop'})],
     ['c', 'C', 'save what is seen as CSV', 'csv', saving(() => saveCsv(scope, fileName()))],
-    ['p', 'P', 'save the picture as PNG', 'png', saving(() => savePng(scope, isSpectrumShown ? spectrum.plot : null, fileName()))],
+    ['i', 'I', 'save the picture as PNG', 'png', saving(() => savePng(scope, isSpectrumShown ? spectrum.plot : null, fileName()))],
     ['d', 'D', 'dark or light', 'theme', () => setTheme(document.documentElement.dataset.theme === 'dark' ? 'light' : 'dark')],
     ['?', '?', 'these keys', 'help', () => byId('keys').showModal()],
 ];
@@ -238,7 +243,7 @@ for (const [, name, does] of [...actions, [null, '1 … 9', 'show or hide a pipe
 }
 
 document.addEventListener('keydown', (event) => {
-    if (event.ctrlKey || event.metaKey || event.altKey || state === null || !settings.trigger || byId('keys').open) return;
+    if (event.ctrlKey || event.metaKey || event.altKey || state === null || !settings.trigger || document.querySelector('dialog[open]')) return;
     if (event.target.matches('input:not([type=range]), select, textarea')) return;
     if (event.target.matches('input[type=range]') && event.key.startsWith('Arrow')) return;
     if (event.target.matches('button') && event.key === ' ') return;

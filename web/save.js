@@ -17,7 +17,7 @@ export function csvOf(scope) {
     const isWide = frame.pipes.map((pipe) => pipe.least.some((least, i) => !Number.isNaN(least) && least !== pipe.greatest[i]));
     const heading = ['seconds'];
     frame.pipes.forEach((pipe, i) => {
-        const {name} = pipes[pipe.index];
+        const unit = scope.unitOf(pipe.index), name = pipes[pipe.index].name + (unit ? ` / ${unit}` : '');
         heading.push(...(isWide[i] ? [`${name} least`, `${name} greatest`] : [name]));
     });
     const rows = [heading.map(quoted).join(',')];
@@ -33,12 +33,22 @@ export function csvOf(scope) {
 
 export const saveCsv = (scope, name) => download(`${name}.csv`, new Blob([csvOf(scope)], {type: 'text/csv'}));
 
+// The trigger's level is no part of the plot.
+function drawLevel(context, lane, x, y) {
+    const part = lane.levelPart?.() ?? null, {left, top, width, height} = lane.plot.bbox;
+    if (part === null) return;
+    context.save();
+    context.strokeStyle = css('--mark');
+    context.setLineDash([4, 4]);
+    context.strokeRect(x + left, y + top + part * height, width, 0);
+    context.restore();
+}
+
 export function savePng(scope, spectrum, name) {
-    const ratio = devicePixelRatio, gap = 8 * ratio, head = 26 * ratio;
-    const plots = [...scope.lanes.map((lane) => lane.plot), ...(spectrum ? [spectrum] : [])].map((plot) => plot.ctx.canvas);
+    const ratio = devicePixelRatio, gap = 8 * ratio, head = 26 * ratio, rows = [...scope.lanes, ...(spectrum ? [{plot: spectrum}] : [])];
     const canvas = document.createElement('canvas');
-    canvas.width = Math.max(...plots.map((plot) => plot.width)) + 2 * gap;
-    canvas.height = head + plots.reduce((sum, plot) => sum + plot.height + gap, 0) + 20 * ratio;
+    canvas.width = Math.max(...rows.map(({plot}) => plot.ctx.canvas.width)) + 2 * gap;
+    canvas.height = head + rows.reduce((sum, {plot}) => sum + plot.ctx.canvas.height + gap, 0) + 20 * ratio;
     const context = canvas.getContext('2d');
     context.fillStyle = css('--screen');
     context.fillRect(0, 0, canvas.width, canvas.height);
@@ -50,9 +60,10 @@ export function savePng(scope, spectrum, name) {
         x += context.measureText(`■ ${scope.pipes[place].name}`).width + 2 * gap;
     }
     let y = head;
-    for (const plot of plots) {
-        context.drawImage(plot, gap, y);
-        y += plot.height + gap;
+    for (const row of rows) {
+        context.drawImage(row.plot.ctx.canvas, gap, y);
+        drawLevel(context, row, gap, y);
+        y += row.plot.ctx.canvas.height + gap;
     }
     context.fillStyle = css('--axis');
     context.fillText(scope.originText(), gap, y + 10 * ratio);

@@ -1,23 +1,26 @@
 // The oscilloscope: what is looked at, and what of it is drawn.
 import {engineering, nearestSpan, spans} from './format.js';
-import {Lane} from './lane.js';
+import {Lane, timesHeight} from './lane.js';
 
-const mostShown = 8, atFirst = 4, heldColumns = 16384, eventPlace = 0.2;
+const mostShown = 8, atFirst = 4, heldColumns = 16384;
+const longestLabel = 16;  // letters, beside a low plot
 
 export class Scope {
-    // `send(look)`; `settings` keeps what a page is to remember; `marksIn(from, to)` gives events.
-    constructor(parent, settings, {send, marksIn, changed}) {
+    // `send(look)`; `settings` keeps what a page is to remember; `marksIn(from, to)` gives events; `openAxis(axes, key, range)`
+    // opens the dialog of a value axis.
+    constructor(parent, settings, {send, marksIn, changed, openAxis}) {
         Object.assign(this, {parent, settings, sendLook: send, marksIn, changed});
         this.lanes = [];
         this.pipes = [];
         this.number = 0;
         this.frame = null;
-        this.isPaused = false;
+        this.isHeld = false;
         this.sampled = [];
         this.hooks = {
             onZoom: (from, to) => this.zoomTo(from, to),
             onBack: () => this.back(),
             onWheel: (direction, at) => this.zoomBy(direction < 0 ? -1 : 1, at),
+            onAxis: (lane) => openAxis((this.settings.axes ??= {}), this.axisOf(lane.pipes).key, lane.range),
             onLevel: (value) => this.setTrigger({level: this.roundedLevel(value)}),
         };
         new ResizeObserver(() => this.resize()).observe(parent);
@@ -51,9 +54,8 @@ export class Scope {
     build() {
         for (const lane of this.lanes) lane.destroy();
         const one = (place) => ({place, name: this.pipes[place].name, elements: this.pipes[place].elements});
-        const label = (pipes) => [...new Set(pipes.map((pipe) => pipe.elements))].join(', ');
         const groups = this.settings.apart ? this.shown.map((place) => [one(place)]) : [this.shown.map(one)].filter((group) => group.length > 0);
-        this.lanes = groups.map((group) => new Lane(this.parent, group, group.length === 1 ? `${group[0].name} / ${group[0].elements}` : label(group), this.hooks));
+        this.lanes = groups.map((group, i) => new Lane(this.parent, group, {...this.axisOf(group), hasTimes: i === groups.length - 1}, this.hooks));
         this.resize();
         this.showLevel();
         this.look();
@@ -61,11 +63,22 @@ export class Scope {
         this.changed();
     }
 
+    // Of values that have no unit, the type is what is known. Several pipes in one plot have an axis of their own.
+    axisOf(group) {
+        const key = group.length === 1 ? group[0].name : '', {unit, range} = this.settings.axes?.[key] ?? {};
+        const units = unit || [...new Set(group.map((pipe) => this.unitOf(pipe.place) || pipe.elements))].join(', ');
+        const name = key.length > longestLabel ? `${key.slice(0, longestLabel - 1)}…` : key, whole = `${name} / ${units}`;
+        return {key, range, label: key === '' ? units : whole.length > longestLabel ? name : whole};
+    }
+    unitOf(place) {
+        return this.settings.axes?.[this.pipes[place].name]?.unit ?? '';
+    }
+
     resize() {
         const count = Math.max(1, this.lanes.length), isNarrow = this.parent.clientWidth < 560;
-        const room = Math.max(isNarrow ? 260 : 300, innerHeight - (isNarrow ? 330 : 270));
-        const height = Math.max(isNarrow ? 96 : 110, Math.min(count === 1 ? 560 : 330, Math.floor(room / count)));
-        for (const lane of this.lanes) lane.resize(height);
+        const room = Math.max(300, innerHeight - (isNarrow ? 330 : 250) - (this.sampled.length > 0 ? 300 : 0)) - timesHeight;
+        const height = Math.max(84, Math.min(count === 1 ? 560 : 330, Math.floor(room / count)));
+        for (const lane of this.lanes) lane.resize(lane === this.lanes.at(-1) ? height + timesHeight : height);
         const columns = this.columnsSeen();
         if (columns !== this.columns) this.look();
     }
@@ -80,7 +93,7 @@ export class Scope {
     look() {
         if (this.span === undefined) return;
         this.number = (this.number + 1) % 2 ** 32;
-        if (this.isPaused) return this.lookHeld();
+        if (this.isHeld) return this.lookHeld();
         this.columns = this.columnsSeen();
         const look = {pipes: this.shown, span: this.span, columns: this.columns};
         const place = this.pipes.findIndex((pipe) => pipe.name === this.trigger?.pipe);
@@ -90,7 +103,7 @@ export class Scope {
     }
 
     send(look) {
-        this.sendLook({type: 'look', look: this.number, ...look, sampled: this.isPaused ? [] : this.sampled, samples: this.samples ?? 4096});
+        this.sendLook({type: 'look', look: this.number, ...look, sampled: this.isHeld ? [] : this.sampled, samples: this.samples ?? 4096});
     }
 
     // While the picture is held, more of it is asked for once, and then nothing.
@@ -102,14 +115,14 @@ export class Scope {
 
     take(frame) {
         if (frame.look !== this.number || frame.kind !== 'columns') return;
-        if (this.isPaused && !this.wanted) return;
+        if (this.isHeld && !this.wanted) return;
         // What the mouse is drawn over stands still.
         if (this.lanes.some((lane) => lane.isPressed)) return;
         this.frame = frame;
-        if (!this.isPaused) {
+        if (!this.isHeld) {
             this.view = [frame.start, frame.start + frame.step * frame.columns];
             if (this.trigger.level === null) this.guessLevel();
-            if (this.trigger.mode === 'single' && frame.hasEvent) this.pause(true);
+            if (this.trigger.mode === 'single' && frame.hasEvent) this.hold(true);
         } else {
             this.wanted = null;
             this.look();
@@ -141,7 +154,7 @@ export class Scope {
 
     // Times are drawn relative to the event, or to the right end: the grid stands still.
     draw() {
-        const frame = this.frame, origin = frame.hasEvent ? frame.event : this.isPaused ? this.origin ?? this.view[1] : this.view[1];
+        const frame = this.frame, origin = frame.hasEvent ? frame.event : this.isHeld ? this.origin ?? this.view[1] : this.view[1];
         this.origin = origin;
         const times = new Float64Array(frame.columns);
         for (let i = 0; i < frame.columns; ++i) times[i] = frame.start + (i + 0.5) * frame.step - origin;
@@ -153,10 +166,10 @@ export class Scope {
         }
     }
 
-    pause(isPaused = !this.isPaused) {
-        if (isPaused === this.isPaused) return;
-        this.isPaused = isPaused;
-        if (isPaused && this.frame) this.wanted = {from: this.view[0], to: this.view[1]};
+    hold(isHeld = !this.isHeld) {
+        if (isHeld === this.isHeld) return;
+        this.isHeld = isHeld;
+        if (isHeld && this.frame) this.wanted = {from: this.view[0], to: this.view[1]};
         this.look();
         this.changed();
     }
@@ -165,7 +178,7 @@ export class Scope {
     zoomTo(from, to) {
         const view = [from + this.origin, to + this.origin];
         if (view[1] - view[0] < 1e-8) return;
-        if (!this.isPaused) this.pause(true);
+        if (!this.isHeld) this.hold(true);
         this.see(view);
     }
 
@@ -184,9 +197,9 @@ export class Scope {
         this.changed();
     }
 
-    // In steps of the time base, or while paused by factors of 2 around a place.
+    // In steps of the time base, or while it is held by factors of 2 around a place.
     zoomBy(steps, at) {
-        if (this.isPaused) {
+        if (this.isHeld) {
             const around = at === undefined ? (this.view[0] + this.view[1]) / 2 : at + this.origin, factor = 2 ** steps;
             return this.see(this.view.map((each) => around + (each - around) * factor));
         }
@@ -196,22 +209,22 @@ export class Scope {
 
     move(parts) {
         if (!this.frame) return;
-        if (!this.isPaused) this.pause(true);
+        if (!this.isHeld) this.hold(true);
         const by = (this.view[1] - this.view[0]) * parts;
         this.see(this.view.map((each) => each + by));
     }
 
     back() {
-        if (!this.isPaused) return;
+        if (!this.isHeld) return;
         const {start, step, columns} = this.frame;
         if (this.view[0] > start + step || this.view[1] < start + step * (columns - 1)) this.see([start, start + step * columns]);
-        else this.pause(false);
+        else this.hold(false);
     }
 
     all() {
         if (!this.frame || !(this.frame.newest > 0)) return;
         if (this.hasEnded) {
-            if (!this.isPaused) this.pause(true);
+            if (!this.isHeld) this.hold(true);
             this.origin = 0;
             return this.see([0, this.frame.newest]);
         }
@@ -220,7 +233,7 @@ export class Scope {
 
     setSpan(seconds) {
         this.settings.span = seconds;
-        if (this.isPaused) this.see([this.view[1] - seconds, this.view[1]]);
+        if (this.isHeld) this.see([this.view[1] - seconds, this.view[1]]);
         else this.look();
         this.changed();
     }
@@ -229,7 +242,7 @@ export class Scope {
         if (change.pipe !== undefined && change.pipe !== this.trigger.pipe) change = {level: null, ...change};
         Object.assign(this.trigger, change);
         this.showLevel();
-        if (!this.isPaused) this.look();
+        if (!this.isHeld) this.look();
         this.changed();
     }
 
@@ -247,7 +260,7 @@ export class Scope {
         shown.sort((a, b) => order(a) - order(b));
         while (shown.length > mostShown) shown.pop();
         if (!shown.includes(this.trigger.pipe) && shown.length > 0) Object.assign(this.trigger, {pipe: shown[0], level: null});
-        if (this.isPaused && this.frame) this.wanted = {from: this.view[0], to: this.view[1]};
+        if (this.isHeld && this.frame) this.wanted = {from: this.view[0], to: this.view[1]};
         this.build();
     }
 
@@ -259,6 +272,7 @@ export class Scope {
     setSampled(places, samples) {
         this.sampled = places;
         this.samples = samples;
+        this.resize();
         this.look();
     }
 
@@ -274,5 +288,3 @@ export class Scope {
         for (const lane of this.lanes) lane.redraw();
     }
 }
-
-export {eventPlace};

@@ -1,5 +1,5 @@
 // The variables, as sliders and fields. Both change the run.
-import {sample} from './format.js';
+import {sample, shortest} from './format.js';
 
 const whole = {int16: [-32768, 32767], int32: [-2147483648, 2147483647]};
 
@@ -17,6 +17,7 @@ class Variable {
     constructor(parent, variable, ranges, send) {
         this.name = variable.name;
         this.isWhole = variable.elements in whole;
+        this.isFloat = variable.elements === 'float';
         this.starts = variable.starts ?? variable.value;
         this.ranges = ranges;
         this.send = send;
@@ -75,7 +76,7 @@ class Variable {
     }
 
     put(value) {
-        if (document.activeElement !== this.field || this.wanted === value) this.field.value = value;
+        if (document.activeElement !== this.field || this.wanted === value) this.field.value = shortest(value, this.isFloat);
         this.slider.value = value;
         this.slider.ariaValueText = sample(Number(value));
     }
@@ -86,7 +87,7 @@ class Variable {
         if (this.shown === value && this.wanted === undefined) return;
         this.shown = value;
         this.wanted = undefined;
-        if (document.activeElement !== this.field) this.field.value = value;
+        if (document.activeElement !== this.field) this.field.value = shortest(value, this.isFloat);
         this.slider.value = value;
     }
 }
