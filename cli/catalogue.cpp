@@ -49,8 +49,10 @@ std::optional<int> rankOf(const Command& command, const std::string& word) {
     if (name.starts_with(wanted)) return 1;
     if (has(name)) return 2;
     if (has(summaryOf(command))) return 3;
-    if (has(command.signature.value_or(""))) return 4;
-    if (hasWord(upperCase(pageOf(command)), wanted)) return 5;
+    for (const std::string& task : tasksOf(command))
+        if (has(task)) return 4;
+    if (has(command.signature.value_or(""))) return 5;
+    if (hasWord(upperCase(pageOf(command)), wanted)) return 6;
     return std::nullopt;
 }
 
@@ -168,6 +170,7 @@ const std::vector<Topic>& topics() {
          {"What ends a run", "Faults", "What is promised"}},
         {"report", "the report as JSON", {"The report"}},
         {"plots", "pictures of recordings, tables and events", {"Plots"}},
+        {"editors", "mistakes, completion and pages of commands in an editor", {"In an editor"}},
     };
     return all;
 }
@@ -217,7 +220,7 @@ int listCommands(const CatalogueArguments& arguments) {
     const Screen wide = screen();
     std::string text;
     if (commands.empty()) {
-        text = "no command has " + libzepl::quoted(arguments.word) + " in its name, signature or page\n";
+        text = "no command has " + libzepl::quoted(arguments.word) + " in its name, tasks, signature or page\n";
     } else if (arguments.signatures) {
         for (const Command* command : commands) text += signatureLine(*command);
     } else if (!arguments.word.empty()) {

@@ -16,6 +16,7 @@
 #include "cli/batch.h"
 #include "cli/catalogue.h"
 #include "cli/complete.h"
+#include "cli/lsp/lsp.h"
 #include "cli/new_module.h"
 #include "cli/plot.h"
 #include "cli/replay.h"
@@ -222,7 +223,7 @@ void addReplayOptions(CLI::App& command, cli::ReplayArguments& arguments) {
 void addCommandsOptions(CLI::App& command, cli::CatalogueArguments& arguments) {
     command
         .add_option("word", arguments.word,
-                    "Only those with WORD in their name, summary, signature or page, the nearest first")
+                    "Only those with WORD in their name, summary, tasks, signature or page, the nearest first")
         ->type_name("WORD");
     command.add_flag("--json", arguments.json, "List them as JSON");
     command.add_flag("--signatures", arguments.signatures, "With stack space and signature");
@@ -232,9 +233,18 @@ void addCommandsOptions(CLI::App& command, cli::CatalogueArguments& arguments) {
 void addHelpOptions(CLI::App& command, cli::CatalogueArguments& arguments) {
     command
         .add_option("topic", arguments.word,
-                    "A command, or language, files, batch, feeding, live, errors, report or plots")
+                    "A command, or language, files, batch, feeding, live, errors, report, plots or editors")
         ->type_name("TOPIC");
     addModuleOptions(command, arguments.modules);
+}
+
+void addLspOptions(CLI::App& command, cli::LspArguments& arguments) {
+    command.add_flag("--words", arguments.words,
+                     "Print the words of procedures as JSON instead, for an editor's colours");
+    command.add_flag("--stdio", arguments.stdio,
+                     "Standard input and output, which are used anyway; some editors say so");
+    addModuleOptions(command, arguments.modules);
+    command.footer("Exit status: 0 when the editor ended the session in order, else 1; 2 when the call was wrong.");
 }
 
 // A first word that the tool does not know gets a message of its own.
@@ -343,6 +353,7 @@ int dispatch(int count, char** words) {
     cli::ServeArguments serveArguments;
     cli::BatchArguments batchArguments;
     cli::PlotArguments plotArguments;
+    cli::LspArguments lspArguments;
     std::string moduleName;
     CLI::App* run = app.add_subcommand("run", "Run a procedure");
     CLI::App* replay = app.add_subcommand("replay", "Run again what a run with --capture had, and compare");
@@ -353,6 +364,7 @@ int dispatch(int count, char** words) {
     CLI::App* commands = app.add_subcommand("commands", "List the installed commands");
     CLI::App* help = app.add_subcommand("help", "Explain a command, a topic, or this tool");
     CLI::App* plot = app.add_subcommand("plot", "Draw recordings, tables and events");
+    CLI::App* lsp = app.add_subcommand("lsp", "Serve an editor, by the Language Server Protocol");
     CLI::App* create = app.add_subcommand("new-module", "Make a folder with a module of your own to begin with");
     CLI::App* version =
         app.add_subcommand("version", "Print the versions, and whether module and runtime fit together");
@@ -373,6 +385,7 @@ int dispatch(int count, char** words) {
     if (isAsked(commands)) addCommandsOptions(*commands, catalogue);
     if (isAsked(help)) addHelpOptions(*help, catalogue);
     if (isAsked(plot)) addPlotOptions(*plot, plotArguments);
+    if (isAsked(lsp)) addLspOptions(*lsp, lspArguments);
     if (isAsked(create)) create->add_option("name", moduleName, "The module's name")->required()->type_name("NAME");
     if (isAsked(version)) addModuleOptions(*version, catalogue.modules);
 
@@ -397,6 +410,7 @@ int dispatch(int count, char** words) {
     if (batch->parsed()) return cli::batch(batchArguments);
     if (commands->parsed()) return cli::listCommands(catalogue);
     if (plot->parsed()) return cli::plot(plotArguments);
+    if (lsp->parsed()) return cli::serveEditor(lspArguments);
     if (create->parsed()) return cli::newModule(moduleName);
     if (version->parsed()) return cli::printVersions(catalogue);
     if (!catalogue.word.empty()) return cli::explain(catalogue);

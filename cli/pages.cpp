@@ -24,6 +24,22 @@ std::vector<CommandArea> readAreas() {
     return areas;
 }
 
+// The rows of docs/tasks.md: | task | [NAME](commands/NAME.md), ... | example |
+std::multimap<std::string, std::string> readTasks() {
+    std::multimap<std::string, std::string> tasks;
+    std::istringstream lines(documentTexts().at("tasks"));
+    constexpr std::string_view link = "](commands/";
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("| ")) continue;
+        const std::string task = line.substr(2, line.find(" |", 2) - 2);
+        for (std::size_t at = line.find(link); at != std::string::npos; at = line.find(link, at + 1)) {
+            const std::size_t name = at + link.size();
+            tasks.emplace(line.substr(name, line.find('.', name) - name), task);
+        }
+    }
+    return tasks;
+}
+
 }  // namespace
 
 std::string pageOf(const libzepl::Command& command) {
@@ -35,6 +51,15 @@ std::string summaryOf(const libzepl::Command& command) {
     const std::string page = pageOf(command), line = page.substr(0, page.find('\n'));
     const std::size_t dash = line.find(" - ");
     return dash == std::string::npos ? std::string() : line.substr(dash + 3);
+}
+
+std::vector<std::string> tasksOf(const libzepl::Command& command) {
+    static const std::multimap<std::string, std::string> all = readTasks();
+    std::vector<std::string> tasks;
+    if (!isDescribed(command)) return tasks;
+    const auto [first, last] = all.equal_range(command.name);
+    for (auto each = first; each != last; ++each) tasks.push_back(each->second);
+    return tasks;
 }
 
 const std::vector<CommandArea>& commandAreas() {

@@ -30,6 +30,9 @@ const std::vector<CommandArea>& commandAreas();
 // What the page says of the command in half a line; empty without a page.
 std::string summaryOf(const libzepl::Command& command);
 
+// What one does with the command, by the index of tasks.
+std::vector<std::string> tasksOf(const libzepl::Command& command);
+
 // The part of the guide under the heading of that title, with it; empty where there is none.
 std::string guideSection(const std::string& title);
 

@@ -68,14 +68,6 @@ void drawOutputs(const Report& report, const std::shared_ptr<StopRequest>& stop)
     }
 }
 
-// The notes, but for those that were warnings.
-void printNotes(const Report& report) {
-    std::set<std::string> warned(report.warned.begin(), report.warned.end());
-    for (const std::string& name : report.unwritten) warned.insert("nobody writes `" + name + "`");
-    for (const std::string& note : report.notes)
-        if (!warned.contains(note)) std::fprintf(stderr, "note: %s\n", note.c_str());
-}
-
 // Loss is never passed over in silence. Whether it was accepted.
 bool acceptLoss(const Report& report, const RunArguments& arguments) {
     const auto lost = std::find_if(report.inputs.begin(), report.inputs.end(),
@@ -87,6 +79,14 @@ bool acceptLoss(const Report& report, const RunArguments& arguments) {
 }
 
 }  // namespace
+
+std::vector<std::string> notesOf(const Report& report) {
+    std::set<std::string> warned(report.warned.begin(), report.warned.end());
+    for (const std::string& name : report.unwritten) warned.insert("nobody writes `" + name + "`");
+    std::vector<std::string> notes = report.notes;
+    std::erase_if(notes, [&](const std::string& note) { return warned.contains(note); });
+    return notes;
+}
 
 int exitStatus(const Report& report, const RunArguments& arguments) {
     const bool isWell = acceptLoss(report, arguments);
@@ -227,7 +227,7 @@ void printEnd(const Procedure& procedure, const Report& report, bool quiet, cons
         std::erase_if(diagnostics, [](const Diagnostic& each) { return each.severity == Severity::arrival; });
     printDiagnostics(std::move(diagnostics), procedure, quiet);
     if (quiet) return;
-    printNotes(report);
+    for (const std::string& note : notesOf(report)) std::fprintf(stderr, "note: %s\n", note.c_str());
     printOutputs(report);
 }
 

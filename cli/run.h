@@ -45,6 +45,9 @@ libzepl::BindOptions bindOptions(const RunArguments& arguments, bool setUpOnly,
 // Also says so where samples were lost.
 int exitStatus(const libzepl::Report& report, const RunArguments& arguments);
 
+// The notes of the report, but for those that were warnings.
+std::vector<std::string> notesOf(const libzepl::Report& report);
+
 // Print what was found before the run, and how it ended.
 void printDiagnostics(std::vector<libzepl::Diagnostic> diagnostics, const libzepl::Procedure& procedure, bool quiet);
 void printEnd(const libzepl::Procedure& procedure, const libzepl::Report& report, bool quiet,

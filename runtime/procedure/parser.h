@@ -40,6 +40,8 @@ class ProcedureParser {
 
     void parse();
 
+    static std::vector<std::string> clauseWords(Declaration declaration);
+
  private:
     struct ClauseRow {
         std::string_view word;
@@ -86,7 +88,6 @@ class ProcedureParser {
 
     Clauses takeClauses(Declaration declaration, Clauses clauses = {});
     const ClauseRow& takeClauseWord(Declaration declaration, Clauses& clauses);
-    static std::vector<std::string> clauseWords(Declaration declaration);
     void checkPartners(const Clauses& clauses);
     void checkFrames(const Clauses& clauses);
     void takeCapacity(Clauses& clauses);

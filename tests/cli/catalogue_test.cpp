@@ -34,10 +34,11 @@ TEST_F(Catalogue, TheNearestOfWhatIsSearchedComesFirst) {
     EXPECT_EQ(first("low").substr(0, 4), "LOW ");
     EXPECT_EQ(first("fir").substr(0, 21), "FIRFILTER FIRLOWPASS ");  // by name, before summaries
     EXPECT_EQ(first("thermocouple").substr(0, 7), "THERMO ");        // by summary
+    EXPECT_EQ(first("'events in each minute'"), "FREQUENCY TSTAMP ");  // by the index of tasks alone
     EXPECT_NE(call("commands typeof").out.find("ABS "), std::string::npos);
     const Called none = call("commands xyzzy");
     EXPECT_EQ(none.status, 0);
-    EXPECT_EQ(none.out, "no command has `xyzzy` in its name, signature or page\n");
+    EXPECT_EQ(none.out, "no command has `xyzzy` in its name, tasks, signature or page\n");
     EXPECT_EQ(call("commands xyzzy --json").out, "[]\n");
 }
 
@@ -94,7 +95,7 @@ TEST_F(Catalogue, HelpIsFittedToAnyWidth) {
 }
 
 TEST_F(Catalogue, EveryTopicHasItsSections) {
-    for (const char* word : {"language", "files", "batch", "feeding", "live", "errors", "report", "plots"})
+    for (const char* word : {"language", "files", "batch", "feeding", "live", "errors", "report", "plots", "editors"})
         EXPECT_GT(call("help " + std::string(word)).out.size(), 500U) << word;
 }
 

@@ -46,6 +46,9 @@ expect() {
 expect "zepl ne" new-module
 expect "zepl rep" replay
 expect "zepl se" serve
+expect "zepl ls" lsp
+expect "zepl lsp --wo" --words
+expect "zepl help edi" editors
 expect "zepl serve heart.zp --lis" --listen
 expect "zepl run --fee" --feed
 expect "zepl help fir" FIRFILTER FIRLOWPASS
