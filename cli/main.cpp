@@ -123,6 +123,11 @@ void addRunOptions(CLI::App& command, cli::RunArguments& arguments) {
         ->type_name("FACTOR");
     command.add_flag("--allow-loss", arguments.allowLoss, "Take a run as done well although a live input lost samples");
     command.add_flag("--plot", arguments.plot, "Draw each file that was written in the terminal");
+    command
+        .add_option("--jobs", arguments.jobs,
+                    "How many processors run groups of tasks that share nothing, all of them unless given")
+        ->type_name("N")
+        ->check(within(1U, 4096U));
     options.addSession(arguments);
 }
 
@@ -161,6 +166,7 @@ void addBatchOptions(CLI::App& command, cli::BatchArguments& arguments) {
 void addServeOptions(CLI::App& command, cli::ServeArguments& arguments) {
     addRunOptions(command, arguments.run);
     command.remove_option(command.get_option("--plot"));
+    command.remove_option(command.get_option("--jobs"));
     command
         .add_option("--listen", arguments.listen,
                     "Serve the page at this address, 127.0.0.1:8080 unless given; port 0 takes a free one")

@@ -112,10 +112,9 @@ Report interruptedReport(const Procedure& procedure) {
     return report;
 }
 
-// Runs what is bound and prints how it ended; gives the exit status.
-int runBound(BoundProcedure& bound, const RunArguments& arguments, ProgressLine& progress, Report& report,
-             bool checkOnly) {
-    report = bound.session->run();
+// Prints how the run ended, and gives the exit status.
+int concludeRun(const BoundProcedure& bound, const RunArguments& arguments, ProgressLine& progress, Report& report,
+                bool checkOnly) {
     report.procedure = arguments.procedure;
     progress.clear();
     printEnd(bound.procedure, report, arguments.quiet, bound.advice, checkOnly);
@@ -170,7 +169,8 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
             capture->keepProcedure(procedure, options, bound);
             capture->attach(*bound.session);
         }
-        status = runBound(bound, arguments, progress, report, setUpOnly);
+        report = runBound(bound, procedure, library, options, arguments.jobs);
+        status = concludeRun(bound, arguments, progress, report, setUpOnly);
         if (capture) status = statusAfter(*capture, status);
         if (status == allWell && arguments.plot && !setUpOnly) drawOutputs(report, stop);
     }

@@ -30,6 +30,7 @@ struct RunArguments {
     std::uint32_t block = 1024;
     std::uint32_t startTime = 0;
     std::uint64_t patience = libzepl::SessionOptions().patience;
+    unsigned jobs = 0;  // engines at most; 0 is one on each processor
     bool allowLoss = false;
     bool quiet = false;
     bool plot = false;  // draws every output on standard error

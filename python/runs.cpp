@@ -99,15 +99,15 @@ Run::Run(std::string name, std::string text, const py::dict& options) {
 }
 
 void Run::bind(const py::dict& given) {
-    BindOptions options = bindOptions(given, lent_);
-    options.session.stop = stop_;
-    options.session.cautions = library().cautions;
+    options_ = bindOptions(given, lent_);
+    options_.session.stop = stop_;
+    options_.session.cautions = library().cautions;
     bool isMainThread = false;
     take(given, "main_thread", isMainThread);
     const Interruption interruption(stop_, isMainThread);
     {
         const py::gil_scoped_release released;
-        bound_ = bindProcedure(parsed_, library().commands, std::move(options), diagnostics_);
+        bound_ = bindProcedure(parsed_, library().commands, options_, diagnostics_);
     }
     Interruption::check();
 }
@@ -131,8 +131,9 @@ void Run::interruptible(bool isMainThread, Step step) {
     Interruption::check();
 }
 
-void Run::run(bool isMainThread) {
-    interruptible(isMainThread, [this] { return session().run(); });
+void Run::run(bool isMainThread, unsigned jobs) {
+    session();  // there is one
+    interruptible(isMainThread, [&] { return runBound(bound_, parsed_, library().commands, options_, jobs); });
 }
 
 void Run::start() { session().start(); }

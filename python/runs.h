@@ -14,7 +14,7 @@ class Run {
 
     bool isBound() const { return bound_.session != nullptr; }
     // To its end; what Python's handlers of signals raise is thrown once it is there.
-    void run(bool isMainThread);
+    void run(bool isMainThread, unsigned jobs);
     void start();
     void wait(bool isMainThread);
     void requestStop() { stop_->request(); }
@@ -42,6 +42,7 @@ class Run {
     std::vector<Diagnostic> diagnostics_;
     std::shared_ptr<StopRequest> stop_ = std::make_shared<StopRequest>();
     std::vector<py::object> lent_;
+    BindOptions options_;
     BoundProcedure bound_;
     Report report_;
 };

@@ -70,12 +70,20 @@ struct BoundProcedure {
         advice;  // for each command, what its signature admits where the list does not fit; or empty
     std::vector<CollectedOutput> collected;
     std::map<std::string, std::uint64_t> lengths{};  // of recordings, in frames, that expressions took, by their pipes
+    bool canBeRepeated = true;                       // every input is there once more when it is bound again
 };
 
 // Binds the procedure. Every mistake is added to `diagnostics`, with its place; the session is null when there was one.
 // Interrupted is thrown when options.session.stop asks for an end.
 BoundProcedure bindProcedure(const Procedure& procedure, const CommandLibrary& library, BindOptions options,
                              std::vector<Diagnostic>& diagnostics);
+
+// Runs what is bound, by up to `jobs` engines at once where groups of its tasks share nothing (Session::runInLanes): the results
+// are those of one engine. Where the groups turn out to share something it is bound again, by the same arguments, and run by
+// one. 0 jobs are as many as there are processors that this process does not use for other runs, or 1 where a module is loaded
+// beside the first.
+Report runBound(BoundProcedure& bound, const Procedure& procedure, const CommandLibrary& library,
+                const BindOptions& options, unsigned jobs);
 
 // What the report of a run of the procedure says of mistakes, at their places: tasks that were refused, failed or ended
 // themselves, pipes that nobody writes, lists that a signature does not describe, cautions, and why the run itself failed.

@@ -246,7 +246,14 @@ class Session {
     // here, and outputs are dropped.
     Report run();
 
-    // The same on a thread of the session's own, on which the caller's progress and console are then called. A session that is
+    // The same by up to `jobs` engines, each on a thread of its own, where tasks share no pipe, trigger or variable, neither
+    // directly nor through others; the results are those of run(). Nothing where it turned out that they share the clock,
+    // the console, digital outputs or a failure: then outputs are dropped, and the session is to be made again for run().
+    // Sources and sinks are called on those threads, those of different groups at the same time. No other thread may set
+    // values of the session or look at it meanwhile.
+    std::optional<Report> runInLanes(unsigned jobs);
+
+    // As run(), on a thread of the session's own, on which the caller's progress and console are then called. A session that is
     // destroyed while it runs is stopped, and waited for.
     void start();
     // Waits for the end of a run that was started, and gives what run() would have given or thrown; once.
@@ -280,7 +287,7 @@ class Session {
 
     Engine& unstarted() const;
     void begin();
-    Report runToEnd();
+    std::optional<Report> runToEnd(unsigned jobs);
     void expectElements(PipeId pipe, ElementType type) const;
     const void* cellOf(VariableId variable, bool asInteger, std::size_t width) const;
 

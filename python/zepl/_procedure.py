@@ -303,11 +303,12 @@ class Procedure(Commands):
         collect: Iterable[Any] | Mapping[str, int | None] = (),
         set: Mapping[str, Any] | None = None,
         files: bool = False,
+        jobs: int | None = None,
         **more: Any,
     ) -> Result:
         """Runs it and returns every pipe and trigger that a task writes and none reads, tables, what goes to a file, and those
         named in `collect`. The other options are those of zepl.run. It can run again, with other values."""
-        return _run.finish(self._prepared(collect, files, {"set": set, **more}))
+        return _run.finish(self._prepared(collect, files, {"set": set, **more}), jobs)
 
     def start(
         self,
@@ -326,7 +327,7 @@ class Procedure(Commands):
         """The mistakes, and the warnings, without a run; each has the Python call that it comes from."""
         ready = self._prepared((), False, more, check=True)
         if ready.run.is_bound:
-            ready.run.run(ready.on_main)
+            ready.run.run(ready.on_main, 1)
         return _run.mistakes_of(ready.run, self._calls)
 
     def __repr__(self) -> str:

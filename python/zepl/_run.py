@@ -197,6 +197,7 @@ def run(
     feed: str | int | None = None,
     block: int | None = None,
     memory: str | int | None = None,
+    jobs: int | None = None,
     **more: Any,
 ) -> Result:
     """Runs a procedure, a file or a text, and returns what it would write.
@@ -211,6 +212,7 @@ def run(
     feed     "whole", "lockstep", "random:SEED", or how many samples an input gives at a time
     block    samples of the default block
     memory   the most that the session may use, as 512000000 or "512M"
+    jobs     on how many processors groups of tasks run that share nothing; else on those that no other run uses
     more     pace, info, start_time, patience, sync: as the options of `zepl run`
 
     An array that has its pipe's type is lent and not copied; do not change it while the run lasts. Mistakes in the
@@ -219,12 +221,14 @@ def run(
     options = options_of(
         set, files, out, collect, rate=rate, feed=feed, block=block, memory=memory, **more
     )
-    return finish(prepared(procedure, inputs, options))
+    return finish(prepared(procedure, inputs, options), jobs)
 
 
-def finish(ready: Prepared) -> Result:
+def finish(ready: Prepared, jobs: int | None = None) -> Result:
+    if jobs is not None and jobs < 1:
+        raise ValueError(f"jobs={jobs}: 1 is the least")
     ready.refuse()
-    ready.run.run(ready.on_main)
+    ready.run.run(ready.on_main, jobs or 0)
     return ready.result()
 
 
@@ -234,5 +238,5 @@ def check(
     """The mistakes of a procedure, and the warnings: it is read, its files are opened and its tasks set up."""
     ready = prepared(procedure, inputs, options_of(set, **more) | {"check": True})
     if ready.run.is_bound:
-        ready.run.run(ready.on_main)
+        ready.run.run(ready.on_main, 1)
     return mistakes_of(ready.run, {})

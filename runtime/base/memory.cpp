@@ -27,8 +27,10 @@ std::uint64_t costOf(std::uint64_t bytes) {
 }
 
 bool MemoryBudget::reserve(std::uint64_t bytes) {
-    if (bytes > limit_ - used_) return false;
-    used_ += bytes;
+    std::uint64_t used = used_.load(std::memory_order_relaxed);
+    do
+        if (bytes > limit_ - used) return false;
+    while (!used_.compare_exchange_weak(used, used + bytes, std::memory_order_relaxed));
     return true;
 }
 

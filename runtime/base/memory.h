@@ -1,6 +1,7 @@
 // The memory that a session may use, counted, and the arenas that tasks take theirs from.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -11,18 +12,23 @@
 
 namespace libzepl {
 
-// Counts bytes against a limit.
+// Counts bytes against a limit. Threads can share it.
 class MemoryBudget {
  public:
     explicit MemoryBudget(std::uint64_t limit) : limit_(limit) {}
     // False, with nothing counted, when the limit would be passed.
     bool reserve(std::uint64_t bytes);
-    void release(std::uint64_t bytes) { used_ -= bytes; }
+    void release(std::uint64_t bytes) {
+        if (!countsAll_) used_.fetch_sub(bytes, std::memory_order_relaxed);
+    }
+    // From now on what is released still counts: what has room then has it in whatever order it is taken and released.
+    void countAll() { countsAll_ = true; }
     std::uint64_t limit() const { return limit_; }
 
  private:
     std::uint64_t limit_;
-    std::uint64_t used_ = 0;
+    std::atomic<std::uint64_t> used_{0};
+    bool countsAll_ = false;
 };
 
 // What a session has taken of a budget for one thing, and gives back with it.

@@ -67,6 +67,7 @@ class Binder {
         OutputBinder outputs({procedure_, options_, names_, rates_, inputFiles_}, bound_, diagnostics_);
         if (!hasErrors(diagnostics_)) outputs.add(tables_);
         if (hasErrors(diagnostics_)) bound_.session.reset();
+        if (!options_.fed.empty() || options_.recorded != nullptr) bound_.canBeRepeated = false;
         return std::move(bound_);
     }
 
@@ -147,6 +148,7 @@ class Binder {
     }
 
     void noteInput(const ChannelFile& file) {
+        if (flows(file.path) || isAddress(file.path)) bound_.canBeRepeated = false;
         if (!inputFiles_.insert(identityOf(file.path)).second && isStandardStream(file.path))
             refuse(file, "standard input can feed one channel only", "read the others from files");
         if (isStandardStream(file.path)) inputFiles_.insert(identityOf(STDIN_FILENO));

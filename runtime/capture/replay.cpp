@@ -76,9 +76,9 @@ std::size_t placeOf(const Objects& objects, const CapturedOutput& output, const 
 class OutputRestorer {
  public:
     OutputRestorer(Session& session, Engine& e) : session_(session), e_(e) {
-        givenPipes_.swap(e.graph.pipeOutputs);
-        givenFrames_.swap(e.graph.frameOutputs);
-        givenTriggers_.swap(e.graph.triggerOutputs);
+        std::swap(givenPipes_, e.graph.pipeOutputs);
+        std::swap(givenFrames_, e.graph.frameOutputs);
+        std::swap(givenTriggers_, e.graph.triggerOutputs);
     }
 
     void add(const CapturedOutput& output) {
@@ -106,7 +106,7 @@ class OutputRestorer {
         if (found == given.end()) return false;
         outputs.push_back(std::move(*found));
         outputs.back().limit = captured.limit;
-        given.erase(found);
+        given.remove(*found);
         return true;
     }
 
@@ -143,9 +143,9 @@ class OutputRestorer {
 
     Session& session_;
     Engine& e_;
-    std::deque<PipeOutput> givenPipes_;
-    std::deque<FrameOutput> givenFrames_;
-    std::deque<TriggerOutput> givenTriggers_;
+    ObjectList<PipeOutput> givenPipes_;
+    ObjectList<FrameOutput> givenFrames_;
+    ObjectList<TriggerOutput> givenTriggers_;
 };
 
 OutputReport::Unit unitOf(const ReplayCheck::Output& output) {

@@ -38,6 +38,7 @@ class Activity {
     }
 
     bool hasDelivered(std::uint64_t round) const { return lastDelivery_ == round; }
+    bool hasGrown(std::uint64_t round) const { return lastGrowth_ == round; }
 
     // Nothing moves, and inputs give nothing: what is not done by now will not be done.
     bool isQuiescent(std::uint64_t round) const { return round - std::max(lastChange_, lastDelivery_) >= quietRounds; }
@@ -82,6 +83,20 @@ class Activity {
     // The round and the scheduler's turn of the last look who has written more than the session's patience.
     std::uint64_t lastPatienceCheck() const { return lastPatienceCheck_; }
     std::uint64_t lastPatienceTurn() const { return lastPatienceTurn_; }
+
+    // Of a session whose parts count the same rounds: takes in what happened in another part. Looks at patience are a
+    // part's own.
+    void include(const Activity& other) {
+        lastChange_ = std::max(lastChange_, other.lastChange_);
+        lastDrivenRead_ = std::max(lastDrivenRead_, other.lastDrivenRead_);
+        lastDrivenWrite_ = std::max(lastDrivenWrite_, other.lastDrivenWrite_);
+        lastDrivenPause_ = std::max(lastDrivenPause_, other.lastDrivenPause_);
+        lastDelivery_ = std::max(lastDelivery_, other.lastDelivery_);
+        lastLimitedDrain_ = std::max(lastLimitedDrain_, other.lastLimitedDrain_);
+        lastDeadlockCheck_ = std::max(lastDeadlockCheck_, other.lastDeadlockCheck_);
+        lastGrowth_ = std::max(lastGrowth_, other.lastGrowth_);
+        lastJump_ = std::max(lastJump_, other.lastJump_);
+    }
 
     // The first round whose end can change an answer of the above, when nothing happens until then.
     std::uint64_t nextCheck(std::uint64_t patienceRounds) const {

@@ -15,7 +15,7 @@ namespace {
 // The smallest full channel that a chain of starved tasks ends at.
 struct DeadlockSearch {
     Engine& e;
-    std::vector<bool> visited = std::vector<bool>(e.graph.tasks.size(), false);
+    std::vector<bool> visited = std::vector<bool>(e.graph.lastTaskNumber(), false);
     // Channels to follow, the next one last: a chain can be longer than the stack would bear by calls.
     std::vector<std::variant<Pipe*, Trigger*>> unfollowed{};
     std::variant<std::monostate, Pipe*, Trigger*> found{};
@@ -112,7 +112,8 @@ struct DeadlockSearch {
 // once, and by a list: there can be thousands in a row.
 class FullCycles {
  public:
-    explicit FullCycles(DeadlockSearch& search) : search_(search), marks_(search.e.graph.tasks.size(), Mark::unseen) {}
+    explicit FullCycles(DeadlockSearch& search)
+        : search_(search), marks_(search.e.graph.lastTaskNumber(), Mark::unseen) {}
 
     void follow(const Task& first) {
         enter(first);
@@ -174,7 +175,7 @@ class FullCycles {
 // that hold up an input for want of it; tasks that wait for room can be between.
 class TimeHolders {
  public:
-    explicit TimeHolders(DeadlockSearch& search) : search_(search), seen_(search.e.graph.tasks.size(), false) {
+    explicit TimeHolders(DeadlockSearch& search) : search_(search), seen_(search.e.graph.lastTaskNumber(), false) {
         for (FrameOutput& output : search.e.graph.frameOutputs) {
             DeadlockSearch members{search.e};
             members.followOutput(output);

@@ -19,6 +19,13 @@ std::uint32_t nextNumber() {
 Engine::Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions)
     : number(nextNumber()), library(commandLibrary), options(std::move(sessionOptions)), graph(options.memoryLimit) {}
 
+Engine::Engine(Engine& wholeEngine)
+    : number(wholeEngine.number),
+      whole(&wholeEngine),
+      library(wholeEngine.library),
+      options(wholeEngine.options),
+      graph(wholeEngine.graph) {}
+
 Report::Status Engine::status() const noexcept {
     if (outcome.end == RunEnd::refused) return Report::Status::refused;
     if (outcome.end == RunEnd::failed || !outcome.reason.empty()) return Report::Status::failed;

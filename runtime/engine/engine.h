@@ -38,16 +38,26 @@ struct Streams {
     std::chrono::steady_clock::time_point lastFlush;
 };
 
+struct Lane;
+
 struct Engine {
     Engine(const CommandLibrary& commandLibrary, SessionOptions sessionOptions);
+    // Of a part of a session.
+    explicit Engine(Engine& whole);
 
     // What the run came to, by what is known so far.
     Report::Status status() const noexcept;
-    bool stopRequested() const { return ownStop.requested() || (options.stop != nullptr && options.stop->requested()); }
+    bool stopRequested() const {
+        return ownStop.requested() || (options.stop != nullptr && options.stop->requested()) ||
+               (whole != nullptr && whole->ownStop.requested());
+    }
     // Whether the sampling clock runs: from the first delivery on, or, without inputs, from when all set-ups have run.
     bool clockRuns() const { return feed.anyDelivery || (setUpDone && !graph.hasInputs()); }
 
     const std::uint32_t number;  // of all sessions; part of its ids
+    // Where this engine runs a part of a session: that session's engine, and what the parts have in common.
+    const Engine* const whole = nullptr;
+    Lane* lane = nullptr;
     const CommandLibrary& library;
     SessionOptions options;
     StopRequest ownStop;
@@ -87,5 +97,17 @@ Engine& engineOf(Session& session);
 // The session that runs on this thread, if any. The library is loaded at the program's start, so the fast model of
 // thread-local access holds.
 extern constinit thread_local Engine* engine [[gnu::tls_model("initial-exec")]];
+
+// Makes an engine the thread's own while it lives.
+class CurrentEngine {
+ public:
+    explicit CurrentEngine(Engine& e) : outer_(engine) { engine = &e; }
+    CurrentEngine(const CurrentEngine&) = delete;
+    CurrentEngine& operator=(const CurrentEngine&) = delete;
+    ~CurrentEngine() { engine = outer_; }
+
+ private:
+    Engine* outer_;
+};
 
 }  // namespace libzepl

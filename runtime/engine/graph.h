@@ -2,19 +2,25 @@
 #pragma once
 
 #include <deque>
-#include <vector>
+#include <optional>
 
 #include "runtime/engine/handle_table.h"
 #include "runtime/engine/io_ports.h"
+#include "runtime/engine/object_list.h"
 #include "runtime/engine/task.h"
 
 namespace libzepl {
 
-// Objects stay where they are from when they are added; pointers to them are good as long as the session lasts.
+// Pointers to objects are good as long as the session lasts.
 struct Graph {
-    explicit Graph(std::uint64_t memoryLimit) : memory(memoryLimit) {}
+    explicit Graph(std::uint64_t memoryLimit) : ownMemory(memoryLimit), memory(ownMemory) {}
+    // A part of another one. Handles are those of the whole, and so are vectors, which nobody changes.
+    explicit Graph(Graph& whole);
+    Graph(const Graph&) = delete;
+    Graph& operator=(const Graph&) = delete;
 
-    bool hasInputs() const { return !pipeInputs.empty() || !triggerInputs.empty(); }
+    bool hasInputs() const { return othersHaveInputs || !pipeInputs.empty() || !triggerInputs.empty(); }
+    std::optional<std::uint64_t> expectedElements() const;  // of the inputs of pipes; nothing where one does not say
     bool pipeInputsEnded() const;
     bool inputsEnded() const;
 
@@ -32,17 +38,24 @@ struct Graph {
         for (const TriggerOutput& output : triggerOutputs) f(output);
     }
 
-    MemoryBudget memory;
-    std::deque<Pipe> pipes;
-    std::deque<Trigger> triggers;
-    std::deque<Variable> variables;
-    std::deque<Vector> vectors;
-    std::deque<Task> tasks;
-    std::vector<PipeInput> pipeInputs;
-    std::vector<TriggerInput> triggerInputs;
-    std::deque<PipeOutput> pipeOutputs;
-    std::deque<FrameOutput> frameOutputs;
-    std::deque<TriggerOutput> triggerOutputs;
+    // Tasks are in the order of their numbers, which need not follow each other in a part of a session.
+    std::size_t lastTaskNumber() const { return tasks.empty() ? 0 : tasks.back().number; }
+    Task* findTask(std::uint32_t number);  // null where there is none
+
+    MemoryBudget ownMemory;
+    MemoryBudget& memory;  // of the whole session
+    ObjectList<Pipe> pipes;
+    ObjectList<Trigger> triggers;
+    ObjectList<Variable> variables;
+    ObjectList<Vector> vectors;
+    ObjectList<Task> tasks;
+    ObjectList<PipeInput> pipeInputs;
+    ObjectList<TriggerInput> triggerInputs;
+    ObjectList<PipeOutput> pipeOutputs;
+    ObjectList<FrameOutput> frameOutputs;
+    ObjectList<TriggerOutput> triggerOutputs;
+    bool othersHaveInputs = false;  // in the other parts of the session
+    bool sharesSources = false;     // several inputs take of one source
     HandleTable<PipePort> pipeHandles;
     HandleTable<TriggerPort> triggerHandles;
     HandleTable<Pbuf> pbufHandles;

@@ -10,6 +10,10 @@ namespace libzepl {
 template <class Item>
 class HandleTable {
  public:
+    HandleTable() = default;
+    HandleTable(const HandleTable& other) : items_(other.items_), first_(items_.data()), count_(other.count_) {}
+    HandleTable& operator=(const HandleTable&) = delete;
+
     // The handle of the item, which must stay where it is. Handles count from 1.
     std::uint32_t add(Item& item) {
         items_.push_back(&item);

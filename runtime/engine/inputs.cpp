@@ -19,10 +19,6 @@ std::uint64_t elementsUntilPause(const Engine& e, const PipeInput& input, std::u
     return lastElement - std::min(lastElement, input.delivered);
 }
 
-std::size_t placeOf(const Engine& e, const PipeInput& input) {
-    return static_cast<std::size_t>(&input - e.graph.pipeInputs.data());
-}
-
 // Reads up to `n` elements, which end before the storage does, to where the pipe's next ones are.
 std::uint64_t readInto(PipeInput& input, std::uint64_t run) {
     Pipe& pipe = *input.pipe;
@@ -107,13 +103,13 @@ bool deliverChunk(Engine& e, PipeInput& input, std::uint64_t max, std::uint64_t 
     }
     if (given > 0) e.feed.anyDelivery = true;
     if (e.recorder != nullptr && (given > 0 || input.ended))
-        e.recorder->delivered(round, placeOf(e, input), given, input.ended);
+        e.recorder->delivered(round, input.place, given, input.ended);
     return given > 0;
 }
 
 // The same of what a script has for the round; runs end in it where they ended before, so that readers wake in that order.
 bool deliverScripted(Engine& e, PipeInput& input, std::uint64_t round) {
-    const std::size_t place = placeOf(e, input);
+    const std::size_t place = input.place;
     const std::uint64_t due = e.script->due(round, place), before = input.delivered;
     const bool given = due > 0 && deliverChunk(e, input, due, round);
     e.script->deliveredOf(round, place, input.delivered - before);

@@ -39,6 +39,7 @@ struct PipeInput {
     bool ended = false;
     bool zeroCopy = false;    // the pipe's storage is the caller's memory itself
     bool prefetches = false;  // and who reads it copies a block at a time
+    std::size_t place = 0;    // among the session's inputs of pipes
     ChunkSizes chunks;
 
     // Whether something can be read from it, or its end be seen, without waiting.

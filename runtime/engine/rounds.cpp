@@ -5,6 +5,7 @@
 #include "runtime/engine/deadlock.h"
 #include "runtime/engine/flow.h"
 #include "runtime/engine/inputs.h"
+#include "runtime/engine/lanes.h"
 #include "runtime/engine/outputs.h"
 #include "runtime/engine/pause.h"
 #include "runtime/engine/self_sustaining.h"
@@ -87,15 +88,9 @@ void reportProgress(Engine& e) {
     if (now - e.feed.lastProgress < std::chrono::milliseconds(100)) return;
     e.feed.lastProgress = now;
     Progress progress;
-    progress.expected = 0;
+    progress.expected = e.graph.expectedElements();
     progress.seconds = std::chrono::duration<double>(now - e.outcome.began).count();
-    for (const PipeInput& input : e.graph.pipeInputs) {
-        progress.delivered += input.delivered;
-        if (progress.expected && input.length)
-            *progress.expected += *input.length;
-        else
-            progress.expected.reset();
-    }
+    for (const PipeInput& input : e.graph.pipeInputs) progress.delivered += input.delivered;
     e.options.progress(progress);
 }
 
@@ -137,19 +132,14 @@ void endPauses(Engine& e) {
     timing.pausing.erase(firstDue, timing.pausing.end());
 }
 
-// Draws the conclusions from what did not happen for some rounds: a channel grows, time jumps, or the run ends.
 void concludeRound(Engine& e) {
     const std::uint64_t round = e.scheduler.round;
-    if (e.activity.isDeadlockCheckDue(round)) e.activity.noteDeadlockCheck(round, resolveDeadlock(e));
+    if (e.lane == nullptr)
+        drawConclusions(e);
+    else if (e.activity.isDeadlockCheckDue(round) || e.activity.isQuiescent(round))
+        e.lane->lanes.meet(*e.lane);
     if (!e.outcome.isRunning()) return;
-    endPauses(e);
-    const bool quiescent = e.timing.pausing.empty() && e.activity.isQuiescent(round);
-    if (quiescent || e.activity.isSelfSustaining(round)) {
-        updateInputLimits(e);
-        if (inputsEndedOrHeld(e) && !closeShortOutputs(e))
-            return quiescent ? e.outcome.finish(RunEnd::quiescent) : finishSelfSustaining(e);
-    }
-    if (round - e.activity.lastPatienceCheck() >= patienceRounds(e.options)) checkPatience(e);
+    if (e.scheduler.round - e.activity.lastPatienceCheck() >= patienceRounds(e.options)) checkPatience(e);
 }
 
 void endRound(Engine& e) {
@@ -163,7 +153,7 @@ void endRound(Engine& e) {
     try {
         if (!e.streams.started) startStreams(e);
         if (outputsWait) drainOutputs(e);
-        if (outputsComplete(e.graph)) return e.outcome.finish(RunEnd::complete);
+        if (e.lane == nullptr && outputsComplete(e.graph)) return e.outcome.finish(RunEnd::complete);
         if (e.stopRequested() || (e.script != nullptr && e.script->stops(e.scheduler.round)))
             return e.outcome.finish(RunEnd::stopped);
         serveInputs(e);
@@ -181,6 +171,21 @@ void endRound(Engine& e) {
 }
 
 }  // namespace
+
+void drawConclusions(Engine& e) {
+    const std::uint64_t round = e.scheduler.round;
+    if (e.activity.isDeadlockCheckDue(round)) e.activity.noteDeadlockCheck(round, resolveDeadlock(e));
+    if (!e.outcome.isRunning()) return;
+    endPauses(e);
+    const bool quiescent = e.timing.pausing.empty() && e.activity.isQuiescent(round);
+    if (!quiescent && !e.activity.isSelfSustaining(round)) return;
+    updateInputLimits(e);
+    if (!inputsEndedOrHeld(e) || closeShortOutputs(e)) return;
+    if (quiescent)
+        e.outcome.finish(RunEnd::quiescent);
+    else
+        finishSelfSustaining(e);
+}
 
 void releaseTask(Engine& e, Task& task) {
     forEachPort(task, [&](auto& port) { closePort(e, port); });

@@ -12,6 +12,9 @@ namespace libzepl {
 // Runs the session's tasks to the end of the run.
 void runRounds(Engine& e);
 
+// Draws the conclusions from what did not happen for some rounds: a channel grows, time jumps, or the run ends.
+void drawConclusions(Engine& e);
+
 // Closes what an ended task has open, and gives back what it took of the machine. What it wrote stays readable.
 void releaseTask(Engine& e, Task& task);
 

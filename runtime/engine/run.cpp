@@ -1,11 +1,13 @@
 #include "runtime/engine/run.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "runtime/engine/finish_outputs.h"
 #include "runtime/engine/flow.h"
 #include "runtime/engine/inputs.h"
+#include "runtime/engine/lane_run.h"
 #include "runtime/engine/outputs.h"
 #include "runtime/engine/rounds.h"
 #include "runtime/engine/streams.h"
@@ -15,18 +17,6 @@
 namespace libzepl {
 
 namespace {
-
-// Makes this engine the thread's own while it lives.
-class CurrentEngine {
- public:
-    explicit CurrentEngine(Engine& e) : outer_(engine) { engine = &e; }
-    CurrentEngine(const CurrentEngine&) = delete;
-    CurrentEngine& operator=(const CurrentEngine&) = delete;
-    ~CurrentEngine() { engine = outer_; }
-
- private:
-    Engine* outer_;
-};
 
 // An input of the caller's memory that nothing else concerns is read where it is.
 void useZeroCopy(PipeInput& input) {
@@ -80,17 +70,7 @@ void findStreams(Engine& e) {
     });
 }
 
-}  // namespace
-
-void setClock(Engine& e) {
-    e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
-    e.pace.framesPerSecond = e.timing.clock.rate() * e.options.pace;
-}
-
-void runSession(Engine& e) {
-    const CurrentEngine guard(e);
-    const WaitScope waiting(
-        e.ownStop, [&e] { flushStreams(e); }, e.options.stop.get());
+void prepare(Engine& e) {
     e.outcome.began = e.feed.lastProgress = e.streams.lastFlush = std::chrono::steady_clock::now();
     findStreams(e);
     countOutputs(e);
@@ -103,17 +83,24 @@ void runSession(Engine& e) {
     for (FrameOutput& output : e.graph.frameOutputs)
         for (FrameOutput::Member& member : output.members) openPort(e, member.port, PortMode::reading);
     for (TriggerOutput& output : e.graph.triggerOutputs) openPort(e, output.port, PortMode::reading);
+}
+
+void runTasks(Engine& e) {
+    if (e.script != nullptr) e.script->begin(e);
+    if (e.recorder != nullptr) e.recorder->begin(e);
+    if (e.options.feed.kind == FeedPolicy::Kind::whole) {
+        startStreams(e);
+        deliverWhole(e);
+    }
+    startTasks(e);
+    runRounds(e);
+}
+
+// Runs `step`; what it throws ends the run, unless it is the caller's.
+template <class Step>
+void guarded(Engine& e, Step step) {
     try {
-        if (e.script != nullptr) e.script->begin(e);
-        if (e.recorder != nullptr) e.recorder->begin(e);
-        if (e.options.feed.kind == FeedPolicy::Kind::whole) {
-            startStreams(e);
-            deliverWhole(e);
-        }
-        for (Task& task : e.graph.tasks)
-            if (e.outcome.isRunning()) startTask(e, task);
-        runRounds(e);
-        if (e.outcome.consoleError != nullptr) std::rethrow_exception(std::exchange(e.outcome.consoleError, nullptr));
+        step();
     } catch (const Interrupted&) {
         e.outcome.end = RunEnd::stopped;
     } catch (const Problem& problem) {
@@ -127,11 +114,43 @@ void runSession(Engine& e) {
         e.outcome.reason = "the system has no more memory";
         e.outcome.remedy = "close other programs, or raise what a process may take (ulimit -v)";
     }
+}
+
+}  // namespace
+
+void setClock(Engine& e) {
+    e.timing.clock = VirtualClock(rateOf(e), e.options.startTime);
+    e.pace.framesPerSecond = e.timing.clock.rate() * e.options.pace;
+}
+
+void runSession(Engine& e) { runSession(e, 1); }
+
+bool runSession(Engine& e, unsigned jobs) {
+    const CurrentEngine guard(e);
+    const WaitScope waiting(
+        e.ownStop, [&e] { flushStreams(e); }, e.options.stop.get());
+    prepare(e);
+    std::optional<Partition> partition;
+    if (jobs > 1 && canRunInLanes(e)) partition.emplace(e.graph, jobs);
+    const bool isWhole = !partition || partition->count() < 2;
+    bool isVoid = false;
+    guarded(e, [&] {
+        if (isWhole)
+            runTasks(e);
+        else
+            isVoid = !runLanes(e, *partition);
+        if (e.outcome.consoleError != nullptr) std::rethrow_exception(std::exchange(e.outcome.consoleError, nullptr));
+    });
     stopStreams(e);
+    if (isVoid) return false;
+    const bool wasWell = e.outcome.end != RunEnd::failed;
     writeUnwritten(e);
+    // One engine can have written it sooner.
+    if (!isWhole && wasWell && e.outcome.end == RunEnd::failed) return false;
     if (e.recorder != nullptr) e.recorder->end(e);
     notePace(e);
     finishOutputs(e);
+    return true;
 }
 
 }  // namespace libzepl

@@ -132,7 +132,8 @@ inline void noteDrivenValues(Engine& e) {
         return switchContext(left, e.scheduler.dispatcher);
     }
     e.scheduler.beginRound();
-    if (e.scheduler.readyCount == 1 && e.graph.inputsEnded() && !e.watches.any())
+    // In a lane rounds are counted as in the whole session, where others are ready.
+    if (e.scheduler.readyCount == 1 && e.lane == nullptr && e.graph.inputsEnded() && !e.watches.any())
         e.scheduler.soloYieldsLeft = maxSoloYields;
     e.scheduler.switchToReady();
 }
@@ -208,6 +209,11 @@ void startTask(Engine& e, Task& task) {
     }
     task.context = makeContext(task.stack, skipped, runTask);
     e.scheduler.pushReady(task);
+}
+
+void startTasks(Engine& e) {
+    for (Task& task : e.graph.tasks)
+        if (e.outcome.isRunning()) startTask(e, task);
 }
 
 // Leaves the current task for good. The texts' storage passes to the task's outcome, so that the frames own nothing.

@@ -63,8 +63,8 @@ struct Scheduler {
     std::jmp_buf rescue;       // where a task's fault leads to, out of a signal's handler
 };
 
-// Gives the task a stack and queues it. The run fails where that cannot be.
-void startTask(Engine& e, Task& task);
+// Gives each task a stack and queues it. The run fails where that cannot be.
+void startTasks(Engine& e);
 // Gives back what the task took of the machine; it does not run again.
 void releaseMemory(Engine& e, Task& task);
 

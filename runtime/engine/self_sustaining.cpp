@@ -87,7 +87,7 @@ int rankOf(const Task& task) {
 }
 
 const Task& reasonFor(const Engine& e, const TaskSet& sustaining, const Task& writer) {
-    TaskSet last(e.graph.tasks.size(), false);
+    TaskSet last(e.graph.lastTaskNumber(), false);
     last[writer.number - 1] = true;
     const TaskSet before = withAllBefore(e, std::move(last));
     const Task* found = nullptr;
@@ -99,7 +99,7 @@ const Task& reasonFor(const Engine& e, const TaskSet& sustaining, const Task& wr
 }
 
 TaskSet sustainingTasks(const Engine& e) {
-    TaskSet tasks(e.graph.tasks.size(), false);
+    TaskSet tasks(e.graph.lastTaskNumber(), false);
     for (const Task& task : e.graph.tasks) tasks[task.number - 1] = sustainsItself(e, task);
     return tasks;
 }
@@ -134,17 +134,20 @@ std::uint64_t patienceRounds(const SessionOptions& options) {
 
 void checkPatience(Engine& e) {
     const std::uint64_t sinceRound = e.activity.lastPatienceCheck(), sinceTurn = e.activity.lastPatienceTurn();
-    e.activity.notePatienceCheck(e.scheduler.round, e.scheduler.turn);
-    TaskSet overdue(e.graph.tasks.size(), false), moved(overdue);
+    // The rounds of a lane can pass in one step, and the next check is due as it would be otherwise.
+    const std::uint64_t late = e.lane == nullptr ? 0 : (e.scheduler.round - sinceRound) % patienceRounds(e.options);
+    e.activity.notePatienceCheck(e.scheduler.round - late, e.scheduler.turn);
+    TaskSet overdue(e.graph.lastTaskNumber(), false), moved(overdue);
     for (Task& task : e.graph.tasks) {
         if (noteWrites(task, e.options.patience)) e.activity.noteDrivenWrite(e.scheduler.round);
+        if (task.outOfPatience && e.lane != nullptr) return e.outcome.finish(RunEnd::selfSustaining);  // for the whole
         overdue[task.number - 1] = task.outOfPatience;
         moved[task.number - 1] = movedSince(task, sinceTurn);
     }
     if (!e.activity.isUselessSince(sinceRound) || !e.timing.pausing.empty()) return;
     const TaskSet after = withAllAfter(e, std::move(overdue));
     bool onlyThose = false;
-    for (std::size_t i = 0; i < e.graph.tasks.size(); ++i) {
+    for (std::size_t i = 0; i < moved.size(); ++i) {
         if (moved[i] && !after[i]) return;
         onlyThose |= moved[i];
     }

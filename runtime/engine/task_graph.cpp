@@ -44,8 +44,12 @@ TaskSet closed(const Engine& e, TaskSet tasks, ForEachNext forEachNext) {
 // Strongly connected components (R. E. Tarjan, 1972), without recursion: there can be thousands of tasks in a row.
 class Cycles {
  public:
-    explicit Cycles(Engine& e) : numbers_(e.graph.tasks.size(), 0), lowest_(numbers_), open_(numbers_.size(), false) {
-        for (const Task& task : e.graph.tasks) turnsLeft_.push_back(task.drive->turnsLeft);
+    explicit Cycles(Engine& e)
+        : numbers_(e.graph.lastTaskNumber(), 0),
+          lowest_(numbers_),
+          open_(numbers_.size(), false),
+          turnsLeft_(numbers_) {
+        for (const Task& task : e.graph.tasks) turnsLeft_[indexOf(task)] = task.drive->turnsLeft;
         for (Task& task : e.graph.tasks) {
             if (numbers_[indexOf(task)] == 0) enter(task);
             while (!path_.empty()) goOn();
@@ -110,7 +114,7 @@ class Cycles {
 
     std::vector<std::uint32_t> numbers_, lowest_;  // from 1, in the order of entering; 0 is not entered yet
     std::vector<bool> open_;                       // entered, and not joined yet
-    std::vector<std::uint32_t> turnsLeft_{};
+    std::vector<std::uint32_t> turnsLeft_;
     std::vector<Task*> unjoined_{};
     std::vector<Step> path_{};
     std::uint32_t entered_ = 0;
@@ -127,7 +131,7 @@ TaskSet withAllBefore(const Engine& e, TaskSet tasks) {
 }
 
 TaskSet tasksOnInputs(const Engine& e) {
-    TaskSet tasks(e.graph.tasks.size(), false);
+    TaskSet tasks(e.graph.lastTaskNumber(), false);
     for (const Task& task : e.graph.tasks)
         tasks[task.number - 1] = task.state == TaskState::ended || (task.followsClock && e.graph.hasInputs());
     const auto addReaders = [&](const auto& channel) {
@@ -140,7 +144,7 @@ TaskSet tasksOnInputs(const Engine& e) {
 }
 
 void findGeneratorReaders(Engine& e) {
-    TaskSet writers(e.graph.tasks.size(), false);
+    TaskSet writers(e.graph.lastTaskNumber(), false);
     e.graph.forEachOutput([&](const auto& output) {
         if (!output.independent && e.graph.hasInputs()) return;
         forEachOutputPort(output, [&](const auto& port) {

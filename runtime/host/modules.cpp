@@ -11,6 +11,7 @@
 #include "host/host.h"
 #include "runtime/commands.h"
 #include "runtime/engine/engine.h"
+#include "runtime/engine/lanes.h"
 #include "runtime/engine/load_state.h"
 
 namespace libzepl {
@@ -140,6 +141,7 @@ void print(const char* text) {
         loadState().print(text);
         return;
     }
+    requireWhole(*engine);
     if (engine->scheduler.current != nullptr && !engine->graph.memory.reserve(costOfPrinting(text)))
         outOfMemory(*engine, "what it prints");
     engine->outcome.console += text;

@@ -14,9 +14,9 @@ using namespace libzepl;
 namespace {
 
 Task& taskOf(Engine& e, ParamList list) {
-    const auto number = static_cast<std::uint32_t>(list);
-    if (number - 1 >= e.graph.tasks.size()) misuse(e, "its parameter list was never given");
-    return e.graph.tasks[number - 1];
+    Task* const task = e.graph.findTask(static_cast<std::uint32_t>(list));
+    if (task == nullptr) misuse(e, "its parameter list was never given");
+    return *task;
 }
 
 // Gives the mask of one position after the other, reading each from the variable arguments when it is asked for.

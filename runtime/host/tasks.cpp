@@ -7,6 +7,7 @@
 #include "host/system_info.h"
 #include "host/tasks.h"
 #include "host/vectors.h"
+#include "runtime/engine/lanes.h"
 #include "runtime/engine/self_sustaining.h"
 #include "runtime/host/handle_lookup.h"
 
@@ -21,6 +22,7 @@ void task_pause(std::uint32_t ticks) {
     constexpr std::uint64_t maxWait = std::uint64_t{1} << 32;
     Engine& e = running();
     if (ticks == 0) return yieldCurrent(e);
+    requireWhole(e);
     Task& task = *e.scheduler.current;
     task.due = e.timing.clock.after(ticks);
     task.pausedTicks += ticks;
@@ -57,7 +59,10 @@ std::uint32_t sys_get_info(SysInfo selector) {
     if (found != e.options.info.end()) return found->second;
     const bool ofClock =
         selector == SysInfo::clock || selector == SysInfo::clockUnitsPerFrame || selector == SysInfo::clockRunning;
-    if (ofClock) readClock(e, *e.scheduler.current);
+    if (ofClock) {
+        requireWhole(e);
+        readClock(e, *e.scheduler.current);
+    }
     switch (selector) {
         case SysInfo::clock:
             return static_cast<std::uint32_t>(e.timing.clock.now());
@@ -76,7 +81,11 @@ std::uint32_t sys_get_info(SysInfo selector) {
 
 std::uint32_t sys_get_task_ID() { return running().scheduler.current->number; }
 
-std::uint32_t sys_get_time() { return static_cast<std::uint32_t>(running().timing.clock.now()); }
+std::uint32_t sys_get_time() {
+    Engine& e = running();
+    if (e.setUpDone) requireWhole(e);
+    return static_cast<std::uint32_t>(e.timing.clock.now());
+}
 
 std::uint64_t u64SystemTicksGet() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
@@ -89,6 +98,7 @@ std::uint64_t u64UsToSysTicks(std::uint32_t lowWord, std::uint32_t highWord) {
 
 void digital_set_bit(std::uint32_t bit, std::uint32_t value) {
     Engine& e = running();
+    requireWhole(e);
     // With the room that a list doubles in, and the report's copy.
     if (!e.graph.memory.reserve(4 * sizeof(DigitalReport))) outOfMemory(e, "the digital changes");
     e.outcome.digital.push_back({e.timing.clock.frame(), bit, value});

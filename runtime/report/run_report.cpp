@@ -107,11 +107,12 @@ CrashReporter::~CrashReporter() { e_.crashed = nullptr; }
 void CrashReporter::say(const char* what) noexcept {
     fillReport(e_, report_);
     report_.status = Report::Status::failed;
-    TaskReport& task = report_.tasks[e_.scheduler.current->number - 1];
+    const std::size_t place = engine->scheduler.current->number - 1;  // of the engine that runs on this thread
+    TaskReport& task = report_.tasks[place];
     task.state = TaskReport::State::fault;
     text_.assign(std::string_view(what).substr(0, text_.capacity()));
     task.text.swap(text_);
-    e_.options.crashed(report_, e_.scheduler.current->number - 1);
+    e_.options.crashed(report_, place);
 }
 
 }  // namespace libzepl

@@ -119,7 +119,7 @@ Snapshot Session::snapshot(std::chrono::milliseconds patience) const {
 void Session::start() {
     begin();
     try {
-        thread_ = std::make_unique<SessionThread>([this] { return runToEnd(); });
+        thread_ = std::make_unique<SessionThread>([this] { return *runToEnd(1); });
     } catch (const std::system_error& error) {
         engine_->outside.end(*engine_);
         throw Problem(std::string("the system gives the session no thread: ") + error.what(),

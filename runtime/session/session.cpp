@@ -113,6 +113,7 @@ PipeInput& addInput(Engine& e, Pipe& pipe, std::optional<std::uint64_t> length, 
                       "give the number of elements, not of bytes; none where it is unknown");
     claimInput(pipe);
     PipeInput& input = e.graph.pipeInputs.emplace_back();
+    input.place = e.graph.pipeInputs.size() - 1;
     input.pipe = &pipe;
     input.length = length;
     input.ended = length == std::uint64_t{0};
@@ -314,19 +315,24 @@ void Session::begin() {
     e.outside.begin();
 }
 
-Report Session::runToEnd() {
+std::optional<Report> Session::runToEnd(unsigned jobs) {
     Engine& e = *engine_;
     const LiveRun live(e);
     const CrashReporter crashes(e);
-    runSession(e);
-    Report report = makeReport(e);
+    std::optional<Report> report;
+    if (runSession(e, jobs)) report = makeReport(e);
     for (Task& task : e.graph.tasks) releaseTask(e, task);
     return report;
 }
 
 Report Session::run() {
     begin();
-    return runToEnd();
+    return *runToEnd(1);
+}
+
+std::optional<Report> Session::runInLanes(unsigned jobs) {
+    begin();
+    return runToEnd(jobs);
 }
 
 void Session::requestStop() { engine_->ownStop.request(); }

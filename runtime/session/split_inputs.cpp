@@ -16,6 +16,7 @@ void Session::setInputs(const std::vector<ChannelInput>& inputs, std::unique_ptr
         channels.push_back({objectOf(e, each.pipe).name, each.channel});
     }
     std::vector<std::unique_ptr<Source>> split = splitSource(std::move(source), type, channels, e.graph.memory);
+    e.graph.sharesSources = true;
     for (std::size_t i = 0; i < split.size(); ++i) setInput(inputs[i].pipe, std::move(split[i]));
 }
 

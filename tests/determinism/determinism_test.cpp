@@ -11,32 +11,11 @@
 #include <set>
 
 #include "runtime/engine/context.h"
-#include "tests/determinism/arith_cases.h"
-#include "tests/determinism/control_cases.h"
-#include "tests/determinism/digital_cases.h"
-#include "tests/determinism/events_cases.h"
-#include "tests/determinism/fir_cases.h"
-#include "tests/determinism/generators_cases.h"
-#include "tests/determinism/lookup_cases.h"
-#include "tests/determinism/routing_cases.h"
-#include "tests/determinism/spectral_cases.h"
-#include "tests/determinism/stats_cases.h"
+#include "tests/determinism/areas.h"
 #include "tests/support/unpaired.h"
 
 namespace libzepl {
 namespace {
-
-struct Area {
-    const char* name;
-    const Cases& cases;
-
-    friend void PrintTo(const Area& area, std::ostream* stream) { *stream << area.name; }
-};
-
-const Area areas[] = {{"arith", arithCases},    {"stats", statsCases},           {"spectral", spectralCases},
-                      {"fir", firCases},        {"generators", generatorsCases}, {"control", controlCases},
-                      {"lookup", lookupCases},  {"events", eventsCases},         {"digital", digitalCases},
-                      {"routing", routingCases}};
 
 // Sanitized runs take ten times as long: a tenth of the arrivals reaches each way of arriving, which is what they are for.
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
@@ -148,12 +127,6 @@ void expectNoDifference(const Case& one, const std::string& text, Seeds seeds, R
         if (one.holds != nullptr) one.holds(run);
         ++record.runs;
     }
-}
-
-std::string withType(std::string text, const std::string& type) {
-    for (std::size_t at = text.find("TYPE"); at != std::string::npos; at = text.find("TYPE", at))
-        text.replace(at, 4, type);
-    return text;
 }
 
 class Determinism : public testing::TestWithParam<Area> {};

@@ -1,7 +1,9 @@
 // Runs of one procedure whose input arrives in different ways.
 #pragma once
 
+#include <atomic>
 #include <map>
+#include <thread>
 
 #include "runtime/binder.h"
 #include "tests/determinism/recordings.h"
@@ -18,6 +20,8 @@ struct Run {
     const Bytes& inputs;  // recordings by pipe, assertions by trigger
     Bytes outputs{};
     Report report{};
+    bool isVoid = false;   // the attempt to run it in lanes
+    bool isApart = false;  // it was read on other threads, too
 
     template <class Element>
     static std::vector<Element> elementsOf(const std::string& bytes) {
@@ -83,8 +87,10 @@ class Arrival {
 // A recording in memory, read as a file is.
 class MemorySource : public Source {
  public:
-    MemorySource(const std::string& bytes, std::size_t width) : bytes_(bytes), width_(width) {}
+    MemorySource(const std::string& bytes, std::size_t width, std::atomic<bool>& isApart)
+        : bytes_(bytes), width_(width), isApart_(isApart) {}
     std::size_t read(void* to, std::size_t count) override {
+        if (std::this_thread::get_id() != maker_) isApart_ = true;
         const std::size_t got = std::min(count * width_, bytes_.size() - at_);
         std::memcpy(to, bytes_.data() + at_, got);
         at_ += got;
@@ -97,6 +103,8 @@ class MemorySource : public Source {
  private:
     const std::string& bytes_;
     std::size_t width_, at_ = 0;
+    std::atomic<bool>& isApart_;
+    std::thread::id maker_ = std::this_thread::get_id();
 };
 
 class BytesSink : public Sink {
@@ -139,7 +147,7 @@ class RepeatedProcedure {
 
     const Procedure& procedure() const { return given_; }
 
-    Run run(Arrival arrival) const {
+    Run run(Arrival arrival, unsigned jobs = 1) const {
         Procedure procedure = bare_;
         BindOptions options;
         options.session = arrival.options();
@@ -148,10 +156,15 @@ class RepeatedProcedure {
         const BoundProcedure bound = bindProcedure(procedure, testLibrary(), options, diagnostics);
         if (bound.session == nullptr) throw std::invalid_argument(render(diagnostics, procedure.source));
         Run run{.inputs = inputs_};
-        attachPipes(*bound.session, arrival, run.outputs);
+        std::atomic<bool> isApart{false};
+        attachPipes(*bound.session, arrival, run.outputs, isApart);
         attachTriggers(*bound.session);
         for (const TableDeclaration& table : given_.tables) attachTable(*bound.session, table, run.outputs);
-        run.report = bound.session->run();
+        const std::optional<Report> report = bound.session->runInLanes(jobs);
+        run.isVoid = !report;
+        run.isApart = isApart;
+        if (run.isVoid) return run;
+        run.report = *report;
         takeResults(*bound.session, run);
         return run;
     }
@@ -159,7 +172,7 @@ class RepeatedProcedure {
  private:
     // Half of the inputs are read as files are and half lent; half of the outputs are written as files are and half
     // kept by the session.
-    void attachPipes(Session& session, Arrival& arrival, Bytes& outputs) const {
+    void attachPipes(Session& session, Arrival& arrival, Bytes& outputs, std::atomic<bool>& isApart) const {
         for (const PipeDeclaration& pipe : given_.pipes) {
             const PipeId id = session.pipeNamed(pipe.name);
             const std::size_t width = widthOf(pipe.type);
@@ -168,7 +181,7 @@ class RepeatedProcedure {
                 if (arrival.coin())
                     session.feedMemory(id, bytes.data(), bytes.size() / width);
                 else
-                    session.setInput(id, std::make_unique<MemorySource>(bytes, width));
+                    session.setInput(id, std::make_unique<MemorySource>(bytes, width, isApart));
             }
             if (!pipe.to) continue;
             if (arrival.coin())
