@@ -45,7 +45,9 @@ class Documents : public ToolTest {
     Documents() {
         using enum std::filesystem::copy_options;
         std::filesystem::copy(TEST_SOURCE_DIR "/examples/data", at("data"), recursive | skip_existing);
-        put("accel.csv", "time,x,y\n0,0.5,1\n0.001,0.25,2\n");
+        std::string rows = "time,x,y\n";
+        for (int i = 0; i < 200; ++i) rows += std::to_string(i) + "e-3,0.5," + std::to_string(i % 7) + "\n";
+        put("accel.csv", rows);
         put("marks.csv", "event,position\nassert,1024\nstatus,4095\n");
         put("taps.csv", "0.25\n0.5\n0.25\n");
     }

@@ -32,7 +32,7 @@ TEST_F(Modules, OfFoldersInTheEnvironmentAreFoundByTheirNames) {
     EXPECT_NE(withPath(":a:", "commands").out.find("\nOf the module b\n  SCRIPT      of the module b\n"),
               std::string::npos);
     EXPECT_EQ(withPath("a", "commands SCRIPT --no-default-modules --module '" TEST_MODULE_FILE "'").out,
-              "no command has `SCRIPT` in its name, signature or page\n");
+              "no command has `SCRIPT` in its name, tasks, signature or page\n");
     const Called absent = withPath("a:gone", "version");
     EXPECT_EQ(absent.status, 2);
     EXPECT_EQ(absent.err,
