@@ -132,7 +132,7 @@ TEST_F(LanesOfFiles, WhatTiesGroupsComesOutAsWithOneEngine) {
          "pipe c : int16 from \"short.bin\"\npipe d : int16 to \"out2.bin\" limit 3000\nABS (c, d)",
          "\"written\""},
     };
-    for (const auto& each : cases) expectSame(each.text, each.said);
+    for (const auto& each : cases) expectSame(each.text, each.said, {.block = 64});
 }
 
 // As much as is short at first, and from some limit on enough, by lanes or by one.
