@@ -64,7 +64,7 @@ TEST(Lanes, TwoCopiesGiveWhatOneEngineGives) {
     std::set<std::string> commands, apart;
     for (const auto& [command, text] : everyCase()) {
         const std::string twice = text + renamed(text);
-        for (const std::uint64_t seed : {0, 1, 2, 3}) {
+        for (const std::uint64_t seed : {0UL, 1UL, 2UL, 3UL}) {
             SCOPED_TRACE("arrival " + std::to_string(seed));
             const Way way = expectSameInLanes(twice, seed == 0 ? Arrival() : Arrival(seed), 2);
             commands.insert(command);

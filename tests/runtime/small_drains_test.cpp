@@ -26,7 +26,7 @@ class SmallSink : public Sink {
 
 // While the run continues, and where what fails comes with its last elements.
 TEST(SmallDrains, ASinkThatFailsEndsTheRunAndKeepsWhatItTook) {
-    for (const std::int32_t count : {10, 5000}) {
+    for (const std::size_t count : {10UL, 5000UL}) {
         std::vector<std::int32_t> taken;
         TestSession session;
         const PipeId source = session.input("source", countUp(count)), copy = session.pipe("copy");
