@@ -348,6 +348,19 @@ std::vector<char*> spelledOut(int count, char** words) {
     return spelled;
 }
 
+// The library writes help into streams of its own, which leave out in silence what no memory is left for.
+void requireWhole(const std::string& help, const CLI::App& app) {
+    const auto require = [&](const std::string& part) {
+        if (help.find(part) == std::string::npos) throw std::bad_alloc();
+    };
+    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
+        require(each->get_name());
+        require(each->get_description());
+    }
+    for (const CLI::Option* each : app.get_options()) require(each->get_description());
+    require(app.get_footer());
+}
+
 int dispatch(int count, char** words) {
     CLI::App app(overview, "zepl");
     app.require_subcommand(1);
@@ -405,6 +418,8 @@ int dispatch(int count, char** words) {
         std::ostringstream text, said;
         for (std::ios* stream : {&text, &said}) stream->exceptions(std::ios::badbit);  // nothing is left out in silence
         const int status = app.exit(error, text, said);
+        const std::vector<CLI::App*> parsed = app.get_subcommands();
+        if (status == 0) requireWhole(text.str(), parsed.empty() ? app : *parsed.front());
         cli::print(text.str());
         std::fputs(said.str().c_str(), stderr);
         return status == 0 ? cli::allWell : cli::wrongCall;
@@ -421,7 +436,9 @@ int dispatch(int count, char** words) {
     if (version->parsed()) return cli::printVersions(catalogue);
     if (!catalogue.word.empty()) return cli::explain(catalogue);
     app.clear();  // else it would be the help of `help`
-    cli::print(app.help() + "\n" + cli::topicList());
+    const std::string text = app.help();
+    requireWhole(text, app);
+    cli::print(text + "\n" + cli::topicList());
     return cli::allWell;
 }
 
