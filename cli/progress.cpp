@@ -34,9 +34,10 @@ std::string describe(const libzepl::Progress& progress) {
     const double perSecond = static_cast<double>(progress.delivered) / progress.seconds;
     const std::string speed = withPrefix(perSecond) + " samples a second";
     if (!progress.expected || *progress.expected == 0) return std::to_string(progress.delivered) + " samples, " + speed;
+    const std::string done = std::to_string(progress.delivered * 100 / *progress.expected) + " %, " + speed;
+    if (progress.delivered == 0) return done;
     const auto left = static_cast<double>(*progress.expected - progress.delivered) / perSecond;
-    return std::to_string(progress.delivered * 100 / *progress.expected) + " %, " + speed + ", " + durationText(left) +
-           " left";
+    return done + ", " + durationText(left) + " left";
 }
 
 ProgressLine::ProgressLine(bool wanted) : wanted_(wanted && ::isatty(STDERR_FILENO) != 0) {}
