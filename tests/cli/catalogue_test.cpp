@@ -32,8 +32,8 @@ TEST_F(Catalogue, TheNearestOfWhatIsSearchedComesFirst) {
         return names;
     };
     EXPECT_EQ(first("low").substr(0, 4), "LOW ");
-    EXPECT_EQ(first("fir").substr(0, 21), "FIRFILTER FIRLOWPASS ");  // by name, before summaries
-    EXPECT_EQ(first("thermocouple").substr(0, 7), "THERMO ");        // by summary
+    EXPECT_EQ(first("fir").substr(0, 21), "FIRFILTER FIRLOWPASS ");    // by name, before summaries
+    EXPECT_EQ(first("thermocouple").substr(0, 7), "THERMO ");          // by summary
     EXPECT_EQ(first("'events in each minute'"), "FREQUENCY TSTAMP ");  // by the index of tasks alone
     EXPECT_NE(call("commands typeof").out.find("ABS "), std::string::npos);
     const Called none = call("commands xyzzy");
