@@ -149,6 +149,7 @@ def test_a_live_session_takes_samples_and_values():
         while session.snapshot()["pipes"][1]["written"] < 6:
             pass
         session.pause()
+        assert session.snapshot()["phase"] == "paused"
         session.set("v", 10)
         session.push("x", [1])
         held = session.snapshot()
