@@ -349,7 +349,7 @@ std::vector<char*> spelledOut(int count, char** words) {
 }
 
 // The library writes help into streams of its own, which leave out in silence what no memory is left for.
-void requireWhole(const std::string& help, const CLI::App& app) {
+void requireComplete(const std::string& help, const CLI::App& app) {
     const auto require = [&](const std::string& part) {
         if (help.find(part) == std::string::npos) throw std::bad_alloc();
     };
@@ -419,7 +419,7 @@ int dispatch(int count, char** words) {
         for (std::ios* stream : {&text, &said}) stream->exceptions(std::ios::badbit);  // nothing is left out in silence
         const int status = app.exit(error, text, said);
         const std::vector<CLI::App*> parsed = app.get_subcommands();
-        if (status == 0) requireWhole(text.str(), parsed.empty() ? app : *parsed.front());
+        if (status == 0) requireComplete(text.str(), parsed.empty() ? app : *parsed.front());
         cli::print(text.str());
         std::fputs(said.str().c_str(), stderr);
         return status == 0 ? cli::allWell : cli::wrongCall;
@@ -437,7 +437,7 @@ int dispatch(int count, char** words) {
     if (!catalogue.word.empty()) return cli::explain(catalogue);
     app.clear();  // else it would be the help of `help`
     const std::string text = app.help();
-    requireWhole(text, app);
+    requireComplete(text, app);
     cli::print(text + "\n" + cli::topicList());
     return cli::allWell;
 }

@@ -131,7 +131,7 @@ class Output {
     virtual OutputFile* file() { return nullptr; }
 };
 
-// Takes elements of one type.
+// Takes elements of one type; of a run that nothing live concerns up to 4096 bytes later than they are written, at its end at last.
 class Sink : public Output {
  public:
     virtual void write(const void* from, std::size_t count) = 0;

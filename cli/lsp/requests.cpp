@@ -180,10 +180,14 @@ Json Server::resolveCompletion(const Json& params) {
     return item;
 }
 
-Json Server::definition(const Json& params) {
+Server::NameAt Server::nameAt(const Json& params) {
     Document& document = documentOf(params);
     const Outline& outline = outlineOf(document);
-    const Word* word = renamableAt(outline, offsetIn(document, params));
+    return {document, outline, renamableAt(outline, offsetIn(document, params))};
+}
+
+Json Server::definition(const Json& params) {
+    const auto [document, outline, word] = nameAt(params);
     if (word == nullptr) return nullptr;
     const std::vector<const Word*> all = outline.names.allOf(*word);
     // What counts in a formula is introduced after it was used.
@@ -192,12 +196,10 @@ Json Server::definition(const Json& params) {
 }
 
 Json Server::references(const Json& params) {
-    Document& document = documentOf(params);
-    const Outline& outline = outlineOf(document);
+    const auto [document, outline, word] = nameAt(params);
     const Json* declaration = abilityAt(params, {"context", "includeDeclaration"});
     const bool withDeclaration = declaration == nullptr || isTrue(declaration);
     Json all = Json::array();
-    const Word* word = renamableAt(outline, offsetIn(document, params));
     if (word == nullptr) return all;
     for (const Word* each : outline.names.allOf(*word))
         if (withDeclaration || each->role != Role::declaration)
@@ -207,9 +209,7 @@ Json Server::references(const Json& params) {
 }
 
 Json Server::prepareRename(const Json& params) {
-    Document& document = documentOf(params);
-    const Outline& outline = outlineOf(document);
-    const Word* word = renamableAt(outline, offsetIn(document, params));
+    const auto [document, outline, word] = nameAt(params);
     if (word == nullptr) return nullptr;
     return {{"range", rangeOf(*word, outline, document.text)}, {"placeholder", std::string(word->text)}};
 }

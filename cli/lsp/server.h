@@ -85,6 +85,13 @@ class Server {
     Document& documentOf(const Json& params);
     const Outline& outlineOf(Document& document);
     std::size_t offsetIn(const Document& document, const Json& params) const;
+    // The name that a request is about; null where its place has none.
+    struct NameAt {
+        const Document& document;
+        const Outline& outline;
+        const Word* word;
+    };
+    NameAt nameAt(const Json& params);
 
     const libzepl::CommandLibrary& library_;
     FrameReader reader_;

@@ -78,11 +78,14 @@ bool canRunInLanes(Engine& e) {
     const bool isFedByRounds = feed == FeedPolicy::Kind::pieces || feed == FeedPolicy::Kind::random;
     const bool isOpenToOutside = e.streams.hasLiveInputs || e.streams.hasOutputs || e.pace.isOn() ||
                                  e.outside.isAsked() || e.watches.any() || e.script != nullptr || e.recorder != nullptr;
-    bool endsByLimits = false;
-    e.graph.forEachOutput([&](const auto& output) { endsByLimits |= output.limit.has_value(); });
-    e.graph.forEachOutput([&](const auto& output) { endsByLimits = endsByLimits && output.limit.has_value(); });
+    bool anyOutput = false, allLimited = true;
+    e.graph.forEachOutput([&](const auto& output) {
+        anyOutput = true;
+        allLimited = allLimited && output.limit;
+    });
     // Events come with the frames of the input that is furthest on.
     const bool sharesInputs = e.graph.sharesSources || !e.graph.triggerInputs.empty();
+    const bool endsByLimits = anyOutput && allLimited;
     return isFedByRounds && !isOpenToOutside && !endsByLimits && !sharesInputs && !e.options.setUpOnly;
 }
 

@@ -88,7 +88,7 @@ void passTurns(Engine& e, Ports from, PipePort& to, std::uint64_t turns) {
     to.turn = scheduler.turn;
     to.turnStart = written.writePosition - 1;
     e.activity.noteChange(scheduler.round);
-    if (written.hasOutput) drainSmallOutputs(e);
+    if (written.hasOutput && !drainSmallOutputs(e)) e.scheduler.serviceRequested = true;
     ++scheduler.round;
     ++scheduler.turn;
 }

@@ -69,6 +69,7 @@ class PageTest(unittest.TestCase):
         least, greatest = self.drawn("out")
         self.assertAlmostEqual(least, -2, places=1)
         self.assertAlmostEqual(greatest, 2, places=1)
+        browser.until("window.zepl.scope.frame.newest > 2 * window.zepl.scope.span")  # as soon as the run fills the picture
         # Pixels of the pipe's own colour, in many columns of the canvas and near its top and bottom.
         columns, top, bottom = browser.run("""const {plot} = window.zepl.scope.lanes[1], {width, height} = plot.ctx.canvas;
             const colour = getComputedStyle(document.documentElement).getPropertyValue('--c1').trim();
