@@ -213,6 +213,18 @@ void OutputFile::complete() {
     synchronise();
 }
 
+// To rename over a file has some file systems write the new one to the disk first. To exchange the two does not.
+bool OutputFile::giveName(const char* target) const {
+    const auto exchange = [&] {
+        return ::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, target, RENAME_EXCHANGE) == 0;
+    };
+    if (!options_.sync && exchange()) {
+        if (::unlink(temporary_.c_str()) == 0) return true;
+        exchange();  // what stood there is not a file
+    }
+    return ::rename(temporary_.c_str(), target) == 0;
+}
+
 std::string OutputFile::publish(bool failed) {
     if (temporary_.empty()) {
         closeDescriptor();
@@ -220,7 +232,7 @@ std::string OutputFile::publish(bool failed) {
     }
     const std::string published = failed ? failedName() : name_;
     const std::string target = failed ? published : place_.path.string();
-    if (::rename(temporary_.c_str(), target.c_str()) != 0)
+    if (!giveName(target.c_str()))
         throw fileProblem(published, "what was written cannot get this name: " + systemText(errno));
     temporary_.clear();
     temporaryFiles::remove(std::exchange(registered_, nullptr));

@@ -66,6 +66,7 @@ class OutputFile {
     std::size_t writeStream(const std::byte* from, std::size_t count);
     void takeOverMode();
     void synchronise();
+    bool giveName(const char* target) const;
     void closeDescriptor();
 
     OutputOptions options_;
