@@ -139,7 +139,7 @@ BENCHMARK(valuePair);
 BENCHMARK(blockPair);
 BENCHMARK(twoCopies);
 
-const bool added = bench::compare({area, "taskSwitch", "Boost.Context", "bareSwitch", 1.5}) &&
+const bool added = bench::compare({area, "taskSwitch", "Boost.Context", "bareSwitch", 1.3}) &&
                    bench::compare({area, "valuePair", "", "", 5}) &&
                    bench::compare({area, "blockPair", bench::copying, "twoCopies", 2});
 

@@ -3,6 +3,12 @@ include(CMakePackageConfigHelpers)
 # Where the library looks for modules.
 set(ZEPL_MODULE_DIR ${CMAKE_INSTALL_LIBDIR}/zepl/modules)
 
+# Where the library is in the build, and once it is installed. Both are in one path: one that is replaced when it is installed has an
+# empty entry in the build, which stands for the folder where the program is called.
+function(set_rpath target in_build installed)
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "${in_build};${installed}" BUILD_WITH_INSTALL_RPATH ON)
+endfunction()
+
 install(TARGETS zepl RUNTIME COMPONENT tool)
 install(TARGETS libzepl EXPORT zepl-targets LIBRARY COMPONENT library NAMELINK_COMPONENT development)
 install(TARGETS zepl_contract EXPORT zepl-targets COMPONENT development)
@@ -11,8 +17,8 @@ install(TARGETS zcmds3 LIBRARY DESTINATION ${ZEPL_MODULE_DIR} COMPONENT tool)
 file(RELATIVE_PATH LIBRARY_FROM_TOOL /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
 file(RELATIVE_PATH LIBRARY_FROM_MODULE /prefix/${ZEPL_MODULE_DIR} /prefix/${CMAKE_INSTALL_LIBDIR})
 if(NOT ZEPL_SYSTEM_LIBRARY)
-    set_target_properties(zepl PROPERTIES INSTALL_RPATH "$ORIGIN/${LIBRARY_FROM_TOOL}")
-    set_target_properties(zcmds3 PROPERTIES INSTALL_RPATH "$ORIGIN/${LIBRARY_FROM_MODULE}")
+    set_rpath(zepl "$ORIGIN" "$ORIGIN/${LIBRARY_FROM_TOOL}")
+    set_rpath(zcmds3 "$ORIGIN" "$ORIGIN/${LIBRARY_FROM_MODULE}")
 endif()
 
 install(FILES ${RUNTIME_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zepl COMPONENT development)

@@ -1,6 +1,7 @@
 // Modules and the commands that they install.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
@@ -25,12 +26,30 @@ std::string versionText(std::uint32_t hundredths);
 
 struct Signature;
 
+// A signature that can be read, parsed when it is looked at first: from any thread. It points to the parsed form, or is null where
+// a command has none.
+class ParsedSignature {
+ public:
+    ParsedSignature() = default;
+    explicit ParsedSignature(std::string text);
+
+    const Signature* get() const;
+    const Signature& operator*() const { return *get(); }
+    const Signature* operator->() const { return get(); }
+    explicit operator bool() const { return state_ != nullptr; }
+    bool operator==(std::nullptr_t) const { return state_ == nullptr; }
+
+ private:
+    struct State;
+    std::shared_ptr<State> state_;
+};
+
 struct Command {
     std::string name;
     zepl::CommandRoutine entry = nullptr;
     std::optional<std::string> signature;
-    std::shared_ptr<const Signature> parsed;  // the signature, or null where there is none
-    std::uint32_t taskSpace = 0;              // bytes of stack beyond the usual
+    ParsedSignature parsed;
+    std::uint32_t taskSpace = 0;  // bytes of stack beyond the usual
     std::uint32_t attributes = 0;
     std::string module;  // the module's name
 };

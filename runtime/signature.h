@@ -74,11 +74,11 @@ class SignatureError : public Problem {
 // their commas inside. Two commas in a row are refused.
 Signature parseSignature(std::string_view text);
 
+// Throws what parseSignature() would; gives every word of the sets that the signature declares in braces.
+std::vector<std::string> checkSignature(std::string_view text);
+
 // The signature laid out for reading: a parameter a line, groups indented, alternatives told in words.
 std::string layOut(const Signature& signature);
-
-// Every word of the sets that the signature declares in braces.
-std::vector<std::string> declaredWords(const Signature& signature);
 
 // An argument, as far as its name could be resolved: exactly one of these.
 struct ResolvedArgument {

@@ -42,14 +42,19 @@ void preferLargePages(void* memory, std::size_t bytes) {
     if (first < last) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 }
 
-AlignedBytes allocateAligned(std::size_t bytes) {
+AlignedBytes allocateUnset(std::size_t bytes) {
     if (bytes > SIZE_MAX / 2) return nullptr;
     const std::size_t size = roundedUp(bytes == 0 ? 1 : bytes);
     void* pointer = std::aligned_alloc(alignment, size);
     if (pointer == nullptr) return nullptr;
     preferLargePages(pointer, size);
-    std::memset(pointer, 0, size);
     return AlignedBytes(static_cast<std::byte*>(pointer));
+}
+
+AlignedBytes allocateAligned(std::size_t bytes) {
+    AlignedBytes memory = allocateUnset(bytes);
+    if (memory != nullptr) std::memset(memory.get(), 0, roundedUp(bytes == 0 ? 1 : bytes));
+    return memory;
 }
 
 bool Arena::makeBlock(std::size_t bytes, Block& block) {

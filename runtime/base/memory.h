@@ -71,8 +71,9 @@ using AlignedBytes = std::unique_ptr<std::byte[], FreeDeleter>;
 // cost more than filling them.
 void preferLargePages(void* memory, std::size_t bytes);
 
-// Zeroed memory aligned to 64 bytes, or null when there is none.
+// Memory aligned to 64 bytes, or null when there is none: zeroed, or as it comes, for what is written before it is read.
 AlignedBytes allocateAligned(std::size_t bytes);
+AlignedBytes allocateUnset(std::size_t bytes);
 
 // What one task has taken. All of it goes when the task ends.
 class Arena {

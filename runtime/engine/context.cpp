@@ -3,23 +3,69 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <new>
 #include <utility>
 
 #if defined(__x86_64__)
+// What a function must leave as it was is kept on the stack, but for the floating-point units' control words: to store those takes
+// longer than all else, so that all contexts share them. It comes back by a return, as it was called, which the processor
+// predicts.
 asm(R"(
     .pushsection .text
-    .globl libzeplJump
-    .hidden libzeplJump
-    .type libzeplJump, @function
+    .globl libzeplSwitch
+    .hidden libzeplSwitch
+    .type libzeplSwitch, @function
     .balign 64
-libzeplJump:
-    leaq 1f(%rip), %rax
-    pushq %rax
-    jmp *jump_fcontext@GOTPCREL(%rip)
-1:  ret
-    .size libzeplJump, . - libzeplJump
+libzeplSwitch:
+    .cfi_startproc
+    pushq %rbp
+    .cfi_adjust_cfa_offset 8
+    pushq %rbx
+    .cfi_adjust_cfa_offset 8
+    pushq %r12
+    .cfi_adjust_cfa_offset 8
+    pushq %r13
+    .cfi_adjust_cfa_offset 8
+    pushq %r14
+    .cfi_adjust_cfa_offset 8
+    pushq %r15
+    .cfi_adjust_cfa_offset 8
+    movq %rsp, (%rdi)
+    movq %rsi, %rsp
+    popq %r15
+    .cfi_adjust_cfa_offset -8
+    popq %r14
+    .cfi_adjust_cfa_offset -8
+    popq %r13
+    .cfi_adjust_cfa_offset -8
+    popq %r12
+    .cfi_adjust_cfa_offset -8
+    popq %rbx
+    .cfi_adjust_cfa_offset -8
+    popq %rbp
+    .cfi_adjust_cfa_offset -8
+    movq %rdi, %rax
+    ret
+    .cfi_endproc
+    .size libzeplSwitch, . - libzeplSwitch
+
+    .type libzeplEnter, @function
+    .globl libzeplEnter
+    .hidden libzeplEnter
+libzeplEnter:
+    .cfi_startproc
+    .cfi_undefined rip
+    movq %rax, %rdi
+    callq *%rbx
+    ud2
+    .cfi_endproc
+    .size libzeplEnter, . - libzeplEnter
     .popsection
 )");
+
+static_assert(offsetof(libzepl::Context, resumePoint) == 0);
+
+extern "C" void libzeplEnter();
 #endif
 
 namespace libzepl {
@@ -115,17 +161,26 @@ bool Stack::guards(const void* address) const {
     return base_ != nullptr && byte >= static_cast<std::byte*>(base_) && byte < bottom();
 }
 
-Context makeContext(const Stack& stack, std::size_t skipped, ContextEntry entry) {
-    Context context;
-    context.resumePoint = boost::context::detail::make_fcontext(static_cast<std::byte*>(stack.top()) - skipped,
-                                                                stack.usable() - skipped, entry);
-    context.stackBottom = stack.bottom();
-    context.stackSize = stack.usable();
-#if defined(LIBZEPL_THREAD_SANITIZER)
-    context.fiber = __tsan_create_fiber(0);
-#endif
-    return context;
+#if defined(__x86_64__)
+void* beginContext(std::byte* top, ContextEntry entry) {
+    // As libzeplSwitch() leaves it.
+    struct Left {
+        void* r15;
+        void* r14;
+        void* r13;
+        void* r12;
+        ContextEntry rbx;
+        void* rbp;
+        void (*next)();
+    };
+    static_assert(sizeof(Left) == 56);
+    // After the return, where a function is called, the stack is aligned to 16 bytes.
+    auto* const left = new (top - 16 - sizeof(Left)) Left{};
+    left->rbx = entry;
+    left->next = libzeplEnter;
+    return left;
 }
+#endif
 
 void releaseContext(Context& context) {
 #if defined(LIBZEPL_THREAD_SANITIZER)

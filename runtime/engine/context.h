@@ -1,10 +1,13 @@
-// Stackful contexts of execution: a thin layer over the machine's switch. A context that is left for good is simply never
+// Stackful contexts of execution: a thin layer over the machine's switch, which is our own on x86-64 and Boost.Context's elsewhere. A context that is left for good is simply never
 // resumed. Nothing is ever unwound, so frames on a context's stack must own nothing.
 #pragma once
 
-#include <boost/context/detail/fcontext.hpp>
 #include <cstddef>
 #include <memory>
+
+#if !defined(__x86_64__)
+#include <boost/context/detail/fcontext.hpp>
+#endif
 
 #if defined(__SANITIZE_ADDRESS__)
 #define LIBZEPL_ADDRESS_SANITIZER 1
@@ -51,7 +54,7 @@ class Stack {
 
 // A suspended flow of execution.
 struct Context {
-    boost::context::detail::fcontext_t resumePoint = nullptr;
+    void* resumePoint = nullptr;        // the first: the machine's switch stores it
     const void* stackBottom = nullptr;  // for the sanitizers
     std::size_t stackSize = 0;
     void* fakeStack = nullptr;
@@ -59,37 +62,62 @@ struct Context {
 };
 
 // What a new context runs; it must never return.
-using ContextEntry = void (*)(boost::context::detail::transfer_t);
+using ContextEntry = void (*)(Context* left);
 
-// A context that will run `entry` on `stack`, `skipped` bytes (a multiple of 16) below its top, when it is first switched to;
-// `entry` calls arrived() before anything else.
-Context makeContext(const Stack& stack, std::size_t skipped, ContextEntry entry);
-// It runs no more.
-void releaseContext(Context& context);
-
-// The machine's jump between contexts.
+// The machine's switch: leaves `from`, continues where `to` was left, and returns there what was left for it.
 #if defined(__x86_64__)
-// It comes back by a return, as it was called: the library's jump alone comes back by another jump, which leaves the
-// processor's predictions of all later returns wrong.
-extern "C" boost::context::detail::transfer_t libzeplJump(boost::context::detail::fcontext_t to, void* data);
+extern "C" Context* libzeplSwitch(Context* from, void* to);
 #else
-inline boost::context::detail::transfer_t libzeplJump(boost::context::detail::fcontext_t to, void* data) {
-    return boost::context::detail::jump_fcontext(to, data);
+inline Context* libzeplSwitch(Context* from, void* to) {
+    const boost::context::detail::transfer_t transfer = boost::context::detail::jump_fcontext(to, from);
+    auto* const left = static_cast<Context*>(transfer.data);
+    left->resumePoint = transfer.fctx;
+    return left;
+}
+
+template <ContextEntry entry>
+void enterContext(boost::context::detail::transfer_t transfer) {
+    auto* const left = static_cast<Context*>(transfer.data);
+    left->resumePoint = transfer.fctx;
+    entry(left);
 }
 #endif
 
-// Tells the context that was left where to continue, once the new one runs.
-inline void arrived(boost::context::detail::transfer_t transfer, Context& here) {
+// Where a context that runs `entry` on a stack below `top` begins.
+#if defined(__x86_64__)
+void* beginContext(std::byte* top, ContextEntry entry);
+#endif
+
+// A context that will run `entry` on `stack`, `skipped` bytes (a multiple of 16) below its top, when it is first switched to;
+// `entry` calls arrived() before anything else.
+template <ContextEntry entry>
+Context makeContext(const Stack& stack, std::size_t skipped) {
+    auto* const top = static_cast<std::byte*>(stack.top()) - skipped;
+    Context context;
+#if defined(__x86_64__)
+    context.resumePoint = beginContext(top, entry);
+#else
+    context.resumePoint = boost::context::detail::make_fcontext(top, stack.usable() - skipped, enterContext<entry>);
+#endif
+    context.stackBottom = stack.bottom();
+    context.stackSize = stack.usable();
+#if defined(LIBZEPL_THREAD_SANITIZER)
+    context.fiber = __tsan_create_fiber(0);
+#endif
+    return context;
+}
+// It runs no more.
+void releaseContext(Context& context);
+
+// A context runs (again), after `left` has.
+inline void arrived([[maybe_unused]] Context* left, [[maybe_unused]] Context& here) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     const void* bottom = nullptr;
     std::size_t size = 0;
     __sanitizer_finish_switch_fiber(here.fakeStack, &bottom, &size);
-    auto* left = static_cast<Context*>(transfer.data);
     left->stackBottom = bottom;
     left->stackSize = size;
 #endif
-    static_cast<void>(here);
-    static_cast<Context*>(transfer.data)->resumePoint = transfer.fctx;
 }
 
 // Leaves `from`, which a later switch can resume, for `to`.
@@ -101,7 +129,7 @@ inline void switchContext(Context& from, Context& to) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(&from.fakeStack, to.stackBottom, to.stackSize);
 #endif
-    arrived(libzeplJump(to.resumePoint, &from), from);
+    arrived(libzeplSwitch(&from, to.resumePoint), from);
 }
 
 // Leaves `from` for good.
@@ -112,7 +140,7 @@ inline void switchContext(Context& from, Context& to) {
 #if defined(LIBZEPL_ADDRESS_SANITIZER)
     __sanitizer_start_switch_fiber(nullptr, to.stackBottom, to.stackSize);
 #endif
-    boost::context::detail::jump_fcontext(to.resumePoint, &from);
+    libzeplSwitch(&from, to.resumePoint);
     __builtin_unreachable();
 }
 

@@ -1,6 +1,7 @@
 #include "runtime/engine/rounds.h"
 
 #include <algorithm>
+#include <cfenv>
 
 #include "runtime/engine/deadlock.h"
 #include "runtime/engine/flow.h"
@@ -170,6 +171,37 @@ void endRound(Engine& e) {
         e.scheduler.nextServiceRound = std::min(e.scheduler.nextServiceRound, e.scheduler.round + roundsBetweenFlushes);
 }
 
+// How the processor computes, which tasks share: a switch between them leaves it as it is.
+class Rounding {
+ public:
+    // Whether it is what it was at first; it is again.
+    bool isKept() const {
+        if (read() == atFirst_) return true;
+#if defined(__x86_64__)
+        __builtin_ia32_ldmxcsr((__builtin_ia32_stmxcsr() & exceptions) | atFirst_);
+#else
+        std::fesetround(atFirst_);
+#endif
+        return false;
+    }
+
+ private:
+#if defined(__x86_64__)
+    static constexpr unsigned exceptions = 63;  // that arithmetic has met
+    static unsigned read() { return __builtin_ia32_stmxcsr() & ~exceptions; }
+#else
+    static int read() { return std::fegetround(); }
+#endif
+    const decltype(read()) atFirst_ = read();
+};
+
+void switchToTask(Engine& e, Task& task, const Rounding& rounding) {
+    switchContext(e.scheduler.dispatcher, task.context);
+    if (!rounding.isKept())
+        e.outcome.finish(RunEnd::failed, "a command changed how the processor rounds, which all tasks share",
+                         "a module's command that does so puts it back before it waits, and before it ends");
+}
+
 }  // namespace
 
 void drawConclusions(Engine& e) {
@@ -194,6 +226,7 @@ void releaseTask(Engine& e, Task& task) {
 
 void runRounds(Engine& e) {
     const StackGuard guard;
+    const Rounding rounding;
     Scheduler& scheduler = e.scheduler;
     scheduler.roundEnds = serviceRoundEnd;
     scheduler.roundLeft = scheduler.readyCount;
@@ -203,13 +236,18 @@ void runRounds(Engine& e) {
     while (e.outcome.isRunning()) {
         for (Task* task : scheduler.ended) releaseTask(e, *task);
         scheduler.ended.clear();
+        if (Task* task = takeSetUp(e)) {
+            switchToTask(e, *task, rounding);
+            continue;
+        }
+        if (!e.outcome.isRunning()) break;
         if (scheduler.roundLeft == 0) {
             endRound(e);
             if (!e.outcome.isRunning()) break;
             scheduler.beginRound();
             if (scheduler.readyCount == 0) continue;
         }
-        switchContext(scheduler.dispatcher, scheduler.takeReady().context);
+        switchToTask(e, scheduler.takeReady(), rounding);
     }
 }
 

@@ -18,6 +18,9 @@ constexpr std::size_t baseStack = 512 * 1024;
 constexpr std::size_t baseStack = 256 * 1024;
 #endif
 
+// Stacks begin at different places of their pages: at the same place, the tops of many would share a few cache lines.
+constexpr std::size_t stackPlaces = 32, stackStep = 128;
+
 // After so many yields the round ends all the same, so that a request to stop is seen.
 constexpr std::uint32_t maxSoloYields = 255;
 
@@ -49,10 +52,10 @@ void runRoutine(Task& task) noexcept {
     }
 }
 
-void runTask(boost::context::detail::transfer_t transfer) {
+void runTask(Context* left) {
     Engine& e = *engine;
     Task& task = *e.scheduler.current;
-    arrived(transfer, task.context);
+    arrived(left, task.context);
     task.outcome.began = true;
     runRoutine(task);
     leaveCurrent(e);
@@ -190,11 +193,8 @@ void refuseStart(Engine& e, Task& task) {
     for (Task& each : e.graph.tasks) releaseMemory(e, each);
 }
 
-void startTask(Engine& e, Task& task) {
-    // Stacks begin at different places of their pages: at the same place, the tops of many would share a few cache lines.
-    constexpr std::size_t places = 32, step = 128;
-    const std::size_t skipped = task.number % places * step;
-    const std::size_t bytes = baseStack + places * step + task.command->taskSpace;
+void reserveStack(Engine& e, Task& task) {
+    const std::uint64_t bytes = baseStack + stackPlaces * stackStep + task.command->taskSpace;
     if (!e.graph.memory.reserve(bytes)) {
         task.outcome.text = ranOut(e, "its stack");
         task.outcome.remedy = "use fewer tasks, or raise the limit with --memory";
@@ -202,18 +202,48 @@ void startTask(Engine& e, Task& task) {
     }
     task.reserveTexts();
     task.stackBytes = bytes;
-    task.stack = Stack(bytes);
+}
+
+// Tasks that one stack serves are refused where each could have none of its own.
+bool canMapStacks(std::uint64_t tasks) {
+    constexpr std::uint64_t fewTasks = 4096;
+    if (tasks < fewTasks) return true;
+    const std::uint64_t most = maxMappings();
+    return most == 0 || 2 * tasks <= most;
+}
+
+void makeStack(Engine& e, Task& task) {
+    const std::size_t skipped = task.number % stackPlaces * stackStep;
+    task.stack = Stack(task.stackBytes);
     if (!task.stack) {
         explainRefusedStack(task);
         return refuseStart(e, task);
     }
-    task.context = makeContext(task.stack, skipped, runTask);
-    e.scheduler.pushReady(task);
+    task.context = makeContext<runTask>(task.stack, skipped);
 }
 
 void startTasks(Engine& e) {
-    for (Task& task : e.graph.tasks)
-        if (e.outcome.isRunning()) startTask(e, task);
+    for (Task& task : e.graph.tasks) {
+        if (e.outcome.isRunning()) reserveStack(e, task);
+        if (e.outcome.isRunning() && !e.options.setUpOnly) makeStack(e, task);
+        if (e.outcome.isRunning() && !e.options.setUpOnly) e.scheduler.pushReady(task);
+    }
+    if (!e.options.setUpOnly || !e.outcome.isRunning() || canMapStacks(e.graph.tasks.size())) return;
+    explainRefusedStack(e.graph.tasks.back());
+    refuseStart(e, e.graph.tasks.back());
+}
+
+Task* takeSetUp(Engine& e) {
+    if (!e.options.setUpOnly || e.setUpDone) return nullptr;
+    Scheduler& scheduler = e.scheduler;
+    if (scheduler.setUps > 0) e.graph.tasks[scheduler.setUps - 1].releaseStack();
+    if (scheduler.setUps == e.graph.tasks.size()) return nullptr;
+    Task& task = e.graph.tasks[scheduler.setUps++];
+    makeStack(e, task);
+    if (!e.outcome.isRunning()) return nullptr;
+    ++scheduler.turn;
+    scheduler.current = &task;
+    return &task;
 }
 
 // Leaves the current task for good. The texts' storage passes to the task's outcome, so that the frames own nothing.

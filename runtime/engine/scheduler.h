@@ -60,11 +60,14 @@ struct Scheduler {
     bool (*roundEnds)(Engine& e) = nullptr;
     Context dispatcher;
     std::vector<Task*> ended;  // tasks that are not released yet
+    std::size_t setUps = 0;    // tasks that have had the stack which serves all
     std::jmp_buf rescue;       // where a task's fault leads to, out of a signal's handler
 };
 
-// Gives each task a stack and queues it. The run fails where that cannot be.
+// Gives each task a stack and queues it. The run fails where that cannot be. Where nothing but the set-ups is to run, the tasks take
+// turns on one stack, which none of them comes back to: takeSetUp() gives it to the next, and null when all have had it.
 void startTasks(Engine& e);
+Task* takeSetUp(Engine& e);
 // Gives back what the task took of the machine; it does not run again.
 void releaseMemory(Engine& e, Task& task);
 

@@ -55,7 +55,7 @@ bool growRing(MemoryBudget& memory, Trigger& trigger, std::uint64_t events) {
 bool moveToRing(MemoryBudget& memory, Pipe& pipe, std::uint64_t elements) {
     const std::uint64_t bytes = elements << pipe.widthShift;
     if (!memory.reserve(bytes)) return false;
-    AlignedBytes ring = allocateAligned(bytes);
+    AlignedBytes ring = allocateUnset(bytes);
     if (ring == nullptr) {
         memory.release(bytes);
         return false;

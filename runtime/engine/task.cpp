@@ -25,6 +25,10 @@ void Task::end(TaskReport::State endState, std::string_view text, std::string_vi
 
 void Task::releaseMemory() {
     arena.clear();
+    releaseStack();
+}
+
+void Task::releaseStack() {
     releaseContext(context);
     stack = Stack();
 }

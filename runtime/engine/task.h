@@ -77,6 +77,7 @@ struct Task {
     void end(TaskReport::State endState, std::string_view text, std::string_view remedy = {}) noexcept;
     // What it took of the machine; it does not run again.
     void releaseMemory();
+    void releaseStack();
     // Makes room for such texts.
     void reserveTexts();
 

@@ -1,32 +1,15 @@
 // The sound library's functions, found when the first is called: with the decoders that it brings along the library would take
 // as long to load as everything else that a run without sound files needs.
 
-#include <dlfcn.h>
 #include <sndfile.h>
 
-#include "runtime/diagnostics.h"
+#include "runtime/base/late_library.h"
 
 namespace libzepl {
 
 namespace {
 
-constexpr const char* soundLibrary = "libsndfile.so.1";
-
-void* loadedLibrary() {
-    static void* const library = ::dlopen(soundLibrary, RTLD_NOW | RTLD_LOCAL);
-    return library;
-}
-
-// Only its address is kept, so that a call costs nothing more than a pointer's.
-template <class Function>
-Function* found(const char* name) {
-    if (loadedLibrary() == nullptr)
-        throw Problem(std::string("the library for sound files, ") + soundLibrary + ", cannot be loaded",
-                      "install it: apt install libsndfile1");
-    if (void* function = ::dlsym(loadedLibrary(), name)) return reinterpret_cast<Function*>(function);
-    throw Problem(std::string("the library for sound files, ") + soundLibrary + ", has no " + name,
-                  "install version 1.2 or later of it");
-}
+constexpr LateLibrary soundLibrary("the library for sound files", "libsndfile.so.1", "libsndfile1");
 
 }  // namespace
 
@@ -37,10 +20,10 @@ Function* found(const char* name) {
 
 extern "C" {
 
-#define LIBZEPL_FORWARD(Result, name, parameters, arguments)                 \
-    Result name parameters {                                                 \
-        static auto* const function = libzepl::found<decltype(name)>(#name); \
-        return function arguments;                                           \
+#define LIBZEPL_FORWARD(Result, name, parameters, arguments)                                 \
+    Result name parameters {                                                                 \
+        static auto* const function = libzepl::soundLibrary.function<decltype(name)>(#name); \
+        return function arguments;                                                           \
     }
 
 LIBZEPL_FORWARD(SNDFILE*, sf_open_virtual, (SF_VIRTUAL_IO * io, int mode, SF_INFO* info, void* data),

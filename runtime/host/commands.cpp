@@ -142,16 +142,16 @@ bool CommandLibrary::install(const char* name, zepl::CommandRoutine entry, const
         return refuse("a command's record is incomplete");
     if (const Command* same = find(name))
         return refuse(std::string(name) + " is a command of the module " + libzepl::quoted(same->module) + " already");
-    Command command{name, entry, std::nullopt, nullptr, info.taskSpace, info.attributes, loading_};
+    Command command{name, entry, std::nullopt, {}, info.taskSpace, info.attributes, loading_};
     if (info.signature != nullptr) {
         try {
-            command.parsed = std::make_shared<Signature>(parseSignature(info.signature));
+            const std::vector<std::string> declared = checkSignature(info.signature);
+            words_.insert(words_.end(), declared.begin(), declared.end());
         } catch (const SignatureError& error) {
             return refuse(command.name + " has a signature that cannot be read: " + error.what());
         }
         command.signature = info.signature;
-        const std::vector<std::string> declared = declaredWords(*command.parsed);
-        words_.insert(words_.end(), declared.begin(), declared.end());
+        command.parsed = ParsedSignature(info.signature);
     }
     commands_.push_back(std::move(command));
     return true;

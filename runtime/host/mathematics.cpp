@@ -69,8 +69,8 @@ std::span<const MathematicsForm> mathematicsForms() {
 #endif
 }
 
-double naturalLogarithm(double x) { return one<LIBZEPL_FUNCTION(log)>(x); }
-double tangent(double x) { return one<LIBZEPL_FUNCTION(tan)>(x); }
+double naturalLogarithm(double x) { return one<LIBZEPL_LATE(log)>(x); }
+double tangent(double x) { return one<LIBZEPL_LATE(tan)>(x); }
 
 void naturalLogarithms(const double* x, double* result, std::int32_t n) { fastest().log(x, result, n); }
 void tangents(const double* x, double* result, std::int32_t n) { fastest().tan(x, result, n); }
@@ -85,12 +85,12 @@ double sqrt(double x) { return std::sqrt(x); }
 double fabs(double x) { return std::fabs(x); }
 double floor(double x) { return std::floor(x); }
 
-double exp(double x) { return one<LIBZEPL_FUNCTION(exp)>(x); }
-double log10(double x) { return one<LIBZEPL_FUNCTION(log10)>(x); }
-double cos(double x) { return one<LIBZEPL_FUNCTION(cos)>(x); }
-double sin(double x) { return one<LIBZEPL_FUNCTION(sin)>(x); }
-double atan2(double y, double x) { return one<LIBZEPL_FUNCTION(atan2)>(y, x); }
-double pow(double x, double y) { return one<LIBZEPL_FUNCTION(pow)>(x, y); }
+double exp(double x) { return one<LIBZEPL_LATE(exp)>(x); }
+double log10(double x) { return one<LIBZEPL_LATE(log10)>(x); }
+double cos(double x) { return one<LIBZEPL_LATE(cos)>(x); }
+double sin(double x) { return one<LIBZEPL_LATE(sin)>(x); }
+double atan2(double y, double x) { return one<LIBZEPL_LATE(atan2)>(y, x); }
+double pow(double x, double y) { return one<LIBZEPL_LATE(pow)>(x, y); }
 
 void exp_array(const double* x, double* result, std::int32_t n) { fastest().exp(x, result, n); }
 void log10_array(const double* x, double* result, std::int32_t n) { fastest().log10(x, result, n); }

@@ -5,9 +5,13 @@
 #include <cstdint>
 #include <cstring>
 
+#include "runtime/base/late_library.h"
+
 namespace libzepl {
 
 namespace {
+
+constexpr LateLibrary mathematicsLibrary("the library of mathematics", "libsleef.so.3", "libsleef3");
 
 template <class Lanes>
 constexpr std::int32_t laneCount = sizeof(Lanes) / sizeof(double);
@@ -54,12 +58,21 @@ void binaryArray(const double* x, const double* y, double* result, std::int32_t 
 
 }  // namespace libzepl
 
+// What LIBZEPL_FUNCTION(name) gives, found in its library when it is called first.
+#define LIBZEPL_TEXT_OF(name) #name
+#define LIBZEPL_TEXT(name) LIBZEPL_TEXT_OF(name)
+#define LIBZEPL_LATE(name)                                                                                         \
+    [](auto... lanes) {                                                                                            \
+        using Function = decltype(LIBZEPL_FUNCTION(name));                                                         \
+        static auto* const function = mathematicsLibrary.function<Function>(LIBZEPL_TEXT(LIBZEPL_FUNCTION(name))); \
+        return function(lanes...);                                                                                 \
+    }
+
 // The form of this name, of the functions that LIBZEPL_FUNCTION(name) gives.
-#define LIBZEPL_FORM(text, Lanes)                                                                              \
-    {                                                                                                          \
-        .name = text, .exp = unaryArray<Lanes, LIBZEPL_FUNCTION(exp)>,                                         \
-        .log = unaryArray<Lanes, LIBZEPL_FUNCTION(log)>, .log10 = unaryArray<Lanes, LIBZEPL_FUNCTION(log10)>,  \
-        .cos = unaryArray<Lanes, LIBZEPL_FUNCTION(cos)>, .sin = unaryArray<Lanes, LIBZEPL_FUNCTION(sin)>,      \
-        .tan = unaryArray<Lanes, LIBZEPL_FUNCTION(tan)>, .atan2 = binaryArray<Lanes, LIBZEPL_FUNCTION(atan2)>, \
-        .pow = binaryArray<Lanes, LIBZEPL_FUNCTION(pow)>                                                       \
+#define LIBZEPL_FORM(text, Lanes)                                                                               \
+    {                                                                                                           \
+        .name = text, .exp = unaryArray<Lanes, LIBZEPL_LATE(exp)>, .log = unaryArray<Lanes, LIBZEPL_LATE(log)>, \
+        .log10 = unaryArray<Lanes, LIBZEPL_LATE(log10)>, .cos = unaryArray<Lanes, LIBZEPL_LATE(cos)>,           \
+        .sin = unaryArray<Lanes, LIBZEPL_LATE(sin)>, .tan = unaryArray<Lanes, LIBZEPL_LATE(tan)>,               \
+        .atan2 = binaryArray<Lanes, LIBZEPL_LATE(atan2)>, .pow = binaryArray<Lanes, LIBZEPL_LATE(pow)>          \
     }

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -123,19 +122,6 @@ void Layout::addAlternatives(const SignatureNode& node, std::size_t indent) {
 
 void Layout::addLine(std::string_view line, std::size_t indent) { text_.append(indent, ' ').append(line) += '\n'; }
 
-using Words = std::vector<std::string>;
-
-void collectWords(const SignatureType& type, Words& words) {
-    for (const std::string& word : type.words)
-        if (std::find(words.begin(), words.end(), word) == words.end()) words.push_back(word);
-    for (const SignatureType& choice : type.choices) collectWords(choice, words);
-}
-
-void collectWords(const SignatureNode& node, Words& words) {
-    collectWords(node.parameter.type, words);
-    for (const SignatureNode& child : node.children) collectWords(child, words);
-}
-
 }  // namespace
 
 std::string describe(const SignatureParameter& parameter, const ReferenceLookup& referenced) {
@@ -146,12 +132,6 @@ std::string layOut(const Signature& signature) {
     Layout layout;
     layout.add(signature.root, 0);
     return layout.text();
-}
-
-std::vector<std::string> declaredWords(const Signature& signature) {
-    Words words;
-    collectWords(signature.root, words);
-    return words;
 }
 
 }  // namespace libzepl

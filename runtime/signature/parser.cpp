@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "runtime/signature.h"
+#include "runtime/signature/signature_tokens.h"
 
 namespace libzepl {
 
@@ -10,37 +11,6 @@ namespace {
 
 constexpr std::size_t longestSignature = 65536;
 constexpr int maxNesting = 32;  // the parsed form is walked recursively
-
-// A word, a mark of one character, or the end, whose text is empty.
-struct Token {
-    std::string_view text;
-    int offset = 0;
-};
-
-// The language is ASCII whatever the locale.
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
-bool isWordCharacter(char c) { return isLetter(c) || (c >= '0' && c <= '9'); }
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-bool isWord(const Token& token) { return !token.text.empty() && isLetter(token.text.front()); }
-
-std::vector<Token> tokensOf(std::string_view text) {
-    std::vector<Token> tokens;
-    tokens.reserve(text.size() / 4 + 1);
-    std::size_t at = 0;
-    while (at < text.size()) {
-        const std::size_t start = at++;
-        if (isBlank(text[start])) continue;
-        const int offset = static_cast<int>(start);
-        if (isLetter(text[start])) {
-            while (at < text.size() && isWordCharacter(text[at])) ++at;
-        } else if (std::string_view("()[]{}|,+*").find(text[start]) == std::string_view::npos) {
-            throw SignatureError("a signature has no place for " + quoted(text.substr(start, 1)), offset);
-        }
-        tokens.push_back({text.substr(start, at - start), offset});
-    }
-    tokens.push_back({{}, static_cast<int>(text.size())});
-    return tokens;
-}
 
 struct TypeClass {
     std::string_view name;
@@ -64,94 +34,142 @@ const TypeClass* typeClassNamed(std::string_view name) {
 
 using TypeForm = SignatureType::Form;
 
-bool carriesNumbers(const SignatureType& type) {
-    if (type.form == TypeForm::choice) return std::all_of(type.choices.begin(), type.choices.end(), carriesNumbers);
-    return type.form != TypeForm::string && type.form != TypeForm::keyword && type.form != TypeForm::vectors;
+// Where a signature is only checked, nothing is kept but the forms that the grammar asks for: that takes a tenth of the time.
+struct Ignored {
+    Ignored& operator=(const auto&) { return *this; }
+    void reserve(std::size_t) {}
+    void push_back(const auto&) {}
+    void emplace_back(const auto&) {}
+};
+
+struct CheckedType {
+    TypeForm form = TypeForm::none;
+    bool indexIsValue = false;
+    Ignored scalars, reference, index, set, words, choices;
+};
+
+struct CheckedNode {
+    using Form = SignatureNode::Form;
+    struct Parameter {
+        Direction direction = Direction::in;
+        SignatureKind kind = SignatureKind::none;
+        CheckedType type;
+        Ignored name;
+    };
+    Form form = Form::sequence;
+    Parameter parameter;
+    Ignored children;
+};
+
+void joinScalars(CheckedType& type) { type.form = TypeForm::scalars; }
+
+void joinScalars(SignatureType& type) {
+    SignatureType joined;
+    joined.form = TypeForm::scalars;
+    for (const SignatureType& choice : type.choices)
+        joined.scalars.insert(joined.scalars.end(), choice.scalars.begin(), choice.scalars.end());
+    type = std::move(joined);
 }
 
+template <class Node>
 class Parser {
  public:
-    explicit Parser(std::string_view text) : tokens_(tokensOf(text)) {}
-    Signature signature();
+    explicit Parser(std::string_view text) : tokens_(signatureTokens(text)) {}
+    Node signature();
+    // All that stand in braces.
+    const std::vector<std::string_view>& words() const { return words_; }
 
  private:
-    const Token& token() const { return tokens_[at_]; }
+    using Type = decltype(Node{}.parameter.type);
+
+    const SignatureToken& token() const { return tokens_[at_]; }
     bool at(std::string_view text) const { return token().text == text; }
     bool accept(std::string_view text);
     void expect(std::string_view text);
-    std::string word(std::string_view what);
+    std::string_view word(std::string_view what);
     [[noreturn]] void failExpecting(const std::string& what) const;
     void enter();
     void leave(std::string_view bracket);
 
-    SignatureNode alternatives();
-    SignatureNode sequence();
-    SignatureNode item();
-    SignatureNode parameter();
+    Node alternatives();
+    Node sequence();
+    Node item();
+    Node parameter();
     SignatureKind kind();
-    SignatureType parameterType(SignatureKind kind);
-    SignatureType type();
-    SignatureType typeChoice();
-    SignatureType plainType();
-    SignatureType keyword();
-    void makeVector(SignatureType& type);
-    std::string reference();
+    Type parameterType(SignatureKind kind);
+    Type type();
+    Type typeChoice();
+    Type plainType();
+    Type keyword();
+    void makeVector(Type& type);
+    std::string_view reference();
 
-    std::vector<Token> tokens_;
+    std::vector<SignatureToken> tokens_;
     std::size_t at_ = 0;
     int depth_ = 0;
+    bool carriesNumbers_ = true;           // the parameter that is read
     std::vector<std::string_view> known_;  // the parameters that can come before this place
+    std::vector<std::string_view> words_;
 };
 
-bool Parser::accept(std::string_view text) {
+template <class Node>
+bool Parser<Node>::accept(std::string_view text) {
     if (!at(text)) return false;
     ++at_;
     return true;
 }
 
-void Parser::expect(std::string_view text) {
+template <class Node>
+void Parser<Node>::expect(std::string_view text) {
     if (!accept(text)) failExpecting(quoted(text));
 }
 
-std::string Parser::word(std::string_view what) {
-    if (!isWord(token())) failExpecting(std::string(what));
-    return std::string(tokens_[at_++].text);
+template <class Node>
+std::string_view Parser<Node>::word(std::string_view what) {
+    if (!token().isWord()) failExpecting(std::string(what));
+    return tokens_[at_++].text;
 }
 
-void Parser::failExpecting(const std::string& what) const {
+template <class Node>
+void Parser<Node>::failExpecting(const std::string& what) const {
     const std::string found = token().text.empty() ? "the end" : quoted(token().text);
     throw SignatureError("expected " + what + ", found " + found, token().offset);
 }
 
-void Parser::enter() {
+template <class Node>
+void Parser<Node>::enter() {
     if (++depth_ > maxNesting)
         throw SignatureError("brackets are nested more than " + std::to_string(maxNesting) + " deep",
                              tokens_[at_ - 1].offset);
 }
 
-void Parser::leave(std::string_view bracket) {
+template <class Node>
+void Parser<Node>::leave(std::string_view bracket) {
     expect(bracket);
     --depth_;
 }
 
-Signature Parser::signature() {
-    Signature result;
+template <class Node>
+Node Parser<Node>::signature() {
+    Node result;
     expect("(");
     if (!accept(")")) {
         enter();
-        result.root = alternatives();
+        result = alternatives();
         leave(")");
     }
     if (!at({})) failExpecting("the end");
     return result;
 }
 
-SignatureNode Parser::alternatives() {
+template <class Node>
+Node Parser<Node>::alternatives() {
     const std::size_t before = known_.size();
-    SignatureNode first = sequence();
+    Node first = sequence();
     if (!at("|")) return first;
     std::vector<std::string_view> others;  // that the alternatives so far can give
-    SignatureNode node{.form = SignatureNode::Form::alternatives, .parameter = {}, .children = {}};
+    Node node;
+    node.form = Node::Form::alternatives;
     node.children.push_back(std::move(first));
     while (accept("|")) {
         others.insert(others.end(), known_.begin() + static_cast<std::ptrdiff_t>(before), known_.end());
@@ -162,41 +180,48 @@ SignatureNode Parser::alternatives() {
     return node;
 }
 
-SignatureNode Parser::sequence() {
-    SignatureNode node;
-    bool separated = accept(",");
+template <class Node>
+Node Parser<Node>::sequence() {
+    Node node;
+    bool separated = accept(","), isEmpty = true, afterParameter = false;
     while (!at(")") && !at("]") && !at("|") && !at({})) {
-        const bool besideGroup =
-            at("(") || at("[") || node.children.empty() || node.children.back().form != SignatureNode::Form::parameter;
+        const bool besideGroup = at("(") || at("[") || !afterParameter;
         if (!separated && !besideGroup) failExpecting(quoted(","));
-        node.children.push_back(item());
+        Node next = item();
+        afterParameter = next.form == Node::Form::parameter;
+        isEmpty = false;
+        node.children.push_back(std::move(next));
         separated = accept(",");
     }
-    if (node.children.empty()) failExpecting("a parameter");
+    if (isEmpty) failExpecting("a parameter");
     return node;
 }
 
-SignatureNode Parser::item() {
+template <class Node>
+Node Parser<Node>::item() {
     if (accept("(")) {
         enter();
-        SignatureNode node = alternatives();
+        Node node = alternatives();
         leave(")");
         return node;
     }
     if (!accept("[")) return parameter();
     enter();
-    SignatureNode group{.form = SignatureNode::Form::optional, .parameter = {}, .children = {}};
+    Node group;
+    group.form = Node::Form::optional;
     group.children.push_back(alternatives());
     leave("]");
-    if (accept("+")) group.form = SignatureNode::Form::oneOrMore;
-    if (group.form == SignatureNode::Form::optional && accept("*")) group.form = SignatureNode::Form::zeroOrMore;
+    if (accept("+")) group.form = Node::Form::oneOrMore;
+    if (group.form == Node::Form::optional && accept("*")) group.form = Node::Form::zeroOrMore;
     return group;
 }
 
-SignatureNode Parser::parameter() {
-    if (!isWord(token())) failExpecting("a parameter");
-    SignatureNode node{.form = SignatureNode::Form::parameter, .parameter = {}, .children = {}};
-    SignatureParameter& parameter = node.parameter;
+template <class Node>
+Node Parser<Node>::parameter() {
+    if (!token().isWord()) failExpecting("a parameter");
+    Node node;
+    node.form = Node::Form::parameter;
+    auto& parameter = node.parameter;
     if (accept("out")) {
         parameter.direction = Direction::out;
     } else if (accept("const")) {
@@ -211,48 +236,52 @@ SignatureNode Parser::parameter() {
     return node;
 }
 
-SignatureKind Parser::kind() {
+template <class Node>
+SignatureKind Parser<Node>::kind() {
     if (accept("pipe")) return SignatureKind::pipe;
     if (accept("storage")) return SignatureKind::storage;
     return accept("trigger") ? SignatureKind::trigger : SignatureKind::none;
 }
 
-SignatureType Parser::parameterType(SignatureKind kind) {
+template <class Node>
+auto Parser<Node>::parameterType(SignatureKind kind) -> Type {
     const int offset = token().offset;
-    SignatureType result = type();
-    if (kind == SignatureKind::pipe && !carriesNumbers(result))
+    carriesNumbers_ = true;
+    Type result = type();
+    if (kind == SignatureKind::pipe && !carriesNumbers_)
         throw SignatureError("a pipe carries scalars, not texts, words or vectors", offset);
     return result;
 }
 
-SignatureType Parser::type() {
-    SignatureType result = at("(") ? typeChoice() : plainType();
+template <class Node>
+auto Parser<Node>::type() -> Type {
+    Type result = at("(") ? typeChoice() : plainType();
     // The next token exists: the last one is the end.
     if (at("vector") && tokens_[at_ + 1].text == "[") makeVector(result);
     return result;
 }
 
-SignatureType Parser::typeChoice() {
+template <class Node>
+auto Parser<Node>::typeChoice() -> Type {
     expect("(");
     enter();
-    SignatureType result;
+    Type result;
     result.form = TypeForm::choice;
     result.choices.reserve(4);
+    bool areScalars = true;
     do {
-        result.choices.push_back(type());
+        Type choice = type();
+        areScalars = areScalars && choice.form == TypeForm::scalars;
+        result.choices.push_back(std::move(choice));
     } while (accept("|"));
     leave(")");
-    const auto isScalars = [](const SignatureType& type) { return type.form == TypeForm::scalars; };
-    if (!std::all_of(result.choices.begin(), result.choices.end(), isScalars)) return result;
-    SignatureType scalars;
-    scalars.form = TypeForm::scalars;
-    for (const SignatureType& choice : result.choices)
-        scalars.scalars.insert(scalars.scalars.end(), choice.scalars.begin(), choice.scalars.end());
-    return scalars;
+    if (areScalars) joinScalars(result);
+    return result;
 }
 
-SignatureType Parser::plainType() {
-    SignatureType type;
+template <class Node>
+auto Parser<Node>::plainType() -> Type {
+    Type type;
     if (const TypeClass* scalars = typeClassNamed(token().text)) {
         ++at_;
         type.form = TypeForm::scalars;
@@ -261,6 +290,7 @@ SignatureType Parser::plainType() {
     }
     if (accept("keyword")) return keyword();
     if (accept("string")) {
+        carriesNumbers_ = false;
         type.form = TypeForm::string;
         return type;
     }
@@ -277,21 +307,26 @@ SignatureType Parser::plainType() {
     return type;
 }
 
-SignatureType Parser::keyword() {
-    SignatureType type;
+template <class Node>
+auto Parser<Node>::keyword() -> Type {
+    Type type;
+    carriesNumbers_ = false;
     type.form = TypeForm::keyword;
     type.set = word("the keyword set's name");
     if (!accept("{")) return type;
     do {
-        type.words.push_back(word("a keyword"));
+        words_.push_back(word("a keyword"));
+        type.words.emplace_back(words_.back());
     } while (accept(","));
     expect("}");
     return type;
 }
 
-void Parser::makeVector(SignatureType& type) {
+template <class Node>
+void Parser<Node>::makeVector(Type& type) {
     if (type.form != TypeForm::scalars && type.form != TypeForm::elementOf && type.form != TypeForm::contentOf)
         throw SignatureError("a vector's elements are scalars", token().offset);
+    carriesNumbers_ = false;
     type.form = TypeForm::vectors;
     expect("vector");
     expect("[");
@@ -305,14 +340,20 @@ void Parser::makeVector(SignatureType& type) {
     expect("]");
 }
 
-std::string Parser::reference() {
+template <class Node>
+std::string_view Parser<Node>::reference() {
     expect("(");
     const int offset = token().offset;
-    std::string name = word("a parameter's name");
+    const std::string_view name = word("a parameter's name");
     if (std::find(known_.begin(), known_.end(), name) == known_.end())
         throw SignatureError("no parameter " + quoted(name) + " comes before this", offset);
     expect(")");
     return name;
+}
+
+void requireLength(std::string_view text) {
+    if (text.size() > longestSignature)
+        throw SignatureError("a signature is at most " + std::to_string(longestSignature) + " bytes long", 0);
 }
 
 }  // namespace
@@ -321,9 +362,18 @@ SignatureError::SignatureError(const std::string& message, int offset)
     : Problem(message + " (at byte " + std::to_string(offset + 1) + " of the signature)"), offset_(offset) {}
 
 Signature parseSignature(std::string_view text) {
-    if (text.size() > longestSignature)
-        throw SignatureError("a signature is at most " + std::to_string(longestSignature) + " bytes long", 0);
-    return Parser(text).signature();
+    requireLength(text);
+    return {Parser<SignatureNode>(text).signature()};
+}
+
+std::vector<std::string> checkSignature(std::string_view text) {
+    requireLength(text);
+    Parser<CheckedNode> parser(text);
+    parser.signature();
+    std::vector<std::string> words;
+    for (const std::string_view word : parser.words())
+        if (std::find(words.begin(), words.end(), word) == words.end()) words.emplace_back(word);
+    return words;
 }
 
 }  // namespace libzepl

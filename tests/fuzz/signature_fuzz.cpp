@@ -43,8 +43,7 @@ void requireAnswer(const Signature& signature, const std::vector<ResolvedArgumen
     for (const libzepl::BoundArgument& bound : *kinds) require(std::has_single_bit(bound.kind));
 }
 
-void requireAnswers(const Signature& signature, std::string_view lists) {
-    const std::vector<std::string> words = libzepl::declaredWords(signature);
+void requireAnswers(const Signature& signature, const std::vector<std::string>& words, std::string_view lists) {
     std::vector<ResolvedArgument> arguments;
     int left = 4;  // lists, so that one input stays quick
     for (char byte : lists) {
@@ -59,6 +58,15 @@ void requireAnswers(const Signature& signature, std::string_view lists) {
     requireAnswer(signature, arguments);
 }
 
+std::string refusal(const std::string& text) {
+    try {
+        libzepl::checkSignature(text);
+        return {};
+    } catch (const libzepl::SignatureError& error) {
+        return error.what();
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -69,9 +77,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const Signature signature = libzepl::parseSignature(text);
         const std::string layout = libzepl::layOut(signature);
         require(layout.empty() || layout.back() == '\n');
-        requireAnswers(signature,
+        requireAnswers(signature, libzepl::checkSignature(text),
                        end == std::string::npos ? std::string_view() : std::string_view(bytes).substr(end + 1));
     } catch (const libzepl::SignatureError& error) {
+        require(refusal(text) == error.what());
         require(error.offset() >= 0 && static_cast<std::size_t>(error.offset()) <= text.size());
     }
     return 0;

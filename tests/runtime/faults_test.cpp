@@ -63,6 +63,20 @@ TEST(Faults, MisuseOfTheHostEndsTheTaskAlone) {
         expectAlone(task, "fault: the command uses the host wrongly: " + std::string(misuse));
 }
 
+TEST(Faults, AChangeOfTheRoundingThatOtherTasksWouldSeeEndsTheRun) {
+    for (const auto& [script, isSeen] : {std::pair{"roundup:1", true},
+                                         {"roundup:1 task_switch roundup:0 task_switch", true},
+                                         {"roundup:1 roundup:0 task_switch roundup:1 roundup:0", false}}) {
+        TestSession session;
+        session.script(script);
+        const Report report = session.run();
+        const std::string reason = isSeen ? "a command changed how the processor rounds, which all tasks share" : "";
+        EXPECT_EQ(report.reason, reason) << script;
+        volatile const double one = 1, three = 3;
+        EXPECT_EQ(one / three, 0x1.5555555555555p-2) << script;
+    }
+}
+
 TEST(Faults, OfSeveralTasksAreCaughtInEverySessionThatRuns) {
     const Lines expected{"fault", "fault code 3221225620", "fault", "fault code 3221225621"};
     const auto failAgainAndAgain = [&expected] {

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cfenv>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -38,6 +39,8 @@ std::int64_t quickExitProgram(std::int64_t status) { std::quick_exit(static_cast
 
 std::int64_t forkAndQuickExit(std::int64_t status) { return endOfFork(quickExitProgram, status); }
 std::int64_t forkAndUseNullPointer(std::int64_t) { return endOfFork(useNullPointer, 0); }
+
+std::int64_t roundUpwards(std::int64_t isUpwards) { return std::fesetround(isUpwards != 0 ? FE_UPWARD : FE_TONEAREST); }
 
 std::int64_t heapBytes(std::int64_t) {
     const struct mallinfo2 info = ::mallinfo2();

@@ -167,7 +167,7 @@ constexpr StepRow steps[] = {
     {"throw", faulty<throwError>}, {"thrownumber", faulty<throwNumber>}, {"null", faulty<useNullPointer>},
     {"wild", faulty<useWildPointer>}, {"trap", faulty<trap>}, {"abort", faulty<abortProgram>},
     {"leave", faulty<exitProgram>}, {"leavequickly", faulty<quickExitProgram>}, {"heap", faulty<heapBytes>},
-    {"forkleave", faulty<forkAndQuickExit>}, {"forknull", faulty<forkAndUseNullPointer>},
+    {"roundup", faulty<roundUpwards>}, {"forkleave", faulty<forkAndQuickExit>}, {"forknull", faulty<forkAndUseNullPointer>},
     // clang-format on
 };
 
