@@ -59,7 +59,7 @@ AlignedBytes allocateAligned(std::size_t bytes) {
 
 bool Arena::makeBlock(std::size_t bytes, Block& block) {
     if (!block.charge.reserve(budget_, costOf(bytes))) return false;
-    block.bytes = allocateAligned(bytes);
+    block.bytes = allocateUnset(bytes);
     block.size = bytes;
     return block.bytes != nullptr;
 }
@@ -75,13 +75,13 @@ void* Arena::allocateForTask(std::size_t bytes) {
     }
     void* pointer = forLife_.back().bytes.get() + lastUsed_;
     lastUsed_ += size;
-    return pointer;
+    return std::memset(pointer, 0, size);
 }
 
 void* Arena::allocateFromHeap(std::size_t bytes) {
     Block block;
     if (!makeBlock(bytes, block)) return nullptr;
-    void* pointer = block.bytes.get();
+    void* pointer = std::memset(block.bytes.get(), 0, bytes);
     heap_.emplace(pointer, std::move(block));
     return pointer;
 }
