@@ -22,6 +22,12 @@ TEST_F(Modules, AreAddedToTheDefaultOnes) {
               "zepl: error: no module is named\n  name one with --module, or leave out --no-default-modules\n");
 }
 
+TEST_F(Modules, NoLibraryIsLookedForInTheFolderOfTheCall) {
+    for (const char* library : {"libzepl.so.1", "libmd4c.so.0", "libstdc++.so.6", "libm.so.6"}) put(library, "no library");
+    const Called called = call("version");
+    EXPECT_EQ(called.status, 0) << called.err;
+}
+
 TEST_F(Modules, OfFoldersInTheEnvironmentAreFoundByTheirNames) {
     std::filesystem::create_directories(at("a/none.zlm.d"));
     std::filesystem::copy_file(TEST_PROBE_FILE, at("a/b.zlm"));

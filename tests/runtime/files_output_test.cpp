@@ -45,6 +45,18 @@ TEST_F(OutputTest, TwoOutputsOfOneNameHaveTemporaryFilesOfTheirOwn) {
     EXPECT_EQ(elementsOf<std::int16_t>("a.bin").size(), 2U);
 }
 
+TEST_F(OutputTest, AFolderThatComesToItsPlaceKeepsIt) {
+    for (const bool isSynchronised : {true, false}) {
+        TextFile text(at("a.txt"), isSynchronised);
+        text.write("after");
+        std::filesystem::create_directory(at("a.txt"));
+        EXPECT_THROW(text.finish(), Problem);
+        EXPECT_TRUE(std::filesystem::is_directory(at("a.txt"))) << isSynchronised;
+        std::filesystem::remove(at("a.txt"));
+    }
+    EXPECT_EQ(filesInAll(), 0U);
+}
+
 TEST_F(OutputTest, ATextTakesThePlaceOfAFileOnlyWhenItIsFinished) {
     put("a.txt", "before");
     { TextFile(at("a.txt")).write("lost"); }
