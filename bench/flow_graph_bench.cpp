@@ -191,9 +191,9 @@ BENCHMARK_CAPTURE(flowGraph, single, false)->Name("flow_graph");
 BENCHMARK(doubledFlowGraph)->Name("flow_graph_doubled");
 
 [[maybe_unused]] const bool added =
-    bench::compareWithPython(area, "flow_graph", bench::gnuRadioPeer, 0.5) &&
+    bench::compareWithPython(area, "flow_graph", bench::gnuRadioPeer, 0.25) &&
     bench::compare({area, "flow_graph_doubled", bench::gnuRadioPeer, bench::gnuRadioPeer + "_flow_graph", 0.5}) &&
     bench::compareWithPython(area, "flow_graph", bench::scipyPeer) &&
-    bench::compare({area, "flow_graph", bench::fftwPeer + ", one loop", "oneLoop"});
+    bench::compare({area, "flow_graph", bench::fftwPeer + ", one loop", "oneLoop", 1.1});
 
 }  // namespace
