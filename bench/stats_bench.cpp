@@ -252,6 +252,6 @@ void volkStddevOfFloats(benchmark::State& state) {
 BENCHMARK(volkStddevOfFloats);
 BENCHMARK(volkStddev);
 #endif
-[[maybe_unused]] const bool volkIsAdded = bench::compare({area, "VARIANCE_int16", bench::volkPeer, "volkStddev", 0.5});
+[[maybe_unused]] const bool volkIsAdded = bench::compare({area, "VARIANCE_int16", bench::volkPeer, "volkStddev", 0.4});
 
 }  // namespace

@@ -28,7 +28,7 @@ BENCHMARK(varianceBlocks)->Name("blockVARIANCE_int16");
 
 const std::string area = "Arithmetic of VARIANCE alone, int16, blocks of 100 (ns a sample)";
 [[maybe_unused]] const bool added =
-    bench::compare({area, "blockVARIANCE_int16", bench::volkPeer, "volkStddev", 0.5}) &&
-    bench::compare({area, "blockVARIANCE_int16", bench::volkPeer + ", floats", "volkStddevOfFloats", 0.5});
+    bench::compare({area, "blockVARIANCE_int16", bench::volkPeer, "volkStddev", 0.25}) &&
+    bench::compare({area, "blockVARIANCE_int16", bench::volkPeer + ", floats", "volkStddevOfFloats", 0.3});
 
 }  // namespace

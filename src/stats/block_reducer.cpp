@@ -7,12 +7,10 @@ namespace zcmds {
 
 namespace {
 
-constexpr std::int32_t transfer = 1000;  // the maximum of elements that come at once
-
 void openOutput(StreamWriter& writer, Slot slot, std::int32_t bsize) {
     void* first;
     // Room for the maximum number of blocks that one transfer can end, and to spare.
-    openWriter(writer, handleIn<PipeHandle>(slot), transfer / bsize + 8, &first);
+    openWriter(writer, handleIn<PipeHandle>(slot), blockTransfer / bsize + 8, &first);
 }
 
 }  // namespace
@@ -30,7 +28,7 @@ bool openBlockStreams(ParamList list, StreamReader& reader, StreamWriter& writer
         if (!allowLoc) zepl::param_error_msg(ParamError::tooMany, 4);
         openOutput(locWriter, params[4], bsize);
     }
-    openReader(reader, handleIn<PipeHandle>(params[1]), transfer);
+    openReader(reader, handleIn<PipeHandle>(params[1]), blockTransfer);
     openOutput(writer, params[3], bsize);
     return withLoc;
 }

@@ -9,6 +9,7 @@
 #include "frame/cursors.h"
 #include "frame/exact.h"
 #include "frame/vector_clones.h"
+#include "stats/masked_run.h"
 
 namespace zcmds {
 
@@ -33,33 +34,69 @@ inline void openBlockStreams(ParamList list, BlockStreams& streams, bool checkTy
 // The element type of a stream of positions that there is not.
 struct NoPosition {};
 
-// Takes `n` elements and stores the results of the blocks that end among them; gives their number. `left` is what the
-// running block lacks. `Reduction` is what a block has come to so far:
+// The maximum of elements that come at once.
+constexpr std::int32_t blockTransfer = 1000;
+
+// The results of `n` whole blocks. It is a loop of its own so that the divisions of several blocks run in vectors and no
+// block waits for those of the one before.
+template <class Reduction>
+void storeResults(const Reduction* blocks, std::int32_t n, std::int32_t bsize, typename Reduction::Result* results) {
+    bool throughDouble = true;
+    for (std::int32_t i = 0; i < n; ++i) throughDouble &= blocks[i].dividesThroughDouble();
+    const auto shortWay = [](std::int64_t x, std::int32_t by) { return divideThroughDouble(x, by); };
+    const auto anyWay = [](std::int64_t x, std::int32_t by) { return dividePositive(x, by); };
+    if (throughDouble)
+        for (std::int32_t i = 0; i < n; ++i) results[i] = blocks[i].result(bsize, shortWay);
+    else
+        for (std::int32_t i = 0; i < n; ++i) results[i] = blocks[i].result(bsize, anyWay);
+}
+
+// Takes the first `n` elements of a buffer of blockTransfer, all of which can be read, and stores the results of the blocks
+// that end among them; gives their number. `left` is what the running block lacks. `Reduction` is what a block has come to
+// so far:
 //     using Element, Result;                               of the streams
-//     void add(const Element* from, std::int32_t n);       takes the block's next elements
-//     Result result(std::int32_t bsize) const;             of a whole block
+//     void add(const Element* from, std::int32_t n);       takes the block's next elements; with a last parameter Margins
+//                                                          it is given those in the buffer
+//     Result result(std::int32_t bsize) const;             of a whole block; with a last parameter `divide`, by which it
+//                                                          divides integers, and then also
+//     bool dividesThroughDouble() const;                   whether that can be divideThroughDouble
 //     std::int32_t position;                               with a stream of positions only
 //     void clear();                                        begins a block
 // All of it is inlined here, so that it is built for the vectors of each clone.
 template <class Position, class Reduction>
 ZCMDS_VECTOR_CLONES [[gnu::flatten]] std::int32_t reduceTransfer(Reduction& running, std::int32_t& left,
                                                                  std::int32_t bsize,
-                                                                 const typename Reduction::Element* from,
+                                                                 const typename Reduction::Element* buffer,
                                                                  std::int32_t n, typename Reduction::Result* results,
                                                                  Position* positions) {
+    constexpr std::int32_t maxEnded = 16;
+    constexpr bool divides = requires(Reduction reduction) { reduction.dividesThroughDouble(); };
     Reduction block = running;
-    std::int32_t blocks = 0;
-    for (; n >= left; left = bsize) {
-        block.add(from, left);
-        from += left;
-        n -= left;
-        results[blocks] = block.result(bsize);
+    [[maybe_unused]] Reduction ended[divides ? maxEnded : 1];
+    std::int32_t at = 0, blocks = 0;
+    const auto add = [&](std::int32_t count) {
+        if constexpr (requires(Margins margins) { block.add(buffer, count, margins); })
+            block.add(buffer + at, count, {at, blockTransfer - at - count});
+        else
+            block.add(buffer + at, count);
+        at += count;
+    };
+    for (; n - at >= left; left = bsize) {
+        add(left);
+        if constexpr (divides) {
+            ended[blocks % maxEnded] = block;
+            if (blocks % maxEnded == maxEnded - 1)
+                storeResults(ended, maxEnded, bsize, results + blocks + 1 - maxEnded);
+        } else {
+            results[blocks] = block.result(bsize);
+        }
         if constexpr (!std::is_same_v<Position, NoPosition>) positions[blocks] = wrap<Position>(block.position);
         ++blocks;
         block.clear();
     }
-    block.add(from, n);
-    left -= n;
+    if constexpr (divides) storeResults(ended, blocks % maxEnded, bsize, results + blocks / maxEnded * maxEnded);
+    left -= n - at;
+    add(n - at);
     running = block;
     return blocks;
 }

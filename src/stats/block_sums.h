@@ -8,6 +8,7 @@
 
 #include "frame/exact.h"
 #include "frame/integer_sqrt.h"
+#include "stats/masked_run.h"
 
 namespace zcmds {
 
@@ -32,9 +33,9 @@ struct Moments {
     SumOf<Element> sum = 0, squares = 0;
 
     // Adds the next `n` elements, at most 1024.
-    void add(const Element* from, std::int32_t n) {
+    void add(const Element* from, std::int32_t n, Margins margins) {
         if constexpr (std::is_same_v<Element, std::int16_t>)
-            addInt16(from, n);
+            takeMasked(from, n, margins, [this](const MaskedRun<Element>& run) { addRun(run); });
         else if constexpr (std::is_same_v<Element, std::int32_t>)
             addInt32(from, n);
         else
@@ -42,35 +43,45 @@ struct Moments {
     }
     void clear() { sum = squares = 0; }
 
-    // The population variance, by one pass. Integers: every product modulo 2^64, every division toward zero. Rounding can
-    // leave a floating variance below 0.
-    SumOf<Element> variance(std::int32_t bsize) const {
+    // The population variance, by one pass. Integers: every product modulo 2^64, every division, which `divide` does, toward
+    // zero. Rounding can leave a floating variance below 0.
+    template <class Divide>
+    SumOf<Element> variance(std::int32_t bsize, Divide divide) const {
         if constexpr (std::is_integral_v<Element>)
-            return dividePositive(wrappingDifference(squares, dividePositive(wrappingProduct(sum, sum), bsize)), bsize);
+            return divide(wrappingDifference(squares, divide(wrappingProduct(sum, sum), bsize)), bsize);
         else
             return (squares - sum * sum / bsize) / bsize;
     }
-    SumOf<Element> meanSquare(std::int32_t bsize) const {
+    template <class Divide>
+    SumOf<Element> meanSquare(std::int32_t bsize, Divide divide) const {
         if constexpr (std::is_integral_v<Element>)
-            return dividePositive(squares, bsize);
+            return divide(squares, bsize);
         else
             return squares / bsize;
+    }
+    // Whether all these divisions can go through double.
+    bool dividesThroughDouble() const {
+        constexpr std::int64_t max = std::int64_t{1} << 26;
+        if constexpr (std::is_integral_v<Element>)
+            return (-max <= sum) & (sum <= max) & (0 <= squares) & (squares <= max * max);
+        else
+            return true;
     }
 
  private:
     // In 32 bits, where vectors hold most: the sum of the squares modulo 2^32, and that of the squares of the upper 11
     // bits. The latter differs from the former by less than 2^31, and so determines all of it.
-    void addInt16(const Element* from, std::int32_t n) {
-        std::int32_t total = 0, coarse = 0;
+    void addRun(const MaskedRun<std::int16_t>& run) {
+        std::int32_t negative = 0, coarse = 0;
         std::uint32_t modulo = 0;
-        for (std::int32_t i = 0; i < n; ++i) {
-            const auto upper = static_cast<std::int16_t>(from[i] >> 5);
-            total += from[i];
+        for (std::int32_t i = 0; i < run.n; ++i) {
+            const std::int16_t x = run[i], upper = static_cast<std::int16_t>(x >> 5);
+            negative += std::int32_t{x} * run.mask[i];  // products of 16 bits are summed in pairs
             coarse += std::int32_t{upper} * upper;
-            modulo += static_cast<std::uint32_t>(std::int32_t{from[i]} * from[i]);
+            modulo += static_cast<std::uint32_t>(std::int32_t{x} * x);
         }
         const std::int64_t scaled = std::int64_t{coarse} << 10;
-        sum += total;
+        sum -= negative;
         squares = wrappingSum(squares, scaled + wrap<std::int32_t>(modulo - wrap<std::uint32_t>(scaled)));
     }
 

@@ -16,7 +16,10 @@ struct RootMeanSquare : Moments<Sample> {
     using Element = Sample;
     using Result = Sample;
 
-    Result result(std::int32_t bsize) const { return storedRoot<Sample>(this->meanSquare(bsize)); }
+    template <class Divide>
+    Result result(std::int32_t bsize, Divide divide) const {
+        return storedRoot<Sample>(this->meanSquare(bsize, divide));
+    }
 };
 
 }  // namespace

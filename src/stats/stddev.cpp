@@ -19,7 +19,10 @@ struct StandardDeviation : Moments<Sample> {
     using Element = Sample;
     using Result = Sample;
 
-    Result result(std::int32_t bsize) const { return storedRoot<Sample>(this->variance(bsize)); }
+    template <class Divide>
+    Result result(std::int32_t bsize, Divide divide) const {
+        return storedRoot<Sample>(this->variance(bsize, divide));
+    }
 };
 
 }  // namespace

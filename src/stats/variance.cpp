@@ -21,8 +21,9 @@ struct BlockVariance : Moments<Sample> {
     using Element = Sample;
     using Result = Variance;
 
-    Result result(std::int32_t bsize) const {
-        const SumOf<Sample> variance = this->variance(bsize);
+    template <class Divide>
+    Result result(std::int32_t bsize, Divide divide) const {
+        const SumOf<Sample> variance = this->variance(bsize, divide);
         if constexpr (std::is_same_v<Result, std::int16_t>)
             return static_cast<std::uint64_t>(variance) > 32767 ? Result{32767} : static_cast<Result>(variance);
         else if constexpr (std::is_same_v<Result, std::int32_t>)

@@ -104,7 +104,7 @@ std::vector<Element> samplesFor() {
 template <class Result, class Element>
 void expectPlain(const std::string& command) {
     const std::vector<Element> source = samplesFor<Element>();
-    for (const std::int32_t bsize : {1, 2, 3, 10, 15, 100, 999, 1000, 1001, 2500, 6003, 6004}) {
+    for (const std::int32_t bsize : {1, 2, 3, 10, 15, 62, 100, 969, 999, 1000, 1001, 2500, 6003, 6004}) {
         const auto results = resultOf<Result>(command + " " + list("in", bsize, "out"), source);
         EXPECT_EQ(bitsOf(results), bitsOf(plainResults<Result>(command, source, bsize))) << command << " by " << bsize;
     }
