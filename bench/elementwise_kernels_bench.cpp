@@ -53,19 +53,19 @@ void add(const std::string& name, Kernel kernel) {
 
 template <class Element>
 void addKernels(const std::string& type) {
-    const auto addBesideCopy = [&type](const char* name, auto kernel) {
+    const auto addBesideCopy = [&type](const char* name, double limit, auto kernel) {
         add<Element>("block" + (name + type), kernel);
-        bench::compare({area, "block" + (name + type), bench::copying, "memcpy" + type, 1.5});
+        bench::compare({area, "block" + (name + type), bench::copying, "memcpy" + type, limit});
     };
     add<Element>("memcpy" + type, [](const Element* elements) {
         static Block<Element> copy;
         std::memcpy(copy.elements, elements, sizeof copy.elements);
         benchmark::DoNotOptimize(&copy);
     });
-    addBesideCopy("ABS", [](Element* e) { transformBlock(e, blockSize, [](Element x) { return absolute(x); }); });
-    addBesideCopy("OFFSET", [](Element* e) { transformBlock(e, blockSize, SaturatingAdd<Element>(3)); });
-    addBesideCopy("DELTA", [](Element* e) { differencesInBlock<Element>(e, blockSize, 3); });
-    addBesideCopy("BOUND", [](Element* e) { transformBlock(e, blockSize, Bounded<Element>{-1000, 1000}); });
+    addBesideCopy("ABS", 1.2, [](Element* e) { transformBlock(e, blockSize, [](Element x) { return absolute(x); }); });
+    addBesideCopy("OFFSET", 1.2, [](Element* e) { transformBlock(e, blockSize, SaturatingAdd<Element>(3)); });
+    addBesideCopy("DELTA", 1.2, [](Element* e) { differencesInBlock<Element>(e, blockSize, 3); });
+    addBesideCopy("BOUND", 1.5, [](Element* e) { transformBlock(e, blockSize, Bounded<Element>{-1000, 1000}); });
 }
 
 // `limit` is of the time of one integer division for each element.

@@ -1,5 +1,7 @@
 // DELTA gives the difference of each sample from the one before it. The first sample only primes it.
 
+#include <cstring>
+
 #include "arith/unary.h"
 #include "frame/element_loop.h"
 #include "frame/element_type.h"
@@ -12,12 +14,38 @@ namespace zcmds {
 
 namespace {
 
+// As many elements as one line of the cache holds.
+template <class Element>
+struct Line {
+    static constexpr std::int32_t size = 64 / sizeof(Element);
+    Element elements[size];
+
+    // The differences of those at `from` from the ones before them.
+    [[gnu::always_inline]] static inline Line differences(const Element* from) {
+        Line made;
+        for (std::int32_t i = 0; i < size; ++i) made.elements[i] = saturatingDifference(from[i], from[i - 1]);
+        return made;
+    }
+    [[gnu::always_inline]] void store(Element* to) const { std::memcpy(to, elements, sizeof elements); }
+};
+
 // Replaces each of the `n` elements, at least one, by its difference from the one before it; `previous` comes before the
-// first. From the end to the start, each is read for the last time when it is replaced, so the loop carries no state and
-// vectorises.
+// first. From the end to the start, each is read for the last time when it is replaced, so the loops carry no state. They
+// replace whole lines of the cache, since vectors that cross lines take twice the time; the lines at both ends, which overlap
+// with those, are made before anything is replaced.
 template <class Element>
 ZCMDS_VECTOR_CLONES void differencesInBlock(Element* elements, std::int32_t n, Element previous) {
-    for (std::int32_t i = n - 1; i > 0; --i) elements[i] = saturatingDifference(elements[i], elements[i - 1]);
+    constexpr std::int32_t size = Line<Element>::size;
+    if (n > size) {
+        const auto first = Line<Element>::differences(elements + 1),
+                   last = Line<Element>::differences(elements + n - size);
+        for (std::int32_t at = (n & -size) - size; at > 0; at -= size)
+            Line<Element>::differences(elements + at).store(elements + at);
+        last.store(elements + n - size);
+        first.store(elements + 1);
+    } else {
+        for (std::int32_t i = n - 1; i > 0; --i) elements[i] = saturatingDifference(elements[i], elements[i - 1]);
+    }
     elements[0] = saturatingDifference(elements[0], previous);
 }
 
