@@ -49,15 +49,42 @@ template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
     }
 }
 
+// The same for rows that each meet at a tap what the next one met at the tap before: every row of samples is loaded once, and
+// moves on in the registers.
+template <std::int32_t rows, class Vector, class Sum>
+[[gnu::always_inline]] inline void sumNeighbours(const RowSums<Sum>& given, std::int32_t row, Sum* sums) {
+    const auto* const samples = reinterpret_cast<const Vector*>(given.samples) + row;
+    Vector sum[rows] = {}, met[rows];
+    for (std::int32_t i = 0; i < rows; ++i) met[i] = samples[i];
+    std::int32_t k = 0;
+    for (; k + rows <= given.tapCount; k += rows) {
+#pragma GCC unroll 16
+        for (std::int32_t turn = 0; turn < rows; ++turn) {
+            const Sum tap = given.taps[k + turn];
+#pragma GCC unroll 16
+            for (std::int32_t i = 0; i < rows; ++i) sum[i] += tap * met[(i + turn) % rows];
+            met[turn] = samples[k + turn + rows];
+        }
+    }
+    for (; k < given.tapCount; ++k) {
+        const Sum tap = given.taps[k];
+        for (std::int32_t i = 0; i < rows; ++i) sum[i] += tap * samples[k + i];
+    }
+    for (std::int32_t i = 0; i < rows; ++i) reinterpret_cast<Vector*>(sums)[row + i] = sum[i];
+}
+
 // Sums of so many rows stay in registers from the first tap to the last.
 inline constexpr std::int32_t maxTileRows = 8;
 
 template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
 [[gnu::always_inline]] inline void sumTileOf(std::int32_t wanted, const RowSums<Sum>& given, std::int32_t row,
                                              Sum* sums) {
-    if (wanted == rows)
+    if (wanted == rows) {
+        if constexpr (rows >= 4 && sizeof(Vector) == rowBytes) {
+            if (given.decimation == 1 && given.pieces == 1) return sumNeighbours<rows, Vector>(given, row, sums);
+        }
         sumTile<rows, Vector, rowSize>(given, row, sums);
-    else if constexpr (rows > 1)
+    } else if constexpr (rows > 1)
         sumTileOf<rows - 1, Vector, rowSize>(wanted, given, row, sums);
 }
 
