@@ -1,6 +1,3 @@
-#include <bit>
-#include <cstring>
-
 #include "runtime/capture/events.h"
 #include "runtime/capture/varint.h"
 
@@ -10,73 +7,69 @@ namespace {
 
 constexpr std::size_t runTail = 8;  // bytes of a run's step and times
 
-SmallRecord started(EventTag tag, std::uint64_t rounds) {
-    SmallRecord record;
-    record.byte(static_cast<std::uint8_t>(tag));
-    record.varint(rounds);
-    return record;
-}
+// An event, written where the ring has its next bytes.
+class EventRecord : public RecordWriter {
+ public:
+    explicit EventRecord(LogFiles& files) : RecordWriter(files.place(LogStream::events)), files_(files) {}
+    EventRecord(LogFiles& files, EventTag tag, std::uint64_t rounds) : EventRecord(files) {
+        byte(static_cast<std::uint8_t>(tag));
+        varint(rounds);
+    }
+    void append() { files_.append(LogStream::events, end()); }
 
-// The parts of a run that change. Both fit into one word, so that whoever reads them later finds both or neither changed.
-std::uint64_t tailOf(std::uint32_t step, std::uint32_t times) { return std::uint64_t{times} << 32 | step; }
-
-static_assert(std::endian::native == std::endian::little);  // so that one store changes both
-void store(std::byte* place, std::uint64_t word) { std::memcpy(place, &word, sizeof word); }
+ private:
+    LogFiles& files_;
+};
 
 }  // namespace
 
-std::uint64_t EventWriter::roundsTo(std::uint64_t round) {
-    const std::uint64_t rounds = round - round_;
-    round_ = round;
-    return rounds;
-}
-
-void EventWriter::delivery(std::uint64_t round, std::size_t input, std::uint64_t count) {
-    constexpr std::uint32_t most = ~std::uint32_t{0};
+// The second delivery of a run says how far it is from one to the next.
+void EventWriter::beginRun(std::uint64_t round, std::size_t input, std::uint64_t count) {
     Run& run = runs_[input];
-    const std::uint64_t rounds = round - run.lastRound;
-    const bool continues =
-        run.count == count && run.times < most && rounds < most && (run.times == 1 || rounds == run.step);
-    if (std::byte* place = continues && run.times > 0 ? files_.place(run.offset) : nullptr; place != nullptr) {
+    const std::uint64_t rounds = round - run.lastRound();
+    std::byte* place = nullptr;
+    if (run.times == 1 && run.count == count && rounds < most) place = files_.changeable(run.offset);
+    if (place != nullptr) {
         run.step = static_cast<std::uint32_t>(rounds);
-        run.lastRound = round;
-        return store(place, tailOf(run.step, ++run.times));
+        run.nextRound = round + run.step;
+        return store(place, run.step, ++run.times);
     }
-    SmallRecord record = started(EventTag::run, roundsTo(round));
+    EventRecord record(files_, EventTag::run, roundsTo(round));
     record.varint(input);
     record.varint(count);
-    record.fixed(tailOf(0, 1), runTail);
-    files_.append(LogStream::events, record.data(), record.size());
+    record.word(std::uint64_t{1} << 32);  // once
+    record.append();
     run = {files_.appended(LogStream::events) - runTail, round, count, 0, 1};
 }
 
 void EventWriter::inputEnd(std::uint64_t round, std::size_t input) {
-    SmallRecord record = started(EventTag::inputEnd, roundsTo(round));
+    EventRecord record(files_, EventTag::inputEnd, roundsTo(round));
     record.varint(input);
-    files_.append(LogStream::events, record.data(), record.size());
+    record.append();
 }
 
 void EventWriter::value(std::uint64_t round, std::size_t variable, std::uint64_t cell) {
-    SmallRecord record = started(EventTag::value, roundsTo(round));
+    EventRecord record(files_, EventTag::value, roundsTo(round));
     record.varint(variable);
-    record.fixed(cell, sizeof cell);
-    files_.append(LogStream::events, record.data(), record.size());
+    record.word(cell);
+    record.append();
 }
 
 void EventWriter::point(std::uint64_t round, std::size_t output, std::uint64_t count, std::uint64_t sum) {
     Point& last = points_[output];
     const std::uint64_t rounds = roundsTo(round);
-    SmallRecord record;
+    EventRecord record(files_);
     if (output < maxShortPoints && last.count == count && last.rounds == rounds) {
         record.byte(static_cast<std::uint8_t>(static_cast<std::uint64_t>(EventTag::shortPoint) + output));
     } else {
-        record = started(EventTag::point, rounds);
+        record.byte(static_cast<std::uint8_t>(EventTag::point));
+        record.varint(rounds);
         record.varint(output);
         record.varint(count);
         last = {count, rounds};
     }
-    record.fixed(sum, sizeof sum);
-    files_.append(LogStream::events, record.data(), record.size());
+    record.word(sum);
+    record.append();
 }
 
 void EventWriter::failure(std::uint64_t round, const std::string& reason, const std::string& remedy) {
@@ -89,9 +82,9 @@ void EventWriter::failure(std::uint64_t round, const std::string& reason, const 
 }
 
 void EventWriter::end(std::uint64_t round, std::uint64_t how) {
-    SmallRecord record = started(EventTag::end, roundsTo(round));
+    EventRecord record(files_, EventTag::end, roundsTo(round));
     record.varint(how);
-    files_.append(LogStream::events, record.data(), record.size());
+    record.append();
 }
 
 }  // namespace libzepl

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <optional>
 #include <string>
@@ -41,7 +42,17 @@ class EventWriter {
         : files_(files), runs_(inputs), points_(outputs) {}
 
     // What goes on as the run of that input does costs no further bytes.
-    void delivery(std::uint64_t round, std::size_t input, std::uint64_t count);
+    void delivery(std::uint64_t round, std::size_t input, std::uint64_t count) {
+        Run& run = runs_[input];
+        std::byte* place = nullptr;
+        if (round == run.nextRound && count == run.count) place = files_.changeable(run.offset);
+        if (place != nullptr && run.times < most) [[likely]] {
+            run.nextRound = round + run.step;
+            store(place, run.step, ++run.times);
+        } else {
+            beginRun(round, input, count);
+        }
+    }
     void inputEnd(std::uint64_t round, std::size_t input);
     void value(std::uint64_t round, std::size_t variable, std::uint64_t cell);
     void point(std::uint64_t round, std::size_t output, std::uint64_t count, std::uint64_t sum);
@@ -51,13 +62,27 @@ class EventWriter {
  private:
     struct Run {
         std::uint64_t offset = ~std::uint64_t{0};  // of `step` and `times` in the stream
-        std::uint64_t lastRound = 0, count = 0;
+        std::uint64_t nextRound = 0;               // where it goes on, if it does
+        std::uint64_t lastRound() const { return nextRound - step; }
+        std::uint64_t count = 0;
         std::uint32_t step = 0, times = 0;
     };
     struct Point {
         std::uint64_t count = 0, rounds = ~std::uint64_t{0};  // since the event before it
     };
-    std::uint64_t roundsTo(std::uint64_t round);
+    static constexpr std::uint32_t most = ~std::uint32_t{0};
+
+    // The parts of a run that change, in one word, so that whoever reads them later finds both or neither changed.
+    static void store(std::byte* place, std::uint32_t step, std::uint32_t times) {
+        const std::uint64_t word = std::uint64_t{times} << 32 | step;
+        std::memcpy(place, &word, sizeof word);
+    }
+    void beginRun(std::uint64_t round, std::size_t input, std::uint64_t count);
+    std::uint64_t roundsTo(std::uint64_t round) {
+        const std::uint64_t rounds = round - round_;
+        round_ = round;
+        return rounds;
+    }
 
     LogFiles& files_;
     std::vector<Run> runs_;

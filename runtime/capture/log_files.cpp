@@ -15,7 +15,7 @@ namespace libzepl {
 
 namespace {
 
-constexpr std::uint64_t piecesOfRing = 4;
+constexpr std::uint64_t piecesOfRing = 2;
 
 [[noreturn]] void fail(const std::filesystem::path& path, int error) {
     throw Problem(path.string() + ": what the run has cannot be kept there: " + std::generic_category().message(error),
@@ -84,8 +84,7 @@ void LogFiles::mapRings() {
         ring.memory = static_cast<std::byte*>(both);
         ring.size = size;
         for (std::byte* at : {ring.memory, ring.memory + size})
-            if (::mmap(at, size, access, MAP_SHARED | MAP_FIXED | MAP_POPULATE, ringFile_,
-                       static_cast<off_t>(offset)) == MAP_FAILED)
+            if (::mmap(at, size, access, MAP_SHARED | MAP_FIXED, ringFile_, static_cast<off_t>(offset)) == MAP_FAILED)
                 fail(folder_ / ringName, errno);
         offset += size;
     }
@@ -103,17 +102,24 @@ void LogFiles::closeAll() noexcept {
     ringFile_ = -1;
 }
 
-// A piece that is full goes to the writer, and the next one begins where there is room for it.
-void LogFiles::appendInPieces(std::size_t i, const std::byte* from, std::uint64_t bytes) noexcept {
+// A piece that is full goes to the writer, and the next one begins where there is room for it. False after a failure.
+bool LogFiles::nextPiece(std::size_t i) noexcept {
     Ring& ring = rings_[i];
     const std::uint64_t piece = ring.size / piecesOfRing;
+    if (hasDropped_) return false;
+    release(i);
+    if (awaitRoom(i, piece))
+        ring.end = ring.appended + piece;
+    else
+        drop();
+    return !hasDropped_;
+}
+
+void LogFiles::appendInPieces(std::size_t i, const std::byte* from, std::uint64_t bytes) noexcept {
+    const Ring& ring = rings_[i];
     while (bytes > 0 && !hasDropped_) {
-        const std::uint64_t n = std::min(bytes, piece);
-        if (ring.appended + n > ring.end) {
-            release(i);
-            if (!awaitRoom(i, piece)) return drop();
-            ring.end = ring.appended + piece;
-        }
+        const std::uint64_t n = std::min(bytes, ring.size / piecesOfRing);
+        if (ring.appended + n > ring.end && !nextPiece(i)) return;
         append(static_cast<LogStream>(i), from, n);
         from += n;
         bytes -= n;
@@ -124,11 +130,6 @@ void LogFiles::appendInPieces(std::size_t i, const std::byte* from, std::uint64_
 void LogFiles::drop() noexcept {
     hasDropped_ = true;
     for (Ring& ring : rings_) ring.end = 0;
-}
-
-std::byte* LogFiles::place(std::uint64_t offset) {
-    Ring& ring = rings_[index(LogStream::events)];
-    return offset >= ring.released && !hasDropped_ ? ring.memory + (offset & (ring.size - 1)) : nullptr;
 }
 
 void LogFiles::release(std::size_t i) noexcept {
@@ -151,6 +152,8 @@ bool LogFiles::awaitRoom(std::size_t i, std::uint64_t bytes) noexcept {
 }
 
 void LogFiles::writeOut() noexcept {
+    // Has the pages there before the session comes to them, which can do without.
+    for (const Ring& ring : rings_) ::madvise(ring.memory, 2 * ring.size, MADV_POPULATE_WRITE);
     std::unique_lock lock(mutex_);
     const auto waits = [&](std::size_t i) { return rings_[i].released > header_->written[i]; };
     for (;;) {
@@ -170,8 +173,27 @@ void LogFiles::writeOut() noexcept {
     }
 }
 
+// A file that grows by blocks which it has already is written in half the time. They are at most a quarter of what it has, and
+// a file system that gives none ahead gives them as they are written.
+void LogFiles::allocateAhead(Ring& ring, std::uint64_t until) noexcept {
+    constexpr std::uint64_t least = std::uint64_t{1} << 20, most = std::uint64_t{64} << 20;
+    if (until <= ring.allocated) return;
+    const std::uint64_t ahead = until / 4 < least ? 0 : std::min(until / 4, most);
+    if (ahead > 0) ::fallocate(ring.file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(until), static_cast<off_t>(ahead));
+    ring.allocated = until + ahead;
+}
+
+void LogFiles::giveBackUnfilled() noexcept {
+    for (std::size_t i = 0; i < logStreams; ++i) {
+        const std::uint64_t written = header_->written[i].load(std::memory_order_relaxed);
+        if (rings_[i].allocated > written && ::ftruncate(rings_[i].file, static_cast<off_t>(written)) == 0)
+            rings_[i].allocated = written;
+    }
+}
+
 bool LogFiles::writePiece(std::size_t i, std::uint64_t until) noexcept {
-    const Ring& ring = rings_[i];
+    Ring& ring = rings_[i];
+    allocateAhead(ring, until);
     std::uint64_t at = header_->written[i].load(std::memory_order_relaxed);
     while (at < until) {
         const ssize_t n = ::pwrite(ring.file, ring.memory + (at & (ring.size - 1)), until - at, static_cast<off_t>(at));
@@ -196,6 +218,7 @@ void LogFiles::finish() noexcept {
     }
     toWrite_.notify_one();
     writer_.join();
+    giveBackUnfilled();
     // After a failure the ring has what the files lack.
     if (!hasFailed()) ::unlink((folder_ / ringName).c_str());
 }

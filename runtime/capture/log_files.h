@@ -54,10 +54,29 @@ class LogFiles {
         // Whoever reads the ring after the process was killed must find what this counts.
         header_->appended[i].store(ring.appended, std::memory_order_release);
     }
+    // The same for what is written where it is kept: at most `maxRecord` bytes from place() on, up to `end`.
+    static constexpr std::uint64_t maxRecord = 64;
+    std::byte* place(LogStream stream) noexcept {
+        const std::size_t i = index(stream);
+        const Ring& ring = rings_[i];
+        if (ring.appended + maxRecord > ring.end && !nextPiece(i)) [[unlikely]]
+            return unkept_.data();
+        return ring.memory + (ring.appended & (ring.size - 1));
+    }
+    void append(LogStream stream, const std::byte* end) noexcept {
+        if (hasDropped_) return;
+        const std::size_t i = index(stream);
+        Ring& ring = rings_[i];
+        ring.appended += static_cast<std::uint64_t>(end - (ring.memory + (ring.appended & (ring.size - 1))));
+        header_->appended[i].store(ring.appended, std::memory_order_release);
+    }
     bool hasDropped() const noexcept { return hasDropped_; }
     std::uint64_t appended(LogStream stream) const { return rings_[index(stream)].appended; }
     // The place of what was appended to the events at `offset`, as long as it may still be changed, else null.
-    std::byte* place(std::uint64_t offset);
+    std::byte* changeable(std::uint64_t offset) {
+        const Ring& ring = rings_[index(LogStream::events)];
+        return offset >= ring.released && !hasDropped_ ? ring.memory + (offset & (ring.size - 1)) : nullptr;
+    }
     // A number that goes with what was appended until now.
     void setKnown(std::uint64_t known) noexcept { header_->known.store(known, std::memory_order_release); }
     std::uint64_t known() const noexcept { return header_->known.load(std::memory_order_relaxed); }
@@ -72,17 +91,21 @@ class LogFiles {
         std::byte* memory = nullptr;  // twice, one after the other
         std::uint64_t size = 0;
         std::uint64_t appended = 0;
-        std::uint64_t end = 0;       // it can be appended to up to here without a further look
-        std::uint64_t released = 0;  // up to here the writer may take it; under the lock
+        std::uint64_t end = 0;        // it can be appended to up to here without a further look
+        std::uint64_t released = 0;   // up to here the writer may take it; under the lock
+        std::uint64_t allocated = 0;  // up to here the file has blocks; of the writer's
         int file = -1;
     };
     static std::size_t index(LogStream stream) { return static_cast<std::size_t>(stream); }
     void mapRings();
+    bool nextPiece(std::size_t i) noexcept;
     void appendInPieces(std::size_t i, const std::byte* from, std::uint64_t bytes) noexcept;
     void release(std::size_t i) noexcept;
     bool awaitRoom(std::size_t i, std::uint64_t bytes) noexcept;
     void drop() noexcept;
     void writeOut() noexcept;
+    void allocateAhead(Ring& ring, std::uint64_t until) noexcept;
+    void giveBackUnfilled() noexcept;
     bool writePiece(std::size_t i, std::uint64_t until) noexcept;
     void closeAll() noexcept;
 
@@ -95,6 +118,7 @@ class LogFiles {
     bool finishing_ = false;
     bool isFinished_ = false;
     bool hasDropped_ = false;  // by the session's thread
+    std::array<std::byte, maxRecord> unkept_{};
     std::atomic<bool> failed_{false};
     int error_ = 0;
     std::thread writer_;

@@ -89,7 +89,7 @@ OutputSum sumFor(const CapturedOutput& output) {
     std::vector<std::size_t> frameBytes;
     for (const CapturedOutput::Member& member : output.members)
         frameBytes.push_back(widthOf(member.type) * static_cast<std::size_t>(member.channels));
-    return OutputSum(std::move(frameBytes));
+    return OutputSum(frameBytes);
 }
 
 void KeptOutputs::begin(Engine& e) {

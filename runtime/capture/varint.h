@@ -2,7 +2,6 @@
 // the lowest byte first.
 #pragma once
 
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -39,24 +38,24 @@ class ByteWriter {
 
 static_assert(std::endian::native == std::endian::little);
 
-// A few numbers, in no memory of the heap.
-class SmallRecord {
+// A few numbers, written one after the other to a place that has room for them.
+class RecordWriter {
  public:
-    void byte(std::uint8_t value) { bytes_[size_++] = static_cast<std::byte>(value); }
+    explicit RecordWriter(std::byte* to) : next_(to) {}
+
+    void byte(std::uint8_t value) { *next_++ = static_cast<std::byte>(value); }
     void varint(std::uint64_t value) {
         for (; value >= 0x80; value >>= 7) byte(static_cast<std::uint8_t>(value | 0x80));
         byte(static_cast<std::uint8_t>(value));
     }
-    void fixed(std::uint64_t value, std::size_t bytes) {
-        std::memcpy(bytes_.data() + size_, &value, bytes);
-        size_ += bytes;
+    void word(std::uint64_t value) {
+        std::memcpy(next_, &value, sizeof value);
+        next_ += sizeof value;
     }
-    const std::byte* data() const { return bytes_.data(); }
-    std::size_t size() const { return size_; }
+    const std::byte* end() const { return next_; }
 
  private:
-    std::array<std::byte, 64> bytes_;
-    std::size_t size_ = 0;
+    std::byte* next_;
 };
 
 }  // namespace libzepl

@@ -1,12 +1,14 @@
 // How a session stands, asked while it runs, and runs that keep to the wall clock.
 
 #include <condition_variable>
+#include <cstring>
 #include <limits>
 #include <mutex>
 #include <thread>
 
 #include "runtime/live.h"
 #include "tests/support/session_support.h"
+#include "tests/support/system_calls.h"
 
 namespace libzepl {
 namespace {
@@ -141,6 +143,49 @@ TEST(Pace, ResultsAreThoseOfARunThatIsNotHeld) {
     for (const FeedPolicy& feed : {FeedPolicy{.piece = 7}, FeedPolicy{.kind = FeedPolicy::Kind::random, .seed = 2},
                                    FeedPolicy{.kind = FeedPolicy::Kind::lockstep}, FeedPolicy{}})
         EXPECT_EQ(run(1e5, feed), run(0, feed));
+}
+
+// Gives each of its frames in so many seconds of the clock that stands still otherwise.
+class SlowSource final : public Source {
+ public:
+    SlowSource(StandingClock& clock, double seconds, std::uint64_t frames)
+        : clock_(clock), seconds_(seconds), left_(frames) {}
+    std::size_t read(void* to, std::size_t count) override {
+        count = std::min(count, left_);
+        std::memset(to, 0, count * sizeof(std::int32_t));
+        clock_.moveOn(seconds_ * static_cast<double>(count));
+        left_ -= count;
+        return count;
+    }
+    std::optional<std::uint64_t> length() const override { return std::nullopt; }
+    int channels() const override { return 1; }
+    std::optional<double> rate() const override { return std::nullopt; }
+
+ private:
+    StandingClock& clock_;
+    double seconds_;
+    std::size_t left_;
+};
+
+TEST(Pace, ThatIsNotKeptIsNotedAtTheEnd) {
+    struct Case {
+        double pace, seconds;
+        Lines notes;
+    };
+    for (const Case& each :
+         {Case{1, 0.001, {}},
+          {1, 0.001033, {}},  // a tenth of a second less a millisecond
+          {1, 0.001034, {"the run did not keep the pace: at 1 times its rate 3 s were to take 3 s, and took 3.1 s"}},
+          {10,
+           0.0002,
+           {"the run did not keep the pace: at 10 times its rate 3 s were to take 0.3 s, and took 0.6 s"}}}) {
+        StandingClock clock;
+        TestSession session({.rate = 1000, .pace = each.pace});
+        const PipeId source = session.pipe("source");
+        session.setInput(source, std::make_unique<SlowSource>(clock, each.seconds, 3000));
+        session.task("ABS", source, session.output("copy"));
+        EXPECT_EQ(session.run().notes, each.notes) << each.pace << " " << each.seconds;
+    }
 }
 
 TEST(Pace, OneThatHoldsNothingIsRefused) {

@@ -24,4 +24,14 @@ class RunningClock {
     RunningClock& operator=(const RunningClock&) = delete;
 };
 
+// While it lives, the clock that the process measures time by stands still, but for what it is moved on.
+class StandingClock {
+ public:
+    StandingClock();
+    ~StandingClock();
+    StandingClock(const StandingClock&) = delete;
+    StandingClock& operator=(const StandingClock&) = delete;
+    void moveOn(double seconds);
+};
+
 }  // namespace libzepl
