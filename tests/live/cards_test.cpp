@@ -1,6 +1,13 @@
 // Sound cards: those of the sound system's own that are files, and one that fails when it is told to.
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
+#include <functional>
+#include <span>
+#include <thread>
 
 #include "../runtime/files_support.h"
 #include "peers.h"
@@ -90,6 +97,60 @@ TEST_F(Cards, ThatCannotBeUsedSayWhatTheyDo) {
             EXPECT_EQ(problem.what(), "alsa:" + each.device + ": " + each.message);
         }
     }
+}
+
+// Keeps what it is given but for silence, and calls `heard` when that makes `count` samples.
+class ListeningSink final : public Sink {
+ public:
+    ListeningSink(Samples& samples, std::size_t count, std::function<void()> heard)
+        : samples_(samples), count_(count), heard_(std::move(heard)) {}
+    void write(const void* from, std::size_t n) override {
+        const std::span given(static_cast<const std::int16_t*>(from), n);
+        for (const std::int16_t sample : given) {
+            if (sample == 0 || samples_.size() == count_) continue;
+            samples_.push_back(sample);
+            if (samples_.size() == count_) heard_();
+        }
+    }
+    void finish() override {}
+
+ private:
+    Samples& samples_;
+    std::size_t count_;
+    std::function<void()> heard_;
+};
+
+// A microphone that hears the loudspeaker: both are one FIFO. The recorder fills up with silence what the player has not given,
+// and waits where that is nothing at all, so that silence follows in the end; the player keeps its last half second until then.
+TEST_F(Cards, HearWhatTheSameRunPlays) {
+    ASSERT_EQ(::mkfifo(at("in").c_str(), 0600), 0);
+    std::filesystem::create_symlink(at("in"), at("out"));
+    const int fifo = ::open(at("in").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(fifo, 0);
+    Samples played, heard;
+    while (played.size() < 50000) played.push_back(static_cast<std::int16_t>((played.size() + 1) * 7919));
+    constexpr std::size_t count = 40000;
+    std::jthread silence;
+    const auto fallSilent = [fifo](const std::stop_token& stop) {
+        std::array<char, 4096> zeros{};
+        while (!stop.stop_requested())
+            if (::write(fifo, zeros.data(), zeros.size()) < 0) (void)!::read(fifo, zeros.data(), zeros.size());
+    };
+    TestSession session({.rate = 8000});
+    const PipeId microphone = session.addPipe({.name = "microphone", .type = ElementType::int16});
+    session.setInput(microphone, openLiveSource(recording("recorder"), {.rate = 8000}));
+    session.setOutput(microphone, std::make_unique<ListeningSink>(heard, count, [&] {
+                          silence = std::jthread(fallSilent);
+                          session.requestStop();
+                      }));
+    WriteRequest request{.path = "alsa:player", .type = ElementType::int16};
+    request.output.stream = openLiveStream(request, {.rate = 8000});
+    session.setOutput(session.input("speaker", played), createSink(request));
+    EXPECT_EQ(session.run().status, Report::Status::interrupted);
+    silence = std::jthread();
+    ::close(fifo);
+    played.resize(count);
+    EXPECT_TRUE(heard == played);
 }
 
 // A card whose third read finds that its buffer ran over, half a second before it starts again.
