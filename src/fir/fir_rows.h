@@ -57,7 +57,7 @@ template <std::int32_t rows, class Vector, class Sum>
     Vector sum[rows] = {}, met[rows];
     for (std::int32_t i = 0; i < rows; ++i) met[i] = samples[i];
     std::int32_t k = 0;
-    for (; k + rows <= given.tapCount; k += rows) {
+    for (; k + rows < given.tapCount; k += rows) {
 #pragma GCC unroll 16
         for (std::int32_t turn = 0; turn < rows; ++turn) {
             const Sum tap = given.taps[k + turn];
