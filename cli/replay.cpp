@@ -24,8 +24,11 @@ std::string differenceOf(const ReplayedOutput& output) {
     if (output.round == 0)
         return "has more than the run gave: " + unit + " " + first + ", in round " + std::to_string(output.replayRound);
     const std::string round = "round " + std::to_string(output.round);
-    if (output.replayRound == 0)
-        return "has fewer than the run gave: " + unit + " " + first + " is missing, of " + round;
+    if (output.replayRound == 0) {
+        const std::string missing = std::to_string(output.count + 1);
+        return "has fewer than the run gave: " + unit + " " + missing + " is missing, of " + round +
+               (output.first > output.count ? "" : ", and from " + unit + " " + first + " on others can differ");
+    }
     const std::string where = output.last == output.first
                                   ? "at " + unit + " " + first
                                   : "among the " + unit + "s " + first + " to " + std::to_string(output.last);

@@ -141,7 +141,7 @@ int runProcedure(const RunArguments& arguments, bool setUpOnly) {
         return wrongCall;
     }
     std::optional<Capture> capture;
-    if (!arguments.capture.empty()) capture.emplace(arguments.capture);
+    if (arguments.capture) capture.emplace(*arguments.capture);
     options.session.stop = stop;
     ProgressLine progress(!arguments.quiet);
     options.session.progress = [&](const Progress& state) { progress.show(state); };

@@ -23,7 +23,7 @@ struct RunArguments {
     std::vector<std::string> in, out, set, info;
     ModuleArguments modules;
     std::string report;
-    std::string capture;  // the folder that keeps the run
+    std::optional<std::string> capture{};  // the folder that keeps the run
     std::string feed;
     std::string pace;
     std::string memory;

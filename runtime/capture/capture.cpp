@@ -11,6 +11,8 @@ namespace libzepl {
 
 Capture::Capture(std::filesystem::path folder) : folder_(std::move(folder)), run_(std::make_unique<CapturedRun>()) {
     std::error_code error;
+    if (folder_.empty() || folder_ == "-")
+        throw Problem("a capture has several files, and needs a folder for them", "name a new folder");
     if (!std::filesystem::exists(folder_, error)) return;
     if (!std::filesystem::is_directory(folder_, error))
         throw Problem(folder_.string() + ": this is a file, and a capture needs a folder", "name a new folder");

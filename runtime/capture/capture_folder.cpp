@@ -70,6 +70,7 @@ EventSummary summarize(EventReader reader, const CapturedRun& run, std::uint64_t
     summary.counts.resize(run.outputs.size());
     while (const std::optional<Event> event = reader.next()) {
         if (summary.end) damaged("the events of the capture continue after its end");
+        summary.lastBegin = event->round;
         summary.lastRound = std::max(summary.lastRound, event->lastRound());
         switch (event->tag) {
             case EventTag::run: {
@@ -119,13 +120,34 @@ CaptureFolder::CaptureFolder(std::filesystem::path folder) : path(std::move(fold
         }
     }
     summary = summarize(reader(), run, known);
-    isCut = isCut && !summary.end;
-    if (!isCut && !summary.end) damaged((path / logNames[0]).string() + ": it has no end");
+    if (summary.end)
+        isCut = false;
+    else if (isCut)
+        cause = "the run was killed, or its disk was full";
+    else
+        cutAt(summary.lastBegin, std::string("its file `") + logNames[0] + "` has no end");
     if (summary.elementBytes > elements.size())
-        damaged((path / logNames[1]).string() + ": it has fewer elements than the events name");
+        cutAt(lastRoundWithElements(), std::string("its file `") + logNames[1] + "` is shorter than the run's");
     for (std::size_t i = 0; i < run.inputs.size(); ++i)
         if (run.inputs[i].isMemory && summary.delivered[i] > run.inputs[i].length.value_or(0))
             damaged((path / runName).string() + ": it is damaged");
+}
+
+void CaptureFolder::cutAt(std::uint64_t round, const std::string& why) {
+    isCut = true;
+    cause = why;
+    known = round;
+    summary = summarize(reader(), run, known);
+    summary.end.reset();
+}
+
+std::uint64_t CaptureFolder::lastRoundWithElements() const {
+    std::uint64_t there = 0, missing = summary.lastRound + 1;
+    while (missing - there > 1) {
+        const std::uint64_t middle = there + (missing - there) / 2;
+        (summarize(reader(), run, middle).elementBytes <= elements.size() ? there : missing) = middle;
+    }
+    return there;
 }
 
 }  // namespace libzepl

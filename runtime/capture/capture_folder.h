@@ -17,9 +17,9 @@ struct EventSummary {
         std::uint64_t round = 0, variable = 0, cell = 0;
     };
     std::vector<Value> values{};
-    std::vector<std::uint64_t> delivered{};  // elements by input
-    std::vector<std::uint64_t> counts{};     // frames by output
-    std::uint64_t lastRound = 0;
+    std::vector<std::uint64_t> delivered{};      // elements by input
+    std::vector<std::uint64_t> counts{};         // frames by output
+    std::uint64_t lastRound = 0, lastBegin = 0;  // of an event
     std::uint64_t elementBytes = 0;
     std::optional<Event> failure{}, end{};
 };
@@ -34,8 +34,13 @@ struct CaptureFolder {
     CapturedRun run;
     LogBytes events, elements;
     EventSummary summary;
-    bool isCut = false;                       // the process was killed, or the disk was full
+    bool isCut = false;                       // it does not have the run's end
+    std::string cause{};                      // why
     std::uint64_t known = ~std::uint64_t{0};  // up to the end of this round all that came from outside is there
+
+ private:
+    void cutAt(std::uint64_t round, const std::string& cause);
+    std::uint64_t lastRoundWithElements() const;
 };
 
 // Reads all events once. A Problem where they are damaged, or name more elements than there are.

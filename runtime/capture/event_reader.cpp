@@ -57,7 +57,8 @@ void EventReader::damaged() const {
 }
 
 std::uint8_t EventReader::byte() {
-    if (offset_ >= bytes_->size()) damaged();
+    ranOut_ = offset_ >= bytes_->size();
+    if (ranOut_) damaged();
     return static_cast<std::uint8_t>(bytes_->at(offset_++));
 }
 
@@ -80,7 +81,8 @@ std::uint64_t EventReader::fixed(std::size_t bytes) {
 
 std::string EventReader::text() {
     const std::uint64_t size = varint();
-    if (size > bytes_->size() - offset_) damaged();
+    ranOut_ = size > bytes_->size() - offset_;
+    if (ranOut_) damaged();
     std::string text(size, '\0');
     bytes_->read(offset_, text.data(), size);
     offset_ += size;
@@ -118,7 +120,16 @@ void EventReader::readPoint(Event& event, std::uint8_t tag) {
 }
 
 std::optional<Event> EventReader::next() {
-    if (offset_ >= bytes_->size()) return std::nullopt;
+    if (ranOut_ || offset_ >= bytes_->size()) return std::nullopt;
+    try {
+        return nextWhole();
+    } catch (const Problem&) {
+        if (!ranOut_) throw;
+        return std::nullopt;
+    }
+}
+
+Event EventReader::nextWhole() {
     Event event;
     const std::uint8_t tag = byte();
     event.tag = static_cast<EventTag>(tag);

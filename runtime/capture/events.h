@@ -121,13 +121,14 @@ class EventReader {
     EventReader(const LogBytes& bytes, std::size_t inputs, std::size_t variables, std::size_t outputs)
         : bytes_(&bytes), inputs_(inputs), variables_(variables), points_(outputs) {}
 
-    // The next one, or nothing at the end.
+    // The next one, or nothing at the end, and where the bytes end within one.
     std::optional<Event> next();
 
  private:
     struct Point {
         std::uint64_t count = 0, rounds = 0;
     };
+    Event nextWhole();
     std::uint8_t byte();
     std::uint64_t varint();
     std::uint64_t fixed(std::size_t bytes);
@@ -141,6 +142,7 @@ class EventReader {
     std::size_t inputs_, variables_;
     std::vector<Point> points_;
     std::uint64_t offset_ = 0, round_ = 0;
+    bool ranOut_ = false;
 };
 
 }  // namespace libzepl

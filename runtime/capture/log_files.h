@@ -107,6 +107,7 @@ class LogFiles {
     void allocateAhead(Ring& ring, std::uint64_t until) noexcept;
     void giveBackUnfilled() noexcept;
     bool writePiece(std::size_t i, std::uint64_t until) noexcept;
+    void removeAll() noexcept;
     void closeAll() noexcept;
 
     std::filesystem::path folder_;

@@ -212,8 +212,7 @@ std::vector<std::string> Replay::notes(const CommandLibrary& library) const {
             notes.push_back((folder_->path / procedureName).string() + " was changed since the run was captured");
     }
     if (folder_->isCut)
-        notes.push_back("the capture is cut off at round " + std::to_string(folder_->known) +
-                        ": the run was killed, or its disk was full");
+        notes.push_back("the capture is cut off at round " + std::to_string(folder_->known) + ": " + folder_->cause);
     return notes;
 }
 

@@ -7,7 +7,7 @@ namespace libzepl {
 ReplayCheck::ReplayCheck(const CaptureFolder& folder, std::optional<std::uint64_t> until)
     : folder_(folder),
       reader_(folder.reader()),
-      until_(until.value_or(~std::uint64_t{0})),
+      until_(std::min(until.value_or(~std::uint64_t{0}), folder.isCut ? folder.known : ~std::uint64_t{0})),
       points_(folder.run.outputs.size()),
       counted_(folder.run.outputs.size()),
       isWhole_(!folder.isCut && !until) {
@@ -97,9 +97,9 @@ void ReplayCheck::end(Engine& e) noexcept {
         at.expected = folder_.summary.counts[i];
         const Point* point = at.differs ? nullptr : nextPoint(i);
         if (point == nullptr) continue;
-        // The replay gave less than the run did by then.
+        // The replay gave less than the run did by then: of what it gave since the last point nothing is known.
         at.differs = true;
-        at.first = sums_[i].count() + 1;
+        at.first = at.compared + 1;
         at.last = point->count;
         at.round = point->round;
     }

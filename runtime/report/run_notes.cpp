@@ -217,7 +217,10 @@ void addNotes(const Engine& e, Report& report) {
     if (e.setUpDone && !setUpFailed) addUnwritten(e, report);
     if (e.outcome.end == RunEnd::refused || e.outcome.end == RunEnd::checkedOnly) return;
     Notes found{e, report.notes};
-    if (e.outcome.end == RunEnd::stopped) report.notes.push_back("the run was stopped on request");
+    if (e.outcome.end == RunEnd::stopped)
+        report.notes.push_back(e.script == nullptr
+                                   ? "the run was stopped on request"
+                                   : "the replay stopped at the end of round " + std::to_string(e.scheduler.round));
     // Where every output has its count, what still waits or is left is not missed.
     if (e.outcome.end != RunEnd::complete)
         for (const Task& task : e.graph.tasks) found.addTask(task);

@@ -86,6 +86,8 @@ TEST_F(CaptureTest, AFolderWithSomethingInItIsRefused) {
     put("file", "");
     EXPECT_EQ(refusalOf([&] { Capture again(at("run")); }),
               at("run").string() + ": the folder has something in it, which a capture does not replace");
+    for (const char* name : {"", "-"})
+        EXPECT_EQ(refusalOf([&] { Capture none(name); }), "a capture has several files, and needs a folder for them");
     EXPECT_EQ(refusalOf([&] { Capture file(at("file")); }),
               at("file").string() + ": this is a file, and a capture needs a folder");
     EXPECT_EQ(refusalOf([&] { Replay none(at("nowhere")); }),
@@ -94,21 +96,34 @@ TEST_F(CaptureTest, AFolderWithSomethingInItIsRefused) {
 
 TEST_F(CaptureTest, NoDamageIsTakenForARun) {
     captureAbs("run");
-    for (const char* name : {"run/run", "run/events", "run/elements"}) {
-        const std::string whole = bytesOf(name);
-        // Cut anywhere, each of them is refused; it is when the replay begins, at the latest.
-        for (const std::size_t size : {std::size_t{0}, std::size_t{5}, whole.size() / 2, whole.size() - 1}) {
-            put(name, whole.substr(0, size));
-            EXPECT_NE(refusalOf([&] { Replay replay(at("run")); }), "none") << name << " cut to " << size;
-        }
-        put(name, whole);
-    }
     const std::string whole = bytesOf("run/run");
     for (std::size_t i = 0; i < whole.size(); ++i) {
         std::string changed = whole;
         changed[i] = static_cast<char>(changed[i] ^ 0x10);
         put("run/run", changed);
         EXPECT_NE(refusalOf([&] { Replay replay(at("run")); }), "none") << "byte " << i;
+        put("run/run", whole.substr(0, i));
+        EXPECT_NE(refusalOf([&] { Replay replay(at("run")); }), "none") << "cut to " << i;
+    }
+}
+
+// What a copy that was cut short lacks is said, and the rest is the run's.
+TEST_F(CaptureTest, FilesThatAreCutAreReplayedAsFarAsTheyGo) {
+    captureAbs("run");
+    for (const char* name : {"run/events", "run/elements"}) {
+        const std::string whole = bytesOf(name);
+        std::uint64_t count = 0;
+        for (std::size_t size = 0; size < whole.size(); size += size < 100 ? 1 : whole.size() / 50) {
+            put(name, whole.substr(0, size));
+            const std::string note = Replay(at("run")).notes(testLibrary()).at(0);
+            EXPECT_NE(note.find(&name[4]), std::string::npos) << note;
+            const ReplayResult result = replayed("run");
+            EXPECT_TRUE(result.isSame) << name << " cut to " << size;
+            EXPECT_GE(result.outputs.at(0).count, count);
+            count = result.outputs.at(0).count;
+        }
+        EXPECT_GT(count, 9000U) << name;
+        put(name, whole);
     }
 }
 

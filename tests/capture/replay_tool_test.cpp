@@ -60,6 +60,28 @@ TEST_F(ReplayTool, AnotherProcedureDiffersFromTheSampleOnThatItChanges) {
     EXPECT_EQ(call("replay kept --until 5").status, 0);
 }
 
+TEST_F(ReplayTool, AnOutputOfAnotherLengthSaysWhatIsKnownOfIt) {
+    putRamp("in.bin", 1000);
+    const std::string start = "pipe a : int16 from \"in.bin\"\npipe b : int16 to \"b.bin\"\n";
+    put("p.zp", start + "SKIP (a, 0, 500, 9999, b)\n");
+    ASSERT_EQ(call("run p.zp --feed whole --capture kept").status, 0);
+    struct Case {
+        const char* task;
+        std::string difference;
+    };
+    for (
+        const Case& each :
+        {Case{
+             "SKIP (a, 0, 400, 9999, b)",
+             "has fewer than the run gave: sample 401 is missing, of round 1, and from sample 257 on others can differ"},
+         {"SKIP (a, 0, 600, 9999, b)", "has more than the run gave: sample 501, in round 1"}}) {
+        put("kept/procedure.zp", start + each.task + "\n");
+        const Called replay = call("replay kept");
+        EXPECT_EQ(replay.status, 1) << each.task;
+        EXPECT_TRUE(has(replay.err, "the replay is not the run: `b` " + each.difference)) << replay.err;
+    }
+}
+
 TEST_F(ReplayTool, AKilledRunIsReplayedAsFarAsItWent) {
     put("p.zp", "pipe a : int16 from \"-\"\npipe b : int16 = a * 2 to \"-\"\nvariable v : int16 = 1\n");
     LiveTool tool(folder_, {"run", "p.zp", "--capture", "kept"});
@@ -106,6 +128,15 @@ TEST_F(ReplayTool, AFullDiskLeavesTheRunAsItWas) {
     EXPECT_TRUE(has(replay.err, "the capture is cut off at round")) << replay.err;
 }
 
+TEST_F(ReplayTool, ACaptureThatCannotBeginLeavesNothing) {
+    putRamp("in.bin", 10);
+    put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = a to \"b.bin\"\n");
+    const Called run = call("run p.zp --capture new/kept", "/dev/null", {}, "ulimit -f 1024;");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(has(run.err, "kept/ring: what the run has cannot be kept there: File too large")) << run.err;
+    EXPECT_EQ(call("run p.zp --capture new/kept").status, 0);
+}
+
 TEST_F(ReplayTool, ACaptureTakesNoMoreOfTheDiskThanItHas) {
     putRamp("in.bin", 4000000);
     put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 to \"b.bin\"\nSKIP (a, 0, 1, 99, b)\n");
@@ -126,6 +157,7 @@ TEST_F(ReplayTool, WrongCallsAreRefused) {
     EXPECT_TRUE(has(again.err, "kept: the folder has something in it")) << again.err;
     EXPECT_EQ(call("replay kept --set nothing=1").status, 2);
     EXPECT_EQ(call("replay kept --until 0").status, 2);
+    EXPECT_EQ(call("run p.zp --capture ''").status, 2);
     std::filesystem::remove(at("kept/elements"));
     EXPECT_EQ(call("replay kept").status, 2);
 }
