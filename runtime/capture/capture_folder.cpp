@@ -1,5 +1,6 @@
 #include "runtime/capture/capture_folder.h"
 
+#include <algorithm>
 #include <cstring>
 #include <system_error>
 
@@ -28,14 +29,18 @@ class LeftRing {
     }
 
     std::uint64_t known() const { return word(1); }
+    std::uint64_t appended(LogStream stream) const { return word(2 + static_cast<std::size_t>(stream)); }
     LogBytes stream(const std::filesystem::path& folder, std::size_t i) const {
         const std::uint64_t appended = word(2 + i), written = word(2 + logStreams + i), size = ringBytes[i];
         if (written > appended || appended - written > size) damaged(name_ + ": it is damaged");
         std::uint64_t start = RingHeader::bytes;
         for (std::size_t before = 0; before < i; ++before) start += ringBytes[before];
+        // A machine that lost its power can have lost the end of the file, after which the ring has no place.
+        const std::filesystem::path file = folder / logNames[i];
+        if (const std::uint64_t there = sizeOf(file); there < written) return {file, there, {}};
         std::vector<std::byte> tail(appended - written);
         for (std::uint64_t at = written; at < appended; ++at) tail[at - written] = bytes_[start + (at & (size - 1))];
-        return {folder / logNames[i], written, std::move(tail)};
+        return {file, written, std::move(tail)};
     }
 
  private:
@@ -108,11 +113,13 @@ CaptureFolder::CaptureFolder(std::filesystem::path folder) : path(std::move(fold
                       "give the folder of a zepl run --capture");
     run = parseRun(bytesOfFile(path / runName), (path / runName).string());
     isCut = std::filesystem::exists(path / ringName, error);
+    bool isKilled = isCut;
     if (isCut) {
         const LeftRing ring(path / ringName);
         known = ring.known();
         events = ring.stream(path, static_cast<std::size_t>(LogStream::events));
         elements = ring.stream(path, static_cast<std::size_t>(LogStream::elements));
+        isKilled = events.size() == ring.appended(LogStream::events);
     } else {
         for (LogBytes* each : {&events, &elements}) {
             const std::filesystem::path file = path / logNames[each == &elements ? 1 : 0];
@@ -122,10 +129,10 @@ CaptureFolder::CaptureFolder(std::filesystem::path folder) : path(std::move(fold
     summary = summarize(reader(), run, known);
     if (summary.end)
         isCut = false;
-    else if (isCut)
+    else if (isKilled)
         cause = "the run was killed, or its disk was full";
     else
-        cutAt(summary.lastBegin, std::string("its file `") + logNames[0] + "` has no end");
+        cutAt(std::min(known, summary.lastBegin), std::string("its file `") + logNames[0] + "` has no end");
     if (summary.elementBytes > elements.size())
         cutAt(lastRoundWithElements(), std::string("its file `") + logNames[1] + "` is shorter than the run's");
     for (std::size_t i = 0; i < run.inputs.size(); ++i)

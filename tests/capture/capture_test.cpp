@@ -97,6 +97,11 @@ TEST_F(CaptureTest, AFolderWithSomethingInItIsRefused) {
 TEST_F(CaptureTest, NoDamageIsTakenForARun) {
     captureAbs("run");
     const std::string whole = bytesOf("run/run");
+    std::string another = whole;
+    another[std::strlen("zepl capture\n")] = 2;
+    put("run/run", another);
+    EXPECT_EQ(refusalOf([&] { Replay replay(at("run")); }),
+              at("run/run").string() + ": the capture is of format 2, and this program reads format 1");
     for (std::size_t i = 0; i < whole.size(); ++i) {
         std::string changed = whole;
         changed[i] = static_cast<char>(changed[i] ^ 0x10);

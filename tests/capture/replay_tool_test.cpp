@@ -100,6 +100,23 @@ TEST_F(ReplayTool, AKilledRunIsReplayedAsFarAsItWent) {
     EXPECT_EQ(bytesOf("b.bin").size(), 2 * written);
 }
 
+// As after a loss of power, which files can come out of shorter than they were.
+TEST_F(ReplayTool, ARunThatWasKilledIsReplayedWithoutTheEndOfAFile) {
+    putRamp("in.bin", 6000000);
+    put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 to \"b.bin\"\nSKIP (a, 0, 1, 99, b)\n");
+    EXPECT_EQ(call("run p.zp --feed 64 --capture kept", "/dev/null", {}, "ulimit -f 20480;").status, 1);
+    ASSERT_TRUE(std::filesystem::exists(at("kept/ring")));
+    for (const char* name : {"events", "elements"}) {
+        const std::string file = std::string("kept/") + name, whole = bytesOf(file);
+        ASSERT_GT(whole.size(), 100000U) << name;
+        put(file, whole.substr(0, whole.size() / 2 + 1));
+        const Called replay = call("replay kept");
+        EXPECT_EQ(replay.status, 0) << replay.err;
+        EXPECT_TRUE(has(replay.err, std::string(": its file `") + name)) << replay.err;
+        put(file, whole);
+    }
+}
+
 TEST_F(ReplayTool, AFaultThatEndedTheProcessComesAgain) {
     putRamp("in.bin", 500);
     put("p.zp",
