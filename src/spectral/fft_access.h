@@ -58,8 +58,8 @@ struct ManyGroups {
             return join(join(load<QuarterLanes>(x + first[0]), load<QuarterLanes>(x + first[1])),
                         join(load<QuarterLanes>(x + first[2]), load<QuarterLanes>(x + first[3])));
         else
-            return Lanes{x[first[0]], x[first[1]], x[first[2]], x[first[3]],
-                         x[first[4]], x[first[5]], x[first[6]], x[first[7]]};
+            return join(HalfLanes{x[first[0]], x[first[1]], x[first[2]], x[first[3]]},
+                        HalfLanes{x[first[4]], x[first[5]], x[first[6]], x[first[7]]});
     }
     ZCMDS_INLINE void scatter(double* x, const Lanes& lanes) const {
         if constexpr (count == 4) {

@@ -11,6 +11,8 @@
 #ifdef ZCMDS_FFT_TARGETS
 
 #pragma GCC target("avx512f,avx512vl,avx512dq,avx512bw,avx512cd")
+// Compilers that take the line above need not define their own macros by it.
+#define ZCMDS_FFT_WHOLE_LANES
 #include "spectral/fft_transform.h"
 
 namespace zcmds {

@@ -89,6 +89,56 @@ ZCMDS_INLINE void finishNarrow(double* a, double* b, std::ptrdiff_t rowLength, c
     }
 }
 
+// Element `column` of four rows of each tile, 0 to 3 from `rows`, the tiles in a half each, with that of the fifth rows.
+struct FiveColumns {
+    Lanes fourRows[5];
+    QuarterLanes fifthRow[5];
+};
+
+// Two tiles of five rows and columns: four rows of each are transposed in a half of the lanes, the fifth rows side by side.
+ZCMDS_INLINE FiveColumns loadFives(const double* x, std::ptrdiff_t rowLength, const TilePair& pair) {
+    const double *first = x + pair.tiles[0], *second = x + pair.tiles[1];
+    FiveColumns columns;
+    Lanes ends[4];
+    for (int r = 0; r < 4; ++r) {
+        const double *one = first + r * rowLength, *other = second + r * rowLength;
+        columns.fourRows[r] = join(load<HalfLanes>(one), load<HalfLanes>(other));
+        ends[r] = join(load<HalfLanes>(one + 1), load<HalfLanes>(other + 1));
+    }
+    transposeHalves(columns.fourRows);
+    transposeHalves(ends);
+    columns.fourRows[4] = ends[3];
+    const double *one = first + 4 * rowLength, *other = second + 4 * rowLength;
+    for (int c = 0; c < 5; ++c) columns.fifthRow[c] = QuarterLanes{one[c], other[c]};
+    return columns;
+}
+
+ZCMDS_INLINE void storeFive(double* x, std::ptrdiff_t row, const Lanes& fourColumns, const Lanes& fifthColumn,
+                            const TilePair& pair) {
+    double *first = x + pair.images[0] + row, *second = x + pair.images[1] + row;
+    store(first, lowHalf(fourColumns));
+    store(second, highHalf(fourColumns));
+    first[4] = fifthColumn[0];
+    second[4] = fifthColumn[1];
+}
+
+template <class Kernel>
+ZCMDS_INLINE void finishFives(double* a, double* b, std::ptrdiff_t rowLength, const Kernel& kernel, double scale,
+                              const TilePair& pair) {
+    const FiveColumns re = loadFives(a, rowLength, pair), im = loadFives(b, rowLength, pair);
+    ComplexLanes four[5], fifth[5];
+    for (int c = 0; c < 5; ++c) {
+        four[c] = {re.fourRows[c], im.fourRows[c]};
+        fifth[c] = {widened(re.fifthRow[c]), widened(im.fifthRow[c])};
+    }
+    kernel.transform(four);
+    kernel.transform(fifth);
+    for (int r = 0; r < 5; ++r) {
+        storeFive(a, r * rowLength, four[r].re * scale, fifth[r].re * scale, pair);
+        storeFive(b, r * rowLength, four[r].im * scale, fifth[r].im * scale, pair);
+    }
+}
+
 // The butterflies of one tile of up to eight rows and columns.
 template <class Kernel>
 ZCMDS_INLINE void transformTile(const double* a, const double* b, std::ptrdiff_t rowLength, const Kernel& kernel,
@@ -126,6 +176,8 @@ ZCMDS_INLINE void lastStageOfTiles(double* a, double* b, const FftPlan& plan, co
     forEachTilePair(plan, [=](const TilePair& pair) {
         if constexpr (Kernel::maxFactor <= 4)
             finishNarrow(a, b, rowLength, kernel, scale, pair);
+        else if constexpr (Kernel::maxFactor == 5)
+            finishFives(a, b, rowLength, kernel, scale, pair);
         else
             finishWide(a, b, rowLength, kernel, scale, pair);
     });

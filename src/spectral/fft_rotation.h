@@ -25,8 +25,8 @@ class TwiddleRuns {
         : twiddles_(twiddles), c_(load<Lanes>(twiddles.c)), s_(load<Lanes>(twiddles.s)) {
         step(0);
         // Twiddle 1 need not be what the recurrence makes of twiddle 0.
-        c_[0] = twiddles.c1;
-        s_[0] = twiddles.s1;
+        setFirst(c_, twiddles.c1);
+        setFirst(s_, twiddles.s1);
         for (int i = 1; i < laneCount; ++i) step(i);
     }
 

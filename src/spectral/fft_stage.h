@@ -60,7 +60,7 @@ struct RotatedInSome {
     ZCMDS_INLINE ComplexLanes operator()(std::int32_t p, const ComplexLanes& x) const {
         if (p == 0) return x;
         const ComplexLanes y = twiddles(p, x);
-        return {mask ? y.re : x.re, mask ? y.im : x.im};
+        return {select(mask, y.re, x.re), select(mask, y.im, x.im)};
     }
 };
 
@@ -102,7 +102,8 @@ ZCMDS_INLINE void runGroups(StageArea area, const Kernel& kernel, std::int32_t o
 template <class Kernel>
 ZCMDS_INLINE void runEight(StageArea area, const Kernel& kernel, std::int32_t offset, const Twiddles& twiddle) {
     if (offset == 0)
-        runEachGroup(area, kernel, offset, RotatedInSome(kernel, twiddle, LaneMask{0, -1, -1, -1, -1, -1, -1, -1}));
+        runEachGroup(area, kernel, offset,
+                     RotatedInSome(kernel, twiddle, join(HalfMask{0, -1, -1, -1}, HalfMask{-1, -1, -1, -1})));
     else
         runEachGroup(area, kernel, offset, Rotated(kernel, twiddle));
 }
@@ -111,18 +112,18 @@ template <class Kernel>
 ZCMDS_INLINE void runFour(StageArea area, const Kernel& kernel, std::int32_t offset, const double* c, const double* s) {
     const HalfLanes cosines = load<HalfLanes>(c), sines = load<HalfLanes>(s);
     const std::int64_t first = offset == 0 ? 0 : -1;
-    const LaneMask mask{first, -1, -1, -1, first, -1, -1, -1};
+    const HalfMask mask{first, -1, -1, -1};
     runGroupPairs(area, kernel, offset,
-                  RotatedInSome(kernel, Twiddles{join(cosines, cosines), join(sines, sines)}, mask));
+                  RotatedInSome(kernel, Twiddles{join(cosines, cosines), join(sines, sines)}, join(mask, mask)));
 }
 
 template <class Kernel>
 ZCMDS_INLINE void runTwo(StageArea area, const Kernel& kernel, std::int32_t offset, const double* c, const double* s) {
     const HalfLanes cosines{c[0], c[1], c[0], c[1]}, sines{s[0], s[1], s[0], s[1]};
     const std::int64_t first = offset == 0 ? 0 : -1;
-    const LaneMask mask{first, -1, first, -1, first, -1, first, -1};
+    const HalfMask mask{first, -1, first, -1};
     runGroups<4>(area, kernel, offset,
-                 RotatedInSome(kernel, Twiddles{join(cosines, cosines), join(sines, sines)}, mask));
+                 RotatedInSome(kernel, Twiddles{join(cosines, cosines), join(sines, sines)}, join(mask, mask)));
 }
 
 template <class Kernel>
@@ -171,9 +172,9 @@ ZCMDS_INLINE void runMirrored(StageArea area, const Radix2& kernel, const Twiddl
     const Twiddles twiddle{load<Lanes>(runs.c[r]), load<Lanes>(runs.s[r])};
     runEight(area, kernel, offset, twiddle);
     const std::int32_t image = area.span - offset - laneCount;
-    Lanes c = -__builtin_shufflevector(twiddle.c, broadcast(runs.nextC[r]), 8, 7, 6, 5, 4, 3, 2, 1);
-    const Lanes s = __builtin_shufflevector(twiddle.s, broadcast(runs.nextS[r]), 8, 7, 6, 5, 4, 3, 2, 1);
-    if (2 * image == area.span) c[0] = -c[0];
+    Lanes c = -reversedAfter(runs.nextC[r], twiddle.c);
+    const Lanes s = reversedAfter(runs.nextS[r], twiddle.s);
+    if (2 * image == area.span) setFirst(c, -c[0]);
     runEachGroup(area, kernel, image, Rotated(kernel, Twiddles{c, s}));
 }
 
