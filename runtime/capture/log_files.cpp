@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,7 +15,7 @@ namespace libzepl {
 
 namespace {
 
-constexpr std::uint64_t piecesOfRing = 2;
+constexpr std::uint64_t piecesOfRing = 4;
 
 [[noreturn]] void fail(const std::filesystem::path& path, int error) {
     throw Problem(path.string() + ": what the run has cannot be kept there: " + std::generic_category().message(error),
@@ -182,27 +181,8 @@ void LogFiles::writeOut() noexcept {
     }
 }
 
-// A file that grows by blocks which it has already is written in two thirds of the time. They are at most a quarter of what it
-// has, and an eighth of what is free. A file system that gives none ahead gives them as they are written.
-void LogFiles::allocateAhead(Ring& ring, std::uint64_t until) noexcept {
-    constexpr std::uint64_t least = std::uint64_t{1} << 20, most = std::uint64_t{64} << 20;
-    if (until <= ring.allocated) return;
-    const std::uint64_t ahead = until / 4 < least ? 0 : std::min(until / 4, most);
-    if (ahead > 0) ::fallocate(ring.file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(until), static_cast<off_t>(ahead));
-    ring.allocated = until + ahead;
-}
-
-void LogFiles::giveBackUnfilled() noexcept {
-    for (std::size_t i = 0; i < logStreams; ++i) {
-        const std::uint64_t written = header_->written[i].load(std::memory_order_relaxed);
-        if (rings_[i].allocated > written && ::ftruncate(rings_[i].file, static_cast<off_t>(written)) == 0)
-            rings_[i].allocated = written;
-    }
-}
-
 bool LogFiles::writePiece(std::size_t i, std::uint64_t until) noexcept {
-    Ring& ring = rings_[i];
-    allocateAhead(ring, until);
+    const Ring& ring = rings_[i];
     std::uint64_t at = header_->written[i].load(std::memory_order_relaxed);
     while (at < until) {
         const ssize_t n = ::pwrite(ring.file, ring.memory + (at & (ring.size - 1)), until - at, static_cast<off_t>(at));
@@ -227,7 +207,6 @@ void LogFiles::finish() noexcept {
     }
     toWrite_.notify_one();
     writer_.join();
-    giveBackUnfilled();
     // After a failure the ring has what the files lack.
     if (!hasFailed()) ::unlink((folder_ / ringName).c_str());
 }

@@ -91,9 +91,8 @@ class LogFiles {
         std::byte* memory = nullptr;  // twice, one after the other
         std::uint64_t size = 0;
         std::uint64_t appended = 0;
-        std::uint64_t end = 0;        // it can be appended to up to here without a further look
-        std::uint64_t released = 0;   // up to here the writer may take it; under the lock
-        std::uint64_t allocated = 0;  // up to here the file has blocks; of the writer's
+        std::uint64_t end = 0;       // it can be appended to up to here without a further look
+        std::uint64_t released = 0;  // up to here the writer may take it; under the lock
         int file = -1;
     };
     static std::size_t index(LogStream stream) { return static_cast<std::size_t>(stream); }
@@ -104,8 +103,6 @@ class LogFiles {
     bool awaitRoom(std::size_t i, std::uint64_t bytes) noexcept;
     void drop() noexcept;
     void writeOut() noexcept;
-    void allocateAhead(Ring& ring, std::uint64_t until) noexcept;
-    void giveBackUnfilled() noexcept;
     bool writePiece(std::size_t i, std::uint64_t until) noexcept;
     void removeAll() noexcept;
     void closeAll() noexcept;
