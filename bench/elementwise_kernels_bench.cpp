@@ -64,7 +64,7 @@ void addKernels(const std::string& type) {
     });
     addBesideCopy("ABS", 1.2, [](Element* e) { transformBlock(e, blockSize, [](Element x) { return absolute(x); }); });
     addBesideCopy("OFFSET", 1.2, [](Element* e) { transformBlock(e, blockSize, SaturatingAdd<Element>(3)); });
-    addBesideCopy("DELTA", 1.2, [](Element* e) { differencesInBlock<Element>(e, blockSize, 3); });
+    addBesideCopy("DELTA", 1.2, [replace = differencesInBlock<Element>()](Element* e) { replace(e, blockSize, 3); });
     addBesideCopy("BOUND", 1.5, [](Element* e) { transformBlock(e, blockSize, Bounded<Element>{-1000, 1000}); });
 }
 

@@ -118,7 +118,7 @@ void addPeer(const std::string& peer, Transform run, int length, double limit) {
         const std::string name = "transform_" + std::to_string(length);
         benchmark::RegisterBenchmark(name.c_str(), transform, length);
         const bool told = length == 1000 || length == 1024 || length == 4096 || length == 16384;
-        if (told) addPeer(bench::fftwPeer, fftw, length, 2);
+        if (told) addPeer(bench::fftwPeer, fftw, length, length == 1000 ? 1.2 : 0.9);
         addPeer(bench::gslPeer, gsl, length, 1);
         if (told) addPeer(bench::kissfftPeer, kiss, length, 1);
         bench::compareWithPython(area, name, bench::scipyPeer, 1);
