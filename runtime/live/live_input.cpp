@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "runtime/diagnostics.h"
 #include "runtime/files/stream_wait.h"
@@ -6,6 +8,32 @@
 #include "runtime/live/ring_source.h"
 
 namespace libzepl {
+
+namespace {
+
+void pauseShortly() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+// Whether there is room soon. To be woken can take longer than the session takes to empty half a ring, so where there is a processor
+// to spare a thread stays awake for that long.
+bool hasRoomSoon(const LiveRing& ring, std::size_t wanted) {
+    constexpr std::chrono::microseconds longest(50);
+    constexpr int pauses = 32;  // between looks, which the session would feel
+    static const bool isAlone = std::thread::hardware_concurrency() < 2;
+    const auto end = std::chrono::steady_clock::now() + longest;
+    while (!isAlone && std::chrono::steady_clock::now() < end) {
+        if (ring.samples.room() >= wanted) return true;
+        for (int i = 0; i < pauses; ++i) pauseShortly();
+    }
+    return false;
+}
+
+}  // namespace
 
 LiveInput::LiveInput(std::shared_ptr<LiveRing> ring, ElementType type, std::string name)
     : ring_(std::move(ring)), type_(type), name_(std::move(name)) {}
@@ -30,10 +58,12 @@ std::size_t LiveInput::pushAllRaw(const void* elements, std::size_t n) {
     while (done < n && !ended()) {
         // Half of the ring at a time, so that the two threads do not wake each other for every block.
         const std::size_t wanted = std::min(n - done, (capacity() + 1) / 2);
-        ring_->wantedRoom.store(wanted, std::memory_order_relaxed);
-        ring_->emptied.arm();
-        if (room() < wanted && !ended()) awaitAny({ring_->emptied.descriptor()});
-        ring_->emptied.disarm();
+        if (!hasRoomSoon(*ring_, wanted)) {
+            ring_->wantedRoom.store(wanted, std::memory_order_relaxed);
+            ring_->emptied.arm();
+            if (room() < wanted && !ended()) awaitAny({ring_->emptied.descriptor()});
+            ring_->emptied.disarm();
+        }
         done += pushRaw(from + done * widthOf(type_), n - done);
     }
     return done;
