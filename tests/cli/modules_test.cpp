@@ -23,7 +23,8 @@ TEST_F(Modules, AreAddedToTheDefaultOnes) {
 }
 
 TEST_F(Modules, NoLibraryIsLookedForInTheFolderOfTheCall) {
-    for (const char* library : {"libzepl.so.1", "libmd4c.so.0", "libstdc++.so.6", "libm.so.6"}) put(library, "no library");
+    for (const char* library : {"libzepl.so.1", "libmd4c.so.0", "libstdc++.so.6", "libm.so.6"})
+        put(library, "no library");
     const Called called = call("version");
     EXPECT_EQ(called.status, 0) << called.err;
 }
