@@ -1,9 +1,13 @@
+#include <bit>
+
 #include "runtime/capture/events.h"
 #include "runtime/capture/varint.h"
 
 namespace libzepl {
 
 namespace {
+
+static_assert(std::endian::native == std::endian::little);  // words are kept as the machine has them
 
 constexpr std::size_t runTail = 8;  // bytes of a run's step and times
 
