@@ -26,16 +26,15 @@ std::string differenceOf(const ReplayedOutput& output) {
     const std::string round = "round " + std::to_string(output.round);
     if (output.replayRound == 0) {
         const std::string missing = std::to_string(output.count + 1);
-        return "has fewer than the run gave: " + unit + " " + missing + " is missing, of " + round +
+        return "has fewer than the run gave: " + unit + " " + missing + " is missing, which the run gave by " + round +
                (output.first > output.count ? "" : ", and from " + unit + " " + first + " on others can differ");
     }
     const std::string where = output.last == output.first
                                   ? "at " + unit + " " + first
                                   : "among the " + unit + "s " + first + " to " + std::to_string(output.last);
-    return "differs first " + where + ", of " + round +
-           (output.replayRound == output.round
-                ? ""
-                : ", which the replay gave in round " + std::to_string(output.replayRound));
+    return "differs first " + where + ", by " + round +
+           (output.replayRound == output.round ? ""
+                                               : ", and in the replay by round " + std::to_string(output.replayRound));
 }
 
 // A line for each output that is named to be of interest.

@@ -65,7 +65,7 @@ struct ReplayedOutput {
     std::uint64_t expected = 0;  // that the run gave
     bool isCompared = true;      // false for one that the run did not have
     bool differs = false;
-    // Where it differs first: from which sample, event or row to which, counted from 1, and in which round the run gave them.
+    // Where it differs first: from which sample, event or row to which, counted from 1, and by which round the run gave them.
     // 0 is none: the run, or the replay, had no more.
     std::uint64_t first = 0, last = 0, round = 0, replayRound = 0;
 };

@@ -19,8 +19,8 @@ namespace libzepl {
 enum class EventTag : std::uint8_t { none, run, inputEnd, value, point, failure, end, shortPoint = 16 };
 
 inline constexpr std::uint64_t maxShortPoints = 240;
-// An output's points are at most so many frames apart.
-inline constexpr std::uint64_t pointFrames = 256;
+// An output's points are at most so many frames apart, and one is at the end of each round that gave but a few.
+inline constexpr std::uint64_t pointFrames = 256, fewFrames = 16;
 
 struct Event {
     EventTag tag = EventTag::none;

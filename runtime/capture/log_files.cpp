@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <system_error>
@@ -102,7 +103,8 @@ void LogFiles::closeAll() noexcept {
     for (Ring& ring : rings_) {
         if (ring.memory != nullptr) ::munmap(ring.memory, 2 * ring.size);
         if (ring.file >= 0) ::close(ring.file);
-        ring = {};
+        ring.memory = nullptr;
+        ring.file = -1;
     }
     if (header_ != nullptr) ::munmap(header_, RingHeader::bytes);
     if (ringFile_ >= 0) ::close(ringFile_);
@@ -140,11 +142,14 @@ void LogFiles::drop() noexcept {
     for (Ring& ring : rings_) ring.end = 0;
 }
 
+// Either this sees that the writer sleeps, or the writer what this released before it does.
 void LogFiles::release(std::size_t i) noexcept {
-    {
-        const std::lock_guard lock(mutex_);
-        rings_[i].released = rings_[i].appended;
-    }
+    rings_[i].released.store(rings_[i].appended);
+    if (sleeping_.load()) wakeWriter();
+}
+
+void LogFiles::wakeWriter() noexcept {
+    { const std::lock_guard lock(mutex_); }
     toWrite_.notify_one();
 }
 
@@ -154,31 +159,55 @@ bool LogFiles::awaitRoom(std::size_t i, std::uint64_t bytes) noexcept {
         return ring.appended + bytes - header_->written[i].load(std::memory_order_acquire) <= ring.size;
     };
     if (fits()) return true;
+    wakeWriter();
     std::unique_lock lock(mutex_);
     room_.wait(lock, [&] { return fits() || hasFailed(); });
     return !hasFailed();
 }
 
+bool LogFiles::hasReleased() const noexcept {
+    for (std::size_t i = 0; i < logStreams; ++i)
+        if (rings_[i].released.load() > header_->written[i].load(std::memory_order_relaxed)) return true;
+    return false;
+}
+
 void LogFiles::writeOut() noexcept {
     // Has the pages there before the session comes to them, which can do without.
     for (const Ring& ring : rings_) ::madvise(ring.memory, 2 * ring.size, MADV_POPULATE_WRITE);
-    std::unique_lock lock(mutex_);
-    const auto waits = [&](std::size_t i) { return rings_[i].released > header_->written[i]; };
-    for (;;) {
-        toWrite_.wait(lock, [&] { return finishing_ || waits(0) || waits(1); });
-        const bool isLast = finishing_;
-        // What the events name is there before them.
-        for (const std::size_t i : {index(LogStream::elements), index(LogStream::events)}) {
-            const std::uint64_t until = rings_[i].released;
-            lock.unlock();
-            const bool written = writePiece(i, until);
-            lock.lock();
+    constexpr int mostLooks = 20;
+    for (int looks = 0;;) {
+        const bool isLast = finishing_.load();
+        const bool any = hasReleased();
+        const bool written = writeReleased();
+        {
+            const std::lock_guard lock(mutex_);
             if (!written) failed_.store(true);
-            room_.notify_all();
-            if (!written) return;
         }
-        if (isLast) return;
+        room_.notify_all();
+        if (!written || isLast) return;
+        looks = any ? 0 : looks + 1;
+        sleep(looks < mostLooks);
     }
+}
+
+// What the events name is there before them.
+bool LogFiles::writeReleased() noexcept {
+    const std::uint64_t events = rings_[index(LogStream::events)].released.load(std::memory_order_acquire);
+    const std::uint64_t elements = rings_[index(LogStream::elements)].released.load(std::memory_order_acquire);
+    return writePiece(index(LogStream::elements), elements) && writePiece(index(LogStream::events), events);
+}
+
+void LogFiles::sleep(bool isShort) noexcept {
+    constexpr std::chrono::microseconds shortly{250};
+    std::unique_lock lock(mutex_);
+    const auto isWoken = [&] { return finishing_.load() || hasReleased(); };
+    if (isShort) {
+        toWrite_.wait_for(lock, shortly);
+        return;
+    }
+    sleeping_.store(true);
+    toWrite_.wait(lock, isWoken);
+    sleeping_.store(false);
 }
 
 bool LogFiles::writePiece(std::size_t i, std::uint64_t until) noexcept {
@@ -201,11 +230,8 @@ void LogFiles::finish() noexcept {
     if (isFinished_ || header_ == nullptr) return;
     isFinished_ = true;
     for (std::size_t i = 0; i < logStreams; ++i) release(i);
-    {
-        const std::lock_guard lock(mutex_);
-        finishing_ = true;
-    }
-    toWrite_.notify_one();
+    finishing_.store(true);
+    wakeWriter();
     writer_.join();
     // After a failure the ring has what the files lack.
     if (!hasFailed()) ::unlink((folder_ / ringName).c_str());

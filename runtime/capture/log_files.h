@@ -1,9 +1,12 @@
 // The growing files of a capture, of which nothing is lost when the process is killed.
 //
 // What is appended goes first into a ring, which is the memory of a file that the system keeps whatever becomes of the
-// process. A thread of its own writes it from there to its own file, a piece at a time, and sleeps while there is none.
+// process. A thread of its own writes it from there to its own file, a piece at a time. While pieces come it looks for them
+// every now and then, since waking a thread costs the one that appends more than it costs to copy a piece; when none has come for
+// a while it sleeps.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <condition_variable>
@@ -51,6 +54,7 @@ class LogFiles {
             return appendInPieces(i, static_cast<const std::byte*>(from), bytes);
         std::memcpy(ring.memory + (ring.appended & (ring.size - 1)), from, bytes);
         ring.appended += bytes;
+        fetchAhead(ring, bytes);
         // Whoever reads the ring after the process was killed must find what this counts.
         header_->appended[i].store(ring.appended, std::memory_order_release);
     }
@@ -75,7 +79,9 @@ class LogFiles {
     // The place of what was appended to the events at `offset`, as long as it may still be changed, else null.
     std::byte* changeable(std::uint64_t offset) {
         const Ring& ring = rings_[index(LogStream::events)];
-        return offset >= ring.released && !hasDropped_ ? ring.memory + (offset & (ring.size - 1)) : nullptr;
+        return offset >= ring.released.load(std::memory_order_relaxed) && !hasDropped_
+                   ? ring.memory + (offset & (ring.size - 1))
+                   : nullptr;
     }
     // A number that goes with what was appended until now.
     void setKnown(std::uint64_t known) noexcept { header_->known.store(known, std::memory_order_release); }
@@ -91,18 +97,29 @@ class LogFiles {
         std::byte* memory = nullptr;  // twice, one after the other
         std::uint64_t size = 0;
         std::uint64_t appended = 0;
-        std::uint64_t end = 0;       // it can be appended to up to here without a further look
-        std::uint64_t released = 0;  // up to here the writer may take it; under the lock
+        std::uint64_t end = 0;                   // it can be appended to up to here without a further look
+        std::atomic<std::uint64_t> released{0};  // up to here the writer may take it
         int file = -1;
     };
+    // The writer has had the lines that come next in its own cache: as many as were appended now are fetched back while
+    // tasks work.
+    static void fetchAhead(const Ring& ring, std::uint64_t bytes) {
+        constexpr std::uint64_t line = 64, most = 4096;
+        std::byte* next = ring.memory + (ring.appended & (ring.size - 1));
+        for (std::uint64_t at = 0; at < std::min(bytes, most); at += line) __builtin_prefetch(next + at, 1);
+    }
     static std::size_t index(LogStream stream) { return static_cast<std::size_t>(stream); }
     void mapRings();
     bool nextPiece(std::size_t i) noexcept;
     void appendInPieces(std::size_t i, const std::byte* from, std::uint64_t bytes) noexcept;
     void release(std::size_t i) noexcept;
+    void wakeWriter() noexcept;
     bool awaitRoom(std::size_t i, std::uint64_t bytes) noexcept;
     void drop() noexcept;
     void writeOut() noexcept;
+    bool writeReleased() noexcept;
+    bool hasReleased() const noexcept;
+    void sleep(bool isShort) noexcept;
     bool writePiece(std::size_t i, std::uint64_t until) noexcept;
     void removeAll() noexcept;
     void closeAll() noexcept;
@@ -113,7 +130,8 @@ class LogFiles {
     std::array<Ring, logStreams> rings_{};
     std::mutex mutex_;
     std::condition_variable toWrite_, room_;
-    bool finishing_ = false;
+    std::atomic<bool> sleeping_{false};  // until it is woken
+    std::atomic<bool> finishing_{false};
     bool isFinished_ = false;
     bool hasDropped_ = false;  // by the session's thread
     std::array<std::byte, maxRecord> unkept_{};

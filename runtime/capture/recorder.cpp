@@ -114,7 +114,7 @@ void Recorder::begin(Engine& e) {
     }
     writeRun(folder_ / runName, run_);
     events_.emplace(*files_, run_.inputs.size(), run_.outputs.size());
-    for (const CapturedOutput& output : run_.outputs) sums_.push_back(sumFor(output));
+    for (const CapturedOutput& output : run_.outputs) outputs_.push_back({sumFor(output)});
     kept_.begin(e);
 }
 
@@ -155,12 +155,19 @@ void Recorder::taken(std::uint64_t round, std::size_t output, const void* const*
                      std::uint64_t count) noexcept {
     if (!events_) return;
     know(round);
-    OutputSum& sum = sums_[output];
-    for (std::uint64_t first = 0; first < count; first += pointFrames) {
-        const std::uint64_t n = std::min(pointFrames, count - first);
-        sum.add(columns, first, n);
-        events_->point(round, output, n, sum.value());
+    Output& at = outputs_[output];
+    for (std::uint64_t first = 0; first < count;) {
+        const std::uint64_t n = std::min(pointFrames - at.sincePoint, count - first);
+        at.sum.add(columns, first, n);
+        at.sincePoint += n;
+        first += n;
+        if (at.sincePoint == pointFrames || count < fewFrames) point(round, output);
     }
+}
+
+void Recorder::point(std::uint64_t round, std::size_t output) noexcept {
+    Output& at = outputs_[output];
+    events_->point(round, output, std::exchange(at.sincePoint, 0), at.sum.value());
 }
 
 void Recorder::failed(std::uint64_t round, const std::string& reason, const std::string& remedy) noexcept {
@@ -170,9 +177,12 @@ void Recorder::failed(std::uint64_t round, const std::string& reason, const std:
 // A stop before the first round is one of round 0.
 void Recorder::end(Engine& e) noexcept {
     if (!events_) return;
-    lookAtKept(e.scheduler.round);
+    const std::uint64_t round = e.scheduler.round;
+    lookAtKept(round);
+    for (std::size_t i = 0; i < outputs_.size(); ++i)
+        if (outputs_[i].sincePoint > 0) point(round, i);
     const bool hasBegun = e.setUpDone || e.outcome.end != RunEnd::stopped;
-    events_->end(e.scheduler.round, hasBegun ? 1 + static_cast<std::uint64_t>(e.outcome.end) : 0);
+    events_->end(round, hasBegun ? 1 + static_cast<std::uint64_t>(e.outcome.end) : 0);
     know(~std::uint64_t{0});
     files_->finish();
     events_.reset();

@@ -64,6 +64,11 @@ class Recorder final : public RunRecorder {
     void crashed(std::uint64_t round) noexcept override;
 
  private:
+    struct Output {
+        OutputSum sum;
+        std::uint64_t sincePoint = 0;  // frames
+    };
+    void point(std::uint64_t round, std::size_t output) noexcept;
     void know(std::uint64_t round) noexcept;
     void lookAtKept(std::uint64_t round) noexcept;
 
@@ -72,7 +77,7 @@ class Recorder final : public RunRecorder {
     std::optional<std::string> procedure_;
     std::unique_ptr<LogFiles> files_;
     std::optional<EventWriter> events_;
-    std::vector<OutputSum> sums_;
+    std::vector<Output> outputs_;
     KeptOutputs kept_;
     std::uint64_t known_ = 0;
 };

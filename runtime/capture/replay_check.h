@@ -22,7 +22,7 @@ class ReplayCheck final : public RunRecorder {
         std::uint64_t count = 0;     // taken in the replay
         std::uint64_t expected = 0;  // in the run, as far as it is replayed
         std::uint64_t compared = 0;  // equal so far
-        // Where it differs first: among these, from 1, that the run took in `round`; the replay took them in `replayRound`.
+        // Where it differs first: among these, from 1, that the run took by `round`; the replay took them by `replayRound`.
         bool differs = false;
         std::uint64_t first = 0, last = 0, round = 0, replayRound = 0;
     };
