@@ -18,7 +18,7 @@ namespace {
 
 using namespace libzepl;
 
-// "differs from sample 449 on, or one up to 512, which the run gave in round 9"
+// "differs first among the samples 257 to 512, by round 9"
 std::string differenceOf(const ReplayedOutput& output) {
     const std::string unit = nameOfOne(output.unit), first = std::to_string(output.first);
     if (output.round == 0)

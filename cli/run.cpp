@@ -233,14 +233,13 @@ void printEnd(const Procedure& procedure, const Report& report, bool quiet, cons
 
 BoundProcedure boundOf(const Procedure& procedure, const CommandLibrary& library, const BindOptions& options,
                        std::vector<Diagnostic>& diagnostics) {
+    try {
+        if (!hasErrors(diagnostics)) return bindProcedure(procedure, library, options, diagnostics);
+    } catch (const Interrupted&) {
+    }
     BoundProcedure none;
     none.procedure = procedure;
-    if (hasErrors(diagnostics)) return none;
-    try {
-        return bindProcedure(procedure, library, options, diagnostics);
-    } catch (const Interrupted&) {
-        return none;
-    }
+    return none;
 }
 
 std::string nameOfOne(OutputReport::Unit unit) {

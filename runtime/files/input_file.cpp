@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -203,14 +204,13 @@ Problem LineReader::problem(const std::string& reason, std::string remedy) const
 std::string readTextFile(const std::filesystem::path& path) {
     InputFile file(path);
     std::string text;
-    std::size_t got = 0;
-    do {
+    for (std::size_t piece = 4096;; piece = std::min(2 * piece, pieceSize)) {
         const std::size_t kept = text.size();
-        text.resize(kept + pieceSize);
-        got = file.read(text.data() + kept, pieceSize);
+        text.resize(kept + piece);
+        const std::size_t got = file.read(text.data() + kept, piece);
         text.resize(kept + got);
-    } while (got == pieceSize);
-    return text;
+        if (got < piece) return text;
+    }
 }
 
 }  // namespace libzepl
