@@ -96,9 +96,11 @@ void sumOutputs(const Work<Sum>& work, const FirCoefficients& coefficients, std:
         return dotProducts({work.converted, work.taps, length, decimation, nchans}, outputs * nchans, work.sums);
 
     const std::int32_t perRun = outputsPerRun(work.layout, outputs);
+    ShiftedRows<Sum> shifted{};
     if (work.rows != work.converted)
-        work.scatter(work.layout, work.converted, perRun * decimation, (perRun - 1) * decimation + length, work.rows);
-    sumRows({work.rows, work.taps, length, decimation, pieces}, perRun * pieces, work.rowSums);
+        shifted = work.scatter(work.layout, work.converted, perRun * decimation, (perRun - 1) * decimation + length,
+                               work.rows);
+    sumRows({work.rows, work.taps, length, decimation, pieces}, shifted, perRun * pieces, work.rowSums);
     if (work.sums != work.rowSums) work.gather(work.layout, work.rowSums, perRun, work.sums);
 }
 

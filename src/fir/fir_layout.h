@@ -38,18 +38,19 @@ constexpr std::int32_t piecesOf(const RowLayout& layout) {
     return piece < lanes<Sum> ? 1 : layout.pieces;
 }
 
-// Takes `frames` frames of each run, whose first are `runStep` frames apart, to the rows.
+// Takes `frames` frames of each run, whose first are `runStep` frames apart, to the rows; returns which of them are still to be
+// made.
 template <class Sum>
-using ScatterSamples = void (*)(const RowLayout& layout, const Sum* samples, std::int32_t runStep, std::int32_t frames,
-                                Sum* rows);
+using ScatterSamples = ShiftedRows<Sum> (*)(const RowLayout& layout, const Sum* samples, std::int32_t runStep,
+                                            std::int32_t frames, Sum* rows);
 
 // Takes runs of `perRun` frames from the rows.
 template <class Sum>
 using GatherSums = void (*)(const RowLayout& layout, const Sum* rows, std::int32_t perRun, Sum* sums);
 
 template <std::int32_t piece, class Sum>
-ZCMDS_VECTOR_CLONES void scatterPieces(const RowLayout& layout, const Sum* samples, std::int32_t runStep,
-                                       std::int32_t frames, Sum* rows) {
+ZCMDS_VECTOR_CLONES ShiftedRows<Sum> scatterPieces(const RowLayout& layout, const Sum* samples, std::int32_t runStep,
+                                                   std::int32_t frames, Sum* rows) {
     const std::int32_t nchans = layout.nchans, pieces = piecesOf<piece, Sum>(layout);
     for (std::int32_t run = 0; run < lanes<Sum> / piece; ++run) {
         const Sum* from = samples + run * runStep * nchans;
@@ -58,6 +59,7 @@ ZCMDS_VECTOR_CLONES void scatterPieces(const RowLayout& layout, const Sum* sampl
             for (std::int32_t i = 0; i < pieces; ++i, to += lanes<Sum>)
                 std::memcpy(to, from + i * piece, piece * sizeof(Sum));
     }
+    return {};
 }
 
 // What a piece holds too much is overwritten by the next frame.
@@ -110,15 +112,14 @@ template <class Element>
 // Frames of one sample: by transposed tiles until each run has reached the next one's start, writing up to transposeSize -
 // 1 rows too much. From there on a row has the samples of an earlier one, moved on by one run, and one more.
 template <class Sum>
-ZCMDS_VECTOR_CLONES void scatterTransposed(const RowLayout&, const Sum* samples, std::int32_t runStep,
-                                           std::int32_t frames, Sum* rows) {
+ZCMDS_VECTOR_CLONES ShiftedRows<Sum> scatterTransposed(const RowLayout&, const Sum* samples, std::int32_t runStep,
+                                                       std::int32_t frames, Sum* rows) {
     constexpr std::int32_t size = transposeSize<Sum>;
     const std::int32_t first = frames < runStep ? frames : runStep;
     for (std::int32_t frame = 0; frame < first; frame += size)
         for (std::int32_t run = 0; run < lanes<Sum>; run += size)
             moveTransposed(samples + run * runStep + frame, runStep, rows + frame * lanes<Sum> + run, lanes<Sum>);
-    const Sum* const last = samples + (lanes<Sum> - 1) * runStep;
-    shiftRows(last, runStep, frames, rows);
+    return {rows, samples + (lanes<Sum> - 1) * runStep, runStep, frames};
 }
 
 template <class Sum>
@@ -134,10 +135,11 @@ ZCMDS_VECTOR_CLONES void gatherTransposed(const RowLayout&, const Sum* rows, std
 }
 
 // A frame of two floats moves as one element of their size.
-inline void scatterFloatPairs(const RowLayout& layout, const float* samples, std::int32_t runStep, std::int32_t frames,
-                              float* rows) {
-    scatterTransposed(layout, reinterpret_cast<const double*>(samples), runStep, frames,
-                      reinterpret_cast<double*>(rows));
+inline ShiftedRows<float> scatterFloatPairs(const RowLayout& layout, const float* samples, std::int32_t runStep,
+                                            std::int32_t frames, float* rows) {
+    shiftRows(scatterTransposed(layout, reinterpret_cast<const double*>(samples), runStep, frames,
+                                reinterpret_cast<double*>(rows)));
+    return {};
 }
 inline void gatherFloatPairs(const RowLayout& layout, const float* rows, std::int32_t perRun, float* sums) {
     gatherTransposed(layout, reinterpret_cast<const double*>(rows), perRun, reinterpret_cast<double*>(sums));

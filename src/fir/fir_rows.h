@@ -15,6 +15,15 @@ inline constexpr std::int32_t rowBytes = 64;
 template <class Sum>
 inline constexpr std::int32_t lanes = rowBytes / sizeof(Sum);
 
+// Rows that are still to be made: each from `begin` to `end` holds what the row `begin` earlier holds, moved on by one lane, and
+// after it last[row].
+template <class Sum>
+struct ShiftedRows {
+    Sum* rows;
+    const Sum* last;
+    std::int32_t begin, end;
+};
+
 // A frame takes up `pieces` rows. At tap k the row p of output frame j meets the row p of frame j * decimation + k.
 template <class Sum>
 struct RowSums {
@@ -25,9 +34,26 @@ struct RowSums {
     std::int32_t pieces;      // rows a frame
 };
 
-// Makes `rows` rows of sums from `row` on. A row has `rowSize` elements, a multiple of a vector's.
-template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
-[[gnu::always_inline]] inline void sumTile(const RowSums<Sum>& given, std::int32_t row, Sum* sums) {
+// Moves `lanes` on by one, with the first of `next` after them.
+template <class Vector, std::size_t... lane>
+[[gnu::always_inline]] inline void moveOn(const Vector& lanes, const Vector& next, Vector& to,
+                                          std::index_sequence<lane...>) {
+    to = __builtin_shufflevector(lanes, next, (lane + 1)...);
+}
+
+// Makes one of them, of a row that is one vector.
+template <class Vector, class Sum>
+[[gnu::always_inline]] inline void makeRow(const ShiftedRows<Sum>& shifted, std::int32_t row) {
+    auto* const rows = reinterpret_cast<Vector*>(shifted.rows);
+    moveOn(rows[row - shifted.begin], Vector{shifted.last[row]}, rows[row],
+           std::make_index_sequence<sizeof(Vector) / sizeof(Sum)>());
+}
+
+// Makes `rows` rows of sums from `row` on. A row has `rowSize` elements, a multiple of a vector's. Where it makes the shifted
+// rows, too, it does so beside the taps, of which there are more: additions that wait for each other leave time for it.
+template <std::int32_t rows, class Vector, std::int32_t rowSize, bool makesRows, class Sum>
+[[gnu::always_inline]] inline void sumTile(const RowSums<Sum>& given, const ShiftedRows<Sum>& shifted, std::int32_t row,
+                                           Sum* sums) {
     const std::int32_t step = given.pieces * rowSize;
     for (std::int32_t lane = 0; lane < rowSize; lane += static_cast<std::int32_t>(sizeof(Vector) / sizeof(Sum))) {
         const Sum* met[rows];
@@ -41,10 +67,21 @@ template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
                 frame += given.decimation;
             }
         }
-        for (std::int32_t k = 0; k < given.tapCount; ++k) {
+        const auto addTap = [&](std::int32_t k) __attribute__((always_inline)) {
             const Sum tap = given.taps[k];
             for (std::int32_t i = 0; i < rows; ++i) sum[i] += tap * *reinterpret_cast<const Vector*>(met[i] + k * step);
+        };
+        std::int32_t k = 0;
+        if constexpr (makesRows) {
+            constexpr std::int32_t ahead = 32;  // a row that was just stored is slow to load
+            std::int32_t made = shifted.begin;
+            for (; made < shifted.end && made < shifted.begin + ahead; ++made) makeRow<Vector>(shifted, made);
+            for (; made < shifted.end; ++made, ++k) {
+                makeRow<Vector>(shifted, made);
+                addTap(k);
+            }
         }
+        for (; k < given.tapCount; ++k) addTap(k);
         for (std::int32_t i = 0; i < rows; ++i) *reinterpret_cast<Vector*>(sums + (row + i) * rowSize + lane) = sum[i];
     }
 }
@@ -76,26 +113,57 @@ template <std::int32_t rows, class Vector, class Sum>
 // Sums of so many rows stay in registers from the first tap to the last.
 inline constexpr std::int32_t maxTileRows = 8;
 
-template <std::int32_t rows, class Vector, std::int32_t rowSize, class Sum>
-[[gnu::always_inline]] inline void sumTileOf(std::int32_t wanted, const RowSums<Sum>& given, std::int32_t row,
-                                             Sum* sums) {
+template <std::int32_t rows, class Vector, std::int32_t rowSize, bool makesRows, class Sum>
+[[gnu::always_inline]] inline void sumTileOf(std::int32_t wanted, const RowSums<Sum>& given,
+                                             const ShiftedRows<Sum>& shifted, std::int32_t row, Sum* sums) {
     if (wanted == rows) {
-        if constexpr (rows >= 4 && sizeof(Vector) == rowBytes) {
+        if constexpr (rows >= 4 && sizeof(Vector) == rowBytes && !makesRows) {
             if (given.decimation == 1 && given.pieces == 1) return sumNeighbours<rows, Vector>(given, row, sums);
         }
-        sumTile<rows, Vector, rowSize>(given, row, sums);
+        sumTile<rows, Vector, rowSize, makesRows>(given, shifted, row, sums);
     } else if constexpr (rows > 1)
-        sumTileOf<rows - 1, Vector, rowSize>(wanted, given, row, sums);
+        sumTileOf<rows - 1, Vector, rowSize, makesRows>(wanted, given, shifted, row, sums);
+}
+
+template <std::int32_t vectorBytes, class Sum>
+[[gnu::always_inline]] inline void shiftAll(const ShiftedRows<Sum>& shifted) {
+    using Vector [[gnu::vector_size(vectorBytes), gnu::may_alias]] = Sum;
+    constexpr std::int32_t vectors = rowBytes / vectorBytes;
+    constexpr auto lane = std::make_index_sequence<vectorBytes / sizeof(Sum)>();
+    auto* const rows = reinterpret_cast<Vector*>(shifted.rows);
+    for (std::int32_t row = shifted.begin; row < shifted.end; ++row) {
+        const Vector* const from = rows + (row - shifted.begin) * vectors;
+        Vector* const to = rows + row * vectors;
+        Vector here = from[0];
+        for (std::int32_t i = 0; i + 1 < vectors; ++i) {
+            const Vector next = from[i + 1];
+            moveOn(here, next, to[i], lane);
+            here = next;
+        }
+        moveOn(here, Vector{shifted.last[row]}, to[vectors - 1], lane);
+    }
 }
 
 // Tiles as equal as can be: one with few rows would wait for its own additions.
 template <std::int32_t vectorBytes, class Sum>
-[[gnu::always_inline]] inline void sumAll(const RowSums<Sum>& given, std::int32_t rows, Sum* sums) {
+[[gnu::always_inline]] inline void sumAll(const RowSums<Sum>& given, const ShiftedRows<Sum>& shifted, std::int32_t rows,
+                                          Sum* sums) {
     using Vector [[gnu::vector_size(vectorBytes), gnu::may_alias]] = Sum;
-    std::int32_t tiles = (rows + maxTileRows - 1) / maxTileRows;
-    for (std::int32_t row = 0; row < rows; --tiles) {
-        const std::int32_t wanted = (rows - row + tiles - 1) / tiles;
-        sumTileOf<maxTileRows, Vector, lanes<Sum>>(wanted, given, row, sums);
+    std::int32_t tiles = (rows + maxTileRows - 1) / maxTileRows, row = 0;
+    const auto tileRows = [&] { return (rows - row + tiles - 1) / tiles; };
+    if (shifted.begin < shifted.end) {
+        if (vectorBytes == rowBytes && given.decimation > 1) {
+            const std::int32_t wanted = tileRows();
+            sumTileOf<maxTileRows, Vector, lanes<Sum>, vectorBytes == rowBytes>(wanted, given, shifted, row, sums);
+            row += wanted;
+            --tiles;
+        } else {
+            shiftAll<vectorBytes>(shifted);
+        }
+    }
+    for (; row < rows; --tiles) {
+        const std::int32_t wanted = tileRows();
+        sumTileOf<maxTileRows, Vector, lanes<Sum>, false>(wanted, given, shifted, row, sums);
         row += wanted;
     }
 }
@@ -103,79 +171,50 @@ template <std::int32_t vectorBytes, class Sum>
 // Up to maxTileRows sums from samples in their own order: rows of one element, as many a frame as it has samples.
 template <class Sum>
 void dotProducts(const RowSums<Sum>& given, std::int32_t count, Sum* sums) {
-    sumTileOf<maxTileRows, Sum, 1>(count, given, 0, sums);
-}
-
-// Row by row from `step` to `end`: what the row `step` earlier holds, moved on by one lane, and after it last[row].
-template <std::int32_t vectorBytes, class Sum, std::size_t... lane>
-[[gnu::always_inline]] inline void shiftAll(const Sum* last, std::int32_t step, std::int32_t end, Sum* rows,
-                                            std::index_sequence<lane...>) {
-    using Vector [[gnu::vector_size(vectorBytes), gnu::may_alias]] = Sum;
-    constexpr std::int32_t vectors = rowBytes / vectorBytes;
-    for (std::int32_t row = step; row < end; ++row) {
-        const auto* from = reinterpret_cast<const Vector*>(rows + (row - step) * lanes<Sum>);
-        auto* to = reinterpret_cast<Vector*>(rows + row * lanes<Sum>);
-        Vector here = from[0];
-        Sum appended;
-        std::memcpy(&appended, last + row, sizeof appended);  // which may be two floats
-        for (std::int32_t i = 0; i < vectors; ++i) {
-            const Vector next = i + 1 < vectors ? from[i + 1] : Vector{appended};
-            to[i] = __builtin_shufflevector(here, next, (lane + 1)...);
-            here = next;
-        }
-    }
+    sumTileOf<maxTileRows, Sum, 1, false>(count, given, ShiftedRows<Sum>{}, 0, sums);
 }
 
 // The loader picks the version for the machine. These are no clones of one function, since the width of the vectors decides
 // how many sums the registers hold.
 #if defined(__x86_64__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
-[[gnu::target("default")]] inline void sumRows(const RowSums<float>& given, std::int32_t rows, float* sums) {
-    sumAll<16>(given, rows, sums);
+[[gnu::target("default")]] inline void sumRows(const RowSums<float>& given, const ShiftedRows<float>& shifted,
+                                               std::int32_t rows, float* sums) {
+    sumAll<16>(given, shifted, rows, sums);
 }
-[[gnu::target("default")]] inline void shiftRows(const float* last, std::int32_t step, std::int32_t end, float* rows) {
-    shiftAll<16>(last, step, end, rows, std::make_index_sequence<16 / sizeof(float)>());
+[[gnu::target("default")]] inline void shiftRows(const ShiftedRows<float>& shifted) { shiftAll<16>(shifted); }
+[[gnu::target("default")]] inline void sumRows(const RowSums<double>& given, const ShiftedRows<double>& shifted,
+                                               std::int32_t rows, double* sums) {
+    sumAll<16>(given, shifted, rows, sums);
 }
-[[gnu::target("default")]] inline void sumRows(const RowSums<double>& given, std::int32_t rows, double* sums) {
-    sumAll<16>(given, rows, sums);
+[[gnu::target("default")]] inline void shiftRows(const ShiftedRows<double>& shifted) { shiftAll<16>(shifted); }
+[[gnu::target("avx2")]] inline void sumRows(const RowSums<float>& given, const ShiftedRows<float>& shifted,
+                                            std::int32_t rows, float* sums) {
+    sumAll<32>(given, shifted, rows, sums);
 }
-[[gnu::target("default")]] inline void shiftRows(const double* last, std::int32_t step, std::int32_t end,
-                                                 double* rows) {
-    shiftAll<16>(last, step, end, rows, std::make_index_sequence<16 / sizeof(double)>());
+[[gnu::target("avx2")]] inline void shiftRows(const ShiftedRows<float>& shifted) { shiftAll<32>(shifted); }
+[[gnu::target("avx2")]] inline void sumRows(const RowSums<double>& given, const ShiftedRows<double>& shifted,
+                                            std::int32_t rows, double* sums) {
+    sumAll<32>(given, shifted, rows, sums);
 }
-[[gnu::target("avx2")]] inline void sumRows(const RowSums<float>& given, std::int32_t rows, float* sums) {
-    sumAll<32>(given, rows, sums);
+[[gnu::target("avx2")]] inline void shiftRows(const ShiftedRows<double>& shifted) { shiftAll<32>(shifted); }
+[[gnu::target("arch=x86-64-v4")]] inline void sumRows(const RowSums<float>& given, const ShiftedRows<float>& shifted,
+                                                      std::int32_t rows, float* sums) {
+    sumAll<64>(given, shifted, rows, sums);
 }
-[[gnu::target("avx2")]] inline void shiftRows(const float* last, std::int32_t step, std::int32_t end, float* rows) {
-    shiftAll<32>(last, step, end, rows, std::make_index_sequence<32 / sizeof(float)>());
+[[gnu::target("arch=x86-64-v4")]] inline void shiftRows(const ShiftedRows<float>& shifted) { shiftAll<64>(shifted); }
+[[gnu::target("arch=x86-64-v4")]] inline void sumRows(const RowSums<double>& given, const ShiftedRows<double>& shifted,
+                                                      std::int32_t rows, double* sums) {
+    sumAll<64>(given, shifted, rows, sums);
 }
-[[gnu::target("avx2")]] inline void sumRows(const RowSums<double>& given, std::int32_t rows, double* sums) {
-    sumAll<32>(given, rows, sums);
-}
-[[gnu::target("avx2")]] inline void shiftRows(const double* last, std::int32_t step, std::int32_t end, double* rows) {
-    shiftAll<32>(last, step, end, rows, std::make_index_sequence<32 / sizeof(double)>());
-}
-[[gnu::target("arch=x86-64-v4")]] inline void sumRows(const RowSums<float>& given, std::int32_t rows, float* sums) {
-    sumAll<64>(given, rows, sums);
-}
-[[gnu::target("arch=x86-64-v4")]] inline void shiftRows(const float* last, std::int32_t step, std::int32_t end,
-                                                        float* rows) {
-    shiftAll<64>(last, step, end, rows, std::make_index_sequence<64 / sizeof(float)>());
-}
-[[gnu::target("arch=x86-64-v4")]] inline void sumRows(const RowSums<double>& given, std::int32_t rows, double* sums) {
-    sumAll<64>(given, rows, sums);
-}
-[[gnu::target("arch=x86-64-v4")]] inline void shiftRows(const double* last, std::int32_t step, std::int32_t end,
-                                                        double* rows) {
-    shiftAll<64>(last, step, end, rows, std::make_index_sequence<64 / sizeof(double)>());
-}
+[[gnu::target("arch=x86-64-v4")]] inline void shiftRows(const ShiftedRows<double>& shifted) { shiftAll<64>(shifted); }
 #else
 template <class Sum>
-void sumRows(const RowSums<Sum>& given, std::int32_t rows, Sum* sums) {
-    sumAll<16>(given, rows, sums);
+void sumRows(const RowSums<Sum>& given, const ShiftedRows<Sum>& shifted, std::int32_t rows, Sum* sums) {
+    sumAll<16>(given, shifted, rows, sums);
 }
 template <class Sum>
-void shiftRows(const Sum* last, std::int32_t step, std::int32_t end, Sum* rows) {
-    shiftAll<16>(last, step, end, rows, std::make_index_sequence<16 / sizeof(Sum)>());
+void shiftRows(const ShiftedRows<Sum>& shifted) {
+    shiftAll<16>(shifted);
 }
 #endif
 
