@@ -48,15 +48,22 @@ TEST_F(ReplayTool, ACaptureStandsAlone) {
 TEST_F(ReplayTool, AnotherProcedureDiffersFromTheSampleOnThatItChanges) {
     putRamp("in.bin", 1000);
     put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = a + 1 to \"b.bin\"\n");
-    ASSERT_EQ(call("run p.zp --block 64 --capture kept").status, 0);
-    put("kept/procedure.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = if(a == 300, 0, a + 1) to \"b.bin\"\n");
-    const Called replay = call("replay kept");
-    EXPECT_EQ(replay.status, 1);
-    EXPECT_TRUE(has(replay.err, "kept/procedure.zp was changed since the run was captured")) << replay.err;
-    EXPECT_TRUE(
-        has(replay.err, "the replay is not the run: `b` differs first among the samples 257 to 512, by round 16"))
-        << replay.err;
-    EXPECT_EQ(call("replay kept --until 5").status, 0);
+    struct Case {
+        const char *block, *kept, *difference;
+    };
+    for (const Case& each : {Case{"64", "many", "among the samples 257 to 512, by round 16"},
+                             {"4", "few", "among the samples 301 to 304, by round 152"}}) {
+        const std::string kept = each.kept;
+        ASSERT_EQ(call("run p.zp --block " + std::string(each.block) + " --capture " + kept).status, 0);
+        put(kept + "/procedure.zp",
+            "pipe a : int16 from \"in.bin\"\npipe b : int16 = if(a == 300, 0, a + 1) to \"b.bin\"\n");
+        const Called replay = call("replay " + kept);
+        EXPECT_EQ(replay.status, 1);
+        EXPECT_TRUE(has(replay.err, kept + "/procedure.zp was changed since the run was captured")) << replay.err;
+        EXPECT_TRUE(has(replay.err, std::string("the replay is not the run: `b` differs first ") + each.difference))
+            << replay.err;
+        EXPECT_EQ(call("replay " + kept + " --until 5").status, 0);
+    }
 }
 
 TEST_F(ReplayTool, AnOutputOfAnotherLengthSaysWhatIsKnownOfIt) {
