@@ -83,7 +83,7 @@ struct Engine {
 
 // Runs `step`; a Problem of it is about the channel, or about the output, of that name.
 template <class Named, class Step>
-auto naming(Engine& e, const Named& named, Step step) {
+auto naming(Engine& e, const Named& named, const Step& step) {
     try {
         return step();
     } catch (const Problem&) {
@@ -91,6 +91,7 @@ auto naming(Engine& e, const Named& named, Step step) {
         throw;
     }
 }
+
 // The engine of a session, for the parts of the runtime that go with it.
 Engine& engineOf(Session& session);
 
