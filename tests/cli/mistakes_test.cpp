@@ -1,7 +1,5 @@
 // What the tool says of each mistake: the exact text, the exit status, and that nothing is left of the outputs.
 
-#include <sys/resource.h>
-
 #include "runtime/engine/context.h"
 #include "tool_support.h"
 
@@ -224,12 +222,7 @@ TEST_F(Mistakes, ASystemWithoutMemoryIsNamedAndLeavesNoOutput) {
     std::string procedure = both;
     for (int i = 0; i < 3000; ++i) procedure += "ABS (a, b)\n";
     put("p.zp", procedure);
-    struct rlimit before;
-    ASSERT_EQ(::getrlimit(RLIMIT_AS, &before), 0);
-    const struct rlimit limited { 400 << 20, before.rlim_max };
-    ASSERT_EQ(::setrlimit(RLIMIT_AS, &limited), 0);
-    const Called called = call("run p.zp");
-    ASSERT_EQ(::setrlimit(RLIMIT_AS, &before), 0);
+    const Called called = call("run p.zp", "/dev/null", {}, "ulimit -v 409600 &&");
     EXPECT_EQ(called.status, 1);
     EXPECT_TRUE(
         called.err.ends_with(": error: ABS: the system has no memory for its stack\n  ABS (a, b)\n  ^~~\n"
