@@ -4,6 +4,9 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
 
 #include "runtime/output_files.h"
 
@@ -12,12 +15,28 @@ namespace cli {
 namespace {
 
 std::atomic<int> firstSignal{0};
+std::atomic<std::int64_t> firstTime{0};
 libzepl::StopRequest* request = nullptr;  // set before a handler is
 
+std::int64_t milliseconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+// One event can send several: a terminal that closes does so itself and by the shell, and timeout(1) to the program and to its
+// group. So a second one counts when it comes some time after the first, and a terminal does not close twice.
 extern "C" void onSignal(int signal) {
+    constexpr std::int64_t oneEvent = 300;  // milliseconds
+    constexpr char said[] = "zepl: a second signal: the run ends at once, and its files are not written\n";
     int none = 0;
-    if (firstSignal.compare_exchange_strong(none, signal)) return request->request();
+    if (firstSignal.compare_exchange_strong(none, signal)) {
+        firstTime = milliseconds();
+        return request->request();
+    }
+    if (signal == SIGHUP || milliseconds() - firstTime < oneEvent) return;
     libzepl::removeTemporaryFiles();
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, said, std::strlen(said));
     ::_exit(128 + signal);
 }
 

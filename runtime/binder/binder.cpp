@@ -149,9 +149,19 @@ class Binder {
 
     void noteInput(const ChannelFile& file) {
         if (flows(file.path) || isAddress(file.path)) bound_.canBeRepeated = false;
-        if (!inputFiles_.insert(identityOf(file.path)).second && isStandardStream(file.path))
-            refuse(file, "standard input can feed one channel only", "read the others from files");
-        if (isStandardStream(file.path)) inputFiles_.insert(identityOf(STDIN_FILENO));
+        const std::string identity = identityOf(file.path);
+        bool isRead = !inputFiles_.insert(identity).second && !identity.empty();
+        if (!isStandardStream(file.path)) {
+            if (isRead && flows(file.path))
+                refuse(file,
+                       file.path.string() +
+                           ": another channel reads this stream, and each would miss what the other takes",
+                       "read each from a stream or file of its own");
+            return;
+        }
+        const std::string itself = identityOf(STDIN_FILENO);
+        isRead |= !inputFiles_.insert(itself).second && !itself.empty() && flows(file.path);
+        if (isRead) refuse(file, "standard input can feed one channel only", "read the others from files");
     }
 
     void addPipe(const PipeDeclaration& declared) {
@@ -301,8 +311,10 @@ class Binder {
     }
 
     void addDefinition(const PipeDeclaration& declared) {
-        DefinitionSettings settings{.pipe = names_.pipes.at(declared.name), .tree = declared.definition};
-        collectNames(*declared.definition, settings);
+        const auto pipe = names_.pipes.find(declared.name);
+        if (pipe == names_.pipes.end()) return;  // it is refused
+        DefinitionSettings settings{.pipe = pipe->second, .tree = declared.definition};
+        if (!collectNames(*declared.definition, settings)) return;
         std::string written;
         for (char c : declared.definedAs) {
             const bool isBlank = c == ' ' || c == '\t' || c == '\r' || c == '\n';
@@ -315,20 +327,25 @@ class Binder {
         bound_.session->addDefinition(std::move(settings));
     }
 
-    void collectNames(const Expression& tree, DefinitionSettings& settings) {
-        for (const Expression& operand : tree.operands) collectNames(operand, settings);
-        if (tree.form != Expression::Form::name && tree.form != Expression::Form::index) return;
-        if (!settings.pasts.try_emplace(tree.name).second) return;
+    // False where one of them is refused.
+    bool collectNames(const Expression& tree, DefinitionSettings& settings) {
+        for (const Expression& operand : tree.operands)
+            if (!collectNames(operand, settings)) return false;
+        if (tree.form != Expression::Form::name && tree.form != Expression::Form::index) return true;
+        if (!settings.pasts.try_emplace(tree.name).second) return true;
         TaskArgument& object = settings.names.emplace_back();
         if (const auto pipe = names_.pipes.find(tree.name); pipe != names_.pipes.end()) {
             object = bound_.session->use(pipe->second);
             for (const PipeDeclaration& each : procedure_.pipes)
                 if (each.name == tree.name && each.definition)
                     for (const Number& start : each.starts) settings.pasts[tree.name].push_back(start.real);
+        } else if (const auto variable = names_.variables.find(tree.name); variable != names_.variables.end()) {
+            object = bound_.session->use(variable->second);
         } else {
-            object = bound_.session->use(names_.variables.at(tree.name));
+            return false;
         }
         object.name = tree.name;
+        return true;
     }
 
     void refuseCommand(const CommandUse& use) {

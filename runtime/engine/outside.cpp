@@ -20,6 +20,13 @@ bool Outside::ask(Request request) {
 }
 
 Snapshot Outside::snapshot(Engine& e, Snapshot (*make)(const Engine& e), std::chrono::milliseconds patience) {
+    if (engine == &e) {
+        // What the session itself calls, such as a source or `progress`, would wait for itself.
+        Snapshot made = make(e);
+        const std::lock_guard lock(mutex_);
+        made.phase = phaseOfRun();
+        return made;
+    }
     {
         const std::lock_guard lock(mutex_);
         if (phase_ != Phase::running) {
@@ -44,9 +51,12 @@ Snapshot Outside::snapshot(Engine& e, Snapshot (*make)(const Engine& e), std::ch
         last_.phase = phase_;
         return last_;
     }
-    const bool isCurrent = answered_.wait_for(lock, patience, [&] { return *isAnswered; });
+    constexpr std::chrono::milliseconds longest =
+        std::chrono::hours(24 * 365);  // a later moment no clock here may hold
+    const bool isCurrent = answered_.wait_for(lock, std::min(patience, longest), [&] { return *isAnswered; });
     Snapshot latest = last_;
     latest.isCurrent = isCurrent;
+    if (!isCurrent) latest.phase = phase_;
     return latest;
 }
 
@@ -87,6 +97,7 @@ bool Outside::arm() {
 bool serveOutside(Engine& e) {
     if (!e.outside.isAsked()) return false;
     const std::uint64_t before = e.outside.valuesSet;
+    if (e.watches.any()) releaseDetachedTaps(e);  // a session that sleeps has no round that would do it
     e.outside.serve(e);
     return e.outside.valuesSet != before;
 }

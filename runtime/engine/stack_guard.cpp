@@ -127,7 +127,12 @@ StackGuard::~StackGuard() {
     sigaltstack(&oldAlternate_, nullptr);
     const std::lock_guard lock(guardsMutex);
     if (--guards > 0) return;
-    for (std::size_t i = 0; i < caught.size(); ++i) sigaction(caught[i], &old[i], nullptr);
+    for (std::size_t i = 0; i < caught.size(); ++i) {
+        // One that the program has set meanwhile stays.
+        struct sigaction present {};
+        sigaction(caught[i], nullptr, &present);
+        if (present.sa_sigaction == onFault) sigaction(caught[i], &old[i], nullptr);
+    }
 }
 
 void StackGuard::afterRescue(Engine& e) {

@@ -83,27 +83,33 @@ std::size_t BinaryRecording::restOfStart(std::size_t got) {
     return more;
 }
 
-// The bytes of the next whole frames: what is there, so that a stream is not held up for a full block.
+// The bytes of the next whole frames: what is there, so that a stream is held up neither for a full block nor by a frame of
+// which a part has come.
 std::size_t BinaryRecording::readBytes() {
     if (ended_) return 0;
     const std::uint64_t samples = bytes_.size() / width_;
     const auto wanted = static_cast<std::size_t>(std::min(left_.value_or(samples), samples) * width_);
-    std::size_t got = file_->readSome(bytes_.data(), wanted);
-    if (std::exchange(refusesHeaders_, false)) {
-        got += restOfStart(got);
-        refuseHeader(file_->name(), bytes_.data(), got);
+    std::memmove(bytes_.data(), bytes_.data() + given_, rest_);
+    std::size_t got = rest_;
+    while (got < std::min(unit_, wanted) && !ended_) {
+        std::size_t more = file_->readSome(bytes_.data() + got, wanted - got);
+        if (std::exchange(refusesHeaders_, false)) {
+            more += restOfStart(more);
+            refuseHeader(file_->name(), bytes_.data(), more);
+        }
+        ended_ = more == 0;
+        got += more;
     }
-    if (got % unit_ != 0) got += file_->read(bytes_.data() + got, std::min(unit_ - got % unit_, wanted - got));
-    const std::size_t rest = got % unit_;
-    ended_ = rest != 0 || got == 0;
-    if (left_ && ended_ && wanted > rest)
-        complete_.lacks("it ends " + counted(*left_ - got / width_, "sample") +
+    ended_ |= wanted == 0;
+    rest_ = got % unit_;
+    given_ = got - rest_;
+    if (left_ && ended_ && wanted > rest_)
+        complete_.lacks("it ends " + counted(*left_ - given_ / width_, "sample") +
                         " before the end that its header announces");
-    else if (rest != 0)
-        complete_.lacks(incompleteSample(rest, facts()));
-    got -= rest;
-    if (left_) *left_ -= got / width_;
-    return got;
+    else if (ended_ && rest_ != 0)
+        complete_.lacks(incompleteSample(rest_, facts()));
+    if (left_) *left_ -= given_ / width_;
+    return given_;
 }
 
 void BinaryRecording::read(SampleBlock& block) {

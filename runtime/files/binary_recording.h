@@ -30,8 +30,9 @@ class BinaryRecording final : public Recording {
     std::size_t readBytes();
 
     std::unique_ptr<InputFile> file_;
-    std::size_t width_;  // bytes of a sample
-    std::size_t unit_;   // bytes that are delivered together: a frame, where that is not too long
+    std::size_t width_;                 // bytes of a sample
+    std::size_t unit_;                  // bytes that are delivered together: a frame, where that is not too long
+    std::size_t given_ = 0, rest_ = 0;  // bytes of whole frames that were given, and those of the next frame after them
     bool ended_ = false;
     bool bigEndian_;
     Completeness complete_;

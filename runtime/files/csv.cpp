@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <numeric>
 
 #include "runtime/diagnostics.h"
@@ -167,18 +168,28 @@ class CsvSource final : public Source, public ColumnHeadings {
           next_(columns_.size()) {}
 
     std::size_t read(void* to, std::size_t count) override {
+        if (mistake_ != nullptr) std::rethrow_exception(mistake_);
         T* const elements = static_cast<T*>(to);
-        for (std::size_t done = 0; done < count; ++done) {
-            if (next_ == columns_.size()) {
-                if (done > 0 && !ready()) return done;
-                if (!table_.next()) return done;
-                next_ = 0;
+        std::size_t done = 0, rows = 0;  // `rows`: the elements of whole rows among them
+        try {
+            for (; done < count; ++done) {
+                if (next_ == columns_.size()) {
+                    rows = done;
+                    if (done > 0 && !ready()) return done;
+                    if (!table_.next()) return done;
+                    next_ = 0;
+                }
+                elements[done] = element(columns_[next_++]);
             }
-            elements[done] = element(columns_[next_++]);
+        } catch (const Problem&) {
+            // What comes before the mistake is given first.
+            if (rows == 0) throw;
+            mistake_ = std::current_exception();
+            return rows;
         }
         return count;
     }
-    bool ready() const override { return next_ < columns_.size() || table_.ready(); }
+    bool ready() const override { return mistake_ != nullptr || next_ < columns_.size() || table_.ready(); }
     int descriptor() const override { return table_.lines().waitDescriptor(); }
     std::optional<std::uint64_t> length() const override { return std::nullopt; }
     int channels() const override { return columns_.empty() ? 1 : static_cast<int>(columns_.size()); }
@@ -229,7 +240,8 @@ class CsvSource final : public Source, public ColumnHeadings {
     ElementType type_;
     Conversion conversion_;
     std::vector<std::size_t> columns_;
-    std::size_t next_;  // index into columns_
+    std::size_t next_;            // index into columns_
+    std::exception_ptr mistake_;  // after what was given
 };
 
 class CsvSink final : public FileSink<Sink> {

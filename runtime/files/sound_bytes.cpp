@@ -55,24 +55,42 @@ void SoundBytes::flow(std::uint64_t start, std::size_t frameBytes) {
     flows_ = true;
     flowed_ = frameStart_ = start;
     frameBytes_ = frameBytes;
+    addToEnd(kept_.data(), static_cast<std::size_t>(std::min<std::uint64_t>(start, kept_.size())));
 }
 
+void SoundBytes::addToEnd(const std::byte* from, std::size_t count) {
+    if (mostOfEnd_ == 0) return;
+    keptEnd_.insert(keptEnd_.end(), from, from + count);
+    if (keptEnd_.size() > 2 * mostOfEnd_)
+        keptEnd_.erase(keptEnd_.begin(), keptEnd_.end() - static_cast<std::ptrdiff_t>(mostOfEnd_));
+}
+
+// Whole frames, as many as are there: what came of the next one is kept.
 std::size_t SoundBytes::readFlowing(std::byte* to, std::size_t count) {
     std::size_t done = 0;
-    const auto isWhole = [&] {
-        return frameBytes_ == 0 ? done == count : done > 0 && (flowed_ + done - frameStart_) % frameBytes_ == 0;
-    };
-    if (flowed_ < kept_.size()) {
-        done = std::min<std::size_t>(count, kept_.size() - static_cast<std::size_t>(flowed_));
-        std::memcpy(to, kept_.data() + flowed_, done);
+    if (flowed_ < keptFrom_ + kept_.size()) {
+        const auto from = static_cast<std::size_t>(flowed_ - keptFrom_);
+        done = std::min(count, kept_.size() - from);
+        std::memcpy(to, kept_.data() + from, done);
     }
-    while (!ended_ && done < count && !isWhole()) {
+    // Of what is there, bytes that are not to be given yet.
+    const auto incomplete = [&] {
+        if (frameBytes_ == 0 || done == count) return done == count ? 0 : done;
+        return std::min(done, static_cast<std::size_t>((flowed_ + done - frameStart_) % frameBytes_));
+    };
+    while (!ended_ && done < count && incomplete() == done) {
         const std::size_t got = file_->readSome(to + done, count - done);
         ended_ = got == 0;
         done += got;
     }
+    const std::size_t rest = ended_ ? 0 : incomplete();
+    done -= rest;
     flowed_ += done;
-    if (flowed_ >= kept_.size()) std::vector<std::byte>().swap(kept_);
+    addToEnd(to, done);
+    if (flowed_ >= keptFrom_ + kept_.size() || rest > 0) {
+        kept_.assign(to + done, to + done + rest);
+        keptFrom_ = flowed_;
+    }
     if (ended_ && frameBytes_ > 0) rest_ = static_cast<std::size_t>((flowed_ - frameStart_) % frameBytes_);
     return done;
 }

@@ -3,6 +3,7 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 
@@ -31,8 +32,15 @@ class SoundBytes {
     // From now on a stream is read as it comes, from `start` on and without seeking: wherever the library asks for bytes, it
     // gets the next ones, whole frames of `frameBytes`, or where that is 0 as many bytes as it asks for.
     void flow(std::uint64_t start, std::size_t frameBytes);
+    // Keeps the last bytes of a stream that flows, at least `most` of them where there are as many; before it flows.
+    void keepEnd(std::size_t most) { mostOfEnd_ = most; }
+    const std::vector<std::byte>& keptEnd() const { return keptEnd_; }
+    bool isEndAll() const { return keptEnd_.size() == flowed_; }  // it goes back to the stream's start
+
     // Whether a read would not wait for a stream that flows, and what to wait on.
-    bool ready() const { return flowed_ < kept_.size() || ended_ || file_->ready(); }
+    bool ready() const {
+        return keptFrom_ + kept_.size() >= flowed_ + std::max<std::size_t>(frameBytes_, 1) || ended_ || file_->ready();
+    }
     int descriptor() const { return file_->size() ? -1 : file_->descriptor(); }
     // Bytes after the last whole frame, at the end of a stream that flows.
     std::size_t rest() const { return rest_; }
@@ -48,6 +56,7 @@ class SoundBytes {
  private:
     std::uint64_t end() const;
     std::size_t readKept(std::uint64_t offset, std::byte* to, std::size_t count);
+    void addToEnd(const std::byte* from, std::size_t count);
     std::size_t readFlowing(std::byte* to, std::size_t count);
     std::size_t readForLibrary(void* to, std::size_t count);
 
@@ -59,11 +68,15 @@ class SoundBytes {
     std::vector<Patch> patches_;
     std::optional<std::uint64_t> end_;
     std::uint64_t position_ = 0;
-    std::vector<std::byte> kept_;  // of a stream, from its start
-    bool ended_ = false;           // the stream has
+    std::vector<std::byte>
+        kept_;  // of a stream: from its start, and once it flows, what came of a frame that is not whole
+    std::uint64_t keptFrom_ = 0;  // the offset of its first byte
+    bool ended_ = false;          // the stream has
     bool flows_ = false;
     std::uint64_t flowed_ = 0;  // offset in the stream
     std::size_t frameBytes_ = 1, rest_ = 0;
+    std::size_t mostOfEnd_ = 0;
+    std::vector<std::byte> keptEnd_;
     std::uint64_t frameStart_ = 0;
     std::exception_ptr error_;
 };

@@ -107,7 +107,58 @@ std::optional<std::string> missingFrame(SoundBytes& bytes, std::uint64_t size) {
     return std::nullopt;
 }
 
+constexpr std::size_t flacMark = 4, flacBlockHeader = 4;  // bytes; the mark is "fLaC"
+
+// Where the frames of a FLAC stream start, after its blocks of metadata; nothing where they do not end.
+std::optional<std::size_t> flacFrames(const std::vector<std::byte>& stream) {
+    const auto at = [&](std::size_t i) { return std::to_integer<std::size_t>(stream[i]); };
+    for (std::size_t block = flacMark; block + flacBlockHeader <= stream.size();) {
+        const std::size_t length = at(block + 1) << 16 | at(block + 2) << 8 | at(block + 3);
+        const bool isLast = (at(block) & 0x80) != 0;
+        block += flacBlockHeader + length;
+        if (isLast && block <= stream.size()) return block;
+    }
+    return std::nullopt;
+}
+
+// A frame ends with the CRC of all before, by the polynomial x^16 + x^15 + x^2 + 1; over both it is 0.
+bool isFlacFrame(const std::byte* from, const std::byte* end) {
+    unsigned crc = 0;
+    for (; from < end; ++from) {
+        crc ^= std::to_integer<unsigned>(*from) << 8;
+        for (int bit = 0; bit < 8; ++bit) crc = (crc << 1 ^ ((crc & 0x8000) != 0 ? 0x8005U : 0U)) & 0xFFFF;
+    }
+    return crc == 0;
+}
+
 }  // namespace
+
+std::size_t longestFlacFrame(SoundBytes& bytes) {
+    constexpr std::size_t atBlockSize = 10, atFormat = 20,
+                          headers = 1024;  // the last: of the frame and of its channels
+    std::array<unsigned char, 26> start{};
+    bytes.peek(0, start.data(), start.size());
+    const std::size_t samples = static_cast<std::size_t>(start[atBlockSize]) << 8 | start[atBlockSize + 1];
+    const std::size_t channels = (start[atFormat] >> 1 & 7U) + 1;
+    const std::size_t bits = ((start[atFormat] & 1U) << 4 | start[atFormat + 1] >> 4) + 2U;  // one more in a difference
+    return samples * channels * bits / 8 + headers;
+}
+
+std::optional<std::string> missingFlacEnd(const SoundBytes& bytes) {
+    const std::vector<std::byte>& kept = bytes.keptEnd();
+    std::size_t first = 0;
+    if (bytes.isEndAll()) {
+        const std::optional<std::size_t> frames = flacFrames(kept);
+        if (!frames) return "it ends within its header";
+        if (*frames == kept.size()) return std::nullopt;
+        first = *frames;
+    }
+    for (std::size_t i = kept.size(); i-- > first + 1;)
+        if (kept[i - 1] == std::byte{0xFF} && (kept[i] & std::byte{0xFE}) == std::byte{0xF8} &&
+            isFlacFrame(kept.data() + i - 1, kept.data() + kept.size()))
+            return std::nullopt;
+    return "it ends within a frame";
+}
 
 std::optional<std::string> missingEnd(SoundBytes& bytes) {
     std::array<char, 4> start{};

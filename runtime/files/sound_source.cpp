@@ -27,8 +27,8 @@ std::string incomplete(std::uint64_t rest, std::uint64_t frame) {
     return "it ends with " + counted(rest, "byte") + " of an incomplete frame of " + std::to_string(frame);
 }
 
-// Where the samples end: where the library says, about there, or where the stream does.
-enum class SoundEnd { stated, estimated, open };
+// Where the samples end: where the library says, about there, or where the stream does, be it one of FLAC or of samples.
+enum class SoundEnd { stated, estimated, open, openFlac };
 
 class SoundRecording final : public Recording {
  public:
@@ -96,6 +96,8 @@ class SoundRecording final : public Recording {
         ended_ = true;
         if (end_ == SoundEnd::stated && facts().frames && framesRead_ < *facts().frames)
             return complete_.lacks(announced(*facts().frames, framesRead_, "frame"));
+        if (end_ == SoundEnd::openFlac)
+            if (const auto missing = missingFlacEnd(*bytes_)) return complete_.lacks(*missing);
         if (bytes_->rest() > 0) complete_.lacks(incomplete(bytes_->rest(), bytes_->frameBytes()));
     }
 
@@ -208,6 +210,10 @@ std::unique_ptr<Source> openSound(const ReadRequest& request) {
     RecordingFacts facts = factsOf(info, bytes->name());
     if (end == SoundEnd::open) facts.frames.reset();
     if (isMpeg(info.format)) end = SoundEnd::estimated;
+    if (!bytes->size() && facts.frames.value_or(0) == 0 && isFlac(*bytes)) {
+        end = SoundEnd::openFlac;
+        bytes->keepEnd(longestFlacFrame(*bytes));
+    }
     if (layout)
         bytes->flow(layout->dataStart, static_cast<std::size_t>(layout->frameBytes));
     else

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <thread>
 #include <utility>
 
 namespace libzepl {
@@ -12,6 +13,8 @@ namespace libzepl {
 namespace {
 
 constinit thread_local const WaitScope* scope = nullptr;
+
+constexpr std::chrono::milliseconds grace(500);  // for what is still due after a stop
 
 bool stopRequested() { return scope != nullptr && scope->stopRequested(); }
 
@@ -59,13 +62,28 @@ bool awaitEvents(std::vector<pollfd>& awaited, const Deadline& deadline) {
 }
 
 void awaitWritable(int descriptor, const std::string& name) {
-    constexpr int grace = 500;  // milliseconds
     std::vector<pollfd> awaited{{descriptor, POLLOUT, 0}};
     while (!stopRequested()) {
         awaitEvents(awaited);
         if (awaited.front().revents != 0) return;
     }
-    if (::poll(awaited.data(), 1, grace) == 0) throw Interrupted(name);
+    if (::poll(awaited.data(), 1, static_cast<int>(grace.count())) == 0) throw Interrupted(name);
+}
+
+void awaitDone(const std::function<bool()>& isDone, const std::string& name) {
+    constexpr std::chrono::milliseconds pause(1);
+    std::vector<pollfd> nothing;
+    Deadline end;
+    while (!isDone()) {
+        const auto now = std::chrono::steady_clock::now();
+        if (!end && stopRequested()) end = now + grace;
+        if (!end)
+            awaitEvents(nothing, now + pause);
+        else if (now < *end)
+            std::this_thread::sleep_for(pause);
+        else
+            throw Interrupted(name);
+    }
 }
 
 void awaitReadable(int descriptor, const std::string& name) {

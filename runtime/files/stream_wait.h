@@ -5,6 +5,7 @@
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +34,10 @@ void awaitReadable(int descriptor, const std::string& name);
 // Waits until the descriptor of the stream `name` takes something. Once a stop is requested its reader has half a second to
 // take what is left; Interrupted after that.
 void awaitWritable(int descriptor, const std::string& name);
+
+// Waits until `isDone` says so, which it asks every millisecond. Once a stop is requested it has half a second; Interrupted after
+// that.
+void awaitDone(const std::function<bool()>& isDone, const std::string& name);
 
 // Opens the FIFO for writing, once it has a reader; -1, with errno, when it cannot be opened.
 int openFifo(const char* path, const std::string& name);

@@ -76,8 +76,8 @@ class CardFeeder final : public Feeder {
         }
     }
 
-    Losses losses(std::uint64_t framesTaken, bool isEnded) const override {
-        return feed_ == nullptr ? Losses{} : feed_->before(framesTaken, isEnded);
+    Losses losses(std::uint64_t framesTaken) const override {
+        return feed_ == nullptr ? Losses{} : feed_->before(framesTaken);
     }
 
  private:

@@ -1,6 +1,7 @@
 #include "runtime/live/connect.h"
 
 #include <fcntl.h>
+#include <linux/sock_diag.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -307,6 +308,13 @@ DatagramSocket DatagramSocket::sending(const Address& address, std::optional<dou
     result.descriptor_ = Descriptor(socket.release());
     ::fcntl(result.descriptor(), F_SETFD, FD_CLOEXEC);
     return result;
+}
+
+std::uint32_t DatagramSocket::dropped() const {
+    std::array<std::uint32_t, SK_MEMINFO_VARS> facts{};
+    socklen_t size = sizeof facts;
+    ::getsockopt(descriptor_.number(), SOL_SOCKET, SO_MEMINFO, facts.data(), &size);
+    return facts[SK_MEMINFO_DROPS];
 }
 
 bool DatagramSocket::send(const void* bytes, std::size_t count) const {

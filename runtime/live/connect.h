@@ -59,6 +59,8 @@ class DatagramSocket {
     std::uint16_t port() const { return port_; }
     // Sends one datagram; false where the system has no room for it now. A reader that is not there is no mistake.
     bool send(const void* bytes, std::size_t count) const;
+    // Datagrams that the system has dropped for want of room, in all, also those that came after what was received last.
+    std::uint32_t dropped() const;
 
  private:
     Address address_;

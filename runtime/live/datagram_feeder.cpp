@@ -38,23 +38,33 @@ class DatagramFeeder final : public Feeder {
     void feed(LiveRing& ring) override {
         feed_ = std::make_unique<LossyFeed>(ring, width_, channels_, settings_.fill);
         awaitFirst();
-        for (Datagram last; !ring.closed.load(std::memory_order_seq_cst);) {
-            const Datagram next = receive();
-            const std::uint64_t frames = framesOf(next.bytes);
-            // What was dropped is taken to have been like the one before.
-            const std::uint32_t dropped = next.dropped - last.dropped;
-            if (dropped > 0) feed_->lose(dropped * (last.bytes > 0 ? framesOf(last.bytes) : frames), true);
-            if (frames == 0) return;
-            feed_->push(buffer_.data(), frames);
-            last = next;
+        Datagram last;
+        try {
+            while (!ring.closed.load(std::memory_order_seq_cst)) {
+                const Datagram next = receive();
+                const std::uint64_t frames = framesOf(next.bytes);
+                loseBetween(last, next.dropped, frames);
+                if (frames == 0) return;
+                feed_->push(buffer_.data(), frames);
+                last = next;
+            }
+        } catch (const Interrupted&) {
+            // No other datagram comes to say what was dropped.
+            loseBetween(last, socket_.dropped(), 0);
+            throw;
         }
     }
 
-    Losses losses(std::uint64_t framesTaken, bool isEnded) const override {
-        return feed_ == nullptr ? Losses{} : feed_->before(framesTaken, isEnded);
+    Losses losses(std::uint64_t framesTaken) const override {
+        return feed_ == nullptr ? Losses{} : feed_->before(framesTaken);
     }
 
  private:
+    // What was dropped after a datagram is taken to have been like it.
+    void loseBetween(const Datagram& last, std::uint32_t dropped, std::uint64_t framesOfNext) {
+        feed_->lose((dropped - last.dropped) * (last.bytes > 0 ? framesOf(last.bytes) : framesOfNext), true);
+    }
+
     void awaitFirst() {
         if (!settings_.timeout) return;
         std::vector<pollfd> awaited{{socket_.descriptor(), POLLIN, 0}};

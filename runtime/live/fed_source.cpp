@@ -85,12 +85,11 @@ void FedSource::stop() {
 std::size_t FedSource::read(void* to, std::size_t count) {
     const std::size_t n = RingSource::read(to, count);
     taken_ += n;
-    ended_ = n == 0;
-    if (ended_ && error_ != nullptr) std::rethrow_exception(error_);
+    if (n == 0 && error_ != nullptr) std::rethrow_exception(error_);
     return n;
 }
 
-Losses FedSource::losses() const { return feeder_->losses(taken_ / static_cast<std::uint64_t>(channels()), ended_); }
+Losses FedSource::losses() const { return feeder_->losses(taken_ / static_cast<std::uint64_t>(channels())); }
 
 std::vector<std::string> FedSource::notes() const {
     std::vector<std::string> notes = feeder_->notes();

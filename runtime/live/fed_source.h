@@ -23,7 +23,7 @@ class Feeder {
     virtual void feed(LiveRing& ring) = 0;
     // After that.
     virtual std::vector<std::string> notes() const { return {}; }
-    virtual Losses losses(std::uint64_t, bool) const { return {}; }  // as LossyFeed::before()
+    virtual Losses losses(std::uint64_t) const { return {}; }  // as LossyFeed::before()
 };
 
 // Pushes all of it, waiting for room. False where nothing is taken any more, or a stop is requested.
@@ -50,7 +50,6 @@ class FedSource final : public RingSource {
     std::thread thread_;
     std::exception_ptr error_;  // of the feeder, once it has finished
     std::uint64_t taken_ = 0;
-    bool ended_ = false;
 };
 
 }  // namespace libzepl

@@ -48,11 +48,11 @@ void LossyFeed::lose(std::uint64_t frames, bool isEstimated) {
     pushZeros();
 }
 
-Losses LossyFeed::before(std::uint64_t framesTaken, bool isEnded) const {
+Losses LossyFeed::before(std::uint64_t framesTaken) const {
     Losses reached = losses_;
     while (!reached.gaps.empty() && losses_.places == losses_.gaps.size()) {
         const Gap& last = reached.gaps.back();
-        if (last.frame < framesTaken || (isEnded && last.frame == framesTaken)) break;
+        if (last.frame < framesTaken || (last.frame == framesTaken && given_ == framesTaken)) break;
         reached.frames -= last.lost;
         --reached.places;
         reached.gaps.pop_back();

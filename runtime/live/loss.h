@@ -21,8 +21,8 @@ class LossyFeed {
     // Frames that never came here, before those that come next.
     void lose(std::uint64_t frames, bool isEstimated);
 
-    // Those of the losses that lie before the frames that were taken, or at them where there are no more.
-    Losses before(std::uint64_t framesTaken, bool isEnded) const;
+    // Those of the losses that lie before the frames that were taken, or at them where no other came after.
+    Losses before(std::uint64_t framesTaken) const;
 
  private:
     std::uint64_t pushFrames(const std::byte* from, std::uint64_t frames);

@@ -1,7 +1,9 @@
 #include "runtime/live/output_streams.h"
 
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -51,20 +53,29 @@ class ConnectionStream final : public OutputStream {
         }
     }
 
-    // What the other side has sent is not wanted, but left unread it would end the connection before ours has arrived.
+    // What the other side sends is not wanted, but unread, or sent to a connection that is closed, it would end the connection
+    // before ours has arrived.
     void complete() override {
         if (!connection_.isOpen()) return;
         ::shutdown(connection_.number(), SHUT_WR);
-        std::array<std::byte, 4096> unwanted;
-        while (::recv(connection_.number(), unwanted.data(), unwanted.size(), MSG_DONTWAIT) > 0) {
-        }
-        int error = 0;
-        socklen_t size = sizeof error;
-        if (::getsockopt(connection_.number(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error != 0) fail(error);
+        awaitDone([&] { return hasArrived(); }, address_.text);
         connection_ = Descriptor();
     }
 
  private:
+    // Whether the other side's system has all.
+    bool hasArrived() {
+        std::array<std::byte, 65536> unwanted;
+        if (::recv(connection_.number(), unwanted.data(), unwanted.size(), MSG_DONTWAIT) < 0 && errno != EAGAIN &&
+            errno != EINTR)
+            fail(errno);
+        int error = 0, unsent = 0;
+        socklen_t size = sizeof error;
+        if (::getsockopt(connection_.number(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error != 0) fail(error);
+        return address_.kind == Address::Kind::unixSocket || ::ioctl(connection_.number(), SIOCOUTQ, &unsent) != 0 ||
+               unsent == 0;
+    }
+
     [[noreturn]] void fail(int error) {
         connection_ = Descriptor();
         if (error == EPIPE || error == ECONNRESET)

@@ -90,7 +90,7 @@ void TapState::closeColumn(std::uint64_t number) {
 
 void TapState::finish() {
     const std::lock_guard lock(exchange_);
-    if (perColumn_ > 0 && seen_ % perColumn_ != 0) closeColumn(seen_ / perColumn_);
+    if (perColumn_ > 0 && seen_ % perColumn_ != 0 && !isBroken_) closeColumn(seen_ / perColumn_);
     added_.ended = true;
 }
 

@@ -128,7 +128,7 @@ void Session::start() {
 }
 
 Report Session::wait() {
-    if (thread_ == nullptr || thread_->wasWaitedFor())
+    if (thread_ == nullptr || !thread_->claimWait())
         throw Problem("the session is waited for, and was not started, or was waited for before",
                       "call start() before, and wait() once");
     return thread_->wait();

@@ -311,8 +311,8 @@ Engine& engineOf(Session& session) { return *session.engine_; }
 void Session::begin() {
     Engine& e = unstarted();
     e.started = true;
+    e.outside.begin();  // from here on the session's thread alone answers for what is set
     setClock(e);
-    e.outside.begin();
 }
 
 std::optional<Report> Session::runToEnd(unsigned jobs) {

@@ -1,6 +1,7 @@
 // The thread of a session that was started.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <future>
 #include <thread>
@@ -20,7 +21,8 @@ class SessionThread {
         if (thread_.joinable()) thread_.join();
     }
 
-    bool wasWaitedFor() const { return !thread_.joinable(); }
+    // Whether the caller is the first to wait, and so the one who may.
+    bool claimWait() { return !wasClaimed_.exchange(true); }
     Report wait() {
         thread_.join();
         return report_.get();
@@ -30,6 +32,7 @@ class SessionThread {
     std::packaged_task<Report()> task_;
     std::future<Report> report_;
     std::thread thread_;
+    std::atomic<bool> wasClaimed_{false};
 };
 
 }  // namespace libzepl

@@ -184,7 +184,7 @@ TEST_F(Cards, ThatRunOverLoseTheirBufferAndTheTimeSince) {
         } catch (const Problem& problem) {
             EXPECT_STREQ(problem.what(), "alsa:quiet: the device is gone");
         }
-        const Losses losses = feeder->losses(300, true);
+        const Losses losses = feeder->losses(300);
         constexpr std::uint64_t buffer = 4000;  // half a second
         EXPECT_EQ(losses.frames, buffer + 4000);
         EXPECT_EQ(losses.gaps.front().frame, 200U);

@@ -204,6 +204,29 @@ TEST_F(Connections, GetWhatTheFileGets) {
     }
 }
 
+// Closed with something of the reader's unread, or come later, a connection would be reset, and what is under way thrown away.
+TEST_F(Connections, GetAllOfItAlsoWhereTheReaderSendsSomethingToo) {
+    const std::vector<std::int32_t> samples = countUp(2000000);
+    Peer peer;
+    TestSession session;
+    WriteRequest request{.path = "tcp-listen://:0", .type = ElementType::int32};
+    request.output.stream = openLiveStream(
+        request, {.listening = [&](const std::string& address) { peer = Peer::local(SOCK_STREAM, portOf(address)); }});
+    session.setOutput(session.input("x", samples), createSink(request));
+    auto got = std::async(std::launch::async, [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::size_t bytes = 0;
+        for (std::string piece = peer.receive(); !piece.empty(); piece = peer.receive()) {
+            bytes += piece.size();
+            peer.send("beat");
+            std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        }
+        return bytes;
+    });
+    EXPECT_EQ(session.run().reason, "");
+    EXPECT_EQ(got.get(), samples.size() * sizeof(std::int32_t));
+}
+
 TEST_F(Connections, ThatCloseFailTheRunAndNameTheOutput) {
     const Peer listener = Peer::listening(at("s"));
     std::thread peer([&] { listener.accept(); });

@@ -42,11 +42,10 @@ TEST(LossyFeed, CountsWhatHasNoRoomWhereItIs) {
     push(feed, {12, 13, 14, 15});  // one too many
     EXPECT_EQ(taken(ring, 100), (Samples{4, 5, 6, 7, 8, 12, 13, 14}));
     push(feed, {16});
-    EXPECT_EQ(textOf(feed.before(100, false)), "8:3 11:1");
-    EXPECT_EQ(feed.before(100, false).frames, 4U);
-    EXPECT_EQ(textOf(feed.before(11, false)), "8:3") << "what was not reached is not lost";
-    EXPECT_EQ(feed.before(8, false).frames, 0U);
-    EXPECT_EQ(textOf(feed.before(11, true)), "8:3 11:1") << "the end is reached";
+    EXPECT_EQ(textOf(feed.before(100)), "8:3 11:1");
+    EXPECT_EQ(feed.before(100).frames, 4U);
+    EXPECT_EQ(textOf(feed.before(11)), "8:3") << "what was not reached is not lost";
+    EXPECT_EQ(feed.before(8).frames, 0U);
 }
 
 TEST(LossyFeed, KeepsTimeByZerosAsSoonAsThereIsRoom) {
@@ -61,8 +60,8 @@ TEST(LossyFeed, KeepsTimeByZerosAsSoonAsThereIsRoom) {
     EXPECT_EQ(taken(ring, 4), (Samples{0, 0, 0, 10}));
     push(feed, {11, 12});
     EXPECT_EQ(taken(ring, 4), (Samples{11, 12}));
-    EXPECT_EQ(textOf(feed.before(100, false)), "4:5");
-    EXPECT_TRUE(feed.before(100, false).isFilled);
+    EXPECT_EQ(textOf(feed.before(100)), "4:5");
+    EXPECT_TRUE(feed.before(100).isFilled);
 }
 
 TEST(LossyFeed, LosesWholeFrames) {
@@ -70,7 +69,7 @@ TEST(LossyFeed, LosesWholeFrames) {
     LossyFeed feed(ring, 2, 3, false);
     push(feed, {1, 2, 3, 4, 5, 6, 7, 8, 9}, 3);
     EXPECT_EQ(taken(ring, 100), (Samples{1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(textOf(feed.before(3, false)), "2:1");
+    EXPECT_EQ(textOf(feed.before(3)), "2:1");
 }
 
 TEST(LossyFeed, KeepsThePlacesOfTheFirstThousandGaps) {
@@ -80,7 +79,7 @@ TEST(LossyFeed, KeepsThePlacesOfTheFirstThousandGaps) {
         push(feed, {1, 2, 3});
         taken(ring, 1);
     }
-    const Losses losses = feed.before(2000, true);
+    const Losses losses = feed.before(2000);
     EXPECT_EQ(losses.gaps.size(), 1000U);
     EXPECT_EQ(losses.places, 1500U);
     EXPECT_EQ(losses.frames, 3000U);
@@ -108,7 +107,7 @@ TEST(Datagrams, LoseWhatTheSessionDoesNotTakeInTime) {
         LiveRing ring(8, 2);
         datagrams.feeder->feed(ring);  // the session takes nothing in the meantime
         EXPECT_EQ(taken(ring, 100), (Samples{0, 0, 0, 0, 0, 0, 1, 1}));
-        const Losses losses = datagrams.feeder->losses(4, true);
+        const Losses losses = datagrams.feeder->losses(4);
         EXPECT_EQ(textOf(losses), "4:5");
         EXPECT_EQ(losses.isFilled, fill);
         EXPECT_FALSE(losses.isEstimated);
@@ -129,12 +128,25 @@ TEST(Datagrams, ThatTheSystemDropsAreCountedAsTheOneBefore) {
     for (; !isDone; ++ends) datagrams.send({});
     reader.join();
     const std::size_t came = taken(ring, sent * perDatagram).size();
-    const Losses losses = datagrams.feeder->losses(came, true);
+    const Losses losses = datagrams.feeder->losses(came);
     EXPECT_TRUE(losses.isEstimated);
     EXPECT_LT(came, sent * perDatagram);
     EXPECT_GE(came + losses.frames, sent * perDatagram);
     EXPECT_LE(came + losses.frames, (sent + ends) * perDatagram);
     EXPECT_EQ(losses.frames % perDatagram, 0U);
+}
+
+TEST(Datagrams, ThatTheSystemDropsLastAreCountedWhenTheRunIsStopped) {
+    constexpr std::size_t sent = 20000, perDatagram = 500;
+    Datagrams datagrams;
+    for (std::size_t i = 0; i < sent; ++i) datagrams.send(Samples(perDatagram, 1));
+    LiveRing ring(sent * perDatagram, 2);
+    StopRequest stop;
+    const WaitScope waiting(stop, [&] { stop.request(); });  // all that the system kept has come
+    EXPECT_THROW(datagrams.feeder->feed(ring), Interrupted);
+    const std::size_t came = taken(ring, sent * perDatagram).size();
+    EXPECT_LT(came, sent * perDatagram);
+    EXPECT_EQ(came + datagrams.feeder->losses(came).frames, sent * perDatagram);
 }
 
 TEST(Datagrams, HoldWholeFrames) {

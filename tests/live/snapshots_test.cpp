@@ -88,6 +88,32 @@ TEST(Snapshots, ManyThreadsLookWhileItRunsAndChangeNothing) {
     EXPECT_EQ(run(true), run(false));
 }
 
+// It would wait for itself.
+TEST(Snapshots, OneThatTheSessionsOwnThreadAsksForIsMadeAtOnce) {
+    struct Asking final : Source {
+        explicit Asking(TestSession& asked) : session(asked) {}
+        std::size_t read(void*, std::size_t) override {
+            seen = session.snapshot(std::chrono::hours(1));
+            return 0;
+        }
+        std::optional<std::uint64_t> length() const override { return std::nullopt; }
+        int channels() const override { return 1; }
+        std::optional<double> rate() const override { return std::nullopt; }
+        TestSession& session;
+        Snapshot seen;
+    };
+    TestSession session;
+    auto source = std::make_unique<Asking>(session);
+    const Asking& asking = *source;
+    const PipeId pipe = session.pipe("x");
+    session.setInput(pipe, std::move(source));
+    session.task("ABS", pipe, session.output("copy"));
+    session.run();
+    EXPECT_TRUE(asking.seen.isCurrent);
+    EXPECT_EQ(asking.seen.phase, Phase::running);
+    EXPECT_EQ(asking.seen.tasks.size(), 1U);
+}
+
 TEST(Snapshots, OneThatIsNotAnsweredInTimeIsTheLastThatWas) {
     std::mutex mutex;
     std::condition_variable changed;

@@ -173,6 +173,21 @@ TEST(Taps, ATapSeesFromWhenItIsAttachedToWhenItIsDetached) {
     EXPECT_EQ(late.greatest, std::vector<double>({29, 39, 44}));
 }
 
+TEST(Taps, AColumnThatWasNotSeenFromItsBeginningIsNone) {
+    TestSession session;
+    const PipeId source = session.pipe("source"), copy = session.output("copy");
+    session.task("ABS", source, copy);
+    LiveInput& input = session.feedLive(source);
+    session.start();
+    input.pushAll(countUp(150));
+    while (session.snapshot().pipes[0].written < 150) continue;
+    Tap tap = session.watch(source, {.columns = 10, .perColumn = 100});
+    session.snapshot();  // the tap is there
+    input.finish();
+    session.wait();
+    EXPECT_TRUE(tap.take().least.empty());
+}
+
 TEST(Taps, ATakerSeesPiecesOfTheStreamWhileItRuns) {
     std::vector<std::int32_t> samples = randomSamples<std::int32_t>(300000, 5);
     for (std::int32_t& x : samples) x &= 0x7FFFFFFF;

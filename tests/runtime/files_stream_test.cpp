@@ -85,6 +85,59 @@ TEST_F(Streams, AStreamThatEndsEarlyIsRefusedWhereItEnds) {
     EXPECT_EQ(refused_, "pipe.bin: it ends with 1 byte of an incomplete 16-bit integer sample" + cut);
 }
 
+TEST_F(Streams, FlacWithoutALengthEndsWithAWholeFrame) {
+    save<std::int16_t>("file.flac", noise(9000));
+    std::string bytes = bytesOf("file.flac");
+    bytes[21] = static_cast<char>(bytes[21] & 0xF0);  // the header's number of samples, of 36 bits
+    bytes.replace(22, 4, 4, '\0');
+    const auto start = bytes.find("\xFF\xF8");
+    EXPECT_EQ(streamed(reading("pipe.flac"), bytes), noise(9000)) << refused_;
+    streamed(reading("pipe.flac"), bytes.substr(0, start));
+    EXPECT_EQ(refused_, "nothing refused");
+    for (const std::size_t size : {start + 3, std::size_t{12001}, bytes.size() - 1}) {
+        streamed(reading("pipe.flac"), bytes.substr(0, size));
+        EXPECT_EQ(refused_.substr(0, 35), "pipe.flac: it ends within a frame |") << size;
+    }
+}
+
+// A sender that pauses within a frame holds back nothing that came before.
+TEST_F(Streams, WholeFramesAreGivenWhilePartOfTheNextIsThere) {
+    const std::vector<std::int16_t> samples = noise(3000);
+    for (const std::string ending : {"bin", "npy", "wav", "au"}) {
+        save<std::int16_t>("file." + ending, samples);
+        const std::string bytes = bytesOf("file." + ending);
+        ::mkfifo(at("pipe." + ending).c_str(), 0600);
+        const int to = ::open(at("pipe." + ending).c_str(), O_RDWR | O_CLOEXEC);
+        ::fcntl(to, F_SETPIPE_SZ, 16384);
+        const std::size_t half = bytes.size() - 2001;
+        ASSERT_EQ(::write(to, bytes.data(), half), static_cast<ssize_t>(half));
+        const auto source = openSource(reading("pipe." + ending));
+        std::vector<std::int16_t> got(5000);
+        std::size_t count = 0;
+        while (count < 1999) count += source->read(got.data() + count, got.size() - count);
+        EXPECT_EQ(count, 1999U) << ending;
+        EXPECT_FALSE(source->ready()) << ending;
+        ASSERT_EQ(::write(to, bytes.data() + half, 2001), 2001);
+        while (count < 3000) count += source->read(got.data() + count, got.size() - count);
+        got.resize(count);
+        EXPECT_EQ(got, samples) << ending;
+        ::close(to);
+    }
+}
+
+TEST_F(Streams, RowsBeforeAMistakeAreGivenFirst) {
+    put("file.csv", "a,b\n1,2\n3,4\n5,six\n7,8\n");
+    ReadRequest request = reading("file.csv");
+    request.interleaved = 2;
+    const auto source = openSource(request);
+    std::vector<std::int16_t> got(100);
+    EXPECT_EQ(source->read(got.data(), got.size()), 4U);
+    EXPECT_EQ(got[3], 4);
+    EXPECT_TRUE(source->ready());
+    EXPECT_EQ(refusal([&] { source->read(got.data(), got.size()); }).substr(0, 42),
+              "file.csv:4: `six` in column 2 is no number");
+}
+
 TEST_F(Streams, AHeaderIsNotTakenForSamples) {
     for (const auto& [start, format] :
          {std::pair("RIFF", "WAV"), {"fLaC", "FLAC"}, {"OggS", "OGG"}, {"\x93NUMPY", "NPY"}}) {
