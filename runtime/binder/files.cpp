@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <map>
+#include <set>
 #include <sstream>
 
 namespace libzepl {
@@ -24,15 +25,18 @@ double clauseNumber(const std::string& word, const std::string& text, const std:
 std::string takeAddress(FileClause& clause, const std::string& given, const std::string& option) {
     std::istringstream words(given);
     std::string address, word, value;
+    std::set<std::string> isGiven;
     words >> address;
     for (; words >> word; value.clear()) {
-        if (word == "fill") {
-            clause.fill = true;
+        if (!isGiven.insert(word).second)
+            throw Problem(option + ": " + libzepl::quoted(word) + " is given twice", "give it once");
+        if (word == "fill" || word == "partial") {
+            (word == "fill" ? clause.fill : clause.partial) = true;
             continue;
         }
         if (word != "format" && word != "timeout" && word != "rate")
             throw Problem(option + ": " + libzepl::quoted(word) + " is no clause of an address",
-                          "after a space the address takes format WORD, timeout SECONDS, rate R, fill");
+                          "after a space the address takes format WORD, timeout SECONDS, rate R, fill, partial");
         if (!(words >> value)) throw Problem(option + ": " + libzepl::quoted(word) + " lacks its value");
         if (word == "format")
             clause.format = value;

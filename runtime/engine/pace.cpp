@@ -63,6 +63,12 @@ void holdPace(Engine& e) {
     if (e.streams.hasLiveInputs) *pace.began += now - due;
 }
 
+void holdEnd(Engine& e) {
+    if (!e.pace.isOn() || !e.setUpDone || e.outcome.end == RunEnd::failed || e.streams.hasLiveInputs) return;
+    if (!e.pace.began) e.pace.began = e.outcome.began;
+    sleepUntilDue(e, e.timing.clock.frame());
+}
+
 void notePace(Engine& e) {
     if (e.pace.late < noticeable || e.streams.hasLiveInputs) return;
     const double ran = static_cast<double>(e.timing.clock.frame()) / e.timing.clock.rate();

@@ -30,6 +30,9 @@ struct Pace {
 // pass meanwhile, so that results are those of a run that is not held. Returns when a stop is requested.
 void holdPace(Engine& e);
 
+// Sleeps at the end until all frames are due: what a generator gave at once, too.
+void holdEnd(Engine& e);
+
 // Adds a note where the run was behind at its end.
 void notePace(Engine& e);
 

@@ -135,10 +135,12 @@ bool runSession(Engine& e, unsigned jobs) {
     const bool isWhole = !partition || partition->count() < 2;
     bool isVoid = false;
     guarded(e, [&] {
-        if (isWhole)
+        if (isWhole) {
             runTasks(e);
-        else
+            holdEnd(e);
+        } else {
             isVoid = !runLanes(e, *partition);
+        }
         if (e.outcome.consoleError != nullptr) std::rethrow_exception(std::exchange(e.outcome.consoleError, nullptr));
     });
     stopStreams(e);

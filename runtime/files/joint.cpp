@@ -156,7 +156,7 @@ void checkOneType(const WriteRequest& request, const std::vector<ColumnRequest>&
                               "holds one type, and " + libzepl::quoted(first.heading) + " is " +
                                   std::string(nameOf(first.type)) + ", " + libzepl::quoted(column.heading) + " " +
                                   std::string(nameOf(column.type)),
-                              "write .csv, where each column has its own type");
+                              "write CSV, by .csv or `format csv`, where each column has its own type");
 }
 
 // As one stream of all columns.

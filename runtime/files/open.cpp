@@ -108,11 +108,11 @@ FileKind kindOf(const std::filesystem::path& path, const std::string& format) {
     const std::string ending = endingOf(path);
     if (const auto kind = kindOfEnding(ending)) return *kind;
     if (isStream(path)) return FileKind::raw;
-    throw fileProblem(
-        path.string(),
-        ending.empty() ? "the name has no ending that says which format it is"
-                       : "the ending " + libzepl::quoted(ending) + " is of no known format",
-        "the endings are " + fileEndings() + "; `format wav` and so on after the name says what another one holds");
+    throw fileProblem(path.string(),
+                      ending.empty() ? "the name has no ending that says which format it is"
+                                     : "the ending " + libzepl::quoted(ending) + " is of no known format",
+                      "the endings are " + fileEndings() +
+                          "; in a procedure `format wav` and so on after the name says what another one holds");
 }
 
 bool tellsFormat(const std::filesystem::path& path) {

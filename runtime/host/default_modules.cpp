@@ -15,9 +15,12 @@ namespace fs = std::filesystem;
 
 void addModulesIn(const fs::path& folder, std::vector<fs::path>& files) {
     const auto before = static_cast<std::ptrdiff_t>(files.size());
-    std::error_code absent;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder, absent))
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, error))
         if (entry.path().extension() == ".zlm") files.push_back(entry.path());
+    if (error && error != std::errc::no_such_file_or_directory)
+        throw Problem(folder.string() + ": the modules in it cannot be listed: " + error.message(),
+                      "make the folder readable; a program can also have too many files open");
     std::sort(files.begin() + before, files.end());
 }
 

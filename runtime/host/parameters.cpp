@@ -62,16 +62,21 @@ std::string countText(std::int32_t minimum, std::int32_t maximum, std::int32_t a
            givenText(actual);
 }
 
-std::string kindText(std::int32_t position, const Parameter& parameter, ParamMask mask) {
-    return "parameter " + std::to_string(position) + ", `" + parameter.name + "`, is " + describeKind(parameter.kind) +
+// A program's own, such as a constant, has no name.
+std::string parameterText(const Task& task, std::int32_t position) {
+    const std::string text = "parameter " + std::to_string(position);
+    if (position < 1 || static_cast<std::size_t>(position) > task.parameters.size()) return text;
+    const std::string& name = task.parameters[static_cast<std::size_t>(position - 1)].name;
+    return name.empty() ? text : text + ", " + libzepl::quoted(name);
+}
+
+std::string kindText(const Task& task, std::int32_t position, const Parameter& parameter, ParamMask mask) {
+    return parameterText(task, position) + (parameter.name.empty() ? " is " : ", is ") + describeKind(parameter.kind) +
            ", and " + describeMask(mask) + " is wanted there";
 }
 
 std::string setUpErrorText(const Task& task, ParamError code, std::int32_t index) {
-    std::string text = "parameter " + std::to_string(index);
-    if (index >= 1 && static_cast<std::size_t>(index) <= task.parameters.size())
-        text += ", `" + task.parameters[static_cast<std::size_t>(index - 1)].name + "`";
-    return text + ": " + errorText(code);
+    return parameterText(task, index) + ": " + errorText(code);
 }
 
 }  // namespace
@@ -90,7 +95,7 @@ Slot* param_process(ParamList list, std::int32_t* count, std::int32_t minimum, s
         const Parameter& parameter = task.parameters[static_cast<std::size_t>(position - 1)];
         const ParamMask mask = masks.next();
         if ((parameter.kind & mask) != 0) continue;
-        refuse(e, position, kindText(position, parameter, mask));
+        refuse(e, position, kindText(task, position, parameter, mask));
     }
     va_end(arguments);
     task.listChecked = true;

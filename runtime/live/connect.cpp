@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/sock_diag.h>
+#include <netinet/tcp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -156,6 +157,19 @@ Problem connectProblem(const Address& address, const error_code& error, double t
                            "start the program that listens there; `timeout SECONDS` after the address waits longer");
 }
 
+// A connection of which nothing is heard is asked after 30 seconds, and is lost when it does not answer for 30 more.
+Descriptor kept(int descriptor) {
+    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    const auto set = [&](int level, int option, int value) {
+        ::setsockopt(descriptor, level, option, &value, sizeof value);
+    };
+    set(SOL_SOCKET, SO_KEEPALIVE, 1);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, 30);
+    set(IPPROTO_TCP, TCP_KEEPINTVL, 10);
+    set(IPPROTO_TCP, TCP_KEEPCNT, 3);
+    return Descriptor(descriptor);
+}
+
 template <class Socket, class Endpoint>
 Descriptor connected(const Address& address, const std::vector<Endpoint>& endpoints, double timeout,
                      const Deadline& deadline) {
@@ -171,9 +185,7 @@ Descriptor connected(const Address& address, const std::vector<Endpoint>& endpoi
                     socket.cancel(ignored);
                 });
             if (error) continue;
-            const int descriptor = socket.release();
-            ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-            return Descriptor(descriptor);
+            return kept(socket.release());
         }
         if (!mayPass(error) || Clock::now() >= *deadline) throw connectProblem(address, error, timeout);
         operations.pause(deadline);
@@ -263,9 +275,7 @@ Descriptor Listener::accept(std::optional<double> timeout) {
                                "start the other program; `timeout SECONDS` after the address waits longer");
     if (error) throw address_.problem("cannot be connected to: " + error.message());
     acceptor_->acceptor.close();
-    const int descriptor = socket.release();
-    ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-    return Descriptor(descriptor);
+    return kept(socket.release());
 }
 
 Descriptor Listener::acceptNow() {

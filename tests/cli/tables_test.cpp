@@ -70,7 +70,7 @@ TEST_F(ToolTables, GoToOtherFormatsWhereAllColumnsAreOfOneType) {
     EXPECT_EQ(openSource(allOf("t.wav", 2))->rate(), 50);
     EXPECT_EQ(said("table \"t.npy\" : x, n\n", "", 2),
               "p.zp:11:7: error: t.npy: holds one type, and `x` is double, `n` int16\n  table \"t.npy\" : x, n\n"
-              "        ^~~~~~~\n  write .csv, where each column has its own type\n");
+              "        ^~~~~~~\n  write CSV, by .csv or `format csv`, where each column has its own type\n");
 }
 
 TEST_F(ToolTables, CanBeSentElsewhere) {

@@ -115,7 +115,7 @@ TEST_F(OutputTest, AFileThatCannotBeReadIsNamed) {
               "noending: the name has no ending that says which format it is | the endings are .npy, .csv, .bin, .wav, "
               ".flac, "
               ".aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, .opus, .mp3, .aifc, .avr, .htk, .iff, .svx, "
-              ".mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, .sph; `format wav` and so on after the name "
+              ".mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, .sph; in a procedure `format wav` and so on after the name "
               "says what another one holds");
 }
 
