@@ -171,6 +171,15 @@ TEST(Pace, ResultsAreThoseOfARunThatIsNotHeld) {
         EXPECT_EQ(run(1e5, feed), run(0, feed));
 }
 
+TEST(Pace, HoldsAtTheEndWhatAGeneratorGaveAtOnce) {
+    const auto before = std::chrono::steady_clock::now();
+    TestSession session({.rate = 1000, .pace = 1});
+    const PipeId wave = session.output("wave", 50);
+    session.script("open_write:2 50( pipe_put:2,1 )", wave);
+    EXPECT_EQ(session.run().reason, "");
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(50));
+}
+
 // Gives each of its frames in so many seconds of the clock that stands still otherwise.
 class SlowSource final : public Source {
  public:

@@ -2,6 +2,10 @@
 
 #include "runtime/binder.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "../support/session_support.h"
 #include "files_support.h"
 #include "host/host.h"
@@ -43,6 +47,33 @@ TEST_F(Binder, AllMistakesAreReportedAndNoOutputIsCreated) {
     const Report report = refusalReport(procedure_, diagnostics_);
     EXPECT_EQ(statesOf(report), (Lines{"refused", "refused"}));
     EXPECT_EQ(report.notes.at(1), "line 3: unknown command `AB`");
+}
+
+// What uses a refused name is no mistake of its own, and nothing that the binder trips over.
+TEST_F(Binder, ADefinitionOfWhatIsRefusedIsLeftOut) {
+    put("one.csv", "1\n2\n");
+    const std::pair<const char*, Lines> cases[] = {
+        {"pipe a[2] : double from \"one.csv\"\npipe f : double = a[2] * 2 to \"f.csv\"\n", {"1:25 "}},
+        {"pipe a[2] : double from \"one.csv\"\npipe f[2] : double = a * 2 to \"f.csv\"\n", {"1:25 "}},
+        {"pipe a : double from \"none.csv\"\npipe f : double = a * 2\npipe g : double = f + a to \"g.csv\"\n",
+         {"1:22 "}},
+    };
+    for (const auto& [text, places] : cases) {
+        EXPECT_EQ(bind(text).session, nullptr) << text;
+        Lines told = this->told();
+        for (std::string& line : told) line.resize(5);
+        EXPECT_EQ(told, places) << text;
+    }
+}
+
+TEST_F(Binder, OneStreamFeedsOneChannel) {
+    ASSERT_EQ(::mkfifo(at("fifo").c_str(), 0600), 0);
+    const int writer = ::open(at("fifo").c_str(), O_RDWR | O_CLOEXEC);  // so that nobody waits
+    std::filesystem::create_symlink("fifo", at("same"));
+    EXPECT_EQ(bind("pipe a : int16 from \"fifo\"\npipe b : int16 from \"same\"\nABS (a, b)\n").session, nullptr);
+    EXPECT_EQ(told(), (Lines{"2:21 " + at("same").string() +
+                             ": another channel reads this stream, and each would miss what the other takes"}));
+    ::close(writer);
 }
 
 TEST_F(Binder, AnArgumentIsPassedAsTheKindThatItsTextSays) {
