@@ -158,6 +158,7 @@ class Call {
     static std::string reasonOf(const Report& report) {
         for (const TaskReport& task : report.tasks)
             if (!task.text.empty() && report.status != Report::Status::ok) return task.text;
+        if (report.status == Report::Status::interrupted) return "it was interrupted by a signal before its end";
         return report.status == Report::Status::ok ? "" : report.reason;
     }
     static std::string remedyOf(const Report& report) {

@@ -18,7 +18,7 @@ struct sigaction pythonAction {};
 
 extern "C" void onInterrupt(int signal) {
     if (StopRequest* stop = interrupted.load()) stop->request();
-    if (pythonAction.sa_handler != SIG_IGN && pythonAction.sa_handler != SIG_DFL) pythonAction.sa_handler(signal);
+    pythonAction.sa_handler(signal);
 }
 
 py::dict describeType(const SignatureType& type) {
@@ -86,21 +86,22 @@ Library& library() {
     return loaded;
 }
 
-Interruption::Interruption(std::shared_ptr<StopRequest> stop, bool isMainThread)
-    : stop_(std::move(stop)), isMainThread_(isMainThread) {
-    if (!isMainThread_) return;
+Interruption::Interruption(std::shared_ptr<StopRequest> stop, bool isMainThread) : stop_(std::move(stop)) {
+    if (!isMainThread) return;
+    ::sigaction(SIGINT, nullptr, &before_);
+    hasHandler_ = before_.sa_handler != SIG_IGN && before_.sa_handler != SIG_DFL;
+    if (!hasHandler_) return;
     interrupted = stop_.get();
     struct sigaction action {};
     action.sa_handler = onInterrupt;
     action.sa_flags = SA_RESTART | SA_ONSTACK;  // a task's own stack may be nearly used up
     sigemptyset(&action.sa_mask);
-    ::sigaction(SIGINT, nullptr, &before_);
     pythonAction = before_;
     ::sigaction(SIGINT, &action, nullptr);
 }
 
 Interruption::~Interruption() {
-    if (!isMainThread_) return;
+    if (!hasHandler_) return;
     ::sigaction(SIGINT, &before_, nullptr);
     interrupted = nullptr;
 }

@@ -26,8 +26,9 @@ struct Library {
 };
 Library& library();
 
-// While it lasts, a Ctrl-C also ends the run: on the main thread, to which Python's handlers belong. check() then lets these
-// run, and throws what they raise.
+// While it lasts, a Ctrl-C also ends the run: on the main thread, to which Python's handlers belong, and where the program has
+// a handler. An ignored SIGINT stays ignored, and one with the default action ends the process. Once it is over, check() lets
+// the handlers run, and throws what they raise.
 class Interruption {
  public:
     Interruption(std::shared_ptr<StopRequest> stop, bool isMainThread);
@@ -38,7 +39,7 @@ class Interruption {
 
  private:
     std::shared_ptr<StopRequest> stop_;
-    bool isMainThread_;
+    bool hasHandler_ = false;
     struct sigaction before_ {};
 };
 

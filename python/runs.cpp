@@ -104,12 +104,32 @@ void Run::bind(const py::dict& given) {
     options_.session.cautions = library().cautions;
     bool isMainThread = false;
     take(given, "main_thread", isMainThread);
-    const Interruption interruption(stop_, isMainThread);
     {
+        const Interruption interruption(stop_, isMainThread);
         const py::gil_scoped_release released;
         bound_ = bindProcedure(parsed_, library().commands, options_, diagnostics_);
     }
-    Interruption::check();
+    heedSignals();
+}
+
+// A session that runs still is ended, which takes other threads' time as well.
+Run::~Run() {
+    const py::gil_scoped_release released;
+    bound_.session.reset();
+}
+
+void Run::requestStop() {
+    isStopKnown_ = true;
+    stop_->request();
+}
+
+void Run::heedSignals() {
+    try {
+        Interruption::check();
+    } catch (const py::error_already_set&) {
+        isStopKnown_ = true;
+        throw;
+    }
 }
 
 Session& Run::session() {
@@ -121,14 +141,15 @@ template <class Step>
 void Run::interruptible(bool isMainThread, Step step) {
     {
         const Interruption interruption(stop_, isMainThread);
-        Report report;
-        {
-            const py::gil_scoped_release released;
-            report = step();
+        const py::gil_scoped_release released;
+        const std::lock_guard ending(ending_);
+        if (!isConcluded_) {
+            Report report = step();
+            const py::gil_scoped_acquire acquired;
+            conclude(std::move(report));
         }
-        conclude(std::move(report));
     }
-    Interruption::check();
+    heedSignals();
 }
 
 void Run::run(bool isMainThread, unsigned jobs) {
@@ -146,6 +167,7 @@ void Run::wait(bool isMainThread) {
 void Run::conclude(Report report) {
     report_ = std::move(report);
     report_.procedure = parsed_.source.name;
+    isConcluded_ = true;
     lent_.clear();
     for (Diagnostic& each : diagnose(bound_.procedure, report_, bound_.advice)) diagnostics_.push_back(std::move(each));
 }
@@ -220,6 +242,7 @@ void defineRuns(py::module_& module) {
         .def_property_readonly("rendered", &Run::rendered)
         .def_property_readonly("report_json", &Run::reportJson)
         .def_property_readonly("status", [](const Run& run) { return static_cast<int>(run.report().status); })
+        .def_property_readonly("is_cut_short", &Run::isCutShort)
         .def_property_readonly("reason", [](const Run& run) { return run.report().reason; })
         .def_property_readonly("notes", [](const Run& run) { return run.report().notes; })
         .def_property_readonly("console", [](const Run& run) { return run.report().console; })

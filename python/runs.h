@@ -1,6 +1,7 @@
 // A procedure that is bound, and its run.
 #pragma once
 
+#include <mutex>
 #include <optional>
 
 #include "core.h"
@@ -13,11 +14,21 @@ class Run {
     Run(std::string name, std::string text, const py::dict& options);
 
     bool isBound() const { return bound_.session != nullptr; }
+    ~Run();
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
     // To its end; what Python's handlers of signals raise is thrown once it is there.
     void run(bool isMainThread, unsigned jobs);
     void start();
+    // Any number of threads can wait, also once it has ended.
     void wait(bool isMainThread);
-    void requestStop() { stop_->request(); }
+    void requestStop();
+    const std::shared_ptr<StopRequest>& stop() const { return stop_; }
+    // Lets Python's handlers of signals run, and throws what they raise.
+    void heedSignals();
+    // A signal ended it early, and no exception has said so yet.
+    bool isCutShort() const { return report_.status == Report::Status::interrupted && !isStopKnown_; }
 
     Session& session();
     const Procedure& procedure() const { return bound_.procedure; }
@@ -33,8 +44,9 @@ class Run {
 
  private:
     void bind(const py::dict& given);
+    // The step gives a report, without the interpreter's lock.
     template <class Step>
-    void interruptible(bool isMainThread, Step step);  // gives a report, without the interpreter's lock
+    void interruptible(bool isMainThread, Step step);
     void conclude(Report report);
     py::object collected(const CollectedOutput& output, const py::object& owner) const;
 
@@ -45,6 +57,9 @@ class Run {
     BindOptions options_;
     BoundProcedure bound_;
     Report report_;
+    std::mutex ending_;         // taken without the interpreter's lock only
+    bool isConcluded_ = false;  // the report is there
+    bool isStopKnown_ = false;  // the program asked for the end, or got an exception
 };
 
 }  // namespace python

@@ -325,10 +325,7 @@ class Procedure(Commands):
 
     def check(self, **more: Any) -> list[Mistake]:
         """The mistakes, and the warnings, without a run; each has the Python call that it comes from."""
-        ready = self._prepared((), False, more, check=True)
-        if ready.run.is_bound:
-            ready.run.run(ready.on_main, 1)
-        return _run.mistakes_of(ready.run, self._calls)
+        return self._prepared((), False, more, check=True).check()
 
     def __repr__(self) -> str:
         return f"<zepl procedure of {len(self._lines)} lines>\n{self.text}"

@@ -12,7 +12,7 @@ import numpy as np
 
 from . import _notebook, _options, _zepl
 from ._arrays import Array
-from ._errors import Mistake, ProcedureError, RunError
+from ._errors import Error, Mistake, ProcedureError, RunError
 
 OK, FAILED, REFUSED, INTERRUPTED = range(4)
 Source = Union[str, "os.PathLike[str]"]
@@ -142,7 +142,17 @@ class Prepared:
         result = Result(self.run, report, mistakes)
         if status == FAILED:
             raise RunError(_message(self.run, mistakes, self.calls), mistakes, report, result)
+        if self.run.is_cut_short:
+            raise RunError("the run was interrupted by a signal before its end", mistakes, report, result)
         return result
+
+    def check(self) -> list[Mistake]:
+        """What its set-up finds, of one that was prepared with `check`."""
+        if self.run.is_bound:
+            self.run.run(self.on_main, 1)
+        if self.run.is_cut_short:
+            raise Error("the check was interrupted by a signal before its end")
+        return mistakes_of(self.run, self.calls)
 
 
 def source_of(procedure: Source) -> tuple[str, str]:
@@ -236,7 +246,4 @@ def check(
     procedure: Source, inputs: Mapping[str, Any] | None = None, *, set: Mapping[str, Any] | None = None, **more: Any
 ) -> list[Mistake]:
     """The mistakes of a procedure, and the warnings: it is read, its files are opened and its tasks set up."""
-    ready = prepared(procedure, inputs, options_of(set, **more) | {"check": True})
-    if ready.run.is_bound:
-        ready.run.run(ready.on_main, 1)
-    return mistakes_of(ready.run, {})
+    return prepared(procedure, inputs, options_of(set, **more) | {"check": True}).check()

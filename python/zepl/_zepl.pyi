@@ -8,6 +8,7 @@ class Run:
     rendered: str
     report_json: str
     status: int
+    is_cut_short: bool
     reason: str
     notes: list[str]
     console: list[str]
