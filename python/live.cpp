@@ -2,7 +2,7 @@
 
 #include "runtime/live.h"
 
-#include <chrono>
+#include <mutex>
 #include <utility>
 
 #include "runs.h"
@@ -48,20 +48,26 @@ py::dict dictOf(const Snapshot& snapshot) {
         variables[py::str(variable.name)] =
             std::visit([](auto value) -> py::object { return py::cast(value); }, variable.value);
     return py::dict(py::arg("phase") = phases[static_cast<std::size_t>(snapshot.phase)],
-                    py::arg("round") = snapshot.round, py::arg("frames") = snapshot.frames,
-                    py::arg("seconds") = snapshot.seconds, py::arg("tasks") = tasks, py::arg("pipes") = pipes,
-                    py::arg("variables") = variables);
+                    py::arg("current") = snapshot.isCurrent, py::arg("round") = snapshot.round,
+                    py::arg("frames") = snapshot.frames, py::arg("seconds") = snapshot.seconds,
+                    py::arg("tasks") = tasks, py::arg("pipes") = pipes, py::arg("variables") = variables);
 }
 
-// The end of a live input, which keeps its session.
+// The end of a live input, which keeps its session. Threads take turns: what one of them pushes comes without a gap.
 class Pusher {
  public:
     Pusher(std::shared_ptr<Run> run, LiveInput& input) : run_(std::move(run)), input_(input) {}
-    std::size_t push(const py::array& samples, bool waits) {
+    std::size_t push(const py::array& samples, bool waits, bool isMainThread) {
         const void* elements = samples.data();
         const auto count = static_cast<std::size_t>(samples.size());
-        const py::gil_scoped_release released;
-        return waits ? input_.pushAllRaw(elements, count) : input_.pushRaw(elements, count);
+        std::size_t pushed = 0;
+        {
+            const Interruption interruption(run_->stop(), waits && isMainThread);
+            const py::gil_scoped_release released;
+            pushed = waits ? pushAll(elements, count) : pushWhatFits(elements, count);
+        }
+        run_->heedSignals();
+        return pushed;
     }
     void finish() { input_.finish(); }
     std::string type() const { return std::string(nameOf(input_.type())); }
@@ -69,8 +75,19 @@ class Pusher {
     bool ended() const { return input_.ended(); }
 
  private:
+    std::size_t pushAll(const void* elements, std::size_t count) {
+        const std::lock_guard turn(turn_);
+        return input_.pushAllRaw(elements, count);
+    }
+    // Nothing, while another thread waits for room.
+    std::size_t pushWhatFits(const void* elements, std::size_t count) {
+        const std::unique_lock turn(turn_, std::try_to_lock);
+        return turn.owns_lock() ? input_.pushRaw(elements, count) : 0;
+    }
+
     std::shared_ptr<Run> run_;
     LiveInput& input_;
+    std::mutex turn_;  // taken without the interpreter's lock only
 };
 
 }  // namespace

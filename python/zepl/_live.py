@@ -28,6 +28,10 @@ class Watched:
     ended: bool
 
 
+def _on_main() -> bool:
+    return threading.current_thread() is threading.main_thread()
+
+
 class Live:
     """A session that runs in a thread of its own, as zepl.start and Procedure.start give it.
 
@@ -46,12 +50,12 @@ class Live:
 
     def push(self, name: str, samples: Any, *, wait: bool = True) -> int:
         """Gives samples to a live input and returns how many it took: all, once there is room for them, or with wait=False
-        what fits now; fewer once the run has ended. One thread at a time may push to an input."""
+        what fits now; fewer once the run has ended. Threads that push to one input take turns, each for all of its samples."""
         pusher = self._pusher(name)
         array = samples_for(name, samples, pusher.type)
         if array.ndim != 1:
             raise ValueError(f"`{name}` takes one stream, and is given {array.shape[1]} channels")
-        return int(pusher.push(array if array.flags.c_contiguous else array.copy(), wait))
+        return int(pusher.push(array if array.flags.c_contiguous else array.copy(), wait, _on_main()))
 
     def finish(self, name: str | None = None) -> None:
         """Nothing more comes: to that input, or to any."""
@@ -77,7 +81,8 @@ class Live:
         return WatchEvents(_zepl.watch_trigger(self._ready.run, name, events))
 
     def snapshot(self) -> dict[str, Any]:
-        """How the run stands: tasks with what they wait for, pipes, values of variables."""
+        """How the run stands: tasks with what they wait for, pipes, values of variables. `current` is False where no
+        round ended in time, so that this is how it stood before."""
         return dict(_zepl.snapshot(self._ready.run))
 
     def pause(self) -> None:
@@ -94,8 +99,8 @@ class Live:
 
     def wait(self) -> Result:
         """Waits for the end and returns the result, or raises what the run ended with. Live inputs are to be finished first."""
+        self._ready.run.wait(_on_main())
         if self._result is None:
-            self._ready.run.wait(threading.current_thread() is threading.main_thread())
             self._result = self._ready.result()
         return self._result
 
