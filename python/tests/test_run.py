@@ -1,6 +1,7 @@
 """Procedures on arrays: what goes in, what comes out, and what is refused."""
 
 import os
+import pickle
 import signal
 import threading
 import tracemalloc
@@ -118,6 +119,20 @@ def test_a_run_that_fails_has_its_report():
     with pytest.raises(zepl.RunError) as raised:
         zepl.run(OFFSET, {"x": np.zeros(1 << 20, np.int16)}, memory="1M")
     assert raised.value.report["status"] == "failed" and "no memory is left" in str(raised.value)
+
+
+def test_exceptions_go_to_other_processes():
+    for call in (
+        lambda: zepl.run("pipe x : int15\n"),
+        lambda: zepl.run(OFFSET, {"x": np.zeros(1 << 20, np.int16)}, memory="1M"),
+        lambda: zepl.run(OFFSET, {"x": SAMPLES}, rate=-1),
+    ):
+        with pytest.raises(zepl.Error) as raised:
+            call()
+        copy = pickle.loads(pickle.dumps(raised.value))
+        assert type(copy) is type(raised.value) and str(copy) == str(raised.value)
+        assert copy.__dict__.keys() == raised.value.__dict__.keys()
+        assert getattr(copy, "diagnostics", 0) == getattr(raised.value, "diagnostics", 0)
 
 
 @pytest.mark.parametrize("feed", ["whole", "random:7", 3, "lockstep"])

@@ -27,6 +27,8 @@ class Mistake:
 class Error(Exception):
     """Any failure that the package reports. `hint` is what to do."""
 
+    # Unpickling calls each class with the text alone, and restores the fields afterwards.
+
     def __init__(self, message: str, hint: str = "") -> None:
         super().__init__(message + (f"\n  {hint}" if hint else ""))
         self.message = message
@@ -36,17 +38,25 @@ class Error(Exception):
 class ProcedureError(Error):
     """A procedure that cannot run: `diagnostics` are its mistakes."""
 
-    def __init__(self, message: str, diagnostics: list[Mistake], report: dict[str, Any] | None = None) -> None:
+    def __init__(
+        self, message: str, diagnostics: list[Mistake] | None = None, report: dict[str, Any] | None = None
+    ) -> None:
         super().__init__(message)
-        self.diagnostics = diagnostics
+        self.diagnostics = diagnostics or []
         self.report = report or {}
 
 
 class RunError(Error):
     """A run that failed: `report` says how, `result` has what there was by then."""
 
-    def __init__(self, message: str, diagnostics: list[Mistake], report: dict[str, Any], result: Any = None) -> None:
+    def __init__(
+        self,
+        message: str,
+        diagnostics: list[Mistake] | None = None,
+        report: dict[str, Any] | None = None,
+        result: Any = None,
+    ) -> None:
         super().__init__(message)
-        self.diagnostics = diagnostics
-        self.report = report
+        self.diagnostics = diagnostics or []
+        self.report = report or {}
         self.result = result
