@@ -115,6 +115,64 @@ def test_functions_refuse_what_does_not_fit():
     assert zepl.offset(SAMPLES[:0], 5).size == 0
 
 
+def by_function(samples, abscissa, ordinate):
+    return zepl.interp(samples, abscissa, ordinate)
+
+
+def by_procedure(samples, abscissa, ordinate):
+    p = zepl.Procedure()
+    y = p.pipe("y", samples.dtype)
+    p.INTERP(p.pipe("x", samples.dtype, samples), abscissa, ordinate, y)
+    return p.run()["y"]
+
+
+@pytest.mark.parametrize("call", [by_function, by_procedure])
+@pytest.mark.parametrize(
+    "given, dtype",
+    [
+        ([0, 1, 2], np.float64),
+        ([0.0, 1, 2], np.float32),
+        ([0, 1, 2], np.int16),
+        ((0, 40000, 80000), np.int32),
+        ([-32768, 0, 32767], np.int16),
+        (np.array([0, 1, 2]), np.int16),
+        (np.array([0, 1, 2], ">f8"), np.float64),
+        (np.arange(6, dtype=np.int32)[::2], np.int32),
+        (np.array([[0], [1], [2]], np.float16), np.float32),
+    ],
+    ids=str,
+)
+def test_lists_and_arrays_stand_for_vectors(call, given, dtype):
+    points = np.asarray(given).reshape(-1).astype(dtype)
+    assert call(points, given, given).tolist() == points.tolist()
+
+
+@pytest.mark.parametrize("call", [by_function, by_procedure])
+@pytest.mark.parametrize(
+    "given, said",
+    [
+        (np.ma.array([0, 1], np.int16, mask=[0, 1]), "x.filled(0)"),
+        ([0, 1j], "real and the imaginary part"),
+        (["a", "b"], "samples are numbers"),
+        (np.zeros((2, 2), np.int16), "shape (2, 2)"),
+        (np.array([-(2**63), 0]), "does not hold -9223372036854775808"),
+        (np.array([0, 40000]), "a vector of int32"),
+        (np.array([], np.int64), "not equally long"),
+    ],
+    ids=str,
+)
+def test_vectors_refuse_what_arrays_refuse(call, given, said):
+    with pytest.raises((TypeError, ValueError, zepl.Error)) as raised:
+        call(SAMPLES, given, [0, 1])
+    assert said in str(raised.value)
+
+
+def test_calls_that_differ_in_the_sign_of_zero_differ():
+    zero = np.array([-0.0])
+    signs = [bool(np.signbit(zepl.offset(zero, offset)[0])) for offset in (0.0, -0.0, 0.0, np.float64(-0.0))]
+    assert signs == [False, True, False, True]
+
+
 def test_every_command_has_a_method_that_agrees_with_its_page():
     assert len(zepl.commands()) >= 81
     for name in zepl.commands():

@@ -9,11 +9,10 @@
 help(zepl.OFFSET) is the page about a command.
 """
 
-from . import _commands
 from ._arrays import Array
 from ._batch import Rows, batch
 from ._commands import *  # noqa: F403
-from ._commands import load_module
+from ._commands import commands, load_module
 from ._errors import Error, Mistake, ProcedureError, RunError
 from ._live import Live, start
 from ._procedure import Pipe, Procedure, Trigger, Variable, Vector
@@ -24,8 +23,3 @@ __all__ = [
     "Array", "Error", "Live", "Mistake", "Pipe", "Procedure", "ProcedureError", "Result", "Rows", "RunError", "Table", "Trigger", "Variable",
     "Vector", "batch", "check", "load_module", "run", "start",
 ]
-
-
-def commands() -> list[str]:
-    """The names of the installed commands."""
-    return sorted(_commands.FORMS)

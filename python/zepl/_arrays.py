@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from collections.abc import Iterator, Sequence
 from typing import Any
 
 import numpy as np
@@ -101,6 +102,43 @@ def samples_for(name: str, given: Any, kind: str, converts: bool = False) -> Arr
         f"`{name}` is of {kind}, and {array.dtype} samples do not fit it without loss: declare it double, ask for a "
         f"conversion (`from FILE convert rounded`, or convert='rounded'), or convert them, x.astype(np.{wanted})"
     )
+
+
+def is_vector(given: Any) -> bool:
+    """Whether an argument stands for a vector."""
+    return isinstance(given, (list, tuple)) or (isinstance(given, np.ndarray) and given.ndim > 0)
+
+
+def vector_of(given: Any) -> Array:
+    """What stands for a vector in a list of arguments. It has the array's type; other integers are int16 where that holds all
+    of them and else int32."""
+    array = _numbers("vector", given)
+    if array.ndim == 2 and array.shape[1] != 1:
+        raise ValueError(f"`vector` is given an array of shape {array.shape}: a vector has the shape (elements,)")
+    if array.dtype in NAMES:
+        return np.ascontiguousarray(_shaped("vector", array))
+    if array.dtype.kind == "f":
+        return samples_for("vector", array, "float")
+    limits = np.iinfo(np.int16)
+    small = array.size == 0 or (array.min() >= limits.min and array.max() <= limits.max)
+    return samples_for("vector", array, "int16" if small else "int32")
+
+
+def with_vectors(arguments: Sequence[Any]) -> Iterator[list[Any]]:
+    """The arguments with arrays in place of lists: as vector_of has them, then lists, which have no type of their own, also in
+    other types that hold them."""
+    yield [vector_of(each) if is_vector(each) else each for each in arguments]
+    if not any(isinstance(each, (list, tuple)) for each in arguments):
+        return
+    for kind in ("double", "float", "int32", "int16"):
+        try:
+            yield [
+                np.ascontiguousarray(samples_for("vector", each, kind)) if isinstance(each, (list, tuple))
+                else vector_of(each) if is_vector(each) else each
+                for each in arguments
+            ]
+        except (TypeError, ValueError):
+            pass
 
 
 def stream_of(command: str, given: Any) -> Array:

@@ -5,6 +5,7 @@ from __future__ import annotations
 
 import inspect
 import os
+import struct
 import threading
 from collections.abc import Callable, Sequence
 from typing import Any
@@ -12,14 +13,16 @@ from typing import Any
 import numpy as np
 
 from . import _zepl
-from ._arrays import DTYPES, NAMES, stream_of, type_name
-from ._errors import ProcedureError, RunError
+from ._arrays import NAMES, is_vector, stream_of, type_name, with_vectors
+from ._errors import RunError
 from ._options import number_text
 from ._signatures import Form, Item, forms_of, listed, signature_of, streams_of
 
 __all__: list[str] = []
 _main_thread = threading.main_thread().ident
 FORMS: dict[str, list[Form]] = {}
+# What is made, by its names. It is apart from this module's own names, as commands have names such as abs.
+_made: dict[str, Any] = {}
 
 
 class Commands:
@@ -50,14 +53,16 @@ def _described(argument: Any, vectors: list[Any], words: Sequence[str]) -> tuple
     """An argument as a Call takes it; arrays are added to the vectors."""
     if isinstance(argument, str):
         return ("word" if argument in words else "text", argument)
-    if isinstance(argument, (list, tuple)):
-        argument = np.asarray(argument, np.float64 if any(isinstance(each, float) for each in argument) else None)
-    if isinstance(argument, np.ndarray) and argument.ndim > 0:
-        if argument.dtype not in NAMES:
-            argument = argument.astype(np.int16 if argument.dtype.kind in "iu" and abs(argument).max() < 32768 else np.float64)
-        vectors.append(np.ascontiguousarray(argument))
+    if is_vector(argument):
+        vectors.append(argument)
         return ("vector", NAMES[argument.dtype], len(argument), len(vectors) - 1)
     return ("number", *typed_number(argument))
+
+
+def _shown(described: tuple[Any, ...]) -> str:
+    if described[0] == "vector":
+        return f"vector {described[3] + 1}"
+    return str(described[min(1, len(described) - 1)])
 
 
 def typed_number(value: Any) -> tuple[Any, str]:
@@ -66,6 +71,11 @@ def typed_number(value: Any) -> tuple[Any, str]:
         return value.item(), NAMES[value.dtype]
     number_text(value)  # refuses what is no number
     return (value.item() if isinstance(value, np.generic) else int(value) if isinstance(value, bool) else value), ""
+
+
+def _key(value: Any) -> Any:
+    """What tells an argument from others: of a float its bits, as -0.0 equals 0.0, and nan does not equal itself."""
+    return struct.pack("d", value) if isinstance(value, (float, np.floating)) else value
 
 
 def _wanted_types(source: str, dtype: Any) -> list[str]:
@@ -85,23 +95,23 @@ def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
 
     def prepare(samples: Any, args: Sequence[Any], dtype: Any) -> tuple[Any, list[Any]]:
         """A Call, and the vectors of this use."""
-        vectors: list[Any] = []
         words = _zepl.words()
-        described = [_described(each, vectors, words) for each in args]
         kind = NAMES[samples.dtype]
         types = _wanted_types(kind, dtype)
         failure: Exception | None = None
-        for form, places in zip(inner, at):
-            if len(form) != len(described):
-                continue
-            full = list(described)
-            for place, role in sorted(zip(places, ("source", "destination"))):
-                full.insert(place, (role,))
-            shown = [str(each[1]) if len(each) > 1 else each[0] for each in full]
-            try:
-                return _zepl.Call(command, full, kind, types, shown), vectors
-            except Exception as error:
-                failure = failure or error
+        for values in with_vectors(args):
+            vectors: list[Any] = []
+            described = [_described(each, vectors, words) for each in values]
+            for form, places in zip(inner, at):
+                if len(form) != len(described):
+                    continue
+                full = list(described)
+                for place, role in sorted(zip(places, ("source", "destination"))):
+                    full.insert(place, (role,))
+                try:
+                    return _zepl.Call(command, full, kind, types, [_shown(each) for each in full]), vectors
+                except Exception as error:
+                    failure = failure or error
         takes = " or ".join(str(len(form)) for form in inner)
         raise failure or TypeError(f"{name} takes {takes} arguments after the samples, and is given {len(args)}")
 
@@ -116,7 +126,7 @@ def _function(command: str, forms: list[Form], page: str) -> Callable[..., Any]:
             samples = stream_of(name, samples)
         vectors: list[Any] = []
         try:
-            key = (samples.dtype, dtype, rest, *map(type, rest))
+            key = (samples.dtype, dtype, *map(_key, rest), *map(type, rest))
             call = calls.get(key)
         except TypeError:  # lists and arrays
             call, vectors = prepare(samples, rest, dtype)
@@ -148,12 +158,16 @@ def _install(start: int) -> None:
         FORMS[command] = forms
         method = _method(command, forms, page)
         setattr(Commands, command, method)
-        globals()[command] = method
-        __all__.append(command)
+        _made[command] = method
         usable = [form for form in forms if streams_of(form)]
         if usable:
-            globals()[command.lower()] = _function(command, usable, page)
-            __all__.append(command.lower())
+            _made[command.lower()] = _function(command, usable, page)
+    __all__[:] = _made
+
+
+def commands() -> list[str]:
+    """The names of the installed commands."""
+    return sorted(FORMS)
 
 
 def load_module(file: str | os.PathLike[str]) -> list[str]:
@@ -165,8 +179,14 @@ def load_module(file: str | os.PathLike[str]) -> list[str]:
     import zepl
 
     for name in __all__[known:]:
-        setattr(zepl, name, globals()[name])
+        setattr(zepl, name, _made[name])
     return [name for name in __all__[known:] if name in FORMS]
+
+
+def __getattr__(name: str) -> Any:
+    if name in _made:
+        return _made[name]
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
 
 
 _install(0)

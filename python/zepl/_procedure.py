@@ -12,7 +12,7 @@ from typing import Any
 import numpy as np
 
 from . import _options, _run, _zepl
-from ._arrays import samples_for, type_name
+from ._arrays import NAMES, is_vector, samples_for, type_name, with_vectors
 from ._commands import Commands, typed_number
 from ._errors import Mistake
 from ._live import Live, capacities
@@ -248,21 +248,16 @@ class Procedure(Commands):
             return given.name
         if isinstance(given, str):
             return given if given in _zepl.words() else _quoted(given)
-        if isinstance(given, (list, tuple, np.ndarray)) and np.ndim(given) > 0:
-            return self._anonymous(given).name
+        if is_vector(given):
+            return self.vector(f"vector_{next(self._vectors)}", given.dtype, given).name
         value, kind = typed_number(given)
         return _options.number_text(value) + (f":{kind}" if kind else "")
 
-    def _anonymous(self, given: Any) -> Vector:
-        values = np.asarray(given)
-        if values.dtype.kind in "iu" and values.dtype not in (np.int16, np.int32):
-            values = samples_for("vector", values, "int16" if abs(values).max(initial=0) < 32768 else "int32")
-        return self.vector(f"vector_{next(self._vectors)}", values.dtype, values)
-
     def _add(self, command: str, arguments: Sequence[Any]) -> None:
-        texts = [self._argument(each) for each in arguments]
+        tries = [(values, _zepl.roles(command, [self._role(each) for each in values])) for values in with_vectors(arguments)]
+        values, roles = next(((values, roles) for values, roles in tries if any(roles)), tries[0])
+        texts = [self._argument(each) for each in values]
         self._write(f"{command} ({', '.join(texts)})", f"{command}({', '.join(texts)})")
-        roles = _zepl.roles(command, [self._role(each, text) for each, text in zip(arguments, texts)])
         for given, direction in zip(arguments, roles):
             if isinstance(given, (Pipe, Trigger)):
                 if direction == "out":
@@ -270,17 +265,16 @@ class Procedure(Commands):
                 else:
                     self._read.add(given.base)
 
-    def _role(self, given: Any, text: str) -> tuple[Any, ...]:
+    def _role(self, given: Any) -> tuple[Any, ...]:
         if isinstance(given, Vector):
             values = self._inputs.get(given.name)
             return ("vector", given.type, len(values) if values is not None else 1, 0)
         if isinstance(given, Named):
             return (given._kind, given.type)
         if isinstance(given, str):
-            return ("word" if text == given else "text", given)
-        if np.ndim(given) > 0:
-            vector = self._names[text]
-            return ("vector", vector.type, len(given), 0)
+            return ("word" if given in _zepl.words() else "text", given)
+        if is_vector(given):
+            return ("vector", NAMES[given.dtype], len(given), 0)
         return ("number", *typed_number(given))
 
     def _prepared(
