@@ -55,13 +55,31 @@ def _exactly(name: str, array: Array, wanted: np.dtype[Any]) -> Array:
         converted = array.astype(wanted)
         # An integer that a float rounds up to 2^63 has no way back.
         same = (converted.astype(array.dtype) == array) & ((converted < 0) == (array < 0))
-    if not same.all():
-        first = np.flatnonzero(~same.reshape(-1))[0]
-        raise ValueError(
-            f"`{name}` is of {NAMES[wanted]}, which does not hold {array.reshape(-1)[first]} (sample {first}, counted from "
-            f"0): declare a wider type, or bring the samples into range, as x.clip(-32768, 32767) does for int16"
-        )
+    _refuse_some(name, array, wanted, ~same)
     return converted
+
+
+def _narrowed(name: str, array: Array, wanted: np.dtype[Any]) -> Array:
+    """Floats in a type that rounds them, and has to hold each."""
+    with np.errstate(over="ignore"):
+        converted = array.astype(wanted)
+    _refuse_some(name, array, wanted, np.isinf(converted) & np.isfinite(array))
+    return converted
+
+
+def _refuse_some(name: str, array: Array, wanted: np.dtype[Any], lost: Array) -> None:
+    """Refuses samples that are lost in the wanted type."""
+    if not lost.any():
+        return
+    if wanted.kind == "i":
+        limits = np.iinfo(wanted)
+        remedy = f"declare a wider type, or bring the samples into range, x.clip({limits.min}, {limits.max})"
+    else:
+        remedy = "declare it double" if wanted == np.float32 else f"x.astype(np.{wanted}) rounds the samples"
+    first = np.flatnonzero(lost.reshape(-1))[0]
+    raise ValueError(
+        f"`{name}` is of {NAMES[wanted]}, which does not hold {array.reshape(-1)[first]} (sample {first}, counted from 0): {remedy}"
+    )
 
 
 def _shaped(name: str, array: Array) -> Array:
@@ -97,7 +115,7 @@ def samples_for(name: str, given: Any, kind: str, converts: bool = False) -> Arr
     if array.dtype.kind in "biu":
         return _exactly(name, array, wanted)
     if wanted.kind == "f" and (array.dtype.itemsize < wanted.itemsize or not isinstance(given, np.ndarray)):
-        return array.astype(wanted)
+        return _narrowed(name, array, wanted)
     raise TypeError(
         f"`{name}` is of {kind}, and {array.dtype} samples do not fit it without loss: declare it double, ask for a "
         f"conversion (`from FILE convert rounded`, or convert='rounded'), or convert them, x.astype(np.{wanted})"
