@@ -15,7 +15,7 @@ import numpy as np
 from . import _zepl
 from ._arrays import NAMES, is_vector, stream_of, type_name, with_vectors
 from ._errors import RunError
-from ._options import number_text
+from ._options import number
 from ._signatures import Form, Item, forms_of, listed, signature_of, streams_of
 
 __all__: list[str] = []
@@ -69,8 +69,7 @@ def typed_number(value: Any) -> tuple[Any, str]:
     """A number, and its type where it says one that is not Python's own."""
     if isinstance(value, (np.int16, np.int32, np.float32)):
         return value.item(), NAMES[value.dtype]
-    number_text(value)  # refuses what is no number
-    return (value.item() if isinstance(value, np.generic) else int(value) if isinstance(value, bool) else value), ""
+    return number(value), ""
 
 
 def _key(value: Any) -> Any:

@@ -235,10 +235,9 @@ def run(
 
 
 def finish(ready: Prepared, jobs: int | None = None) -> Result:
-    if jobs is not None and jobs < 1:
-        raise ValueError(f"jobs={jobs}: 1 is the least")
+    engines = 0 if jobs is None else _options.whole("jobs", jobs, 1, (1 << 32) - 1)
     ready.refuse()
-    ready.run.run(ready.on_main, jobs or 0)
+    ready.run.run(ready.on_main, engines)
     return ready.result()
 
 
