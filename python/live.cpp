@@ -90,6 +90,32 @@ class Pusher {
     std::mutex turn_;  // taken without the interpreter's lock only
 };
 
+// A Problem where the name is that of an array, whose elements are meant.
+template <class Declarations>
+void expectElement(const Declarations& declared, const std::string& name) {
+    std::vector<std::string> elements;
+    for (const auto& each : declared)
+        if (each.name.starts_with(name + "[")) elements.push_back(libzepl::quoted(each.name));
+    if (!elements.empty())
+        throw Problem(libzepl::quoted(name) + " is an array, and one element is taken at a time",
+                      "its elements are " + elements.front() + " to " + elements.back());
+}
+
+PipeId pipeOf(Run& run, const std::string& name) {
+    expectElement(run.procedure().pipes, name);
+    return run.session().pipeNamed(name);
+}
+
+TriggerId triggerOf(Run& run, const std::string& name) {
+    expectElement(run.procedure().triggers, name);
+    return run.session().triggerNamed(name);
+}
+
+VariableId variableOf(Run& run, const std::string& name) {
+    expectElement(run.procedure().variables, name);
+    return run.session().variableNamed(name);
+}
+
 }  // namespace
 
 void defineLive(py::module_& module) {
@@ -103,20 +129,20 @@ void defineLive(py::module_& module) {
     py::class_<TriggerTap>(module, "TriggerTap").def("take", lookAtEvents);
     module.def("feed_live",
                [](const std::shared_ptr<Run>& run, const std::string& name, std::size_t capacity, int channels) {
-                   Session& session = run->session();
-                   return std::make_unique<Pusher>(run, session.feedLive(session.pipeNamed(name), capacity, channels));
+                   const PipeId pipe = pipeOf(*run, name);
+                   return std::make_unique<Pusher>(run, run->session().feedLive(pipe, capacity, channels));
                });
     module.def("set_value", [](Run& run, const std::string& name, const py::object& value) {
-        run.session().setNumber(run.session().variableNamed(name), numberOf(value));
+        run.session().setNumber(variableOf(run, name), numberOf(value));
     });
     module.def("set_paused", [](Run& run, bool isPaused) { run.session().setPaused(isPaused); });
     module.def("watch", [](Run& run, const std::string& name, std::size_t elements, std::size_t columns,
                            std::uint64_t perColumn) {
-        const PipeId pipe = run.session().pipeNamed(name);
-        return run.session().watch(pipe, {.elements = elements, .columns = columns, .perColumn = perColumn});
+        return run.session().watch(pipeOf(run, name),
+                                   {.elements = elements, .columns = columns, .perColumn = perColumn});
     });
     module.def("watch_trigger", [](Run& run, const std::string& name, std::size_t events) {
-        return run.session().watch(run.session().triggerNamed(name), events);
+        return run.session().watch(triggerOf(run, name), events);
     });
     module.def("snapshot", [](Run& run) {
         Snapshot snapshot;

@@ -207,7 +207,7 @@ def test_a_live_session_takes_samples_and_values():
         while session.snapshot()["pipes"][1]["written"] < 6:
             pass
         session.pause()
-        assert session.snapshot()["phase"] == "paused"
+        assert session.snapshot()["phase"] == "paused" and session.snapshot()["current"]
         session.set("v", 10)
         session.push("x", [1])
         held = session.snapshot()
@@ -218,6 +218,28 @@ def test_a_live_session_takes_samples_and_values():
     assert seen.samples.tolist() == session.result["y"].tolist() and seen.ended
     with pytest.raises(KeyError):
         session.push("z", SAMPLES)
+
+
+PAIR = "pipe x[2] : int16\nvariable v[2] : int16 = [1, 2]\npipe y[2] : int16 to \"y.npy\"\nOFFSET (x, v, y)\n"
+
+
+@pytest.mark.parametrize(
+    "call, said",
+    [
+        (lambda: zepl.start(PAIR, live=["x"]), "its elements are `x[1]` to `x[2]`"),
+        (lambda: zepl.start(PAIR, live={"x[1]": -1}), "live['x[1]']=-1: 1 to"),
+        (lambda: zepl.start(PAIR, {"x": SAMPLES.reshape(3, 2)}, live=["x[1]"]), "live has `x[1]`, and inputs has `x` as well"),
+        (lambda: procedure()[0].start(live=["x"]), "live has `x`, and the procedure has samples for `x` as well"),
+        (lambda: zepl.start(PAIR).watch("y[1]", -1), "samples=-1: 0 to"),
+        (lambda: zepl.start(PAIR).watch("y[1]", columns=5), "per_column="),
+        (lambda: zepl.start(PAIR).set("v", 1), "its elements are `v[1]` to `v[2]`"),
+        (lambda: zepl.start(PAIR).set("v[1]", "a"), "'a' is no number"),
+    ],
+)
+def test_live_sessions_refuse_what_does_not_fit(call, said):
+    with pytest.raises((TypeError, ValueError, zepl.Error)) as raised:
+        call()
+    assert said in str(raised.value)
 
 
 def test_a_started_procedure_leaves_the_file_of_a_live_input_aside():

@@ -69,16 +69,20 @@ class Live:
 
     def set(self, name: str, value: Any) -> None:
         """Gives a variable a value, from the end of the present round on."""
-        _zepl.set_value(self._ready.run, name, value.item() if hasattr(value, "item") else value)
+        _zepl.set_value(self._ready.run, name, _options.number(value))
 
     def watch(self, name: str, samples: int = 0, *, columns: int = 0, per_column: int = 0) -> Watch:
         """Looks at what is written to a pipe, from now on: the last `samples`, or the least and the greatest of each of the
         last `columns` of `per_column` samples. It never holds the stream up."""
-        return Watch(_zepl.watch(self._ready.run, name, samples, columns, per_column))
+        numbers = {"samples": samples, "columns": columns, "per_column": per_column}
+        sizes = [_options.whole(option, value) for option, value in numbers.items()]
+        if columns > 0 and per_column == 0:
+            raise ValueError(f"columns={columns}: give the samples of a column as well, per_column=")
+        return Watch(_zepl.watch(self._ready.run, name, *sizes))
 
     def watch_events(self, name: str, events: int = 1000) -> WatchEvents:
         """The same for the events of a trigger: the last so many between two looks."""
-        return WatchEvents(_zepl.watch_trigger(self._ready.run, name, events))
+        return WatchEvents(_zepl.watch_trigger(self._ready.run, name, _options.whole("events", events, 1)))
 
     def snapshot(self) -> dict[str, Any]:
         """How the run stands: tasks with what they wait for, pipes, values of variables. `current` is False where no
@@ -141,10 +145,18 @@ class WatchEvents:
         return first, positions, ended
 
 
-def capacities(live: Iterable[str] | Mapping[str, int]) -> dict[str, int]:
+def capacities(live: Iterable[Any] | Mapping[Any, int], given: Iterable[str], has: str) -> dict[str, int]:
+    """How many samples wait at most, by the names of live inputs, none of which is given something else to read."""
     if isinstance(live, str):
         live = [live]
-    return dict(live) if isinstance(live, Mapping) else {str(name): CAPACITY for name in live}
+    wanted = {str(name): live[name] if isinstance(live, Mapping) else CAPACITY for name in live}
+    given = list(given)
+    for name, capacity in wanted.items():
+        _options.whole(f"live[{name!r}]", capacity, 1)
+        for other in given:
+            if other in (name, name.partition("[")[0]) or other.partition("[")[0] == name:
+                raise ValueError(f"live has `{name}`, and {has} `{other}` as well: leave out one of the two")
+    return wanted
 
 
 def start(
@@ -160,6 +172,6 @@ def start(
 ) -> Live:
     """Starts a procedure in a thread of its own. `live` names the pipes that push() feeds, in place of their files; as a dict
     with how many samples wait at most. The other options are those of zepl.run."""
-    wanted = capacities(live)
+    wanted = capacities(live, inputs or {}, "inputs has")
     options = _run.options_of(set, files, out, collect, **more) | {"fed": {name for name in wanted}}
     return Live(_run.prepared(procedure, inputs, options), wanted)

@@ -314,7 +314,7 @@ class Procedure(Commands):
         **more: Any,
     ) -> Live:
         """Starts it in a thread of its own; `live` names the pipes that push() feeds."""
-        wanted = capacities(live)
+        wanted = capacities(live, self._inputs, "the procedure has samples for")
         return Live(self._prepared(collect, files, {"set": set, **more}, fed={*wanted}), wanted)
 
     def check(self, **more: Any) -> list[Mistake]:
