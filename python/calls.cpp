@@ -103,7 +103,8 @@ class Call {
             report = session->run();
         }
         if (stop != nullptr && stop->requested()) Interruption::check();
-        return py::make_tuple(resultOf(std::move(session), result), reasonOf(report), remedyOf(report));
+        return py::make_tuple(resultOf(std::move(session), result), inPython(reasonOf(report)),
+                              inPython(remedyOf(report)));
     }
 
  private:

@@ -3,6 +3,7 @@
 #include "core.h"
 
 #include <atomic>
+#include <regex>
 #include <utility>
 
 #include "cli/pages.h"
@@ -154,6 +155,18 @@ Number numberOf(const py::handle& value) {
     return number;
 }
 
+std::string inPython(const std::string& text) {
+    static const std::pair<std::regex, const char*> changes[] = {
+        {std::regex("--feed (whole|lockstep|random:[0-9]+)"), "feed=\"$1\""},
+        {std::regex("--in ([A-Za-z_])"), "inputs $1"},
+        {std::regex("--(set|out) ([A-Za-z_])"), "$1 $2"},
+        {std::regex("--(memory|feed|block|patience|rate|pace)\\b"), "$1="},
+    };
+    std::string changed = text;
+    for (const auto& [option, name] : changes) changed = std::regex_replace(changed, option, name);
+    return changed;
+}
+
 py::list listOf(const std::vector<Diagnostic>& diagnostics) {
     static constexpr const char* severities[] = {"error", "warning", "caution", "arrival"};
     py::list list;
@@ -173,7 +186,7 @@ PYBIND11_MODULE(_zepl, module) {
             if (thrown) std::rethrow_exception(thrown);
         } catch (const Problem& problem) {
             const py::object error = py::module_::import("zepl._errors").attr("Error");
-            PyErr_SetObject(error.ptr(), py::make_tuple(problem.what(), problem.remedy()).ptr());
+            PyErr_SetObject(error.ptr(), py::make_tuple(inPython(problem.what()), inPython(problem.remedy())).ptr());
         }
     });
     module.def("commands_from", commandsFrom);

@@ -52,6 +52,8 @@ py::array arrayOn(std::span<const std::byte> bytes, ElementType type, std::size_
 MemorySamples samplesOf(const py::array& array);
 Number numberOf(const py::handle& value);
 py::list listOf(const std::vector<Diagnostic>& diagnostics);
+// The text of a message or a remedy with the package's options in place of the tool's: "raise memory=" for "raise --memory".
+std::string inPython(const std::string& text);
 
 void defineRuns(py::module_& module);
 void defineCalls(py::module_& module);

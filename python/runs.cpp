@@ -89,6 +89,13 @@ py::tuple declarationsOf(const std::string& name, const std::string& text) {
 
 py::str numberText(const py::handle& number) { return textOf(numberOf(number)); }
 
+void tellInPython(std::vector<Diagnostic>& diagnostics) {
+    for (Diagnostic& each : diagnostics) {
+        each.message = inPython(each.message);
+        each.remedy = inPython(each.remedy);
+    }
+}
+
 }  // namespace
 
 Run::Run(std::string name, std::string text, const py::dict& options) {
@@ -96,6 +103,7 @@ Run::Run(std::string name, std::string text, const py::dict& options) {
     bound_.procedure = parsed_;
     if (!hasErrors(diagnostics_)) bind(options);
     if (!isBound()) report_ = refusalReport(bound_.procedure, diagnostics_);
+    tellInPython(diagnostics_);
 }
 
 void Run::bind(const py::dict& given) {
@@ -170,6 +178,7 @@ void Run::conclude(Report report) {
     isConcluded_ = true;
     lent_.clear();
     for (Diagnostic& each : diagnose(bound_.procedure, report_, bound_.advice)) diagnostics_.push_back(std::move(each));
+    tellInPython(diagnostics_);
 }
 
 std::string Run::rendered() const { return render(diagnostics_, parsed_.source); }

@@ -56,7 +56,9 @@ def test_arrays_are_taken_in_every_layout_that_can_be_said(samples, type, clause
         (np.array([None, 1]), "float", TypeError, "array of object"),
         (np.ma.array([1, 2], mask=[0, 1]), "int16", TypeError, "x.filled(0)"),
         (np.array([1, 40000]), "int16", ValueError, "does not hold 40000 (sample 1,"),
-        (np.array([2**53 + 1]), "double", ValueError, "does not hold 9007199254740993"),
+        (np.array([2**31]), "int32", ValueError, "x.clip(-2147483648, 2147483647)"),
+        ([0.1, 1e300], "float", ValueError, "does not hold 1e+300 (sample 1, counted from 0): declare it double"),
+        (np.array([2**53 + 1]), "double", ValueError, "does not hold 9007199254740993 (sample 0, counted from 0): x.astype(np.float64)"),
         (np.array([2**64 - 1], np.uint64), "double", ValueError, "does not hold 18446744073709551615"),
         (np.array([2**63 - 1]), "double", ValueError, "does not hold 9223372036854775807"),
         (np.ones(2), "float", TypeError, "x.astype(np.float32)"),
@@ -144,12 +146,15 @@ def test_the_result_is_the_same_however_the_input_arrives(feed):
     "option, said",
     [({"feed": "slowly"}, "random:SEED"), ({"memory": "1X"}, "K, M, G or T"), ({"blok": 5}, "is no option"),
      ({"block": 0}, "1 to 16777216"), ({"rate": -1}, "positive"), ({"out": {"y": "z.npy"}}, "files=True"),
-     ({"set": {"q": 1}}, "no variable or constant `q`"), ({"collect": ["q"]}, "no pipe or trigger `q`")],
+     ({"set": {"q": 1}}, "no variable or constant `q`"), ({"collect": ["q"]}, "no pipe or trigger `q`"),
+     ({"patience": -1}, "patience=-1: 0 to"), ({"start_time": "x"}, "a whole number"), ({"info": {1: "a"}}, "info[1]='a'"),
+     ({"sync": [1]}, "True or False"), ({"pace": "a"}, "is no number"), ({"collect": {"y": -1}}, "collect['y']=-1: 0 to"),
+     ({"set": {1: 2}}, "takes names"), ({"memory": 0}, "raise memory="), ({"set": {"v": 1.5}}, "set v: `1.5` is not an integer")],
     ids=str,
 )
 def test_wrong_options_are_refused(option, said):
     with pytest.raises((ValueError, TypeError, zepl.Error)) as raised:
-        zepl.run(OFFSET, {"x": SAMPLES}, **option)
+        zepl.run("variable v : int16 = 5\n" + OFFSET, {"x": SAMPLES}, **option)
     assert said in str(raised.value)
 
 
