@@ -112,10 +112,13 @@ void Run::bind(const py::dict& given) {
     options_.session.cautions = library().cautions;
     bool isMainThread = false;
     take(given, "main_thread", isMainThread);
-    {
+    try {
         const Interruption interruption(stop_, isMainThread);
         const py::gil_scoped_release released;
         bound_ = bindProcedure(parsed_, library().commands, options_, diagnostics_);
+    } catch (const Interrupted&) {
+        heedSignals();
+        throw;
     }
     heedSignals();
 }

@@ -50,7 +50,8 @@ class Live:
 
     def push(self, name: str, samples: Any, *, wait: bool = True) -> int:
         """Gives samples to a live input and returns how many it took: all, once there is room for them, or with wait=False
-        what fits now; fewer once the run has ended. Threads that push to one input take turns, each for all of its samples."""
+        what fits now; fewer once the run has ended. Threads that push to one input take turns, each with
+        all of its samples; with wait=False nothing is taken while another thread waits."""
         pusher = self._pusher(name)
         array = samples_for(name, samples, pusher.type)
         if array.ndim != 1:
