@@ -21,7 +21,6 @@ def interrupt():
 
 @contextlib.contextmanager
 def interrupts(handler):
-    """SIGINT again and again, with that handler."""
     before, over = signal.signal(signal.SIGINT, handler), threading.Event()
 
     def repeat():
@@ -43,10 +42,6 @@ def functions(count):
         assert zepl.rms(SAMPLES, 100).size == SAMPLES.size // 100
 
 
-def wait():
-    zepl.start(COPY, live=["x"]).wait()
-
-
 def push():
     session = zepl.start(COPY, live={"x": 100}, pace=1)
     while session.push("x", SAMPLES) == SAMPLES.size:
@@ -55,7 +50,9 @@ def push():
 
 
 @pytest.mark.parametrize(
-    "call", [lambda: zepl.run(ENDLESS, collect={"y": 1 << 40}, memory="16G"), lambda: functions(1 << 20), wait, push]
+    "call",
+    [lambda: zepl.run(ENDLESS, collect={"y": 1 << 40}, memory="16G"), lambda: functions(1 << 20),
+     lambda: zepl.start(COPY, live=["x"]).wait(), push],
 )
 def test_a_run_that_a_signal_cuts_short_raises_whatever_the_handler_does(call):
     with interrupts(lambda *_: None), pytest.raises(zepl.RunError) as raised:
@@ -84,7 +81,6 @@ def test_after_an_interrupt_the_result_is_there_as_far_as_it_came(call):
 
 
 def in_threads(*calls):
-    """What each returns."""
     results = {}
     threads = [threading.Thread(target=lambda n=n, call=call: results.update({n: call()}), daemon=True) for n, call in enumerate(calls)]
     for thread in threads:
@@ -112,10 +108,7 @@ def test_threads_that_push_to_one_input_take_turns():
 
 
 def test_a_failed_run_raises_the_same_each_time():
-    session = zepl.start("pipe x : int16\npipe y : int16 to \"y.npy\"\nAVERAGE (x, 0, y)\n", live=["x"])
-    said = []
+    session = zepl.start(ENDLESS, collect={"y": 1 << 40}, memory="2M")
     for _ in range(2):
-        with pytest.raises(zepl.Error) as raised:
+        with pytest.raises(zepl.RunError, match="no memory is left"):
             session.wait()
-        said.append(str(raised.value))
-    assert said[0] == said[1]

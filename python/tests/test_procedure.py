@@ -115,10 +115,6 @@ def test_functions_refuse_what_does_not_fit():
     assert zepl.offset(SAMPLES[:0], 5).size == 0
 
 
-def by_function(samples, abscissa, ordinate):
-    return zepl.interp(samples, abscissa, ordinate)
-
-
 def by_procedure(samples, abscissa, ordinate):
     p = zepl.Procedure()
     y = p.pipe("y", samples.dtype)
@@ -126,40 +122,25 @@ def by_procedure(samples, abscissa, ordinate):
     return p.run()["y"]
 
 
-@pytest.mark.parametrize("call", [by_function, by_procedure])
+@pytest.mark.parametrize("call", [zepl.interp, by_procedure])
 @pytest.mark.parametrize(
     "given, dtype",
-    [
-        ([0, 1, 2], np.float64),
-        ([0.0, 1, 2], np.float32),
-        ([0, 1, 2], np.int16),
-        ((0, 40000, 80000), np.int32),
-        ([-32768, 0, 32767], np.int16),
-        (np.array([0, 1, 2]), np.int16),
-        (np.array([0, 1, 2], ">f8"), np.float64),
-        (np.arange(6, dtype=np.int32)[::2], np.int32),
-        (np.array([[0], [1], [2]], np.float16), np.float32),
-    ],
-    ids=str,
+    [([0, 1, 2], np.float64), ([0.0, 1, 2], np.float32), ([-32768, 0, 32767], np.int16), ((0, 40000, 80000), np.int32),
+     (np.array([0, 1, 2]), np.int16), (np.array([0, 1, 2], ">f8"), np.float64), (np.arange(6, dtype=np.int32)[::2], np.int32),
+     (np.array([[0], [1], [2]], np.float16), np.float32)], ids=str,
 )
 def test_lists_and_arrays_stand_for_vectors(call, given, dtype):
     points = np.asarray(given).reshape(-1).astype(dtype)
     assert call(points, given, given).tolist() == points.tolist()
 
 
-@pytest.mark.parametrize("call", [by_function, by_procedure])
+@pytest.mark.parametrize("call", [zepl.interp, by_procedure])
 @pytest.mark.parametrize(
     "given, said",
-    [
-        (np.ma.array([0, 1], np.int16, mask=[0, 1]), "x.filled(0)"),
-        ([0, 1j], "real and the imaginary part"),
-        (["a", "b"], "samples are numbers"),
-        (np.zeros((2, 2), np.int16), "shape (2, 2)"),
-        (np.array([-(2**63), 0]), "does not hold -9223372036854775808"),
-        (np.array([0, 40000]), "a vector of int32"),
-        (np.array([], np.int64), "not equally long"),
-    ],
-    ids=str,
+    [(np.ma.array([0, 1], np.int16, mask=[0, 1]), "x.filled(0)"), ([0, 1j], "real and the imaginary part"),
+     (["a", "b"], "samples are numbers"), (np.zeros((2, 2), np.int16), "shape (2, 2)"),
+     (np.array([-(2**63), 0]), "does not hold -9223372036854775808"), (np.array([0, 40000]), "a vector of int32"),
+     (np.array([], np.int64), "not equally long")], ids=str,
 )
 def test_vectors_refuse_what_arrays_refuse(call, given, said):
     with pytest.raises((TypeError, ValueError, zepl.Error)) as raised:
@@ -230,8 +211,7 @@ PAIR = "pipe x[2] : int16\nvariable v[2] : int16 = [1, 2]\npipe y[2] : int16 to 
         (lambda: zepl.start(PAIR, live={"x[1]": -1}), "live['x[1]']=-1: 1 to"),
         (lambda: zepl.start(PAIR, {"x": SAMPLES.reshape(3, 2)}, live=["x[1]"]), "live has `x[1]`, and inputs has `x` as well"),
         (lambda: procedure()[0].start(live=["x"]), "live has `x`, and the procedure has samples for `x` as well"),
-        (lambda: zepl.start(PAIR).watch("y[1]", -1), "samples=-1: 0 to"),
-        (lambda: zepl.start(PAIR).watch("y[1]", columns=5), "per_column="),
+        (lambda: zepl.start(PAIR).watch("y[1]", -1), "samples=-1: 0 to"), (lambda: zepl.start(PAIR).watch("y[1]", columns=5), "per_column="),
         (lambda: zepl.start(PAIR).set("v", 1), "its elements are `v[1]` to `v[2]`"),
         (lambda: zepl.start(PAIR).set("v[1]", "a"), "'a' is no number"),
     ],
