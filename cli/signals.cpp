@@ -14,8 +14,8 @@ namespace cli {
 
 namespace {
 
+std::atomic<std::int64_t> firstTime{0};  // in milliseconds; 0 before the first signal
 std::atomic<int> firstSignal{0};
-std::atomic<std::int64_t> firstTime{0};
 libzepl::StopRequest* request = nullptr;  // set before a handler is
 
 std::int64_t milliseconds() {
@@ -29,12 +29,13 @@ std::int64_t milliseconds() {
 extern "C" void onSignal(int signal) {
     constexpr std::int64_t oneEvent = 300;  // milliseconds
     constexpr char said[] = "zepl: a second signal: the run ends at once, and its files are not written\n";
-    int none = 0;
-    if (firstSignal.compare_exchange_strong(none, signal)) {
-        firstTime = milliseconds();
+    const std::int64_t now = milliseconds();
+    std::int64_t first = 0;
+    if (firstTime.compare_exchange_strong(first, now)) {
+        firstSignal = signal;
         return request->request();
     }
-    if (signal == SIGHUP || milliseconds() - firstTime < oneEvent) return;
+    if (signal == SIGHUP || now - first < oneEvent) return;
     libzepl::removeTemporaryFiles();
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, said, std::strlen(said));
     ::_exit(128 + signal);

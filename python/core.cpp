@@ -156,6 +156,7 @@ Number numberOf(const py::handle& value) {
 }
 
 std::string inPython(const std::string& text) {
+    if (text.find("--") == std::string::npos) return text;
     static const std::pair<std::regex, const char*> changes[] = {
         {std::regex("--feed (whole|lockstep|random:[0-9]+)"), "feed=\"$1\""},
         {std::regex("--in ([A-Za-z_])"), "inputs $1"},
