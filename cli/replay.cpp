@@ -1,7 +1,13 @@
 #include "cli/replay.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <optional>
+#include <system_error>
+#include <utility>
 
 #include "cli/crash.h"
 #include "cli/option_values.h"
@@ -86,6 +92,79 @@ void checkNames(const Replay& replay, const std::string& folder) {
                   "replay it by that program: libzepl's Replay attaches to a session");
 }
 
+// The file that the name means, by device and inode; none for what is not there.
+using FileIdentity = std::optional<std::pair<dev_t, ino_t>>;
+FileIdentity fileIdentity(const std::filesystem::path& path) {
+    struct stat status {};
+    if (isStandardStream(path) ? ::fstat(STDOUT_FILENO, &status) != 0 : ::stat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    return std::pair(status.st_dev, status.st_ino);
+}
+
+// Where a name leads, also when nothing is there yet.
+std::filesystem::path behindLinks(std::filesystem::path file) {
+    constexpr int mostLinks = 40;
+    std::error_code error;
+    for (int links = 0; links < mostLinks && std::filesystem::is_symlink(file, error); ++links)
+        file = file.parent_path() / std::filesystem::read_symlink(file, error);
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(file), error);
+}
+
+// Whether it is a file of the folder, or would be one, by whatever links its name leads there.
+bool isInFolder(const std::filesystem::path& file, const std::filesystem::path& folder) {
+    std::error_code error;
+    const FileIdentity there = fileIdentity(file), whole = fileIdentity(folder);
+    for (std::filesystem::recursive_directory_iterator each(folder, error), end; there && each != end && !error;
+         each.increment(error))
+        if (fileIdentity(each->path()) == there) return true;
+    if (isStandardStream(file)) return false;
+    for (std::filesystem::path above = behindLinks(file); above.has_relative_path(); above = above.parent_path())
+        if (fileIdentity(above) == whole) return true;
+    return false;
+}
+
+// A capture stays as it is, whatever is written.
+void refuseFilesOfCapture(const ReplayArguments& arguments, const ReplaySettings& settings) {
+    const auto refuse = [&](const std::string& option, const std::string& file) {
+        if (file.empty() || isAddress(file) || !isInFolder(file, arguments.folder)) return;
+        throw Problem(option + ": " + (file == "-" ? "standard output" : "that file") +
+                          " is one of the capture's folder, which the replay reads",
+                      "name a file that is not in " + arguments.folder);
+    };
+    refuse("--report " + arguments.report, arguments.report);
+    for (const auto& [name, file] : settings.outputs) refuse("--out " + name + "=" + file, file);
+}
+
+// Prints how the replay ended, and gives the exit status of that; nothing where the comparison decides.
+std::optional<int> printFailure(const Replay& replay, const Procedure& procedure, Report report,
+                                const ReplayArguments& arguments, const std::vector<std::string>& advice) {
+    const ReplayFailure failure = replay.failureOf(report);
+    if (failure == ReplayFailure::ofRun && !arguments.quiet)
+        std::fprintf(stderr, "note: the captured run ended by a failure, and the replay with it: %s\n",
+                     report.reason.c_str());
+    if (failure == ReplayFailure::ofRun) report.reason.clear();
+    printEnd(procedure, report, arguments.quiet, advice, false);
+    if (failure != ReplayFailure::ofReplay) return std::nullopt;
+    printProblem(arguments.out.empty()
+                     ? Problem(arguments.folder + ": the replay failed by what the run did not have, and its outputs "
+                                                  "are not compared")
+                     : Problem(arguments.folder +
+                                   ": an output of the replay could not be written, and the outputs are not compared",
+                               "give --out a file that can be written, or leave it out"));
+    return runFailed;
+}
+
+// False when it could not be written.
+bool writeReport(ReportFile& file, const Report& report, const CommandLibrary& library) {
+    try {
+        file.write(report, library);
+        return true;
+    } catch (const Problem& problem) {
+        printProblem(problem);
+        return false;
+    }
+}
+
 BindOptions bindOptions(const Replay& replay, const ReplaySettings& settings, const ReplayArguments& arguments) {
     BindOptions options = replay.bindOptions(settings);
     options.sync = arguments.sync;
@@ -107,6 +186,7 @@ int replay(const ReplayArguments& arguments) {
     ReplaySettings settings{.until = arguments.until};
     settings.values = pairsOf("--set VARIABLE=VALUE", arguments.set);
     settings.outputs = pairsOf("--out NAME=FILE", arguments.out);
+    refuseFilesOfCapture(arguments, settings);
     BindOptions options = bindOptions(replay, settings, arguments);
     options.session.stop = stop;
     std::optional<CrashNotice> crash;
@@ -124,10 +204,11 @@ int replay(const ReplayArguments& arguments) {
     replay.attach(*bound.session, settings);
     Report report = bound.session->run();
     report.procedure = procedure.source.name;
-    printEnd(bound.procedure, report, arguments.quiet, bound.advice, false);
-    reportFile.write(report, library);
+    const std::optional<int> failed = printFailure(replay, bound.procedure, report, arguments, bound.advice);
+    const bool isReported = writeReport(reportFile, report, library);
     if (stop->requested()) return statusOfSignal();
-    return printResult(replay.result(), arguments);
+    const int status = failed ? *failed : printResult(replay.result(), arguments);
+    return status == allWell && !isReported ? runFailed : status;
 }
 
 }  // namespace cli

@@ -77,6 +77,13 @@ struct ReplayResult {
     std::uint64_t lastRound = 0;     // of the replay
 };
 
+// By what a replay failed.
+enum class ReplayFailure {
+    none,      // by nothing but what its tasks do
+    ofRun,     // by what ended the run that was captured
+    ofReplay,  // by what the run did not have, such as an output that cannot be written: the comparison says nothing
+};
+
 class Replay {
  public:
     // A Problem where the folder has no capture, or one that is damaged.
@@ -99,6 +106,8 @@ class Replay {
     void attach(Session& session, const ReplaySettings& settings);
     // After the run.
     ReplayResult result() const;
+    // What the reason of the run's report is.
+    ReplayFailure failureOf(const Report& report) const;
 
  private:
     std::shared_ptr<CaptureFolder> folder_;

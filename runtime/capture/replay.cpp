@@ -257,4 +257,8 @@ ReplayResult Replay::result() const {
     return result;
 }
 
+ReplayFailure Replay::failureOf(const Report& report) const {
+    return check_ == nullptr ? ReplayFailure::none : check_->failureOf(report);
+}
+
 }  // namespace libzepl

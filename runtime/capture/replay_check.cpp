@@ -89,9 +89,21 @@ void ReplayCheck::taken(std::uint64_t round, std::size_t place, const void* cons
     }
 }
 
+ReplayFailure ReplayCheck::failureOf(const Report& report) const {
+    if (report.status != Report::Status::failed || report.reason.empty()) return ReplayFailure::none;
+    if (report.reason != reason_) return ReplayFailure::ofReplay;  // outputs are finished after the last round
+    if (end_ != RunEnd::failed) return ReplayFailure::none;
+    const std::optional<Event>&failure = folder_.summary.failure, &end = folder_.summary.end;
+    const bool isOfRun = isPortFailure_ ? failure && failure->text == reason_
+                                        : end && end->word == 1 + static_cast<std::uint64_t>(RunEnd::failed);
+    return isOfRun ? ReplayFailure::ofRun : ReplayFailure::ofReplay;
+}
+
 void ReplayCheck::end(Engine& e) noexcept {
     lookAtKept(e.scheduler.round);
     lastRound_ = e.scheduler.round;
+    end_ = e.outcome.end;
+    reason_ = e.outcome.reason;
     for (std::size_t i = 0; i < points_.size(); ++i) {
         Output& at = outputs_[i];
         at.expected = folder_.summary.counts[i];

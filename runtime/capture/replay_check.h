@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/capture.h"
 #include "runtime/capture/capture_folder.h"
 #include "runtime/capture/recorder.h"
 #include "runtime/engine/run_log.h"
@@ -31,6 +32,8 @@ class ReplayCheck final : public RunRecorder {
 
     const std::vector<Output>& outputs() const { return outputs_; }
     std::uint64_t lastRound() const { return lastRound_; }
+    // As of Replay::failureOf.
+    ReplayFailure failureOf(const Report& report) const;
 
     void begin(Engine& e) override;
     void elements(const std::byte*, std::uint64_t) noexcept override {}
@@ -39,7 +42,7 @@ class ReplayCheck final : public RunRecorder {
     void served(std::uint64_t round) noexcept override { lookAtKept(round); }
     void taken(std::uint64_t round, std::size_t place, const void* const* columns,
                std::uint64_t count) noexcept override;
-    void failed(std::uint64_t, const std::string&, const std::string&) noexcept override {}
+    void failed(std::uint64_t, const std::string&, const std::string&) noexcept override { isPortFailure_ = true; }
     void end(Engine& e) noexcept override;
     void crashed(std::uint64_t) noexcept override {}
 
@@ -60,6 +63,9 @@ class ReplayCheck final : public RunRecorder {
     std::vector<std::uint64_t> counted_;  // frames of the points that were read, by output
     bool isWhole_ = true;                 // the events say how each output ends
     std::uint64_t lastRound_ = 0;
+    bool isPortFailure_ = false;  // an input or an output failed
+    RunEnd end_ = RunEnd::running;
+    std::string reason_{};  // of a failure until the last round
     KeptOutputs kept_;
 };
 

@@ -122,6 +122,49 @@ TEST_F(ReplayTool, ARunThatWasKilledIsReplayedWithoutTheEndOfAFile) {
     }
 }
 
+TEST_F(ReplayTool, NoFileOfTheCaptureIsWritten) {
+    put("p.zp", "pipe x : double from \"in.csv\"\npipe y : double = x to \"y.csv\"\n");
+    ASSERT_EQ(call("run p.zp --capture kept").status, 0);
+    std::filesystem::create_symlink("kept/elements", at("link.csv"));
+    std::filesystem::create_symlink("kept/new", at("nowhere.csv"));
+    std::filesystem::create_hard_link(at("kept/events"), at("hard.csv"));
+    for (const char* arguments : {"--report kept/run", "--report kept/new", "--report ./kept/../kept/procedure.zp",
+                                  "--out y=link.csv", "--out y=nowhere.csv", "--out x=hard.csv"}) {
+        const Called replay = call(std::string("replay kept ") + arguments);
+        EXPECT_EQ(replay.status, 2) << arguments;
+        EXPECT_TRUE(has(replay.err, std::string("error: ") + arguments + ": that file is one of the capture's folder"))
+            << replay.err;
+    }
+    EXPECT_EQ(call("replay kept --out y=kept.csv").status, 0);
+}
+
+TEST_F(ReplayTool, AReplayThatFailsItselfGivesNoVerdict) {
+    putRamp("in.bin", 100000);
+    put("bad.csv", "a\n1\n2\noops\n");
+    put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = a to \"b.bin\"\n");
+    ASSERT_EQ(call("run p.zp --capture kept").status, 0);
+    for (const char* out : {"b=/dev/full", "a=/dev/full"}) {
+        const Called replay = call(std::string("replay kept --out ") + out);
+        EXPECT_EQ(replay.status, 1) << out;
+        EXPECT_TRUE(has(replay.err, "/dev/full: the disk is full")) << replay.err;
+        EXPECT_TRUE(has(replay.err,
+                        "kept: an output of the replay could not be written, and the outputs are not "
+                        "compared"))
+            << replay.err;
+        EXPECT_FALSE(has(replay.err, "the same") || has(replay.err, "not the run")) << replay.err;
+    }
+    const Called report = call("replay kept --report /dev/full");
+    EXPECT_EQ(report.status, 1);
+    EXPECT_TRUE(has(report.err, "the output is the same")) << report.err;
+    // The run's own failure comes again, as one of the run.
+    EXPECT_EQ(call("run p.zp --in a=bad.csv --feed 1 --capture failed").status, 1);
+    const Called again = call("replay failed");
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_FALSE(has(again.err, "error:")) << again.err;
+    EXPECT_TRUE(has(again.err, "note: the captured run ended by a failure, and the replay with it: bad.csv:4: `oops`"))
+        << again.err;
+}
+
 TEST_F(ReplayTool, AFaultThatEndedTheProcessComesAgain) {
     putRamp("in.bin", 500);
     put("p.zp",
