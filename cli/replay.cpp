@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -58,6 +59,14 @@ std::string allOutputs(std::size_t compared) {
     return compared == 1 ? "the output is the same" : "all " + std::to_string(compared) + " outputs are the same";
 }
 
+// Whether a comparison was to take place, and did not.
+bool isNothingCompared(const ReplayResult& result) {
+    const auto none = [](const ReplayedOutput& output) { return output.compared == 0; };
+    const auto isEmpty = [](const ReplayedOutput& output) { return output.count == 0 && output.expected == 0; };
+    return std::all_of(result.outputs.begin(), result.outputs.end(), none) &&
+           (result.isCut || !std::all_of(result.outputs.begin(), result.outputs.end(), isEmpty));
+}
+
 // Says what the comparison came to; gives the exit status.
 int printResult(const ReplayResult& result, const ReplayArguments& arguments) {
     std::size_t compared = 0;
@@ -74,6 +83,14 @@ int printResult(const ReplayResult& result, const ReplayArguments& arguments) {
         std::fprintf(stderr, "%swith other values, so that outputs need not be the same\n", replayed.c_str());
         printDifferences(result);
         return allWell;
+    }
+    if (result.isSame && compared > 0 && isNothingCompared(result)) {
+        // Of a run that was cut off, or up to a round before the first sample.
+        const bool isAskedFor = arguments.until.has_value();
+        if (!isAskedFor || !arguments.quiet)
+            std::fprintf(stderr, "%s%s0 samples were compared: the capture has none of the outputs until then\n",
+                         isAskedFor ? "" : "zepl: error: ", replayed.c_str());
+        return isAskedFor ? allWell : runFailed;
     }
     if (result.isSame) {
         if (!arguments.quiet) std::fprintf(stderr, "%s%s\n", replayed.c_str(), allOutputs(compared).c_str());

@@ -63,7 +63,9 @@ struct ReplayedOutput {
     OutputReport::Unit unit = OutputReport::Unit::samples;
     std::uint64_t count = 0;     // that the replay gave
     std::uint64_t expected = 0;  // that the run gave
-    bool isCompared = true;      // false for one that the run did not have
+    std::uint64_t compared =
+        0;  // of both, and the same; what came after the last sum of a run that was cut off is not compared
+    bool isCompared = true;  // false for one that the run did not have
     bool differs = false;
     // Where it differs first: from which sample, event or row to which, counted from 1, and by which round the run gave them.
     // 0 is none: the run, or the replay, had no more.
@@ -72,6 +74,7 @@ struct ReplayedOutput {
 
 struct ReplayResult {
     bool isSame = true;  // what was compared
+    bool isCut = false;  // the capture does not have the run's end, or not all of a file
     std::vector<ReplayedOutput> outputs{};
     std::size_t firstDifferent = 0;  // among the outputs, by the round
     std::uint64_t lastRound = 0;     // of the replay

@@ -28,19 +28,22 @@ class LeftRing {
         if (bytes_.size() != total || word(0) != RingHeader::magicNumber) damaged(name_ + ": it is damaged");
     }
 
-    std::uint64_t known() const { return word(1); }
-    std::uint64_t appended(LogStream stream) const { return word(2 + static_cast<std::size_t>(stream)); }
-    LogBytes stream(const std::filesystem::path& folder, std::size_t i) const {
-        const std::uint64_t appended = word(2 + i), written = word(2 + logStreams + i), size = ringBytes[i];
-        if (written > appended || appended - written > size) damaged(name_ + ": it is damaged");
+    // The first of both is stored first.
+    std::uint64_t known() const { return std::min(word(1), word(2)); }
+    std::uint64_t appended(std::size_t i) const { return word(3 + i); }
+    std::uint64_t written(std::size_t i) const {
+        const std::uint64_t written = word(3 + logStreams + i);
+        if (written > appended(i) || appended(i) - written > ringBytes[i]) damaged(name_ + ": it is damaged");
+        return written;
+    }
+    // What the stream's file lacks.
+    std::vector<std::byte> tail(std::size_t i) const {
         std::uint64_t start = RingHeader::bytes;
         for (std::size_t before = 0; before < i; ++before) start += ringBytes[before];
-        // A machine that lost its power can have lost the end of the file, after which the ring has no place.
-        const std::filesystem::path file = folder / logNames[i];
-        if (const std::uint64_t there = sizeOf(file); there < written) return {file, there, {}};
-        std::vector<std::byte> tail(appended - written);
-        for (std::uint64_t at = written; at < appended; ++at) tail[at - written] = bytes_[start + (at & (size - 1))];
-        return {file, written, std::move(tail)};
+        std::vector<std::byte> tail(appended(i) - written(i));
+        for (std::uint64_t at = 0; at < tail.size(); ++at)
+            tail[at] = bytes_[start + ((written(i) + at) & (ringBytes[i] - 1))];
+        return tail;
     }
 
  private:
@@ -53,6 +56,31 @@ class LeftRing {
     std::string name_;
     std::vector<std::byte> bytes_;
 };
+
+// Reads a stream as far as it goes, and gives why no further, nothing where all that the run had is there. Of a file that is
+// shorter than it was the last span has no sum, and is left out.
+std::string readStream(const std::filesystem::path& folder, std::size_t i, const LeftRing* ring, LogBytes& bytes) {
+    const std::filesystem::path file = folder / logNames[i];
+    const std::uint64_t there = sizeOf(file);
+    sizeOf(folder / sumNames[i]);
+    const StreamSums sums(folder / sumNames[i], sumSpans[i]);
+    const std::uint64_t size = ring != nullptr ? ring->written(i) : sums.size().value_or(there);
+    if (ring == nullptr && there > size) damaged(file.string() + ": it is damaged: it is longer than the run's");
+    std::string cut;
+    if (there < size) {
+        cut = std::string("its file `") + logNames[i] + "` is shorter than the run's";
+        bytes = LogBytes(file, std::min(sums.summed(), sums.wholeSpans(there)), {});
+    } else if (sums.size() == std::nullopt && (ring == nullptr || sums.summed() < sums.wholeSpans(size))) {
+        cut = std::string("its file `") + sumNames[i] + "` is shorter than the run's";
+        bytes = LogBytes(file, std::min(sums.summed(), sums.wholeSpans(there)), {});
+    } else {
+        bytes = LogBytes(file, size, ring != nullptr ? ring->tail(i) : std::vector<std::byte>());
+    }
+    if (const std::optional<std::uint64_t> at = sums.firstDamage(bytes))
+        damaged(file.string() + ": it is damaged after byte " + std::to_string(*at) + ", or its sums in `" +
+                sumNames[i] + "` are");
+    return cut;
+}
 
 void add(std::uint64_t& total, std::uint64_t n) {
     if (__builtin_add_overflow(total, n, &total)) damaged("the events of the capture are damaged");
@@ -112,29 +140,23 @@ CaptureFolder::CaptureFolder(std::filesystem::path folder) : path(std::move(fold
         throw Problem(path.string() + ": this is no capture: it has no file `" + runName + "`",
                       "give the folder of a zepl run --capture");
     run = parseRun(bytesOfFile(path / runName), (path / runName).string());
-    isCut = std::filesystem::exists(path / ringName, error);
-    bool isKilled = isCut;
-    if (isCut) {
-        const LeftRing ring(path / ringName);
-        known = ring.known();
-        events = ring.stream(path, static_cast<std::size_t>(LogStream::events));
-        elements = ring.stream(path, static_cast<std::size_t>(LogStream::elements));
-        isKilled = events.size() == ring.appended(LogStream::events);
-    } else {
-        for (LogBytes* each : {&events, &elements}) {
-            const std::filesystem::path file = path / logNames[each == &elements ? 1 : 0];
-            *each = LogBytes(file, sizeOf(file), {});
-        }
-    }
+    std::optional<LeftRing> ring;
+    if (std::filesystem::exists(path / ringName, error)) known = ring.emplace(path / ringName).known();
+    const std::string cutEvents = readStream(path, 0, ring ? &*ring : nullptr, events);
+    const std::string cutElements = readStream(path, 1, ring ? &*ring : nullptr, elements);
     summary = summarize(reader(), run, known);
-    if (summary.end)
-        isCut = false;
-    else if (isKilled)
+    if (ring && summary.lastRound > known) damaged((path / ringName).string() + ": it is damaged");
+    if (summary.end == std::nullopt && !cutEvents.empty()) {
+        cutAt(std::min(known, summary.lastBegin), cutEvents);
+    } else if (summary.end == std::nullopt) {
+        if (!ring) damaged((path / logNames[0]).string() + ": it is damaged: it has no end");
+        isCut = true;
         cause = "the run was killed, or its disk was full";
-    else
-        cutAt(std::min(known, summary.lastBegin), std::string("its file `") + logNames[0] + "` has no end");
-    if (summary.elementBytes > elements.size())
-        cutAt(lastRoundWithElements(), std::string("its file `") + logNames[1] + "` is shorter than the run's");
+    }
+    if (summary.elementBytes > elements.size()) {
+        if (cutElements.empty()) damaged((path / logNames[1]).string() + ": it is damaged: it is too short");
+        cutAt(lastRoundWithElements(), cutElements);
+    }
     for (std::size_t i = 0; i < run.inputs.size(); ++i)
         if (run.inputs[i].isMemory && summary.delivered[i] > run.inputs[i].length.value_or(0))
             damaged((path / runName).string() + ": it is damaged");

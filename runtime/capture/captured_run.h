@@ -66,7 +66,7 @@ struct CapturedOutput {
 };
 
 struct CapturedRun {
-    static constexpr std::uint64_t formatVersion = 1;
+    static constexpr std::uint64_t formatVersion = 2;
 
     std::uint32_t build = 0, interfaceVersion = 0;  // of the runtime
     std::vector<ReportModule> modules{};

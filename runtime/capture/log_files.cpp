@@ -47,7 +47,10 @@ class BlockedSignals {
 
 LogFiles::LogFiles(const std::filesystem::path& folder) : folder_(folder) {
     try {
-        for (std::size_t i = 0; i < logStreams; ++i) rings_[i].file = create(folder / logNames[i]);
+        for (std::size_t i = 0; i < logStreams; ++i) {
+            rings_[i].file = create(folder / logNames[i]);
+            rings_[i].sums.open(create(folder / sumNames[i]), sumSpans[i]);
+        }
         ringFile_ = create(folder / ringName);
         mapRings();
         const BlockedSignals blocked;
@@ -93,8 +96,10 @@ void LogFiles::mapRings() {
 
 // Those that it has made.
 void LogFiles::removeAll() noexcept {
-    for (std::size_t i = 0; i < logStreams; ++i)
+    for (std::size_t i = 0; i < logStreams; ++i) {
         if (rings_[i].file >= 0) ::unlink((folder_ / logNames[i]).c_str());
+        if (rings_[i].sums.file() >= 0) ::unlink((folder_ / sumNames[i]).c_str());
+    }
     if (ringFile_ >= 0) ::unlink((folder_ / ringName).c_str());
     closeAll();
 }
@@ -103,8 +108,10 @@ void LogFiles::closeAll() noexcept {
     for (Ring& ring : rings_) {
         if (ring.memory != nullptr) ::munmap(ring.memory, 2 * ring.size);
         if (ring.file >= 0) ::close(ring.file);
+        if (ring.sums.file() >= 0) ::close(ring.sums.file());
         ring.memory = nullptr;
         ring.file = -1;
+        ring.sums = {};
     }
     if (header_ != nullptr) ::munmap(header_, RingHeader::bytes);
     if (ringFile_ >= 0) ::close(ringFile_);
@@ -210,20 +217,22 @@ void LogFiles::sleep(bool isShort) noexcept {
     sleeping_.store(false);
 }
 
+// The sums are there before the ring lets go of what they are of.
 bool LogFiles::writePiece(std::size_t i, std::uint64_t until) noexcept {
-    const Ring& ring = rings_[i];
-    std::uint64_t at = header_->written[i].load(std::memory_order_relaxed);
-    while (at < until) {
-        const ssize_t n = ::pwrite(ring.file, ring.memory + (at & (ring.size - 1)), until - at, static_cast<off_t>(at));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            error_ = n < 0 ? errno : ENOSPC;
-            return false;
-        }
-        at += static_cast<std::uint64_t>(n);
-        header_->written[i].store(at, std::memory_order_release);
-    }
+    Ring& ring = rings_[i];
+    const std::uint64_t at = header_->written[i].load(std::memory_order_relaxed);
+    if (at == until) return true;
+    const std::byte* from = ring.memory + (at & (ring.size - 1));
+    error_ = writeAt(ring.file, from, until - at, at);
+    if (error_ == 0) error_ = ring.sums.add(from, until - at);
+    if (error_ != 0) return false;
+    header_->written[i].store(until, std::memory_order_release);
     return true;
+}
+
+void LogFiles::finishSums() noexcept {
+    for (Ring& ring : rings_)
+        if (!hasFailed()) failed_.store((error_ = ring.sums.finish()) != 0);
 }
 
 void LogFiles::finish() noexcept {
@@ -233,6 +242,7 @@ void LogFiles::finish() noexcept {
     finishing_.store(true);
     wakeWriter();
     writer_.join();
+    finishSums();
     // After a failure the ring has what the files lack.
     if (!hasFailed()) ::unlink((folder_ / ringName).c_str());
 }

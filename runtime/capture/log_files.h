@@ -18,6 +18,7 @@
 #include <optional>
 #include <thread>
 
+#include "runtime/capture/stream_sums.h"
 #include "runtime/diagnostics.h"
 
 namespace libzepl {
@@ -26,13 +27,14 @@ enum class LogStream : std::size_t { events, elements };
 inline constexpr std::size_t logStreams = 2;
 inline constexpr std::array<const char*, logStreams> logNames{"events", "elements"};
 inline constexpr std::array<std::uint64_t, logStreams> ringBytes{std::uint64_t{256} << 10, std::uint64_t{1} << 20};
+inline constexpr std::array<const char*, logStreams> sumNames{"events.sums", "elements.sums"};
 inline constexpr const char* ringName = "ring";
 
 // The beginning of the ring's file; then come the rings, each on whole pages.
 struct RingHeader {
-    static constexpr std::uint64_t bytes = 4096, magicNumber = 0x31676E6972707A00;  // "\0zpring1"
+    static constexpr std::uint64_t bytes = 4096, magicNumber = 0x32676E6972707A00;  // "\0zpring2"
     std::atomic<std::uint64_t> magic{magicNumber};
-    std::atomic<std::uint64_t> known{0};                            // as of LogFiles::setKnown
+    std::array<std::atomic<std::uint64_t>, 2> known{};              // as of LogFiles::setKnown, twice
     std::array<std::atomic<std::uint64_t>, logStreams> appended{};  // bytes in all
     std::array<std::atomic<std::uint64_t>, logStreams> written{};   // bytes that the stream's own file has
 };
@@ -83,11 +85,12 @@ class LogFiles {
                    ? ring.memory + (offset & (ring.size - 1))
                    : nullptr;
     }
-    // A number that goes with what was appended until now.
-    void setKnown(std::uint64_t known) noexcept { header_->known.store(known, std::memory_order_release); }
-    std::uint64_t known() const noexcept { return header_->known.load(std::memory_order_relaxed); }
+    // A number that goes with what was appended until now, and never becomes less.
+    void setKnown(std::uint64_t known) noexcept {
+        for (std::atomic<std::uint64_t>& each : header_->known) each.store(known, std::memory_order_release);
+    }
 
-    // Writes all, and removes the ring. Nothing may be appended after it.
+    // Writes all with its sums, and removes the ring. Nothing may be appended after it.
     void finish() noexcept;
     bool hasFailed() const noexcept { return failed_.load(std::memory_order_relaxed); }
     std::optional<Problem> failure() const;
@@ -100,6 +103,7 @@ class LogFiles {
         std::uint64_t end = 0;                   // it can be appended to up to here without a further look
         std::atomic<std::uint64_t> released{0};  // up to here the writer may take it
         int file = -1;
+        SumWriter sums;
     };
     // The writer has had the lines that come next in its own cache: as many as were appended now are fetched back while
     // tasks work.
@@ -121,6 +125,7 @@ class LogFiles {
     bool hasReleased() const noexcept;
     void sleep(bool isShort) noexcept;
     bool writePiece(std::size_t i, std::uint64_t until) noexcept;
+    void finishSums() noexcept;
     void removeAll() noexcept;
     void closeAll() noexcept;
 

@@ -171,13 +171,16 @@ void Recorder::point(std::uint64_t round, std::size_t output) noexcept {
 }
 
 void Recorder::failed(std::uint64_t round, const std::string& reason, const std::string& remedy) noexcept {
-    if (events_) events_->failure(round, reason, remedy);
+    if (!events_) return;
+    know(round);
+    events_->failure(round, reason, remedy);
 }
 
 // A stop before the first round is one of round 0.
 void Recorder::end(Engine& e) noexcept {
     if (!events_) return;
     const std::uint64_t round = e.scheduler.round;
+    know(round);
     lookAtKept(round);
     for (std::size_t i = 0; i < outputs_.size(); ++i)
         if (outputs_[i].sincePoint > 0) point(round, i);

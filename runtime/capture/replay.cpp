@@ -241,14 +241,15 @@ void Replay::attach(Session& session, const ReplaySettings& settings) {
 ReplayResult Replay::result() const {
     ReplayResult result;
     if (check_ == nullptr) return result;
+    result.isCut = folder_->isCut;
     result.lastRound = check_->lastRound();
     const auto roundOf = [](const ReplayedOutput& output) {
         return output.round > 0 ? output.round : output.replayRound;
     };
     for (const ReplayCheck::Output& each : check_->outputs()) {
         const bool isFirst = each.differs && result.isSame;
-        result.outputs.push_back({each.name, unitOf(each), each.count, each.expected, each.isCompared, each.differs,
-                                  each.first, each.last, each.round, each.replayRound});
+        result.outputs.push_back({each.name, unitOf(each), each.count, each.expected, each.compared, each.isCompared,
+                                  each.differs, each.first, each.last, each.round, each.replayRound});
         const ReplayedOutput& output = result.outputs.back();
         if (isFirst || (each.differs && roundOf(output) < roundOf(result.outputs[result.firstDifferent])))
             result.firstDifferent = result.outputs.size() - 1;

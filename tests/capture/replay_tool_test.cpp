@@ -138,6 +138,25 @@ TEST_F(ReplayTool, NoFileOfTheCaptureIsWritten) {
     EXPECT_EQ(call("replay kept --out y=kept.csv").status, 0);
 }
 
+TEST_F(ReplayTool, WhereNothingIsComparedNothingIsTheSame) {
+    putRamp("in.bin", 10000);
+    put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = a to \"b.bin\"\n");
+    ASSERT_EQ(call("run p.zp --capture kept").status, 0);
+    const Called early = call("replay kept --until 1");
+    EXPECT_EQ(early.status, 0) << early.err;
+    EXPECT_TRUE(has(early.err, "kept: replayed 1 round: 0 samples were compared")) << early.err;
+    for (const char* name : {"kept/events", "kept/elements"}) {
+        const std::string whole = bytesOf(name);
+        put(name, "");
+        const Called replay = call("replay kept");
+        EXPECT_EQ(replay.status, 1) << name;
+        EXPECT_TRUE(has(replay.err, "round: 0 samples were compared")) << replay.err;
+        put(name, whole);
+    }
+    ASSERT_EQ(call("run p.zp --in a=/dev/null --capture empty").status, 0);
+    EXPECT_EQ(call("replay empty").status, 0);
+}
+
 TEST_F(ReplayTool, AReplayThatFailsItselfGivesNoVerdict) {
     putRamp("in.bin", 100000);
     put("bad.csv", "a\n1\n2\noops\n");

@@ -1,0 +1,65 @@
+#include "runtime/capture/stream_sums.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "runtime/capture/captured_run.h"
+
+namespace libzepl {
+
+int writeAt(int file, const void* from, std::uint64_t bytes, std::uint64_t offset) noexcept {
+    const auto* next = static_cast<const std::byte*>(from);
+    while (bytes > 0) {
+        const ssize_t n = ::pwrite(file, next, bytes, static_cast<off_t>(offset));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return n < 0 ? errno : ENOSPC;
+        next += n;
+        offset += static_cast<std::uint64_t>(n);
+        bytes -= static_cast<std::uint64_t>(n);
+    }
+    return 0;
+}
+
+int SumWriter::append(const std::uint64_t* words, std::size_t count) noexcept {
+    const int error = writeAt(file_, words, count * sizeof *words, words_ * sizeof *words);
+    words_ += count;
+    return error;
+}
+
+int SumWriter::add(const std::byte* from, std::uint64_t bytes) noexcept {
+    std::array<std::uint64_t, 256> words;
+    std::size_t count = 0;
+    int error = 0;
+    while (bytes > 0 && error == 0) {
+        const std::uint64_t n = std::min(bytes, span_ - size_ % span_);
+        sum_.add(from, n);
+        from += n;
+        bytes -= n;
+        size_ += n;
+        if (size_ % span_ == 0) words[count++] = sum_.value();
+        if (count == words.size()) error = append(words.data(), std::exchange(count, 0));
+    }
+    return error != 0 ? error : append(words.data(), count);
+}
+
+int SumWriter::finish() noexcept {
+    const std::array<std::uint64_t, 2> words{sum_.value(), size_};
+    return size_ % span_ == 0 ? append(&words[1], 1) : append(words.data(), words.size());
+}
+
+StreamSums::StreamSums(const std::filesystem::path& file, std::uint64_t span) : span_(span) {
+    const std::vector<std::byte> bytes = bytesOfFile(file);
+    words_.resize(bytes.size() / sizeof(std::uint64_t));
+    std::memcpy(words_.data(), bytes.data(), words_.size() * sizeof(std::uint64_t));
+    if (words_.empty() || bytes.size() % sizeof(std::uint64_t) != 0) return;
+    const std::uint64_t last = words_.back(), spans = last / span + (last % span == 0 ? 0 : 1);
+    if (spans + 1 != words_.size()) return;
+    size_ = last;
+    words_.pop_back();
+}
+
+}  // namespace libzepl
