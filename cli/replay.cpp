@@ -171,6 +171,10 @@ std::optional<int> printFailure(const Replay& replay, const Procedure& procedure
     return runFailed;
 }
 
+void printNotes(const std::vector<std::string>& notes) {
+    for (const std::string& note : notes) std::fprintf(stderr, "note: %s\n", note.c_str());
+}
+
 // False when it could not be written.
 bool writeReport(ReportFile& file, const Report& report, const CommandLibrary& library) {
     try {
@@ -216,8 +220,10 @@ int replay(const ReplayArguments& arguments) {
     // Warnings were the run's own.
     printDiagnostics(diagnostics, procedure, true);
     if (bound.session == nullptr) return stop->requested() ? statusOfSignal() : wrongCall;
-    if (!arguments.quiet)
-        for (const std::string& note : replay.notes(library)) std::fprintf(stderr, "note: %s\n", note.c_str());
+    if (!arguments.quiet) {
+        printNotes(replay.notes(library));
+        printNotes(replay.unfedNotes(bound.procedure));
+    }
     replay.attach(*bound.session, settings);
     Report report = bound.session->run();
     report.procedure = procedure.source.name;

@@ -101,6 +101,8 @@ class Replay {
     BindOptions bindOptions(const ReplaySettings& settings) const;
     // What is not as it was when the run was captured: versions, and the procedure's text; and where the capture is cut off.
     std::vector<std::string> notes(const CommandLibrary& library) const;
+    // The inputs of the procedure, as it was bound, that get nothing: the run did not have them.
+    std::vector<std::string> unfedNotes(const Procedure& procedure) const;
     // The round that the run ended in, or up to whose end it was kept.
     std::uint64_t lastRound() const;
 

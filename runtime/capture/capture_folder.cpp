@@ -101,6 +101,7 @@ EventSummary summarize(EventReader reader, const CapturedRun& run, std::uint64_t
     EventSummary summary;
     summary.delivered.resize(run.inputs.size());
     summary.counts.resize(run.outputs.size());
+    summary.notes.resize(run.inputs.size());
     while (const std::optional<Event> event = reader.next()) {
         if (summary.end) damaged("the events of the capture continue after its end");
         summary.lastBegin = event->round;
@@ -123,6 +124,9 @@ EventSummary summarize(EventReader reader, const CapturedRun& run, std::uint64_t
                 break;
             case EventTag::failure:
                 summary.failure = event;
+                break;
+            case EventTag::inputNotes:
+                summary.notes[event->place] = event->notes;
                 break;
             case EventTag::end:
                 summary.end = event;

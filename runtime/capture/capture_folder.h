@@ -19,6 +19,7 @@ struct EventSummary {
     std::vector<Value> values{};
     std::vector<std::uint64_t> delivered{};      // elements by input
     std::vector<std::uint64_t> counts{};         // frames by output
+    std::vector<InputNotes> notes{};             // by input
     std::uint64_t lastRound = 0, lastBegin = 0;  // of an event
     std::uint64_t elementBytes = 0;
     std::optional<Event> failure{}, end{};

@@ -119,6 +119,28 @@ void EventReader::readPoint(Event& event, std::uint8_t tag) {
     event.word = fixed(sizeof event.word);
 }
 
+// Of a list whose items take a byte at least each.
+std::uint64_t EventReader::listCount() {
+    const std::uint64_t count = varint();
+    ranOut_ = count > bytes_->size() - offset_;
+    if (ranOut_) damaged();
+    return count;
+}
+
+void EventReader::readNotes(InputNotes& notes) {
+    const std::uint8_t flags = byte();
+    notes.losses.isFilled = (flags & 1) != 0;
+    notes.losses.isEstimated = (flags & 2) != 0;
+    notes.losses.frames = varint();
+    notes.losses.places = varint();
+    for (std::uint64_t n = listCount(); n > 0; --n) {
+        Gap& gap = notes.losses.gaps.emplace_back();
+        gap.frame = varint();
+        gap.lost = varint();
+    }
+    for (std::uint64_t n = listCount(); n > 0; --n) notes.notes.push_back(text());
+}
+
 std::optional<Event> EventReader::next() {
     if (ranOut_ || offset_ >= bytes_->size()) return std::nullopt;
     try {
@@ -159,6 +181,10 @@ Event EventReader::nextWhole() {
         case EventTag::failure:
             event.text = text();
             event.remedy = text();
+            return event;
+        case EventTag::inputNotes:
+            event.place = placeBelow(inputs_);
+            readNotes(event.notes);
             return event;
         case EventTag::end:
             event.word = varint();

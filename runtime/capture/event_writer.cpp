@@ -85,6 +85,25 @@ void EventWriter::failure(std::uint64_t round, const std::string& reason, const 
     files_.append(LogStream::events, bytes.bytes().data(), bytes.bytes().size());
 }
 
+void EventWriter::inputNotes(std::uint64_t round, std::size_t input, const InputNotes& said) {
+    const Losses& losses = said.losses;
+    ByteWriter bytes;
+    bytes.byte(static_cast<std::uint8_t>(EventTag::inputNotes));
+    bytes.varint(roundsTo(round));
+    bytes.varint(input);
+    bytes.byte(static_cast<std::uint8_t>((losses.isFilled ? 1 : 0) | (losses.isEstimated ? 2 : 0)));
+    bytes.varint(losses.frames);
+    bytes.varint(losses.places);
+    bytes.varint(losses.gaps.size());
+    for (const Gap& gap : losses.gaps) {
+        bytes.varint(gap.frame);
+        bytes.varint(gap.lost);
+    }
+    bytes.varint(said.notes.size());
+    for (const std::string& note : said.notes) bytes.text(note);
+    files_.append(LogStream::events, bytes.bytes().data(), bytes.bytes().size());
+}
+
 void EventWriter::end(std::uint64_t round, std::uint64_t how) {
     EventRecord record(files_, EventTag::end, roundsTo(round));
     record.varint(how);

@@ -11,16 +11,23 @@
 
 #include "runtime/capture/log_files.h"
 #include "runtime/diagnostics.h"
+#include "runtime/files.h"
 
 namespace libzepl {
 
 // The first byte of an event. From `shortPoint` on it is a point of the output `tag - shortPoint`, with count and rounds as that
 // output's last one has them.
-enum class EventTag : std::uint8_t { none, run, inputEnd, value, point, failure, end, shortPoint = 16 };
+enum class EventTag : std::uint8_t { none, run, inputEnd, value, point, failure, end, inputNotes, shortPoint = 16 };
 
 inline constexpr std::uint64_t maxShortPoints = 240;
 // An output's points are at most so many frames apart, and one is at the end of each round that gave but a few.
 inline constexpr std::uint64_t pointFrames = 256, fewFrames = 16;
+
+// What is said of an input at the end of its run: what it lost, and notes.
+struct InputNotes {
+    Losses losses{};
+    std::vector<std::string> notes{};
+};
 
 struct Event {
     EventTag tag = EventTag::none;
@@ -31,6 +38,7 @@ struct Event {
     std::uint32_t times = 0;  // deliveries of the run
     std::uint64_t word = 0;   // a value's cell, a point's sum, an end's kind
     std::string text{}, remedy{};
+    InputNotes notes{};
 
     std::uint64_t lastRound() const { return round + std::uint64_t{step} * (times > 0 ? times - 1 : 0); }
 };
@@ -57,6 +65,7 @@ class EventWriter {
     void value(std::uint64_t round, std::size_t variable, std::uint64_t cell);
     void point(std::uint64_t round, std::size_t output, std::uint64_t count, std::uint64_t sum);
     void failure(std::uint64_t round, const std::string& reason, const std::string& remedy);
+    void inputNotes(std::uint64_t round, std::size_t input, const InputNotes& notes);
     void end(std::uint64_t round, std::uint64_t how);
 
  private:
@@ -136,6 +145,8 @@ class EventReader {
     std::uint64_t placeBelow(std::size_t end);
     std::uint64_t nextRound(std::uint64_t rounds);
     void readPoint(Event& event, std::uint8_t tag);
+    void readNotes(InputNotes& notes);
+    std::uint64_t listCount();
     [[noreturn]] void damaged() const;
 
     const LogBytes* bytes_;

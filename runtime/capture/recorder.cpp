@@ -176,6 +176,17 @@ void Recorder::failed(std::uint64_t round, const std::string& reason, const std:
     events_->failure(round, reason, remedy);
 }
 
+// What its sources say of themselves, when they have stopped.
+void Recorder::keepNotes(const Engine& e) noexcept {
+    std::size_t place = 0;
+    for (const PipeInput& input : e.graph.pipeInputs) {
+        const std::size_t at = place++;
+        if (input.source == nullptr) continue;
+        const InputNotes notes{input.source->losses(), input.source->notes()};
+        if (notes.losses.frames > 0 || !notes.notes.empty()) events_->inputNotes(e.scheduler.round, at, notes);
+    }
+}
+
 // A stop before the first round is one of round 0.
 void Recorder::end(Engine& e) noexcept {
     if (!events_) return;
@@ -184,6 +195,7 @@ void Recorder::end(Engine& e) noexcept {
     lookAtKept(round);
     for (std::size_t i = 0; i < outputs_.size(); ++i)
         if (outputs_[i].sincePoint > 0) point(round, i);
+    keepNotes(e);
     const bool hasBegun = e.setUpDone || e.outcome.end != RunEnd::stopped;
     events_->end(round, hasBegun ? 1 + static_cast<std::uint64_t>(e.outcome.end) : 0);
     know(~std::uint64_t{0});

@@ -70,6 +70,7 @@ class Recorder final : public RunRecorder {
     };
     void point(std::uint64_t round, std::size_t output) noexcept;
     void know(std::uint64_t round) noexcept;
+    void keepNotes(const Engine& e) noexcept;
     void lookAtKept(std::uint64_t round) noexcept;
 
     std::filesystem::path folder_;

@@ -216,6 +216,21 @@ std::vector<std::string> Replay::notes(const CommandLibrary& library) const {
     return notes;
 }
 
+std::vector<std::string> Replay::unfedNotes(const Procedure& procedure) const {
+    const CapturedRun& run = folder_->run;
+    std::vector<std::string> notes;
+    const auto lookAt = [&](const auto& channels, const auto& captured) {
+        for (const auto& channel : channels) {
+            const auto isIt = [&](const auto& input) { return input.name == channel.name; };
+            if (channel.from && std::none_of(captured.begin(), captured.end(), isIt))
+                notes.push_back(libzepl::quoted(channel.name) + " gets nothing: the captured run had no such input");
+        }
+    };
+    lookAt(procedure.pipes, run.inputs);
+    lookAt(procedure.triggers, run.rows);
+    return notes;
+}
+
 std::uint64_t Replay::lastRound() const { return folder_->isCut ? folder_->known : folder_->summary.end->round; }
 
 void Replay::attach(Session& session, const ReplaySettings& settings) {

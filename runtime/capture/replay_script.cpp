@@ -22,21 +22,47 @@ std::size_t placeOf(const Objects& objects, std::uint64_t place, const std::stri
                   "replay it in a session like the one that was captured");
 }
 
+// Those of the losses that lie before the elements that were given.
+Losses lossesBefore(const Losses& all, std::uint64_t frames) {
+    Losses before = all;
+    before.frames = before.places = 0;
+    std::erase_if(before.gaps, [&](const Gap& gap) { return gap.frame > frames; });
+    for (const Gap& gap : before.gaps) before.frames += gap.lost;
+    before.places = before.gaps.size();
+    return before;
+}
+
 class ReplaySource final : public Source {
  public:
-    ReplaySource(ReplayScript& script, std::size_t input, const CapturedInput& captured)
-        : script_(script), input_(input), captured_(captured) {}
+    ReplaySource(ReplayScript& script, std::size_t input, const CaptureFolder& folder)
+        : script_(script), input_(input), folder_(folder), captured_(folder.run.inputs[input]) {}
 
-    std::size_t read(void* to, std::size_t count) override { return script_.read(input_, to, count); }
+    std::size_t read(void* to, std::size_t count) override {
+        const std::size_t n = script_.read(input_, to, count);
+        given_ += n;
+        return n;
+    }
     bool ready() const override { return script_.isReady(input_); }
     std::optional<std::uint64_t> length() const override { return captured_.length; }
     int channels() const override { return static_cast<int>(captured_.channels); }
     std::optional<double> rate() const override { return captured_.rate; }
+    Losses losses() const override {
+        const EventSummary& summary = folder_.summary;
+        const Losses& all = summary.notes[input_].losses;
+        return given_ == summary.delivered[input_] ? all : lossesBefore(all, given_ / captured_.channels);
+    }
+    std::vector<std::string> notes() const override {
+        std::vector<std::string> notes = folder_.summary.notes[input_].notes;
+        for (std::string& note : notes) note = "of the captured run: " + note;
+        return notes;
+    }
 
  private:
     ReplayScript& script_;
     std::size_t input_;
+    const CaptureFolder& folder_;
     const CapturedInput& captured_;
+    std::uint64_t given_ = 0;  // elements
 };
 
 }  // namespace
@@ -78,7 +104,7 @@ void ReplayScript::attachInputs(Session& session, Engine& e) {
         if (captured.isMemory)
             session.feedMemory(id, inputs_[i].memory.data(), *captured.length, static_cast<int>(captured.channels));
         else
-            session.setInput(id, std::make_unique<ReplaySource>(*this, i, captured));
+            session.setInput(id, std::make_unique<ReplaySource>(*this, i, folder_));
     }
     for (const CapturedRows& rows : folder_.run.rows)
         session.setInput(idAt<TriggerId>(e, placeOf(e.graph.triggers, rows.trigger, rows.name, "trigger")), rows.rows);

@@ -164,6 +164,52 @@ TEST_F(CaptureTest, DamageIsNotTakenForAnotherResult) {
     EXPECT_TRUE(replayed("run").isSame);
 }
 
+// Of 10,000 frames, without 3 before frame 100 and 5 before frame 9000.
+class LossySource final : public Source {
+ public:
+    std::size_t read(void* to, std::size_t count) override {
+        const std::size_t n = std::min(count, std::size_t{10000} - given_);
+        std::memset(to, 1, n * sizeof(std::int32_t));
+        given_ += n;
+        return n;
+    }
+    std::optional<std::uint64_t> length() const override { return std::nullopt; }
+    int channels() const override { return 1; }
+    std::optional<double> rate() const override { return std::nullopt; }
+    Losses losses() const override {
+        return {.frames = 8, .places = 2, .gaps = {{100, 3}, {9000, 5}}, .isFilled = true, .isEstimated = true};
+    }
+    std::vector<std::string> notes() const override { return {"8 frames are lost"}; }
+
+ private:
+    std::size_t given_ = 0;
+};
+
+TEST_F(CaptureTest, WhatAnInputLostIsKept) {
+    TestSession session({.block = 64});
+    addAbs(session).setInput(session.pipeNamed("source"), std::make_unique<LossySource>());
+    Capture capture(at("run"));
+    capture.attach(session);
+    session.run();
+    struct Case {
+        ReplaySettings settings;
+        std::uint64_t lost, places;
+    };
+    for (const Case& each : {Case{{}, 8, 2}, {{.until = 20}, 3, 1}}) {
+        TestSession again({.block = 64});
+        addAbs(again);
+        Replay replay(at("run"));
+        replay.attach(again, each.settings);
+        const Report report = again.run();
+        const Losses& losses = report.inputs.at(0).losses;
+        EXPECT_EQ(losses.frames, each.lost);
+        EXPECT_EQ(losses.places, each.places);
+        EXPECT_EQ(losses.gaps.size(), each.places);
+        EXPECT_TRUE(losses.isFilled && losses.isEstimated);
+        EXPECT_EQ(std::count(report.notes.begin(), report.notes.end(), "of the captured run: 8 frames are lost"), 1);
+    }
+}
+
 TEST_F(CaptureTest, AModuleThatIsNotLoadedIsNoted) {
     captureAbs("run");
     const CommandLibrary none;

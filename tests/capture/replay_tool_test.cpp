@@ -66,6 +66,24 @@ TEST_F(ReplayTool, AnotherProcedureDiffersFromTheSampleOnThatItChanges) {
     }
 }
 
+TEST_F(ReplayTool, AnInputThatTheRunDidNotHaveIsNoted) {
+    putRamp("in.bin", 100);
+    const std::string start = "pipe a : int16 from \"in.bin\"\npipe c[2] : int16 from \"c.csv\"\n";
+    put("c.csv", "x,y\n1,2\n");
+    put("p.zp", start + "pipe b : int16 = a + c[1] + c[2] to \"b.bin\"\n");
+    ASSERT_EQ(call("run p.zp --capture kept").status, 0);
+    put("kept/procedure.zp", start +
+                                 "pipe b : int16 = a + c[1] + c[2] to \"b.bin\"\npipe d : int16 from \"in.bin\"\n"
+                                 "trigger t from \"t.csv\"\n");
+    const Called replay = call("replay kept");
+    EXPECT_EQ(replay.status, 0) << replay.err;
+    for (const char* name : {"d", "t"})
+        EXPECT_TRUE(
+            has(replay.err, "note: `" + std::string(name) + "` gets nothing: the captured run had no such input\n"))
+            << replay.err;
+    EXPECT_FALSE(has(replay.err, "]` gets")) << replay.err;
+}
+
 TEST_F(ReplayTool, AnOutputOfAnotherLengthSaysWhatIsKnownOfIt) {
     putRamp("in.bin", 1000);
     const std::string start = "pipe a : int16 from \"in.bin\"\npipe b : int16 to \"b.bin\"\n";
