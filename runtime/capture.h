@@ -30,7 +30,7 @@ class ReplayScript;
 
 class Capture {
  public:
-    // A Problem where the folder is there and has something in it. It is made when the run begins.
+    // A Problem where the folder is there and has something in it. attach() makes it.
     explicit Capture(std::filesystem::path folder);
     Capture(const Capture&) = delete;
     Capture& operator=(const Capture&) = delete;
@@ -39,9 +39,11 @@ class Capture {
     // Keeps how the session came from a procedure, so that `zepl replay` can make it again. `options` are those that it was
     // bound with.
     void keepProcedure(const Procedure& procedure, const BindOptions& options, const BoundProcedure& bound);
-    // Keeps the run of the session, which was not started yet and to which nothing more is added.
+    // Keeps the run of the session, which was not started yet, has neither a capture nor a replay, and to which nothing more is
+    // added. A capture keeps one run. A Problem where the folder and its files cannot be made: no run begins that is not kept. What
+    // was made is removed again where the session never runs.
     void attach(Session& session);
-    // Why something of the run is missing in the folder. The run itself goes on without being kept.
+    // Why something of the run is missing in the folder, although it could be made. The run itself goes on without being kept.
     std::optional<Problem> failure() const;
 
  private:
@@ -106,10 +108,11 @@ class Replay {
     // The round that the run ended in, or up to whose end it was kept.
     std::uint64_t lastRound() const;
 
-    // Has the session take what the run had. It is like the one that was captured, was not started yet, and has no inputs. Outputs
-    // that it has are written, and those that it lacks are taken and compared all the same. The replay must outlive its run.
+    // Has the session take what the run had. It is like the one that was captured, was not started yet, and has no inputs, nor a
+    // capture. Outputs that it has are written, and those that it lacks are taken and compared all the same. The replay must
+    // outlive its run, and is for one.
     void attach(Session& session, const ReplaySettings& settings);
-    // After the run.
+    // After the run; a Problem before.
     ReplayResult result() const;
     // What the reason of the run's report is.
     ReplayFailure failureOf(const Report& report) const;

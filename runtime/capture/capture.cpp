@@ -40,10 +40,15 @@ void Capture::keepProcedure(const Procedure& procedure, const BindOptions& optio
 
 void Capture::attach(Session& session) {
     Engine& e = engineOf(session);
+    if (recorder_ != nullptr)
+        throw Problem("a capture is attached that keeps another session's run", "make a Capture for each session");
     if (e.started) throw Problem("a session is captured that has run", "attach the capture before the run");
+    if (e.recorder != nullptr)
+        throw Problem("a session is captured that has a capture or a replay already", "attach one of them");
+    CapturedRun run = *run_;
     for (const Variable& variable : e.graph.variables)
-        run_->variables.push_back({variable.name, variable.type, std::bit_cast<std::uint64_t>(variable.cell)});
-    recorder_ = std::make_shared<Recorder>(folder_, std::move(*run_), std::move(text_));
+        run.variables.push_back({variable.name, variable.type, std::bit_cast<std::uint64_t>(variable.cell)});
+    recorder_ = std::make_shared<Recorder>(folder_, std::move(run), text_);
     e.recorder = recorder_;
 }
 

@@ -20,7 +20,7 @@ constexpr std::uint64_t piecesOfRing = 4;
 
 [[noreturn]] void fail(const std::filesystem::path& path, int error) {
     throw Problem(path.string() + ": what the run has cannot be kept there: " + std::generic_category().message(error),
-                  "capture into a folder of a local disk that has room");
+                  captureRemedy(error));
 }
 
 int create(const std::filesystem::path& path) {
@@ -44,6 +44,32 @@ class BlockedSignals {
 };
 
 }  // namespace
+
+std::string captureRemedy(int error) {
+    switch (error) {
+        case EMFILE:
+            return "raise the limit of open files (ulimit -n)";
+        case ENFILE:
+            return "close other programs: the system has no more open files";
+        case EAGAIN:
+            return "raise the limit of threads (ulimit -u)";
+        case ENOMEM:
+            return "close other programs, or raise what a process may take (ulimit -v)";
+        case ENOSPC:
+        case EDQUOT:
+            return "capture into a folder of a disk that has room";
+        case EFBIG:
+            return "raise the limit of a file's size (ulimit -f), or capture into a folder of a disk that has room";
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case ENOTDIR:
+        case ENAMETOOLONG:
+            return "name a folder that can be written";
+        default:
+            return "capture into a folder of a local disk";
+    }
+}
 
 LogFiles::LogFiles(const std::filesystem::path& folder) : folder_(folder) {
     try {
@@ -247,10 +273,15 @@ void LogFiles::finish() noexcept {
     if (!hasFailed()) ::unlink((folder_ / ringName).c_str());
 }
 
+void LogFiles::discard() noexcept {
+    finish();
+    removeAll();
+}
+
 std::optional<Problem> LogFiles::failure() const {
     if (!hasFailed()) return std::nullopt;
     return Problem(folder_.string() + ": the capture is not complete: " + std::generic_category().message(error_),
-                   "what it has until then can be replayed; capture into a folder with more room");
+                   "what it has until then can be replayed; " + captureRemedy(error_));
 }
 
 }  // namespace libzepl

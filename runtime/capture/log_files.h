@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 
 #include "runtime/capture/stream_sums.h"
@@ -39,6 +40,9 @@ struct RingHeader {
     std::array<std::atomic<std::uint64_t>, logStreams> written{};   // bytes that the stream's own file has
 };
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free && sizeof(RingHeader) <= RingHeader::bytes);
+
+// What to do where a capture cannot be made or written, by the system's error.
+std::string captureRemedy(int error);
 
 class LogFiles {
  public:
@@ -92,6 +96,8 @@ class LogFiles {
 
     // Writes all with its sums, and removes the ring. Nothing may be appended after it.
     void finish() noexcept;
+    // Removes the files instead.
+    void discard() noexcept;
     bool hasFailed() const noexcept { return failed_.load(std::memory_order_relaxed); }
     std::optional<Problem> failure() const;
 

@@ -97,22 +97,55 @@ void KeptOutputs::begin(Engine& e) {
         if (output.sink == nullptr) kept_.push_back({output.port.channel, output.place});
 }
 
-std::optional<Problem> Recorder::failure() const { return files_ == nullptr ? std::nullopt : files_->failure(); }
-
-void Recorder::begin(Engine& e) {
-    describe(e, run_);
+Recorder::Recorder(std::filesystem::path folder, CapturedRun run, const std::optional<std::string>& procedure)
+    : folder_(std::move(folder)), run_(std::move(run)) {
     std::error_code error;
-    std::filesystem::create_directories(folder_, error);
+    isFolderNew_ = std::filesystem::create_directories(folder_, error);
     if (error)
         throw Problem(folder_.string() + ": the folder of the capture cannot be made: " + error.message(),
-                      "name a folder that can be written");
-    files_ = std::make_unique<LogFiles>(folder_);
-    if (procedure_) {
-        OutputFile text(folder_ / procedureName, {.sync = false});
-        text.write(*procedure_);
-        text.finish();
+                      captureRemedy(error.value()));
+    try {
+        makeFiles(procedure);
+    } catch (const Problem&) {
+        discard();
+        throw;
     }
-    writeRun(folder_ / runName, run_);
+}
+
+Recorder::~Recorder() {
+    if (files_ != nullptr && !hasBegun_) discard();
+}
+
+void Recorder::makeFiles(const std::optional<std::string>& procedure) {
+    files_ = std::make_unique<LogFiles>(folder_);
+    if (!procedure) return;
+    OutputFile text(folder_ / procedureName, {.sync = false});
+    text.write(*procedure);
+    text.finish();
+}
+
+// A folder without a run is no capture.
+void Recorder::discard() noexcept {
+    if (files_ != nullptr) files_->discard();
+    files_.reset();
+    std::error_code error;
+    std::filesystem::remove(folder_ / procedureName, error);
+    if (isFolderNew_) std::filesystem::remove(folder_, error);
+}
+
+std::optional<Problem> Recorder::failure() const {
+    return failure_ || files_ == nullptr ? failure_ : files_->failure();
+}
+
+void Recorder::begin(Engine& e) {
+    hasBegun_ = true;
+    describe(e, run_);
+    try {
+        writeRun(folder_ / runName, run_);
+    } catch (const Problem& problem) {
+        failure_ = problem;
+        return discard();
+    }
     events_.emplace(*files_, run_.inputs.size(), run_.outputs.size());
     for (const CapturedOutput& output : run_.outputs) outputs_.push_back({sumFor(output)});
     kept_.begin(e);

@@ -46,9 +46,11 @@ class KeptOutputs {
 
 class Recorder final : public RunRecorder {
  public:
-    // `run` has what is known of it before it begins.
-    Recorder(std::filesystem::path folder, CapturedRun run, std::optional<std::string> procedure)
-        : folder_(std::move(folder)), run_(std::move(run)), procedure_(std::move(procedure)) {}
+    // Makes the folder and its files; a Problem where that cannot be done. `run` has what is known of it before it begins.
+    Recorder(std::filesystem::path folder, CapturedRun run, const std::optional<std::string>& procedure);
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+    ~Recorder() override;
 
     std::optional<Problem> failure() const;
 
@@ -70,12 +72,15 @@ class Recorder final : public RunRecorder {
     };
     void point(std::uint64_t round, std::size_t output) noexcept;
     void know(std::uint64_t round) noexcept;
+    void makeFiles(const std::optional<std::string>& procedure);
+    void discard() noexcept;
     void keepNotes(const Engine& e) noexcept;
     void lookAtKept(std::uint64_t round) noexcept;
 
     std::filesystem::path folder_;
     CapturedRun run_;
-    std::optional<std::string> procedure_;
+    bool isFolderNew_ = false, hasBegun_ = false;
+    std::optional<Problem> failure_;  // of the beginning
     std::unique_ptr<LogFiles> files_;
     std::optional<EventWriter> events_;
     std::vector<Output> outputs_;

@@ -235,6 +235,11 @@ std::uint64_t Replay::lastRound() const { return folder_->isCut ? folder_->known
 
 void Replay::attach(Session& session, const ReplaySettings& settings) {
     Engine& e = engineOf(session);
+    if (script_ != nullptr)
+        throw Problem("a replay is attached that another session has", "make a Replay for each session");
+    if (e.recorder != nullptr)
+        throw Problem("a run is to be replayed in a session that has a capture or a replay already",
+                      "attach one of them");
     if (e.started) throw Problem("a run is to be replayed in a session that has run", "make another session");
     script_ = std::make_shared<ReplayScript>(*folder_, settings.until);
     check_ = std::make_shared<ReplayCheck>(*folder_, settings.until);
@@ -255,7 +260,9 @@ void Replay::attach(Session& session, const ReplaySettings& settings) {
 
 ReplayResult Replay::result() const {
     ReplayResult result;
-    if (check_ == nullptr) return result;
+    if (check_ == nullptr || !check_->hasEnded())
+        throw Problem("a replay's result is asked for before its run has ended",
+                      "run the session that it is attached to");
     result.isCut = folder_->isCut;
     result.lastRound = check_->lastRound();
     const auto roundOf = [](const ReplayedOutput& output) {

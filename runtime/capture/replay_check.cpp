@@ -101,6 +101,7 @@ ReplayFailure ReplayCheck::failureOf(const Report& report) const {
 
 void ReplayCheck::end(Engine& e) noexcept {
     lookAtKept(e.scheduler.round);
+    hasEnded_ = true;
     lastRound_ = e.scheduler.round;
     end_ = e.outcome.end;
     reason_ = e.outcome.reason;

@@ -31,6 +31,7 @@ class ReplayCheck final : public RunRecorder {
     ReplayCheck(const CaptureFolder& folder, std::optional<std::uint64_t> until);
 
     const std::vector<Output>& outputs() const { return outputs_; }
+    bool hasEnded() const { return hasEnded_; }
     std::uint64_t lastRound() const { return lastRound_; }
     // As of Replay::failureOf.
     ReplayFailure failureOf(const Report& report) const;
@@ -64,6 +65,7 @@ class ReplayCheck final : public RunRecorder {
     bool isWhole_ = true;                 // the events say how each output ends
     std::uint64_t lastRound_ = 0;
     bool isPortFailure_ = false;  // an input or an output failed
+    bool hasEnded_ = false;
     RunEnd end_ = RunEnd::running;
     std::string reason_{};  // of a failure until the last round
     KeptOutputs kept_;

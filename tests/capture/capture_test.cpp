@@ -132,6 +132,48 @@ TEST_F(CaptureTest, FilesThatAreCutAreReplayedAsFarAsTheyGo) {
     }
 }
 
+TEST_F(CaptureTest, EachIsForOneRun) {
+    captureAbs("run");
+    TestSession session, other;
+    addAbs(session).feed<std::int32_t>(session.pipeNamed("source"), countUp(10, 0));
+    addAbs(other);
+    {
+        Capture capture(at("again")), second(at("second"));
+        capture.attach(session);
+        EXPECT_EQ(refusalOf([&] { capture.attach(other); }), "a capture is attached that keeps another session's run");
+        EXPECT_EQ(refusalOf([&] { second.attach(session); }),
+                  "a session is captured that has a capture or a replay already");
+        EXPECT_FALSE(std::filesystem::exists(at("second")));
+        session.run();
+    }
+    EXPECT_TRUE(Replay(at("again")).notes(testLibrary()).empty());
+    Replay replay(at("run"));
+    const char* early = "a replay's result is asked for before its run has ended";
+    EXPECT_EQ(refusalOf([&] { replay.result(); }), early);
+    replay.attach(other, {});
+    EXPECT_EQ(refusalOf([&] { replay.result(); }), early);
+    TestSession third;
+    addAbs(third);
+    EXPECT_EQ(refusalOf([&] { replay.attach(third, {}); }), "a replay is attached that another session has");
+    EXPECT_EQ(refusalOf([&] { Replay(at("run")).attach(other, {}); }),
+              "a run is to be replayed in a session that has a capture or a replay already");
+}
+
+TEST_F(CaptureTest, OneWhoseSessionNeverRunsLeavesNothing) {
+    put("file", "");
+    {
+        TestSession session;
+        Capture capture(at("run"));
+        capture.attach(addAbs(session));
+        EXPECT_TRUE(std::filesystem::exists(at("run/ring")));
+        TestSession other;
+        Capture none(at("file/run"));
+        EXPECT_EQ(refusalOf([&] { none.attach(addAbs(other)); }),
+                  at("file/run").string() + ": the folder of the capture cannot be made: Not a directory");
+    }
+    EXPECT_FALSE(std::filesystem::exists(at("run")));
+}
+
 // In every file, at any byte: a bit that is another one, and bytes that are inserted, removed or another capture's.
 TEST_F(CaptureTest, DamageIsNotTakenForAnotherResult) {
     captureAbs("run");

@@ -233,9 +233,18 @@ TEST_F(ReplayTool, AFullDiskLeavesTheRunAsItWas) {
 TEST_F(ReplayTool, ACaptureThatCannotBeginLeavesNothing) {
     putRamp("in.bin", 10);
     put("p.zp", "pipe a : int16 from \"in.bin\"\npipe b : int16 = a to \"b.bin\"\n");
-    const Called run = call("run p.zp --capture new/kept", "/dev/null", {}, "ulimit -f 1024;");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(has(run.err, "kept/ring: what the run has cannot be kept there: File too large")) << run.err;
+    struct Case {
+        const char *folder, *limit, *message, *remedy;
+    };
+    for (const Case& each : {Case{"new/kept", "ulimit -f 1024;",
+                                  "/kept/ring: what the run has cannot be kept there: File too large", "(ulimit -f)"},
+                             {"p.zp/kept", "", "the folder of the capture cannot be made: Not a directory",
+                              "name a folder that can be written"}}) {
+        const Called run = call(std::string("run p.zp --capture ") + each.folder, "/dev/null", {}, each.limit);
+        EXPECT_EQ(run.status, 2) << run.err;
+        EXPECT_TRUE(has(run.err, each.message) && has(run.err, each.remedy)) << run.err;
+        EXPECT_FALSE(std::filesystem::exists(at("new/kept")) || std::filesystem::exists(at("b.bin")));
+    }
     EXPECT_EQ(call("run p.zp --capture new/kept").status, 0);
 }
 
