@@ -223,7 +223,7 @@ void addReplayOptions(CLI::App& command, cli::ReplayArguments& arguments) {
     addModuleOptions(command, arguments.modules);
     command.footer(
         "Exit status: 0 when every output has the same bytes as in the run, or --set makes another run of it; 1 when one "
-        "differs; 2 when the call or the folder is wrong.");
+        "differs, the replay fails or nothing could be compared; 2 when the call or the folder is wrong.");
 }
 
 void addCommandsOptions(CLI::App& command, cli::CatalogueArguments& arguments) {
