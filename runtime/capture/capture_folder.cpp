@@ -57,13 +57,17 @@ class LeftRing {
     std::vector<std::byte> bytes_;
 };
 
+StreamSums sumsOf(const std::filesystem::path& folder, std::size_t i) {
+    sizeOf(folder / sumNames[i]);
+    return {folder / sumNames[i], sumSpans[i]};
+}
+
 // Reads a stream as far as it goes, and gives why no further, nothing where all that the run had is there. Of a file that is
 // shorter than it was the last span has no sum, and is left out.
-std::string readStream(const std::filesystem::path& folder, std::size_t i, const LeftRing* ring, LogBytes& bytes) {
+std::string readStream(const std::filesystem::path& folder, std::size_t i, const StreamSums& sums, const LeftRing* ring,
+                       LogBytes& bytes) {
     const std::filesystem::path file = folder / logNames[i];
     const std::uint64_t there = sizeOf(file);
-    sizeOf(folder / sumNames[i]);
-    const StreamSums sums(folder / sumNames[i], sumSpans[i]);
     const std::uint64_t size = ring != nullptr ? ring->written(i) : sums.size().value_or(there);
     if (ring == nullptr && there > size) damaged(file.string() + ": it is damaged: it is longer than the run's");
     std::string cut;
@@ -146,8 +150,11 @@ CaptureFolder::CaptureFolder(std::filesystem::path folder) : path(std::move(fold
     run = parseRun(bytesOfFile(path / runName), (path / runName).string());
     std::optional<LeftRing> ring;
     if (std::filesystem::exists(path / ringName, error)) known = ring.emplace(path / ringName).known();
-    const std::string cutEvents = readStream(path, 0, ring ? &*ring : nullptr, events);
-    const std::string cutElements = readStream(path, 1, ring ? &*ring : nullptr, elements);
+    const StreamSums sumsOfEvents = sumsOf(path, 0), sumsOfElements = sumsOf(path, 1);
+    const std::string cutEvents = readStream(path, 0, sumsOfEvents, ring ? &*ring : nullptr, events);
+    const std::string cutElements = readStream(path, 1, sumsOfElements, ring ? &*ring : nullptr, elements);
+    if (!StreamSums::fitTogether(sumsOfEvents, sumsOfElements))
+        damaged(path.string() + ": its files are of several captures, or the sums are damaged");
     summary = summarize(reader(), run, known);
     if (ring && summary.lastRound > known) damaged((path / ringName).string() + ": it is damaged");
     if (summary.end == std::nullopt && !cutEvents.empty()) {

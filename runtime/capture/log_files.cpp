@@ -257,8 +257,9 @@ bool LogFiles::writePiece(std::size_t i, std::uint64_t until) noexcept {
 }
 
 void LogFiles::finishSums() noexcept {
+    const std::uint64_t joint = jointSum(rings_[0].sums.value(), rings_[1].sums.value());
     for (Ring& ring : rings_)
-        if (!hasFailed()) failed_.store((error_ = ring.sums.finish()) != 0);
+        if (!hasFailed()) failed_.store((error_ = ring.sums.finish(joint)) != 0);
 }
 
 void LogFiles::finish() noexcept {

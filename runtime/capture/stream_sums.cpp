@@ -46,20 +46,27 @@ int SumWriter::add(const std::byte* from, std::uint64_t bytes) noexcept {
     return error != 0 ? error : append(words.data(), count);
 }
 
-int SumWriter::finish() noexcept {
-    const std::array<std::uint64_t, 2> words{sum_.value(), size_};
-    return size_ % span_ == 0 ? append(&words[1], 1) : append(words.data(), words.size());
+int SumWriter::finish(std::uint64_t joint) noexcept {
+    const std::array<std::uint64_t, 3> words{sum_.value(), size_, joint};
+    return size_ % span_ == 0 ? append(&words[1], 2) : append(words.data(), words.size());
+}
+
+std::uint64_t jointSum(std::uint64_t first, std::uint64_t second) {
+    const std::array<std::uint64_t, 2> sums{first, second};
+    return sumOf(sums.data(), sizeof sums);
 }
 
 StreamSums::StreamSums(const std::filesystem::path& file, std::uint64_t span) : span_(span) {
     const std::vector<std::byte> bytes = bytesOfFile(file);
     words_.resize(bytes.size() / sizeof(std::uint64_t));
     std::memcpy(words_.data(), bytes.data(), words_.size() * sizeof(std::uint64_t));
-    if (words_.empty() || bytes.size() % sizeof(std::uint64_t) != 0) return;
-    const std::uint64_t last = words_.back(), spans = last / span + (last % span == 0 ? 0 : 1);
-    if (spans + 1 != words_.size()) return;
-    size_ = last;
-    words_.pop_back();
+    const std::size_t count = words_.size();
+    if (count < 2 || bytes.size() % sizeof(std::uint64_t) != 0) return;
+    const std::uint64_t size = words_[count - 2];
+    if (size / span + (size % span == 0 ? 0 : 1) + 2 != count) return;
+    size_ = size;
+    joint_ = words_.back();
+    words_.resize(count - 2);
 }
 
 }  // namespace libzepl

@@ -227,6 +227,25 @@ class LossySource final : public Source {
     std::size_t given_ = 0;
 };
 
+TEST_F(CaptureTest, FilesOfTwoCapturesAreRefused) {
+    captureAbs("run");
+    TestSession session({.block = 64});
+    addAbs(session).feed<std::int32_t>(session.pipeNamed("source"), countUp(10000, 3));
+    Capture capture(at("other"));
+    capture.attach(session);
+    session.run();
+    for (const std::string name : {"events", "elements"}) {
+        for (const std::string& each : {name, name + ".sums"}) {
+            std::filesystem::rename(at("run/" + each), at("kept-" + each));
+            std::filesystem::copy(at("other/" + each), at("run/" + each));
+            EXPECT_NE(refusalOf([&] { Replay replay(at("run")); }), "none") << each;
+        }
+        for (const std::string& each : {name, name + ".sums"})
+            std::filesystem::rename(at("kept-" + each), at("run/" + each));
+    }
+    EXPECT_TRUE(replayed("run").isSame);
+}
+
 TEST_F(CaptureTest, WhatAnInputLostIsKept) {
     TestSession session({.block = 64});
     addAbs(session).setInput(session.pipeNamed("source"), std::make_unique<LossySource>());
