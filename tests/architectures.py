@@ -41,6 +41,10 @@ LEFT_OUT = {
     "Crash.IsSaidWithItsTaskAndLeavesTheFilesAsTheyWere":
         "the emulator gives 0 for an address that no process can have, and so a null pointer is blamed",
     "Crash.OfAForkOfACommandIsTheForksAlone": "the emulator has a word of its own about a fork that a signal ends",
+    "Datagrams.ThatTheSystemDropsAreCountedAsTheOneBefore":
+        "the emulator does not pass on what the system says of dropped datagrams",
+    "Datagrams.ThatTheSystemDropsLastAreCountedWhenTheRunIsStopped":
+        "the emulator does not pass on what the system says of dropped datagrams",
 }
 
 LEGEND = """Outputs are what the examples, the cases of the determinism tests and the procedures of `tests/architecture_cases` write, with
