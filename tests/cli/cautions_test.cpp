@@ -230,7 +230,8 @@ TEST_F(ShownCautions, WhatDependsOnArrivalIsShownByTheCheckAndTheReport) {
 
 TEST_F(ShownCautions, AnExampleThatFollowsThePagesHasOnlyThoseOfItsArrival) {
     std::filesystem::create_directory_symlink(TEST_SOURCE_DIR "/examples", at("examples"));
-    const std::map<std::string, Lines> expected{{"one_link", {}}, {"oven", {"PID", "PIDSCRAM"}}, {"ecg_clean", {"FIRLOWPASS"}}};
+    const std::map<std::string, Lines> expected{
+        {"one_link", {}}, {"oven", {"PID", "PIDSCRAM"}}, {"ecg_clean", {"FIRLOWPASS"}}};
     for (const auto& [name, commands] : expected) {
         ASSERT_EQ(call("check examples/" + name + ".zp --report r.json").status, 0);
         const nlohmann::json report = nlohmann::json::parse(bytesOf("r.json"));

@@ -111,12 +111,13 @@ TEST_F(OutputTest, AFileThatCannotBeReadIsNamed) {
         EXPECT_EQ(refusedRead(name),
                   name + ": there is no such file | check the name and the folder it is relative to");
     EXPECT_EQ(refusedRead("folder.wav"), "folder.wav: is a folder, not a file | name a file in it");
-    EXPECT_EQ(refusedRead("noending"),
-              "noending: the name has no ending that says which format it is | the endings are .npy, .csv, .bin, .wav, "
-              ".flac, "
-              ".aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, .opus, .mp3, .aifc, .avr, .htk, .iff, .svx, "
-              ".mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, .sph; in a procedure `format wav` and so on after the name "
-              "says what another one holds");
+    EXPECT_EQ(
+        refusedRead("noending"),
+        "noending: the name has no ending that says which format it is | the endings are .npy, .csv, .bin, .wav, "
+        ".flac, "
+        ".aiff, .aif, .au, .snd, .w64, .caf, .rf64, .ogg, .oga, .opus, .mp3, .aifc, .avr, .htk, .iff, .svx, "
+        ".mat, .mpc, .nist, .paf, .pvf, .sds, .sf, .voc, .wve, .xi, .sph; in a procedure `format wav` and so on after the name "
+        "says what another one holds");
 }
 
 TEST_F(OutputTest, AFileThatMayNotBeReadIsNamed) {
