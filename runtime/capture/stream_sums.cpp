@@ -59,6 +59,7 @@ std::uint64_t jointSum(std::uint64_t first, std::uint64_t second) {
 StreamSums::StreamSums(const std::filesystem::path& file, std::uint64_t span) : span_(span) {
     const std::vector<std::byte> bytes = bytesOfFile(file);
     words_.resize(bytes.size() / sizeof(std::uint64_t));
+    if (words_.empty()) return;
     std::memcpy(words_.data(), bytes.data(), words_.size() * sizeof(std::uint64_t));
     const std::size_t count = words_.size();
     if (count < 2 || bytes.size() % sizeof(std::uint64_t) != 0) return;
