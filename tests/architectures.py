@@ -41,6 +41,7 @@ LEFT_OUT = {
     "Crash.IsSaidWithItsTaskAndLeavesTheFilesAsTheyWere":
         "the emulator gives 0 for an address that no process can have, and so a null pointer is blamed",
     "Crash.OfAForkOfACommandIsTheForksAlone": "the emulator has a word of its own about a fork that a signal ends",
+    "Plot.WhatCannotBeDrawnIsRefusedWithTheWayOut": "the emulator does not say that a program to be started is not there",
     "Datagrams.ThatTheSystemDropsAreCountedAsTheOneBefore":
         "the emulator does not pass on what the system says of dropped datagrams",
     "Datagrams.ThatTheSystemDropsLastAreCountedWhenTheRunIsStopped":
