@@ -65,8 +65,8 @@ struct ReplayedOutput {
     OutputReport::Unit unit = OutputReport::Unit::samples;
     std::uint64_t count = 0;     // that the replay gave
     std::uint64_t expected = 0;  // that the run gave
-    std::uint64_t compared =
-        0;  // of both, and the same; what came after the last sum of a run that was cut off is not compared
+    // Of both, and the same: what came after the last sum of a run that was cut off is not compared.
+    std::uint64_t compared = 0;
     bool isCompared = true;  // false for one that the run did not have
     bool differs = false;
     // Where it differs first: from which sample, event or row to which, counted from 1, and by which round the run gave them.

@@ -30,13 +30,14 @@ std::string takeAddress(FileClause& clause, const std::string& given, const std:
     for (; words >> word; value.clear()) {
         if (!isGiven.insert(word).second)
             throw Problem(option + ": " + libzepl::quoted(word) + " is given twice", "give it once");
-        if (word == "fill" || word == "partial") {
+        if (word == "fill" || (word == "partial" && option.starts_with("--in "))) {
             (word == "fill" ? clause.fill : clause.partial) = true;
             continue;
         }
         if (word != "format" && word != "timeout" && word != "rate")
-            throw Problem(option + ": " + libzepl::quoted(word) + " is no clause of an address",
-                          "after a space the address takes format WORD, timeout SECONDS, rate R, fill, partial");
+            throw Problem(
+                option + ": " + libzepl::quoted(word) + " is no clause of an address",
+                "after a space the address takes format WORD, timeout SECONDS, rate R, fill; one that is read takes partial, too");
         if (!(words >> value)) throw Problem(option + ": " + libzepl::quoted(word) + " lacks its value");
         if (word == "format")
             clause.format = value;

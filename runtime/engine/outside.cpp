@@ -51,8 +51,8 @@ Snapshot Outside::snapshot(Engine& e, Snapshot (*make)(const Engine& e), std::ch
         last_.phase = phase_;
         return last_;
     }
-    constexpr std::chrono::milliseconds longest =
-        std::chrono::hours(24 * 365);  // a later moment no clock here may hold
+    // The clock cannot hold every later moment.
+    constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 365);
     const bool isCurrent = answered_.wait_for(lock, std::min(patience, longest), [&] { return *isAnswered; });
     Snapshot latest = last_;
     latest.isCurrent = isCurrent;

@@ -65,10 +65,10 @@ class ConnectionStream final : public OutputStream {
  private:
     // Whether the other side's system has all.
     bool hasArrived() {
-        std::array<std::byte, 65536> unwanted;
-        if (::recv(connection_.number(), unwanted.data(), unwanted.size(), MSG_DONTWAIT) < 0 && errno != EAGAIN &&
-            errno != EINTR)
-            fail(errno);
+        std::array<std::byte, 4096> unwanted;
+        ssize_t got = 1;
+        while (got > 0) got = ::recv(connection_.number(), unwanted.data(), unwanted.size(), MSG_DONTWAIT);
+        if (got < 0 && errno != EAGAIN && errno != EINTR) fail(errno);
         int error = 0, unsent = 0;
         socklen_t size = sizeof error;
         if (::getsockopt(connection_.number(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error != 0) fail(error);

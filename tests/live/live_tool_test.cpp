@@ -43,9 +43,15 @@ TEST_F(LiveAddresses, OfTheCommandLineTakeTheSameClauses) {
     from.close();
     EXPECT_EQ(tool.wait(), 0) << said();
     EXPECT_EQ(bytesOf("b.bin"), textOf(std::vector<std::int16_t>{6, 7}));
-    const Called wrong = call("run x.zp --in 'x=tcp://:5 formt csv'");
-    EXPECT_EQ(wrong.status, 2);
-    EXPECT_NE(wrong.err.find("--in x: `formt` is no clause of an address"), std::string::npos) << wrong.err;
+    const std::pair<const char*, const char*> wrong[] = {
+        {"--in 'x=tcp://:5 formt csv'", "--in x: `formt` is no clause of an address"},
+        {"--in 'x=tcp://:5 fill partial format csv fill'", "--in x: `fill` is given twice"},
+        {"--in x=b.bin --out 'y=tcp://:5 partial'", "--out y: `partial` is no clause of an address"}};
+    for (const auto& [option, message] : wrong) {
+        const Called called = call(std::string("run x.zp ") + option);
+        EXPECT_EQ(called.status, 2);
+        EXPECT_NE(called.err.find(message), std::string::npos) << called.err;
+    }
 }
 
 TEST_F(LiveAddresses, AreCheckedWithoutAConnection) {

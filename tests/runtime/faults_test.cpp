@@ -1,7 +1,9 @@
 // A task that fails ends alone: the others go on, and the outputs are finished.
 
+#include <csignal>
 #include <thread>
 
+#include "runtime/live.h"
 #include "tests/support/session_support.h"
 
 namespace libzepl {
@@ -93,6 +95,30 @@ TEST(Faults, OfSeveralTasksAreCaughtInEverySessionThatRuns) {
     std::thread thread(failAgainAndAgain);
     failAgainAndAgain();
     thread.join();
+}
+
+void ownHandler(int) {}
+
+TEST(Faults, LeaveAHandlerThatTheProgramSetsWhileASessionRuns) {
+    struct sigaction before {
+    }, own{}, present{};
+    ::sigaction(SIGFPE, nullptr, &before);
+    own.sa_handler = ownHandler;
+    for (const bool isSet : {false, true}) {
+        TestSession session;
+        const PipeId source = session.pipe("source");
+        session.task("ABS", source, session.output("copy"));
+        LiveInput& input = session.feedLive(source);
+        session.start();
+        input.push(countUp(3));
+        while (session.snapshot().pipes[1].written < 3) continue;
+        if (isSet) ::sigaction(SIGFPE, &own, nullptr);
+        input.finish();
+        session.wait();
+        ::sigaction(SIGFPE, nullptr, &present);
+        EXPECT_EQ(present.sa_handler, isSet ? ownHandler : before.sa_handler);
+    }
+    ::sigaction(SIGFPE, &before, nullptr);
 }
 
 }  // namespace
